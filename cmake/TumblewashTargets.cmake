@@ -1,0 +1,57 @@
+# How every target of the tree is made: one set of flags, one naming rule.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+# The flags that hold everywhere. Arithmetic is never fused: every target must give the same bytes.
+add_library(tumblewash_flags INTERFACE)
+target_compile_options(tumblewash_flags INTERFACE
+  -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion
+  $<$<BOOL:${TUMBLEWASH_WERROR}>:-Werror>)
+target_include_directories(tumblewash_flags INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+target_compile_definitions(tumblewash_flags INTERFACE
+  $<$<BOOL:${SI_DEBUG}>:SI_DEBUG=1> $<$<NOT:$<BOOL:${TUMBLEWASH_SIMD}>>:TUMBLEWASH_NO_SIMD=1>)
+if(TUMBLEWASH_SANITIZE)
+  target_compile_options(tumblewash_flags INTERFACE
+    -fsanitize=${TUMBLEWASH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(tumblewash_flags INTERFACE -fsanitize=${TUMBLEWASH_SANITIZE})
+endif()
+
+function(tw_add_room folder)
+  if(EXISTS "${PROJECT_SOURCE_DIR}/${folder}/CMakeLists.txt")
+    add_subdirectory(${folder})
+  endif()
+endfunction()
+
+# tw_library(NAME SOURCES... USES targets...): the static library libNAME.a, alias tumblewash::NAME.
+function(tw_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;PRIVATE_USES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  add_library(tumblewash::${name} ALIAS ${name})
+  target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE $<BUILD_INTERFACE:tumblewash_flags> ${ARG_PRIVATE_USES})
+  target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+endfunction()
+
+# tw_test(NAME SOURCES... USES targets...): a GoogleTest program, registered as one CTest.
+function(tw_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;USES" ${ARGN})
+  find_package(GTest REQUIRED)
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE tumblewash_flags ${ARG_USES} GTest::gmock GTest::gtest GTest::gtest_main)
+  add_test(NAME ${name} COMMAND ${name})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 300)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
