@@ -43,15 +43,21 @@ function(tw_library name)
   target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 endfunction()
 
+# tw_register_test(NAME COMMAND ...): add_test under this build's prefix, so that one CTest run can hold several builds.
+set(TUMBLEWASH_TEST_PREFIX "" CACHE STRING "Put before the name of every test")
+function(tw_register_test name)
+  add_test(NAME ${TUMBLEWASH_TEST_PREFIX}${name} ${ARGN})
+endfunction()
+
 # tw_test(NAME SOURCES... USES targets...): a GoogleTest program, registered as one CTest.
 function(tw_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;USES" ${ARGN})
   find_package(GTest REQUIRED)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE tumblewash_flags ${ARG_USES} GTest::gmock GTest::gtest GTest::gtest_main)
-  add_test(NAME ${name} COMMAND ${name})
+  tw_register_test(${name} COMMAND ${name})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
   endif()
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  set_tests_properties(${TUMBLEWASH_TEST_PREFIX}${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
