@@ -1,0 +1,20 @@
+// FlowMorph: one frame moved a fraction of the way along a motion field, field by field of an interlaced
+// frame. A morph calls it once for each of its two pictures; every pixel is interpolated between its
+// neighbours. It does not estimate the motion and does not blend the two pictures.
+#pragma once
+
+#include "ImageLib/source/PixRectWrap.h"
+#include "ImageLib/source/RGBPixel.h"
+
+/// Moves the pixels of `source` the fraction `t` of the way along `flow` into `dest`.
+///
+/// The three wrappers show whole frames; `dest` has the size of `source`, and their memories must not
+/// overlap. `flow` is enlarged bilinearly to one source field; its red is a displacement in frame columns,
+/// its green in field rows. Position (x, y) of each field becomes the bilinear reading
+/// (`ContImageRef<ARGBVal>`) of the same source field at (x + t red, y + t green), formed in float and not
+/// truncated. Every position of the rows that both fields have is written, with the zero pixel where the
+/// fetch point lies outside; the last row of an odd frame keeps its contents. `other` is not read. Steps are
+/// reported through `tumblewash::logLine`, the last row through the debug state of `dest` at `DBGProblem`. No
+/// state is kept; allocation failure throws `std::bad_alloc`.
+void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& other, PixRectWrap<ARGBVal>& dest,
+                  PixRectRW<RGBPixel<float>>* flow, float t);
