@@ -1,0 +1,65 @@
+// Levels and mixing: pure functions from the levels that a plug-in asked for to the samples of one output
+// frame. Levels are 0 to 256, 256 being unity gain; samples are interleaved float, nominally -1 to 1. It
+// keeps no state and knows no clips: a Session carries the previous frame's levels from call to call.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace tumblewash {
+
+/// Who decides the two clips' levels.
+enum class AudioPolicy {
+    natural,     ///< The plug-in's, exchanged for 5, 9 and 13 so that the outgoing sound always leaves.
+    plugin,      ///< Exactly what the plug-in asks.
+    equalPower,  ///< cos and sin of the fraction: the same loudness all the way through.
+    none         ///< Silence.
+};
+
+/// "natural", "plugin", "equal-power" or "none"; nothing for other words.
+[[nodiscard]] std::optional<AudioPolicy> audioPolicyFromName(std::string_view name) noexcept;
+[[nodiscard]] std::string_view audioPolicyName(AudioPolicy policy) noexcept;
+
+/// The levels of the outgoing (or only) clip and of the incoming one, 0 to 256 each.
+struct AudioLevels {
+    int outgoing = 0;
+    int incoming = 0;
+    friend bool operator==(const AudioLevels&, const AudioLevels&) = default;
+};
+
+/// What a policy decides from, for one output frame.
+struct AudioCircumstances {
+    int effect = 0;           ///< Catalogue index.
+    double fraction = 0;      ///< renderFrame / frameCount, 0 up to but not including 1.
+    bool hasOutgoing = true;  ///< A sound of that clip is at hand in this frame.
+    bool hasIncoming = false;
+    bool arriving = false;     ///< One clip whose picture arrives (wash-in, tilt-in, tumble-in).
+    bool steady = false;       ///< One running sound, no cross-fade (the morph, a plain cut).
+    int outgoingVolume = 255;  ///< The clips' own volumes, 0 to 255.
+    int incomingVolume = 255;
+    std::optional<AudioLevels> asked;  ///< What the plug-in asked; nothing when it made no call (preview).
+};
+
+/// The levels that a policy gives a frame. `natural` without anything asked (the plug-in is silent while it
+/// previews) is the straight cross-fade (1 - fraction, fraction); `plugin` without anything asked is silence.
+/// `natural` for 5, 9, 13 exchanges the two levels when the volumes are equal, else each clip keeps its
+/// volume and gets what the plug-in's level leaves of it.
+[[nodiscard]] AudioLevels decideLevels(AudioPolicy policy, const AudioCircumstances& now);
+
+/// Sample frames before output frame `frame`: floor(frame * rate * fpsDenominator / fpsNumerator). The length
+/// of frame k is samplesBefore(k + 1) - samplesBefore(k), so no rounding piles up over a file. frame >= 0,
+/// rate >= 0.
+[[nodiscard]] std::int64_t samplesBefore(std::int64_t frame, int rate, int fpsNumerator, int fpsDenominator);
+
+/// Adds `in` to `out` (both interleaved, `channels` wide) at a gain that runs in a straight line from
+/// fromLevel/256 to toLevel/256: sample frame i of n gets from + (to - from) * (i + 1) / n, so the last one
+/// has the new level and the next block goes on from there without a step. What `in` is short of `out` is
+/// silence.
+void addRamped(std::span<float> out, std::span<const float> in, int channels, int fromLevel, int toLevel);
+
+/// Limits a finished mix to -1..1; what is no number becomes 0.
+void saturate(std::span<float> samples) noexcept;
+
+}  // namespace tumblewash

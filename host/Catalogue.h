@@ -1,0 +1,38 @@
+// The fourteen variants as people name them: index, id and display name.
+// The plug-in knows its variants by index alone, so the host keeps the list of names.
+// What a variant does (type, frame counts, direction) is asked of the plug-in: see describe() in Session.h.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace tumblewash {
+
+/// One variant: `index` as the entry function takes it, `id` as the command line takes it, `name` in English.
+struct CatalogueEntry {
+    int index;
+    std::string_view id;
+    std::string_view name;
+};
+
+inline constexpr int kEffectCount = 14;  ///< Variants 0 to 13.
+inline constexpr int kEffectNone = 0;    ///< A plain cut: the plug-in draws nothing.
+inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet without overlap.
+
+/// All variants in the order of their indices.
+[[nodiscard]] std::span<const CatalogueEntry, kEffectCount> catalogue() noexcept;
+
+/// The variant with this id, or with this index written in decimal; nothing when there is none.
+[[nodiscard]] std::optional<int> findEffect(std::string_view idOrIndex) noexcept;
+
+/// The id nearest to a mistyped one (fewest single-letter edits, first in index order among equals).
+[[nodiscard]] std::string_view nearestEffectId(std::string_view text);
+
+/// True for the variants that bring the incoming picture over the outgoing one (5, 9, 13): their levels
+/// follow the reversed fraction, so what they ask for the outgoing sound fits the incoming one.
+[[nodiscard]] constexpr bool revealsOverClip(int effect) noexcept {
+    return effect == 5 || effect == 9 || effect == 13;
+}
+
+}  // namespace tumblewash
