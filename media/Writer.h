@@ -1,0 +1,97 @@
+// A movie, a sequence of pictures, or their fingerprint, made beside its final name and put in place at the
+// end. Until `commit` an older file of that name stays as it was; a writer destroyed without it leaves
+// nothing behind. The kinds of output are records of one table; `outputKinds` lists them for help texts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "media/MediaError.h"
+#include "media/Picture.h"
+
+namespace tumblewash {
+
+/// What to write, in sizes, rates and quality.
+struct WriterSettings {
+    int width = 0;  ///< movies: even, 16..16384; pictures: 1..16384
+    int height = 0;
+    FrameRate rate{25, 1};
+    bool sound = true;  ///< false: no sound stream at all
+    int sampleRate =
+        48000;     ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
+    int crf = -1;  ///< quality, lower is better; -1: 20 for H.264 (0..51), 31 for VP9 (0..63)
+    std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
+    FieldOrder fields =
+        FieldOrder::progressive;  ///< interlaced coding and tags (H.264); others need progressive
+    bool keepAlpha = false;       ///< PNG sequences: RGBA with alpha as it comes; else RGB, alpha dropped:
+                                  ///< the colour bytes as they are
+    bool force = false;           ///< replace an existing output
+    int threads = 0;              ///< encoder threads, 0: by the machine
+    CancelFlag cancel = nullptr;
+};
+
+/// One open output. Movable, not copyable. One thread may use it at a time; encoding runs in a thread of its
+/// own behind a short queue, so a call may wait for it. Errors of that thread are thrown by the next call.
+class Writer {
+  public:
+    /// `spec` is FILE.mp4, FILE.mov, FILE.mkv (H.264, AAC), FILE.webm (VP9, Opus), NAME%05d.png (any %d,
+    /// numbered from 1), `null:`, `md5:` (standard output) or `md5:FILE`. Throws MediaError: badRequest for
+    /// an unknown type or impossible settings, notWritable for an output that exists (without `force`), is a
+    /// directory or no regular file, or lies in a directory that is missing or not writable.
+    static Writer open(const std::string& spec, const WriterSettings& settings);
+
+    /// The checks of `open` without making anything, so that a program can refuse before it decodes.
+    static void check(const std::string& spec, const WriterSettings& settings);
+
+    Writer(Writer&&) noexcept;
+    Writer& operator=(Writer&&) noexcept;
+    /// Without `commit` before, removes everything made so far.
+    ~Writer();
+
+    const WriterSettings& settings() const noexcept;
+    /// The layout this output takes without a conversion: what readers should be asked for.
+    PixelLayout preferredLayout() const noexcept;
+    /// The matrix of yuv420 pictures it takes without a conversion; `colourMatrixFor` its size.
+    ColourMatrix matrix() const noexcept;
+
+    /// The next picture, of the settings' size, in either layout. Shares the picture until it is encoded: its
+    /// bytes must not change afterwards. Throws MediaError.
+    void writePicture(const PictureRef& picture);
+    /// The same from the caller's memory (alpha, red, green, blue), copied before the call returns.
+    void writePicture(const uint8_t* argb, ptrdiff_t stride);
+    /// The next sample frames, interleaved left, right; any number. Beyond the pictures' length they are
+    /// dropped, what is missing is filled with silence, both at `commit`.
+    void writeSamples(const float* interleaved, size_t frames);
+
+    int64_t pictures() const noexcept;
+    int64_t samples() const noexcept;
+
+    /// Finishes the file: the encoder's last pictures, the index, fsync, rename, fsync of the directory.
+    /// Afterwards the output is complete under its name. Throws MediaError, and then the old file is as it
+    /// was.
+    void commit();
+
+    struct Impl;
+
+  private:
+    explicit Writer(std::unique_ptr<Impl> impl) noexcept;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// One kind of output, for help texts: the pattern a name must have, and what comes of it.
+struct OutputKind {
+    const char* pattern;
+    const char* description;
+};
+
+/// All kinds, in the order they are tried.
+std::vector<OutputKind> outputKinds();
+
+/// True when the encoders of this output need even sides (4:2:0 chroma); such sizes are the caller's to
+/// round.
+bool needsEvenSize(const std::string& spec);
+
+}  // namespace tumblewash
