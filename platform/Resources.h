@@ -21,7 +21,11 @@ namespace tumblewash::platform {
 
 inline constexpr short kCaptionStrings = 17000;         ///< 1: the caption of a frame that is not ready
 inline constexpr short kTransitionNameStrings = 17001;  ///< 1 .. 14: display names by effect index + 1
-inline constexpr short kKnobStrings = 17002;            ///< 1 ..: names of the settings that a user may turn
+inline constexpr short kKnobStrings = 17002;  ///< names of the settings: 1 speed, 2 direction, 3 seed
+inline constexpr short kKnobLimitStrings =
+    17003;  ///< ends of setting k: 2k - 1 and 2k; only the speed has them
+inline constexpr short kDirectionStrings =
+    17004;  ///< 1 .. 5: direction code + 1: none, up, down, left, right
 
 /// Strings of one language by list and index; each holds 1 to 255 bytes of valid UTF-8.
 using StringLists = std::map<std::pair<std::int16_t, std::int16_t>, std::string>;

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <fontconfig/fontconfig.h>
 #include <pango/pangoft2.h>
 
@@ -117,6 +118,16 @@ LineMeasures line(TextStyle style) {
             static_cast<int>(widest.extent().advance + 0.5), 0};
 }
 
+// The stack registers types with a library that is never unloaded, so it must not be unloaded either when a
+// module that brought it in is: a second load would find its own types taken.
+void keepLoaded() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<const void*>(&pango_ft2_font_map_new), &info) != 0 &&
+        info.dli_fname != nullptr) {
+        dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    }
+}
+
 // The stack aborts when it finds no font at all, so it is asked for one first.
 bool anyFont() {
     if (FcInit() != FcTrue) return false;
@@ -132,6 +143,7 @@ const TextBackend* StackText() {
     if (!stack().tried) {
         stack().tried = true;
         if (anyFont()) {
+            keepLoaded();
             stack().map.reset(pango_ft2_font_map_new());
             pango_ft2_font_map_set_resolution(PANGO_FT2_FONT_MAP(stack().map.get()), 72, 72);
         }
