@@ -1,0 +1,178 @@
+// PixRectRef and PixRectRWRef: viewports onto another rectangle, with bounds and an origin of their own.
+// They hold no pixels and do not keep their source alive: a view must not outlive what it shows.
+#pragma once
+
+#include "ImageLib/source/PixRect.h"
+
+/// A read-only view: view point (x, y) shows source point (x - sx, y - sy).
+template <class T>
+class PixRectRef : public virtual PixRect<T> {
+  public:
+    /// A view without a source: every read gives `blackpixel`.
+    PixRectRef() = default;
+    explicit PixRectRef(const DBGState& s) : PixRect<T>(s) {}
+    /// A view of (lx, ly, hx, hy), clipped to the source's bounds, with the source's scale pair and debug
+    /// state.
+    PixRectRef(PixRect<T>& src, int lx, int ly, int hx, int hy);
+    /// A view of the whole source.
+    explicit PixRectRef(PixRect<T>& src);
+    /// A copy of a view shows the same source in the same coordinates.
+    PixRectRef(const PixRectRef&) = default;
+    PixRectRef& operator=(const PixRectRef&) = default;
+
+    /// A view has no storage to make.
+    void init() override {}
+    ~PixRectRef() override = default;
+    /// The viewed rectangle, not owned; null without one.
+    virtual PixRect<T>* src() const { return _src; }
+    /// The source's `pix`, within the view's bounds; else `blackpixel`.
+    T pix(int x, int y) const override {
+        if (_src == nullptr || !this->withinbounds(x, y)) return this->blackpixel;
+        return _src->pix(tumblewash::wrapsub(x, sx), tumblewash::wrapsub(y, sy));
+    }
+    T pixNB(int x, int y) const override {
+        return _src == nullptr ? this->blackpixel
+                               : _src->pixNB(tumblewash::wrapsub(x, sx), tumblewash::wrapsub(y, sy));
+    }
+    /// The source's `pixdd`, untested by the view's own bounds.
+    T pixdd(double x, double y) const override {
+        return _src == nullptr ? this->blackpixel : _src->pixdd(x - sx, y - sy);
+    }
+    /// The view shows the same source pixels under new coordinates. IMAGE_NODATA without a source.
+    SIerrorcode shiftorigin(int dx, int dy) override;
+    /// The viewport slides across the source, then is clipped to it. IMAGE_NODATA without a source.
+    virtual SIerrorcode shiftbounds(int dx, int dy);
+    /// Stores the bounds and clips them to the source's, which are taken as they are, without sx and sy.
+    /// IMAGE_NODATA without a source.
+    virtual SIerrorcode setbounds(int lx, int ly, int hx, int hy);
+    void printInfo() const override;
+
+    /// True when both corners lie within the view, and both, moved by (-sx, -sy), within the source.
+    bool validatebounds(int x1, int y1, int x2, int y2) const;
+
+    PixRect<T>* _src = nullptr;
+    int sx = 0;
+    int sy = 0;
+
+  private:
+    void show(PixRect<T>& src, int lx, int ly, int hx, int hy);
+};
+
+/// The same view, also writable: whole-rectangle members of PixRectRW work on the source's pixels in place.
+template <class T>
+class PixRectRWRef : public PixRectRef<T>, public PixRectRW<T> {
+  public:
+    PixRectRWRef() = default;
+    explicit PixRectRWRef(const DBGState& s) : PixRect<T>(s) {}
+    PixRectRWRef(PixRectRW<T>& src, int lx, int ly, int hx, int hy)
+        : PixRect<T>(), PixRectRef<T>(src, lx, ly, hx, hy), PixRectRW<T>(), _src(&src) {}
+    explicit PixRectRWRef(PixRectRW<T>& src) : PixRectRWRef(src, src.lx(), src.ly(), src.hx(), src.hy()) {}
+    PixRectRWRef(const PixRectRWRef& v) : PixRect<T>(v), PixRectRef<T>(v), PixRectRW<T>(), _src(v._src) {}
+
+    using PixRectRW<T>::init;
+    void init() override {}
+    ~PixRectRWRef() override = default;
+    /// The viewed rectangle; null without one.
+    PixRect<T>* src() const override { return PixRectRef<T>::_src; }
+    T pix(int x, int y) const override { return PixRectRef<T>::pix(x, y); }
+    T pixNB(int x, int y) const override { return PixRectRef<T>::pixNB(x, y); }
+    T pixdd(double x, double y) const override { return PixRectRef<T>::pixdd(x, y); }
+    SIerrorcode shiftorigin(int dx, int dy) override { return PixRectRef<T>::shiftorigin(dx, dy); }
+    void printInfo() const override;
+    /// The source's `pixref`, within the view's bounds; else `blackpixel`, which must not be written.
+    T& pixref(int x, int y) const override {
+        if (_src == nullptr || !this->withinbounds(x, y)) return this->blackpixel;
+        return _src->pixref(tumblewash::wrapsub(x, this->sx), tumblewash::wrapsub(y, this->sy));
+    }
+    T& pixrefNB(int x, int y) const override {
+        if (_src == nullptr) return this->blackpixel;
+        return _src->pixrefNB(tumblewash::wrapsub(x, this->sx), tumblewash::wrapsub(y, this->sy));
+    }
+    double totalLum() const override { return PixRect<T>::totalLum(); }
+    float averageHue() const override { return PixRect<T>::averageHue(); }
+    SIerrorcode zeroorigin() override { return PixRect<T>::zeroorigin(); }
+    SIerrorcode centreorigin() override { return PixRect<T>::centreorigin(); }
+
+    /// Assignment copies pixels into what the view shows.
+    using PixRectRW<T>::operator=;
+    PixRectRWRef& operator=(const PixRectRWRef& v) {
+        PixRectRW<T>::operator=(static_cast<const PixRect<T>&>(v));
+        return *this;
+    }
+
+    PixRectRW<T>* _src = nullptr;
+};
+
+template <class T>
+void PixRectRef<T>::show(PixRect<T>& src, int lx, int ly, int hx, int hy) {
+    // The shared base is set here and not in an initialiser, which a class further down would skip.
+    _src = &src;
+    this->setscale(src.xs(), src.ys());
+    this->dbg = src.dbg;
+    PixRectBase<T>::setbounds(lx, ly, hx, hy);
+    this->intersect(&src);
+}
+
+template <class T>
+PixRectRef<T>::PixRectRef(PixRect<T>& src, int lx, int ly, int hx, int hy) {
+    show(src, lx, ly, hx, hy);
+}
+
+template <class T>
+PixRectRef<T>::PixRectRef(PixRect<T>& src) {
+    show(src, src.lx(), src.ly(), src.hx(), src.hy());
+    siprintf(
+        "PixRectRef copy constructor1:PixRectRef<PixType>::PixRectRef( PixRect<PixType> &src) %d %d %d %d -> "
+        "%d %d %d %d\n",
+        src.lx(), src.ly(), src.hx(), src.hy(), this->_lx, this->_ly, this->_hx, this->_hy);
+}
+
+template <class T>
+SIerrorcode PixRectRef<T>::shiftorigin(int dx, int dy) {
+    if (_src == nullptr) return IMAGE_NODATA;
+    sx = tumblewash::wrapadd(sx, dx);
+    sy = tumblewash::wrapadd(sy, dy);
+    return PixRectBase<T>::shiftorigin(dx, dy);
+}
+
+template <class T>
+SIerrorcode PixRectRef<T>::shiftbounds(int dx, int dy) {
+    if (_src == nullptr) return IMAGE_NODATA;
+    PixRectBase<T>::shiftorigin(dx, dy);
+    this->intersect(_src);
+    return IMAGE_OK;
+}
+
+template <class T>
+SIerrorcode PixRectRef<T>::setbounds(int lx, int ly, int hx, int hy) {
+    if (_src == nullptr) return IMAGE_NODATA;
+    PixRectBase<T>::setbounds(lx, ly, hx, hy);
+    this->intersect(_src);
+    return IMAGE_OK;
+}
+
+template <class T>
+bool PixRectRef<T>::validatebounds(int x1, int y1, int x2, int y2) const {
+    using tumblewash::wrapsub;
+    return _src != nullptr && PixRectBase<T>::validatebounds(x1, y1, x2, y2) &&
+           _src->validatebounds(wrapsub(x1, sx), wrapsub(y1, sy), wrapsub(x2, sx), wrapsub(y2, sy));
+}
+
+template <class T>
+void PixRectRef<T>::printInfo() const {
+    siprintf("PixRectRef<PixType> sx=%d sy=%d:", sx, sy);
+    siprintf("SRC:");
+    if (_src != nullptr) _src->printInfo();
+}
+
+template <class T>
+void PixRectRWRef<T>::printInfo() const {
+    siprintf("PixRectRWRef():");
+    PixRectRef<T>::printInfo();
+}
+
+#define SI_EXTERN_REF(T)                 \
+    extern template class PixRectRef<T>; \
+    extern template class PixRectRWRef<T>;
+SI_FOR_EACH_RECT_PIXEL(SI_EXTERN_REF)
+#undef SI_EXTERN_REF

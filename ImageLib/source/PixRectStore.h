@@ -1,0 +1,252 @@
+// PixRectStore: the bodies of the rectangle templates: bounds, storage, copying, the two measures and
+// printing. It is the tail of PixRect.h and is included only from there.
+#pragma once
+
+#include "ImageLib/source/PixRect.h"
+
+template <class T>
+void PixRectBase<T>::printInfo() const {
+    siprintf("PixRectBase lx(%d) ly(%d) hx(%d) hy(%d) W(%d) H(%d) z(%f,%f)\n", _lx, _ly, _hx, _hy, width(),
+             height(), _xs, _ys);
+}
+
+template <class T>
+bool PixRectBase<T>::equalbounds(const PixRectBase& a, const PixRectBase& b) const {
+    return a._lx == b._lx && a._lx == b._ly && a._hx == b._hx && a._hy == b._hy;
+}
+
+template <class T>
+bool PixRectBase<T>::equalsize(const PixRectBase& a, const PixRectBase& b) const {
+    return a.width() == b.width() && a.height() == b.height();
+}
+
+template <class T>
+SIerrorcode PixRectBase<T>::shiftorigin(int dx, int dy) {
+    setbounds(tumblewash::wrapadd(_lx, dx), tumblewash::wrapadd(_ly, dy), tumblewash::wrapadd(_hx, dx),
+              tumblewash::wrapadd(_hy, dy));
+    return IMAGE_OK;
+}
+
+template <class T>
+SIerrorcode PixRectBase<T>::zeroorigin() {
+    return shiftorigin(tumblewash::wrapsub(0, _lx), tumblewash::wrapsub(0, _ly));
+}
+
+template <class T>
+SIerrorcode PixRectBase<T>::centreorigin() {
+    return shiftorigin(tumblewash::wrapsub(-(width() / 2), _lx), tumblewash::wrapsub(-(height() / 2), _ly));
+}
+
+template <class T>
+double PixRectBase<T>::totalLum() const {
+    double sum = 0.0;
+    for (int y = _ly; y <= _hy; ++y)
+        for (int x = _lx; x <= _hx; ++x) sum += static_cast<double>(SILuminanceOfPixel(pixNB(x, y)));
+    return sum;
+}
+
+template <class T>
+float PixRectBase<T>::averageHue() const {
+    if (width() <= 0 || height() <= 0) return 0.0f;
+    float sum = 0.0f;
+    HSVPixel<float> hsv;
+    for (int y = _ly; y <= _hy; ++y) {
+        for (int x = _lx; x <= _hx; ++x) {
+            SIConvert(hsv, pixNB(x, y));
+            sum += hsv._hue;
+        }
+    }
+    return sum / static_cast<float>(width()) / static_cast<float>(height());
+}
+
+template <class T>
+void PixRectBase<T>::intersect(const PixRectBase* other) {
+    _lx = SICommon_H::max(_lx, other->_lx);
+    _ly = SICommon_H::max(_ly, other->_ly);
+    _hx = SICommon_H::min(_hx, other->_hx);
+    _hy = SICommon_H::min(_hy, other->_hy);
+    if (_hx < _lx) _hx = _lx;
+    if (_hy < _ly) _hy = _ly;
+}
+
+template <class T>
+PixRectBase<T>* PixRectBase<T>::duplicate() const {
+    auto copy = std::make_unique<PixRectRW<T>>(_lx, _ly, _hx, _hy);
+    copy->setscale(_xs, _ys);
+    copy->dbg = dbg;
+    for (int y = _ly; y <= _hy; ++y)
+        for (int x = _lx; x <= _hx; ++x) SIConvert(copy->pixrefNB(x, y), pixNB(x, y));
+    return copy.release();
+}
+
+template <class T>
+PixRect<T>::PixRect(const DBGState& s) : PixRectBase<T>(s) {
+    siprintf("PixRect(const DBGState &s=%d) now dbg=%d\n", s.value(), this->dbg.value());
+}
+
+template <class T>
+void PixRect<T>::printInfo() const {
+    siprintf("PixRect:");
+    PixRectBase<T>::printInfo();
+}
+
+template <class T>
+void PixRect<T>::printRows(std::int64_t limit) const {
+    // The walk has no effect but its text.
+    if (!SICommon_H::tracing()) return;
+    for (int y = this->_ly; y <= this->_hy; ++y) {
+        for (int x = this->_lx; x <= this->_hx && limit > 0; ++x, --limit) {
+            const T p = this->pixNB(x, y);
+            if constexpr (std::is_same_v<T, ARGBVal>) {
+                siprintf("%3d ", p._red);
+            } else if constexpr (std::is_base_of_v<GreyPixelType, T>) {
+                siprintf("%g ", static_cast<double>(p._grey));
+            } else if constexpr (std::is_base_of_v<HSVPixelType, T>) {
+                siprintf("%g,%g,%g ", static_cast<double>(p._hue), static_cast<double>(p._sat),
+                         static_cast<double>(p._val));
+            } else {
+                siprintf("%g,%g,%g ", static_cast<double>(p._red), static_cast<double>(p._green),
+                         static_cast<double>(p._blue));
+            }
+        }
+        siprintf("\n");
+    }
+    siprintf("\n");
+}
+
+template <class T>
+void PixRect<T>::printData() const {
+    siprintf(std::is_same_v<T, ARGBVal> ? "PixRect<ARGBVal>::printData\n" : "PixRect::PrintData()\n");
+    printRows(INT64_MAX);
+}
+
+template <class T>
+void PixRect<T>::printDataLimited(int n) const {
+    siprintf(std::is_same_v<T, ARGBVal> ? "PixRect<ARGBVal>::printDataLimited\n"
+                                        : "PixRect::PrintDataLimited()\n");
+    printRows(n);
+}
+
+template <class T>
+PixRectRW<T>::PixRectRW(const DBGState& s) : PixRect<T>(s) {
+    siprintf("PixRectRW(const DBGState &s=%d) now dbg=%d\n", s.value(), this->dbg.value());
+}
+
+// The constructors allocate by name: the storage of a derived class is its own constructor's business.
+template <class T>
+PixRectRW<T>::PixRectRW(int w, int h) : PixRect<T>(w, h) {
+    PixRectRW::init();
+}
+
+template <class T>
+PixRectRW<T>::PixRectRW(int lx, int ly, int hx, int hy) : PixRect<T>(lx, ly, hx, hy) {
+    PixRectRW::init();
+}
+
+template <class T>
+PixRectRW<T>::PixRectRW(const PixRectRW& src) : PixRect<T>(static_cast<const PixRect<T>&>(src)) {
+    PixRectRW::init();
+    copyfrom(static_cast<const PixRect<T>&>(src));
+}
+
+template <class T>
+template <class U>
+PixRectRW<T>::PixRectRW(const PixRect<U>& src) : PixRect<T>(src.lx(), src.ly(), src.hx(), src.hy()) {
+    this->setscale(src.xs(), src.ys());
+    this->dbg = src.dbg;
+    PixRectRW::init();
+    copyfrom(src);
+}
+
+template <class T>
+void PixRectRW<T>::init() {
+    const int w = this->width(), h = this->height();
+    if (w <= 0 || h <= 0) return;
+    auto rows = std::make_unique<T*[]>(static_cast<std::size_t>(h));
+    std::unique_ptr<T[]> pixels(new T[static_cast<std::size_t>(w) * static_cast<std::size_t>(h)]);
+    PixRectRW::freestore();
+    _firstrast = rows.release();
+    _firstpixel = pixels.release();
+    for (std::ptrdiff_t i = 0; i < h; ++i) _firstrast[i] = _firstpixel + i * w - this->_lx;
+    _rast = _firstrast - this->_ly;
+}
+
+template <class T>
+void PixRectRW<T>::init(int lx, int ly, int hx, int hy) {
+    this->PixRectBase<T>::setbounds(lx, ly, hx, hy);
+    this->init();
+}
+
+template <class T>
+void PixRectRW<T>::freestore() {
+    // What was allocated is freed whatever the bounds say by now.
+    delete[] _firstpixel;
+    delete[] _firstrast;
+    _firstpixel = nullptr;
+    _firstrast = nullptr;
+    _rast = nullptr;
+}
+
+template <class T>
+PixRectRW<T>::~PixRectRW() {
+    PixRectRW::freestore();
+}
+
+template <class T>
+T PixRectRW<T>::pixdd(double x, double y) const {
+    return tumblewash::withinint(x, y) ? this->pix(static_cast<int>(x), static_cast<int>(y))
+                                       : this->blackpixel;
+}
+
+template <class T>
+SIerrorcode PixRectRW<T>::shiftorigin(int dx, int dy) {
+    PixRectBase<T>::shiftorigin(dx, dy);
+    if (_rast == nullptr) return IMAGE_NODATA;
+    _rast -= dy;
+    for (int y = this->_ly; y <= this->_hy; ++y) _rast[y] -= dx;
+    return IMAGE_OK;
+}
+
+template <class T>
+void PixRectRW<T>::printInfo() const {
+    siprintf("PixRectRW rast(%x) :", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(_rast)));
+    PixRect<T>::printInfo();
+}
+
+template <class T>
+template <class U>
+SIerrorcode PixRectRW<T>::set(int x, int y, const U& v) {
+    if (!this->withinbounds(x, y)) return IMAGE_OOB_COORD;
+    T& stored = pixref(x, y);
+    if (&stored == &this->blackpixel) return IMAGE_NODATA;
+    if (static_cast<const void*>(&stored) != static_cast<const void*>(&v)) SIConvert(stored, v);
+    return IMAGE_OK;
+}
+
+template <class T>
+PixRectRW<T>& PixRectRW<T>::operator=(const PixRect<T>& src) {
+    if (static_cast<const PixRect<T>*>(this) != &src) copyfrom(src);
+    return *this;
+}
+
+template <class T>
+template <class U>
+SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
+    if (!hasdata()) return IMAGE_NODATA;
+    const int x0 = SICommon_H::max(this->lx(), src.lx()), x1 = SICommon_H::min(this->hx(), src.hx());
+    const int y0 = SICommon_H::max(this->ly(), src.ly()), y1 = SICommon_H::min(this->hy(), src.hy());
+    // A rectangle with a row table of its own is read from it, without a virtual call for each pixel.
+    const auto* stored = dynamic_cast<const PixRectRW<U>*>(&src);
+    U* const* from = stored != nullptr ? stored->rasters() : nullptr;
+    for (int y = y0; y <= y1; ++y) {
+        for (int x = x0; x <= x1; ++x) {
+            T& to = _rast != nullptr ? _rast[y][x] : pixrefNB(x, y);
+            if (from != nullptr) {
+                SIConvert(to, from[y][x]);
+            } else {
+                SIConvert(to, src.pixNB(x, y));
+            }
+        }
+    }
+    return IMAGE_OK;
+}
