@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace tumblewash {
@@ -22,6 +23,9 @@ inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet 
 
 /// All variants in the order of their indices.
 [[nodiscard]] std::span<const CatalogueEntry, kEffectCount> catalogue() noexcept;
+
+/// The display name in the user's language, from the string lists; the English one where there is none.
+[[nodiscard]] std::string displayName(int effect);
 
 /// The variant with this id, or with this index written in decimal; nothing when there is none.
 [[nodiscard]] std::optional<int> findEffect(std::string_view idOrIndex) noexcept;

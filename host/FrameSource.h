@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "hostapi/HYPlugin.h"
 
@@ -21,7 +20,9 @@ struct Picture {
 };
 
 /// The stride, in bytes, of pictures that a session can lend to the plug-in without copying them.
-[[nodiscard]] std::ptrdiff_t pictureStride(int width);
+[[nodiscard]] constexpr std::ptrdiff_t pictureStride(int width) noexcept {
+    return std::ptrdiff_t{4} * width;
+}
 
 /// What a session asks of a source.
 struct FrameRequest {

@@ -1,0 +1,43 @@
+// The thirty functions through which the plug-in reaches its host, and whom they serve.
+// Each checks its arguments, finds the instance and hands over; no exception passes back into the plug-in.
+// Internal to this room: Session is the face of it.
+#pragma once
+
+#include "hostapi/HYPlugin.h"
+
+namespace tumblewash {
+
+/// The host's side of one transition. Every request is refused unless a derived class serves it; the records
+/// of transition, title and filter are lent from here, each loan counted.
+class HostInstance {
+  public:
+    HostInstance() = default;
+    virtual ~HostInstance() = default;
+    HostInstance(const HostInstance&) = delete;
+    HostInstance& operator=(const HostInstance&) = delete;
+
+    virtual HYPluginResult getFrame(std::int32_t number, int width, int height, HYRefDVQuality quality,
+                                    GWorldPtr& world, std::int16_t& volume, HYFrameCookie& cookie);
+    virtual HYPluginResult releaseFrame(HYFrameCookie cookie);
+    virtual HYPluginResult mixAudio(HYFrameCookie cookie, std::int16_t level);
+    virtual HYPluginResult getAudioFrame(std::int32_t number, std::int16_t*& samples, std::int32_t& count,
+                                         HYAudioCookie& cookie);
+    virtual HYPluginResult releaseAudioFrame(HYAudioCookie cookie);
+    virtual HYPluginResult getMovieInfo(HYPluginMovieInfo& info);
+    virtual HYPluginResult getClipInfo(std::int16_t clip, HYPluginClipInfo& info);
+    virtual HYPluginResult setClipInfo(const HYPluginClipInfo& info);
+
+    /// A parameter block that leads back to this instance: interface version 4, everything else zero but the
+    /// table, of which every block has its own copy.
+    void prepare(HYPluginParams& params);
+
+    HYPluginTransitionInfo transition{};
+    HYPluginTitleInfo title{};  ///< A transition has no text: no pairs.
+    HYPluginFilterInfo filter{};
+    int recordsLent = 0;  ///< Transition, title and filter records out at the moment.
+
+  private:
+    _HYProcs procs_{};
+};
+
+}  // namespace tumblewash

@@ -1,0 +1,82 @@
+#include "host/Catalogue.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <numeric>
+#include <vector>
+
+#include "platform/Resources.h"
+
+namespace tumblewash {
+
+namespace {
+
+constexpr std::array<CatalogueEntry, kEffectCount> kCatalogue{{
+    {0, "none", "None"},
+    {1, "morph", "Morph"},
+    {2, "wash-out", "Wash Out"},
+    {3, "wash-away", "Wash Away"},
+    {4, "wash-in", "Wash In"},
+    {5, "wash-reveal", "Wash Reveal"},
+    {6, "tilt-out", "Tilt Out"},
+    {7, "tilt-away", "Tilt Away"},
+    {8, "tilt-in", "Tilt In"},
+    {9, "tilt-reveal", "Tilt Reveal"},
+    {10, "tumble-out", "Tumble Out"},
+    {11, "tumble-away", "Tumble Away"},
+    {12, "tumble-in", "Tumble In"},
+    {13, "tumble-reveal", "Tumble Reveal"},
+}};
+
+std::size_t editDistance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+}  // namespace
+
+std::span<const CatalogueEntry, kEffectCount> catalogue() noexcept {
+    return kCatalogue;
+}
+
+std::string displayName(int effect) {
+    if (effect < 0 || effect >= kEffectCount) return {};
+    const std::string name =
+        platform::LocalizedString(platform::kTransitionNameStrings, static_cast<short>(effect + 1));
+    return name.empty() ? std::string(kCatalogue[static_cast<std::size_t>(effect)].name) : name;
+}
+
+std::optional<int> findEffect(std::string_view idOrIndex) noexcept {
+    for (const CatalogueEntry& entry : kCatalogue) {
+        if (entry.id == idOrIndex) return entry.index;
+    }
+    int index = 0;
+    const char* end = idOrIndex.data() + idOrIndex.size();
+    const auto [stop, error] = std::from_chars(idOrIndex.data(), end, index);
+    if (error == std::errc{} && stop == end && index >= 0 && index < kEffectCount) return index;
+    return std::nullopt;
+}
+
+std::string_view nearestEffectId(std::string_view text) {
+    constexpr std::size_t kLongest = 64;  // no id is near to a longer text, and the search stays short
+    text = text.substr(0, kLongest);
+    const auto nearest = std::min_element(kCatalogue.begin(), kCatalogue.end(),
+                                          [text](const CatalogueEntry& a, const CatalogueEntry& b) {
+                                              return editDistance(text, a.id) < editDistance(text, b.id);
+                                          });
+    return nearest->id;
+}
+
+}  // namespace tumblewash
