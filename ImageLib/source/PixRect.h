@@ -333,10 +333,6 @@ class PixRectRW : public virtual PixRect<T> {
     T* _firstpixel = nullptr;
 };
 
-#include "ImageLib/source/PixRectArith.h"
-#include "ImageLib/source/PixRectConvolve.h"
-#include "ImageLib/source/PixRectStore.h"
-
 /// Every pixel type for which the library provides rectangles.
 #define SI_FOR_EACH_RECT_PIXEL(X) \
     X(ARGBVal)                    \
@@ -347,6 +343,10 @@ class PixRectRW : public virtual PixRect<T> {
     X(RGBPixel<float>)            \
     X(RGBPixel<unsigned char>)    \
     X(HSVPixel<unsigned char>)
+
+#include "ImageLib/source/PixRectArith.h"
+#include "ImageLib/source/PixRectConvolve.h"
+#include "ImageLib/source/PixRectStore.h"
 
 #define SI_EXTERN_RECT(T)                 \
     extern template class PixRectBase<T>; \
