@@ -1,0 +1,179 @@
+// Where a rectangle's pixels lie in memory: resolves a chain of views to the rows of the rectangle
+// that stores the pixels, and tells which part of the view those rows can answer for.
+// Not here: any operation on pixels; the walks at the end hand rows to a row function and no more.
+#pragma once
+
+#include <algorithm>
+#include <typeinfo>
+
+#include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/PixRectRef.h"
+
+// This header is reached from the tail of PixRect.h, which PixRectRef.h itself begins with.
+template <class T>
+class PixRectRef;
+template <class T>
+class PixRectRWRef;
+
+namespace tumblewash {
+
+/// A rectangle of coordinates, inclusive on all four sides; empty when a high side lies below its low side.
+struct Region {
+    int lx, ly, hx, hy;
+
+    bool empty() const { return hx < lx || hy < ly; }
+    bool holds(int x, int y) const { return lx <= x && x <= hx && ly <= y && y <= hy; }
+    bool covers(const Region& r) const { return lx <= r.lx && r.hx <= hx && ly <= r.ly && r.hy <= hy; }
+    Region clipped(const Region& r) const {
+        return {SICommon_H::max(lx, r.lx), SICommon_H::max(ly, r.ly), SICommon_H::min(hx, r.hx),
+                SICommon_H::min(hy, r.hy)};
+    }
+};
+
+/// The inclusive bounds of a rectangle as a Region.
+template <class T>
+Region boundsOf(const PixRectBase<T>& r) {
+    return {r.lx(), r.ly(), r.hx(), r.hy()};
+}
+
+/// The stored rows behind a rectangle, addressed in that rectangle's own coordinates.
+///
+/// A PixRectRW with storage resolves to itself; the plain views PixRectRef and PixRectRWRef resolve through
+/// their sources. Every other kind of rectangle (sampled, continuous, cached) computes its pixels and has no
+/// rows here. The pixels stay owned by the rectangle that stores them; rows are valid as long as it keeps
+/// its storage and the views keep their offsets.
+template <class T>
+class PixelRows {
+  public:
+    explicit PixelRows(const PixRect<T>& rect) : tested_(boundsOf(rect)) { resolve(rect); }
+
+    /// True when rows were found.
+    bool found() const { return rast_ != nullptr; }
+
+    /// True when the chain of views ends at a rectangle without pixels or at no rectangle at all.
+    bool nodata() const { return nodata_; }
+
+    /// The coordinates for which at() is valid: the storing rectangle's bounds. Views read without a
+    /// bounds test may reach all of it, also past an inner view's bounds.
+    const Region& reach() const { return reach_; }
+
+    /// The part of reach() that bounds-tested reads answer for: within the bounds of every view passed.
+    const Region& tested() const { return tested_; }
+
+    /// The address of pixel (x, y), which must lie within reach(); the row goes on to the right from there.
+    T* at(int x, int y) const { return rast_[y - dy_] + (x - dx_); }
+
+  private:
+    void resolve(const PixRect<T>& rect) {
+        const PixRect<T>* p = &rect;
+        for (;;) {
+            const std::type_info& kind = typeid(*p);
+            if (kind != typeid(PixRectRef<T>) && kind != typeid(PixRectRWRef<T>)) break;
+            const auto* view = dynamic_cast<const PixRectRef<T>*>(p);
+            dx_ += view->sx;
+            dy_ += view->sy;
+            p = view->src();
+            if (p == nullptr) {
+                nodata_ = true;
+                return;
+            }
+            tested_ = tested_.clipped(shifted(boundsOf(*p)));
+        }
+        const auto* storing = dynamic_cast<const PixRectRW<T>*>(p);
+        if (storing == nullptr) return;
+        rast_ = storing->rasters();
+        reach_ = shifted(boundsOf(*storing));
+        if (rast_ == nullptr)
+            nodata_ = &storing->pixrefNB(storing->lx(), storing->ly()) == &PixRectBase<T>::blackpixel;
+    }
+
+    Region shifted(const Region& r) const { return {r.lx + dx_, r.ly + dy_, r.hx + dx_, r.hy + dy_}; }
+
+    T** rast_ = nullptr;
+    int dx_ = 0, dy_ = 0;
+    Region reach_{0, 0, -1, -1};
+    Region tested_;
+    bool nodata_ = false;
+};
+
+/// Reads single pixels of any rectangle without ever leaving the memory behind it: through the untested
+/// `pixNB` where that is defined, and as the zero pixel where a view shows a place its source does not have.
+template <class T>
+class SafeReader {
+  public:
+    explicit SafeReader(const PixRect<T>& rect) : rect_(rect), rows_(rect) {}
+
+    const PixelRows<T>& rows() const { return rows_; }
+
+    T operator()(int x, int y) const {
+        if (rows_.found() && !rows_.reach().holds(x, y)) return PixRectBase<T>::blackpixel;
+        return rect_.pixNB(x, y);
+    }
+
+  private:
+    const PixRect<T>& rect_;
+    PixelRows<T> rows_;
+};
+
+/// Walks the whole of `rect` row by row and calls op(first pixel, count) on each row; IMAGE_NODATA without
+/// storage. Pixels that a view shows but its source does not have are not written.
+template <class T, class RowOp>
+SIerrorcode forEachRow(PixRectRW<T>& rect, RowOp op) {
+    const PixelRows<T> rows(rect);
+    if (rows.nodata()) return IMAGE_NODATA;
+    Region region = boundsOf(rect);
+    if (rows.found()) {
+        region = region.clipped(rows.reach());
+        for (int y = region.ly; y <= region.hy && !region.empty(); ++y)
+            op(rows.at(region.lx, y), region.hx - region.lx + 1);
+        return IMAGE_OK;
+    }
+    for (int y = region.ly; y <= region.hy; ++y)
+        for (int x = region.lx; x <= region.hx; ++x)
+            if (T& mine = rect.pixrefNB(x, y); &mine != &PixRectBase<T>::blackpixel) op(&mine, 1);
+    return IMAGE_OK;
+}
+
+/// How the pixels of both rectangles are reached: untested like `pixNB` and `pixrefNB`, or tested at every
+/// view on the way like `pix` and `pixref`.
+enum class Reads { untested, tested };
+
+/// Where a run of pixels handed to a row function lies, counted from the working region's top-left corner.
+struct RunPlace {
+    int row, column;
+};
+
+/// Walks the intersection of the two rectangles' bounds row by row and calls
+/// op(first own pixel, first source pixel, count, place); IMAGE_NODATA without storage, IMAGE_OK otherwise,
+/// also when nothing overlaps. Whole rows are handed over when both rectangles have rows in memory, single
+/// pixels otherwise, always in ascending order, so that a source looking at this very memory sees every
+/// write made before its turn.
+template <class T, class U, class RowOp>
+SIerrorcode forEachRowPair(PixRectRW<T>& rect, const PixRect<U>& src, RowOp op,
+                           Reads reads = Reads::untested) {
+    const PixelRows<T> rows(rect);
+    if (rows.nodata()) return IMAGE_NODATA;
+    const Region whole = boundsOf(rect).clipped(boundsOf(src));
+    const bool tested = reads == Reads::tested;
+    const Region region = rows.found() ? whole.clipped(tested ? rows.tested() : rows.reach()) : whole;
+    if (region.empty()) return IMAGE_OK;
+    const SafeReader<U> reader(src);
+    const PixelRows<U>& srcrows = reader.rows();
+    if (rows.found() && srcrows.found() && (tested ? srcrows.tested() : srcrows.reach()).covers(region)) {
+        for (int y = region.ly; y <= region.hy; ++y)
+            op(rows.at(region.lx, y), static_cast<const U*>(srcrows.at(region.lx, y)),
+               region.hx - region.lx + 1, RunPlace{y - whole.ly, region.lx - whole.lx});
+        return IMAGE_OK;
+    }
+    for (int y = region.ly; y <= region.hy; ++y) {
+        for (int x = region.lx; x <= region.hx; ++x) {
+            const U value = tested ? src.pix(x, y) : reader(x, y);
+            T& mine = rect.pixrefNB(x, y);
+            if (&mine != &PixRectBase<T>::blackpixel)
+                op(&mine, &value, 1, RunPlace{y - whole.ly, x - whole.lx});
+        }
+    }
+    return IMAGE_OK;
+}
+
+}  // namespace tumblewash
