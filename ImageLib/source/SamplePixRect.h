@@ -79,7 +79,6 @@ class SamplePixRect : public SamplePixRectNC<D, S>, public PixRectRW<D> {
     D pix(int x, int y) const override;
     D pixNB(int x, int y) const override;
     D pixdd(double x, double y) const override;
-    SIerrorcode shiftorigin(int dx, int dy) override;
     void printInfo() const override;
 };
 

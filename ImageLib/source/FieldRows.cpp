@@ -1,0 +1,123 @@
+#include "ImageLib/source/FieldRows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "ImageLib/source/ContImage.h"
+#include "ImageLib/source/SamplePixRect.h"
+
+namespace tumblewash {
+
+namespace {
+
+using Field = PixRectRW<RGBPixel<float>>;
+using SampledField = SamplePixRectNC<RGBPixel<float>, RGBPixel<float>>;
+
+/// Where a sampled coordinate falls among the cells 0 ... size - 1: the position is formed in double and
+/// clamped.
+struct CellAt {
+    int floor;
+    int ceiling;
+    double fraction;
+
+    CellAt(int at, int low, int size, float scale) {
+        const int high = low + size - 1;
+        const double position = std::clamp((static_cast<double>(at) - low) * static_cast<double>(scale) + low,
+                                           static_cast<double>(low), static_cast<double>(high));
+        const double below = std::floor(position);
+        floor = static_cast<int>(below) - low;
+        ceiling = static_cast<int>(std::ceil(position)) - low;
+        fraction = position - below;
+    }
+};
+
+}  // namespace
+
+FieldRows::FieldRows(Field& field, int width, int height, int columns)
+    : _field(field),
+      _xs(static_cast<float>(field.width()) / static_cast<float>(width)),
+      _ys(static_cast<float>(field.height()) / static_cast<float>(height)),
+      _reduced(_xs >= 2.0F && _ys >= 2.0F),
+      _near(static_cast<std::size_t>(std::max(columns, 0))),
+      _far(_near.size()),
+      _red(_near.size()),
+      _green(_near.size()) {
+    if (_reduced || columns <= 0 || field.rasters() == nullptr || field.width() <= 0 || field.height() <= 0) {
+        return;
+    }
+    for (int y = field.ly(); y <= field.hy(); ++y) {
+        for (int x = field.lx(); x <= field.hx(); ++x) {
+            const RGBPixel<float>& cell = field.pixrefNB(x, y);
+            const float red = cell.getred();
+            const float green = cell.getgreen();
+            _cellRed.push_back(red);
+            _cellGreen.push_back(green);
+            _anyRed = _anyRed || red != 0.0F;
+            _anyGreen = _anyGreen || green != 0.0F;
+            _finite = _finite && std::isfinite(red) && std::isfinite(green);
+        }
+    }
+    const SampledField shape(field, static_cast<double>(_xs), static_cast<double>(_ys), SIBestSample);
+    _ly = shape.ly();
+    _hy = shape.hy();
+    makeColumns(columns, shape.lx(), shape.hx());
+}
+
+void FieldRows::makeColumns(int columns, int lx, int hx) {
+    const int last = _field.width() - 1;
+    for (int x = std::max(lx, 0); x <= hx && x < columns; ++x) {
+        CellAt cell(x, lx, last + 1, _xs);
+        // A whole position has no right neighbour of its own. Its weight is 0, so any finite one will do, and
+        // the run of the columns behind it need not be cut.
+        if (_finite && cell.ceiling == cell.floor && cell.floor < last) {
+            ++cell.ceiling;
+        }
+        _far[static_cast<std::size_t>(x)] = cell.fraction;
+        _near[static_cast<std::size_t>(x)] = 1.0 - cell.fraction;
+        if (!_runs.empty() && _runs.back().left == cell.floor && _runs.back().right == cell.ceiling) {
+            _runs.back().end = x + 1;
+        } else {
+            _runs.push_back({x, x + 1, cell.floor, cell.ceiling});
+        }
+    }
+}
+
+void FieldRows::select(int y) {
+    if (_reduced) {
+        selectReduced(y);
+        return;
+    }
+    if (_runs.empty() || y < _ly || y > _hy) {
+        std::fill(_red.begin(), _red.end(), 0.0F);
+        std::fill(_green.begin(), _green.end(), 0.0F);
+        return;
+    }
+    const CellAt cell(y, _ly, _field.height(), _ys);
+    const auto width = static_cast<std::size_t>(_field.width());
+    const std::size_t upper = static_cast<std::size_t>(cell.floor) * width;
+    const std::size_t lower = static_cast<std::size_t>(cell.ceiling) * width;
+    const int count = static_cast<int>(_runs.size());
+    // A channel of zeros stays the zeros it was made with.
+    if (_anyRed) {
+        enlargeFieldRow(_runs.data(), count, _near.data(), _far.data(), 1.0 - cell.fraction, cell.fraction,
+                        &_cellRed[upper], &_cellRed[lower], _red.data());
+    }
+    if (_anyGreen) {
+        enlargeFieldRow(_runs.data(), count, _near.data(), _far.data(), 1.0 - cell.fraction, cell.fraction,
+                        &_cellGreen[upper], &_cellGreen[lower], _green.data());
+    }
+}
+
+// A picture less than half the size of the field in both directions: tiny, and read as the views read it.
+void FieldRows::selectReduced(int y) {
+    ContImageRef<RGBPixel<float>> image(_field, SIInterpBilinear);
+    const SampledField sampled(image, static_cast<double>(_xs), static_cast<double>(_ys), SIBestSample);
+    for (std::size_t x = 0; x < _red.size(); ++x) {
+        const RGBPixel<float> displacement = sampled.pix(static_cast<int>(x), y);
+        _red[x] = displacement.getred();
+        _green[x] = displacement.getgreen();
+    }
+}
+
+}  // namespace tumblewash
