@@ -91,12 +91,9 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
     /// Component-wise sum, held to T's range.
     template <class U>
     HSVPixel& operator+=(const HSVPixel<U>& p) {
-        _hue = SIChannelCast<T>(static_cast<double>(_hue) + static_cast<double>(p._hue));
-        _sat = SIChannelCast<T>(static_cast<double>(_sat) + static_cast<double>(p._sat));
-        _val = SIChannelCast<T>(static_cast<double>(_val) + static_cast<double>(p._val));
-        return *this;
+        return add(static_cast<double>(p._hue), static_cast<double>(p._sat), static_cast<double>(p._val));
     }
-    HSVPixel& operator+=(double d) { return *this += HSVPixel<double>(d, d, d); }
+    HSVPixel& operator+=(double d) { return add(d, d, d); }
     /// Component-wise product, held to T's range.
     HSVPixel& operator*=(double d) {
         _hue = SIChannelCast<T>(static_cast<double>(_hue) * d);
@@ -134,6 +131,12 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
     template <class C>
     static float unit(C channel) {
         return static_cast<float>(static_cast<double>(channel) / 255.0);
+    }
+    HSVPixel& add(double hue, double sat, double val) {
+        set(SIChannelCast<T>(static_cast<double>(_hue) + hue),
+            SIChannelCast<T>(static_cast<double>(_sat) + sat),
+            SIChannelCast<T>(static_cast<double>(_val) + val));
+        return *this;
     }
     template <class U>
     HSVPixel& from(const Pixel<U>& p);

@@ -68,7 +68,8 @@ class PixRectRWIterator : public PixRectIterator<T> {
     T* nextptr() {
         ++this->x;
         if (this->x <= pr->hx()) {
-            ++ptr;
+            // Past the end the position still moves, the pointer stays null.
+            if (ptr != nullptr) ++ptr;
             return ptr;
         }
         this->x = pr->lx();

@@ -239,13 +239,14 @@ SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
     const auto* stored = dynamic_cast<const PixRectRW<U>*>(&src);
     U* const* from = stored != nullptr ? stored->rasters() : nullptr;
     for (int y = y0; y <= y1; ++y) {
-        for (int x = x0; x <= x1; ++x) {
-            T& to = _rast != nullptr ? _rast[y][x] : pixrefNB(x, y);
-            if (from != nullptr) {
-                SIConvert(to, from[y][x]);
-            } else {
-                SIConvert(to, src.pixNB(x, y));
-            }
+        if (_rast != nullptr && from != nullptr) {
+            T* const torow = _rast[y];
+            const U* const fromrow = from[y];
+            for (int x = x0; x <= x1; ++x) SIConvert(torow[x], fromrow[x]);
+        } else if (from != nullptr) {
+            for (int x = x0; x <= x1; ++x) SIConvert(pixrefNB(x, y), from[y][x]);
+        } else {
+            for (int x = x0; x <= x1; ++x) SIConvert(pixrefNB(x, y), src.pixNB(x, y));
         }
     }
     return IMAGE_OK;
