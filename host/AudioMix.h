@@ -39,7 +39,7 @@ struct AudioCircumstances {
     bool steady = false;       ///< One running sound, no cross-fade (the morph, a plain cut).
     int outgoingVolume = 255;  ///< The clips' own volumes, 0 to 255.
     int incomingVolume = 255;
-    std::optional<AudioLevels> asked;  ///< What the plug-in asked; nothing when it made no call (preview).
+    std::optional<AudioLevels> asked{};  ///< What the plug-in asked; nothing when it made no call (preview).
 };
 
 /// The levels that a policy gives a frame. `natural` without anything asked (the plug-in is silent while it

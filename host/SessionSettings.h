@@ -54,7 +54,7 @@ struct AudioSettings {
     std::int32_t firstOutputFrame = 0;
     AudioPolicy policy = AudioPolicy::natural;
     /// Levels in force before the first frame; without them the first frame starts at its own level.
-    std::optional<AudioLevels> before;
+    std::optional<AudioLevels> before{};
 };
 
 inline constexpr std::int32_t kFramesUnlimited = std::numeric_limits<std::int32_t>::max();

@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "host/AudioMix.h"
+
+namespace tumblewash {
+namespace {
+
+__extension__ typedef __int128 Wide;  // wide enough for the products
+
+AudioCircumstances overlapAt(double fraction, int effect = 3) {
+    return {.effect = effect, .fraction = fraction, .hasIncoming = true};
+}
+
+TEST(AudioPolicyTest, NamesGoBothWays) {
+    for (const AudioPolicy policy :
+         {AudioPolicy::natural, AudioPolicy::plugin, AudioPolicy::equalPower, AudioPolicy::none}) {
+        EXPECT_EQ(audioPolicyFromName(audioPolicyName(policy)), policy);
+    }
+    EXPECT_EQ(audioPolicyName(AudioPolicy::equalPower), "equal-power");
+    EXPECT_FALSE(audioPolicyFromName("Natural"));
+    EXPECT_FALSE(audioPolicyFromName(""));
+}
+
+TEST(AudioPolicyTest, NaturalExchangesExactlyTheRevealVariantsOverAClip) {
+    for (int effect = 0; effect < 14; ++effect) {
+        AudioCircumstances now = overlapAt(0.25, effect);
+        now.asked = AudioLevels{64, 191};
+        const bool reveals = effect == 5 || effect == 9 || effect == 13;
+        const AudioLevels expected = reveals ? AudioLevels{191, 64} : AudioLevels{64, 191};
+        EXPECT_EQ(decideLevels(AudioPolicy::natural, now), expected) << effect;
+        EXPECT_EQ(decideLevels(AudioPolicy::plugin, now), (AudioLevels{64, 191})) << effect;
+    }
+}
+
+TEST(AudioPolicyTest, ExchangedLevelsKeepEachClipsVolume) {
+    AudioCircumstances now = overlapAt(0.25, 5);
+    now.outgoingVolume = 100;
+    now.incomingVolume = 255;
+    now.asked = AudioLevels{25, 191};  // a quarter of 100, three quarters of 255
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, now), (AudioLevels{75, 65}));
+}
+
+TEST(AudioPolicyTest, LevelsStayWithinUnity) {
+    AudioCircumstances now = overlapAt(0.5);
+    now.asked = AudioLevels{-5, 3000};
+    EXPECT_EQ(decideLevels(AudioPolicy::plugin, now), (AudioLevels{0, 256}));
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, now), (AudioLevels{0, 256}));
+}
+
+TEST(AudioPolicyTest, PreviewSilenceBecomesAStraightFadeOnlyWhenNatural) {
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, overlapAt(0.25)), (AudioLevels{192, 64}));
+    EXPECT_EQ(decideLevels(AudioPolicy::plugin, overlapAt(0.25)), (AudioLevels{0, 0}));
+    AudioCircumstances arriving{.effect = 4, .fraction = 0.25, .arriving = true};
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, arriving), (AudioLevels{64, 0}));
+    AudioCircumstances leaving{.effect = 2, .fraction = 0.25};
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, leaving), (AudioLevels{192, 0}));
+    AudioCircumstances morph{.effect = 1, .fraction = 0.25, .steady = true};
+    EXPECT_EQ(decideLevels(AudioPolicy::natural, morph), (AudioLevels{256, 0}));
+}
+
+TEST(AudioPolicyTest, EqualPowerKeepsTheSumOfSquares) {
+    for (int k = 0; k <= 30; ++k) {
+        AudioCircumstances now = overlapAt(k / 30.0);
+        now.asked = AudioLevels{1, 2};
+        const AudioLevels levels = decideLevels(AudioPolicy::equalPower, now);
+        const double power = levels.outgoing * levels.outgoing + levels.incoming * levels.incoming;
+        EXPECT_NEAR(std::sqrt(power), 256.0, 0.75) << k;
+    }
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, overlapAt(0)), (AudioLevels{256, 0}));
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, overlapAt(0.5)), (AudioLevels{181, 181}));
+    AudioCircumstances quiet = overlapAt(0.5);
+    quiet.outgoingVolume = 100;
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, quiet), (AudioLevels{71, 181}));
+}
+
+TEST(AudioPolicyTest, EqualPowerOfOneClipRisesOrFalls) {
+    AudioCircumstances now{.effect = 4, .fraction = 0.5, .arriving = true};
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, now).outgoing, 181);
+    now.fraction = 0;
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, now), (AudioLevels{0, 0}));
+    AudioCircumstances steady{.effect = 1, .fraction = 0.5, .steady = true};
+    EXPECT_EQ(decideLevels(AudioPolicy::equalPower, steady), (AudioLevels{256, 0}));
+}
+
+TEST(AudioPolicyTest, NoneIsSilence) {
+    AudioCircumstances now = overlapAt(0.5);
+    now.asked = AudioLevels{256, 256};
+    EXPECT_EQ(decideLevels(AudioPolicy::none, now), (AudioLevels{0, 0}));
+}
+
+TEST(SampleCountTest, RoundingNeverPilesUp) {
+    EXPECT_EQ(samplesBefore(0, 48000, 30000, 1001), 0);
+    EXPECT_EQ(samplesBefore(1, 48000, 30000, 1001), 1601);
+    EXPECT_EQ(samplesBefore(5, 48000, 30000, 1001), 8008);
+    EXPECT_EQ(samplesBefore(30000, 48000, 30000, 1001), 48000LL * 1001);
+    EXPECT_EQ(samplesBefore(25, 44100, 25, 1), 44100);
+    EXPECT_EQ(samplesBefore(-3, 48000, 25, 1), 0);
+    EXPECT_EQ(samplesBefore(9, 0, 25, 1), 0);
+    for (std::int64_t frame = 0; frame < 2000; ++frame) {
+        const Wide exact = static_cast<Wide>(frame) * 44100 * 1001 / 24000;
+        ASSERT_EQ(samplesBefore(frame, 44100, 24000, 1001), static_cast<std::int64_t>(exact)) << frame;
+    }
+}
+
+TEST(SampleCountTest, LongFilmsAndOddRatesDoNotOverflow) {
+    const std::int64_t frame = std::numeric_limits<std::int32_t>::max();
+    const int numerator = 2147483629;
+    const int denominator = 71582787;
+    const Wide exact = static_cast<Wide>(frame) * 192000 * denominator / numerator;
+    EXPECT_EQ(samplesBefore(frame, 192000, numerator, denominator), static_cast<std::int64_t>(exact));
+}
+
+TEST(RampTest, RunsFromTheOldLevelAndEndsAtTheNewOne) {
+    std::vector<float> out(8, 0.0F);
+    const std::vector<float> in(8, 1.0F);
+    addRamped(out, in, 2, 256, 0);
+    const std::vector<float> expected{0.75F, 0.75F, 0.5F, 0.5F, 0.25F, 0.25F, 0.0F, 0.0F};
+    EXPECT_EQ(out, expected);
+}
+
+TEST(RampTest, UnityLeavesSamplesAndAddsThem) {
+    std::vector<float> out{0.25F, -0.5F, 0.125F};
+    addRamped(out, std::vector<float>{0.5F, 0.5F, -0.25F}, 1, 256, 256);
+    EXPECT_EQ(out, (std::vector<float>{0.75F, 0.0F, -0.125F}));
+}
+
+TEST(RampTest, ShortInputIsSilenceWithoutChangingTheSlope) {
+    std::vector<float> out(4, 0.0F);
+    addRamped(out, std::vector<float>{1.0F, 1.0F}, 1, 0, 256);
+    EXPECT_EQ(out, (std::vector<float>{0.25F, 0.5F, 0.0F, 0.0F}));
+    std::vector<float> none;
+    addRamped(none, std::vector<float>{1.0F}, 1, 0, 256);
+    EXPECT_TRUE(none.empty());
+    addRamped(out, std::vector<float>{1.0F}, 0, 0, 256);
+    EXPECT_EQ(out[0], 0.25F);
+}
+
+TEST(RampTest, LongInputIsCut) {
+    std::vector<float> out(2, 0.0F);
+    addRamped(out, std::vector<float>(9, 1.0F), 1, 128, 128);
+    EXPECT_EQ(out, (std::vector<float>{0.5F, 0.5F}));
+}
+
+TEST(RampTest, NeighbouringBlocksMeetWithoutAStep) {
+    constexpr int kFrames = 12;
+    constexpr std::size_t kLength = 1601;
+    std::vector<float> whole;
+    int before = 256;
+    for (int k = 0; k < kFrames; ++k) {
+        const int level = 256 - 256 * k / kFrames;
+        std::vector<float> block(kLength, 0.0F);
+        addRamped(block, std::vector<float>(kLength, 1.0F), 1, before, level);
+        whole.insert(whole.end(), block.begin(), block.end());
+        before = level;
+    }
+    const float steepest = 22.0F / 256.0F / static_cast<float>(kLength);
+    for (std::size_t i = 1; i < whole.size(); ++i) {
+        ASSERT_LE(std::abs(whole[i] - whole[i - 1]), steepest * 1.01F) << i;
+    }
+}
+
+TEST(SaturateTest, LimitsAndHealsSamples) {
+    std::vector<float> samples{-3.0F,
+                               -1.0F,
+                               0.25F,
+                               1.0F,
+                               7.0F,
+                               std::numeric_limits<float>::quiet_NaN(),
+                               std::numeric_limits<float>::infinity()};
+    saturate(samples);
+    EXPECT_EQ(samples, (std::vector<float>{-1.0F, -1.0F, 0.25F, 1.0F, 1.0F, 0.0F, 1.0F}));
+}
+
+}  // namespace
+}  // namespace tumblewash
