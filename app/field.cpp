@@ -1,0 +1,252 @@
+#include "app/field.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "app/canvas.h"
+#include "app/errors.h"
+#include "app/report.h"
+#include "app/request.h"
+#include "app/signals.h"
+#include "app/stills.h"
+#include "media/StillIO.h"
+
+namespace tumblewash {
+namespace {
+
+constexpr int kMargin = 32;
+constexpr int kHeader = 84;
+constexpr int kLegend = 96;
+constexpr int kLongest = 1280;
+constexpr double kSpacing = 34;  ///< pixels between arrows
+
+// From calm to strong; readable on dark and on light pictures.
+Colour heat(double t) {
+    static constexpr Colour kStops[] = {
+        {84, 120, 220}, {64, 190, 200}, {150, 210, 90}, {250, 200, 60}, {240, 90, 60}};
+    const double place = std::clamp(t, 0.0, 1.0) * 4;
+    const int stop = std::min(3, static_cast<int>(place));
+    return blend(kStops[stop], kStops[stop + 1], place - stop);
+}
+
+struct Scale {
+    double longest = 0;  ///< frame pixels
+    double reach = 0;    ///< drawn length of the longest arrow
+    bool root = false;   ///< lengths grow with the square root
+    double drawn(double pixels) const {
+        if (longest <= 0) return 0;
+        const double part = pixels / longest;
+        return reach * (root ? std::sqrt(part) : part);
+    }
+    double warmth(double pixels) const { return longest > 0 ? std::sqrt(pixels / longest) : 0; }
+};
+
+struct Frame {
+    int x;
+    int y;
+    int width;
+    int height;
+    double scale;
+};
+
+double lengthOf(const FieldVector& v) {
+    return std::hypot(v.dx, v.dy);
+}
+
+// The mean of the cells around each arrow's foot, so that coarse arrows stand for all of the field.
+std::vector<FieldVector> gridOf(const std::vector<FieldVector>& field, PixelSize size, double scale) {
+    const int columns = std::max(4, static_cast<int>(size.width * scale / kSpacing));
+    const int rows = std::max(3, static_cast<int>(size.height * scale / kSpacing));
+    std::vector<FieldVector> sums(static_cast<std::size_t>(columns * rows));
+    std::vector<int> counts(sums.size(), 0);
+    for (const FieldVector& v : field) {
+        const int c = std::clamp(static_cast<int>(v.x * columns / size.width), 0, columns - 1);
+        const int r = std::clamp(static_cast<int>(v.y * rows / size.height), 0, rows - 1);
+        const auto at = static_cast<std::size_t>(r * columns + c);
+        sums[at].dx += v.dx;
+        sums[at].dy += v.dy;
+        ++counts[at];
+    }
+    std::vector<FieldVector> grid;
+    for (std::size_t i = 0; i < sums.size(); ++i) {
+        if (counts[i] == 0) continue;
+        const auto column = static_cast<double>(i % static_cast<std::size_t>(columns));
+        const auto row = static_cast<double>(i / static_cast<std::size_t>(columns));
+        grid.push_back({(column + 0.5) * size.width / columns, (row + 0.5) * size.height / rows,
+                        sums[i].dx / counts[i], sums[i].dy / counts[i]});
+    }
+    return grid;
+}
+
+Scale scaleOf(const std::vector<FieldVector>& grid, double pictureScale) {
+    Scale scale;
+    double least = 1e30;
+    for (const FieldVector& v : grid) {
+        const double length = lengthOf(v);
+        scale.longest = std::max(scale.longest, length);
+        if (length > 0) least = std::min(least, length);
+    }
+    // True to scale where the arrows fit between their neighbours; squeezed where the range is wide.
+    const double trueReach = scale.longest * pictureScale;
+    scale.reach = std::min(trueReach, kSpacing * 1.5);
+    scale.root = scale.longest > 8 * least && trueReach > kSpacing * 1.5;
+    return scale;
+}
+
+void drawArrows(Canvas& canvas, const Frame& at, const std::vector<FieldVector>& grid, const Scale& scale) {
+    for (const bool halo : {true, false})
+        for (const FieldVector& v : grid) {
+            const double length = lengthOf(v);
+            const double x = at.x + v.x * at.scale;
+            const double y = at.y + v.y * at.scale;
+            const double drawn = scale.drawn(length);
+            const double ux = length > 0 ? v.dx / length : 0;
+            const double uy = length > 0 ? v.dy / length : 0;
+            // The picture comes from (x + dx, y + dy): the arrow points the other way.
+            const double x0 = x + ux * drawn / 2;
+            const double y0 = y + uy * drawn / 2;
+            const double x1 = x - ux * drawn / 2;
+            const double y1 = y - uy * drawn / 2;
+            if (halo)
+                canvas.line(x0, y0, x1, y1, drawn < 1 ? 3.5 : 4.5, {0, 0, 0}, 0.45);
+            else
+                canvas.arrow(x0, y0, x1, y1, 2.0,
+                             length < 0.5 ? Colour{190, 195, 205} : heat(scale.warmth(length)));
+        }
+}
+
+std::string pixelsText(double pixels) {
+    return fmt::format("{} px", static_cast<long>(std::lround(pixels)));
+}
+
+void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int y) {
+    const int middle = y + 38;
+    if (scale.longest < 0.5) {
+        canvas.text(kMargin, middle + 5, "nothing moves: every arrow is shorter than half a pixel", 15,
+                    palette.faint);
+        return;
+    }
+    int x = kMargin;
+    const double parts[] = {0.1, 0.5, 1.0};
+    for (const double part : parts) {
+        const double pixels = scale.longest * part;
+        const double drawn = std::max(2.0, scale.drawn(pixels));
+        canvas.arrow(x, middle, x + drawn, middle, 2.4, heat(scale.warmth(pixels)));
+        x += static_cast<int>(drawn) + 12;
+        x += canvas.text(x, middle + 5, pixelsText(pixels), 15, palette.ink) + 36;
+    }
+    const int bar = 220;
+    const int left = canvas.width() - kMargin - bar;
+    for (int i = 0; i < bar; ++i)
+        canvas.fill(left + i, middle - 7, 1, 12, heat(static_cast<double>(i) / (bar - 1)));
+    canvas.text(left, middle + 24, "0", 12, palette.faint);
+    canvas.text(left + bar / 2, middle + 24, pixelsText(scale.longest / 4), 12, palette.faint, Face::Sans,
+                Align::Centre);
+    canvas.text(left + bar, middle + 24, pixelsText(scale.longest), 12, palette.faint, Face::Sans,
+                Align::Right);
+    canvas.text(kMargin, y + 78,
+                scale.root ? "frame pixels moved by the end; lengths drawn by square root"
+                           : "frame pixels moved by the end; lengths drawn in proportion",
+                13, palette.faint);
+}
+
+void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, const TransitionJob& job,
+                StillPair inputs, const Palette& palette, int legend) {
+    constexpr int kSteps = 8;
+    std::vector<Plate> plates;
+    for (int i = 0; i <= kSteps; ++i)
+        plates.push_back(platePosition(module, job, inputs,
+                                       std::min<std::int64_t>(job.frames - 1, job.frames * i / kSteps)));
+    const auto px = [&](const Plate& p, std::size_t c) { return at.x + p[c][0] * at.scale; };
+    const auto py = [&](const Plate& p, std::size_t c) { return at.y + p[c][1] * at.scale; };
+    for (int i = 0; i <= kSteps; ++i) {
+        const Plate& p = plates[static_cast<std::size_t>(i)];
+        const Colour colour = heat(static_cast<double>(i) / kSteps);
+        for (std::size_t c = 0; c < 4; ++c) {
+            const std::size_t d = (c + 1) % 4;
+            canvas.line(px(p, c), py(p, c), px(p, d), py(p, d), 4.5, {0, 0, 0}, 0.4);
+            // The picture's own top edge is the thick one: it shows which way up the plate is.
+            canvas.line(px(p, c), py(p, c), px(p, d), py(p, d), c == 0 ? 3.4 : 1.6, colour);
+        }
+        const int x = kMargin + i * (canvas.width() - 2 * kMargin - 60) / kSteps;
+        canvas.fill(x, legend + 26, 26, 5, colour);
+        canvas.text(x, legend + 50, fmt::format("{} %", 100 * i / kSteps), 13, palette.ink);
+    }
+    canvas.text(
+        kMargin, legend + 80,
+        fmt::format("the plate at nine moments, in a frame of {}; the thick edge is the picture's top",
+                    describe(job.size)),
+        13, palette.faint);
+}
+
+TransitionJob fieldJob(const Options& o, const Effect& effect, const MediaInfo& first) {
+    TransitionJob job;
+    job.effect = effect;
+    Options sized = o;
+    if (!sized.size) sized.size = PixelSize{first.width, first.height};
+    job.size = settleSize(sized, first, false);
+    job.frames = first.kind == MediaKind::still ? 1000 : 30;
+    job.direction = directionFor(o, effect);
+    job.seed = o.seed;
+    return job;
+}
+
+std::string subtitle(const TransitionJob& job) {
+    if (job.effect.info.flags != 0)
+        return fmt::format("{}   direction {}   seed {}   {}", job.effect.id, directionName(job.direction),
+                           job.seed, describe(job.size));
+    return fmt::format("{}   {}", job.effect.id, describe(job.size));
+}
+
+}  // namespace
+
+void makeField(const Options& o) {
+    const PluginModule module = openPlugin(o);
+    if (o.effects.size() > 1)
+        throw Refusal(ExitCode::BadUsage, "field draws one effect; give one id to --effect");
+    const Effect effect = findEffect(module, o.effects.empty() ? "wash-away" : o.effects.front());
+    checkPictureOutput(o);
+    const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
+    const TransitionJob job = fieldJob(o, effect, first);
+    const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
+    StillInput a(o.inputs[0], job.size, o.fit, rate, false);
+    std::unique_ptr<StillInput> b;
+    if (o.inputs.size() > 1) b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false);
+    const StillPair inputs{&a, b.get()};
+
+    int cells = 0;
+    const std::vector<FieldVector> field = effectField(module, job, inputs, cells);
+    StillRenderer renderer(module, job, inputs);
+    // Motion belongs to the picture it leads to; a wash or a plate to the picture that moves.
+    const bool second = placementOf(effect) == Placement::Halves || effect.id.ends_with("-reveal");
+    const PictureRef under = second ? renderer.sourceB(0) : renderer.sourceA(0);
+
+    const double scale =
+        std::min({static_cast<double>(kLongest) / job.size.width,
+                  static_cast<double>(kLongest) / job.size.height, job.size.width < 640 ? 2.0 : 1.0});
+    const Frame at{kMargin, kHeader, static_cast<int>(std::lround(job.size.width * scale)),
+                   static_cast<int>(std::lround(job.size.height * scale)), scale};
+    const Palette& palette = paletteOf(o.theme);
+    Canvas canvas(std::max(at.width, 560) + 2 * kMargin, kHeader + at.height + kLegend + 8, palette.paper);
+    canvas.text(kMargin, 46, effect.name, 26, palette.ink);
+    canvas.text(kMargin, 70, subtitle(job), 14, palette.accent, Face::Mono);
+    canvas.image(under, at.x, at.y, at.width, at.height, palette);
+    canvas.fill(at.x, at.y, at.width, at.height, {8, 10, 14}, 0.55);
+    const int legend = kHeader + at.height;
+    if (field.empty()) {
+        drawPlates(canvas, at, module, job, inputs, palette, legend);
+    } else {
+        const std::vector<FieldVector> grid = gridOf(field, job.size, scale);
+        const Scale lengths = scaleOf(grid, scale);
+        drawArrows(canvas, at, grid, lengths);
+        drawLegend(canvas, lengths, palette, legend);
+    }
+    canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
+    writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    if (!o.quiet) fmt::print(stderr, "{}: {}, {}\n", o.output, effect.id, describe(job.size));
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,337 @@
+#include "app/optiontable.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "app/errors.h"
+#include "app/nearest.h"
+
+namespace tumblewash {
+namespace {
+
+template <typename T>
+T parseInteger(const std::string& text, T least, T most, const char* name) {
+    T value{};
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (problem != std::errc{} || end != text.data() + text.size() || value < least || value > most)
+        throw Refusal(ExitCode::BadUsage,
+                      fmt::format("{} {}: give a whole number from {} to {}", name, text, least, most));
+    return value;
+}
+
+template <typename T>
+struct Word {
+    const char* word;
+    T value;
+};
+
+template <typename T, std::size_t N>
+T parseWord(const std::string& text, const Word<T> (&words)[N], const char* name) {
+    std::vector<std::string> known;
+    for (const auto& row : words) {
+        if (text == row.word) return row.value;
+        known.emplace_back(row.word);
+    }
+    throw Refusal(ExitCode::BadUsage, fmt::format("{} {}: choose one of {}{}", name, text,
+                                                  fmt::join(known, ", "), didYouMean(text, known)));
+}
+
+void storeEffects(Options& o, const std::string& text) {
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = text.find(',', start);
+        o.effects.push_back(text.substr(start, comma == std::string::npos ? comma : comma - start));
+        if (o.effects.back().empty())
+            throw Refusal(ExitCode::BadUsage, fmt::format("--effect {}: an id is missing", text));
+        if (comma == std::string::npos) return;
+        start = comma + 1;
+    }
+}
+
+void storeSpeed(Options& o, const std::string& text) {
+    std::int64_t micros = 0;
+    if (!parseDecimal(text, micros) || micros > 1000000)
+        throw Refusal(ExitCode::BadUsage,
+                      fmt::format("--speed {}: give a number from 0 to 1, e.g. 0.5", text));
+    o.speed = static_cast<float>(static_cast<double>(micros) / 1e6);
+}
+
+void storeDirection(Options& o, const std::string& text) {
+    static constexpr Word<HYPluginDirection> kWords[] = {{"up", kPluginDirectionUp},
+                                                         {"down", kPluginDirectionDown},
+                                                         {"left", kPluginDirectionLeft},
+                                                         {"right", kPluginDirectionRight}};
+    o.direction = parseWord(text, kWords, "--direction");
+}
+
+void storeFit(Options& o, const std::string& text) {
+    static constexpr Word<Fit> kWords[] = {
+        {"contain", Fit::contain}, {"cover", Fit::cover}, {"stretch", Fit::stretch}};
+    o.fit = parseWord(text, kWords, "--fit");
+}
+
+void storeAudio(Options& o, const std::string& text) {
+    static constexpr Word<AudioPolicy> kWords[] = {{"natural", AudioPolicy::natural},
+                                                   {"equal-power", AudioPolicy::equalPower},
+                                                   {"plugin", AudioPolicy::plugin},
+                                                   {"none", AudioPolicy::none}};
+    o.audio = parseWord(text, kWords, "--audio");
+}
+
+void storeTheme(Options& o, const std::string& text) {
+    static constexpr Word<Theme> kWords[] = {{"dark", Theme::Dark}, {"light", Theme::Light}};
+    o.theme = parseWord(text, kWords, "--theme");
+}
+
+void storeProgress(Options& o, const std::string& text) {
+    static constexpr Word<ProgressStyle> kWords[] = {
+        {"auto", ProgressStyle::Auto}, {"kv", ProgressStyle::KeyValue}, {"none", ProgressStyle::None}};
+    o.progress = parseWord(text, kWords, "--progress");
+}
+
+void storePreset(Options& o, const std::string& text) {
+    static constexpr Word<const char*> kWords[] = {
+        {"ultrafast", "ultrafast"}, {"superfast", "superfast"}, {"veryfast", "veryfast"},
+        {"faster", "faster"},       {"fast", "fast"},           {"medium", "medium"},
+        {"slow", "slow"},           {"slower", "slower"},       {"veryslow", "veryslow"}};
+    o.preset = parseWord(text, kWords, "--preset");
+}
+
+constexpr unsigned kJoin = commandBit(Command::Join);
+constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
+constexpr unsigned kFrame = commandBit(Command::Frame);
+constexpr unsigned kSheet = commandBit(Command::Sheet);
+constexpr unsigned kField = commandBit(Command::Field);
+constexpr unsigned kPictures = kFrame | kSheet | kField;
+constexpr unsigned kRenders = kMovies | kPictures;
+constexpr unsigned kDemo = commandBit(Command::Demo);
+constexpr unsigned kList = commandBit(Command::List);
+constexpr unsigned kEvery = kRenders | kDemo | kList;
+
+constexpr const char* kEffectGroup = "Effect";
+constexpr const char* kPictureGroup = "Picture and sound";
+constexpr const char* kOutputGroup = "Output";
+constexpr const char* kRunGroup = "Running";
+
+const OptionRow kOptions[] = {
+    {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
+     "where the result goes: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png "
+     "for "
+     "pictures",
+     kRenders, [](Options& o, const std::string& v) { o.output = v; }},
+    {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
+     kRenders | kDemo, [](Options& o, const std::string&) { o.force = true; }},
+    {"--report", "", "FILE.json", ValueKind::File, "", kOutputGroup,
+     "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings", kMovies | kFrame,
+     [](Options& o, const std::string& v) { o.report = v; }},
+    {"--mlt", "", "FILE.mlt", ValueKind::File, "", kOutputGroup,
+     "write the join as an MLT project that melt, Kdenlive and Shotcut open; -o may then be left out", kJoin,
+     [](Options& o, const std::string& v) { o.mlt = v; }},
+    {"--effect", "-e", "ID[,ID...]", ValueKind::Effect, "", kEffectGroup,
+     "the transition, by id or index (see list); several for several seams; all for a sheet", kRenders,
+     storeEffects},
+    {"--duration", "-d", "TIME", ValueKind::Text, "", kEffectGroup,
+     "length of a transition: 1.5s, 500ms, 45f; made even, 2 frames or more (default 1s)", kMovies | kSheet,
+     [](Options& o, const std::string& v) { o.duration = parseTime(v); }},
+    {"--speed", "", "0..1", ValueKind::Text, "", kEffectGroup,
+     "length of a transition as the effect itself counts it: 0 is 10 frames, 1 is 120", kMovies, storeSpeed},
+    {"--direction", "", "WAY", ValueKind::Choice, "up,down,left,right", kEffectGroup,
+     "the edge over which a wash leaves (default right)", kRenders, storeDirection},
+    {"--seed", "", "N", ValueKind::Text, "", kEffectGroup,
+     "the wash's random pattern; the same seed gives the same pattern (default 1)", kRenders,
+     [](Options& o, const std::string& v) {
+         o.seed = parseInteger<std::uint32_t>(v, 0, 0xFFFFFFFFU, "--seed");
+     }},
+    {"--proxy", "", "", ValueKind::None, "", kEffectGroup,
+     "render as a quick preview, as the effect does while its host plays back", kRenders,
+     [](Options& o, const std::string&) { o.proxy = true; }},
+    {"--frame", "-k", "K", ValueKind::Text, "", kEffectGroup,
+     "which frame of the transition, counted from 0 (default the middle)", kFrame,
+     [](Options& o, const std::string& v) { o.frame = parseInteger(v, 0, 1000000, "--frame"); }},
+    {"--of", "-n", "N", ValueKind::Text, "", kEffectGroup, "frames of the whole transition (default 30)",
+     kFrame, [](Options& o, const std::string& v) { o.of = parseInteger(v, 2, 1000000, "--of"); }},
+    {"--size", "-s", "WxH", ValueKind::Text, "", kPictureGroup,
+     "size of the result, 16x16 to 4095 wide (default the first input's)", kRenders,
+     [](Options& o, const std::string& v) { o.size = parseSize(v); }},
+    {"--fps", "-r", "RATE", ValueKind::Text, "", kPictureGroup,
+     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kMovies,
+     [](Options& o, const std::string& v) { o.fps = parseRate(v); }},
+    {"--fit", "", "HOW", ValueKind::Choice, "contain,cover,stretch", kPictureGroup,
+     "bars around, edges cut, or shape changed when a picture has another shape (default contain)", kRenders,
+     storeFit},
+    {"--still", "", "TIME", ValueKind::Text, "", kPictureGroup, "how long a still picture lasts (default 4s)",
+     kMovies, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
+    {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
+     "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
+     "levels, or no "
+     "sound (default natural)",
+     kMovies, storeAudio},
+    {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
+     "quality of the picture, lower is better: 0 to 51 (H.264), 0 to 63 (VP9)", kMovies,
+     [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
+    {"--preset", "", "NAME", ValueKind::Choice,
+     "ultrafast,superfast,veryfast,faster,fast,medium,slow,slower,veryslow", kOutputGroup,
+     "speed of the encoder against the size of the file", kMovies, storePreset},
+    {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
+     "keep the effect's transparency in the picture instead of laying it on black", kFrame,
+     [](Options& o, const std::string&) { o.alpha = true; }},
+    {"--columns", "", "N", ValueKind::Text, "", kPictureGroup,
+     "pictures in a row of the sheet, 2 to 12 (default 6)", kSheet,
+     [](Options& o, const std::string& v) { o.columns = parseInteger(v, 2, 12, "--columns"); }},
+    {"--theme", "", "NAME", ValueKind::Choice, "dark,light", kPictureGroup,
+     "colours of the sheet (default dark)", kSheet | kField | kDemo, storeTheme},
+    {"--json", "", "", ValueKind::None, "", kOutputGroup, "print the catalogue and all options as JSON",
+     kList, [](Options& o, const std::string&) { o.json = true; }},
+    {"--plugin", "", "FILE", ValueKind::File, "", kRunGroup,
+     "load the transitions from this module instead of the built-in ones", kRenders | kList | kDemo,
+     [](Options& o, const std::string& v) { o.plugin = v; }},
+    {"--threads", "-j", "N", ValueKind::Text, "", kRunGroup,
+     "frames of a transition rendered side by side; the result is the same (default the number of cores)",
+     kRenders | kDemo,
+     [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
+    {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,none", kRunGroup,
+     "a line on a terminal, key=value lines on standard output, or nothing (default auto)",
+     kMovies | kSheet | kDemo, storeProgress},
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kDemo,
+     [](Options& o, const std::string&) { o.quiet = true; }},
+    {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",
+     kRenders | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},
+    {"--help", "-h", "", ValueKind::None, "", kRunGroup, "show this help", kEvery,
+     [](Options& o, const std::string&) { o.help = true; }},
+};
+
+const std::vector<CommandRow> kCommands = {
+    {Command::Join,
+     "join",
+     "CLIP CLIP [CLIP...]",
+     2,
+     -1,
+     true,
+     "join clips with a transition at every seam",
+     "Joins clips in the order given. Effects between two clips overlap the end of one with the start of the "
+     "next; "
+     "the morph takes half of its frames from each side. PixelSize and rate are the first clip's unless "
+     "given; stills "
+     "last as long as --still says.",
+     {{"tumblewash join A.mp4 B.mp4 -o out.mp4", "wash A away over B"},
+      {"tumblewash join A.mp4 B.mp4 C.mov -o out.mp4 --effect tilt-away,tumble-reveal --duration 45f",
+       "two seams, two effects"},
+      {"tumblewash join cat.png dog.jpg -o morph.webm --effect morph --still 3s",
+       "morph one photo into another"},
+      {"tumblewash join A.mp4 B.mp4 -o frames/%05d.png --size 1280x720", "a picture sequence"}}},
+    {Command::Out,
+     "out",
+     "CLIP",
+     1,
+     1,
+     true,
+     "let the picture leave at the end of one clip",
+     "The effect lies over the last frames of the clip; the length stays. Effects: wash-out, tilt-out, "
+     "tumble-out.",
+     {{"tumblewash out A.mp4 -o end.mp4 --effect tumble-out --duration 2s",
+       "the last two seconds tumble away"}}},
+    {Command::In,
+     "in",
+     "CLIP",
+     1,
+     1,
+     true,
+     "let the picture arrive at the start of one clip",
+     "The effect lies over the first frames of the clip; the length stays. Effects: wash-in, tilt-in, "
+     "tumble-in.",
+     {{"tumblewash in A.mp4 -o start.mp4 --effect wash-in --direction up", "the picture washes in"}}},
+    {Command::Frame,
+     "frame",
+     "A [B]",
+     1,
+     2,
+     true,
+     "render one frame of a transition into a picture",
+     "Takes pictures or clips; of clips it takes the frames that a join would. With pictures of equal size "
+     "the result "
+     "holds exactly the bytes that the effect wrote: the colours, or with --alpha all four channels. Effects "
+     "of one "
+     "clip take A when the picture leaves, and B, where given, when it arrives.",
+     {{"tumblewash frame a.png b.png -o mid.png --effect tumble-away --frame 15 --of 30",
+       "the middle of a tumble"}}},
+    {Command::Sheet,
+     "sheet",
+     "A B",
+     2,
+     2,
+     true,
+     "draw a labelled contact sheet, one row per effect",
+     "Draws each effect at even steps of its length, with its id and name beside it.",
+     {{"tumblewash sheet a.png b.png -o sheet.png", "all transitions on one page"},
+      {"tumblewash sheet A.mp4 B.mp4 -o wash.png --effect wash-away,wash-reveal --columns 8 --theme light",
+       "two of them, finer steps"}}},
+    {Command::Field,
+     "field",
+     "A B",
+     1,
+     2,
+     true,
+     "draw what moves where, as arrows over the picture",
+     "Draws the displacement field of a wash or tilt, the corners' paths of a tumble, or the motion that the "
+     "morph "
+     "found, with a legend in frame pixels.",
+     {{"tumblewash field a.png b.png -o field.png --effect wash-away --direction up",
+       "the pattern of a wash"},
+      {"tumblewash field a.jpg b.jpg -o motion.png --effect morph", "what the morph matched"}}},
+    {Command::List,
+     "list",
+     "",
+     0,
+     0,
+     false,
+     "list the transitions as the plug-in reports them",
+     "Lists index, id, name, kind and frame counts of each transition.",
+     {{"tumblewash list", "a table"}, {"tumblewash list --json", "for programs"}}},
+    {Command::Demo,
+     "demo",
+     "DIR",
+     1,
+     1,
+     false,
+     "render movies and a sheet from pictures that the program draws",
+     "Makes two joins with sound and a contact sheet in the folder DIR, from moving pictures of its own.",
+     {{"tumblewash demo ./demo", "see it work without any clip at hand"}}},
+};
+
+}  // namespace
+
+const std::vector<CommandRow>& commandTable() {
+    return kCommands;
+}
+
+std::span<const OptionRow> optionTable() {
+    return kOptions;
+}
+
+const CommandRow& commandRow(Command id) {
+    for (const CommandRow& row : kCommands)
+        if (row.id == id) return row;
+    return kCommands.front();
+}
+
+std::vector<std::string> choicesOf(const OptionRow& row) {
+    std::vector<std::string> words;
+    const std::string list = row.choices;
+    for (std::size_t start = 0; start < list.size();) {
+        const std::size_t comma = std::min(list.find(',', start), list.size());
+        words.push_back(list.substr(start, comma - start));
+        start = comma + 1;
+    }
+    return words;
+}
+
+std::vector<const OptionRow*> optionsOf(Command id) {
+    std::vector<const OptionRow*> rows;
+    for (const OptionRow& row : kOptions)
+        if (row.commands & commandBit(id)) rows.push_back(&row);
+    return rows;
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,30 @@
+// What must hold before anything is decoded: the output is not one of the inputs, its folder can be
+// written, an older file may be replaced. Also text files written beside and renamed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tumblewash {
+
+/// True when both names lead to one existing file (hard and symbolic links included).
+bool sameFile(const std::string& a, const std::string& b);
+
+/// The file name inside an output's words: `md5:FILE` gives FILE; `md5:` and `null:` give "".
+std::string outputFile(const std::string& output);
+
+/// Refuses an output that is one of the inputs, also as a picture of a numbered sequence of `pictures`
+/// pictures. Throws Refusal (BadUsage).
+void refuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs,
+                         std::int64_t pictures = 0);
+
+/// Refuses a plain file output whose folder is missing or not writable, that is a folder, or that exists
+/// without `force`. Throws Refusal (BadOutput).
+void refuseUnwritable(const std::string& file, bool force);
+
+/// Writes `text` beside `file` and renames it into place, synced. Throws Refusal (`RenderFailed`) and leaves
+/// the old file as it was when that fails.
+void writeTextFile(const std::string& file, const std::string& text);
+
+}  // namespace tumblewash

@@ -1,0 +1,92 @@
+#include "app/progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace tumblewash {
+namespace {
+
+double framesPerSecond(const ProgressState& s) {
+    return s.elapsed > 0 ? static_cast<double>(s.frame) / s.elapsed : 0.0;
+}
+
+double speedOf(const ProgressState& s) {
+    return s.elapsed > 0 ? secondsOf(s.frame, s.rate) / s.elapsed : 0.0;
+}
+
+std::string clockText(double seconds) {
+    const auto whole = static_cast<std::int64_t>(seconds + 0.5);
+    if (whole >= 3600) return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+    return fmt::format("{}:{:02}", whole / 60, whole % 60);
+}
+
+}  // namespace
+
+std::string progressLine(const std::string& title, const ProgressState& s) {
+    const std::int64_t frames = std::max<std::int64_t>(1, s.frames);
+    const std::int64_t done = std::clamp<std::int64_t>(s.frame, 0, frames);
+    constexpr int kBar = 24;
+    const auto filled = static_cast<std::size_t>(done * kBar / frames);
+    std::string bar;
+    for (std::size_t i = 0; i < kBar; ++i) bar += i < filled ? "━" : "╌";
+    std::string left = "--:--";
+    if (done > 0)
+        left = clockText(s.elapsed * static_cast<double>(frames - done) / static_cast<double>(done));
+    return fmt::format("{} {} {:3}%  {:.1f}x  {} left", title, bar, done * 100 / frames, speedOf(s), left);
+}
+
+std::string progressBlock(const ProgressState& s, bool end) {
+    return fmt::format("frame={}\nfps={:.2f}\nout_time_us={}\nspeed={:.3f}x\nprogress={}\n", s.frame,
+                       framesPerSecond(s), microsecondsOf(s.frame, s.rate), speedOf(s),
+                       end ? "end" : "continue");
+}
+
+Progress::Progress(const Options& options, std::string title, std::int64_t frames, FrameRate rate,
+                   bool keysToError)
+    : style_(options.quiet && options.progress == ProgressStyle::Auto ? ProgressStyle::None
+                                                                      : options.progress),
+      title_(std::move(title)),
+      keys_(keysToError ? stderr : stdout),
+      start_(std::chrono::steady_clock::now()),
+      last_(start_) {
+    state_.frames = frames;
+    state_.rate = rate;
+    if (style_ == ProgressStyle::Auto && isatty(STDERR_FILENO) == 0) style_ = ProgressStyle::None;
+}
+
+Progress::~Progress() {
+    if (shown_) std::fputs("\r\033[K", stderr);
+}
+
+void Progress::advance(std::int64_t done) {
+    state_.frame = done;
+    const auto now = std::chrono::steady_clock::now();
+    const auto pause = std::chrono::milliseconds(style_ == ProgressStyle::KeyValue ? 500 : 100);
+    if (style_ == ProgressStyle::None || now - last_ < pause) return;
+    last_ = now;
+    show(false);
+}
+
+void Progress::finish() {
+    show(true);
+}
+
+double Progress::elapsed() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+}
+
+void Progress::show(bool end) {
+    state_.elapsed = elapsed();
+    if (style_ == ProgressStyle::KeyValue) {
+        std::fputs(progressBlock(state_, end).c_str(), keys_);
+        std::fflush(keys_);
+    } else if (style_ == ProgressStyle::Auto) {
+        std::fputs(end ? "\r\033[K" : ("\r" + progressLine(title_, state_) + "\033[K").c_str(), stderr);
+        std::fflush(stderr);
+        shown_ = !end;
+    }
+}
+
+}  // namespace tumblewash
