@@ -130,14 +130,22 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
         _green = g;
         _blue = b;
     }
-    // The type in which a channel and an operand are added: theirs when floating, int for bytes.
+    // An integer operand joins a floating channel in the channel's type; a floating one keeps its own precision.
+    template <class U>
+    static constexpr auto operand(U b) {
+        if constexpr (std::is_floating_point_v<T> && std::is_integral_v<U>) {
+            return static_cast<T>(b);
+        } else {
+            return b;
+        }
+    }
     template <class U>
     static constexpr T sum(T a, U b) {
-        return SIChannelCast<T>(a + b);
+        return SIChannelCast<T>(a + operand(b));
     }
     template <class U>
     static constexpr T difference(T a, U b) {
-        return SIChannelCast<T>(a - b);
+        return SIChannelCast<T>(a - operand(b));
     }
     template <class U>
     RGBPixel& add(U r, U g, U b) {
