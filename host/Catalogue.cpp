@@ -13,7 +13,7 @@ namespace tumblewash {
 
 namespace {
 
-constexpr std::array<CatalogueEntry, kEffectCount> kCatalogue{{
+constexpr std::array<EffectName, kEffectCount> kCatalogue{{
     {0, "none", "None"},
     {1, "morph", "Morph"},
     {2, "wash-out", "Wash Out"},
@@ -47,7 +47,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::span<const CatalogueEntry, kEffectCount> catalogue() noexcept {
+std::span<const EffectName, kEffectCount> effectNames() noexcept {
     return kCatalogue;
 }
 
@@ -59,7 +59,7 @@ std::string displayName(int effect) {
 }
 
 std::optional<int> findEffect(std::string_view idOrIndex) noexcept {
-    for (const CatalogueEntry& entry : kCatalogue) {
+    for (const EffectName& entry : kCatalogue) {
         if (entry.id == idOrIndex) return entry.index;
     }
     int index = 0;
@@ -73,7 +73,7 @@ std::string_view nearestEffectId(std::string_view text) {
     constexpr std::size_t kLongest = 64;  // no id is near to a longer text, and the search stays short
     text = text.substr(0, kLongest);
     const auto nearest = std::min_element(kCatalogue.begin(), kCatalogue.end(),
-                                          [text](const CatalogueEntry& a, const CatalogueEntry& b) {
+                                          [text](const EffectName& a, const EffectName& b) {
                                               return editDistance(text, a.id) < editDistance(text, b.id);
                                           });
     return nearest->id;

@@ -11,7 +11,7 @@
 namespace tumblewash {
 
 /// One variant: `index` as the entry function takes it, `id` as the command line takes it, `name` in English.
-struct CatalogueEntry {
+struct EffectName {
     int index;
     std::string_view id;
     std::string_view name;
@@ -22,7 +22,7 @@ inline constexpr int kEffectNone = 0;    ///< A plain cut: the plug-in draws not
 inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet without overlap.
 
 /// All variants in the order of their indices.
-[[nodiscard]] std::span<const CatalogueEntry, kEffectCount> catalogue() noexcept;
+[[nodiscard]] std::span<const EffectName, kEffectCount> effectNames() noexcept;
 
 /// The display name in the user's language, from the string lists; the English one where there is none.
 [[nodiscard]] std::string displayName(int effect);

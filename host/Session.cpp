@@ -23,7 +23,7 @@ constexpr std::int16_t kTheClip = 1;  // the selector under which the plug-in as
 std::string effectText(int effect) {
     const bool known = effect >= 0 && effect < kEffectCount;
     return "effect " +
-           (known ? std::string(catalogue()[static_cast<std::size_t>(effect)].id) : std::to_string(effect));
+           (known ? std::string(effectNames()[static_cast<std::size_t>(effect)].id) : std::to_string(effect));
 }
 
 std::string framesText(int count) {

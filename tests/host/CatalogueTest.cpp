@@ -14,7 +14,7 @@ TEST(HostCatalogueTest, IdsStandInTheOrderOfTheirIndices) {
                               "tumble-out",  "tumble-away", "tumble-in", "tumble-reveal"};
     std::set<std::string_view> names;
     for (int i = 0; i < kEffectCount; ++i) {
-        const CatalogueEntry& entry = catalogue()[static_cast<std::size_t>(i)];
+        const EffectName& entry = effectNames()[static_cast<std::size_t>(i)];
         EXPECT_EQ(entry.index, i);
         EXPECT_EQ(entry.id, expected[i]);
         names.insert(entry.name);
