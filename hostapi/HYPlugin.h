@@ -319,7 +319,7 @@ template <class T>
 class PixRectRW;
 template <class T>
 class RGBPixel;
-class ARGBVal;
+struct ARGBVal;
 
 /// The plug-in's state of one transition, from initialise to terminate; made zero-filled by `NewPtrClear`.
 /// The five picture pointers own what they point at; the world is owned within one frame. 76 bytes with

@@ -33,7 +33,7 @@ enum class TakeRule : std::uint8_t { nothing, half, all };
 enum class ClipFade : std::uint8_t { none, fadeIn, fadeOut };
 
 /// One effect of the catalogue. All texts are static and end in a zero.
-struct CatalogueEntry {
+struct EffectRecord {
     short index;               ///< 0 to 13, the entry function's `which`
     const char* id;            ///< short name, lower case with hyphens
     const char* name;          ///< English display name
@@ -53,13 +53,13 @@ struct CatalogueEntry {
 };
 
 /// The fourteen records, in index order. Static storage.
-std::span<const CatalogueEntry> catalogue();
+std::span<const EffectRecord> effectCatalogue();
 
 /// The record that serves `which`: indices outside 0 to 13 are served by record 0.
-const CatalogueEntry& catalogueEntry(short which);
+const EffectRecord& effectRecord(short which);
 
 /// The record with this id, or null.
-const CatalogueEntry* findCatalogueEntry(std::string_view id);
+const EffectRecord* findEffectRecord(std::string_view id);
 
 /// The fraction that `rule` gives for frame `renderFrame` of `frameCount` (> 0), in double precision. The
 /// eased rules keep a detour through hundredths, which decides the last bits.

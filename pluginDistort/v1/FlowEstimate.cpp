@@ -1,0 +1,128 @@
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+#include "ImageLib/source/Correlator.h"
+#include "ImageLib/source/PixRectRef.h"
+#include "ImageLib/source/SICommon.h"
+#include "ImageLib/source/SamplePixRect.h"
+#include "pluginDistort/v1/DistortProcess.h"
+#include "pluginDistort/v1/process_init.h"
+
+namespace {
+
+using Frame = PixRectWrap<ARGBVal>;
+using Field = PixRectRW<RGBPixel<float>>;
+using Thumbnail = SamplePixRect<ARGBVal, ARGBVal>;
+
+constexpr int kThumbnailSize = 40;
+constexpr int kLatticeSize = 12;
+constexpr int kSpacing = 3;         // thumbnail pixels between lattice points, and lattice cells' enlargement
+constexpr int kRange = 2;           // thumbnail pixels searched in each direction
+constexpr int kFeatureSize = 3;     // side of the block that is matched
+constexpr int kBorder = 2;          // zero cells around the enlarged lattice
+constexpr float kFlatness = 25.0f;  // a surface with less relief is not trusted
+
+/// The best offset at one lattice point.
+struct Offset {
+    int x, y;
+};
+
+/// Thumbnails of small or odd fields may come out a few rows short; matching reads up to the full size.
+std::unique_ptr<PixRectRW<ARGBVal>> padded(const PixRectRW<ARGBVal>& thumbnail) {
+    auto full = std::make_unique<PixRectRW<ARGBVal>>(kThumbnailSize, kThumbnailSize);
+    full->fillWith(ARGBVal(0, 0, 0, 0));
+    full->copyfrom(thumbnail);
+    return full;
+}
+
+/// A thumbnail at zero origin, at least as large as the matching needs.
+class MatchPicture {
+  public:
+    MatchPicture(Frame& field, float sx, float sy) : thumbnail_(field, sx, sy, SIQuickSample) {}
+
+    int sampledWidth() const { return thumbnail_.width(); }
+    int sampledHeight() const { return thumbnail_.height(); }
+
+    void prepare() {
+        thumbnail_.shiftorigin(-thumbnail_.lx(), -thumbnail_.ly());
+        if (thumbnail_.width() < kThumbnailSize || thumbnail_.height() < kThumbnailSize)
+            padded_ = padded(thumbnail_);
+    }
+
+    PixRectRW<ARGBVal>& pixels() { return padded_ ? *padded_ : static_cast<PixRectRW<ARGBVal>&>(thumbnail_); }
+
+  private:
+    Thumbnail thumbnail_;
+    std::unique_ptr<PixRectRW<ARGBVal>> padded_;
+};
+
+/// Where the feature around (x, y) of `to` lies in `from`, relative to (x, y).
+Offset match(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, int x, int y) {
+    constexpr int f = kFeatureSize / 2;
+    constexpr int s = f + kRange;
+    PixRectRWRef<ARGBVal> toRec(to, x - f, y - f, x + f, y + f);
+    PixRectRWRef<ARGBVal> fromRec(from, x - s, y - s, x + s, y + s);
+    Correlator<ARGBVal> cor1(kRange, toRec.width(), toRec.height(), ComparePixDiff);
+    cor1.debugon(DBGMatch);
+    cor1.debugon(DBGProblem);
+    const std::unique_ptr<PixRectRW<GreyPixel<float>>> surface(cor1.makesurface(toRec, fromRec));
+    Offset best{0, 0};
+    GreyPixel<float> min, max;
+    cor1.getminmax(surface.get(), best.x, best.y, min, max);
+    if (std::fabs(max.getgrey() - min.getgrey()) < kFlatness) best = {0, 0};
+    return best;
+}
+
+/// The lattice of offsets, in frame columns and field rows.
+std::unique_ptr<Field> latticeOfOffsets(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, float sx,
+                                        float sy) {
+    auto flow = std::make_unique<Field>(kLatticeSize, kLatticeSize);
+    for (int gy = 0; gy < kLatticeSize; ++gy) {
+        for (int gx = 0; gx < kLatticeSize; ++gx) {
+            const int x = kSpacing * gx + to.lx() + kBorder + 1;
+            const int y = kSpacing * gy + to.ly() + kBorder + 1;
+            const Offset best = match(from, to, x, y);
+            flow->set(
+                gx, gy,
+                RGBPixel<float>(sx * static_cast<float>(best.x), sy * static_cast<float>(best.y), 0.0f));
+            char text[256];
+            std::snprintf(text, sizeof text, "Flow at %d %d is %d %d\n\r", x, y, best.x, best.y);
+            logMessage(text);
+        }
+    }
+    return flow;
+}
+
+/// Every lattice value repeated over a block, with a border of zero cells around the whole.
+Field* enlarged(Field& flow) {
+    constexpr double step = 1.0 / kSpacing;
+    SamplePixRect<RGBPixel<float>, RGBPixel<float>> dbl(flow, step, step, SIBestSample);
+    dbl.shiftorigin(kBorder, kBorder);
+    auto result = std::make_unique<Field>(dbl.width() + 2 * kBorder, dbl.height() + 2 * kBorder);
+    result->copyfrom(dbl);
+    return result.release();
+}
+
+}  // namespace
+
+Field* MakeFlowField(Frame& fromFrame, Frame& toFrame, Frame&) {
+    if (toFrame.width() < 1 || toFrame.height() < 2 || fromFrame.width() < 1 || fromFrame.height() < 2)
+        return new Field(kThumbnailSize, kThumbnailSize);
+    const auto field = [](Frame& frame, siwraptype lines) {
+        return Frame(frame.getwrapdata(), frame.width(), frame.height(), lines);
+    };
+    Frame toFrameEven = field(toFrame, SIEvenLines);
+    Frame toFrameOdd = field(toFrame, SIOddLines);
+    Frame fromFrameOdd = field(fromFrame, SIOddLines);
+    const float sx = static_cast<float>(toFrameEven.width()) / static_cast<float>(kThumbnailSize);
+    const float sy = static_cast<float>(toFrameEven.height()) / static_cast<float>(kThumbnailSize);
+    MatchPicture to(toFrameOdd, sx, sy);
+    MatchPicture from(fromFrameOdd, sx, sy);
+    siprintf("Source and dest are %dx%d and %dx%d\n\r", to.sampledWidth(), to.sampledHeight(),
+             from.sampledWidth(), from.sampledHeight());
+    to.prepare();
+    from.prepare();
+    const std::unique_ptr<Field> flow = latticeOfOffsets(from.pixels(), to.pixels(), sx, sy);
+    return enlarged(*flow);
+}

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "ImageLib/source/ContImage.h"
+#include "ImageLib/source/PixRectRef.h"
+#include "ImageLib/source/SICommon.h"
+#include "pluginDistort/v1/DistortProcess.h"
+#include "pluginDistort/v1/FrameViews.h"
+
+namespace {
+
+struct Corner {
+    int x, y;
+};
+
+/// Top left, top right, bottom right, bottom left.
+using Plate = std::array<Corner, 4>;
+
+/// Truncation toward zero that saturates beyond int and gives 0 for not-a-number, so that a wild progress
+/// value still gives whole corners.
+int truncated(double v) {
+    if (std::isnan(v)) return 0;
+    if (v >= 2147483647.0) return std::numeric_limits<int>::max();
+    if (v <= -2147483648.0) return std::numeric_limits<int>::min();
+    return static_cast<int>(v);
+}
+
+// Corner arithmetic wraps at 32 bits: with a saturated corner the numbers mean nothing, but they stay
+// numbers.
+int sum(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+int difference(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
+}
+int product(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) * static_cast<unsigned>(b));
+}
+
+/// The mean colour of a lattice of samples, 16 steps along each side of the frame (more where a side is no
+/// multiple of 16, one per pixel where it is shorter).
+RGBPixel<float> averageColour(PixRectWrap<ARGBVal>& frame, int dwidth, int height) {
+    const int stepx = std::max(1, dwidth / 16);
+    const int stepy = std::max(1, height / 16);
+    RGBPixel<float> avcol(0.0f, 0.0f, 0.0f);
+    int count = 0;
+    for (int x = 0; x < dwidth; x += stepx) {
+        for (int y = 0; y < height; y += stepy) {
+            avcol += frame.pixNB(x, y);
+            ++count;
+        }
+    }
+    avcol *= 1.0 / count;
+    return avcol;
+}
+
+/// Paints the two outer rows and columns. They become the plate's rim, so that its edge does not show
+/// whatever noise the picture has there.
+void paintBorder(PixRectWrap<ARGBVal>& frame, int dwidth, int height, const RGBPixel<float>& colour) {
+    ARGBVal rim;
+    rim << colour;
+    for (int x = 0; x < dwidth; ++x)
+        for (const int y : {0, height - 1, 1, height - 2}) frame.pixrefNB(x, y) = rim;
+    for (int y = 0; y < height; ++y)
+        for (const int x : {0, dwidth - 1, 1, dwidth - 2}) frame.pixrefNB(x, y) = rim;
+}
+
+/// The plate before the spin: flipped about its horizontal axis, narrowed towards the middle, the far edge
+/// more than the near one. `rows` counts the rows of one picture: a field's when the frame is interlaced.
+Plate flippedPlate(int dwidth, int rows, float f) {
+    const auto a = static_cast<float>(f * 18.849555924);
+    const auto maxDistance = static_cast<float>(product(rows, 10));
+    const auto halfw = static_cast<float>(dwidth / 2);
+    const auto halfh = static_cast<float>(rows / 2);
+    const double angle = a;
+    const auto s = static_cast<float>(rows * std::sin(angle) * 0.5);
+    const int mx1 = truncated(halfw * (f * maxDistance + s) / maxDistance);
+    const int mx2 = truncated(halfw * (f * maxDistance - s) / maxDistance);
+    const float t = static_cast<float>(std::cos(angle) * rows * 0.5) * (1 - f);
+    const int ytop = truncated(halfh - t);
+    int ybot = truncated(halfh + t);
+    if (std::abs(static_cast<long long>(ybot) - ytop) <= 1) ybot = sum(ytop, 1);
+    return {{{mx1, ytop}, {difference(dwidth, mx1), ytop}, {difference(dwidth, mx2), ybot}, {mx2, ybot}}};
+}
+
+/// One corner after the spin about (cx, cy), in square frame units: field rows count double.
+Corner spun(Corner corner, int cx, int cy, float rotat, bool interlaced) {
+    const int dx = difference(corner.x, cx);
+    const int dy = product(difference(corner.y, cy), interlaced ? 2 : 1);
+    const auto theta = static_cast<float>(std::atan2(static_cast<double>(dy), static_cast<double>(dx)));
+    const double angle = rotat + theta;
+    const auto r = static_cast<float>(std::sqrt(static_cast<double>(sum(product(dx, dx), product(dy, dy)))));
+    const int x = truncated(std::cos(angle) * r);
+    const int y = truncated(r * std::sin(angle));
+    return {sum(cx, x), sum(cy, interlaced ? y / 2 : y)};
+}
+
+void logCorners(const char* format, const Plate& p) {
+    siprintf(format, p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y, p[3].x, p[3].y);
+}
+
+/// The projection that carries places on screen inside the plate to places of the picture.
+PlanarProj projectionFor(const Plate& plate, int dwidth, int rows) {
+    float pointsx[4], pointsy[4];
+    for (std::size_t i = 0; i < plate.size(); ++i) {
+        pointsx[i] = static_cast<float>(plate[i].x);
+        pointsy[i] = static_cast<float>(plate[i].y);
+    }
+    const auto w = static_cast<float>(dwidth);
+    const auto h = static_cast<float>(rows);
+    float pointsdx[4] = {0, w, w, 0};
+    float pointsdy[4] = {0, 0, h, h};
+    PlanarProj pp;
+    pp.solvefor(pointsx, pointsy, pointsdx, pointsdy);
+    return pp;
+}
+
+/// Fills the part of `frame` inside the plate's box. A box that misses the frame draws nothing: a view
+/// clipped to nothing would still show one row or column, at a place that may lie outside the frame.
+void drawInBox(PixRect<ARGBVal>& picture, PixRectWrap<ARGBVal>& frame, const Plate& plate, PlanarProj& pp) {
+    const auto [minx, maxx] = std::minmax({plate[0].x, plate[1].x, plate[2].x, plate[3].x});
+    const auto [miny, maxy] = std::minmax({plate[0].y, plate[1].y, plate[2].y, plate[3].y});
+    if (maxx < frame.lx() || minx > frame.hx() || maxy < frame.ly() || miny > frame.hy()) return;
+    PixRectRWRef<ARGBVal> clipped(frame, minx, miny, maxx, maxy);
+    ProjWith(picture, clipped, pp);
+}
+
+}  // namespace
+
+void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
+                float factor, bool proxyOnly) {
+    // The fixed trapezoid and the tumble share this line.
+    siprintf("DistortUsingProj %d %d fac=%f\n\r", width, height, static_cast<double>(factor));
+    if (dwidth < 2 || height < 2) return;
+    const int rows = proxyOnly ? height : height / 2;
+    const bool interlaced = rows != height;
+    tumblewash::FrameViews from(src, dwidth, height);
+    tumblewash::FrameViews to(dest, dwidth, height);
+    paintBorder(from.all, dwidth, height, averageColour(from.all, dwidth, height));
+
+    Plate plate = flippedPlate(dwidth, rows, factor);
+    logCorners("Tumble corners   %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
+    const auto rotat = static_cast<float>(factor * 6.283185308);
+    for (Corner& corner : plate) corner = spun(corner, width / 2, rows / 2, rotat, interlaced);
+    logCorners("Tumble corners R %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
+
+    PlanarProj pp = projectionFor(plate, dwidth, rows);
+    if (proxyOnly) {
+        drawInBox(from.all, to.all, plate, pp);
+        return;
+    }
+    ContImageRef<ARGBVal> sce(from.even, SIInterpBilinear);
+    ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
+    drawInBox(sce, to.even, plate, pp);
+    drawInBox(sco, to.odd, plate, pp);
+}
