@@ -1,0 +1,208 @@
+#include "media/detail/Input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "media/Probe.h"
+
+namespace tumblewash {
+
+namespace {
+
+// Largest pictures worth decoding: beyond these a file is damaged or hostile, and memory would go first.
+constexpr int64_t kMaxClipPixels = 36'000'000;
+constexpr int64_t kMaxStillPixels = 100'000'000;
+constexpr int64_t kSingleThreadPixels = 10'000'000;
+
+// A decoder that only reports errors while it is emptied is given up after this many.
+constexpr int kMaxDrainErrors = 256;
+
+// Lists of other files, text drawn as pictures, and raw bytes without a header are no clips.
+bool refusedFormat(std::string_view name) {
+    constexpr std::array names{"tty",    "bin",      "xbin",  "adf",        "idf",
+                               "concat", "hls",      "dash",  "sdp",        "rtsp",
+                               "data",   "rawvideo", "lavfi", "ffmetadata", "webm_dash_manifest"};
+    return std::any_of(names.begin(), names.end(), [&](std::string_view n) { return n == name; });
+}
+
+[[noreturn]] void undecodable(const std::string& path, const std::string& why) {
+    throw MediaError(MediaErrorCode::undecodable, path, why);
+}
+
+/// The container by content, never by name: a text file called .mp4 is told apart here.
+const AVInputFormat* formatOf(const std::string& url, const std::string& path,
+                              const AVIOInterruptCB& interrupt) {
+    AVIOContext* io = nullptr;
+    const int opened = avio_open2(&io, url.c_str(), AVIO_FLAG_READ, &interrupt, nullptr);
+    if (opened < 0)
+        throw MediaError(MediaErrorCode::unreadable, path, "cannot be opened (" + avMessage(opened) + ")");
+    const AVInputFormat* format = nullptr;
+    const int score = av_probe_input_buffer2(io, &format, url.c_str(), nullptr, 0, 0);
+    avio_closep(&io);
+    if (score < 0 || format == nullptr || refusedFormat(format->name))
+        undecodable(path, "is no movie or picture this program knows; convert it to MP4 or PNG first");
+    // The piped picture readers cut files at guessed borders; the file reader takes one as a whole.
+    const std::string_view name = format->name;
+    if (name.size() > 5 && name.substr(name.size() - 5) == "_pipe") return av_find_input_format("image2");
+    return format;
+}
+
+}  // namespace
+
+void checkReadable(const std::string& path) {
+    struct stat status {};
+    const auto refuse = [&](const std::string& why) {
+        throw MediaError(MediaErrorCode::unreadable, path, why);
+    };
+    if (path.empty()) refuse("an empty file name; name a clip or a picture");
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) refuse("there is no such file; check the name");
+        refuse(std::string("cannot be opened (") + std::strerror(errno) + "); check the permissions");
+    }
+    if (S_ISDIR(status.st_mode)) refuse("is a folder; name one clip or picture in it");
+    if (!S_ISREG(status.st_mode)) refuse("is a pipe or device; save it as an ordinary file first");
+    if (status.st_size == 0) refuse("is empty (0 bytes); get a complete copy");
+    if (access(path.c_str(), R_OK) != 0) refuse("may not be read; check the permissions");
+}
+
+InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), cancel_(cancel) {
+    checkReadable(path);
+    setDeadline(std::chrono::seconds(8));
+    const std::string url = "file:" + path;
+    AVFormatContext* raw = orBadAlloc(avformat_alloc_context());
+    raw->interrupt_callback = {&InputFile::interrupted, this};
+    const AVInputFormat* format = nullptr;
+    try {
+        format = formatOf(url, path, raw->interrupt_callback);
+    } catch (...) {
+        avformat_free_context(raw);
+        throw;
+    }
+    image_ = format != nullptr && std::strcmp(format->name, "image2") == 0;
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    if (image_) av_dict_set(&options, "pattern_type", "none", 0);
+    const int opened = avformat_open_input(&raw, url.c_str(), format, &options);  // frees raw when it fails
+    av_dict_free(&options);
+    throwIfRaised(cancel, path);
+    if (opened < 0)
+        undecodable(path, "is damaged or cut off (" + avMessage(opened) + "); get a complete copy");
+    context_.reset(raw);
+    const int found = avformat_find_stream_info(raw, nullptr);
+    throwIfRaised(cancel, path);
+    if (found < 0) undecodable(path, "is damaged or cut off (" + avMessage(found) + "); get a complete copy");
+    clearDeadline();
+}
+
+int InputFile::interrupted(void* self) {
+    const auto* file = static_cast<const InputFile*>(self);
+    return raised(file->cancel_) || std::chrono::steady_clock::now() > file->deadline_ ? 1 : 0;
+}
+
+void InputFile::setDeadline(std::chrono::steady_clock::duration fromNow) noexcept {
+    deadline_ = std::chrono::steady_clock::now() + fromNow;
+}
+
+int InputFile::bestVideo() const noexcept {
+    const int stream = av_find_best_stream(context_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (stream < 0) return -1;
+    return (context_->streams[stream]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 ? -1 : stream;
+}
+
+int InputFile::bestAudio() const noexcept {
+    const int stream = av_find_best_stream(context_.get(), AVMEDIA_TYPE_AUDIO, -1, bestVideo(), nullptr, 0);
+    return stream < 0 ? -1 : stream;
+}
+
+void InputFile::useOnly(int stream) noexcept {
+    for (unsigned i = 0; i < context_->nb_streams; ++i)
+        context_->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+}
+
+StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads)
+    : file_(file), stream_(file.context().streams[stream]) {
+    const AVCodecParameters& parameters = *stream_->codecpar;
+    const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
+    if (decoder == nullptr)
+        undecodable(file.path(), std::string("holds ") + avcodec_get_name(parameters.codec_id) +
+                                     ", which no decoder here knows; convert it first");
+    codec_.reset(orBadAlloc(avcodec_alloc_context3(decoder)));
+    if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
+    codec_->pkt_timebase = stream_->time_base;
+    const int64_t pixels = int64_t{parameters.width} * parameters.height;
+    codec_->thread_count = pixels > kSingleThreadPixels ? 1 : threads;
+    codec_->max_pixels = file.isImage() ? kMaxStillPixels : kMaxClipPixels;
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
+        (pixels > codec_->max_pixels || parameters.width > kMaxPictureSide ||
+         parameters.height > kMaxPictureSide))
+        undecodable(file.path(), "claims pictures of " + std::to_string(parameters.width) + "x" +
+                                     std::to_string(parameters.height) +
+                                     ", more than this program takes; scale it first");
+    const int opened = avcodec_open2(codec_.get(), decoder, nullptr);
+    if (opened < 0)
+        undecodable(file.path(), std::string("its ") + decoder->name + " stream cannot be decoded (" +
+                                     avMessage(opened) + "); convert it first");
+}
+
+/// Hands the decoder one more packet of the stream, or tells it that there are none left.
+void StreamDecoder::feed() {
+    for (;;) {
+        throwIfRaised(file_.cancel(), file_.path());
+        const int read = av_read_frame(&file_.context(), packet_.get());
+        const bool outOfPatience = patience_ > 0 && frames_ == 0 && packets_ > patience_;
+        if (read < 0 || outOfPatience) {
+            throwIfRaised(file_.cancel(), file_.path());
+            if (read >= 0) av_packet_unref(packet_.get());
+            draining_ = true;
+            avcodec_send_packet(codec_.get(), nullptr);
+            return;
+        }
+        if (packet_->stream_index != stream_->index) {
+            av_packet_unref(packet_.get());
+            continue;
+        }
+        ++packets_;
+        const int sent = avcodec_send_packet(codec_.get(), packet_.get());
+        av_packet_unref(packet_.get());
+        if (sent == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (sent < 0) ++damaged_;
+        return;
+    }
+}
+
+FramePtr StreamDecoder::next() {
+    FramePtr frame = newFrame();
+    for (;;) {
+        const int received = avcodec_receive_frame(codec_.get(), frame.get());
+        if (received == 0) {
+            ++frames_;
+            frame->pts = frame->best_effort_timestamp;
+            return frame;
+        }
+        if (received == AVERROR_EOF) return nullptr;
+        if (received == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (received != AVERROR(EAGAIN)) {
+            ++damaged_;
+            if (draining_ && ++drainErrors_ < kMaxDrainErrors) continue;
+        }
+        if (draining_) return nullptr;
+        feed();
+    }
+}
+
+bool StreamDecoder::seek(int64_t timestamp) {
+    if (av_seek_frame(&file_.context(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD) < 0) return false;
+    avcodec_flush_buffers(codec_.get());
+    draining_ = false;
+    drainErrors_ = 0;
+    return true;
+}
+
+}  // namespace tumblewash

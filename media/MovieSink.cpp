@@ -1,0 +1,353 @@
+// Movies: one picture encoder, one sound encoder, one muxer, one file under way.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+extern "C" {
+#include <libavutil/cpu.h>
+}
+
+#include "media/Probe.h"
+#include "media/Reader.h"
+#include "media/detail/Sink.h"
+#include "media/detail/Staging.h"
+
+namespace tumblewash {
+
+namespace {
+
+/// One kind of movie file.
+struct Container {
+    const char* ending;
+    const char* muxer;
+    const char* videoEncoder;
+    const char* audioEncoder;
+    int64_t audioBits;
+    bool faststart;
+};
+
+constexpr std::array kContainers{
+    Container{".mp4", "mp4", "libx264", "aac", 192'000, true},
+    Container{".mov", "mov", "libx264", "aac", 192'000, true},
+    Container{".mkv", "matroska", "libx264", "aac", 192'000, false},
+    Container{".webm", "webm", "libvpx-vp9", "libopus", 128'000, false},
+};
+
+/// The presets from fast to thorough, and what VP9 calls them.
+struct Preset {
+    const char* name;
+    int cpuUsed;
+};
+constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Preset{"veryfast", 6},
+                              Preset{"faster", 5},    Preset{"fast", 4},      Preset{"medium", 3},
+                              Preset{"slow", 2},      Preset{"slower", 1},    Preset{"veryslow", 0}};
+
+// Pictures the H.264 encoder looks ahead: enough for its decisions, and bounded memory at large sizes.
+constexpr int kLookahead = 20;
+
+const Container& containerOf(const std::string& spec) {
+    for (const Container& container : kContainers)
+        if (spec.size() > std::strlen(container.ending) && spec.ends_with(container.ending)) return container;
+    throw MediaError(MediaErrorCode::badRequest, spec, "is no movie this program writes");
+}
+
+bool isWebm(const Container& container) {
+    return std::string_view(container.muxer) == "webm";
+}
+
+const Preset& presetOf(const std::string& spec, const std::string& name) {
+    const std::string_view wanted = name.empty() ? "veryfast" : std::string_view(name);
+    for (const Preset& preset : kPresets)
+        if (wanted == preset.name) return preset;
+    std::string all;
+    for (const Preset& preset : kPresets) all += std::string(all.empty() ? "" : ", ") + preset.name;
+    throw MediaError(MediaErrorCode::badRequest, spec,
+                     "there is no preset " + name + "; choose one of " + all);
+}
+
+class MovieSink final : public Sink {
+  public:
+    MovieSink(const std::string& spec, const WriterSettings& settings)
+        : spec_(spec),
+          settings_(settings),
+          container_(containerOf(spec)),
+          matrix_(colourMatrixFor(settings.width, settings.height)),
+          file_(spec, settings.force) {
+        openMuxer();
+        openVideo();
+        if (settings_.sound) openAudio();
+        writeHeader();
+    }
+    ~MovieSink() override {
+        if (muxer_ == nullptr) return;
+        if (muxer_->pb != nullptr) avio_closep(&muxer_->pb);
+        avformat_free_context(muxer_);
+    }
+    MovieSink(const MovieSink&) = delete;
+    MovieSink& operator=(const MovieSink&) = delete;
+
+    void picture(const PictureRef& picture) override;
+    void samples(const float* interleaved, size_t frames) override;
+    void finish() override;
+
+  private:
+    void openMuxer();
+    void openVideo();
+    void openAudio();
+    void writeHeader();
+    CodecPtr makeEncoder(const char* name) const;
+    void open(AVCodecContext& codec, AVStream& stream) const;
+    void tagColours(AVCodecContext& codec) const;
+    void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
+    void sendSound(size_t frames);
+    [[noreturn]] void failed(const char* what, int error) const;
+
+    const std::string spec_;
+    const WriterSettings settings_;
+    const Container& container_;
+    const ColourMatrix matrix_;
+    StagedFile file_;
+    AVFormatContext* muxer_ = nullptr;
+    CodecPtr video_, audio_;
+    AVStream* videoStream_ = nullptr;
+    AVStream* audioStream_ = nullptr;
+    PacketPtr packet_ = newPacket();
+    int64_t pictures_ = 0;
+    int64_t samples_ = 0;
+    std::vector<float> pending_;  // interleaved, less than one encoder frame between calls
+};
+
+void MovieSink::failed(const char* what, int error) const {
+    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+    constexpr std::array disk{ENOSPC, EPIPE, EIO, EFBIG, EDQUOT, EACCES, EROFS, ENOENT};
+    for (const int number : disk)
+        if (error == AVERROR(number)) throwNotWritable(spec_, number);
+    throw MediaError(MediaErrorCode::encoding, spec_, std::string(what) + " (" + avMessage(error) + ")");
+}
+
+void MovieSink::openMuxer() {
+    const int made = avformat_alloc_output_context2(&muxer_, nullptr, container_.muxer, nullptr);
+    if (made < 0) failed("this FFmpeg cannot write such files", made);
+    // Nothing of the moment goes into the file: the same pictures give the same bytes.
+    muxer_->flags |= AVFMT_FLAG_BITEXACT;
+    // Moving the index to the front of a long file can be broken off as well.
+    muxer_->interrupt_callback = {
+        [](void* self) { return raised(static_cast<const MovieSink*>(self)->settings_.cancel) ? 1 : 0; },
+        this};
+    const std::string url = "file:" + file_.temporary();
+    muxer_->url = orBadAlloc(av_strdup(url.c_str()));
+    const int opened =
+        avio_open2(&muxer_->pb, url.c_str(), AVIO_FLAG_WRITE, &muxer_->interrupt_callback, nullptr);
+    if (opened < 0) throwNotWritable(spec_, AVUNERROR(opened));
+}
+
+CodecPtr MovieSink::makeEncoder(const char* name) const {
+    const AVCodec* encoder = avcodec_find_encoder_by_name(name);
+    if (encoder == nullptr)
+        throw MediaError(
+            MediaErrorCode::encoding, spec_,
+            std::string("this FFmpeg lacks the encoder ") + name + "; install Debian's libavcodec59");
+    CodecPtr codec(orBadAlloc(avcodec_alloc_context3(encoder)));
+    codec->flags |= AV_CODEC_FLAG_BITEXACT;
+    if ((muxer_->oformat->flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    return codec;
+}
+
+void MovieSink::tagColours(AVCodecContext& codec) const {
+    codec.color_range = AVCOL_RANGE_MPEG;
+    codec.chroma_sample_location = AVCHROMA_LOC_LEFT;
+    if (matrix_ == ColourMatrix::bt709) {
+        codec.colorspace = AVCOL_SPC_BT709;
+        codec.color_primaries = AVCOL_PRI_BT709;
+        codec.color_trc = AVCOL_TRC_BT709;
+        return;
+    }
+    codec.colorspace = AVCOL_SPC_SMPTE170M;
+    codec.color_primaries = settings_.height == 576 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
+    codec.color_trc = AVCOL_TRC_SMPTE170M;
+}
+
+void MovieSink::openVideo() {
+    const bool webm = isWebm(container_);
+    video_ = makeEncoder(container_.videoEncoder);
+    AVCodecContext& codec = *video_;
+    codec.width = settings_.width;
+    codec.height = settings_.height;
+    codec.pix_fmt = AV_PIX_FMT_YUV420P;
+    codec.framerate = asAv(settings_.rate);
+    codec.time_base = av_inv_q(codec.framerate);
+    codec.sample_aspect_ratio = {1, 1};
+    codec.thread_count = settings_.threads;
+    tagColours(codec);
+    const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
+    const Preset& preset = presetOf(spec_, settings_.preset);
+    av_opt_set_int(codec.priv_data, "crf", crf, 0);
+    if (webm) {
+        codec.bit_rate = 0;
+        codec.gop_size = static_cast<int>(std::lround(5 * settings_.rate.value()));
+        av_opt_set(codec.priv_data, "deadline", "good", 0);
+        av_opt_set_int(codec.priv_data, "cpu-used", preset.cpuUsed, 0);
+        av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
+        av_opt_set_int(codec.priv_data, "lag-in-frames", 12, 0);
+        if (codec.thread_count == 0) codec.thread_count = std::clamp(av_cpu_count(), 1, 8);
+    } else {
+        av_opt_set(codec.priv_data, "preset", preset.name, 0);
+        if (preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kLookahead, 0);
+        if (settings_.fields != FieldOrder::progressive) {
+            codec.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+            codec.field_order = settings_.fields == FieldOrder::topFirst ? AV_FIELD_TT : AV_FIELD_BB;
+        }
+    }
+    videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
+    videoStream_->avg_frame_rate = videoStream_->r_frame_rate = codec.framerate;
+    videoStream_->sample_aspect_ratio = {1, 1};
+    open(codec, *videoStream_);
+}
+
+void MovieSink::openAudio() {
+    audio_ = makeEncoder(container_.audioEncoder);
+    AVCodecContext& codec = *audio_;
+    codec.sample_rate = settings_.sampleRate;
+    codec.time_base = {1, settings_.sampleRate};
+    codec.bit_rate = container_.audioBits;
+    codec.sample_fmt = isWebm(container_) ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_FLTP;
+    av_channel_layout_default(&codec.ch_layout, kChannels);
+    audioStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
+    open(codec, *audioStream_);
+}
+
+void MovieSink::open(AVCodecContext& codec, AVStream& stream) const {
+    const int opened = avcodec_open2(&codec, codec.codec, nullptr);
+    if (opened < 0) failed("its encoder does not start with these settings", opened);
+    stream.time_base = codec.time_base;
+    if (avcodec_parameters_from_context(stream.codecpar, &codec) < 0) throw std::bad_alloc();
+}
+
+void MovieSink::writeHeader() {
+    AVDictionary* options = nullptr;
+    if (container_.faststart) av_dict_set(&options, "movflags", "+faststart", 0);
+    const int written = avformat_write_header(muxer_, &options);
+    av_dict_free(&options);
+    if (written < 0) failed("its header cannot be written", written);
+}
+
+void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame) {
+    const int sent = avcodec_send_frame(&codec, frame);
+    if (sent < 0) failed("a picture or sound cannot be encoded", sent);
+    for (;;) {
+        throwIfRaised(settings_.cancel, spec_);
+        const int got = avcodec_receive_packet(&codec, packet_.get());
+        if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
+        if (got < 0) failed("a picture or sound cannot be encoded", got);
+        if (codec.codec_type == AVMEDIA_TYPE_VIDEO && packet_->duration == 0) packet_->duration = 1;
+        av_packet_rescale_ts(packet_.get(), codec.time_base, stream.time_base);
+        packet_->stream_index = stream.index;
+        const int written = av_interleaved_write_frame(muxer_, packet_.get());
+        if (written < 0) failed("cannot be written", written);
+        // The buffered writer remembers trouble of the disk that no return value told.
+        if (muxer_->pb->error < 0) failed("cannot be written", muxer_->pb->error);
+    }
+}
+
+void MovieSink::picture(const PictureRef& picture) {
+    const PictureRef native = fromArgb(picture, matrix_, settings_.fields);
+    const FramePtr frame = shareFrame(*native.storage()->frame);
+    frame->pts = pictures_++;
+    frame->pict_type = AV_PICTURE_TYPE_NONE;
+    frame->pkt_duration = 1;
+    frame->sample_aspect_ratio = {1, 1};
+    frame->color_range = AVCOL_RANGE_MPEG;
+    frame->colorspace = video_->colorspace;
+    frame->color_primaries = video_->color_primaries;
+    frame->color_trc = video_->color_trc;
+    frame->interlaced_frame = settings_.fields != FieldOrder::progressive ? 1 : 0;
+    frame->top_field_first = settings_.fields == FieldOrder::topFirst ? 1 : 0;
+    // What the source's container said of its picture is not true of this one.
+    while (frame->nb_side_data > 0) av_frame_remove_side_data(frame.get(), frame->side_data[0]->type);
+    av_dict_free(&frame->metadata);
+    send(*video_, *videoStream_, frame.get());
+}
+
+/// Encodes the first `frames` of the pending samples.
+void MovieSink::sendSound(size_t frames) {
+    const FramePtr frame = newFrame();
+    frame->nb_samples = static_cast<int>(frames);
+    frame->format = audio_->sample_fmt;
+    frame->sample_rate = audio_->sample_rate;
+    if (av_channel_layout_copy(&frame->ch_layout, &audio_->ch_layout) < 0) throw std::bad_alloc();
+    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
+    if (audio_->sample_fmt == AV_SAMPLE_FMT_FLT) {
+        std::memcpy(frame->data[0], pending_.data(), frames * kChannels * sizeof(float));
+    } else {
+        auto* left = reinterpret_cast<float*>(frame->data[0]);
+        auto* right = reinterpret_cast<float*>(frame->data[1]);
+        for (size_t i = 0; i < frames; ++i) {
+            left[i] = pending_[kChannels * i];
+            right[i] = pending_[kChannels * i + 1];
+        }
+    }
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(frames * kChannels));
+    frame->pts = samples_;
+    samples_ += static_cast<int64_t>(frames);
+    send(*audio_, *audioStream_, frame.get());
+}
+
+void MovieSink::samples(const float* interleaved, size_t frames) {
+    if (!audio_) return;
+    const auto unit = static_cast<size_t>(std::max(1, audio_->frame_size));
+    pending_.insert(pending_.end(), interleaved, interleaved + frames * kChannels);
+    while (pending_.size() >= unit * kChannels) sendSound(unit);
+}
+
+void MovieSink::finish() {
+    if (audio_ && !pending_.empty()) sendSound(pending_.size() / kChannels);
+    send(*video_, *videoStream_, nullptr);
+    if (audio_) send(*audio_, *audioStream_, nullptr);
+    const int ended = av_write_trailer(muxer_);
+    throwIfRaised(settings_.cancel, spec_);
+    if (ended < 0) failed("its index cannot be written", ended);
+    const int closed = avio_closep(&muxer_->pb);
+    if (closed < 0) failed("cannot be written", closed);
+    file_.commit();
+}
+
+}  // namespace
+
+void checkMovie(const std::string& spec, const WriterSettings& settings) {
+    const Container& container = containerOf(spec);
+    const auto refuse = [&](const std::string& why) {
+        throw MediaError(MediaErrorCode::badRequest, spec, why);
+    };
+    if (settings.width < 16 || settings.height < 16 || settings.width > kMaxPictureSide ||
+        settings.height > kMaxPictureSide)
+        refuse("movies go from 16x16 to 16384x16384");
+    if (settings.width % 2 != 0 || settings.height % 2 != 0)
+        refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
+               std::to_string(settings.height) + "; round the size");
+    const int best = isWebm(container) ? 63 : 51;
+    if (settings.crf > best) refuse("--crf goes from 0 to " + std::to_string(best) + " here");
+    if (settings.fields != FieldOrder::progressive && isWebm(container))
+        refuse("WebM has no interlaced pictures");
+    constexpr std::array opusRates{8000, 12000, 16000, 24000, 48000};
+    constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
+                                  24000, 22050, 16000, 12000, 11025, 8000};
+    const auto known = [&](const auto& rates) {
+        return std::find(rates.begin(), rates.end(), settings.sampleRate) != rates.end();
+    };
+    if (settings.sound && !(isWebm(container) ? known(opusRates) : known(aacRates)))
+        refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
+               " samples a second; use 48000");
+    presetOf(spec, settings.preset);
+    checkTarget(spec, settings.force);
+}
+
+std::unique_ptr<Sink> makeMovie(const std::string& spec, const WriterSettings& settings) {
+    return std::make_unique<MovieSink>(spec, settings);
+}
+
+}  // namespace tumblewash

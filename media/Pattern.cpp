@@ -1,0 +1,135 @@
+#include "media/Pattern.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+
+#include "media/MediaError.h"
+#include "media/Probe.h"
+#include "media/detail/Scenes.h"
+
+namespace tumblewash {
+
+namespace {
+
+struct Scene {
+    const char* name;
+    void (*draw)(Canvas&, double);
+    Ears (*play)(double);
+};
+
+constexpr std::array kScenes{Scene{"harbour", drawHarbour, playHarbour}, Scene{"city", drawCity, playCity},
+                             Scene{"bars", drawBars, playBars}, Scene{"flash", drawFlash, playFlash}};
+
+constexpr std::string_view kPrefix = "pattern:";
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+    throw MediaError(MediaErrorCode::badRequest, path, why);
+}
+
+const Scene& sceneOf(const std::string& path, std::string_view name) {
+    for (const Scene& scene : kScenes)
+        if (name == scene.name) return scene;
+    std::string all;
+    for (const Scene& scene : kScenes) all += std::string(all.empty() ? "" : ", ") + scene.name;
+    refuse(path, "there is no drawn scene of that name; choose one of " + all);
+}
+
+template <typename Number>
+bool parsed(std::string_view text, Number& out) {
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), out);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+/// "25", "29.97" or "30000/1001".
+bool parseRate(std::string_view text, FrameRate& out) {
+    if (const auto slash = text.find('/'); slash != std::string_view::npos)
+        return parsed(text.substr(0, slash), out.num) && parsed(text.substr(slash + 1), out.den) &&
+               out.den > 0;
+    double value = 0;
+    if (!parsed(text, value) || !(value > 0 && value <= 240)) return false;
+    // The broadcast rates are 1000 / 1001 of whole ones.
+    const double whole = std::round(value * 1.001);
+    if (std::abs(whole * 1000 / 1001 - value) < 0.005 && std::abs(std::round(value) - value) > 1e-9)
+        out = {static_cast<int64_t>(whole) * 1000, 1001};
+    else
+        out = {std::llround(value * 1000), 1000};
+    return true;
+}
+
+bool setKey(PatternSpec& spec, std::string_view key, std::string_view value) {
+    if (key == "size") {
+        const auto by = value.find('x');
+        return by != std::string_view::npos && parsed(value.substr(0, by), spec.width) &&
+               parsed(value.substr(by + 1), spec.height) && std::min(spec.width, spec.height) >= 16 &&
+               std::max(spec.width, spec.height) <= kMaxPictureSide;
+    }
+    if (key == "seconds") return parsed(value, spec.seconds) && spec.seconds > 0 && spec.seconds <= 86400;
+    if (key == "fps") return parseRate(value, spec.rate) && spec.rate.num > 0 && spec.rate.value() <= 240;
+    if (key == "sound") {
+        spec.sound = value == "1";
+        return value == "0" || value == "1";
+    }
+    return false;
+}
+
+}  // namespace
+
+bool isPattern(const std::string& path) noexcept {
+    return path.starts_with(kPrefix);
+}
+
+PatternSpec parsePattern(const std::string& path) {
+    PatternSpec spec;
+    std::string_view rest = std::string_view(path).substr(std::min(path.size(), kPrefix.size()));
+    const auto question = rest.find('?');
+    spec.name = std::string(rest.substr(0, question));
+    sceneOf(path, spec.name);
+    rest = question == std::string_view::npos ? std::string_view() : rest.substr(question + 1);
+    while (!rest.empty()) {
+        const auto end = std::min(rest.find('&'), rest.size());
+        const std::string_view part = rest.substr(0, end);
+        const auto equals = part.find('=');
+        if (equals == std::string_view::npos ||
+            !setKey(spec, part.substr(0, equals), part.substr(equals + 1)))
+            refuse(path, "\"" + std::string(part) +
+                             "\" is not understood; write size=1280x720, seconds=6, fps=25, sound=0");
+        rest = rest.substr(std::min(end + 1, rest.size()));
+    }
+    return spec;
+}
+
+std::vector<std::string> patternNames() {
+    std::vector<std::string> out;
+    for (const Scene& scene : kScenes) out.emplace_back(scene.name);
+    return out;
+}
+
+void drawPattern(const PatternSpec& spec, double seconds, uint8_t* argb, ptrdiff_t stride) {
+    for (int y = 0; y < spec.height; ++y) {
+        uint8_t* row = argb + y * stride;
+        for (int x = 0; x < spec.width; ++x) {
+            row[4 * x] = 255;
+            row[4 * x + 1] = row[4 * x + 2] = row[4 * x + 3] = 0;
+        }
+    }
+    Canvas canvas(argb, stride, spec.width, spec.height);
+    sceneOf("pattern:" + spec.name, spec.name).draw(canvas, seconds);
+}
+
+void playPattern(const PatternSpec& spec, int sampleRate, int64_t first, float* interleaved, size_t frames) {
+    const Scene& scene = sceneOf("pattern:" + spec.name, spec.name);
+    for (size_t i = 0; i < frames; ++i) {
+        const double seconds = static_cast<double>(first + static_cast<int64_t>(i)) / sampleRate;
+        // The first and last hundredth of a second swell and fade, so that nothing clicks.
+        const double edge = std::clamp(std::min(seconds, spec.seconds - seconds) * 100, 0.0, 1.0);
+        const Ears ears = scene.play(seconds);
+        interleaved[2 * i] = static_cast<float>(ears.left * edge);
+        interleaved[2 * i + 1] = static_cast<float>(ears.right * edge);
+    }
+}
+
+}  // namespace tumblewash

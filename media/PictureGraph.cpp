@@ -1,0 +1,326 @@
+#include "media/detail/PictureGraph.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+namespace tumblewash {
+
+namespace {
+
+constexpr const char* kScaleFlags = "bicubic+accurate_rnd+full_chroma_int+full_chroma_inp+bitexact";
+
+[[noreturn]] void graphFailed(const std::string& file, int error) {
+    throw MediaError(MediaErrorCode::encoding, file,
+                     "its pictures cannot be converted (" + avMessage(error) + ")");
+}
+
+bool hasAlpha(int format) {
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return descriptor != nullptr && (descriptor->flags & (AV_PIX_FMT_FLAG_ALPHA)) != 0;
+}
+
+bool isPalette(int format) {
+    return format == AV_PIX_FMT_PAL8;
+}
+
+/// The name the scaler gives a matrix; null where it has none to apply.
+const char* matrixName(AVColorSpace space) {
+    switch (space) {
+        case AVCOL_SPC_BT709:
+            return "bt709";
+        case AVCOL_SPC_FCC:
+            return "fcc";
+        case AVCOL_SPC_SMPTE240M:
+            return "smpte240m";
+        case AVCOL_SPC_BT2020_NCL:
+        case AVCOL_SPC_BT2020_CL:
+            return "bt2020";
+        case AVCOL_SPC_RGB:
+            return nullptr;
+        default:
+            return "bt601";
+    }
+}
+
+const char* matrixName(ColourMatrix matrix) {
+    return matrix == ColourMatrix::bt709 ? "bt709" : "bt601";
+}
+
+const char* turnFilters(int orientation) {
+    constexpr const char* filters[] = {"",
+                                       "hflip,",
+                                       "hflip,vflip,",
+                                       "vflip,",
+                                       "transpose=cclock_flip,",
+                                       "transpose=clock,",
+                                       "transpose=clock_flip,",
+                                       "transpose=cclock,"};
+    return filters[std::clamp(orientation, 1, 8) - 1];
+}
+
+void multiplyByAlpha(AVFrame& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
+        for (int x = 0; x < frame.width; ++x, p += 4)
+            for (int c = 1; c < 4; ++c) p[c] = static_cast<uint8_t>((p[c] * p[0] + 127) / 255);
+    }
+}
+
+void divideByAlpha(AVFrame& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
+        for (int x = 0; x < frame.width; ++x, p += 4)
+            for (int c = 1; c < 4 && p[0] != 0; ++c)
+                p[c] = static_cast<uint8_t>(std::min(255, (p[c] * 255 + p[0] / 2) / p[0]));
+    }
+}
+
+void setOpaque(AVFrame& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
+        for (int x = 0; x < frame.width; ++x) p[4 * x] = 255;
+    }
+}
+
+int evenNear(double value) {
+    return std::max(2, 2 * static_cast<int>(std::lround(value / 2)));
+}
+
+}  // namespace
+
+/// What has to happen to pictures of one kind.
+struct PictureGraph::Plan {
+    int innerWidth = 0, innerHeight = 0;  // after scaling
+    int cropX = 0, cropY = 0;             // cut from the scaled picture
+    int padX = 0, padY = 0;               // black before it
+    bool deinterlace = false;
+    bool keepsFields = false;
+    bool scale = false;
+    bool toArgb = false;
+};
+
+PictureGraph::PictureGraph(const ProbeDetail& facts, const ReaderSettings& settings)
+    : facts_(facts), settings_(settings) {}
+
+PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
+    Plan out;
+    out.toArgb = alpha_ || settings_.layout == PixelLayout::argb;
+    const bool swap = facts_.info.orientation >= 5;
+    // A stream that changes its size in the middle keeps filling the place of its first pictures.
+    const double shownWidth = facts_.info.width;
+    const double shownHeight = facts_.info.height;
+    const double byWidth = settings_.width / shownWidth;
+    const double byHeight = settings_.height / shownHeight;
+    double inWidth = settings_.width, inHeight = settings_.height;
+    if (settings_.fit != Fit::stretch) {
+        const double factor =
+            settings_.fit == Fit::contain ? std::min(byWidth, byHeight) : std::max(byWidth, byHeight);
+        inWidth = shownWidth * factor;
+        inHeight = shownHeight * factor;
+    }
+    const bool even = settings_.layout == PixelLayout::yuv420;
+    const auto side = [&](double wanted, int limit) {
+        // Slivers of less than two pixels come from rounding display sizes: fill them.
+        if (std::abs(wanted - limit) < 2) return limit;
+        return even ? evenNear(wanted) : std::max(1, static_cast<int>(std::lround(wanted)));
+    };
+    out.innerWidth = side(inWidth, settings_.width);
+    out.innerHeight = side(inHeight, settings_.height);
+    const int storedWidth = swap ? frame.height : frame.width;
+    const int storedHeight = swap ? frame.width : frame.height;
+    const int step = even ? 2 : 1;
+    const bool interlaced = frame.interlaced_frame != 0;
+    const auto offset = [](int room, int by) { return room / 2 / by * by; };
+    out.padX = offset(std::max(0, settings_.width - out.innerWidth), step);
+    out.cropX = offset(std::max(0, out.innerWidth - settings_.width), step);
+    out.padY = offset(std::max(0, settings_.height - out.innerHeight), interlaced ? 4 : step);
+    out.cropY = offset(std::max(0, out.innerHeight - settings_.height), interlaced ? 4 : step);
+    const bool linesMove = out.innerHeight != storedHeight || facts_.info.orientation > 2;
+    out.deinterlace = interlaced && (!settings_.keepFields || linesMove);
+    out.keepsFields = interlaced && !out.deinterlace;
+    out.scale = out.innerWidth != storedWidth || out.innerHeight != storedHeight;
+    return out;
+}
+
+std::string PictureGraph::describe(const AVFrame& frame, const Plan& plan) const {
+    std::string text;
+    if (plan.deinterlace) text += "bwdif=mode=send_frame:parity=auto:deint=interlaced,";
+    text += turnFilters(facts_.info.orientation);
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+    const bool rgb =
+        descriptor != nullptr && (descriptor->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+    const bool grey = descriptor != nullptr && descriptor->nb_components <= 2 && !rgb;
+    const bool sameYuv = !plan.toArgb && format == AV_PIX_FMT_YUV420P && !facts_.info.fullRange &&
+                         std::strcmp(matrixName(facts_.space) != nullptr ? matrixName(facts_.space) : "",
+                                     matrixName(settings_.matrix)) == 0;
+    const bool sameRgb = plan.toArgb && format == AV_PIX_FMT_ARGB;
+    if (plan.scale || !(sameYuv || sameRgb)) {
+        char line[256];
+        std::snprintf(line, sizeof line, "scale=w=%d:h=%d:flags=%s:interl=%d", plan.innerWidth,
+                      plan.innerHeight, kScaleFlags, plan.keepsFields ? 1 : 0);
+        text += line;
+        if (!rgb && !grey && matrixName(facts_.space) != nullptr) {
+            text += std::string(":in_color_matrix=") + matrixName(facts_.space);
+            text += facts_.info.fullRange ? ":in_range=full" : ":in_range=limited";
+        }
+        if (!plan.toArgb)
+            text += std::string(":out_color_matrix=") + matrixName(settings_.matrix) + ":out_range=limited";
+        text += ",";
+    }
+    text += plan.toArgb ? "format=argb" : "format=yuv420p";
+    char line[128];
+    if (plan.innerWidth > settings_.width || plan.innerHeight > settings_.height) {
+        std::snprintf(line, sizeof line, ",crop=%d:%d:%d:%d:exact=1",
+                      std::min(plan.innerWidth, settings_.width),
+                      std::min(plan.innerHeight, settings_.height), plan.cropX, plan.cropY);
+        text += line;
+    }
+    if (plan.innerWidth < settings_.width || plan.innerHeight < settings_.height) {
+        std::snprintf(line, sizeof line, ",pad=%d:%d:%d:%d:color=black@%d", settings_.width, settings_.height,
+                      plan.padX, plan.padY, alpha_ && settings_.keepAlpha ? 0 : 1);
+        text += line;
+    }
+    return text;
+}
+
+void PictureGraph::build(const AVFrame& frame) {
+    const Plan what = plan(frame);
+    graph_.reset(orBadAlloc(avfilter_graph_alloc()));
+    graph_->nb_threads = settings_.threads;
+    av_opt_set(graph_.get(), "scale_sws_opts", (std::string("flags=") + kScaleFlags).c_str(), 0);
+    char arguments[256];
+    const AVRational base = facts_.timeBase;
+    const AVRational rate = asAv(facts_.info.rate ? facts_.info.rate : FrameRate{25, 1});
+    std::snprintf(arguments, sizeof arguments,
+                  "video_size=%dx%d:pix_fmt=%d:time_base=%d/%d:frame_rate=%d/%d:pixel_aspect=1/1",
+                  frame.width, frame.height, frame.format, base.num, base.den, rate.num, rate.den);
+    const auto check = [&](int result) {
+        if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (result < 0) graphFailed(facts_.info.path, result);
+    };
+    check(avfilter_graph_create_filter(&in_, avfilter_get_by_name("buffer"), "in", arguments, nullptr,
+                                       graph_.get()));
+    check(avfilter_graph_create_filter(&out_, avfilter_get_by_name("buffersink"), "out", nullptr, nullptr,
+                                       graph_.get()));
+    AVFilterInOut* outputs = orBadAlloc(avfilter_inout_alloc());
+    AVFilterInOut* inputs = orBadAlloc(avfilter_inout_alloc());
+    *outputs = {av_strdup("in"), in_, 0, nullptr};
+    *inputs = {av_strdup("out"), out_, 0, nullptr};
+    const int parsed =
+        avfilter_graph_parse_ptr(graph_.get(), describe(frame, what).c_str(), &inputs, &outputs, nullptr);
+    avfilter_inout_free(&inputs);
+    avfilter_inout_free(&outputs);
+    check(parsed);
+    check(avfilter_graph_config(graph_.get(), nullptr));
+    width_ = frame.width;
+    height_ = frame.height;
+    format_ = frame.format;
+    interlaced_ = frame.interlaced_frame != 0;
+    deinterlaces_ = what.deinterlace;
+    premultiplied_ = alpha_ && !(settings_.keepAlpha && !what.scale);
+    fieldsOut_ = what.keepsFields ? fieldsOf(frame) : FieldOrder::progressive;
+}
+
+/// A graph that deinterlaces passes progressive pictures as they are; one that does not needs a look again.
+bool PictureGraph::fits(const AVFrame& frame) const {
+    return graph_ && frame.width == width_ && frame.height == height_ && frame.format == format_ &&
+           (deinterlaces_ || (frame.interlaced_frame != 0) == interlaced_);
+}
+
+FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
+    if (frame->format == AV_PIX_FMT_ARGB) {
+        if (premultiply) {
+            if (av_frame_make_writable(frame.get()) < 0) throw std::bad_alloc();
+            multiplyByAlpha(*frame);
+        }
+        return frame;
+    }
+    FramePtr argb = newArgbFrame(frame->width, frame->height);
+    SwsContext* scaler = sws_getContext(
+        frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width, frame->height,
+        AV_PIX_FMT_ARGB,
+        SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr,
+        nullptr, nullptr);
+    if (scaler == nullptr) graphFailed(facts_.info.path, AVERROR(EINVAL));
+    const int* table = sws_getCoefficients(facts_.space == AVCOL_SPC_BT709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
+    sws_setColorspaceDetails(scaler, table, facts_.info.fullRange ? 1 : 0, table, 1, 0, 1 << 16, 1 << 16);
+    sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, argb->data, argb->linesize);
+    sws_freeContext(scaler);
+    argb->pts = frame->pts;
+    if (premultiply) multiplyByAlpha(*argb);
+    return argb;
+}
+
+void PictureGraph::push(TimedFrame timed) {
+    if (!timed.frame) {
+        if (graph_) {
+            const int ended = av_buffersrc_add_frame(in_, nullptr);
+            if (ended < 0) graphFailed(facts_.info.path, ended);
+            drain();
+        }
+        return;
+    }
+    FramePtr frame = std::move(timed.frame);
+    frame->pts = timed.pts;
+    frame->pict_type = AV_PICTURE_TYPE_NONE;
+    frame->sample_aspect_ratio = {1, 1};
+    const bool alpha = (hasAlpha(frame->format) || isPalette(frame->format)) && !facts_.pattern;
+    if (alpha) frame = prepareAlpha(std::move(frame), false);
+    if (!fits(*frame) || alpha != alpha_) {
+        if (graph_) push(TimedFrame{});
+        alpha_ = alpha;
+        build(*frame);
+    }
+    if (premultiplied_) frame = prepareAlpha(std::move(frame), true);
+    const int added = av_buffersrc_add_frame_flags(in_, frame.get(), 0);
+    if (added == AVERROR(ENOMEM)) throw std::bad_alloc();
+    if (added < 0) graphFailed(facts_.info.path, added);
+    drain();
+}
+
+void PictureGraph::drain() {
+    for (;;) {
+        FramePtr frame = newFrame();
+        const int got = av_buffersink_get_frame(out_, frame.get());
+        if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
+        if (got == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (got < 0) graphFailed(facts_.info.path, got);
+        frame->pts = av_rescale_q(frame->pts, av_buffersink_get_time_base(out_), facts_.timeBase);
+        collect(std::move(frame));
+    }
+}
+
+void PictureGraph::collect(FramePtr frame) {
+    const int64_t pts = frame->pts;
+    if (alpha_) {
+        if (av_frame_make_writable(frame.get()) < 0) throw std::bad_alloc();
+        if (!settings_.keepAlpha)
+            setOpaque(*frame);
+        else if (premultiplied_)
+            divideByAlpha(*frame);
+    }
+    PictureRef picture = wrapFrame(std::move(frame), fieldsOut_, settings_.matrix);
+    if (settings_.layout == PixelLayout::yuv420) picture = fromArgb(picture, settings_.matrix, fieldsOut_);
+    ready_.push_back({std::move(picture), pts});
+}
+
+TimedPicture PictureGraph::pull() {
+    if (ready_.empty()) return {};
+    TimedPicture out = std::move(ready_.front());
+    ready_.pop_front();
+    return out;
+}
+
+void PictureGraph::reset() {
+    graph_.reset();
+    ready_.clear();
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,214 @@
+#include "media/Probe.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "media/detail/Input.h"
+#include "media/detail/ProbeDetail.h"
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace tumblewash {
+
+namespace {
+
+// A file whose first packets give no picture at all is refused instead of being read to its end.
+constexpr int64_t kProbePatience = 300;
+
+bool near(AVRational a, AVRational b, double tolerance) {
+    return b.num > 0 && std::abs(av_q2d(a) / av_q2d(b) - 1) <= tolerance;
+}
+
+/// The standard rate within half a percent of a measured one, else the measured one in small numbers.
+AVRational standardRate(AVRational measured) {
+    constexpr AVRational standards[] = {{24000, 1001}, {24, 1}, {25, 1},       {30000, 1001},
+                                        {30, 1},       {48, 1}, {50, 1},       {12, 1},
+                                        {15, 1},       {60, 1}, {60000, 1001}, {120, 1}};
+    const AVRational* best = nullptr;
+    for (const AVRational& rate : standards)
+        if (near(measured, rate, 0.005) &&
+            (best == nullptr ||
+             std::abs(av_q2d(measured) - av_q2d(rate)) < std::abs(av_q2d(measured) - av_q2d(*best))))
+            best = &rate;
+    if (best != nullptr) return *best;
+    AVRational reduced;
+    av_reduce(&reduced.num, &reduced.den, measured.num, measured.den, 100'000);
+    return reduced;
+}
+
+/// Containers state a base rate and an average; variable rates and field rates make the two differ.
+AVRational rateOf(const AVStream& stream) {
+    const AVRational average = stream.avg_frame_rate;
+    const AVRational base = stream.r_frame_rate;
+    const bool averageGood =
+        average.num > 0 && average.den > 0 && av_q2d(average) <= 240 && av_q2d(average) > 0.001;
+    const bool baseGood = base.num > 0 && base.den > 0 && av_q2d(base) <= 240 && av_q2d(base) > 0.001;
+    if (baseGood && (!averageGood || near(base, average, 0.02))) return base;
+    if (averageGood) return standardRate(average);
+    return {25, 1};
+}
+
+/// EXIF's orientation number of a display matrix; slanted turns count as the nearest right angle.
+int orientationOf(const int32_t* matrix) {
+    if (matrix == nullptr) return 1;
+    const bool mirrored = int64_t{matrix[0]} * matrix[4] - int64_t{matrix[1]} * matrix[3] < 0;
+    double turn = -av_display_rotation_get(matrix);
+    if (std::isnan(turn)) return 1;
+    turn -= 360 * std::floor(turn / 360 + 0.9 / 360);
+    const int quarter = static_cast<int>(std::lround(turn / 90)) % 4;
+    if (quarter == 1) return mirrored ? (matrix[3] > 0 ? 5 : 7) : 6;
+    if (quarter == 3) return mirrored ? (matrix[3] < 0 ? 7 : 5) : 8;
+    if (quarter == 2) return matrix[0] < 0 ? (matrix[4] < 0 ? 3 : 2) : (matrix[4] < 0 ? 4 : 1);
+    return matrix[4] < 0 ? 4 : (matrix[0] < 0 ? 2 : 1);
+}
+
+int orientationOf(const AVStream& stream, const AVFrame& frame) {
+    if (const AVDictionaryEntry* exif = av_dict_get(frame.metadata, "Orientation", nullptr, 0)) {
+        const long number = std::strtol(exif->value, nullptr, 10);
+        if (number >= 1 && number <= 8) return static_cast<int>(number);
+    }
+    if (const AVFrameSideData* side = av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX))
+        return orientationOf(reinterpret_cast<const int32_t*>(side->data));
+    return orientationOf(reinterpret_cast<const int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
+}
+
+AVRational pixelAspectOf(AVFormatContext& context, AVStream& stream, AVFrame& frame) {
+    const AVRational aspect = av_guess_sample_aspect_ratio(&context, &stream, &frame);
+    if (aspect.num <= 0 || aspect.den <= 0 || av_q2d(aspect) > 10 || av_q2d(aspect) < 0.1) return {1, 1};
+    return aspect;
+}
+
+AVColorSpace spaceOf(const AVFrame& frame, bool rgb) {
+    if (rgb) return AVCOL_SPC_RGB;
+    if (frame.colorspace != AVCOL_SPC_UNSPECIFIED && frame.colorspace != AVCOL_SPC_RGB)
+        return frame.colorspace;
+    return colourMatrixFor(frame.width, frame.height) == ColourMatrix::bt709 ? AVCOL_SPC_BT709
+                                                                             : AVCOL_SPC_SMPTE170M;
+}
+
+void fillColour(const AVFrame& frame, ProbeDetail& out) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+    const uint64_t flags = descriptor != nullptr ? descriptor->flags : 0;
+    const bool rgb = (flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+    const bool fullFormat = format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
+                            format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
+                            format == AV_PIX_FMT_YUVJ411P;
+    out.space = spaceOf(frame, rgb);
+    out.info.matrix = out.space == AVCOL_SPC_BT709 ? ColourMatrix::bt709 : ColourMatrix::bt601;
+    out.info.fullRange = rgb || fullFormat || frame.color_range == AVCOL_RANGE_JPEG;
+    out.info.hasAlpha = (flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+}
+
+void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, ProbeDetail& out) {
+    MediaInfo& info = out.info;
+    info.codedWidth = frame.width;
+    info.codedHeight = frame.height;
+    const AVRational aspect = pixelAspectOf(file.context(), stream, frame);
+    info.pixelAspect = fromAv(aspect);
+    info.orientation = orientationOf(stream, frame);
+    info.width = std::max(1, static_cast<int>(std::lround(frame.width * av_q2d(aspect))));
+    info.height = frame.height;
+    if (info.orientation >= 5) std::swap(info.width, info.height);
+    info.fields = fieldsOf(frame);
+    fillColour(frame, out);
+}
+
+void fillTimes(const InputFile& file, const AVStream& stream, const AVFrame& frame, ProbeDetail& out) {
+    MediaInfo& info = out.info;
+    out.timeBase = stream.time_base;
+    out.firstPts = frame.pts == AV_NOPTS_VALUE ? 0 : frame.pts;
+    if (file.isImage()) {
+        info.kind = MediaKind::still;
+        info.frameCount = 1;
+        return;
+    }
+    info.rate = fromAv(rateOf(stream));
+    if (stream.nb_frames > 0) info.frameCount = stream.nb_frames;
+    if (stream.duration > 0)
+        info.seconds = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+    else if (file.context().duration > 0)
+        info.seconds = static_cast<double>(file.context().duration) / AV_TIME_BASE;
+}
+
+void fillSound(const InputFile& file, ProbeDetail& out) {
+    const int index = file.isImage() ? -1 : file.bestAudio();
+    if (index < 0) return;
+    const AVCodecParameters& sound = *file.context().streams[index]->codecpar;
+    if (sound.sample_rate <= 0 || sound.ch_layout.nb_channels <= 0) return;
+    out.audioStream = index;
+    out.info.hasAudio = true;
+    out.info.sampleRate = sound.sample_rate;
+    out.info.channels = sound.ch_layout.nb_channels;
+    out.info.audioCodec = avcodec_get_name(sound.codec_id);
+}
+
+ProbeDetail probePattern(const std::string& path) {
+    ProbeDetail out;
+    out.pattern = parsePattern(path);
+    const PatternSpec& spec = *out.pattern;
+    MediaInfo& info = out.info;
+    info.path = path;
+    info.width = info.codedWidth = spec.width;
+    info.height = info.codedHeight = spec.height;
+    info.rate = spec.rate;
+    info.frameCount = std::max<int64_t>(1, std::llround(spec.seconds * spec.rate.value()));
+    info.seconds = static_cast<double>(*info.frameCount) / spec.rate.value();
+    info.fullRange = true;
+    info.matrix = colourMatrixFor(spec.width, spec.height);
+    info.hasAudio = spec.sound;
+    info.sampleRate = spec.sound ? 48000 : 0;
+    info.channels = spec.sound ? 2 : 0;
+    info.container = "pattern";
+    info.videoCodec = spec.name;
+    out.timeBase = av_inv_q(asAv(spec.rate));
+    out.space = AVCOL_SPC_RGB;
+    return out;
+}
+
+}  // namespace
+
+FieldOrder fieldsOf(const AVFrame& frame) noexcept {
+    if (frame.interlaced_frame == 0) return FieldOrder::progressive;
+    return frame.top_field_first != 0 ? FieldOrder::topFirst : FieldOrder::bottomFirst;
+}
+
+ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
+    if (isPattern(path)) return probePattern(path);
+    InputFile file(path, cancel);
+    ProbeDetail out;
+    out.info.path = path;
+    out.info.container = file.context().iformat->name;
+    out.videoStream = file.bestVideo();
+    if (out.videoStream < 0) {
+        if (file.bestAudio() >= 0)
+            throw MediaError(MediaErrorCode::noVideo, path,
+                             "holds sound but no picture; give a clip with video");
+        throw MediaError(MediaErrorCode::noVideo, path, "holds no picture; give a clip or a photo");
+    }
+    AVStream& stream = *file.context().streams[out.videoStream];
+    out.info.videoCodec = avcodec_get_name(stream.codecpar->codec_id);
+    file.setDeadline(std::chrono::seconds(5));
+    file.useOnly(out.videoStream);
+    StreamDecoder decoder(file, out.videoStream, 1);
+    decoder.setPatience(kProbePatience);
+    const FramePtr frame = decoder.next();
+    if (!frame)
+        throw MediaError(MediaErrorCode::undecodable, path,
+                         "not one picture of its " + out.info.videoCodec +
+                             " stream can be decoded; the file is damaged or cut off, get a complete copy");
+    fillPicture(file, stream, *frame, out);
+    fillTimes(file, stream, *frame, out);
+    fillSound(file, out);
+    return out;
+}
+
+MediaInfo probe(const std::string& path, CancelFlag cancel) {
+    return probeDetail(path, cancel).info;
+}
+
+}  // namespace tumblewash

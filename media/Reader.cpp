@@ -1,0 +1,233 @@
+#include "media/Reader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+#include "media/detail/Sound.h"
+#include "media/detail/SteadyPictures.h"
+
+namespace tumblewash {
+
+namespace {
+
+void checkSettings(const std::string& path, const ReaderSettings& settings) {
+    const auto refuse = [&](const std::string& why) {
+        throw MediaError(MediaErrorCode::badRequest, path, why);
+    };
+    if (settings.width < 0 || settings.height < 0 || settings.width > kMaxPictureSide ||
+        settings.height > kMaxPictureSide)
+        refuse("cannot be brought to that size; sides go from 1 to 16384");
+    if (settings.rate.num < 0 || settings.rate.den <= 0 || settings.rate.value() > 1000)
+        refuse("cannot be brought to that rate; rates go up to 1000 pictures a second");
+    if (!(settings.stillSeconds > 0 && settings.stillSeconds <= 86400))
+        refuse("a still lasts more than 0 s and at most a day");
+    if (settings.sampleRate < 8000 || settings.sampleRate > 192000)
+        refuse("sample rates go from 8000 to 192000");
+}
+
+ReaderSettings completed(const MediaInfo& info, ReaderSettings settings) {
+    checkSettings(info.path, settings);
+    if (settings.width == 0) settings.width = std::min(info.width, kMaxPictureSide);
+    if (settings.height == 0) settings.height = std::min(info.height, kMaxPictureSide);
+    if (!settings.rate) settings.rate = info.rate ? info.rate : FrameRate{25, 1};
+    if (settings.layout == PixelLayout::yuv420 && (settings.width % 2 != 0 || settings.height % 2 != 0))
+        throw MediaError(MediaErrorCode::badRequest, info.path,
+                         "4:2:0 pictures need even sides; round the size");
+    return settings;
+}
+
+}  // namespace
+
+struct Reader::Impl {
+    Impl(const std::string& path, const ReaderSettings& wanted)
+        : facts(probeDetail(path, wanted.cancel)),
+          settings(completed(facts.info, wanted)),
+          extent(measureExtent(facts, settings.threads, settings.cancel)),
+          pictures(facts, settings, extent),
+          sound(openSound(facts, settings.sampleRate, settings.cancel)),
+          fields(pictures.fields()) {
+        start();
+    }
+    ~Impl() { stop(); }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void start();
+    void stop();
+    void produce();
+    PictureRef take();
+
+    const ProbeDetail facts;
+    const ReaderSettings settings;
+    const Extent extent;
+    SteadyPictures pictures;  // the producing thread's while one runs
+    std::unique_ptr<SoundSource> sound;
+    const FieldOrder fields;
+    int64_t position = 0;
+    int64_t samplePosition = 0;
+
+    std::thread producer;
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<PictureRef> queue;
+    std::exception_ptr failure;
+    bool ended = false;
+    bool stopping = false;
+    int64_t damaged = 0;
+    int64_t missing = 0;
+};
+
+void Reader::Impl::start() {
+    ended = stopping = false;
+    failure = nullptr;
+    if (settings.prefetch > 0 && facts.info.kind == MediaKind::clip)
+        producer = std::thread([this] { produce(); });
+}
+
+void Reader::Impl::stop() {
+    if (!producer.joinable()) return;
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    changed.notify_all();
+    producer.join();
+    queue.clear();
+}
+
+void Reader::Impl::produce() {
+    const auto depth = static_cast<size_t>(settings.prefetch);
+    for (;;) {
+        PictureRef picture;
+        std::exception_ptr problem;
+        try {
+            picture = pictures.next();
+        } catch (...) {
+            problem = std::current_exception();
+        }
+        std::unique_lock lock(mutex);
+        damaged = pictures.damaged();
+        missing = pictures.missing();
+        if (!picture) {
+            failure = problem;
+            ended = true;
+            changed.notify_all();
+            return;
+        }
+        changed.wait(lock, [&] { return stopping || queue.size() < depth; });
+        if (stopping) return;
+        queue.push_back(std::move(picture));
+        changed.notify_all();
+    }
+}
+
+PictureRef Reader::Impl::take() {
+    if (!producer.joinable()) {
+        PictureRef out = pictures.next();
+        const std::lock_guard lock(mutex);
+        damaged = pictures.damaged();
+        missing = pictures.missing();
+        return out;
+    }
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return !queue.empty() || ended; });
+    if (queue.empty()) {
+        if (failure) std::rethrow_exception(failure);
+        return {};
+    }
+    PictureRef out = std::move(queue.front());
+    queue.pop_front();
+    changed.notify_all();
+    return out;
+}
+
+Reader::Reader(std::unique_ptr<Impl> impl) noexcept : impl_(std::move(impl)) {}
+Reader::Reader(Reader&&) noexcept = default;
+Reader& Reader::operator=(Reader&&) noexcept = default;
+Reader::~Reader() = default;
+
+Reader Reader::open(const std::string& path, const ReaderSettings& settings) {
+    return Reader(std::make_unique<Impl>(path, settings));
+}
+
+const MediaInfo& Reader::info() const noexcept {
+    return impl_->facts.info;
+}
+const ReaderSettings& Reader::settings() const noexcept {
+    return impl_->settings;
+}
+FieldOrder Reader::fields() const noexcept {
+    return impl_->fields;
+}
+int64_t Reader::frameCount() const noexcept {
+    return impl_->pictures.count();
+}
+int64_t Reader::position() const noexcept {
+    return impl_->position;
+}
+int64_t Reader::samplePosition() const noexcept {
+    return impl_->samplePosition;
+}
+
+int64_t Reader::firstSampleOf(int64_t index) const noexcept {
+    const FrameRate& rate = impl_->settings.rate;
+    return av_rescale_rnd(index, int64_t{impl_->settings.sampleRate} * rate.den, rate.num, AV_ROUND_DOWN);
+}
+
+PictureRef Reader::readPicture() {
+    throwIfRaised(impl_->settings.cancel, impl_->facts.info.path);
+    PictureRef out = impl_->take();
+    if (out) ++impl_->position;
+    return out;
+}
+
+void Reader::readSamples(float* interleaved, size_t frames) {
+    impl_->sound->read(interleaved, frames);
+    impl_->samplePosition += static_cast<int64_t>(frames);
+}
+
+void Reader::seek(int64_t index) {
+    const int64_t to = std::clamp<int64_t>(index, 0, frameCount());
+    if (to != impl_->position) {
+        impl_->stop();
+        impl_->pictures.seek(to);
+        impl_->position = to;
+        impl_->start();
+    }
+    const int64_t sample = firstSampleOf(to);
+    if (sample != impl_->samplePosition) impl_->sound->seek(sample);
+    impl_->samplePosition = sample;
+}
+
+std::vector<std::string> Reader::warnings() const {
+    std::vector<std::string> out;
+    if (!impl_->extent.warning.empty()) out.push_back(impl_->extent.warning);
+    int64_t damaged = 0;
+    int64_t missing = 0;
+    {
+        const std::lock_guard lock(impl_->mutex);
+        damaged = impl_->damaged;
+        missing = impl_->missing;
+    }
+    const auto counted = [](int64_t n, const char* one, const char* many) {
+        return std::to_string(n) + (n == 1 ? one : many);
+    };
+    if (damaged > 0)
+        out.push_back(counted(damaged, " picture is damaged and was left out",
+                              " pictures are damaged and were left out"));
+    if (missing > 0)
+        out.push_back("the clip ends early: " +
+                      counted(missing, " picture is missing", " pictures are missing"));
+    if (!impl_->sound->failure().empty()) out.push_back("its sound cannot be decoded and is left silent");
+    if (impl_->sound->damaged() > 0)
+        out.push_back(
+            counted(impl_->sound->damaged(), " piece of sound is damaged", " pieces of sound are damaged"));
+    return out;
+}
+
+}  // namespace tumblewash

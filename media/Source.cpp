@@ -1,0 +1,230 @@
+#include "media/detail/Source.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tumblewash {
+
+namespace {
+
+// A step longer than this between two pictures is a broken clock, not a long picture.
+constexpr double kMaxStepSeconds = 60;
+
+int64_t frameTicks(const ProbeDetail& facts) {
+    if (!facts.info.rate) return 1;
+    return std::max<int64_t>(1, av_rescale_q(1, av_inv_q(asAv(facts.info.rate)), facts.timeBase));
+}
+
+int64_t maxStep(const ProbeDetail& facts) {
+    return static_cast<int64_t>(
+        std::max(kMaxStepSeconds / av_q2d(facts.timeBase), 4.0 * static_cast<double>(frameTicks(facts))));
+}
+
+class FileSource final : public FrameSource {
+  public:
+    FileSource(const ProbeDetail& facts, int threads, CancelFlag cancel)
+        : facts_(facts),
+          file_(facts.info.path, cancel),
+          decoder_(prepare(file_, facts), facts.videoStream, threads) {}
+
+    TimedFrame next() override {
+        TimedFrame out;
+        out.frame = decoder_.next();
+        if (!out.frame) return out;
+        out.duration = durationOf(*out.frame);
+        out.pts = place(out.frame->pts);
+        lastPts_ = out.pts;
+        lastDuration_ = out.duration;
+        started_ = true;
+        return out;
+    }
+
+    AVRational timeBase() const override { return facts_.timeBase; }
+    int64_t damaged() const override { return decoder_.damaged(); }
+
+    bool seek(int64_t pts) override {
+        if (!decoder_.seek(pts + facts_.firstPts)) return false;
+        started_ = false;
+        shift_ = 0;
+        return true;
+    }
+
+  private:
+    static InputFile& prepare(InputFile& file, const ProbeDetail& facts) {
+        file.useOnly(facts.videoStream);
+        return file;
+    }
+
+    /// The last picture of a stream often claims half a length or a stray one; near the rate, the rate is
+    /// right.
+    int64_t durationOf(const AVFrame& frame) const {
+        const int64_t usual = frameTicks(facts_);
+        const int64_t claimed = frame.pkt_duration;
+        const bool usable =
+            claimed > usual + usual * 6 / 10 && claimed <= maxStep(facts_) && frame.repeat_pict == 0;
+        return usable ? claimed : usual;
+    }
+
+    int64_t place(int64_t stamp) {
+        if (!started_) return stamp == AV_NOPTS_VALUE ? 0 : stamp - facts_.firstPts;
+        if (stamp == AV_NOPTS_VALUE) return lastPts_ + lastDuration_;
+        int64_t pts = stamp - facts_.firstPts + shift_;
+        if (pts <= lastPts_ || pts - lastPts_ > maxStep(facts_)) {
+            const int64_t follows = lastPts_ + lastDuration_;
+            shift_ += follows - pts;
+            pts = follows;
+        }
+        return pts;
+    }
+
+    const ProbeDetail facts_;
+    InputFile file_;
+    StreamDecoder decoder_;
+    int64_t lastPts_ = 0;
+    int64_t lastDuration_ = 1;
+    int64_t shift_ = 0;
+    bool started_ = false;
+};
+
+class PatternSource final : public FrameSource {
+  public:
+    PatternSource(const ProbeDetail& facts, CancelFlag cancel) : facts_(facts), cancel_(cancel) {}
+
+    TimedFrame next() override {
+        throwIfRaised(cancel_, facts_.info.path);
+        TimedFrame out;
+        if (index_ >= *facts_.info.frameCount) return out;
+        const PatternSpec& spec = *facts_.pattern;
+        out.frame = newArgbFrame(spec.width, spec.height);
+        drawPattern(spec, static_cast<double>(index_) / spec.rate.value(), out.frame->data[0],
+                    out.frame->linesize[0]);
+        out.pts = index_++;
+        return out;
+    }
+    AVRational timeBase() const override { return facts_.timeBase; }
+    bool seek(int64_t pts) override {
+        index_ = std::clamp<int64_t>(pts, 0, *facts_.info.frameCount);
+        return true;
+    }
+
+  private:
+    const ProbeDetail facts_;
+    CancelFlag cancel_;
+    int64_t index_ = 0;
+};
+
+/// What reading all packets once tells of a file.
+struct PacketScan {
+    int64_t packets = 0;
+    int64_t lastKey = AV_NOPTS_VALUE;  ///< time of the last key picture
+    bool regular = true;
+    double endSeconds = 0;  ///< end of the longest stream, from the file's start time
+};
+
+PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
+    PacketScan out;
+    const PacketPtr packet = newPacket();
+    int64_t lastDts = AV_NOPTS_VALUE;
+    const int64_t limit = maxStep(facts);
+    const double start = file.context().start_time == AV_NOPTS_VALUE
+                             ? 0
+                             : static_cast<double>(file.context().start_time) / AV_TIME_BASE;
+    while (av_read_frame(&file.context(), packet.get()) >= 0) {
+        const AVStream& stream = *file.context().streams[packet->stream_index];
+        if (packet->pts != AV_NOPTS_VALUE)
+            out.endSeconds = std::max(
+                out.endSeconds, static_cast<double>(packet->pts + std::max<int64_t>(0, packet->duration)) *
+                                        av_q2d(stream.time_base) -
+                                    start);
+        if (packet->stream_index == facts.videoStream) {
+            ++out.packets;
+            if (packet->dts == AV_NOPTS_VALUE || packet->pts == AV_NOPTS_VALUE)
+                out.regular = out.regular && out.packets == 1;
+            else if (lastDts != AV_NOPTS_VALUE && (packet->dts < lastDts || packet->dts - lastDts > limit))
+                out.regular = false;
+            if (packet->dts != AV_NOPTS_VALUE) lastDts = packet->dts;
+            if ((packet->flags & AV_PKT_FLAG_KEY) != 0 && packet->pts != AV_NOPTS_VALUE)
+                out.lastKey = packet->pts;
+        }
+        av_packet_unref(packet.get());
+    }
+    throwIfRaised(file.cancel(), file.path());
+    return out;
+}
+
+/// Decodes from `source`'s position to the end. False when there was nothing.
+bool lastPicture(FrameSource& source, Extent& extent) {
+    bool any = false;
+    for (TimedFrame timed = source.next(); timed.frame; timed = source.next()) {
+        extent.lastPts = any ? std::max(extent.lastPts, timed.pts) : timed.pts;
+        extent.lastDuration = timed.duration;
+        any = true;
+    }
+    return any;
+}
+
+/// True when a seek to the last key picture gave its group of pictures, and nothing later.
+bool tailByKey(FileSource& source, int64_t lastKey, Extent& extent) {
+    if (!source.seek(lastKey)) return false;
+    TimedFrame first = source.next();
+    if (!first.frame || first.frame->pts == AV_NOPTS_VALUE || first.pts > lastKey) return false;
+    extent.lastPts = first.pts;
+    extent.lastDuration = first.duration;
+    Extent rest;
+    if (lastPicture(source, rest) && rest.lastPts > extent.lastPts) {
+        extent.lastPts = rest.lastPts;
+        extent.lastDuration = rest.lastDuration;
+    }
+    return extent.lastPts >= lastKey;
+}
+
+std::string missingPart(const InputFile& file, const ProbeDetail& facts, const PacketScan& scan) {
+    const auto text = [](double seconds) {
+        char out[32];
+        std::snprintf(out, sizeof out, "%.1f s", seconds);
+        return std::string(out);
+    };
+    const AVStream& stream = *file.context().streams[facts.videoStream];
+    if (stream.nb_frames > scan.packets)
+        return "the file is cut off: " + std::to_string(stream.nb_frames - scan.packets) + " of " +
+               std::to_string(stream.nb_frames) + " pictures (" +
+               text(static_cast<double>(stream.nb_frames - scan.packets) / facts.info.rate.value()) +
+               ") are missing";
+    const AVFormatContext& context = file.context();
+    const double claimed = static_cast<double>(context.duration) / AV_TIME_BASE;
+    if (context.duration > 0 && context.duration_estimation_method == AVFMT_DURATION_FROM_STREAM &&
+        claimed - scan.endSeconds > 0.5)
+        return "the file is cut off: " + text(claimed - scan.endSeconds) + " of " + text(claimed) +
+               " are missing";
+    return {};
+}
+
+}  // namespace
+
+std::unique_ptr<FrameSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
+    if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
+    return std::make_unique<FileSource>(facts, threads, cancel);
+}
+
+Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
+    Extent extent;
+    if (facts.pattern) {
+        extent.lastPts = *facts.info.frameCount - 1;
+        return extent;
+    }
+    if (facts.info.kind == MediaKind::still) return extent;
+    PacketScan scan;
+    {
+        InputFile file(facts.info.path, cancel);
+        scan = scanPackets(file, facts);
+        extent.warning = missingPart(file, facts, scan);
+    }
+    extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
+    FileSource source(facts, threads, cancel);
+    if (extent.seekable && tailByKey(source, scan.lastKey - facts.firstPts, extent)) return extent;
+    FileSource again(facts, threads, cancel);
+    lastPicture(again, extent);
+    return extent;
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,138 @@
+#include "media/detail/SteadyPictures.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tumblewash {
+
+namespace {
+
+// A seek goes this many source pictures further back, so that filters over time see their neighbours.
+constexpr int64_t kLeadIn = 4;
+
+// Closer than this many pictures ahead, walking is cheaper than seeking.
+constexpr int64_t kWalk = 24;
+
+int64_t stillCount(const ReaderSettings& settings) {
+    if (settings.stillFrames > 0) return settings.stillFrames;
+    return std::max<int64_t>(1, std::llround(settings.stillSeconds * settings.rate.value()));
+}
+
+}  // namespace
+
+SteadyPictures::SteadyPictures(const ProbeDetail& facts, const ReaderSettings& settings, const Extent& extent)
+    : facts_(facts),
+      settings_(settings),
+      frameBase_(av_inv_q(asAv(settings.rate))),
+      seekable_(extent.seekable),
+      source_(openSource(facts, settings.threads, settings.cancel)),
+      graph_(facts, settings) {
+    if (facts.info.kind == MediaKind::still)
+        count_ = stillCount(settings);
+    else
+        count_ = std::max(indexOf(extent.lastPts) + 1, indexOf(extent.lastPts + extent.lastDuration));
+    advance();
+}
+
+int64_t SteadyPictures::indexOf(int64_t pts) const {
+    return av_rescale_q_rnd(pts, facts_.timeBase, frameBase_,
+                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
+/// Makes `coming_` the source's next converted picture, empty when there is none.
+void SteadyPictures::advance() {
+    coming_ = {};
+    for (;;) {
+        TimedPicture done = graph_.pull();
+        if (done.picture) {
+            coming_ = std::move(done.picture);
+            comingIndex_ = indexOf(done.pts);
+            return;
+        }
+        if (drained_) return;
+        TimedFrame timed = source_->next();
+        if (timed.frame)
+            endIndex_ = std::max({endIndex_, indexOf(timed.pts) + 1, indexOf(timed.pts + timed.duration)});
+        else
+            drained_ = true;
+        graph_.push(std::move(timed));
+    }
+}
+
+FieldOrder SteadyPictures::fields() {
+    return graph_.fieldsOut();
+}
+
+/// The current picture, as the receiver's own when its bytes may be written to.
+PictureRef SteadyPictures::give() {
+    const bool again = next_ + 1 < count_ && !(coming_ && comingIndex_ <= next_ + 1);
+    if (settings_.layout != PixelLayout::argb) return again ? current_ : std::move(current_);
+    if (again) return copyPicture(current_);
+    PictureRef out = std::move(current_);
+    current_ = {};
+    return ownsBytes(out) ? out : copyPicture(out);
+}
+
+PictureRef SteadyPictures::next() {
+    if (next_ >= count_) return {};
+    while (coming_ && comingIndex_ <= next_) {
+        current_ = std::move(coming_);
+        advance();
+    }
+    const bool still = facts_.info.kind == MediaKind::still;
+    if (!current_ || (!still && !coming_ && drained_ && next_ >= endIndex_)) {
+        missing_ = count_ - next_;
+        next_ = count_;
+        return {};
+    }
+    PictureRef out = give();
+    ++next_;
+    return out;
+}
+
+void SteadyPictures::restart() {
+    damagedBefore_ += source_->damaged();
+    source_ = openSource(facts_, settings_.threads, settings_.cancel);
+    graph_.reset();
+    current_ = {};
+    drained_ = false;
+    endIndex_ = 0;
+    next_ = 0;
+    advance();
+}
+
+/// Seeks in the source. False when the place found is not early enough to know the picture wanted.
+bool SteadyPictures::jump(int64_t index) {
+    if (!seekable_) return false;
+    const int64_t frame =
+        std::max<int64_t>(1, av_rescale_q(1, av_inv_q(asAv(facts_.info.rate)), facts_.timeBase));
+    const int64_t wanted = av_rescale_q(index, frameBase_, facts_.timeBase) - kLeadIn * frame;
+    if (wanted <= 0 || !source_->seek(wanted)) return false;
+    graph_.reset();
+    current_ = {};
+    drained_ = false;
+    endIndex_ = 0;
+    advance();
+    return coming_ && comingIndex_ < index - 1;
+}
+
+void SteadyPictures::seek(int64_t index) {
+    index = std::clamp<int64_t>(index, 0, count_);
+    if (index == next_) return;
+    if (facts_.info.kind == MediaKind::still) {
+        next_ = index;
+        if (!current_ && !coming_) restart();
+        next_ = index;
+        return;
+    }
+    const bool ahead = index > next_ && index - next_ <= kWalk && current_;
+    if (!ahead && !jump(index)) restart();
+    // The pictures before it are decoded and let go, not delivered.
+    next_ = index;
+    while (coming_ && comingIndex_ < index) {
+        current_ = std::move(coming_);
+        advance();
+    }
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,290 @@
+#include "media/Writer.h"
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <variant>
+
+#include "media/Reader.h"
+#include "media/detail/Sink.h"
+#include "media/detail/Staging.h"
+
+namespace tumblewash {
+
+namespace {
+
+template <size_t N>
+bool endsIn(const std::string& spec, const char (&ending)[N]) {
+    return spec.size() >= N && spec.ends_with(ending);
+}
+
+/// The kinds of output. A new one is one more record here and a maker beside the others.
+const std::array<SinkKind, 7>& kinds() {
+    static const std::array<SinkKind, 7> table{{
+        {{"null:", "nothing, for timing"},
+         [](const std::string& s) { return s == "null:"; },
+         checkNull,
+         makeNull,
+         PixelLayout::argb},
+        {{"md5:[FILE]", "one fingerprint a picture and one for the sound, to FILE or standard output"},
+         [](const std::string& s) { return s.starts_with("md5:"); },
+         checkDigest,
+         makeDigest,
+         PixelLayout::argb},
+        {{"NAME%05d.png", "numbered pictures, counted from 1"},
+         [](const std::string& s) { return endsIn(s, ".png") && isNumberPattern(s); },
+         checkSequence,
+         makeSequence,
+         PixelLayout::argb},
+        {{"NAME.mp4", "H.264 and AAC"},
+         [](const std::string& s) { return endsIn(s, ".mp4"); },
+         checkMovie,
+         makeMovie,
+         PixelLayout::yuv420},
+        {{"NAME.mov", "H.264 and AAC"},
+         [](const std::string& s) { return endsIn(s, ".mov"); },
+         checkMovie,
+         makeMovie,
+         PixelLayout::yuv420},
+        {{"NAME.mkv", "H.264 and AAC"},
+         [](const std::string& s) { return endsIn(s, ".mkv"); },
+         checkMovie,
+         makeMovie,
+         PixelLayout::yuv420},
+        {{"NAME.webm", "VP9 and Opus"},
+         [](const std::string& s) { return endsIn(s, ".webm"); },
+         checkMovie,
+         makeMovie,
+         PixelLayout::yuv420},
+    }};
+    return table;
+}
+
+// Pictures and pieces of sound that may wait for the encoder. Small: the wait is what bounds the memory.
+constexpr size_t kQueueDepth = 6;
+
+// Until asked again whether the work was cancelled.
+constexpr auto kPatience = std::chrono::milliseconds(100);
+
+using Sound = std::vector<float>;
+using Item = std::variant<PictureRef, Sound>;
+
+void checkCommon(const std::string& spec, const WriterSettings& settings) {
+    if (!settings.rate || settings.rate.den <= 0 || settings.rate.value() > 1000 ||
+        settings.rate.value() < 0.001)
+        throw MediaError(MediaErrorCode::badRequest, spec, "rates go from 0.001 to 1000 pictures a second");
+}
+
+}  // namespace
+
+const SinkKind& sinkKindOf(const std::string& spec) {
+    for (const SinkKind& kind : kinds())
+        if (kind.matches(spec)) return kind;
+    std::string all;
+    for (const SinkKind& kind : kinds()) all += std::string(all.empty() ? "" : ", ") + kind.shown.pattern;
+    throw MediaError(MediaErrorCode::badRequest, spec, "is no output this program knows; use one of " + all);
+}
+
+std::vector<OutputKind> outputKinds() {
+    std::vector<OutputKind> out;
+    for (const SinkKind& kind : kinds()) out.push_back(kind.shown);
+    return out;
+}
+
+bool needsEvenSize(const std::string& spec) {
+    return sinkKindOf(spec).layout == PixelLayout::yuv420;
+}
+
+struct Writer::Impl {
+    Impl(const std::string& name, const WriterSettings& wanted)
+        : spec(name), settings(wanted), kind(sinkKindOf(name)), sink(kind.make(name, wanted)) {
+        worker = std::thread([this] { work(); });
+    }
+    ~Impl() { stop(); }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void work();
+    void stop();
+    void push(Item item);
+    void waitUntilDone();
+    void throwFailure();
+    void passSound(bool last);
+    int64_t soundUpTo(int64_t pictureIndex) const {
+        return av_rescale_rnd(pictureIndex, int64_t{settings.sampleRate} * settings.rate.den,
+                              settings.rate.num, AV_ROUND_DOWN);
+    }
+
+    const std::string spec;
+    const WriterSettings settings;
+    const SinkKind& kind;
+    std::unique_ptr<Sink> sink;  // the worker's until it has ended
+    int64_t pictures = 0;
+    int64_t samples = 0;  // given by the caller
+    int64_t passed = 0;   // given to the sink
+    Sound held;           // sound whose picture has not come yet
+    bool committed = false;
+
+    std::thread worker;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<Item> queue;
+    std::exception_ptr failure;
+    bool busy = false;
+    bool stopping = false;
+};
+
+void Writer::Impl::work() {
+    std::unique_lock lock(mutex);
+    for (;;) {
+        changed.wait(lock, [&] { return stopping || !queue.empty(); });
+        if (stopping) return;
+        const Item item = std::move(queue.front());
+        queue.pop_front();
+        busy = true;
+        changed.notify_all();
+        lock.unlock();
+        std::exception_ptr problem;
+        try {
+            if (const auto* picture = std::get_if<PictureRef>(&item))
+                sink->picture(*picture);
+            else if (const Sound& sound = std::get<Sound>(item); !sound.empty())
+                sink->samples(sound.data(), sound.size() / kChannels);
+        } catch (...) {
+            problem = std::current_exception();
+        }
+        lock.lock();
+        busy = false;
+        if (problem) {
+            failure = problem;
+            queue.clear();
+        }
+        changed.notify_all();
+        if (problem) return;
+    }
+}
+
+void Writer::Impl::stop() {
+    if (!worker.joinable()) return;
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    changed.notify_all();
+    worker.join();
+}
+
+void Writer::Impl::throwFailure() {
+    if (failure) std::rethrow_exception(failure);
+    throwIfRaised(settings.cancel, spec);
+}
+
+void Writer::Impl::push(Item item) {
+    std::unique_lock lock(mutex);
+    throwFailure();
+    while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < kQueueDepth; }))
+        throwFailure();
+    throwFailure();
+    queue.push_back(std::move(item));
+    changed.notify_all();
+}
+
+void Writer::Impl::waitUntilDone() {
+    std::unique_lock lock(mutex);
+    while (!changed.wait_for(lock, kPatience, [&] { return failure || (queue.empty() && !busy); }))
+        throwFailure();
+    throwFailure();
+}
+
+/// Gives the sink the sound that belongs to the pictures so far; at the end cut or filled to their exact
+/// length.
+void Writer::Impl::passSound(bool last) {
+    if (!settings.sound) {
+        held.clear();
+        return;
+    }
+    const auto wanted = static_cast<size_t>(soundUpTo(pictures) - passed) * kChannels;
+    if (last) held.resize(wanted, 0.0F);
+    const size_t take = std::min(wanted, held.size());
+    if (take == 0) return;
+    const auto cut = held.begin() + static_cast<ptrdiff_t>(take);
+    Sound now(held.begin(), cut);
+    held.erase(held.begin(), cut);
+    passed += static_cast<int64_t>(take / kChannels);
+    push(std::move(now));
+}
+
+Writer::Writer(std::unique_ptr<Impl> impl) noexcept : impl_(std::move(impl)) {}
+Writer::Writer(Writer&&) noexcept = default;
+Writer& Writer::operator=(Writer&&) noexcept = default;
+Writer::~Writer() = default;
+
+void Writer::check(const std::string& spec, const WriterSettings& settings) {
+    const SinkKind& kind = sinkKindOf(spec);
+    checkCommon(spec, settings);
+    kind.check(spec, settings);
+}
+
+Writer Writer::open(const std::string& spec, const WriterSettings& settings) {
+    check(spec, settings);
+    return Writer(std::make_unique<Impl>(spec, settings));
+}
+
+const WriterSettings& Writer::settings() const noexcept {
+    return impl_->settings;
+}
+PixelLayout Writer::preferredLayout() const noexcept {
+    return impl_->kind.layout;
+}
+ColourMatrix Writer::matrix() const noexcept {
+    return colourMatrixFor(impl_->settings.width, impl_->settings.height);
+}
+int64_t Writer::pictures() const noexcept {
+    return impl_->pictures;
+}
+int64_t Writer::samples() const noexcept {
+    return impl_->samples;
+}
+
+void Writer::writePicture(const PictureRef& picture) {
+    if (picture.width() != impl_->settings.width || picture.height() != impl_->settings.height)
+        throw MediaError(MediaErrorCode::badRequest, impl_->spec,
+                         "a picture of " + std::to_string(picture.width()) + "x" +
+                             std::to_string(picture.height()) + " does not fit into " +
+                             std::to_string(impl_->settings.width) + "x" +
+                             std::to_string(impl_->settings.height));
+    impl_->push(picture);
+    ++impl_->pictures;
+    impl_->passSound(false);
+}
+
+void Writer::writePicture(const uint8_t* argb, ptrdiff_t stride) {
+    const PictureRef copy = PictureRef::makeArgb(impl_->settings.width, impl_->settings.height);
+    for (int y = 0; y < copy.height(); ++y)
+        std::memcpy(copy.data() + y * copy.stride(), argb + y * stride, static_cast<size_t>(copy.stride()));
+    writePicture(copy);
+}
+
+void Writer::writeSamples(const float* interleaved, size_t frames) {
+    impl_->held.insert(impl_->held.end(), interleaved, interleaved + frames * kChannels);
+    impl_->samples += static_cast<int64_t>(frames);
+    impl_->passSound(false);
+}
+
+void Writer::commit() {
+    if (impl_->committed) return;
+    if (impl_->pictures == 0)
+        throw MediaError(MediaErrorCode::badRequest, impl_->spec, "there is no picture to write");
+    impl_->passSound(true);
+    impl_->waitUntilDone();
+    impl_->stop();
+    impl_->sink->finish();
+    impl_->committed = true;
+}
+
+}  // namespace tumblewash

@@ -1,0 +1,82 @@
+// One input file opened and checked, one of its streams decoded in order.
+// Pictures and sound of a clip are read through two of these, so that neither waits for the other in memory.
+// It converts nothing: frames come as the codec made them, with a time that is never missing.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "media/detail/Av.h"
+
+namespace tumblewash {
+
+/// An opened container. Not movable: the library keeps its address for interrupts.
+class InputFile {
+  public:
+    /// Throws MediaError (unreadable, undecodable, cancelled).
+    InputFile(const std::string& path, CancelFlag cancel);
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    AVFormatContext& context() const noexcept { return *context_; }
+    const std::string& path() const noexcept { return path_; }
+    CancelFlag cancel() const noexcept { return cancel_; }
+    bool isImage() const noexcept { return image_; }
+
+    /// Index of the stream to use, or -1. Cover pictures of sound files are no video.
+    int bestVideo() const noexcept;
+    int bestAudio() const noexcept;
+    /// All streams but this one are skipped while reading.
+    void useOnly(int stream) noexcept;
+    /// Work past this moment is broken off; opening and probing may not hang on absurd files.
+    void setDeadline(std::chrono::steady_clock::duration fromNow) noexcept;
+    void clearDeadline() noexcept { deadline_ = std::chrono::steady_clock::time_point::max(); }
+
+  private:
+    static int interrupted(void* self);
+    InputPtr context_;
+    std::string path_;
+    CancelFlag cancel_;
+    std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
+    bool image_ = false;
+};
+
+/// Throws MediaError (unreadable) unless `path` is a regular, non-empty, readable file.
+void checkReadable(const std::string& path);
+
+/// Decodes one stream of a file from where the file stands.
+class StreamDecoder {
+  public:
+    /// Throws MediaError (undecodable). `threads` 0: by the machine. The file must outlive the decoder.
+    StreamDecoder(InputFile& file, int stream, int threads);
+
+    /// The next frame, or null after the last. Damage is skipped and counted. Throws MediaError (cancelled).
+    /// `pts` is the best known time in the stream's units, or AV_NOPTS_VALUE.
+    FramePtr next();
+    /// Goes to the last key frame at or before `timestamp` (stream units). False when the file cannot.
+    bool seek(int64_t timestamp);
+
+    const AVStream& stream() const noexcept { return *stream_; }
+    const AVCodecContext& codec() const noexcept { return *codec_; }
+    /// Packets or frames that could not be decoded so far.
+    int64_t damaged() const noexcept { return damaged_; }
+    /// Gives up after this many packets without a single frame; 0: never.
+    void setPatience(int64_t packets) noexcept { patience_ = packets; }
+
+  private:
+    void feed();
+
+    InputFile& file_;
+    AVStream* stream_;
+    CodecPtr codec_;
+    PacketPtr packet_ = newPacket();
+    int64_t damaged_ = 0;
+    int64_t frames_ = 0;
+    int64_t packets_ = 0;
+    int64_t patience_ = 0;
+    int drainErrors_ = 0;
+    bool draining_ = false;
+};
+
+}  // namespace tumblewash

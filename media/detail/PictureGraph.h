@@ -1,0 +1,58 @@
+// One filter graph from a source's pictures to the reader's: upright, square pixels, size, colour, layout.
+// It changes no times and no counts. A source that changes its pictures' size or format gets a new graph.
+// Pictures with alpha are scaled premultiplied, so that hidden colours do not bleed into edges.
+#pragma once
+
+#include <deque>
+
+#include "media/Reader.h"
+#include "media/detail/Source.h"
+
+namespace tumblewash {
+
+/// A finished picture with its source time.
+struct TimedPicture {
+    PictureRef picture;
+    int64_t pts = 0;
+};
+
+class PictureGraph {
+  public:
+    /// `settings` with width and height filled in.
+    PictureGraph(const ProbeDetail& facts, const ReaderSettings& settings);
+
+    /// Takes a picture, or the end when its frame is empty. Throws MediaError (encoding).
+    void push(TimedFrame timed);
+    /// A finished picture, or an empty one when more input is wanted (or all is done).
+    TimedPicture pull();
+    /// Forgets everything under way.
+    void reset();
+    /// Line order of the pictures that come out, by the source's tags.
+    FieldOrder fieldsOut() const noexcept { return fieldsOut_; }
+
+  private:
+    struct Plan;
+    Plan plan(const AVFrame& frame) const;
+    std::string describe(const AVFrame& frame, const Plan& plan) const;
+    void build(const AVFrame& frame);
+    void drain();
+    void collect(FramePtr frame);
+    FramePtr prepareAlpha(FramePtr frame, bool premultiply) const;
+    bool fits(const AVFrame& frame) const;
+
+    const ProbeDetail& facts_;
+    const ReaderSettings& settings_;
+    GraphPtr graph_;
+    AVFilterContext* in_ = nullptr;
+    AVFilterContext* out_ = nullptr;
+    // The input the graph was built for.
+    int width_ = 0, height_ = 0, format_ = -1;
+    bool interlaced_ = false;
+    bool alpha_ = false;
+    bool premultiplied_ = false;
+    bool deinterlaces_ = false;
+    FieldOrder fieldsOut_ = FieldOrder::progressive;
+    std::deque<TimedPicture> ready_;
+};
+
+}  // namespace tumblewash

@@ -1,0 +1,47 @@
+// What every kind of output does with finished pictures and samples, and the makers of each.
+// Called from Writer's own thread, pictures and sound in order, sound never beyond the pictures.
+// A sink destroyed before `finish` leaves nothing behind.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "media/Writer.h"
+#include "media/detail/Av.h"
+
+namespace tumblewash {
+
+class Sink {
+  public:
+    virtual ~Sink() = default;
+    virtual void picture(const PictureRef& picture) = 0;
+    virtual void samples(const float* interleaved, size_t frames) = 0;
+    /// Completes the output and puts it in place.
+    virtual void finish() = 0;
+};
+
+/// One record of the table of outputs.
+struct SinkKind {
+    OutputKind shown;
+    /// True when this kind writes `spec`.
+    bool (*matches)(const std::string& spec);
+    /// Checks settings and target without making anything. Throws MediaError.
+    void (*check)(const std::string& spec, const WriterSettings& settings);
+    std::unique_ptr<Sink> (*make)(const std::string& spec, const WriterSettings& settings);
+    PixelLayout layout;
+};
+
+/// The record for `spec`. Throws MediaError (badRequest) that lists the choices.
+const SinkKind& sinkKindOf(const std::string& spec);
+
+// The makers and checkers of the table's rows.
+void checkMovie(const std::string& spec, const WriterSettings& settings);
+std::unique_ptr<Sink> makeMovie(const std::string& spec, const WriterSettings& settings);
+void checkSequence(const std::string& spec, const WriterSettings& settings);
+std::unique_ptr<Sink> makeSequence(const std::string& spec, const WriterSettings& settings);
+void checkDigest(const std::string& spec, const WriterSettings& settings);
+std::unique_ptr<Sink> makeDigest(const std::string& spec, const WriterSettings& settings);
+void checkNull(const std::string& spec, const WriterSettings& settings);
+std::unique_ptr<Sink> makeNull(const std::string& spec, const WriterSettings& settings);
+
+}  // namespace tumblewash

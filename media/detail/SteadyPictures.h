@@ -1,0 +1,54 @@
+// A source's pictures at a constant rate: picture k is the last one whose time, rounded to the rate, is k or
+// before. A gap holds the picture before it; the end comes when the last picture's own length is over. It
+// runs where it is called; the prefetching thread is Reader's.
+#pragma once
+
+#include <string>
+
+#include "media/detail/PictureGraph.h"
+
+namespace tumblewash {
+
+class SteadyPictures {
+  public:
+    /// `settings` complete; both references must outlive the object. Throws MediaError.
+    SteadyPictures(const ProbeDetail& facts, const ReaderSettings& settings, const Extent& extent);
+
+    /// How many pictures there are by `extent`.
+    int64_t count() const noexcept { return count_; }
+    /// The next picture, empty at the end. ARGB pictures belong to the receiver alone.
+    PictureRef next();
+    /// Makes `index` the next one.
+    void seek(int64_t index);
+    int64_t position() const noexcept { return next_; }
+
+    /// Pictures of the source that could not be decoded.
+    int64_t damaged() const { return damagedBefore_ + source_->damaged(); }
+    /// Pictures promised by `count` that never came; known at the end.
+    int64_t missing() const noexcept { return missing_; }
+    FieldOrder fields();
+
+  private:
+    int64_t indexOf(int64_t pts) const;
+    void advance();
+    void restart();
+    bool jump(int64_t index);
+    PictureRef give();
+
+    const ProbeDetail& facts_;
+    const ReaderSettings& settings_;
+    AVRational frameBase_;
+    bool seekable_;
+    int64_t count_ = 0;
+    std::unique_ptr<FrameSource> source_;
+    PictureGraph graph_;
+    PictureRef current_, coming_;
+    int64_t comingIndex_ = 0;
+    int64_t endIndex_ = 0;  // where the pictures decoded so far end
+    int64_t next_ = 0;
+    int64_t missing_ = 0;
+    int64_t damagedBefore_ = 0;
+    bool drained_ = false;  // the source has no more
+};
+
+}  // namespace tumblewash
