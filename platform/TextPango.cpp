@@ -23,6 +23,14 @@ template <class T>
 using Owned = std::unique_ptr<T, Release>;
 
 struct Stack {
+    Stack() = default;
+    // Shut down first: fonts and map hold each other, and releasing alone leaves some of them behind.
+    ~Stack() {
+        if (map) pango_fc_font_map_shutdown(PANGO_FC_FONT_MAP(map.get()));
+    }
+    Stack(const Stack&) = delete;
+    Stack& operator=(const Stack&) = delete;
+
     std::mutex mutex;
     Owned<PangoFontMap> map;
     bool tried = false;
@@ -142,8 +150,8 @@ const TextBackend* StackText() {
     const std::lock_guard hold(stack().mutex);
     if (!stack().tried) {
         stack().tried = true;
+        keepLoaded();
         if (anyFont()) {
-            keepLoaded();
             stack().map.reset(pango_ft2_font_map_new());
             pango_ft2_font_map_set_resolution(PANGO_FT2_FONT_MAP(stack().map.get()), 72, 72);
         }

@@ -1,0 +1,16 @@
+# Compiles the layout asserts for big-endian 32-bit PowerPC, syntax only; packed records must be caught by them.
+find_program(POWERPC_CXX powerpc-linux-gnu-g++)
+if(NOT POWERPC_CXX)
+  message(FATAL_ERROR "powerpc-linux-gnu-g++ is missing: apt-get install g++-powerpc-linux-gnu")
+endif()
+set(compile "${POWERPC_CXX}" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Wconversion -Werror
+    "-I${SOURCE_ROOT}" "${SOURCE_ROOT}/tests/hostapi/big_endian_32.cpp")
+execute_process(COMMAND ${compile} RESULT_VARIABLE result ERROR_VARIABLE text)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the host records do not have the original layout on big-endian 32-bit:\n${text}")
+endif()
+execute_process(COMMAND ${compile} -fpack-struct=1 RESULT_VARIABLE result ERROR_VARIABLE text)
+if(result EQUAL 0 OR NOT text MATCHES "static assertion failed")
+  message(FATAL_ERROR "packed records pass the layout asserts: they assert nothing")
+endif()
+message(STATUS "every size and position holds for ${POWERPC_CXX}")
