@@ -12,7 +12,7 @@
 namespace tumblewash {
 namespace {
 
-Effect effectOf(const PluginModule& module, const CatalogueEntry& entry, float speed) {
+Effect effectOf(const PluginModule& module, const EffectRecord& entry, float speed) {
     Effect effect;
     effect.index = entry.index;
     effect.id = entry.id;
@@ -34,7 +34,7 @@ PluginModule openPlugin(const Options& options) {
 
 std::vector<std::string> effectIds() {
     std::vector<std::string> ids;
-    for (const CatalogueEntry& entry : catalogue()) ids.emplace_back(entry.id);
+    for (const EffectRecord& entry : effectCatalogue()) ids.emplace_back(entry.id);
     return ids;
 }
 
@@ -42,7 +42,7 @@ Effect findEffect(const PluginModule& module, const std::string& text, float spe
     int index = -1;
     const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), index);
     const bool number = problem == std::errc{} && end == text.data() + text.size();
-    for (const CatalogueEntry& entry : catalogue())
+    for (const EffectRecord& entry : effectCatalogue())
         if (text == entry.id || (number && index == entry.index)) return effectOf(module, entry, speed);
     throw Refusal(ExitCode::BadUsage, fmt::format("'{}' is no effect{}; tumblewash list shows all", text,
                                                   didYouMean(text, effectIds())));
@@ -50,7 +50,7 @@ Effect findEffect(const PluginModule& module, const std::string& text, float spe
 
 std::vector<Effect> allEffects(const PluginModule& module, float speed) {
     std::vector<Effect> effects;
-    for (const CatalogueEntry& entry : catalogue()) effects.push_back(effectOf(module, entry, speed));
+    for (const EffectRecord& entry : effectCatalogue()) effects.push_back(effectOf(module, entry, speed));
     return effects;
 }
 
