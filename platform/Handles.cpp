@@ -23,6 +23,9 @@ struct Block {
     Pool* home;
 };
 
+// Sizes had 31 bits where handles come from; nothing larger is meant seriously.
+constexpr Size kLargestBlock = 0x7FFFFFF0;
+
 thread_local OSErr lastError = noErr;
 
 void report(OSErr error) {
@@ -68,6 +71,11 @@ class Pool {
             last = _live == 0;
         }
         if (last) delete this;
+    }
+
+    std::size_t live() {
+        const std::lock_guard hold(_mutex);
+        return _live;
     }
 
     std::size_t blocks() {
@@ -148,6 +156,10 @@ std::size_t HandleBlocksInMemory() {
     return pool().blocks();
 }
 
+std::size_t LiveHandles() {
+    return pool().live();
+}
+
 }  // namespace tumblewash::platform
 
 using namespace tumblewash::platform;
@@ -155,6 +167,10 @@ using namespace tumblewash::platform;
 Handle NewHandle(Size size) {
     if (size < 0) {
         report(paramErr);
+        return nullptr;
+    }
+    if (size > kLargestBlock) {
+        report(memFullErr);
         return nullptr;
     }
     auto* memory = static_cast<Ptr>(std::calloc(size == 0 ? 1 : static_cast<std::size_t>(size), 1));

@@ -51,6 +51,9 @@ Ptr DisposedMaster();
 /// True when the handle and its master pointer are usable.
 bool IsLiveHandle(Handle h);
 
+/// Number of handles made by this program or module and not disposed yet.
+std::size_t LiveHandles();
+
 /// Number of master pointers held in memory, live and disposed: bounded by the largest number of live ones
 /// plus a constant.
 std::size_t HandleBlocksInMemory();

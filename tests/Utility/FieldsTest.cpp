@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <vector>
+
 #include "Utility/PluginUtils.h"
 #include "tests/platform/TestPicture.h"
 
@@ -23,6 +26,13 @@ class Frame {
     char memory[1024] = {};
     PixMapHandle handle;
 };
+
+// How many handles an interlaced copy leaves behind.
+int handlesLeftBy(GWorldPtr source, GWorldPtr destination) {
+    const std::size_t before = tumblewash::platform::LiveHandles();
+    CopyGWorldBitsInterlaced(source, destination);
+    return static_cast<int>(tumblewash::platform::LiveHandles() - before);
+}
 
 }  // namespace
 
@@ -151,12 +161,6 @@ TEST(FieldsTest, InterlacedCopyMovesEveryLineOfOddAndEvenHeights) {
         EXPECT_EQ(GetPixelsState(GetGWorldPixMap(source)), 0);
         EXPECT_EQ(GetPixelsState(GetGWorldPixMap(destination)), 0);
     }
-    const World world(2, 2);
-    world.fillWithNumbers(1);
-    const std::uint32_t first = world.pixel(0, 0);
-    CopyGWorldBitsInterlaced(nullptr, world);
-    CopyGWorldBitsInterlaced(world, nullptr);
-    EXPECT_EQ(world.pixel(0, 0), first);
 }
 
 TEST(FieldsTest, FieldsOfAnotherHeightAreScaledFieldByField) {
@@ -169,18 +173,28 @@ TEST(FieldsTest, FieldsOfAnotherHeightAreScaledFieldByField) {
     }
 }
 
-// The first pair stays when the second cannot be made.
-TEST(FieldsTest, UnusableDestinationCopiesNothing) {
-    const World source(4, 4);
-    std::vector<std::uint8_t> memory(0x2000 * 4, 7);
-    GWorldPtr wide = nullptr;
-    const Rect bounds{0, 0, 4, 4};
-    ASSERT_EQ(NewGWorldOver(&wide, memory.data(), 0x2000, &bounds), noErr);
-    StGWorldLock probe(wide);
-    probe.Restore();
-    CopyGWorldBitsInterlaced(source, wide);
-    EXPECT_EQ(memory, std::vector<std::uint8_t>(0x2000 * 4, 7));
-    EXPECT_EQ(GetPixelsState(GetGWorldPixMap(wide)), 0);
-    EXPECT_EQ(GetPixelsState(GetGWorldPixMap(source)), 0);
-    DisposeGWorld(wide);
+// Run in a process of its own, since the source's pair of handles stays behind by design.
+TEST(FieldsDeathTest, UnusableDestinationCopiesNothingAndLeavesTheFirstPair) {
+    const auto run = [] {
+        const World source(4, 4);
+        std::vector<std::uint8_t> memory(0x2000 * 4, 7);
+        GWorldPtr wide = nullptr;
+        const Rect bounds{0, 0, 4, 4};
+        if (NewGWorldOver(&wide, memory.data(), 0x2000, &bounds) != noErr) std::_Exit(1);
+        if (handlesLeftBy(source, wide) != 2) std::_Exit(2);
+        if (memory != std::vector<std::uint8_t>(0x2000 * 4, 7)) std::_Exit(3);
+        if (GetPixelsState(GetGWorldPixMap(wide)) != 0) std::_Exit(4);
+        if (GetPixelsState(GetGWorldPixMap(source)) != 0) std::_Exit(5);
+        if (handlesLeftBy(source, nullptr) != 2) std::_Exit(6);
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
+
+TEST(FieldsTest, CopyingBothFieldsOrNoneLeavesNoHandle) {
+    const World world(4, 4), other(4, 4);
+    world.fillWithNumbers(1);
+    EXPECT_EQ(handlesLeftBy(world, other), 0);
+    EXPECT_EQ(handlesLeftBy(nullptr, other), 0);
+    EXPECT_EQ(other.pixel(3, 3), world.pixel(3, 3));
 }
