@@ -12,6 +12,10 @@
 
 #include "media/Probe.h"
 
+extern "C" {
+#include <libavutil/cpu.h>
+}
+
 namespace tumblewash {
 
 namespace {
@@ -20,6 +24,9 @@ namespace {
 constexpr int64_t kMaxClipPixels = 36'000'000;
 constexpr int64_t kMaxStillPixels = 100'000'000;
 constexpr int64_t kSingleThreadPixels = 10'000'000;
+
+// Every decoder thread holds pictures of its own.
+constexpr int kMaxThreads = 8;
 
 // A decoder that only reports errors while it is emptied is given up after this many.
 constexpr int kMaxDrainErrors = 256;
@@ -137,7 +144,8 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads)
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
     const int64_t pixels = int64_t{parameters.width} * parameters.height;
-    codec_->thread_count = pixels > kSingleThreadPixels ? 1 : threads;
+    const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
+    codec_->thread_count = pixels > kSingleThreadPixels ? 1 : wanted;
     codec_->max_pixels = file.isImage() ? kMaxStillPixels : kMaxClipPixels;
     if (parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
         (pixels > codec_->max_pixels || parameters.width > kMaxPictureSide ||

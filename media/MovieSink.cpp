@@ -47,8 +47,15 @@ constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Pr
                               Preset{"faster", 5},    Preset{"fast", 4},      Preset{"medium", 3},
                               Preset{"slow", 2},      Preset{"slower", 1},    Preset{"veryslow", 0}};
 
-// Pictures the H.264 encoder looks ahead: enough for its decisions, and bounded memory at large sizes.
-constexpr int kLookahead = 20;
+// More encoder threads cost memory and gain little beside the decoding and rendering threads.
+constexpr int kMaxThreads = 8;
+
+// From this many pixels on every picture the H.264 encoder holds back costs ten megabytes and more: there it
+// keeps fewer. Memory counts for more here than the last percent of file size.
+constexpr int64_t kLargePicture = 1'500'000;
+constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none:sliced-threads=1";
+constexpr const char* kUsualParameters = "sync-lookahead=0";
+constexpr int kUsualLookahead = 20;
 
 const Container& containerOf(const std::string& spec) {
     for (const Container& container : kContainers)
@@ -65,7 +72,7 @@ const Preset& presetOf(const std::string& spec, const std::string& name) {
     for (const Preset& preset : kPresets)
         if (wanted == preset.name) return preset;
     std::string all;
-    for (const Preset& preset : kPresets) all += std::string(all.empty() ? "" : ", ") + preset.name;
+    for (const Preset& preset : kPresets) all.append(all.empty() ? "" : ", ").append(preset.name);
     throw MediaError(MediaErrorCode::badRequest, spec,
                      "there is no preset " + name + "; choose one of " + all);
 }
@@ -76,7 +83,7 @@ class MovieSink final : public Sink {
         : spec_(spec),
           settings_(settings),
           container_(containerOf(spec)),
-          matrix_(colourMatrixFor(settings.width, settings.height)),
+          matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
           file_(spec, settings.force) {
         openMuxer();
         openVideo();
@@ -182,7 +189,8 @@ void MovieSink::openVideo() {
     codec.framerate = asAv(settings_.rate);
     codec.time_base = av_inv_q(codec.framerate);
     codec.sample_aspect_ratio = {1, 1};
-    codec.thread_count = settings_.threads;
+    codec.thread_count =
+        settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
     tagColours(codec);
     const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
     const Preset& preset = presetOf(spec_, settings_.preset);
@@ -194,10 +202,11 @@ void MovieSink::openVideo() {
         av_opt_set_int(codec.priv_data, "cpu-used", preset.cpuUsed, 0);
         av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
         av_opt_set_int(codec.priv_data, "lag-in-frames", 12, 0);
-        if (codec.thread_count == 0) codec.thread_count = std::clamp(av_cpu_count(), 1, 8);
     } else {
         av_opt_set(codec.priv_data, "preset", preset.name, 0);
-        if (preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kLookahead, 0);
+        const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
+        if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
+        av_opt_set(codec.priv_data, "x264-params", large ? kLargeParameters : kUsualParameters, 0);
         if (settings_.fields != FieldOrder::progressive) {
             codec.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
             codec.field_order = settings_.fields == FieldOrder::topFirst ? AV_FIELD_TT : AV_FIELD_BB;

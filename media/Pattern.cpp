@@ -34,7 +34,7 @@ const Scene& sceneOf(const std::string& path, std::string_view name) {
     for (const Scene& scene : kScenes)
         if (name == scene.name) return scene;
     std::string all;
-    for (const Scene& scene : kScenes) all += std::string(all.empty() ? "" : ", ") + scene.name;
+    for (const Scene& scene : kScenes) all.append(all.empty() ? "" : ", ").append(scene.name);
     refuse(path, "there is no drawn scene of that name; choose one of " + all);
 }
 
@@ -95,8 +95,8 @@ PatternSpec parsePattern(const std::string& path) {
         const auto equals = part.find('=');
         if (equals == std::string_view::npos ||
             !setKey(spec, part.substr(0, equals), part.substr(equals + 1)))
-            refuse(path, "\"" + std::string(part) +
-                             "\" is not understood; write size=1280x720, seconds=6, fps=25, sound=0");
+            refuse(path,
+                   std::string(part) + " is not understood; write size=1280x720, seconds=6, fps=25, sound=0");
         rest = rest.substr(std::min(end + 1, rest.size()));
     }
     return spec;

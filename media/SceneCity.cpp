@@ -121,7 +121,7 @@ void drawTrain(Canvas& canvas, double t) {
             canvas.rectangle(left + 0.016 + 0.036 * w, top + 0.014, left + 0.042 + 0.036 * w, top + 0.042,
                              {1, 0.95, 0.75});
     }
-    canvas.glow({head + 0.01, rail - 0.028}, 0.12, {1, 0.95, 0.7, 0.9});
+    canvas.glow({head + 0.01, rail - 0.028}, 0.11, {1, 0.95, 0.7, 0.6});
 }
 
 void drawTraffic(Canvas& canvas, double t) {
@@ -155,8 +155,8 @@ void drawTraffic(Canvas& canvas, double t) {
             canvas.disc({x + wheel * size, foot - size * 0.1}, size * 0.22, {0.05, 0.05, 0.07});
             canvas.disc({x + wheel * size, foot - size * 0.1}, size * 0.1, {0.6, 0.6, 0.65});
         }
-        canvas.glow({x + face * size * 1.25, foot - size * 0.3}, size * 1.6, {1, 0.93, 0.65, 0.8});
-        canvas.glow({x - face * size * 1.2, foot - size * 0.3}, size * 0.8, {1, 0.1, 0.1, 0.8});
+        canvas.glow({x + face * size * 1.25, foot - size * 0.3}, size * 1.5, {1, 0.93, 0.65, 0.5});
+        canvas.glow({x - face * size * 1.2, foot - size * 0.3}, size * 0.7, {1, 0.1, 0.1, 0.6});
     }
 }
 

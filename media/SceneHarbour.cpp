@@ -73,9 +73,11 @@ void drawLighthouse(Canvas& canvas, double t) {
     const double turn = kTau * t / 4;
     const double reach = 0.9 * std::cos(turn);
     const double spread = 0.03 + 0.05 * std::abs(std::cos(turn));
-    const Point beam[] = {
-        {x, top - 0.012}, {x + reach, top - 0.012 - spread}, {x + reach, top - 0.012 + spread}};
-    canvas.polygon(beam, {1, 0.96, 0.7, 0.28});
+    for (int part = 1; part <= 8; ++part) {
+        const double far = reach * part / 8, wide = spread * part / 8;
+        const Point beam[] = {{x, top - 0.012}, {x + far, top - 0.012 - wide}, {x + far, top - 0.012 + wide}};
+        canvas.polygon(beam, {1, 0.96, 0.7, 0.055});
+    }
     for (int i = 0; i < 6; ++i) {
         const double a = top + (foot - top) * i / 6, b = top + (foot - top) * (i + 1) / 6;
         const double wa = 0.024 + 0.016 * i / 6, wb = 0.024 + 0.016 * (i + 1) / 6;

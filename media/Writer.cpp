@@ -66,7 +66,7 @@ const std::array<SinkKind, 7>& kinds() {
 }
 
 // Pictures and pieces of sound that may wait for the encoder. Small: the wait is what bounds the memory.
-constexpr size_t kQueueDepth = 6;
+constexpr size_t kQueueDepth = 4;
 
 // Until asked again whether the work was cancelled.
 constexpr auto kPatience = std::chrono::milliseconds(100);
@@ -86,7 +86,7 @@ const SinkKind& sinkKindOf(const std::string& spec) {
     for (const SinkKind& kind : kinds())
         if (kind.matches(spec)) return kind;
     std::string all;
-    for (const SinkKind& kind : kinds()) all += std::string(all.empty() ? "" : ", ") + kind.shown.pattern;
+    for (const SinkKind& kind : kinds()) all.append(all.empty() ? "" : ", ").append(kind.shown.pattern);
     throw MediaError(MediaErrorCode::badRequest, spec, "is no output this program knows; use one of " + all);
 }
 
@@ -242,7 +242,7 @@ PixelLayout Writer::preferredLayout() const noexcept {
     return impl_->kind.layout;
 }
 ColourMatrix Writer::matrix() const noexcept {
-    return colourMatrixFor(impl_->settings.width, impl_->settings.height);
+    return impl_->settings.matrix.value_or(colourMatrixFor(impl_->settings.width, impl_->settings.height));
 }
 int64_t Writer::pictures() const noexcept {
     return impl_->pictures;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,11 +26,13 @@ struct WriterSettings {
     int crf = -1;  ///< quality, lower is better; -1: 20 for H.264 (0..51), 31 for VP9 (0..63)
     std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
     FieldOrder fields =
-        FieldOrder::progressive;  ///< interlaced coding and tags (H.264); others need progressive
-    bool keepAlpha = false;       ///< PNG sequences: RGBA with alpha as it comes; else RGB, alpha dropped:
-                                  ///< the colour bytes as they are
-    bool force = false;           ///< replace an existing output
-    int threads = 0;              ///< encoder threads, 0: by the machine
+        FieldOrder::progressive;         ///< interlaced coding and tags (H.264); others need progressive
+    std::optional<ColourMatrix> matrix;  ///< of the movie's pictures and tags; none: `colourMatrixFor` its
+                                         ///< size. The clips' own saves them a conversion
+    bool keepAlpha = false;  ///< PNG sequences: RGBA with alpha as it comes; else RGB, alpha dropped:
+                             ///< the colour bytes as they are
+    bool force = false;      ///< replace an existing output
+    int threads = 0;         ///< encoder threads, 0: by the machine
     CancelFlag cancel = nullptr;
 };
 
@@ -54,7 +57,7 @@ class Writer {
     const WriterSettings& settings() const noexcept;
     /// The layout this output takes without a conversion: what readers should be asked for.
     PixelLayout preferredLayout() const noexcept;
-    /// The matrix of yuv420 pictures it takes without a conversion; `colourMatrixFor` its size.
+    /// The matrix of yuv420 pictures it takes without a conversion: as set, else `colourMatrixFor` its size.
     ColourMatrix matrix() const noexcept;
 
     /// The next picture, of the settings' size, in either layout. Shares the picture until it is encoded: its
