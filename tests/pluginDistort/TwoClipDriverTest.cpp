@@ -122,9 +122,6 @@ TEST_P(TwoClipDriverTest, VolumeOf255CountsAs256ForTheFirstClipOnly) {
     end(*host);
 }
 
-// What failures leave behind
-// ----------------------------------------------------------------------------------
-
 TEST_P(TwoClipDriverTest, FirstFrameRefusedLeavesNothing) {
     for (int code = 1; code <= 255; ++code) {
         auto host = started();
@@ -276,9 +273,6 @@ TEST_P(TwoClipDriverTest, LockedStatesArePutBackAsTheyWere) {
     end(*host);
 }
 
-// Texts
-// ---------------------------------------------------------------------------------------------------------
-
 TEST_P(TwoClipDriverTest, TextsComeInTheDriversOrder) {
     auto host = started();
     host->render(which(), 3);
@@ -313,9 +307,6 @@ TEST_P(TwoClipDriverTest, TracesSayFractionAndLevels) {
     EXPECT_EQ(trace.says("DistortUsingProj 48 32 fac="), tumble());
     end(*host);
 }
-
-// Pictures
-// ------------------------------------------------------------------------------------------------------
 
 /// The frame the driver should make, put together from the geometry itself.
 std::vector<std::uint8_t> composed(const EffectRecord& effect, FakeHost& host, int frame, int width,
@@ -415,9 +406,6 @@ TEST_P(TwoClipDriverTest, NoCallbackIsCalledThatATransitionMayNotCall) {
                                              testing::StartsWith("ReleaseFrame"))));
     end(*host);
 }
-
-// Called directly
-// -------------------------------------------------------------------------------------------------
 
 TEST(TwoClipDriverDirectTest, LevelsSaturateAtSixteenBits) {
     FakeHost host(32, 32, 4);

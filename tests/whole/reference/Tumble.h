@@ -66,11 +66,11 @@ inline void DistortUsingProj(unsigned char* src, unsigned char* dest, int dwidth
     PlanarProj pp;
     pp.solvefor(pointsx, pointsy, pointsdx, pointsdy);
     if (proxyOnly) {
-        ProjWith(wrapsall, wrapdall, pp);
+        reference::ProjWith(wrapsall, wrapdall, pp);
         return;
     }
-    ProjWith(sce, wrapdeven, pp);
-    ProjWith(sco, wrapdodd, pp);
+    reference::ProjWith(sce, wrapdeven, pp);
+    reference::ProjWith(sco, wrapdodd, pp);
 }
 
 /// The eight numbers of a plate: x and y of its corners, top left, top right, bottom right, bottom left.
@@ -163,7 +163,7 @@ inline void TumbleAway(unsigned char* src, unsigned char* dest, int dwidth, int 
     const auto draw = [&](PixRect<ARGBVal>& picture, PixRectWrap<ARGBVal>& frame) {
         if (maxx < 0 || minx >= dwidth || maxy < 0 || miny >= frame.height()) return;
         PixRectRWRef<ARGBVal> clip(frame, minx, miny, maxx, maxy);
-        ProjWith(picture, clip, pp);
+        reference::ProjWith(picture, clip, pp);
     };
     if (proxyOnly) {
         draw(wrapsall, wrapdall);
