@@ -78,6 +78,7 @@ Canvas::Canvas(int width, int height, Colour paper) : picture_(PictureRef::makeA
     if (platform::NewGWorldOver(&world_, picture_.data(), static_cast<std::int32_t>(picture_.stride()),
                                 &bounds) != noErr)
         throw HostError("the sheet is wider than 4095 pixels; use fewer --columns");
+    unclip();
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             std::uint8_t* p = picture_.data() + y * picture_.stride() + x * 4;
@@ -88,12 +89,19 @@ Canvas::Canvas(int width, int height, Colour paper) : picture_(PictureRef::makeA
         }
 }
 
+void Canvas::clip(int x, int y, int w, int h) {
+    left_ = std::max(0, x);
+    top_ = std::max(0, y);
+    right_ = std::min(width(), x + w);
+    bottom_ = std::min(height(), y + h);
+}
+
 Canvas::~Canvas() {
     DisposeGWorld(world_);
 }
 
 void Canvas::mix(int x, int y, Colour colour, double opacity) {
-    if (x < 0 || y < 0 || x >= width() || y >= height() || opacity <= 0) return;
+    if (x < left_ || y < top_ || x >= right_ || y >= bottom_ || opacity <= 0) return;
     std::uint8_t* p = picture_.data() + y * picture_.stride() + x * 4;
     const Colour mixed = blend({p[1], p[2], p[3]}, colour, opacity);
     p[1] = mixed.r;

@@ -55,6 +55,10 @@ class Canvas {
     int height() const noexcept { return picture_.height(); }
     const PictureRef& picture() const noexcept { return picture_; }
 
+    /// Keeps later shapes inside a rectangle; text and pictures ignore it.
+    void clip(int x, int y, int w, int h);
+    /// Lets shapes go everywhere again.
+    void unclip() { clip(0, 0, width(), height()); }
     /// Fills a rectangle; opacity 0 to 1.
     void fill(int x, int y, int w, int h, Colour colour, double opacity = 1);
     /// A one-pixel frame just inside a rectangle.
@@ -80,6 +84,10 @@ class Canvas {
     void mix(int x, int y, Colour colour, double opacity);
 
     PictureRef picture_;
+    int left_ = 0;
+    int top_ = 0;
+    int right_ = 0;
+    int bottom_ = 0;
     GWorldPtr world_ = nullptr;
 };
 

@@ -21,6 +21,7 @@ constexpr int kMargin = 32;
 constexpr int kHeader = 84;
 constexpr int kLegend = 96;
 constexpr int kLongest = 1280;
+constexpr double kReach = 0.94;  ///< longest arrow, in spacings
 constexpr double kSpacing = 34;  ///< pixels between arrows
 
 // From calm to strong; readable on dark and on light pictures.
@@ -56,28 +57,22 @@ double lengthOf(const FieldVector& v) {
     return std::hypot(v.dx, v.dy);
 }
 
-// The mean of the cells around each arrow's foot, so that coarse arrows stand for all of the field.
-std::vector<FieldVector> gridOf(const std::vector<FieldVector>& field, PixelSize size, double scale) {
+// One arrow per place, each showing the very cell under its middle.
+std::vector<FieldVector> gridOf(const std::vector<FieldVector>& field, int cells, PixelSize size,
+                                double scale) {
     const int columns = std::max(4, static_cast<int>(size.width * scale / kSpacing));
     const int rows = std::max(3, static_cast<int>(size.height * scale / kSpacing));
-    std::vector<FieldVector> sums(static_cast<std::size_t>(columns * rows));
-    std::vector<int> counts(sums.size(), 0);
-    for (const FieldVector& v : field) {
-        const int c = std::clamp(static_cast<int>(v.x * columns / size.width), 0, columns - 1);
-        const int r = std::clamp(static_cast<int>(v.y * rows / size.height), 0, rows - 1);
-        const auto at = static_cast<std::size_t>(r * columns + c);
-        sums[at].dx += v.dx;
-        sums[at].dy += v.dy;
-        ++counts[at];
-    }
+    const int lines = static_cast<int>(field.size()) / cells;
     std::vector<FieldVector> grid;
-    for (std::size_t i = 0; i < sums.size(); ++i) {
-        if (counts[i] == 0) continue;
-        const auto column = static_cast<double>(i % static_cast<std::size_t>(columns));
-        const auto row = static_cast<double>(i / static_cast<std::size_t>(columns));
-        grid.push_back({(column + 0.5) * size.width / columns, (row + 0.5) * size.height / rows,
-                        sums[i].dx / counts[i], sums[i].dy / counts[i]});
-    }
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < columns; ++c) {
+            const int u = (2 * c + 1) * cells / (2 * columns);
+            const int v = (2 * r + 1) * lines / (2 * rows);
+            FieldVector vector = field[static_cast<std::size_t>(v * cells + u)];
+            vector.x = (c + 0.5) * size.width / columns;
+            vector.y = (r + 0.5) * size.height / rows;
+            grid.push_back(vector);
+        }
     return grid;
 }
 
@@ -91,8 +86,8 @@ Scale scaleOf(const std::vector<FieldVector>& grid, double pictureScale) {
     }
     // True to scale where the arrows fit between their neighbours; squeezed where the range is wide.
     const double trueReach = scale.longest * pictureScale;
-    scale.reach = std::min(trueReach, kSpacing * 1.5);
-    scale.root = scale.longest > 8 * least && trueReach > kSpacing * 1.5;
+    scale.reach = std::min(trueReach, kSpacing * kReach);
+    scale.root = scale.longest > 8 * least && trueReach > kSpacing * kReach;
     return scale;
 }
 
@@ -155,29 +150,39 @@ void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int 
 
 void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, const TransitionJob& job,
                 StillPair inputs, const Palette& palette, int legend) {
-    constexpr int kSteps = 8;
+    constexpr int kSteps = 10;
     std::vector<Plate> plates;
-    for (int i = 0; i <= kSteps; ++i)
-        plates.push_back(platePosition(module, job, inputs,
-                                       std::min<std::int64_t>(job.frames - 1, job.frames * i / kSteps)));
+    for (int i = 0; i <= kSteps; ++i) {
+        const auto plate =
+            platePosition(module, job, inputs, std::min(job.frames - 1, job.frames * i / kSteps));
+        if (!plate)
+            throw Refusal(ExitCode::BadUsage,
+                          "a loaded module does not tell where its plate is; leave --plugin out");
+        plates.push_back(*plate);
+    }
     const auto px = [&](const Plate& p, std::size_t c) { return at.x + p[c][0] * at.scale; };
     const auto py = [&](const Plate& p, std::size_t c) { return at.y + p[c][1] * at.scale; };
+    const auto swatch = [&](int i) { return heat(static_cast<double>(i) / kSteps); };
+    canvas.clip(at.x, at.y, at.width, at.height);
     for (int i = 0; i <= kSteps; ++i) {
         const Plate& p = plates[static_cast<std::size_t>(i)];
-        const Colour colour = heat(static_cast<double>(i) / kSteps);
+        const Colour colour = swatch(i);
         for (std::size_t c = 0; c < 4; ++c) {
             const std::size_t d = (c + 1) % 4;
             canvas.line(px(p, c), py(p, c), px(p, d), py(p, d), 4.5, {0, 0, 0}, 0.4);
             // The picture's own top edge is the thick one: it shows which way up the plate is.
             canvas.line(px(p, c), py(p, c), px(p, d), py(p, d), c == 0 ? 3.4 : 1.6, colour);
         }
-        const int x = kMargin + i * (canvas.width() - 2 * kMargin - 60) / kSteps;
-        canvas.fill(x, legend + 26, 26, 5, colour);
+    }
+    canvas.unclip();
+    for (int i = 0; i <= kSteps; ++i) {
+        const int x = kMargin + i * (canvas.width() - 2 * kMargin - 44) / kSteps;
+        canvas.fill(x, legend + 26, 26, 5, swatch(i));
         canvas.text(x, legend + 50, fmt::format("{} %", 100 * i / kSteps), 13, palette.ink);
     }
     canvas.text(
         kMargin, legend + 80,
-        fmt::format("the plate at nine moments, in a frame of {}; the thick edge is the picture's top",
+        fmt::format("the plate at eleven moments, in a frame of {}; the thick edge is the picture's top",
                     describe(job.size)),
         13, palette.faint);
 }
@@ -234,12 +239,12 @@ void makeField(const Options& o) {
     canvas.text(kMargin, 46, effect.name, 26, palette.ink);
     canvas.text(kMargin, 70, subtitle(job), 14, palette.accent, Face::Mono);
     canvas.image(under, at.x, at.y, at.width, at.height, palette);
-    canvas.fill(at.x, at.y, at.width, at.height, {8, 10, 14}, 0.55);
+    canvas.fill(at.x, at.y, at.width, at.height, {8, 10, 14}, 0.48);
     const int legend = kHeader + at.height;
     if (field.empty()) {
         drawPlates(canvas, at, module, job, inputs, palette, legend);
     } else {
-        const std::vector<FieldVector> grid = gridOf(field, job.size, scale);
+        const std::vector<FieldVector> grid = gridOf(field, cells, job.size, scale);
         const Scale lengths = scaleOf(grid, scale);
         drawArrows(canvas, at, grid, lengths);
         drawLegend(canvas, lengths, palette, legend);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "app/options.h"
@@ -27,8 +28,10 @@ using Plate = std::array<std::array<double, 2>, 4>;
 std::vector<FieldVector> effectField(const PluginModule& module, const TransitionJob& job, StillPair inputs,
                                      int& cells);
 
-/// The plate at frame k of a tumble; all zero when the plug-in draws none.
-Plate platePosition(const PluginModule& module, const TransitionJob& job, StillPair inputs, std::int64_t k);
+/// The plate at frame k of a tumble, from the built-in plug-in's trace; nothing when there is none, as from a
+/// module loaded from a file. One thread of the process at a time.
+std::optional<Plate> platePosition(const PluginModule& module, const TransitionJob& job, StillPair inputs,
+                                   std::int64_t k);
 
 /// Runs `field`. Throws Refusal, MediaError or HostError; an old output is then as it was.
 void makeField(const Options& options);

@@ -1,13 +1,15 @@
 // How a field is had: the plug-in's own state block after it was initialised (and, for the morph, after its
 // first frame), and for the tumble the corners that it logs. Nothing is computed a second time here.
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
+#include <new>
 #include <optional>
+#include <string>
 
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/RGBPixel.h"
+#include "ImageLib/source/SICommon.h"
 #include "app/field.h"
-#include "pluginDistort/v1/process_init.h"
 
 namespace tumblewash {
 namespace {
@@ -17,7 +19,6 @@ namespace {
 struct Watch {
     const PluginModule* module = nullptr;
     const _EffectData* state = nullptr;
-    std::optional<Plate> plate;
 };
 thread_local Watch watch;
 
@@ -27,33 +28,53 @@ int watchingEntry(short which, HYPluginParams* params) {
     return result;
 }
 
-void watchLog(const char* text) {
-    static constexpr char kCorners[] = "Tumble corners R ";
-    if (std::strncmp(text, kCorners, sizeof kCorners - 1) != 0) return;
-    int c[8] = {};
-    if (std::sscanf(text + sizeof kCorners - 1, "%d,%d %d,%d %d,%d %d,%d", &c[0], &c[1], &c[2], &c[3], &c[4],
-                    &c[5], &c[6], &c[7]) != 8)
-        return;
-    Plate plate;
-    for (std::size_t i = 0; i < 4; ++i) plate[i] = {double(c[2 * i]), double(c[2 * i + 1])};
-    watch.plate = plate;
-}
-
 class Watching {
   public:
-    explicit Watching(const PluginModule& module) : observer_(setLogObserver(watchLog)) {
-        watch = {&module, nullptr, {}};
-    }
-    ~Watching() {
-        setLogObserver(observer_);
-        watch = {};
-    }
+    explicit Watching(const PluginModule& module) { watch = {&module, nullptr}; }
+    ~Watching() { watch = {}; }
     Watching(const Watching&) = delete;
     Watching& operator=(const Watching&) = delete;
+};
+
+// The library's trace, caught in memory while this stands.
+class CaughtTrace {
+  public:
+    CaughtTrace() : file_(::open_memstream(&text_, &size_)) {
+        if (!file_) throw std::bad_alloc();
+        SICommon_H::traceto(file_);
+    }
+    ~CaughtTrace() {
+        SICommon_H::traceto(nullptr);
+        std::fclose(file_);
+        std::free(text_);
+    }
+    CaughtTrace(const CaughtTrace&) = delete;
+    CaughtTrace& operator=(const CaughtTrace&) = delete;
+
+    std::string text() {
+        std::fflush(file_);
+        return {text_, size_};
+    }
 
   private:
-    LogObserver observer_;
+    char* text_ = nullptr;
+    std::size_t size_ = 0;
+    std::FILE* file_;
 };
+
+std::optional<Plate> lastPlate(const std::string& trace) {
+    static constexpr char kCorners[] = "Tumble corners R ";
+    const std::size_t at = trace.rfind(kCorners);
+    if (at == std::string::npos) return {};
+    int c[8] = {};
+    if (std::sscanf(trace.c_str() + at + sizeof kCorners - 1, "%d,%d %d,%d %d,%d %d,%d", &c[0], &c[1], &c[2],
+                    &c[3], &c[4], &c[5], &c[6], &c[7]) != 8)
+        return {};
+    Plate plate;
+    for (std::size_t i = 0; i < 4; ++i)
+        plate[i] = {static_cast<double>(c[2 * i]), static_cast<double>(c[2 * i + 1])};
+    return plate;
+}
 
 }  // namespace
 
@@ -84,14 +105,15 @@ std::vector<FieldVector> effectField(const PluginModule& module, const Transitio
     return vectors;
 }
 
-Plate platePosition(const PluginModule& module, const TransitionJob& job, StillPair inputs, std::int64_t k) {
-    const Watching watching(module);
+std::optional<Plate> platePosition(const PluginModule& module, const TransitionJob& job, StillPair inputs,
+                                   std::int64_t k) {
     TransitionJob whole = job;
     // Whole frames: the corners are then logged in frame rows.
     whole.proxy = true;
-    StillRenderer renderer(PluginModule(watchingEntry), whole, inputs);
+    StillRenderer renderer(module, whole, inputs);
+    CaughtTrace trace;
     renderer.render(k);
-    return watch.plate.value_or(Plate{});
+    return lastPlate(trace.text());
 }
 
 }  // namespace tumblewash

@@ -281,7 +281,6 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
 }  // namespace
 
 void makeMovie(const Options& o) {
-    setMediaVerbose(o.verbose);
     const Clock::time_point start = Clock::now();
     MovieRequest request = prepareMovie(o);
     Report report = beginReport(o, request);
