@@ -1,0 +1,240 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <thread>
+
+#include "adapters/common/Rgba.h"
+#include "adapters/common/TransitionRenderer.h"
+#include "tests/adapters/Scene.h"
+
+extern "C" {
+#include <frei0r.h>
+}
+
+namespace tumblewash::test {
+namespace {
+
+using adapters::joinsTwoClips;
+using adapters::pictureArrives;
+
+// One loaded file, its entries typed from the header.
+struct Library {
+    explicit Library(const EffectRecord& effect) {
+        std::string stem = effect.id;
+        std::replace(stem.begin(), stem.end(), '-', '_');
+        handle = dlopen((std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so").c_str(),
+                        RTLD_NOW | RTLD_LOCAL);
+        if (handle == nullptr) throw std::runtime_error(dlerror());
+    }
+    ~Library() { dlclose(handle); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+    template <class F>
+    F* entry(const char* name) const {
+        return reinterpret_cast<F*>(dlsym(handle, name));
+    }
+    void* handle;
+};
+#define F0R(library, name) (library).entry<decltype(name)>(#name)
+
+class EveryFile : public testing::TestWithParam<int> {
+  protected:
+    const EffectRecord& effect = effectRecord(static_cast<short>(GetParam()));
+    const Library library{effect};
+
+    f0r_instance_t construct(unsigned w, unsigned h) const { return F0R(library, f0r_construct)(w, h); }
+    void destruct(f0r_instance_t instance) const { F0R(library, f0r_destruct)(instance); }
+    void set(f0r_instance_t instance, int index, double value) const {
+        F0R(library, f0r_set_param_value)(instance, &value, index);
+    }
+    std::vector<std::uint8_t> update(f0r_instance_t instance, const std::vector<std::uint8_t>& a,
+                                     const std::vector<std::uint8_t>& b) const {
+        std::vector<std::uint8_t> out(a.size(), 0xA5);
+        const auto* in1 = reinterpret_cast<const std::uint32_t*>(a.data());
+        const auto* in2 = reinterpret_cast<const std::uint32_t*>(b.data());
+        auto* result = reinterpret_cast<std::uint32_t*>(out.data());
+        if (joinsTwoClips(effect))
+            F0R(library, f0r_update2)(instance, 0.0, in1, in2, nullptr, result);
+        else
+            F0R(library, f0r_update)(instance, 0.0, in1, result);
+        return out;
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Catalogue, EveryFile, testing::Range(1, 14));
+
+TEST_P(EveryFile, InfoComesFromTheCatalogue) {
+    ASSERT_EQ(F0R(library, f0r_init)(), 1);
+    f0r_plugin_info_t info{};
+    F0R(library, f0r_get_plugin_info)(&info);
+    EXPECT_EQ(info.name, std::string("tumblewash ") + effect.name);
+    EXPECT_STREQ(info.explanation, effect.sentence);
+    EXPECT_EQ(info.plugin_type, joinsTwoClips(effect) ? F0R_PLUGIN_TYPE_MIXER2 : F0R_PLUGIN_TYPE_FILTER);
+    EXPECT_EQ(info.color_model, F0R_COLOR_MODEL_RGBA8888);
+    EXPECT_EQ(info.num_params, adapters::hasKnobs(effect) ? 3 : 1);
+    f0r_param_info_t parameter{};
+    F0R(library, f0r_get_param_info)(&parameter, 0);
+    EXPECT_STREQ(parameter.name, "position");
+    EXPECT_EQ(parameter.type, F0R_PARAM_DOUBLE);
+    F0R(library, f0r_deinit)();
+}
+
+TEST_P(EveryFile, OnlyTheStandardsEntriesLeaveTheFile) {
+    EXPECT_NE(dlsym(library.handle, "f0r_update"), nullptr);
+    EXPECT_NE(dlsym(library.handle, "f0r_update2"), nullptr);
+    EXPECT_EQ(dlsym(library.handle, "_ZN10tumblewash15effectCatalogueEv"), nullptr);
+}
+
+// Hosts construct every plug-in once to read its defaults.
+TEST_P(EveryFile, DefaultsCanBeReadRightAfterConstruction) {
+    const f0r_instance_t instance = construct(720, 576);
+    double position = -1;
+    F0R(library, f0r_get_param_value)(instance, &position, 0);
+    EXPECT_EQ(position, 0);
+    if (adapters::hasKnobs(effect)) {
+        char* direction = nullptr;
+        F0R(library, f0r_get_param_value)(instance, &direction, 1);
+        EXPECT_STREQ(direction, "right");
+    }
+    destruct(instance);
+}
+
+TEST_P(EveryFile, EndsAreOnePictureBitForBit) {
+    const auto a = scene(0, 50, 30, SceneAlpha::soft);
+    const auto b = scene(1, 50, 30, SceneAlpha::soft);
+    const std::vector<std::uint8_t> nothing(a.size(), 0);
+    const f0r_instance_t instance = construct(50, 30);
+    const bool two = joinsTwoClips(effect);
+    EXPECT_EQ(update(instance, a, b), two || !pictureArrives(effect) ? a : nothing);
+    set(instance, 0, 1.0);
+    EXPECT_EQ(update(instance, a, b), two ? b : pictureArrives(effect) ? a : nothing);
+    set(instance, 0, 7.0);
+    EXPECT_EQ(update(instance, a, b), two                      ? b
+                                      : pictureArrives(effect) ? a
+                                                               : nothing)
+        << "values are limited to 0..1";
+    destruct(instance);
+}
+
+TEST_P(EveryFile, PixelsAreTheRenderersAndOrderDoesNotMatter) {
+    const int w = 52;
+    const int h = 40;
+    const auto a = scene(0, w, h);
+    const auto b = scene(1, w, h);
+    adapters::TransitionRenderer renderer(effect, w, h);
+    auto canvasOf = [&](const std::vector<std::uint8_t>& rgba) {
+        adapters::Canvas canvas(w, h);
+        for (int y = 0; y < h; ++y)
+            adapters::rowFromRgba(rgba.data() + static_cast<std::ptrdiff_t>(y) * w * 4, w,
+                                  adapters::AlphaKind::straight, canvas.row(y));
+        return canvas;
+    };
+    const f0r_instance_t instance = construct(w, h);
+    for (const double position : {0.875, 0.125, 0.5}) {
+        adapters::Canvas from = canvasOf(a);
+        adapters::Canvas to = canvasOf(b);
+        adapters::Canvas out;
+        renderer.render(position, {}, from, joinsTwoClips(effect) ? &to : nullptr, out);
+        set(instance, 0, position);
+        const auto got = update(instance, a, b);
+        std::vector<std::uint8_t> row(static_cast<std::size_t>(w) * 4);
+        for (int y = 0; y < h; ++y) {
+            adapters::rowToRgba(out.row(y), w, adapters::AlphaKind::straight, row.data());
+            ASSERT_EQ(
+                std::memcmp(row.data(), got.data() + static_cast<std::ptrdiff_t>(y) * w * 4, row.size()), 0)
+                << effect.id << " at " << position << ", row " << y;
+        }
+    }
+    destruct(instance);
+}
+
+TEST_P(EveryFile, KnobsChooseTheField) {
+    if (!adapters::hasKnobs(effect)) return;
+    const auto a = scene(0, 64, 48);
+    const auto b = scene(1, 64, 48);
+    const f0r_instance_t instance = construct(64, 48);
+    set(instance, 0, 0.3);
+    const auto plain = update(instance, a, b);
+    set(instance, 2, 0.001);
+    const auto seeded = update(instance, a, b);
+    EXPECT_NE(plain, seeded);
+    set(instance, 2, 0.0);
+    char up[] = "up";
+    char* text = up;
+    F0R(library, f0r_set_param_value)(instance, &text, 1);
+    EXPECT_NE(update(instance, a, b), plain);
+    char unknown[] = "sideways";
+    text = unknown;
+    F0R(library, f0r_set_param_value)(instance, &text, 1);
+    EXPECT_EQ(update(instance, a, b), plain) << "an unknown direction is the default";
+    destruct(instance);
+}
+
+TEST_P(EveryFile, EverySizeFromOnePixelOn) {
+    for (const auto& [w, h] : {std::pair{1, 1}, {7, 3}, {15, 200}, {16, 16}, {17, 31}, {5000, 2}}) {
+        const auto a = scene(0, w, h);
+        const auto b = scene(1, w, h);
+        const f0r_instance_t instance = construct(static_cast<unsigned>(w), static_cast<unsigned>(h));
+        ASSERT_NE(instance, nullptr);
+        set(instance, 0, 0.5);
+        const auto out = update(instance, a, b);
+        EXPECT_NE(out, std::vector<std::uint8_t>(a.size(), 0xA5));
+        destruct(instance);
+    }
+    EXPECT_EQ(construct(0, 5), nullptr);
+}
+
+TEST_P(EveryFile, NullsAreForgiven) {
+    const f0r_instance_t instance = construct(32, 32);
+    std::vector<std::uint8_t> out(32 * 32 * 4, 0xA5);
+    set(instance, 0, 0.5);
+    F0R(library, f0r_update2)
+    (instance, 0, nullptr, nullptr, nullptr, reinterpret_cast<std::uint32_t*>(out.data()));
+    EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), 0));
+    F0R(library, f0r_update)(instance, 0, nullptr, nullptr);
+    F0R(library, f0r_update)(nullptr, 0, nullptr, nullptr);
+    F0R(library, f0r_set_param_value)(instance, nullptr, 0);
+    F0R(library, f0r_get_param_value)(instance, nullptr, 99);
+    F0R(library, f0r_get_param_info)(nullptr, 0);
+    F0R(library, f0r_get_plugin_info)(nullptr);
+    destruct(instance);
+    destruct(nullptr);
+}
+
+// Different files hold different locks: fields must be the same all the same.
+TEST(Frei0rThreadsTest, FilesSideBySideGiveTheirOwnPixels) {
+    struct Wash {
+        explicit Wash(const char* id) : library(*findEffectRecord(id)) {}
+        Library library;
+        std::vector<std::uint8_t> frame() const {
+            const auto a = scene(0, 64, 48);
+            const auto b = scene(1, 64, 48);
+            const f0r_instance_t instance = F0R(library, f0r_construct)(64, 48);
+            double position = 0.4;
+            F0R(library, f0r_set_param_value)(instance, &position, 0);
+            std::vector<std::uint8_t> out(a.size());
+            F0R(library, f0r_update2)
+            (instance, 0, reinterpret_cast<const std::uint32_t*>(a.data()),
+             reinterpret_cast<const std::uint32_t*>(b.data()), nullptr,
+             reinterpret_cast<std::uint32_t*>(out.data()));
+            F0R(library, f0r_destruct)(instance);
+            return out;
+        }
+    };
+    const Wash away("wash-away");
+    const Wash reveal("wash-reveal");
+    const auto expectedAway = away.frame();
+    const auto expectedReveal = reveal.frame();
+    int wrong = 0;
+    std::thread other([&] {
+        for (int i = 0; i < 40; ++i) wrong += away.frame() != expectedAway;
+    });
+    int wrongHere = 0;
+    for (int i = 0; i < 40; ++i) wrongHere += reveal.frame() != expectedReveal;
+    other.join();
+    EXPECT_EQ(wrong + wrongHere, 0);
+}
+
+}  // namespace
+}  // namespace tumblewash::test

@@ -1,0 +1,341 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "adapters/common/Rgba.h"
+#include "adapters/common/TransitionRenderer.h"
+#include "tests/adapters/OfxTestHost.h"
+#include "tests/adapters/Scene.h"
+
+namespace tumblewash::test {
+namespace {
+
+using adapters::AlphaKind;
+using adapters::Canvas;
+using adapters::joinsTwoClips;
+using adapters::pictureArrives;
+using namespace ofx;
+
+const std::string kBundle = TUMBLEWASH_OFX_BINARY;
+
+// Writes RGBA bytes into an image of any depth.
+void fill(TestImage& image, const std::vector<std::uint8_t>& rgba) {
+    const int w = image.width();
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < w; ++x) {
+            const std::uint8_t* in = rgba.data() + (static_cast<std::ptrdiff_t>(y) * w + x) * 4;
+            std::uint8_t* out = image.fromTop(x, y);
+            for (int c = 0; c < 4; ++c) {
+                const auto wide = static_cast<std::uint16_t>(in[c] * 257);
+                const float real = static_cast<float>(in[c]) / 255.0F;
+                if (image.depth == kDepthByte) out[c] = in[c];
+                if (image.depth == kDepthShort) std::memcpy(out + 2 * c, &wide, 2);
+                if (image.depth == kDepthFloat) std::memcpy(out + 4 * c, &real, 4);
+            }
+        }
+    }
+}
+
+// Reads pixel (x, y from the top) back as bytes.
+std::array<int, 4> bytesAt(const TestImage& image, int x, int y) {
+    std::array<int, 4> values{};
+    const std::uint8_t* p = image.fromTop(x, y);
+    for (std::size_t c = 0; c < 4; ++c) {
+        if (image.depth == kDepthByte) values[c] = p[c];
+        if (image.depth == kDepthShort) {
+            std::uint16_t v;
+            std::memcpy(&v, p + 2 * c, 2);
+            values[c] = v / 257;
+        }
+        if (image.depth == kDepthFloat) {
+            float v;
+            std::memcpy(&v, p + 4 * c, 4);
+            values[c] = static_cast<int>(std::lround(v * 255));
+        }
+    }
+    return values;
+}
+
+// The renderer's own answer for two opaque scenes, as bytes red, green, blue, alpha.
+std::vector<std::uint8_t> expectedBytes(const EffectRecord& effect, double position, int w, int h) {
+    const auto canvasOf = [&](int which) {
+        const auto rgba = scene(which, w, h);
+        Canvas canvas(w, h);
+        for (int y = 0; y < h; ++y)
+            adapters::rowFromRgba(rgba.data() + static_cast<std::ptrdiff_t>(y) * w * 4, w,
+                                  AlphaKind::straight, canvas.row(y));
+        return canvas;
+    };
+    Canvas from = canvasOf(pictureArrives(effect) ? 1 : 0);
+    Canvas to = canvasOf(1);
+    Canvas out;
+    adapters::TransitionRenderer renderer(effect, w, h);
+    renderer.render(position, {}, from, joinsTwoClips(effect) ? &to : nullptr, out);
+    std::vector<std::uint8_t> rgba(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+    for (int y = 0; y < h; ++y)
+        adapters::rowToRgba(out.row(y), w, AlphaKind::straight,
+                            rgba.data() + static_cast<std::ptrdiff_t>(y) * w * 4);
+    return rgba;
+}
+
+class EveryPlugin : public testing::TestWithParam<int> {
+  protected:
+    const int index = GetParam();
+    const EffectRecord& effect = effectRecord(static_cast<short>(index));
+};
+INSTANTIATE_TEST_SUITE_P(Bundle, EveryPlugin, testing::Range(0, 14));
+
+TEST(OfxBundleTest, HoldsTheWholeCatalogue) {
+    const OfxTestHost host(kBundle);
+    ASSERT_EQ(host.pluginCount(), 14);
+    for (const EffectRecord& effect : effectCatalogue()) {
+        const OfxPlugin* plugin = host.plugin(effect.index);
+        ASSERT_NE(plugin, nullptr);
+        EXPECT_STREQ(plugin->pluginApi, "OfxImageEffectPluginAPI");
+        EXPECT_EQ(plugin->apiVersion, 1);
+        EXPECT_EQ(plugin->pluginIdentifier, std::string("net.tumblewash.") + effect.id);
+    }
+    EXPECT_EQ(host.plugin(-1), nullptr);
+    EXPECT_EQ(host.plugin(14), nullptr);
+}
+
+// A host says nothing about a bundle that does not load, so unusual libraries are not needed by it.
+TEST(OfxBundleTest, NeedsOnlyTheSystemsOwnLibraries) {
+    const std::string command = "objdump -p '" + kBundle + "' | grep NEEDED";
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    ASSERT_NE(pipe, nullptr);
+    std::array<char, 256> line{};
+    int needed = 0;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), pipe.get()) != nullptr) {
+        const std::string text = line.data();
+        ++needed;
+        if (TUMBLEWASH_OFX_STATIC) {
+            EXPECT_TRUE(
+                text.find("libc.so") != std::string::npos || text.find("libm.so") != std::string::npos ||
+                text.find("libpthread") != std::string::npos || text.find("ld-linux") != std::string::npos)
+                << text;
+        }
+    }
+    EXPECT_GT(needed, 0);
+}
+
+TEST_P(EveryPlugin, DescribesItselfFromTheCatalogue) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    EXPECT_EQ(host.effect.string(kPropLabel), effect.name);
+    EXPECT_EQ(host.effect.string(kPropGrouping), "tumblewash");
+    EXPECT_EQ(host.effect.strings(kPropSupportedContexts),
+              (std::vector<std::string>{kContextTransition, kContextGeneral}));
+    EXPECT_EQ(host.effect.strings(kPropSupportedPixelDepths),
+              (std::vector<std::string>{kDepthByte, kDepthShort, kDepthFloat}));
+    EXPECT_EQ(host.effect.integer(kPropSupportsTiles), 0);
+    EXPECT_EQ(host.effect.string(kPropRenderThreadSafety), kRenderFullySafe);
+    for (const char* clip : {"SourceFrom", "SourceTo", "Output"}) {
+        ASSERT_TRUE(host.clips.contains(clip));
+        EXPECT_EQ(host.clips[clip].strings(kPropSupportedComponents),
+                  std::vector<std::string>{kComponentRGBA});
+    }
+    ASSERT_TRUE(host.parameters.contains("Transition"));
+    EXPECT_EQ(host.parameters["Transition"].type, kParamTypeDouble);
+    EXPECT_TRUE(host.parameters["Transition"].properties.values.empty())
+        << "the host alone labels and ranges it";
+    EXPECT_EQ(host.parameters.contains("direction"), adapters::hasKnobs(effect));
+    EXPECT_EQ(host.parameters.contains("seed"), adapters::hasKnobs(effect));
+    host.takeDown(index);
+}
+
+TEST_P(EveryPlugin, TheGeneralContextHasAMixOfItsOwn) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextGeneral);
+    EXPECT_FALSE(host.parameters.contains("Transition"));
+    ASSERT_TRUE(host.parameters.contains("mix"));
+    EXPECT_EQ(host.parameters["mix"].properties.number(kParamMax), 1.0);
+    host.takeDown(index);
+}
+
+TEST_P(EveryPlugin, EndsAreOnePictureBitForBit) {
+    for (const char* depth : {kDepthByte, kDepthShort, kDepthFloat}) {
+        OfxTestHost host(kBundle);
+        host.bringUp(index, kContextTransition);
+        TestImage from = TestImage::make(40, 24, depth);
+        TestImage to = TestImage::make(40, 24, depth, true, 12);
+        fill(from, scene(0, 40, 24, SceneAlpha::soft));
+        fill(to, scene(1, 40, 24, SceneAlpha::soft));
+        for (const double position : {0.0, 1.0}) {
+            TestImage out = TestImage::make(40, 24, depth);
+            ASSERT_EQ(host.render(index, position, &from, &to, out), kOK);
+            std::string clip;
+            const OfxStatus identity = host.identity(index, position, clip);
+            const bool first = position < 0.5;
+            const bool nothing = !joinsTwoClips(effect) && first == pictureArrives(effect);
+            EXPECT_EQ(identity, nothing ? kReplyDefault : kOK);
+            if (!nothing) {
+                EXPECT_EQ(clip, first ? "SourceFrom" : "SourceTo");
+            }
+            const TestImage& shown = first ? from : to;
+            for (int y = 0; y < 24; ++y) {
+                for (int x = 0; x < 40; ++x) {
+                    if (nothing) {
+                        ASSERT_EQ(bytesAt(out, x, y), (std::array<int, 4>{}));
+                    } else {
+                        ASSERT_EQ(std::memcmp(out.fromTop(x, y), shown.fromTop(x, y),
+                                              static_cast<std::size_t>(out.pixelBytes())),
+                                  0)
+                            << effect.id << ' ' << depth << ' ' << x << ',' << y;
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(host.imagesOut, 0);
+        host.takeDown(index);
+    }
+}
+
+TEST_P(EveryPlugin, PixelsAreTheRenderersInEveryDepthAndLayout) {
+    const int w = 48;
+    const int h = 32;
+    const auto expected = expectedBytes(effect, 0.375, w, h);
+    for (const char* depth : {kDepthByte, kDepthShort, kDepthFloat}) {
+        for (const bool topDown : {false, true}) {
+            OfxTestHost host(kBundle);
+            host.bringUp(index, kContextTransition);
+            TestImage from = TestImage::make(w, h, depth, topDown, 16);
+            TestImage to = TestImage::make(w, h, depth, !topDown);
+            TestImage out = TestImage::make(w, h, depth, topDown, 8);
+            fill(from, scene(0, w, h));
+            fill(to, scene(1, w, h));
+            ASSERT_EQ(host.render(index, 0.375, &from, &to, out), kOK);
+            for (int y = 0; y < h; ++y) {
+                for (int x = 0; x < w; ++x) {
+                    const std::uint8_t* p = expected.data() + (y * w + x) * 4;
+                    ASSERT_EQ(bytesAt(out, x, y), (std::array<int, 4>{p[0], p[1], p[2], p[3]}))
+                        << effect.id << ' ' << depth << ' ' << x << ',' << y;
+                }
+            }
+            // The gap after each row is the host's.
+            const auto rowBytes = static_cast<std::size_t>(std::abs(out.rowBytes));
+            for (std::size_t row = 0; row < static_cast<std::size_t>(h); ++row)
+                for (std::size_t i = rowBytes - 8; i < rowBytes; ++i)
+                    ASSERT_EQ(out.memory[row * rowBytes + i], 0xA5);
+            EXPECT_EQ(host.imagesOut, 0);
+            host.takeDown(index);
+        }
+    }
+}
+
+TEST_P(EveryPlugin, OnlyTheRenderWindowIsWritten) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    TestImage from = TestImage::make(48, 32);
+    TestImage to = TestImage::make(48, 32);
+    TestImage whole = TestImage::make(48, 32);
+    TestImage part = TestImage::make(48, 32);
+    fill(from, scene(0, 48, 32));
+    fill(to, scene(1, 48, 32));
+    const OfxRectI window{5, 7, 30, 20};
+    for (const double position : {0.0, 0.5, 1.0}) {
+        std::fill(part.memory.begin(), part.memory.end(), std::uint8_t{0xA5});
+        ASSERT_EQ(host.render(index, position, &from, &to, whole), kOK);
+        ASSERT_EQ(host.render(index, position, &from, &to, part, &window), kOK);
+        for (int y = 0; y < 32; ++y) {
+            for (int x = 0; x < 48; ++x) {
+                const int up = 31 - y;
+                const bool inside = x >= 5 && x < 30 && up >= 7 && up < 20;
+                const auto expected =
+                    inside ? bytesAt(whole, x, y) : std::array<int, 4>{0xA5, 0xA5, 0xA5, 0xA5};
+                ASSERT_EQ(bytesAt(part, x, y), expected) << x << ',' << y;
+            }
+        }
+    }
+    host.takeDown(index);
+}
+
+TEST_P(EveryPlugin, MissingPicturesAreTransparentAndNeverFatal) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    TestImage out = TestImage::make(32, 32);
+    for (const double position : {0.0, 0.5, 1.0}) {
+        EXPECT_EQ(host.render(index, position, nullptr, nullptr, out), kOK);
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 32; ++x)
+                ASSERT_EQ(bytesAt(out, x, y)[3], 0) << effect.id << " at " << position;
+    }
+    TestImage empty = TestImage::make(0, 0);
+    EXPECT_EQ(host.render(index, 0.5, nullptr, nullptr, empty), kFailed);
+    EXPECT_EQ(host.imagesOut, 0);
+    host.takeDown(index);
+}
+
+TEST_P(EveryPlugin, MissingSuitesAreNamedByStatus) {
+    for (int missing = 0; missing < 3; ++missing) {
+        SuiteChoice choice;
+        choice.property = missing != 0;
+        choice.effect = missing != 1;
+        choice.parameter = missing != 2;
+        OfxTestHost host(kBundle, choice);
+        EXPECT_THROW(host.bringUp(index, kContextTransition), std::runtime_error);
+        EXPECT_EQ(host.act(index, kActionLoad), kErrMissingHostFeature);
+        EXPECT_EQ(host.act(index, kActionDescribe), kErrMissingHostFeature);
+        EXPECT_EQ(host.act(index, kActionRender), kErrMissingHostFeature);
+    }
+}
+
+TEST_P(EveryPlugin, CallsOutOfOrderEndWithAStatus) {
+    OfxTestHost host(kBundle);
+    OfxPlugin* plugin = host.plugin(index);
+    EXPECT_EQ(plugin->mainEntry("OfxActionNobodyKnows", nullptr, nullptr, nullptr), kReplyDefault);
+    EXPECT_EQ(plugin->mainEntry(nullptr, nullptr, nullptr, nullptr), kErrUnsupported);
+    host.bringUp(index, kContextTransition);
+    EXPECT_EQ(plugin->mainEntry(kActionRender, nullptr, nullptr, nullptr), kErrBadHandle);
+    EXPECT_EQ(plugin->mainEntry(kActionDescribe, nullptr, nullptr, nullptr), kErrBadHandle);
+    host.act(index, kActionDestroyInstance);
+    TestImage out = TestImage::make(32, 32);
+    EXPECT_EQ(host.render(index, 0.5, nullptr, nullptr, out), kErrBadHandle) << "no instance any more";
+    EXPECT_EQ(host.act(index, kActionDestroyInstance), kOK) << "a second destroy finds nothing";
+    EXPECT_EQ(host.act(index, kActionUnload), kOK);
+}
+
+TEST_P(EveryPlugin, SmallPicturesAreDissolvedAndSaidOnce) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    TestImage from = TestImage::make(5, 3);
+    TestImage to = TestImage::make(5, 3);
+    TestImage out = TestImage::make(5, 3);
+    fill(from, scene(0, 5, 3));
+    fill(to, scene(1, 5, 3));
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(host.render(index, 0.5, &from, &to, out), kOK);
+    EXPECT_EQ(host.messages.size(), 1U);
+    host.takeDown(index);
+}
+
+TEST_P(EveryPlugin, PremultipliedPicturesStayPremultiplied) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    TestImage from = TestImage::make(64, 48);
+    TestImage to = TestImage::make(64, 48);
+    TestImage out = TestImage::make(64, 48);
+    for (TestImage* image : {&from, &to, &out}) image->alpha = kImagePreMultiplied;
+    auto premultiply = [](std::vector<std::uint8_t> rgba) {
+        for (std::size_t i = 0; i < rgba.size(); i += 4)
+            for (std::size_t c = 0; c < 3; ++c)
+                rgba[i + c] = adapters::premultiplied(rgba[i + c], rgba[i + 3]);
+        return rgba;
+    };
+    fill(from, premultiply(scene(0, 64, 48, SceneAlpha::soft)));
+    fill(to, premultiply(scene(1, 64, 48, SceneAlpha::soft)));
+    ASSERT_EQ(host.render(index, 0.4, &from, &to, out), kOK);
+    for (int y = 0; y < 48; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            const auto p = bytesAt(out, x, y);
+            for (std::size_t c = 0; c < 3; ++c) ASSERT_LE(p[c], p[3]);
+        }
+    }
+    host.takeDown(index);
+}
+
+}  // namespace
+}  // namespace tumblewash::test
