@@ -34,11 +34,16 @@ inline BilinearCell bilinearCell(double x, double y) {
 
 /// Weighs four neighbours, each of four bytes, into `out`.
 inline void bilinearMix(const unsigned char* const (&n)[4], const double (&weight)[4], unsigned char* out) {
+    // Alpha runs along in the sums, unused: four equal lanes are what compilers make vectors of.
+    int sum[4] = {0, 0, 0, 0};
+    for (int i = 0; i < 4; ++i) {
+        for (int c = 0; c < 4; ++c) {
+            sum[c] += static_cast<int>(weight[i] * n[i][c]);
+        }
+    }
     out[0] = static_cast<unsigned char>(255 + n[0][0] + n[1][0] + n[2][0] + n[3][0]);
     for (int c = 1; c < 4; ++c) {
-        const int sum = static_cast<int>(weight[0] * n[0][c]) + static_cast<int>(weight[1] * n[1][c]) +
-                        static_cast<int>(weight[2] * n[2][c]) + static_cast<int>(weight[3] * n[3][c]);
-        out[c] = static_cast<unsigned char>(sum);
+        out[c] = static_cast<unsigned char>(sum[c]);
     }
 }
 

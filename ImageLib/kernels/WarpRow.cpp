@@ -11,16 +11,16 @@ void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* g
     const float limitX = static_cast<float>(shape.width);
     const float strength = shape.strength;
     const float row = static_cast<float>(y);
+    const std::int32_t linePair = 2 * shape.stride;
     for (int x = 0; x < count; ++x) {
         const float sx = strength * (across * red[x]) + static_cast<float>(x);
         const float sy = strength * (down * green[x]) + row;
-        // Written so that a NaN fails: such a fetch point leaves the pixel alone.
-        if (!(sx >= 0.0F && sy >= 0.0F && sx < limitX && sy < down)) {
-            index[x] = leavePixel;
-            continue;
-        }
-        const auto ix = static_cast<std::int32_t>(sx);
-        index[x] = ix < shape.stride ? static_cast<std::int32_t>(sy) * 2 * shape.stride + ix : zeroPixel;
+        // A NaN fails every comparison. Selections in place of branches: compilers make vectors of them.
+        const bool inside = (sx >= 0.0F) & (sy >= 0.0F) & (sx < limitX) & (sy < down);
+        const auto ix = static_cast<std::int32_t>(inside ? sx : 0.0F);
+        const auto iy = static_cast<std::int32_t>(inside ? sy : 0.0F);
+        const std::int32_t fetched = ix < shape.stride ? iy * linePair + ix : zeroPixel;
+        index[x] = inside ? fetched : leavePixel;
     }
 }
 
@@ -30,18 +30,15 @@ void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, cons
     const auto pitch = static_cast<std::ptrdiff_t>(shape.stride) * 4;
     for (int x = 0; x < count; ++x) {
         const std::int32_t i = index[x];
-        if (i == leavePixel) {
-            continue;
-        }
-        std::uint32_t evenWord = 0;
-        std::uint32_t oddWord = 0;
-        if (i != zeroPixel) {
+        const auto to = static_cast<std::ptrdiff_t>(x) * 4;
+        if (i >= 0) {
             const unsigned char* at = frame + static_cast<std::ptrdiff_t>(i) * 4;
-            evenWord = wholePositionAlpha(loadPixel(at));
-            oddWord = i < firstWithoutOdd ? wholePositionAlpha(loadPixel(at + pitch)) : 0;
+            storePixel(even + to, wholePositionAlpha(loadPixel(at)));
+            storePixel(odd + to, i < firstWithoutOdd ? wholePositionAlpha(loadPixel(at + pitch)) : 0);
+        } else if (i == zeroPixel) {
+            storePixel(even + to, 0);
+            storePixel(odd + to, 0);
         }
-        storePixel(even + static_cast<std::ptrdiff_t>(x) * 4, evenWord);
-        storePixel(odd + static_cast<std::ptrdiff_t>(x) * 4, oddWord);
     }
 }
 

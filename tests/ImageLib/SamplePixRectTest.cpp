@@ -109,7 +109,7 @@ TEST(SamplePixRectTest, RowSumsEqualTheReadingPixelByPixel) {
         const int h = 1 + static_cast<int>(random() % 67);
         const double xs = 0.5 + static_cast<double>(random() % 600) / 64.0;
         const double ys = 2.0 + static_cast<double>(random() % 600) / 64.0;
-        PixRectRW<ARGBVal> image = randomImage(w, h, round);
+        PixRectRW<ARGBVal> image = randomImage(w, h, static_cast<unsigned>(round));
         if (round % 3 == 0) {
             image.shiftorigin(-5, 11);
         }

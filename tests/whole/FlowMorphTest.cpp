@@ -32,9 +32,9 @@ void hear(const char* line) {
 using Road = void (*)(Wrap&, Wrap&, Wrap&, Field*, float);
 
 void run(Road road, Frame& source, Frame& other, Frame& dest, int w, int h, Field& field, float t) {
-    Wrap from(reinterpret_cast<ARGBVal*>(source.data()), w, h, SIAllLines);
-    Wrap to(reinterpret_cast<ARGBVal*>(other.data()), w, h, SIAllLines);
-    Wrap out(reinterpret_cast<ARGBVal*>(dest.data()), w, h, SIAllLines);
+    Wrap from = wrapped(source, w, h);
+    Wrap to = wrapped(other, w, h);
+    Wrap out = wrapped(dest, w, h);
     road(from, to, out, &field, t);
 }
 
@@ -205,8 +205,8 @@ TEST(FlowMorphTest, TheLastRowOfAnOddFrameKeepsItsContentsAndIsReported) {
         std::FILE* trace = std::tmpfile();
         ASSERT_NE(trace, nullptr);
         Wrap from = wrapped(source, 16, 481);
-        Wrap out(reinterpret_cast<ARGBVal*>(dest.data()), 16, 481, SIAllLines);
-        Wrap in(reinterpret_cast<ARGBVal*>(source.data()), 16, 481, SIAllLines);
+        Wrap out = wrapped(dest, 16, 481);
+        Wrap in = wrapped(source, 16, 481);
         out.debugon(DBGProblem);
         SICommon_H::traceto(trace);
         road(in, from, out, field.get(), 0.5F);
@@ -239,7 +239,7 @@ TEST(FlowMorphTest, FramesWithoutTwoRowsOrPixelsAreLeftAlone) {
     run(::MorphBetween, frame, frame, dest, 0, 9, field, 1.0F);
     EXPECT_TRUE(dest == before);
     Wrap none;
-    Wrap whole(reinterpret_cast<ARGBVal*>(dest.data()), 3, 3, SIAllLines);
+    Wrap whole = wrapped(dest, 3, 3);
     ::MorphBetween(none, none, whole, &field, 1.0F);
     ::MorphBetween(whole, none, none, &field, 1.0F);
     EXPECT_TRUE(dest == before);
