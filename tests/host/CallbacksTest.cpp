@@ -292,6 +292,7 @@ TEST(CallbacksTest, TextIsMeasuredInTheCurrentStyle) {
         EXPECT_GE(bounds.bottom, 0);
         EXPECT_EQ(params.procs->CGStringWidth(kWord, 20.0F), static_cast<float>(width));
         EXPECT_GT(params.procs->CGStringWidth(kWord, 20.4F), static_cast<float>(width));
+        EXPECT_GT(params.procs->CGStringWidth(kWord, 40.0F), 1.5F * static_cast<float>(width));
         EXPECT_EQ(params.procs->CGStringWidth(kWord, -1.0F), 0.0F);
         EXPECT_EQ(params.procs->CGStringWidth(kWord, std::nanf("")), 0.0F);
         EXPECT_EQ(StringWidth(kWord), width) << "the style is as it was";
