@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/PixRectRows.h"
 
 template <class T>
 void PixRectBase<T>::printInfo() const {
@@ -232,22 +233,8 @@ PixRectRW<T>& PixRectRW<T>::operator=(const PixRect<T>& src) {
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
-    if (!hasdata()) return IMAGE_NODATA;
-    const int x0 = SICommon_H::max(this->lx(), src.lx()), x1 = SICommon_H::min(this->hx(), src.hx());
-    const int y0 = SICommon_H::max(this->ly(), src.ly()), y1 = SICommon_H::min(this->hy(), src.hy());
-    // A rectangle with a row table of its own is read from it, without a virtual call for each pixel.
-    const auto* stored = dynamic_cast<const PixRectRW<U>*>(&src);
-    U* const* from = stored != nullptr ? stored->rasters() : nullptr;
-    for (int y = y0; y <= y1; ++y) {
-        if (_rast != nullptr && from != nullptr) {
-            T* const torow = _rast[y];
-            const U* const fromrow = from[y];
-            for (int x = x0; x <= x1; ++x) SIConvert(torow[x], fromrow[x]);
-        } else if (from != nullptr) {
-            for (int x = x0; x <= x1; ++x) SIConvert(pixrefNB(x, y), from[y][x]);
-        } else {
-            for (int x = x0; x <= x1; ++x) SIConvert(pixrefNB(x, y), src.pixNB(x, y));
-        }
-    }
-    return IMAGE_OK;
+    // Rectangles with rows in memory are read from those, without a virtual call for each pixel.
+    return tumblewash::forEachRowPair(*this, src, [](T* to, const U* from, int n, tumblewash::RunPlace) {
+        for (int i = 0; i < n; ++i) SIConvert(to[i], from[i]);
+    });
 }
