@@ -55,6 +55,21 @@ TEST_F(PixRectCTest, FirstReadMakesTheTileClippedToTheSource) {
     EXPECT_EQ(49, tile->hy());
 }
 
+TEST_F(PixRectCTest, InnerTilesHaveExactlyTheTileSize) {
+    auto a = noise(-10, 20, 189, 219);
+    const PixRectC<ARGBVal> c(a);
+    const PixRectRW<ARGBVal>* first = c.cachetile(-10, 20);
+    const PixRectRW<ARGBVal>* inner = c.cachetile(54 + 63, 84);
+    EXPECT_EQ(-10, first->lx());
+    EXPECT_EQ(53, first->hx());
+    EXPECT_EQ(83, first->hy());
+    EXPECT_EQ(54, inner->lx());
+    EXPECT_EQ(117, inner->hx());
+    EXPECT_EQ(84, inner->ly());
+    EXPECT_EQ(147, inner->hy());
+    EXPECT_EQ(c._tiles[1][1].get(), inner);
+}
+
 TEST_F(PixRectCTest, ReadingTwiceMakesOneTile) {
     auto a = noise(0, 0, 99, 49);
     const PixRectC<ARGBVal> c(a);
