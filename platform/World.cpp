@@ -14,8 +14,13 @@ namespace {
 thread_local OpaqueWorld* currentWorld = nullptr;
 thread_local PortStyle ownStyle;
 
+thread_local OSErr lastError = noErr;
+
+// The map of a usable handle, else null; keeps the result for `QDError`.
 PixMap* liveMap(PixMapHandle map) {
-    return IsLiveHandle(reinterpret_cast<Handle>(map)) ? *map : nullptr;
+    const bool live = IsLiveHandle(reinterpret_cast<Handle>(map));
+    lastError = live ? noErr : nilHandleErr;
+    return live ? *map : nullptr;
 }
 
 OSErr makeWorld(GWorldPtr* world, void* pixels, std::int32_t stride, const Rect& bounds, bool owns) {
@@ -139,4 +144,8 @@ GWorldFlags GetPixelsState(PixMapHandle map) {
 
 void SetPixelsState(PixMapHandle map, GWorldFlags state) {
     if (PixMap* live = liveMap(map)) live->pixelState = state;
+}
+
+OSErr QDError() {
+    return lastError;
 }

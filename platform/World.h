@@ -49,6 +49,10 @@ GWorldFlags GetPixelsState(PixMapHandle map);
 /// Sets the pixels' state bits; ignored for a null or disposed handle.
 void SetPixelsState(PixMapHandle map, GWorldFlags state);
 
+/// Result code of this thread's last operation on a pixel-map handle: `nilHandleErr` when it was null or
+/// disposed.
+OSErr QDError();
+
 namespace tumblewash::platform {
 
 /// Makes a world over memory that stays the caller's and must outlive it: no copy, nothing cleared.

@@ -62,7 +62,11 @@ TEST(StGWorldLockTest, HandleOfADisposedWorldIsLeftAlone) {
         PixMapHandle map = GetGWorldPixMap(world);
         StGWorldLock lock(world);
         DisposeGWorld(world);
+        const World other(1, 1);
+        LockPixels(GetGWorldPixMap(other));
         lock.Restore();
+        EXPECT_EQ(QDError(), version == 0x0920 ? nilHandleErr : noErr)
+            << "only an older system touches the handle";
         EXPECT_EQ(reinterpret_cast<Ptr>(*map), DisposedMaster());
         EXPECT_TRUE(restorePutsStateBack(0)) << "any system restores a world that is there";
     }

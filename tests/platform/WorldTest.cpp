@@ -118,6 +118,7 @@ TEST(WorldTest, DisposedWorldLeavesAReadableMarkedHandle) {
     SetPixelsState(map, 0);
     UnlockPixels(map);
     EXPECT_FALSE(LockPixels(map));
+    EXPECT_EQ(QDError(), nilHandleErr);
     EXPECT_EQ(GetPixelsState(map), 0);
     EXPECT_EQ(GetPixBaseAddr(map), nullptr);
 }
