@@ -272,8 +272,6 @@ class PixRectRW : public virtual PixRect<T> {
 
     /// The row table: `rasters()[y][x]`. Null without storage, and for views.
     T** rasters() const { return _rast; }
-    /// True when the rectangle's pixels exist, here or in what a view shows.
-    bool hasdata() const { return &pixref(this->_lx, this->_ly) != &this->blackpixel; }
 
     /// Stores v converted to T. IMAGE_OOB_COORD outside the bounds, then IMAGE_NODATA without storage.
     template <class U>

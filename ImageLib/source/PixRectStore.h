@@ -2,8 +2,43 @@
 // printing. It is the tail of PixRect.h and is included only from there.
 #pragma once
 
+#include <cstring>
+#include <functional>
+
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
+
+namespace tumblewash {
+
+/// Hands every pixel of the bounds to op(x, y, value) in walk order, read like `pixNB`; where a view shows a
+/// place its source does not have, the value is the zero pixel.
+template <class T, class Op>
+void forEachValue(const PixRectBase<T>& rect, Op op) {
+    const auto walk = [&rect, &op](const auto& read) {
+        for (int y = rect.ly(); y <= rect.hy(); ++y)
+            for (int x = rect.lx(); x <= rect.hx(); ++x) op(x, y, read(x, y));
+    };
+    if (const auto* readable = dynamic_cast<const PixRect<T>*>(&rect)) {
+        walk(SafeReader<T>(*readable));
+    } else {
+        walk([&rect](int x, int y) { return rect.pixNB(x, y); });
+    }
+}
+
+/// Takes n pixels in ascending order, so that a source just before its own destination repeats itself.
+template <class T, class U>
+void convertRow(T* to, const U* from, int n) {
+    if constexpr (std::is_same_v<T, U> && std::is_trivially_copyable_v<T>) {
+        const bool repeats = std::less<const T*>()(from, to) && std::less<const T*>()(to, from + n);
+        if (!repeats) {
+            std::memmove(to, from, static_cast<std::size_t>(n) * sizeof(T));
+            return;
+        }
+    }
+    for (int i = 0; i < n; ++i) SIConvert(to[i], from[i]);
+}
+
+}  // namespace tumblewash
 
 template <class T>
 void PixRectBase<T>::printInfo() const {
@@ -41,8 +76,8 @@ SIerrorcode PixRectBase<T>::centreorigin() {
 template <class T>
 double PixRectBase<T>::totalLum() const {
     double sum = 0.0;
-    for (int y = _ly; y <= _hy; ++y)
-        for (int x = _lx; x <= _hx; ++x) sum += static_cast<double>(SILuminanceOfPixel(pixNB(x, y)));
+    tumblewash::forEachValue(
+        *this, [&sum](int, int, const T& p) { sum += static_cast<double>(SILuminanceOfPixel(p)); });
     return sum;
 }
 
@@ -51,12 +86,10 @@ float PixRectBase<T>::averageHue() const {
     if (width() <= 0 || height() <= 0) return 0.0f;
     float sum = 0.0f;
     HSVPixel<float> hsv;
-    for (int y = _ly; y <= _hy; ++y) {
-        for (int x = _lx; x <= _hx; ++x) {
-            SIConvert(hsv, pixNB(x, y));
-            sum += hsv._hue;
-        }
-    }
+    tumblewash::forEachValue(*this, [&sum, &hsv](int, int, const T& p) {
+        SIConvert(hsv, p);
+        sum += hsv._hue;
+    });
     return sum / static_cast<float>(width()) / static_cast<float>(height());
 }
 
@@ -75,8 +108,8 @@ PixRectBase<T>* PixRectBase<T>::duplicate() const {
     auto copy = std::make_unique<PixRectRW<T>>(_lx, _ly, _hx, _hy);
     copy->setscale(_xs, _ys);
     copy->dbg = dbg;
-    for (int y = _ly; y <= _hy; ++y)
-        for (int x = _lx; x <= _hx; ++x) SIConvert(copy->pixrefNB(x, y), pixNB(x, y));
+    tumblewash::forEachValue(*this,
+                             [&copy](int x, int y, const T& p) { SIConvert(copy->pixrefNB(x, y), p); });
     return copy.release();
 }
 
@@ -95,9 +128,10 @@ template <class T>
 void PixRect<T>::printRows(std::int64_t limit) const {
     // The walk has no effect but its text.
     if (!SICommon_H::tracing()) return;
+    const tumblewash::SafeReader<T> read(*this);
     for (int y = this->_ly; y <= this->_hy; ++y) {
         for (int x = this->_lx; x <= this->_hx && limit > 0; ++x, --limit) {
-            const T p = this->pixNB(x, y);
+            const T p = read(x, y);
             if constexpr (std::is_same_v<T, ARGBVal>) {
                 siprintf("%3d ", p._red);
             } else if constexpr (std::is_base_of_v<GreyPixelType, T>) {
@@ -235,6 +269,6 @@ template <class U>
 SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
     // Rectangles with rows in memory are read from those, without a virtual call for each pixel.
     return tumblewash::forEachRowPair(*this, src, [](T* to, const U* from, int n, tumblewash::RunPlace) {
-        for (int i = 0; i < n; ++i) SIConvert(to[i], from[i]);
+        tumblewash::convertRow(to, from, n);
     });
 }
