@@ -57,6 +57,7 @@ struct CommandParser {
             refuse(problem);
         }
         for (const std::string& word : app.remaining()) {
+            if (word == "--") continue;
             const std::string name = word.substr(0, word.find('='));
             throw Refusal(ExitCode::BadUsage,
                           fmt::format("{}: no such option of {}{}", name, commandRow(id).name,
