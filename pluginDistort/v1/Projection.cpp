@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <typeinfo>
 #include <vector>
@@ -6,7 +7,6 @@
 #include "ImageLib/kernels/BilinearPixel.h"
 #include "ImageLib/source/ContImage.h"
 #include "ImageLib/source/PixRectRows.h"
-#include "ImageLib/source/RealPosition.h"
 #include "ImageLib/source/SICommon.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/FrameViews.h"
@@ -17,55 +17,75 @@ using tumblewash::FieldPixels;
 using tumblewash::PixelRows;
 using tumblewash::Region;
 
+/// The positions that truncate toward zero into lo .. hi, as an open interval: one comparison on each side,
+/// false for not-a-number and for everything beyond int.
+class TruncatedRange {
+  public:
+    TruncatedRange(int lo, int hi)
+        : below_(lo <= 0 ? lo - 1.0 : std::nextafter(static_cast<double>(lo), 0.0)),
+          above_(hi >= 0 ? hi + 1.0 : std::nextafter(static_cast<double>(hi), 0.0)) {}
+    bool holds(float v) const { return v > below_ && v < above_; }
+
+  private:
+    double below_, above_;
+};
+
 /// The numerators and the factor of a projection are sums of one product per axis: the column's products are
 /// formed once per fill, the row's once per row, and added in the order in which a single projection adds
 /// them.
 class RowProjection {
   public:
-    RowProjection(const PlanarProj& pp, int lx, int hx) : h_(pp.B) {
-        columns_.reserve(static_cast<std::size_t>(hx - lx + 1));
-        for (int x = lx; x <= hx; ++x) {
-            const auto fx = static_cast<float>(x);
-            columns_.push_back({fx * h_[0], fx * h_[3], fx * h_[6]});
+    RowProjection(const PlanarProj& pp, int lx, int hx)
+        : h_(pp.B), columns_(static_cast<std::size_t>(hx - lx + 1)) {
+        for (std::vector<float>* row : {&px_, &py_, &pf_, &x_, &y_}) row->resize(columns_);
+        for (std::size_t i = 0; i < columns_; ++i) {
+            const auto fx = static_cast<float>(lx + static_cast<int>(i));
+            px_[i] = fx * h_[0];
+            py_[i] = fx * h_[3];
+            pf_[i] = fx * h_[6];
         }
     }
 
-    void startRow(int y) {
+    /// Projects the columns of row y.
+    void project(int y) {
         const auto fy = static_cast<float>(y);
-        row_ = {fy * h_[1], fy * h_[4], fy * h_[7]};
+        const float rx = fy * h_[1], ry = fy * h_[4], rf = fy * h_[7];
+        const float h2 = h_[2], h5 = h_[5];
+        for (std::size_t i = 0; i < columns_; ++i) {
+            const float factor = (pf_[i] + rf) + 1.0f;
+            x_[i] = ((px_[i] + rx) + h2) / factor;
+            y_[i] = ((py_[i] + ry) + h5) / factor;
+        }
     }
 
-    void project(std::size_t column, float& xd, float& yd) const {
-        const Products& c = columns_[column];
-        const float factor = (c.factor + row_.factor) + 1.0f;
-        xd = ((c.x + row_.x) + h_[2]) / factor;
-        yd = ((c.y + row_.y) + h_[5]) / factor;
-    }
+    std::size_t columns() const { return columns_; }
+    const float* x() const { return x_.data(); }
+    const float* y() const { return y_.data(); }
 
   private:
-    struct Products {
-        float x, y, factor;
-    };
     const float* h_;
-    std::vector<Products> columns_;
-    Products row_{};
+    std::size_t columns_;
+    std::vector<float> px_, py_, pf_;  // products with h0, h3, h6
+    std::vector<float> x_, y_;         // source positions of the current row
 };
 
-/// Visits every pixel of `box` row by row, and hands over those whose source position, truncated toward zero,
-/// lies within `source`: visit(x, y, exact x, exact y, whole x, whole y).
-template <class Visit>
-void forEachProjected(const Region& box, const Region& source, const PlanarProj& pp, Visit visit) {
-    if (box.empty()) return;
+/// Visits `box` row by row and hands over every run of pixels whose source positions, truncated toward zero,
+/// lie within `source`: fill(x, y, count, source x, source y) with the run's first pixel and its exact
+/// positions.
+template <class Fill>
+void forEachProjectedRun(const Region& box, const Region& source, const PlanarProj& pp, Fill fill) {
+    if (box.empty() || source.empty()) return;
+    const TruncatedRange columns(source.lx, source.hx), rows(source.ly, source.hy);
     RowProjection projection(pp, box.lx, box.hx);
+    const float* x2 = projection.x();
+    const float* y2 = projection.y();
+    const std::size_t n = projection.columns();
     for (int y = box.ly; y <= box.hy; ++y) {
-        projection.startRow(y);
-        for (int x = box.lx; x <= box.hx; ++x) {
-            float x2 = 0, y2 = 0;
-            projection.project(static_cast<std::size_t>(x - box.lx), x2, y2);
-            int ix = 0, iy = 0;
-            if (!tumblewash::wholePart(x2, ix) || !tumblewash::wholePart(y2, iy) || !source.holds(ix, iy))
-                continue;
-            visit(x, y, x2, y2, ix, iy);
+        projection.project(y);
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::size_t first = i;
+            while (i < n && columns.holds(x2[i]) && rows.holds(y2[i])) ++i;
+            if (i > first) fill(box.lx + static_cast<int>(first), y, i - first, x2 + first, y2 + first);
         }
     }
 }
@@ -73,8 +93,11 @@ void forEachProjected(const Region& box, const Region& source, const PlanarProj&
 /// A plain frame is read at the truncated position.
 void fillFromRows(const PixelRows<ARGBVal>& from, const Region& source, const PixelRows<ARGBVal>& to,
                   const Region& box, const PlanarProj& pp) {
-    forEachProjected(box, source, pp,
-                     [&](int x, int y, float, float, int ix, int iy) { *to.at(x, y) = *from.at(ix, iy); });
+    forEachProjectedRun(box, source, pp, [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+        ARGBVal* out = to.at(x, y);
+        for (std::size_t i = 0; i < n; ++i)
+            out[i] = *from.at(static_cast<int>(x2[i]), static_cast<int>(y2[i]));
+    });
 }
 
 bool isPlainFrame(const PixRect<ARGBVal>& rect) {
@@ -102,34 +125,40 @@ std::optional<FieldPixels> plainField(const ContImageRef<ARGBVal>& image) {
 /// The bilinear reading straight from the frame's memory.
 void fillFromField(const FieldPixels& from, const PixelRows<ARGBVal>& to, const Region& box,
                    const PlanarProj& pp) {
-    const auto lastx = static_cast<float>(from.columns - 1);
-    const auto lasty = static_cast<float>(from.rows - 1);
-    forEachProjected(box, {0, 0, from.columns - 1, from.rows - 1}, pp,
-                     [&](int x, int y, float x2, float y2, int, int) {
-                         auto* out = reinterpret_cast<unsigned char*>(to.at(x, y));
-                         if (x2 >= 0 && y2 >= 0 && x2 <= lastx && y2 <= lasty)
-                             tumblewash::bilinearInside(from, tumblewash::bilinearCell(x2, y2), out);
-                         else
-                             tumblewash::bilinearAnywhere(from, x2, y2, out);
-                     });
+    const Region source{0, 0, from.columns - 1, from.rows - 1};
+    const auto lastx = static_cast<float>(source.hx), lasty = static_cast<float>(source.hy);
+    forEachProjectedRun(box, source, pp, [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+        auto* out = reinterpret_cast<unsigned char*>(to.at(x, y));
+        for (std::size_t i = 0; i < n; ++i, out += 4) {
+            if (x2[i] >= 0 && y2[i] >= 0 && x2[i] <= lastx && y2[i] <= lasty)
+                tumblewash::bilinearInside(from, tumblewash::bilinearCell(x2[i], y2[i]), out);
+            else
+                tumblewash::bilinearAnywhere(from, x2[i], y2[i], out);
+        }
+    });
 }
 
 /// Any other continuous image; its bounds have been tested by the time it is read here.
 void fillFromImage(const ContImageRef<ARGBVal>& from, const PixelRows<ARGBVal>& to, const Region& box,
                    const PlanarProj& pp) {
-    forEachProjected(box, tumblewash::boundsOf(from), pp, [&](int x, int y, float x2, float y2, int, int) {
-        *to.at(x, y) = from.interpPix(x2, y2);
-    });
+    forEachProjectedRun(box, tumblewash::boundsOf(from), pp,
+                        [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+                            ARGBVal* out = to.at(x, y);
+                            for (std::size_t i = 0; i < n; ++i) out[i] = from.interpPix(x2[i], y2[i]);
+                        });
 }
 
 /// Any rectangles, through their virtual slots. A destination without pixels refers to the shared zero pixel,
 /// which is never written.
 void fillFromSlots(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, const PlanarProj& pp) {
-    forEachProjected(tumblewash::boundsOf(dest), tumblewash::boundsOf(src), pp,
-                     [&](int x, int y, float x2, float y2, int, int) {
-                         ARGBVal& pixel = dest.pixrefNB(x, y);
-                         if (&pixel != &PixRectBase<ARGBVal>::blackpixel) pixel = src.pixdd(x2, y2);
-                     });
+    forEachProjectedRun(tumblewash::boundsOf(dest), tumblewash::boundsOf(src), pp,
+                        [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+                            for (std::size_t i = 0; i < n; ++i) {
+                                ARGBVal& pixel = dest.pixrefNB(x + static_cast<int>(i), y);
+                                if (&pixel == &PixRectBase<ARGBVal>::blackpixel) continue;
+                                pixel = src.pixdd(x2[i], y2[i]);
+                            }
+                        });
 }
 
 }  // namespace

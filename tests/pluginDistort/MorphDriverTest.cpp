@@ -401,6 +401,23 @@ TEST(MorphDriverTest, DebugStatesAreKeptAroundTheMorph) {
     end(*host);
 }
 
+TEST(MorphDriverTest, LocksAreHeldUntilTheFramesAreReturned) {
+    auto host = started(48, 32, 4);
+    int releases = 0;
+    host->onCallback = [&](const std::string& callback) {
+        if (callback != "ReleaseFrame") return;
+        EXPECT_TRUE(host->destinationLocked());
+        EXPECT_EQ(host->lockedFrames(), host->framesLent());
+        EXPECT_TRUE(host->effectWorldKept());
+        ++releases;
+    };
+    EXPECT_EQ(host->render(kMorph, 0), kPluginOK);
+    EXPECT_EQ(releases, 2);
+    EXPECT_FALSE(host->destinationLocked());
+    host->onCallback = nullptr;
+    end(*host);
+}
+
 TEST(MorphDriverTest, CalledWithoutStateItIsBadParams) {
     FakeHost host(32, 32, 4);
     EXPECT_EQ(TransitionCrossDissolve(&host.params), kPluginBadParams);

@@ -253,6 +253,22 @@ TEST_P(TwoClipDriverTest, TheLastReleasesResultIsTheAnswer) {
     }
 }
 
+TEST_P(TwoClipDriverTest, LocksAreGoneBeforeTheSoundAndTheWorldAfterTheFrames) {
+    auto host = started();
+    int seen = 0;
+    host->onCallback = [&](const std::string& callback) {
+        if (callback == "GetFrame") return;
+        EXPECT_FALSE(host->destinationLocked()) << callback;
+        EXPECT_EQ(host->lockedFrames(), 0) << callback;
+        EXPECT_TRUE(host->effectWorldKept()) << callback;
+        ++seen;
+    };
+    EXPECT_EQ(host->render(which(), 3), kPluginOK);
+    EXPECT_EQ(seen, overnext() ? 4 : 2);
+    host->onCallback = nullptr;
+    end(*host);
+}
+
 TEST_P(TwoClipDriverTest, LockedStatesArePutBackAsTheyWere) {
     auto host = started();
     host->paint = [](int frame, TestWorld& world) {
