@@ -43,16 +43,19 @@ bool refusedFormat(std::string_view name) {
     throw MediaError(MediaErrorCode::undecodable, path, why);
 }
 
-/// The container by content, never by name: a text file called .mp4 is told apart here.
+/// The container by content, never by name: a text file called .mp4 is told apart here. Null when
+/// interrupted.
 const AVInputFormat* formatOf(const std::string& url, const std::string& path,
                               const AVIOInterruptCB& interrupt) {
     AVIOContext* io = nullptr;
     const int opened = avio_open2(&io, url.c_str(), AVIO_FLAG_READ, &interrupt, nullptr);
+    if (opened == AVERROR_EXIT) return nullptr;
     if (opened < 0)
         throw MediaError(MediaErrorCode::unreadable, path, "cannot be opened (" + avMessage(opened) + ")");
     const AVInputFormat* format = nullptr;
     const int score = av_probe_input_buffer2(io, &format, url.c_str(), nullptr, 0, 0);
     avio_closep(&io);
+    if (score == AVERROR_EXIT) return nullptr;
     if (score < 0 || format == nullptr || refusedFormat(format->name))
         undecodable(path, "is no movie or picture this program knows; convert it to MP4 or PNG first");
     // The piped picture readers cut files at guessed borders; the file reader takes one as a whole.
@@ -81,6 +84,7 @@ void checkReadable(const std::string& path) {
 
 InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), cancel_(cancel) {
     checkReadable(path);
+    throwIfRaised(cancel, path);
     setDeadline(std::chrono::seconds(8));
     const std::string url = "file:" + path;
     AVFormatContext* raw = orBadAlloc(avformat_alloc_context());
@@ -92,7 +96,12 @@ InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), 
         avformat_free_context(raw);
         throw;
     }
-    image_ = format != nullptr && std::strcmp(format->name, "image2") == 0;
+    if (format == nullptr) {
+        avformat_free_context(raw);
+        throwIfRaised(cancel, path);
+        undecodable(path, "takes too long to recognise; it is damaged, get a complete copy");
+    }
+    image_ = std::strcmp(format->name, "image2") == 0;
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     if (image_) av_dict_set(&options, "pattern_type", "none", 0);

@@ -239,6 +239,9 @@ void MovieSink::open(AVCodecContext& codec, AVStream& stream) const {
 
 void MovieSink::writeHeader() {
     AVDictionary* options = nullptr;
+    // The sound encoder's lead-in lies before time 0 and is marked to be skipped; moving everything up for
+    // its sake would part sound and picture by as much.
+    muxer_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     if (container_.faststart) av_dict_set(&options, "movflags", "+faststart", 0);
     const int written = avformat_write_header(muxer_, &options);
     av_dict_free(&options);
@@ -254,6 +257,11 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
         if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
         if (got < 0) failed("a picture or sound cannot be encoded", got);
         if (codec.codec_type == AVMEDIA_TYPE_VIDEO && packet_->duration == 0) packet_->duration = 1;
+        // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
+        if (&codec == audio_.get() && isWebm(container_)) {
+            packet_->pts += codec.initial_padding;
+            packet_->dts += codec.initial_padding;
+        }
         av_packet_rescale_ts(packet_.get(), codec.time_base, stream.time_base);
         packet_->stream_index = stream.index;
         const int written = av_interleaved_write_frame(muxer_, packet_.get());

@@ -110,7 +110,8 @@ PictureGraph::PictureGraph(const ProbeDetail& facts, const ReaderSettings& setti
 
 PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
     Plan out;
-    out.toArgb = alpha_ || settings_.layout == PixelLayout::argb;
+    // R'G'B' sources become Y'CbCr by this room's own conversion, the one that leaves no step at a seam.
+    out.toArgb = alpha_ || settings_.layout == PixelLayout::argb || facts_.space == AVCOL_SPC_RGB;
     const bool swap = facts_.info.orientation >= 5;
     // A stream that changes its size in the middle keeps filling the place of its first pictures.
     const double shownWidth = facts_.info.width;

@@ -256,6 +256,7 @@ void StagedSequence::commit() {
     if (force_)
         for (const int64_t number : existingNumbers(pattern_))
             if (number > static_cast<int64_t>(names_.size())) unlink(numbered(pattern_, number).c_str());
+    if (rmdir(hidden_.c_str()) == 0) hidden_.clear();
     syncDirectory(directory_, pattern_);
 }
 

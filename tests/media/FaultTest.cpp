@@ -1,0 +1,158 @@
+// Damaged inputs: a clear refusal, or what can be had with a warning. Never a crash, never pictures made up.
+#include <algorithm>
+
+#include "tests/media/Support.h"
+
+namespace tumblewash::test {
+
+namespace {
+
+struct Outcome {
+    bool refused = false;
+    int64_t pictures = 0;
+    int64_t promised = 0;
+    std::vector<std::string> warnings;
+};
+
+Outcome tryAll(const std::string& path) {
+    Outcome out;
+    try {
+        ReaderSettings settings;
+        settings.width = 48;
+        settings.height = 32;
+        Reader reader = Reader::open(path, settings);
+        out.promised = reader.frameCount();
+        while (const PictureRef picture = reader.readPicture()) {
+            EXPECT_EQ(picture.width(), 48);
+            ++out.pictures;
+        }
+        std::vector<float> sound(2 * 48000);
+        reader.readSamples(sound.data(), 48000);
+        out.warnings = reader.warnings();
+    } catch (const MediaError& error) {
+        EXPECT_THAT(std::string(error.what()), ::testing::HasSubstr(path));
+        EXPECT_THAT(std::string(error.what()), ::testing::Not(::testing::HasSubstr("\n")));
+        out.refused = true;
+    }
+    return out;
+}
+
+const std::string kClip = "-f lavfi -i testsrc2=s=64x48:r=25:d=2 -f lavfi -i sine=d=2 ";
+
+}  // namespace
+
+TEST(FaultTest, FilesCutAnywhereAreRefusedOrReadAsFarAsTheyGo) {
+    const TempDir dir;
+    ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "c.mp4");
+    ffmpeg(kClip + "-c:v libx264 -c:a aac " + dir / "c.mov");
+    ffmpeg(kClip + "-c:v libx264 -c:a aac " + dir / "c.mkv");
+    ffmpeg(kClip + "-c:v libvpx -deadline realtime -c:a libvorbis " + dir / "c.webm");
+    ffmpeg(kClip + "-c:v mpeg2video -c:a mp2 " + dir / "c.mpg");
+    ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 " + dir / "c.png");
+    ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 " + dir / "c.jpg");
+    for (const char* name : {"c.mp4", "c.mov", "c.mkv", "c.webm", "c.mpg", "c.png", "c.jpg"}) {
+        const std::string whole = readFile(dir / name);
+        ASSERT_FALSE(tryAll(dir / name).refused) << name;
+        for (int part = 1; part < 10; ++part) {
+            const std::string path = dir / (std::string("cut") + name);
+            writeFile(path, whole.substr(0, whole.size() * static_cast<size_t>(part) / 10));
+            const Outcome outcome = tryAll(path);
+            EXPECT_LE(outcome.pictures, std::max<int64_t>(50, outcome.promised)) << path << part;
+        }
+    }
+}
+
+TEST(FaultTest, AClipWhoseEndIsCutOffGivesWhatIsThereOnceAndSaysHowMuchIsMissing) {
+    const TempDir dir;
+    ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "whole.mp4");
+    ffmpeg(kClip + "-c:v libx264 -g 5 -c:a aac " + dir / "whole.mkv");
+    for (const char* name : {"whole.mp4", "whole.mkv"}) {
+        const std::string bytes = readFile(dir / name);
+        writeFile(dir / (std::string("cut") + name), bytes.substr(0, bytes.size() * 6 / 10));
+        const Outcome outcome = tryAll(dir / (std::string("cut") + name));
+        ASSERT_FALSE(outcome.refused) << name;
+        EXPECT_EQ(outcome.pictures, outcome.promised) << name;
+        EXPECT_GT(outcome.pictures, 5) << name;
+        EXPECT_LT(outcome.pictures, 45) << name;
+        ASSERT_FALSE(outcome.warnings.empty()) << name;
+        EXPECT_THAT(outcome.warnings[0], ::testing::ContainsRegex("cut off: .*[0-9]+.*missing")) << name;
+    }
+    EXPECT_TRUE(tryAll(dir / "whole.mp4").warnings.empty());
+}
+
+TEST(FaultTest, FlippedBitsNeverCrash) {
+    const TempDir dir;
+    ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "c.mp4");
+    ffmpeg(kClip + "-c:v mpeg2video -c:a mp2 " + dir / "c.mpg");
+    ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 " + dir / "c.png");
+    ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 " + dir / "c.jpg");
+    int readable = 0;
+    for (const char* name : {"c.mp4", "c.mpg", "c.png", "c.jpg"}) {
+        const std::string whole = readFile(dir / name);
+        for (uint32_t seed = 1; seed <= 12; ++seed) {
+            std::string bytes = whole;
+            uint32_t state = seed * 2654435761U;
+            for (int flip = 0; flip < 30; ++flip) {
+                state = state * 1664525U + 1013904223U;
+                bytes[state % bytes.size()] =
+                    static_cast<char>(bytes[state % bytes.size()] ^ (1 << (state >> 29)));
+            }
+            const std::string path = dir / (std::string("bad") + name);
+            writeFile(path, bytes);
+            const Outcome outcome = tryAll(path);
+            readable += outcome.refused ? 0 : 1;
+            EXPECT_LE(outcome.pictures, 100'000) << path << seed;
+        }
+    }
+    EXPECT_GT(readable, 0);
+}
+
+TEST(FaultTest, AStreamThatChangesItsSizeKeepsFillingTheSamePicture) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i color=red:s=64x48:r=25:d=0.4 -c:v mpeg2video -f mpegts " + dir / "a.ts");
+    ffmpeg("-f lavfi -i color=blue:s=96x80:r=25:d=0.4 -c:v mpeg2video -f mpegts " + dir / "b.ts");
+    writeFile(dir / "ab.ts", readFile(dir / "a.ts") + readFile(dir / "b.ts"));
+    Reader reader = Reader::open(dir / "ab.ts");
+    EXPECT_EQ(reader.info().width, 64);
+    PictureRef last;
+    int64_t count = 0;
+    while (const PictureRef picture = reader.readPicture()) {
+        ASSERT_EQ(picture.width(), 64);
+        last = picture;
+        ++count;
+    }
+    EXPECT_EQ(count, reader.frameCount());
+    EXPECT_GE(count, 19);
+    EXPECT_LE(count, 21);
+    EXPECT_GT(pixel(last, 60, 40)[2], 200);
+}
+
+TEST(FaultTest, AbsurdTimesDoNotMakeAbsurdLengths) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc2=s=64x48:r=25:d=1 -vf \"setpts='if(gte(N,12),PTS+3600*24/TB,PTS)'\" -vsync "
+        "passthrough -c:v ffv1 " +
+        dir / "jump.mkv");
+    Reader reader = Reader::open(dir / "jump.mkv");
+    EXPECT_LE(reader.frameCount(), 30);
+    EXPECT_EQ(static_cast<int64_t>(allPictures(reader).size()), reader.frameCount());
+}
+
+TEST(FaultTest, ARaisedFlagEndsReadingAndPrefetching) {
+    const TempDir dir;
+    ffmpeg(kClip + "-c:v libx264 -c:a aac " + dir / "c.mp4");
+    std::atomic<bool> flag{false};
+    ReaderSettings settings;
+    settings.cancel = &flag;
+    Reader reader = Reader::open(dir / "c.mp4", settings);
+    EXPECT_TRUE(reader.readPicture());
+    flag = true;
+    EXPECT_EQ(failureOf(
+                  [&] {
+                      for (int i = 0; i < 60; ++i) reader.readPicture();
+                  },
+                  "c.mp4"),
+              MediaErrorCode::cancelled);
+}
+
+}  // namespace tumblewash::test

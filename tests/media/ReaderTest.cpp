@@ -1,0 +1,290 @@
+#include <algorithm>
+#include <cmath>
+
+#include "media/Reader.h"
+#include "tests/media/Support.h"
+
+namespace tumblewash::test {
+
+namespace {
+
+ReaderSettings atRate(FrameRate rate) {
+    ReaderSettings out;
+    out.rate = rate;
+    return out;
+}
+
+/// A lossless clip whose picture n is grey of value 10 + 8 n.
+void makeCounter(const std::string& path, int rate, int pictures, const std::string& more = "") {
+    ffmpeg("-f lavfi -i color=black:s=32x32:r=" + std::to_string(rate) +
+           " -vf \"format=gray,geq=lum='10+8*N'" + more + "\" -frames:v " + std::to_string(pictures) +
+           " -c:v ffv1 -pix_fmt gray " + path);
+}
+
+/// Picture numbers as `makeCounter` drew them.
+std::vector<int> numbers(Reader& reader) {
+    std::vector<int> out;
+    while (const PictureRef picture = reader.readPicture())
+        out.push_back(static_cast<int>(std::lround((pixel(picture, 5, 5)[0] - 10) / 8.0)));
+    return out;
+}
+
+}  // namespace
+
+TEST(ReaderTest, CountAfterRateConversionIsWhatIsDeliveredAndWhatFfmpegDelivers) {
+    const TempDir dir;
+    for (const char* from : {"24", "25", "30000/1001", "10"}) {
+        const std::string path = dir / "clip.mp4";
+        ffmpeg(std::string("-f lavfi -i testsrc=s=48x32:r=") + from + " -frames:v 37 -c:v libx264 " + path);
+        for (const FrameRate to : {FrameRate{24, 1}, FrameRate{25, 1}, FrameRate{30000, 1001},
+                                   FrameRate{50, 1}, FrameRate{12, 1}}) {
+            Reader reader = Reader::open(path, atRate(to));
+            const std::string rate = std::to_string(to.num) + "/" + std::to_string(to.den);
+            const std::string lines =
+                outputOf("ffmpeg -v error -i " + path + " -vf fps=" + rate + " -f framemd5 - | grep -vc '#'");
+            EXPECT_EQ(reader.frameCount(), std::stoll(lines)) << from << " to " << rate;
+            EXPECT_EQ(static_cast<int64_t>(allPictures(reader).size()), reader.frameCount())
+                << from << " to " << rate;
+            EXPECT_THAT(reader.warnings(), ::testing::IsEmpty());
+        }
+    }
+}
+
+TEST(ReaderTest, EachPictureIsTheLastOneWhoseRoundedTimeHasCome) {
+    const TempDir dir;
+    makeCounter(dir / "ten.mkv", 10, 12);
+    Reader twice = Reader::open(dir / "ten.mkv", atRate({20, 1}));
+    EXPECT_THAT(numbers(twice), ::testing::ElementsAre(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 8, 8,
+                                                       9, 9, 10, 10, 11, 11));
+    Reader same = Reader::open(dir / "ten.mkv");
+    EXPECT_THAT(numbers(same), ::testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11));
+    Reader fewer = Reader::open(dir / "ten.mkv", atRate({4, 1}));
+    // Times 0, 0.1, ... in quarters of a second, rounded: 0 0 1 1 2 2 2 3 3 4 4 4.
+    EXPECT_THAT(numbers(fewer), ::testing::ElementsAre(1, 3, 6, 8, 11));
+}
+
+TEST(ReaderTest, AGapInAVariableRateHoldsThePictureBefore) {
+    const TempDir dir;
+    makeCounter(dir / "gap.mkv", 10, 9, ",select='not(between(n,3,5))'");
+    Reader reader = Reader::open(dir / "gap.mkv", atRate({10, 1}));
+    const std::vector<int> seen = numbers(reader);
+    ASSERT_GE(seen.size(), 9U);
+    EXPECT_THAT(std::vector<int>(seen.begin(), seen.begin() + 9),
+                ::testing::ElementsAre(0, 1, 2, 2, 2, 2, 6, 7, 8));
+}
+
+TEST(ReaderTest, SeekingFindsThePictureAndTheSampleThatWalkingFinds) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc2=s=64x48:r=25:d=3 -f lavfi -i aevalsrc='sin(t*t*900)':s=44100:d=3 -c:v libx264 "
+        "-g 12 -bf 3 "
+        "-c:a aac " +
+        dir / "clip.mp4");
+    for (const FrameRate rate : {FrameRate{25, 1}, FrameRate{30, 1}}) {
+        Reader walker = Reader::open(dir / "clip.mp4", atRate(rate));
+        const std::vector<std::string> all = allPictures(walker);
+        const std::vector<float> sound = leftChannel(walker, 3 * 48000);
+        Reader seeker = Reader::open(dir / "clip.mp4", atRate(rate));
+        for (const int64_t index : {int64_t{74}, int64_t{0}, int64_t{11}, int64_t{12}, int64_t{13},
+                                    int64_t{60}, int64_t{59}, int64_t{3}, int64_t{49}, int64_t{50}}) {
+            seeker.seek(index);
+            ASSERT_EQ(seeker.position(), index);
+            EXPECT_EQ(bytesOf(seeker.readPicture()), all[static_cast<size_t>(index)]) << index;
+            const auto first = static_cast<size_t>(seeker.firstSampleOf(index));
+            const size_t length = std::min<size_t>(1000, sound.size() - first);
+            EXPECT_EQ(leftChannel(seeker, length),
+                      std::vector<float>(sound.begin() + static_cast<ptrdiff_t>(first),
+                                         sound.begin() + static_cast<ptrdiff_t>(first + length)))
+                << index;
+        }
+        seeker.seek(seeker.frameCount());
+        EXPECT_FALSE(seeker.readPicture());
+    }
+}
+
+TEST(ReaderTest, AStillLastsAsLongAsAskedAndEachPictureIsTheReceiversOwn) {
+    const TempDir dir;
+    writePng(dir / "still.png", solid(33, 21, {10, 200, 90}));
+    ReaderSettings settings;
+    settings.stillSeconds = 1.5;
+    settings.rate = {30000, 1001};
+    Reader reader = Reader::open(dir / "still.png", settings);
+    EXPECT_EQ(reader.frameCount(), 45);
+    const PictureRef first = reader.readPicture();
+    first.data()[1] = 77;
+    const PictureRef second = reader.readPicture();
+    EXPECT_EQ(pixel(second, 0, 0), (Rgb{10, 200, 90}));
+    EXPECT_EQ(allPictures(reader).size(), 43U);
+    settings.stillFrames = 7;
+    Reader counted = Reader::open(dir / "still.png", settings);
+    EXPECT_EQ(allPictures(counted).size(), 7U);
+    counted.seek(5);
+    EXPECT_EQ(allPictures(counted).size(), 2U);
+}
+
+TEST(ReaderTest, RepeatedPicturesOfAClipAreTheReceiversOwn) {
+    const TempDir dir;
+    makeCounter(dir / "ten.mkv", 10, 3);
+    Reader reader = Reader::open(dir / "ten.mkv", atRate({30, 1}));
+    const PictureRef first = reader.readPicture();
+    std::fill_n(first.data(), 4 * 32 * 32, uint8_t{3});
+    EXPECT_EQ(pixel(reader.readPicture(), 5, 5), (Rgb{10, 10, 10}));
+}
+
+TEST(ReaderTest, RowsFollowEachOtherWithoutPaddingAtAnySize) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc=s=64x48 -frames:v 2 -c:v libx264 " + dir / "clip.mp4");
+    for (int width = 1; width <= 67; width += 3) {
+        ReaderSettings settings;
+        settings.width = width;
+        settings.height = 68 - width;
+        Reader reader = Reader::open(dir / "clip.mp4", settings);
+        const PictureRef picture = reader.readPicture();
+        ASSERT_EQ(picture.width(), width);
+        ASSERT_EQ(picture.height(), 68 - width);
+        EXPECT_EQ(picture.stride(), 4 * width);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(picture.data()) % 64, 0U);
+        for (int y = 0; y < picture.height(); ++y)
+            EXPECT_EQ(picture.data()[y * picture.stride() + 4 * (width - 1)], 255);
+    }
+}
+
+TEST(ReaderTest, FitSaysWhatHappensToAnotherShape) {
+    const TempDir dir;
+    writePng(dir / "wide.png", solid(200, 100, {250, 250, 250}));
+    ReaderSettings settings;
+    settings.width = 100;
+    settings.height = 100;
+    const auto first = [&](Fit fit) {
+        settings.fit = fit;
+        return Reader::open(dir / "wide.png", settings).readPicture();
+    };
+    const PictureRef contain = first(Fit::contain);
+    EXPECT_EQ(pixel(contain, 50, 24), (Rgb{0, 0, 0}));
+    EXPECT_EQ(pixel(contain, 50, 25), (Rgb{250, 250, 250}));
+    EXPECT_EQ(pixel(contain, 50, 74), (Rgb{250, 250, 250}));
+    EXPECT_EQ(pixel(contain, 50, 75), (Rgb{0, 0, 0}));
+    EXPECT_EQ(contain.data()[0], 255);
+    for (const Fit fit : {Fit::cover, Fit::stretch})
+        for (const auto& [x, y] : {std::pair{0, 0}, std::pair{99, 99}})
+            EXPECT_EQ(pixel(first(fit), x, y), (Rgb{250, 250, 250}));
+}
+
+TEST(ReaderTest, CoverKeepsTheMiddle) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i color=red:s=50x100,format=rgb24 -f lavfi -i color=lime:s=100x100,format=rgb24 -f lavfi "
+        "-i color=blue:s=50x100,format=rgb24 "
+        "-filter_complex "
+        "hstack=3 -frames:v 1 " +
+        dir / "three.png");
+    ReaderSettings settings;
+    settings.width = 100;
+    settings.height = 100;
+    settings.fit = Fit::cover;
+    const PictureRef picture = Reader::open(dir / "three.png", settings).readPicture();
+    for (const int x : {1, 50, 98}) EXPECT_EQ(pixel(picture, x, 50), (Rgb{0, 255, 0})) << x;
+}
+
+TEST(ReaderTest, PicturesDoNotDependOnThreadsOrPrefetching) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=160x120:d=1 -c:v libx264 " + dir / "clip.mp4");
+    ReaderSettings settings;
+    settings.width = 101;
+    settings.height = 75;
+    settings.fit = Fit::stretch;
+    settings.threads = 1;
+    settings.prefetch = 0;
+    Reader plain = Reader::open(dir / "clip.mp4", settings);
+    settings.threads = 4;
+    settings.prefetch = 3;
+    Reader parallel = Reader::open(dir / "clip.mp4", settings);
+    EXPECT_EQ(allPictures(plain), allPictures(parallel));
+}
+
+TEST(ReaderTest, InterlacedLinesStayWhereTheyAreUntilLinesAreScaled) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc=s=320x64:r=50:d=1 -vf "
+        "\"crop=96:64:x=n*4:y=0,tinterlace=interleave_top,setfield=tff\" "
+        "-c:v libx264 -qp 1 -x264-params tff=1 " +
+        dir / "clip.mp4");
+    EXPECT_EQ(probe(dir / "clip.mp4").fields, FieldOrder::topFirst);
+    // Combing: how much lines differ from both neighbours in the same direction.
+    const auto combing = [](const PictureRef& picture) {
+        int64_t sum = 0;
+        for (int y = 1; y + 1 < picture.height(); ++y)
+            for (int x = 0; x < picture.width(); ++x) {
+                const int up = pixel(picture, x, y)[1] - pixel(picture, x, y - 1)[1];
+                const int down = pixel(picture, x, y)[1] - pixel(picture, x, y + 1)[1];
+                if (int64_t{up} * down > 0) sum += std::min(std::abs(up), std::abs(down));
+            }
+        return sum;
+    };
+    ReaderSettings settings;
+    const auto fifth = [&] {
+        Reader reader = Reader::open(dir / "clip.mp4", settings);
+        for (int i = 0; i < 4; ++i) EXPECT_TRUE(reader.readPicture());
+        return std::pair{combing(reader.readPicture()), reader.fields()};
+    };
+    const auto [kept, keptOrder] = fifth();
+    EXPECT_EQ(keptOrder, FieldOrder::topFirst);
+    settings.width = 48;
+    settings.fit = Fit::stretch;
+    const auto [narrow, narrowOrder] = fifth();
+    EXPECT_EQ(narrowOrder, FieldOrder::topFirst);
+    settings.width = 0;
+    settings.keepFields = false;
+    const auto [whole, wholeOrder] = fifth();
+    EXPECT_EQ(wholeOrder, FieldOrder::progressive);
+    EXPECT_LT(whole * 3, kept);
+    settings.keepFields = true;
+    settings.width = 120;
+    settings.height = 80;
+    const auto [scaled, scaledOrder] = fifth();
+    EXPECT_EQ(scaledOrder, FieldOrder::progressive);
+    EXPECT_LT(scaled * 3, kept);
+    EXPECT_EQ(Reader::open(dir / "clip.mp4", settings).frameCount(), 25);
+    EXPECT_GT(narrow, 0);
+}
+
+TEST(ReaderTest, NativePicturesHaveTheEncodersLayoutAndComeBackInColour) {
+    const TempDir dir;
+    writePng(dir / "still.png", solid(64, 48, {200, 60, 30}));
+    ReaderSettings settings;
+    settings.layout = PixelLayout::yuv420;
+    for (const ColourMatrix matrix : {ColourMatrix::bt601, ColourMatrix::bt709}) {
+        settings.matrix = matrix;
+        const PictureRef native = Reader::open(dir / "still.png", settings).readPicture();
+        EXPECT_EQ(native.layout(), PixelLayout::yuv420);
+        EXPECT_EQ(native.matrix(), matrix);
+        EXPECT_EQ(native.data(), nullptr);
+        const Rgb back = pixel(toArgb(native), 30, 20);
+        EXPECT_NEAR(back[0], 200, 2);
+        EXPECT_NEAR(back[1], 60, 2);
+        EXPECT_NEAR(back[2], 30, 2);
+    }
+    settings.width = 63;
+    EXPECT_EQ(failureOf([&] { Reader::open(dir / "still.png", settings); }, "still.png"),
+              MediaErrorCode::badRequest);
+}
+
+TEST(ReaderTest, ImpossibleSettingsAreRefused) {
+    const TempDir dir;
+    writePng(dir / "still.png", solid(8, 8, {1, 2, 3}));
+    const auto refused = [&](auto change) {
+        ReaderSettings settings;
+        change(settings);
+        return failureOf([&] { Reader::open(dir / "still.png", settings); }, "still.png") ==
+               MediaErrorCode::badRequest;
+    };
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.width = -1; }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.height = 20000; }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.rate = {25, 0}; }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.rate = {-1, 1}; }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.stillSeconds = 0; }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.stillSeconds = std::nan(""); }));
+    EXPECT_TRUE(refused([](ReaderSettings& s) { s.sampleRate = 1; }));
+}
+
+}  // namespace tumblewash::test

@@ -1,0 +1,178 @@
+// Sound and picture stay in step: a flash and a beep each second, whatever the container does to their times.
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "tests/media/Support.h"
+
+namespace tumblewash::test {
+
+namespace {
+
+constexpr int kRate = 48000;
+// Half a picture at 25 a second, and what an encoder smears around an onset.
+constexpr double kStep = 0.02;
+
+/// A movie of the flash scene made by this library.
+void makeFlash(const std::string& path, double seconds = 3) {
+    const std::string scene = "pattern:flash?size=64x48&fps=25&seconds=" + std::to_string(seconds);
+    Writer writer = Writer::open(path, smallMovie());
+    ReaderSettings settings;
+    settings.layout = writer.preferredLayout();
+    settings.matrix = writer.matrix();
+    Reader reader = Reader::open(scene, settings);
+    std::vector<float> sound(2 * kRate / 25);
+    while (const PictureRef picture = reader.readPicture()) {
+        writer.writePicture(picture);
+        reader.readSamples(sound.data(), sound.size() / 2);
+        writer.writeSamples(sound.data(), sound.size() / 2);
+    }
+    writer.commit();
+}
+
+/// Times at which silence ends, in seconds.
+std::vector<double> onsets(const std::vector<float>& sound) {
+    std::vector<double> out;
+    size_t quiet = kRate;
+    for (size_t i = 0; i < sound.size(); ++i) {
+        if (std::abs(sound[i]) < 0.1F) {
+            ++quiet;
+            continue;
+        }
+        if (quiet > kRate / 4) out.push_back(static_cast<double>(i) / kRate);
+        quiet = 0;
+    }
+    return out;
+}
+
+/// Times at which a white picture follows a dark one, in seconds.
+std::vector<double> flashes(Reader& reader) {
+    std::vector<double> out;
+    bool white = false;
+    for (int64_t i = 0; const PictureRef picture = reader.readPicture(); ++i) {
+        const bool now = pixel(picture, 3, 3)[0] > 200;
+        if (now && !white) out.push_back(static_cast<double>(i) / reader.settings().rate.value());
+        white = now;
+    }
+    return out;
+}
+
+void expectNear(const std::vector<double>& got, const std::vector<double>& wanted, double tolerance) {
+    ASSERT_EQ(got.size(), wanted.size()) << ::testing::PrintToString(got);
+    for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], wanted[i], tolerance);
+}
+
+}  // namespace
+
+TEST(SoundTest, FlashAndBeepStayTogetherThroughEveryContainer) {
+    const TempDir dir;
+    for (const char* name : {"a.mp4", "a.mov", "a.mkv", "a.webm"}) {
+        makeFlash(dir / name);
+        for (const FrameRate rate : {FrameRate{25, 1}, FrameRate{30000, 1001}, FrameRate{50, 1}}) {
+            ReaderSettings settings;
+            settings.rate = rate;
+            Reader reader = Reader::open(dir / name, settings);
+            expectNear(onsets(leftChannel(reader, 3 * kRate)), {0, 1, 2}, 0.003);
+            expectNear(flashes(reader), {0, 1, 2}, kStep);
+        }
+    }
+}
+
+TEST(SoundTest, StartOffsetsOfTheSoundAreHonoured) {
+    const TempDir dir;
+    makeFlash(dir / "flash.mkv");
+    const std::string flash = dir / "flash.mkv";
+    for (const char* ending : {".mkv", ".mp4", ".ts"}) {
+        const std::string late = dir / (std::string("late") + ending);
+        ffmpeg("-i " + flash + " -itsoffset 0.3 -i " + flash + " -map 0:v -map 1:a -c copy " + late);
+        Reader reader = Reader::open(late);
+        expectNear(onsets(leftChannel(reader, 3 * kRate)), {0.3, 1.3, 2.3}, kStep);
+        expectNear(flashes(reader), {0, 1, 2}, kStep);
+    }
+}
+
+TEST(SoundTest, SoundBeforeTheFirstPictureIsCut) {
+    const TempDir dir;
+    makeFlash(dir / "flash.mkv");
+    const std::string flash = dir / "flash.mkv";
+    const std::string late = dir / "late.mkv";
+    ffmpeg("-itsoffset 0.4 -i " + flash + " -i " + flash + " -map 0:v -map 1:a -c copy " + late);
+    Reader reader = Reader::open(late);
+    EXPECT_EQ(reader.frameCount(), 75);
+    expectNear(onsets(leftChannel(reader, 3 * kRate)), {0.6, 1.6}, kStep);
+    expectNear(flashes(reader), {0, 1, 2}, kStep);
+}
+
+TEST(SoundTest, AHoleInTheSoundIsSilenceAndWhatFollowsIsInTime) {
+    const TempDir dir;
+    makeFlash(dir / "flash.mkv");
+    ffmpeg("-i " + dir / "flash.mkv" +
+           " -map 0 -c:v copy -af \"aselect='not(between(t,0.5,1.5))'\" -c:a pcm_s16le " + dir / "hole.mkv");
+    Reader reader = Reader::open(dir / "hole.mkv");
+    expectNear(onsets(leftChannel(reader, 3 * kRate)), {0, 2}, kStep);
+}
+
+TEST(SoundTest, ShorterSoundIsFilledWithSilenceAndLongerIsThereToBeLeft) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=2 -f lavfi -i sine=f=500:d=0.5 -c:v libx264 -c:a pcm_s16le " +
+           dir / "short.mkv");
+    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=0.4 -f lavfi -i sine=f=500:d=3 -c:v libx264 -c:a pcm_s16le " +
+           dir / "long.mkv");
+    Reader brief = Reader::open(dir / "short.mkv");
+    const std::vector<float> sound = leftChannel(brief, 2 * kRate);
+    EXPECT_GT(*std::max_element(sound.begin() + kRate / 4, sound.begin() + kRate / 2 - 100), 0.05F);
+    for (size_t i = kRate / 2 + 100; i < sound.size(); ++i) ASSERT_EQ(sound[i], 0.0F) << i;
+    EXPECT_EQ(brief.samplePosition(), 2 * kRate);
+    Reader longer = Reader::open(dir / "long.mkv");
+    EXPECT_EQ(longer.frameCount(), 10);
+    const std::vector<float> rest = leftChannel(longer, 2 * kRate);
+    EXPECT_GT(*std::max_element(rest.end() - 1000, rest.end()), 0.05F);
+}
+
+TEST(SoundTest, ClipsWithoutSoundAreSilentNotShort) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=0.4 -c:v libx264 " + dir / "mute.mp4");
+    Reader reader = Reader::open(dir / "mute.mp4");
+    std::vector<float> sound(2 * 1000, 7.0F);
+    reader.readSamples(sound.data(), 1000);
+    EXPECT_THAT(sound, ::testing::Each(0.0F));
+}
+
+TEST(SoundTest, EveryRateAndChannelLayoutComesOutAtItsPitchAndLevel) {
+    const TempDir dir;
+    for (const char* source : {"-ar 44100 -ac 1", "-ar 22050 -ac 2", "-ar 48000 -ac 1", "-ar 96000 -ac 2"}) {
+        ffmpeg(std::string("-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i "
+                           "aevalsrc='0.5*sin(2*PI*500*t)':d=1:s=96000 ") +
+               source + " -c:v libx264 -c:a pcm_f32le " + dir / "tone.mkv");
+        Reader reader = Reader::open(dir / "tone.mkv");
+        const std::vector<float> sound = leftChannel(reader, kRate);
+        int crossings = 0;
+        for (size_t i = 4800; i + 4800 < sound.size(); ++i)
+            crossings += sound[i] < 0 && sound[i + 1] >= 0 ? 1 : 0;
+        EXPECT_NEAR(crossings, 400, 1) << source;
+        // Stereo made from one channel by the test's own converter is 3 dB down already; mono must not be.
+        const float peak = *std::max_element(sound.begin() + 4800, sound.end() - 4800);
+        EXPECT_GT(peak, 0.34F) << source;
+        EXPECT_LT(peak, 0.51F) << source;
+        // Sample for sample where nothing was resampled: the tone begins with the picture.
+        EXPECT_NEAR(sound[24], peak * std::sin(2 * M_PI * 500 * 24 / kRate), 0.05) << source;
+    }
+}
+
+TEST(SoundTest, MonoKeepsItsLevelOnBothEars) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i aevalsrc='0.5*sin(2*PI*500*t)':d=1:s=48000:c=mono "
+        "-c:v libx264 "
+        "-c:a pcm_f32le " +
+        dir / "mono.mkv");
+    Reader reader = Reader::open(dir / "mono.mkv");
+    std::vector<float> both(2 * kRate);
+    reader.readSamples(both.data(), kRate);
+    for (size_t i = 100; i < kRate - 100; ++i) {
+        ASSERT_NEAR(both[2 * i], 0.5 * std::sin(2 * M_PI * 500 * static_cast<double>(i) / kRate), 1e-4);
+        ASSERT_EQ(both[2 * i], both[2 * i + 1]);
+    }
+}
+
+}  // namespace tumblewash::test

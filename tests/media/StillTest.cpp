@@ -1,0 +1,124 @@
+#include "media/StillIO.h"
+#include "tests/media/Support.h"
+
+namespace tumblewash::test {
+
+namespace {
+
+/// Every byte different in its neighbourhood, alpha among them.
+PictureRef varied(int width, int height) {
+    PictureRef out = PictureRef::makeArgb(width, height);
+    for (int i = 0; i < 4 * width * height; ++i)
+        out.data()[i] = static_cast<uint8_t>((i * 37 + i / 255) & 0xFF);
+    return out;
+}
+
+}  // namespace
+
+TEST(StillTest, PngWithAlphaComesBackToTheByte) {
+    const TempDir dir;
+    for (int width = 1; width <= 67; width += 6) {
+        const PictureRef picture = varied(width, 5);
+        writePng(dir / "a.png", picture, PngAlpha::keep, true);
+        StillSettings settings;
+        settings.keepAlpha = true;
+        EXPECT_EQ(bytesOf(readStill(dir / "a.png", settings)), bytesOf(picture)) << width;
+    }
+}
+
+TEST(StillTest, DroppedAlphaLeavesColoursAndFlattenedAlphaPutsThemOnBlack) {
+    const TempDir dir;
+    const PictureRef picture = varied(31, 9);
+    writePng(dir / "drop.png", picture, PngAlpha::drop);
+    writePng(dir / "flat.png", picture, PngAlpha::flatten);
+    const PictureRef dropped = readStill(dir / "drop.png");
+    const PictureRef flat = readStill(dir / "flat.png");
+    for (int i = 0; i < 31 * 9; ++i)
+        for (int c = 1; c < 4; ++c) {
+            EXPECT_EQ(dropped.data()[4 * i + c], picture.data()[4 * i + c]);
+            EXPECT_EQ(flat.data()[4 * i + c],
+                      (picture.data()[4 * i + c] * picture.data()[4 * i] + 127) / 255);
+            EXPECT_EQ(flat.data()[4 * i], 255);
+        }
+}
+
+TEST(StillTest, ReadingWithoutAlphaPutsThePictureOnBlack) {
+    const TempDir dir;
+    writePng(dir / "a.png", solid(10, 10, {200, 100, 50}, 51), PngAlpha::keep);
+    const PictureRef flat = readStill(dir / "a.png");
+    EXPECT_EQ(pixel(flat, 3, 3), (Rgb{40, 20, 10}));
+    EXPECT_EQ(flat.data()[0], 255);
+}
+
+TEST(StillTest, HiddenColoursDoNotBleedWhenScaled) {
+    const TempDir dir;
+    PictureRef picture = solid(64, 64, {0, 200, 0});
+    for (int y = 0; y < 64; ++y)
+        for (int x = 0; x < 64; ++x)
+            if ((x / 3 + y / 3) % 2 == 0) {
+                uint8_t* p = picture.data() + y * picture.stride() + 4 * x;
+                p[0] = 0;
+                p[1] = 255;
+                p[2] = 0;
+            }
+    writePng(dir / "cut.png", picture, PngAlpha::keep);
+    StillSettings settings;
+    settings.width = 37;
+    settings.height = 41;
+    settings.fit = Fit::stretch;
+    settings.keepAlpha = true;
+    const PictureRef scaled = readStill(dir / "cut.png", settings);
+    for (int i = 0; i < 37 * 41; ++i) {
+        const uint8_t* p = scaled.data() + 4 * i;
+        EXPECT_LE(p[1], p[0] < 40 ? 8 : 2) << i;
+    }
+    settings.keepAlpha = false;
+    const PictureRef flat = readStill(dir / "cut.png", settings);
+    for (int i = 0; i < 37 * 41; ++i) EXPECT_LE(flat.data()[4 * i + 1], 1) << i;
+}
+
+TEST(StillTest, APictureOfAClipIsFoundByItsNumber) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=2 -c:v libx264 " + dir / "clip.mp4");
+    Reader reader = Reader::open(dir / "clip.mp4");
+    const std::vector<std::string> all = allPictures(reader);
+    for (const int64_t index : {0, 17, 49}) {
+        StillSettings settings;
+        settings.index = index;
+        EXPECT_EQ(bytesOf(readStill(dir / "clip.mp4", settings)), all[static_cast<size_t>(index)]);
+    }
+    StillSettings beyond;
+    beyond.index = 50;
+    EXPECT_EQ(failureOf([&] { readStill(dir / "clip.mp4", beyond); }, "clip.mp4"),
+              MediaErrorCode::badRequest);
+}
+
+TEST(StillTest, AnExistingPictureIsReplacedOnlyByForceAndOnlyByAWholeOne) {
+    const TempDir dir;
+    writePng(dir / "a.png", solid(4, 4, {1, 2, 3}));
+    const std::string before = readFile(dir / "a.png");
+    EXPECT_EQ(failureOf(
+                  [&] {
+                      writePng(dir / "a.png", solid(4, 4, {9, 9, 9}));
+                  },
+                  "a.png"),
+              MediaErrorCode::notWritable);
+    EXPECT_EQ(readFile(dir / "a.png"), before);
+    writePng(dir / "a.png", solid(4, 4, {9, 9, 9}), PngAlpha::drop, true);
+    EXPECT_NE(readFile(dir / "a.png"), before);
+    EXPECT_THAT(dir.names(), ::testing::ElementsAre("a.png"));
+    EXPECT_EQ(failureOf(
+                  [&] {
+                      writePng(dir / "no/a.png", solid(4, 4, {1, 1, 1}));
+                  },
+                  "no/a.png"),
+              MediaErrorCode::notWritable);
+    EXPECT_EQ(failureOf(
+                  [&] {
+                      writePng("/dev/full", solid(4, 4, {1, 1, 1}), PngAlpha::drop, true);
+                  },
+                  "/dev/full"),
+              MediaErrorCode::notWritable);
+}
+
+}  // namespace tumblewash::test
