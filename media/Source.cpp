@@ -20,7 +20,7 @@ int64_t maxStep(const ProbeDetail& facts) {
         std::max(kMaxStepSeconds / av_q2d(facts.timeBase), 4.0 * static_cast<double>(frameTicks(facts))));
 }
 
-class FileSource final : public FrameSource {
+class FileSource final : public StreamSource {
   public:
     FileSource(const ProbeDetail& facts, int threads, CancelFlag cancel)
         : facts_(facts),
@@ -86,7 +86,7 @@ class FileSource final : public FrameSource {
     bool started_ = false;
 };
 
-class PatternSource final : public FrameSource {
+class PatternSource final : public StreamSource {
   public:
     PatternSource(const ProbeDetail& facts, CancelFlag cancel) : facts_(facts), cancel_(cancel) {}
 
@@ -153,7 +153,7 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
 }
 
 /// Decodes from `source`'s position to the end. False when there was nothing.
-bool lastPicture(FrameSource& source, Extent& extent) {
+bool lastPicture(StreamSource& source, Extent& extent) {
     bool any = false;
     for (TimedFrame timed = source.next(); timed.frame; timed = source.next()) {
         extent.lastPts = any ? std::max(extent.lastPts, timed.pts) : timed.pts;
@@ -201,7 +201,7 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
 
 }  // namespace
 
-std::unique_ptr<FrameSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
+std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
     return std::make_unique<FileSource>(facts, threads, cancel);
 }

@@ -18,9 +18,9 @@ struct TimedFrame {
     int64_t duration = 1;
 };
 
-class FrameSource {
+class StreamSource {
   public:
-    virtual ~FrameSource() = default;
+    virtual ~StreamSource() = default;
     virtual TimedFrame next() = 0;
     virtual AVRational timeBase() const = 0;
     /// Continues with a picture at or before `pts`. False when the source can only start over.
@@ -29,7 +29,7 @@ class FrameSource {
 };
 
 /// `facts` as `probeDetail` gave them for this path.
-std::unique_ptr<FrameSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel);
+std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel);
 
 /// Where a file's pictures end, and what seems to be missing.
 struct Extent {

@@ -40,7 +40,7 @@ class SteadyPictures {
     AVRational frameBase_;
     bool seekable_;
     int64_t count_ = 0;
-    std::unique_ptr<FrameSource> source_;
+    std::unique_ptr<StreamSource> source_;
     PictureGraph graph_;
     PictureRef current_, coming_;
     int64_t comingIndex_ = 0;
