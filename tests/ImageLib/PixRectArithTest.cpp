@@ -362,6 +362,36 @@ TEST_F(PixRectArithTest, PeakWeightsAreCountedFromTheRegionsCorner) {
     EXPECT_EQ((Bytes{7, 5, 2, 1}), bytesOf(r.pix(9, 9)));  // outside the table: the same
 }
 
+TEST_F(PixRectArithTest, PeakColumnsCountPlacesThatTheSourceLacks) {
+    auto small = plain(4, 4, ARGBVal(7, 0, 0, 0));
+    PixRectRWRef<ARGBVal> view(small);
+    view.shiftorigin(2, 1);
+    view.setbounds(0, 0, 3, 3);  // columns 0, 1 and row 0 lie before the source
+    Shape2D shape(4, 4);
+    shape.setweight(1, 2, 1.0f);
+    EXPECT_EQ(IMAGE_OK, view.blendwithpeak(plain(9, 9, ARGBVal(9, 210, 84, 42)), shape));
+    EXPECT_EQ((Bytes{7, 105, 42, 21}), bytesOf(small.pix(0, 0)));
+    EXPECT_EQ((Bytes{7, 5, 2, 1}), bytesOf(small.pix(1, 0)));
+    EXPECT_EQ((Bytes{7, 5, 2, 1}), bytesOf(small.pix(0, 1)));
+}
+
+TEST_F(PixRectArithTest, OnlyTheLimitByChannelStaysWithinEveryViewOnTheWay) {
+    auto store = plain(8, 1, ARGBVal(7, 100, 100, 100));
+    PixRectRWRef<ARGBVal> inner(store, 2, 0, 5, 0);
+    PixRectRWRef<ARGBVal> outer(inner, 2, 0, 5, 0);
+    outer.shiftorigin(2, 0);
+    outer.setbounds(0, 0, 7, 0);  // columns 2..5 show 0..3 of the inner view, which itself shows 2..5 only
+    auto bright = plain(8, 1, ARGBVal(9, 108, 108, 108));
+    EXPECT_EQ(IMAGE_OK, outer.blendwithlimitrgb(bright, 10));
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(x == 2 || x == 3 ? 104 : 100, store.pix(x, 0)._red) << x;
+    EXPECT_EQ(IMAGE_OK, bright.blendwithlimitrgb(outer, 200));  // a place not shown reads as the zero pixel
+    const int want[8] = {108, 108, 54, 54, 106, 106, 108, 108};
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(want[x], bright.pix(x, 0)._red) << x;
+    outer.incrementby(1);
+    for (int x = 0; x < 8; ++x)
+        EXPECT_EQ((x == 2 || x == 3 ? 104 : 100) + (x < 4), store.pix(x, 0)._red) << x;
+}
+
 TEST_F(PixRectArithTest, PeakProportionIsNarrowedLast) {
     // (1.025 - 1.0) x 40.0 in double, then single, is exactly 1; in single throughout it is not.
     auto r = plain(1, 1, ARGBVal(7, 1, 3, 5));
