@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "host/Catalogue.h"
+#include "platform/Resources.h"
 #include "pluginDistort/v1/Catalogue.h"
 
 namespace {
@@ -35,6 +40,32 @@ TEST(CatalogueTest, NamesAndSentencesAreThereAndDiffer) {
     }
     EXPECT_EQ(names.size(), 14u);
     EXPECT_EQ(sentences.size(), 14u);
+}
+
+TEST(CatalogueTest, EveryLanguageNamesEveryEffectAndEnglishAsTheTableDoes) {
+    for (const char* language : {"en", "de", "fr", "es", "it", "nl", "ja"}) {
+        std::ifstream file(std::string(TUMBLEWASH_TEST_RESOURCES) + "/" + language + ".strings",
+                           std::ios::binary);
+        const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
+        platform::StringLists lists = platform::ParseStringLists(bytes);
+        for (const EffectRecord& effect : effectCatalogue()) {
+            const std::string name =
+                lists[{platform::kTransitionNameStrings, static_cast<std::int16_t>(effect.index + 1)}];
+            EXPECT_FALSE(name.empty()) << language << " " << effect.id;
+            if (std::string(language) == "en") {
+                EXPECT_EQ(name, effect.name);
+            }
+        }
+    }
+}
+
+TEST(CatalogueTest, TheHostsListOfNamesIsThisTables) {
+    ASSERT_EQ(effectNames().size(), effectCatalogue().size());
+    for (std::size_t i = 0; i < effectNames().size(); ++i) {
+        EXPECT_EQ(effectNames()[i].index, effectCatalogue()[i].index);
+        EXPECT_EQ(effectNames()[i].id, effectCatalogue()[i].id);
+        EXPECT_EQ(effectNames()[i].name, effectCatalogue()[i].name);
+    }
 }
 
 TEST(CatalogueTest, UnknownIndicesAreServedByTheFirstRecord) {
