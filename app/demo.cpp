@@ -12,11 +12,8 @@
 namespace tumblewash {
 namespace {
 
-constexpr const char* kHarbour = "pattern:harbour?size=720x480&seconds={}&fps=30000/1001";
-constexpr const char* kCity = "pattern:city?size=720x480&seconds={}&fps=30000/1001";
-
-std::string scene(const char* pattern, int seconds) {
-    return fmt::format(fmt::runtime(pattern), seconds);
+std::string scene(const char* name, PixelSize size) {
+    return fmt::format("pattern:{}?size={}&seconds=4&fps=30000/1001", name, describe(size));
 }
 
 }  // namespace
@@ -30,19 +27,23 @@ void makeDemo(const Options& given) {
                       fmt::format("{}: cannot be made: {}", folder.string(), problem.message()));
     const auto file = [&](const char* name) { return (folder / name).string(); };
 
+    const PixelSize size = given.size.value_or(PixelSize{720, 480});
+    const std::string harbour = scene("harbour", size);
+    const std::string city = scene("city", size);
+
     Options join = given;
     join.command = Command::Join;
     // These names are the demo's own, so that a second run replaces the first one's files.
     join.force = true;
     join.quiet = true;
-    join.inputs = {scene(kHarbour, 4), scene(kCity, 4)};
+    join.inputs = {harbour, city};
     join.output = file("wash-away.mp4");
     join.effects = {"wash-away"};
     join.duration = TimeSpan{TimeSpan::Unit::Frames, 60};
     makeMovie(join);
     if (!given.quiet) fmt::print("{}  two scenes with sound, joined by a wash-away\n", join.output);
 
-    join.inputs = {scene(kCity, 4), scene(kHarbour, 4), scene(kCity, 4), scene(kHarbour, 4), scene(kCity, 4)};
+    join.inputs = {city, harbour, city, harbour, city};
     join.output = file("four-effects.mp4");
     join.effects = {"tumble-away", "tilt-reveal", "morph", "wash-reveal"};
     join.direction = kPluginDirectionUp;
@@ -54,7 +55,7 @@ void makeDemo(const Options& given) {
     sheet.command = Command::Sheet;
     sheet.force = true;
     sheet.quiet = true;
-    sheet.inputs = {scene(kHarbour, 4), scene(kCity, 4)};
+    sheet.inputs = {harbour, city};
     sheet.output = file("sheet.png");
     makeSheet(sheet);
     if (!given.quiet) fmt::print("{}  every effect at six moments\n", sheet.output);

@@ -153,7 +153,7 @@ const OptionRow kOptions[] = {
     {"--of", "-n", "N", ValueKind::Text, "", kEffectGroup, "frames of the whole transition (default 30)",
      kFrame, [](Options& o, const std::string& v) { o.of = parseInteger(v, 2, 1000000, "--of"); }},
     {"--size", "-s", "WxH", ValueKind::Text, "", kPictureGroup,
-     "size of the result, 16x16 to 4095 wide (default the first input's)", kRenders,
+     "size of the result, 16x16 to 4095 wide (default the first input's)", kRenders | kDemo,
      [](Options& o, const std::string& v) { o.size = parseSize(v); }},
     {"--fps", "-r", "RATE", ValueKind::Text, "", kPictureGroup,
      "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kMovies,

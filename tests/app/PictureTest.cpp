@@ -1,0 +1,213 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "app/effects.h"
+#include "app/field.h"
+#include "app/picturesource.h"
+#include "media/StillIO.h"
+#include "tests/app/ProgramRun.h"
+
+namespace tumblewash {
+namespace {
+
+// Two pictures with alpha that differ everywhere.
+PictureRef drawn(int width, int height, int salt) {
+    PictureRef picture = PictureRef::makeArgb(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            std::uint8_t* p = picture.data() + y * picture.stride() + x * 4;
+            p[0] = static_cast<std::uint8_t>((x * 7 + y * salt) % 256);
+            p[1] = static_cast<std::uint8_t>(x * salt);
+            p[2] = static_cast<std::uint8_t>(y * 5 + salt);
+            p[3] = static_cast<std::uint8_t>(x + y + salt);
+        }
+    return picture;
+}
+
+StillSettings withAlpha() {
+    StillSettings settings;
+    settings.keepAlpha = true;
+    return settings;
+}
+
+std::string bytesOf(const PictureRef& picture) {
+    return {reinterpret_cast<const char*>(picture.data()),
+            static_cast<std::size_t>(picture.stride() * picture.height())};
+}
+
+// What a session gives for the two pictures, without the program.
+PictureRef rendered(const std::string& id, const PictureRef& a, const PictureRef& b, int k, int n) {
+    const PluginModule module = openPlugin({});
+    TransitionJob job;
+    job.effect = findEffect(module, id);
+    job.size = {a.width(), a.height()};
+    job.frames = n;
+    job.framesA = job.framesB = n;
+    job.direction = kPluginDirectionLeft;
+    job.seed = 9;
+    PictureSource source;
+    source.put({0, k}, a);
+    source.put({1, k}, b);
+    Session session(module, sessionSettings(job), source);
+    session.open();
+    PictureRef out = PictureRef::makeArgb(a.width(), a.height());
+    EXPECT_TRUE(session.renderFrame(k, {out.data(), out.stride(), out.width(), out.height()}).ok());
+    return out;
+}
+
+TEST(FrameTest, PicturesOfEqualSizeGiveExactlyThePluginsBytes) {
+    const Workshop shop;
+    const PictureRef a = drawn(97, 61, 3);
+    const PictureRef b = drawn(97, 61, 11);
+    writePng(shop.file("a.png"), a, PngAlpha::keep);
+    writePng(shop.file("b.png"), b, PngAlpha::keep);
+    for (const std::string id : {"wash-away", "tilt-reveal", "tumble-away", "wash-reveal"}) {
+        const RunResult result = shop.run({"frame", shop.file("a.png"), shop.file("b.png"), "-o",
+                                           shop.file("f.png"), "-e", id, "--frame", "7", "--of", "20",
+                                           "--alpha", "--direction", "left", "--seed", "9", "--force"});
+        ASSERT_EQ(result.code, 0) << result.err;
+        const PictureRef made = readStill(shop.file("f.png"), withAlpha());
+        ASSERT_EQ(made.width(), 97);
+        EXPECT_EQ(bytesOf(made), bytesOf(rendered(id, a, b, 7, 20))) << id;
+    }
+}
+
+TEST(FrameTest, WithoutAlphaPicturesLieOnBlackAndColoursAreThePlugins) {
+    const Workshop shop;
+    const PictureRef a = drawn(64, 48, 3);
+    const PictureRef b = drawn(64, 48, 11);
+    writePng(shop.file("a.png"), a, PngAlpha::drop);
+    writePng(shop.file("b.png"), b, PngAlpha::drop);
+    ASSERT_EQ(shop.run({"frame", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("f.png"), "-e",
+                        "wash-away", "--frame", "7", "--of", "20", "--direction", "left", "--seed", "9"})
+                  .code,
+              0);
+    const PictureRef made = readStill(shop.file("f.png"));
+    const PictureRef expected =
+        rendered("wash-away", readStill(shop.file("a.png")), readStill(shop.file("b.png")), 7, 20);
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            ASSERT_EQ(0, std::memcmp(made.data() + y * made.stride() + x * 4 + 1,
+                                     expected.data() + y * expected.stride() + x * 4 + 1, 3))
+                << x << ',' << y;
+}
+
+TEST(FrameTest, AFrameOfTwoClipsIsTheFrameOfTheirJoin) {
+    const Workshop shop;
+    for (const std::string id : {"tumble-away", "morph", "wash-reveal"}) {
+        ASSERT_EQ(shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", shop.file("j%03d.png"), "-e",
+                            id, "-d", "10f", "-f"})
+                      .code,
+                  0);
+        ASSERT_EQ(shop.run({"frame", scene("harbour", 1), scene("city", 1), "-o", shop.file("f.png"), "-e",
+                            id, "--frame", "6", "--of", "10", "-f"})
+                      .code,
+                  0);
+        // The transition begins at frame 15, or at 20 for the morph; files count from 1.
+        const std::string same = shop.file(id == "morph" ? "j027.png" : "j022.png");
+        EXPECT_EQ(bytesOf(readStill(same)), bytesOf(readStill(shop.file("f.png")))) << id;
+    }
+}
+
+TEST(FrameTest, EffectsOfOneClipTakeTheClipThatLeavesOrArrives) {
+    const Workshop shop;
+    const auto frame = [&](const std::vector<std::string>& inputs, const std::string& id) {
+        std::vector<std::string> words{"frame", "-o", shop.file("f.png"), "-e", id, "--of", "10", "-f"};
+        words.insert(words.end(), inputs.begin(), inputs.end());
+        EXPECT_EQ(shop.run(words).code, 0);
+        return tumblewash::bytesOf(shop.file("f.png"));
+    };
+    const std::string a = scene("harbour", 1);
+    const std::string b = scene("city", 1);
+    EXPECT_EQ(frame({a, b}, "wash-out"), frame({a}, "wash-out"));
+    EXPECT_EQ(frame({a, b}, "wash-in"), frame({b}, "wash-in"));
+    EXPECT_NE(frame({a}, "wash-in"), frame({b}, "wash-in"));
+}
+
+TEST(SheetTest, OneRowPerEffectAndOneTilePerStep) {
+    const Workshop shop;
+    const std::string a = scene("harbour", 2, "96x64");
+    const std::string b = scene("city", 2, "96x64");
+    ASSERT_EQ(shop.run({"sheet", a, b, "-o", shop.file("all.png"), "-d", "20f"}).code, 0);
+    ASSERT_EQ(shop.run({"sheet", a, b, "-o", shop.file("two.png"), "-d", "20f", "-e", "wash-away,morph",
+                        "--theme", "light"})
+                  .code,
+              0);
+    const PictureRef all = readStill(shop.file("all.png"));
+    const PictureRef two = readStill(shop.file("two.png"));
+    EXPECT_EQ(all.width(), two.width());
+    EXPECT_GT(all.height(), 4 * two.height());
+    EXPECT_LE(all.width(), 4095);
+    ASSERT_EQ(shop.run({"sheet", a, b, "-o", shop.file("again.png"), "-d", "20f", "--threads", "1"}).code, 0);
+    EXPECT_EQ(tumblewash::bytesOf(shop.file("all.png")), tumblewash::bytesOf(shop.file("again.png")));
+}
+
+TEST(FieldTest, TheWashsFieldIsWhatTheCatalogueMakes) {
+    const PluginModule module = openPlugin({});
+    TransitionJob job;
+    job.effect = findEffect(module, "wash-away");
+    job.size = {640, 480};
+    job.frames = 10;
+    job.direction = kPluginDirectionUp;
+    StillInput a(scene("harbour", 1, "640x480"), job.size, Fit::contain, {25, 1}, false);
+    StillInput b(scene("city", 1, "640x480"), job.size, Fit::contain, {25, 1}, false);
+    int cells = 0;
+    const std::vector<FieldVector> field = effectField(module, job, {&a, &b}, cells);
+    ASSERT_EQ(cells, 64);
+    ASSERT_EQ(field.size(), 64U * 64U);
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        EXPECT_EQ(field[i].dx, 0);
+        const double row = 65.0 - static_cast<double>(i / 64);
+        EXPECT_GE(field[i].dy, row / 64 * 28 / 26 * 480 - 0.01);
+        EXPECT_LE(field[i].dy, row / 64 * 2 * 480 + 0.01);
+    }
+    const std::vector<FieldVector> same = effectField(module, job, {&a, &b}, cells);
+    EXPECT_EQ(same[100].dy, field[100].dy) << "the same seed names the same field";
+}
+
+TEST(FieldTest, ThePlateFillsTheFrameAtTheStartAndShrinksToTheMiddle) {
+    const PluginModule module = openPlugin({});
+    TransitionJob job;
+    job.effect = findEffect(module, "tumble-away");
+    job.size = {720, 480};
+    job.frames = 1000;
+    StillInput a(scene("harbour", 60, "720x480"), job.size, Fit::contain, {25, 1}, false);
+    StillInput b(scene("city", 60, "720x480"), job.size, Fit::contain, {25, 1}, false);
+    const auto start = platePosition(module, job, {&a, &b}, 0);
+    ASSERT_TRUE(start);
+    EXPECT_EQ(*start, (Plate{{{0, 0}, {720, 0}, {720, 480}, {0, 480}}}));
+    const auto end = platePosition(module, job, {&a, &b}, 999);
+    ASSERT_TRUE(end);
+    for (const auto& corner : *end) {
+        EXPECT_NEAR(corner[0], 360, 20);
+        EXPECT_NEAR(corner[1], 240, 20);
+    }
+}
+
+TEST(FieldTest, EveryEffectHasAPicture) {
+    for (const std::string& id : effectIds()) {
+        if (id == "none") continue;
+        const Workshop shop;
+        const RunResult result = shop.run({"field", scene("harbour", 3, "160x120"),
+                                           scene("city", 3, "160x120"), "-o", shop.file("f.png"), "-e", id});
+        EXPECT_EQ(result.code, 0) << id << ": " << result.err;
+        EXPECT_GT(readStill(shop.file("f.png")).width(), 160);
+    }
+}
+
+TEST(DemoTest, MakesTwoMoviesAndASheet) {
+    const Workshop shop;
+    const RunResult result = shop.run({"demo", shop.file("demo"), "--size", "96x64"});
+    ASSERT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(linesOf(result.out).size(), 3U);
+    EXPECT_FALSE(streamOf(probeJson(shop.file("demo/wash-away.mp4")), "audio").is_null());
+    EXPECT_EQ(streamOf(probeJson(shop.file("demo/wash-away.mp4")), "video")["width"], 96);
+    EXPECT_GT(readStill(shop.file("demo/sheet.png")).height(), 1000);
+    EXPECT_EQ(shop.run({"demo", shop.file("demo"), "--size", "96x64", "-q"}).code, 0)
+        << "a second demo replaces the first";
+}
+
+}  // namespace
+}  // namespace tumblewash
