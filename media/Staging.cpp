@@ -49,7 +49,8 @@ std::string behindLinks(const std::string& path) {
 /// A hidden name in the directory of `target` that no other run uses.
 std::string hiddenName(const std::string& target) {
     static std::atomic<unsigned> counter{0};
-    const std::string tail = "." + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".part";
+    std::string tail(".");
+    tail.append(std::to_string(getpid())).append("-").append(std::to_string(counter++)).append(".part");
     return directoryOf(target) + "/." + nameOf(target).substr(0, NAME_MAX - 1 - tail.size()) + tail;
 }
 
