@@ -163,9 +163,9 @@ bool lastPicture(StreamSource& source, Extent& extent) {
     return any;
 }
 
-/// True when a seek to the last key picture gave its group of pictures, and nothing later.
-bool tailByKey(FileSource& source, int64_t lastKey, Extent& extent) {
-    if (!source.seek(lastKey)) return false;
+/// True when a seek to `target`, at or before the last key picture, gave that picture's group.
+bool tailByKey(FileSource& source, int64_t target, int64_t lastKey, Extent& extent) {
+    if (!source.seek(target)) return false;
     TimedFrame first = source.next();
     if (!first.frame || first.frame->pts == AV_NOPTS_VALUE || first.pts > lastKey) return false;
     extent.lastPts = first.pts;
@@ -221,7 +221,13 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     }
     extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
     FileSource source(facts, threads, cancel);
-    if (extent.seekable && tailByKey(source, scan.lastKey - facts.firstPts, extent)) return extent;
+    const int64_t lastKey = scan.lastKey - facts.firstPts;
+    // Program streams search by the times of packets and may land behind the key picture: a second try starts
+    // earlier.
+    for (const double early : {0.0, 2.0}) {
+        const int64_t target = lastKey - static_cast<int64_t>(early / av_q2d(facts.timeBase));
+        if (extent.seekable && target > 0 && tailByKey(source, target, lastKey, extent)) return extent;
+    }
     FileSource again(facts, threads, cancel);
     lastPicture(again, extent);
     return extent;
