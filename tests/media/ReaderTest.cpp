@@ -248,6 +248,30 @@ TEST(ReaderTest, InterlacedLinesStayWhereTheyAreUntilLinesAreScaled) {
     EXPECT_GT(narrow, 0);
 }
 
+TEST(ReaderTest, ChromaOfKeptFieldsIsNotMixedBetweenThem) {
+    const TempDir dir;
+    // Even lines red, odd lines blue, in a layout with chroma on every line.
+    ffmpeg(
+        "-f lavfi -i color=black:s=64x48:r=25:d=0.2 -vf \"format=yuv422p,geq=lum='if(mod(Y,2),41,81)':"
+        "cb='if(mod(Y,2),240,90)':cr='if(mod(Y,2),110,240)',setfield=tff\" -c:v libx264 -qp 1 -x264-params "
+        "tff=1 " +
+        dir / "fields.mp4");
+    ReaderSettings settings;
+    for (const PixelLayout layout : {PixelLayout::yuv420, PixelLayout::argb}) {
+        settings.layout = layout;
+        settings.matrix = ColourMatrix::bt601;
+        Reader reader = Reader::open(dir / "fields.mp4", settings);
+        EXPECT_EQ(reader.fields(), FieldOrder::topFirst);
+        const PictureRef picture = toArgb(reader.readPicture());
+        for (const int y : {20, 24, 30}) {
+            EXPECT_GT(pixel(picture, 32, y)[0], 220);
+            EXPECT_LT(pixel(picture, 32, y)[2], 40);
+            EXPECT_GT(pixel(picture, 32, y + 1)[2], 220);
+            EXPECT_LT(pixel(picture, 32, y + 1)[0], 40);
+        }
+    }
+}
+
 TEST(ReaderTest, NativePicturesHaveTheEncodersLayoutAndComeBackInColour) {
     const TempDir dir;
     writePng(dir / "still.png", solid(64, 48, {200, 60, 30}));

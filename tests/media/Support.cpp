@@ -12,7 +12,7 @@ namespace tumblewash::test {
 namespace fs = std::filesystem;
 
 TempDir::TempDir() {
-    std::string name = (fs::temp_directory_path() / "tumblewash-media-XXXXXX").string();
+    std::string name = (fs::temp_directory_path() / "tumblewash-media-").string() + std::string(6, 'X');
     if (mkdtemp(name.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
     path_ = name;
 }
