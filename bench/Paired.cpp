@@ -1,0 +1,85 @@
+#include "bench/Paired.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+namespace tumblewash::bench {
+
+namespace {
+
+double milliseconds(const std::function<void()>& work, int repeats) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < repeats; ++i) work();
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    return time.count() / repeats;
+}
+
+/// How often to repeat work so that the clock's own steps do not matter.
+int repeatsFor(const std::function<void()>& work) {
+    work();
+    const double once = milliseconds(work, 1);
+    return std::clamp(static_cast<int>(std::ceil(2.0 / std::max(once, 1.0e-5))), 1, 200000);
+}
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+}  // namespace
+
+Pair measurePair(const std::function<void()>& ours, const std::function<void()>& yardstick, int rounds) {
+    const int ourRepeats = repeatsFor(ours);
+    const int theirRepeats = repeatsFor(yardstick);
+    std::vector<double> a, b, ratios;
+    for (int i = 0; i < rounds; ++i) {
+        a.push_back(milliseconds(ours, ourRepeats));
+        b.push_back(milliseconds(yardstick, theirRepeats));
+        ratios.push_back(a.back() / b.back());
+    }
+    return {median(a), median(b), median(ratios)};
+}
+
+Table::Table(std::string only, int rounds) : only_(std::move(only)), rounds_(rounds) {
+    std::printf("| %-50s | %9s | %-34s | %9s | %7s | %7s | %-7s |\n", "what", "ours ms", "yardstick",
+                "its ms", "ratio", "target", "verdict");
+    std::printf("|%s|\n", "---|---:|---|---:|---:|---:|---");
+}
+
+bool Table::wants(const std::string& row) const {
+    return row.find(only_) != std::string::npos;
+}
+
+double Table::add(const std::string& row, const std::function<void()>& ours, const std::string& yardstickName,
+                  const std::function<void()>& yardstick, Aim aim, double target) {
+    if (!wants(row)) return 0.0;
+    const Pair pair = measurePair(ours, yardstick, rounds_);
+    print(row, pair, yardstickName, aim, target);
+    return pair.ours;
+}
+
+void Table::addFigures(const std::string& row, double ours, const std::string& yardstickName,
+                       double yardstick, Aim aim, double target) {
+    if (!wants(row) || yardstick <= 0.0) return;
+    print(row, {ours, yardstick, ours / yardstick}, yardstickName, aim, target);
+}
+
+void Table::print(const std::string& row, const Pair& pair, const std::string& yardstickName, Aim aim,
+                  double target) {
+    const double shown = aim == Aim::atMost ? pair.ratio : 1.0 / pair.ratio;
+    const bool good = aim == Aim::shown || (aim == Aim::atMost ? shown <= target : shown >= target);
+    char aimed[32] = "";
+    if (aim != Aim::shown) {
+        std::snprintf(aimed, sizeof aimed, "%s %.2f", aim == Aim::atMost ? "<=" : ">=", target);
+    }
+    std::printf("| %-50s | %9.4f | %-34s | %9.4f | %6.2fx | %7s | %-7s |\n", row.c_str(), pair.ours,
+                yardstickName.c_str(), pair.yardstick, shown, aimed,
+                aim == Aim::shown ? "" : (good ? "met" : "MISSED"));
+    std::fflush(stdout);
+    missed_ += good ? 0 : 1;
+}
+
+}  // namespace tumblewash::bench

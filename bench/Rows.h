@@ -1,0 +1,24 @@
+// The rows of the table, one function for each family; every function adds its rows at one frame size.
+// Median times of geometry rows are kept, so that the sizes can be compared per pixel.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "bench/Paired.h"
+
+namespace tumblewash::bench {
+
+/// Median milliseconds by the row's name without the size.
+using Times = std::map<std::string, double>;
+
+/// Warps, tumble, morph, motion estimate.
+void addGeometry(Table& table, int width, int height, Times& times);
+/// `CopyBits` and the blend behind `Blit`.
+void addCopies(Table& table, int width, int height, Times& times);
+/// Convolution, metrics, arithmetic, sampling.
+void addLibrary(Table& table, int width, int height, Times& times);
+/// The plain composition of views beside the shipped paths: what the reformulations are worth.
+void addComposition(Table& table, int width, int height);
+
+}  // namespace tumblewash::bench

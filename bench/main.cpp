@@ -1,0 +1,51 @@
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "bench/Paired.h"
+#include "bench/Rows.h"
+#include "bench/Yardsticks.h"
+
+#if !defined(NDEBUG)
+#error "the benchmarks are of use in an optimised build only"
+#endif
+
+namespace {
+
+using tumblewash::bench::Aim;
+using tumblewash::bench::Times;
+
+/// Cost per pixel at another size against that at 1920 x 1080.
+void addPerPixel(tumblewash::bench::Table& table, const Times& times, const Times& base, int w, int h) {
+    const double pixels = 1.0e-6 * w * h;
+    for (const auto& [name, milliseconds] : times) {
+        const auto at = base.find(name);
+        if (at == base.end() || at->second <= 0.0 || milliseconds <= 0.0) continue;
+        table.addFigures("per megapixel, " + name + " " + std::to_string(w) + "x" + std::to_string(h),
+                         milliseconds / pixels, "the same at 1920x1080", at->second / 2.0736, Aim::atMost,
+                         1.3);
+    }
+}
+
+}  // namespace
+
+/// tumblewash_bench [ROWS] [ROUNDS]: the rows whose name contains ROWS (all), each over ROUNDS rounds (31).
+int main(int argc, char** argv) {
+    namespace bench = tumblewash::bench;
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : 31;
+    bench::useOneThread();
+    bench::Table table(argc > 1 ? argv[1] : "", rounds > 0 ? rounds : 31);
+    Times base;
+    bench::addGeometry(table, 1920, 1080, base);
+    bench::addCopies(table, 1920, 1080, base);
+    bench::addLibrary(table, 1920, 1080, base);
+    for (const auto& [w, h] : {std::pair{720, 480}, std::pair{3840, 2160}}) {
+        Times times;
+        bench::addGeometry(table, w, h, times);
+        bench::addCopies(table, w, h, times);
+        addPerPixel(table, times, base, w, h);
+    }
+    bench::addComposition(table, 1920, 1080);
+    std::printf("\n%d rows miss their target.\n", table.missed());
+    return 0;
+}
