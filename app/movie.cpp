@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "app/errors.h"
+#include "app/mlt.h"
 #include "app/outputs.h"
 #include "app/progress.h"
 #include "app/report.h"
@@ -125,7 +126,7 @@ class Pass {
     }
 
     // The pictures that frame k of a transition is made from, each clip read in its own order.
-    void submit(TransitionRenderer& renderer, const Segment& segment, Placement placement, std::int64_t k) {
+    void submit(ParallelRenderer& renderer, const Segment& segment, Placement placement, std::int64_t k) {
         if (placement == Placement::Overlap) {
             PictureRef a = clip(segment.clipA).nextPicture();
             renderer.submit(std::move(a), clip(segment.clipB).nextPicture());
@@ -178,7 +179,7 @@ class Pass {
         PictureRef key;
         if (placement == Placement::Halves)
             key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
-        TransitionRenderer renderer(request_.module, job, sessions, key, &interruptFlag());
+        ParallelRenderer renderer(request_.module, job, sessions, key, &interruptFlag());
         ReportedTransition told = reported(segment, job, sessions);
         SoundRamp ramp;
         std::int64_t submitted = 0;
@@ -285,6 +286,11 @@ void makeMovie(const Options& o) {
     MovieRequest request = prepareMovie(o);
     Report report = beginReport(o, request);
     sayPlan(o, request);
+    if (!o.mlt.empty()) {
+        writeTextFile(o.mlt, mltProject(o, request));
+        if (!o.quiet) fmt::print(stderr, "{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
+        if (o.output.empty()) return;
+    }
     Writer writer = Writer::open(o.output, request.writer);
     report.openSeconds = since(start);
     try {

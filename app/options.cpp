@@ -118,6 +118,8 @@ void checkTogether(const Options& o, const CommandRow& row) {
         throw Refusal(ExitCode::BadUsage, "--duration and --speed both set the length; give one of them");
     if (row.wantsOutput && o.output.empty() && o.mlt.empty())
         throw Refusal(ExitCode::BadUsage, fmt::format("{} needs an output: -o FILE", row.name));
+    if (o.output.empty() && !o.mlt.empty() && !o.report.empty())
+        throw Refusal(ExitCode::BadUsage, "--report tells what was rendered; give an output too: -o FILE");
     if (o.frame && *o.frame >= o.of.value_or(30))
         throw Refusal(ExitCode::BadUsage,
                       fmt::format("--frame {} is past the end: of {} frames the last is {}", *o.frame,

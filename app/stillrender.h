@@ -1,5 +1,5 @@
 // Single frames of transitions, in any order, from stills or clips: what frame, sheet and field draw from.
-// Pictures are fetched once and kept; movies go through TransitionRenderer instead.
+// Pictures are fetched once and kept; movies go through ParallelRenderer instead.
 #pragma once
 
 #include <cstdint>

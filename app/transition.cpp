@@ -39,7 +39,7 @@ SessionSettings sessionSettings(const TransitionJob& job) {
     return s;
 }
 
-struct TransitionRenderer::Impl {
+struct ParallelRenderer::Impl {
     struct Worker {
         std::unique_ptr<PictureSource> source;
         std::unique_ptr<Session> session;
@@ -154,8 +154,8 @@ struct TransitionRenderer::Impl {
     }
 };
 
-TransitionRenderer::TransitionRenderer(const PluginModule& module, const TransitionJob& job, int sessions,
-                                       PictureRef key, const std::atomic<bool>* cancel)
+ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJob& job, int sessions,
+                                   PictureRef key, const std::atomic<bool>* cancel)
     : impl_(std::make_unique<Impl>()) {
     impl_->job = job;
     impl_->cancel = cancel;
@@ -172,15 +172,15 @@ TransitionRenderer::TransitionRenderer(const PluginModule& module, const Transit
         worker.thread = std::thread([impl = impl_.get(), &worker] { impl->work(worker); });
 }
 
-TransitionRenderer::~TransitionRenderer() {
+ParallelRenderer::~ParallelRenderer() {
     impl_->join();
 }
 
-std::size_t TransitionRenderer::window() const noexcept {
+std::size_t ParallelRenderer::window() const noexcept {
     return impl_->workers.size() + 1;
 }
 
-void TransitionRenderer::submit(PictureRef a, PictureRef b) {
+void ParallelRenderer::submit(PictureRef a, PictureRef b) {
     {
         const std::scoped_lock hold(impl_->lock);
         Task task{impl_->submitted++, std::move(a), std::move(b)};
@@ -190,7 +190,7 @@ void TransitionRenderer::submit(PictureRef a, PictureRef b) {
     impl_->changed.notify_all();
 }
 
-TransitionFrame TransitionRenderer::take() {
+TransitionFrame ParallelRenderer::take() {
     std::unique_lock hold(impl_->lock);
     const std::int64_t number = impl_->taken++;
     impl_->changed.wait(hold, [&] { return impl_->failure || impl_->done.contains(number); });
@@ -201,7 +201,7 @@ TransitionFrame TransitionRenderer::take() {
     return frame;
 }
 
-HYPluginClipInfo TransitionRenderer::finish() {
+HYPluginClipInfo ParallelRenderer::finish() {
     impl_->join();
     for (Impl::Worker& worker : impl_->workers) worker.session->close();
     return impl_->workers.front().session->clipInfo();

@@ -43,15 +43,15 @@ struct TransitionFrame {
 SessionSettings sessionSettings(const TransitionJob& job);
 
 /// Renders in threads of its own. One thread submits and takes.
-class TransitionRenderer {
+class ParallelRenderer {
   public:
     /// Opens `sessions` sessions (at least 1). `key` is the last frame of a morph, empty for others.
     /// Throws HostError or Refusal.
-    TransitionRenderer(const PluginModule& module, const TransitionJob& job, int sessions,
-                       PictureRef key = {}, const std::atomic<bool>* cancel = nullptr);
-    ~TransitionRenderer();
-    TransitionRenderer(const TransitionRenderer&) = delete;
-    TransitionRenderer& operator=(const TransitionRenderer&) = delete;
+    ParallelRenderer(const PluginModule& module, const TransitionJob& job, int sessions, PictureRef key = {},
+                     const std::atomic<bool>* cancel = nullptr);
+    ~ParallelRenderer();
+    ParallelRenderer(const ParallelRenderer&) = delete;
+    ParallelRenderer& operator=(const ParallelRenderer&) = delete;
 
     /// Frames that may be submitted and not yet taken.
     std::size_t window() const noexcept;

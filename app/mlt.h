@@ -1,0 +1,16 @@
+// A join as an MLT project: what melt, Kdenlive and Shotcut open. The editor decodes the clips itself and
+// renders the seams with this project's frei0r mixers. Text only; nothing is rendered here.
+#pragma once
+
+#include <string>
+
+#include "app/options.h"
+#include "app/request.h"
+
+namespace tumblewash {
+
+/// The project as XML. Throws Refusal (BadUsage) for what a project cannot say: sources that the program
+/// draws itself, a --fit other than contain, a seed outside 1 to 1001.
+std::string mltProject(const Options& options, const MovieRequest& request);
+
+}  // namespace tumblewash
