@@ -20,6 +20,9 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/tumblewashConfigVersion.
 install(FILES "${PROJECT_BINARY_DIR}/tumblewashConfig.cmake" "${PROJECT_BINARY_DIR}/tumblewashConfigVersion.cmake"
   DESTINATION "${install_package}" COMPONENT dev)
 
+# The package files find their prefix from where they lie, so that an installed tree may be moved.
+file(RELATIVE_PATH pc_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 foreach(pc tumblewash-imagelib tumblewash-host)
   configure_file(cmake/${pc}.pc.in "${PROJECT_BINARY_DIR}/${pc}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/${pc}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
