@@ -1,6 +1,6 @@
 // A picture between a foreign host and the plug-in: bytes alpha, red, green, blue, colours premultiplied by
-// alpha, in a stride that a session lends without copying. Not a view and not a colour converter: each
-// adapter writes its host's pixels into one and reads the result out of another.
+// alpha, in a stride that a session lends without copying, or laid over a host's own memory. Not a colour
+// converter: each adapter writes its host's pixels into one and reads the result out of another.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace tumblewash::adapters {
 
-/// Owns width x height premultiplied pixels. Sizes below 1 make an empty canvas.
+/// Holds width x height premultiplied pixels. Sizes below 1 make an empty canvas.
 class Canvas {
   public:
     Canvas() = default;
@@ -23,23 +23,43 @@ class Canvas {
         width_ = width > 0 ? width : 0;
         height_ = height > 0 ? height : 0;
         stride_ = width_ > 0 ? static_cast<std::size_t>(pictureStride(width_)) : 0;
+        foreign_ = nullptr;
+        opaque_ = false;
         bytes_.assign(stride_ * static_cast<std::size_t>(height_), 0);
     }
+
+    /// Uses rows of 4 x width bytes without gaps at `pixels`, which stay the caller's.
+    void layOver(std::uint8_t* pixels, int width, int height) noexcept {
+        foreign_ = pixels;
+        width_ = width;
+        height_ = height;
+        stride_ = static_cast<std::size_t>(width) * 4;
+        opaque_ = false;
+    }
+
+    /// True when every pixel counts as opaque, whatever its alpha byte holds; false when that is not known.
+    /// Whoever writes the canvas says so.
+    [[nodiscard]] bool opaque() const noexcept { return opaque_; }
+    void setOpaque(bool opaque) noexcept { opaque_ = opaque; }
 
     [[nodiscard]] int width() const noexcept { return width_; }
     [[nodiscard]] int height() const noexcept { return height_; }
     [[nodiscard]] std::uint8_t* row(int y) noexcept {
-        return bytes_.data() + stride_ * static_cast<std::size_t>(y);
+        return pixels() + stride_ * static_cast<std::size_t>(y);
     }
     [[nodiscard]] const std::uint8_t* row(int y) const noexcept {
-        return bytes_.data() + stride_ * static_cast<std::size_t>(y);
+        return (foreign_ != nullptr ? foreign_ : bytes_.data()) + stride_ * static_cast<std::size_t>(y);
     }
     /// The canvas as a session takes it. Valid until the next resize.
     [[nodiscard]] Picture picture() noexcept {
-        return {bytes_.data(), static_cast<std::ptrdiff_t>(stride_), width_, height_};
+        return {pixels(), static_cast<std::ptrdiff_t>(stride_), width_, height_};
     }
 
   private:
+    [[nodiscard]] std::uint8_t* pixels() noexcept { return foreign_ != nullptr ? foreign_ : bytes_.data(); }
+
+    std::uint8_t* foreign_ = nullptr;
+    bool opaque_ = false;
     int width_ = 0;
     int height_ = 0;
     std::size_t stride_ = 0;

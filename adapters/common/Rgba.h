@@ -3,7 +3,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "adapters/common/Canvas.h"
 
@@ -16,32 +19,79 @@ enum class AlphaKind {
     opaque          ///< alpha is full whatever its bytes say
 };
 
-/// Reads `count` pixels into a canvas row.
-inline void rowFromRgba(const std::uint8_t* rgba, int count, AlphaKind kind, std::uint8_t* argb) noexcept {
-    for (int i = 0; i < count; ++i, rgba += 4, argb += 4) {
-        const std::uint8_t alpha = kind == AlphaKind::opaque ? std::uint8_t{255} : rgba[3];
-        argb[0] = alpha;
-        if (alpha == 255) {
-            std::copy_n(rgba, 3, argb + 1);
-        } else if (kind == AlphaKind::premultiplied) {
-            for (int c = 0; c < 3; ++c) argb[1 + c] = std::min(rgba[c], alpha);
+namespace detail {
+
+// A pixel as one word: moving alpha between first and last byte is a rotation, whatever the byte order.
+constexpr bool kLittle = std::endian::native == std::endian::little;
+constexpr std::uint32_t kLastByte = kLittle ? 0xFF000000U : 0x000000FFU;
+
+inline std::uint32_t argbWord(std::uint32_t rgba) noexcept {
+    return kLittle ? std::rotl(rgba, 8) : std::rotr(rgba, 8);
+}
+inline std::uint32_t rgbaWord(std::uint32_t argb) noexcept {
+    return kLittle ? std::rotr(argb, 8) : std::rotl(argb, 8);
+}
+inline std::uint32_t wordAt(const std::uint8_t* row, std::size_t i) noexcept {
+    std::uint32_t word;
+    std::memcpy(&word, row + 4 * i, 4);
+    return word;
+}
+
+}  // namespace detail
+
+/// Reads `count` pixels into a canvas row that lies elsewhere; true when all are opaque. Opaque rows take one
+/// pass of word operations.
+inline bool rowFromRgba(const std::uint8_t* __restrict rgba, int count, AlphaKind kind,
+                        std::uint8_t* __restrict argb) noexcept {
+    const auto pixels = static_cast<std::size_t>(count);
+    const std::uint32_t force = kind == AlphaKind::opaque ? detail::kLastByte : 0;
+    std::uint32_t common = ~0U;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const std::uint32_t in = detail::wordAt(rgba, i) | force;
+        common &= in;
+        const std::uint32_t out = detail::argbWord(in);
+        std::memcpy(argb + 4 * i, &out, 4);
+    }
+    if ((common & detail::kLastByte) == detail::kLastByte) return true;
+    for (std::size_t i = 0; i < pixels; ++i, argb += 4) {
+        const std::uint8_t alpha = argb[0];
+        if (alpha == 255) continue;
+        if (kind == AlphaKind::premultiplied) {
+            for (int c = 1; c < 4; ++c) argb[c] = std::min(argb[c], alpha);
         } else {
-            for (int c = 0; c < 3; ++c) argb[1 + c] = premultiplied(rgba[c], alpha);
+            for (int c = 1; c < 4; ++c) argb[c] = premultiplied(argb[c], alpha);
         }
+    }
+    return false;
+}
+
+/// Turns `count` pixels of a canvas row into foreign ones where they are.
+inline void rowToRgbaInPlace(std::uint8_t* row, int count, AlphaKind kind) noexcept {
+    const auto pixels = static_cast<std::size_t>(count);
+    if (kind == AlphaKind::straight) {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            std::uint8_t* p = row + 4 * i;
+            if (p[0] == 255) continue;
+            for (int c = 1; c < 4; ++c) p[c] = straight(p[c], p[0]);
+        }
+    }
+    const std::uint32_t force = kind == AlphaKind::opaque ? detail::kLastByte : 0;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const std::uint32_t out = detail::rgbaWord(detail::wordAt(row, i)) | force;
+        std::memcpy(row + 4 * i, &out, 4);
     }
 }
 
-/// Writes `count` pixels of a canvas row.
-inline void rowToRgba(const std::uint8_t* argb, int count, AlphaKind kind, std::uint8_t* rgba) noexcept {
-    for (int i = 0; i < count; ++i, rgba += 4, argb += 4) {
-        const std::uint8_t alpha = argb[0];
-        if (alpha == 255 || kind != AlphaKind::straight) {
-            std::copy_n(argb + 1, 3, rgba);
-        } else {
-            for (int c = 0; c < 3; ++c) rgba[c] = straight(argb[1 + c], alpha);
-        }
-        rgba[3] = kind == AlphaKind::opaque ? std::uint8_t{255} : alpha;
-    }
+/// Writes `count` pixels of a canvas row to a row that lies elsewhere.
+inline void rowToRgba(const std::uint8_t* __restrict argb, int count, AlphaKind kind,
+                      std::uint8_t* __restrict rgba) noexcept {
+    std::memcpy(rgba, argb, static_cast<std::size_t>(count) * 4);
+    rowToRgbaInPlace(rgba, count, kind);
+}
+
+/// What the bytes of a canvas mean to a host whose pictures have alpha of `kind`.
+[[nodiscard]] inline AlphaKind kindFor(const Canvas& canvas, AlphaKind kind) noexcept {
+    return canvas.opaque() ? AlphaKind::opaque : kind;
 }
 
 }  // namespace tumblewash::adapters

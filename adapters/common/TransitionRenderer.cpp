@@ -54,6 +54,7 @@ bool generatorUndisturbed(unsigned seed) {
 }
 
 bool isOpaque(const Canvas& canvas) {
+    if (canvas.opaque()) return true;
     for (int y = 0; y < canvas.height(); ++y) {
         const std::uint8_t* row = canvas.row(y);
         for (int x = 0; x < canvas.width(); ++x)
@@ -75,10 +76,18 @@ void makeMatte(const Canvas& from, Canvas& matte) {
     }
 }
 
-void setOpaque(Canvas& canvas) {
-    for (int y = 0; y < canvas.height(); ++y) {
-        std::uint8_t* row = canvas.row(y);
-        for (int x = 0; x < canvas.width(); ++x) row[4 * x] = 255;
+// What a displacement field makes of opaque alpha: a read at a whole position, see ContImage.
+constexpr std::uint8_t kDisplacedOpaque = (255 + 4 * 255) % 256;
+
+// An opaque single clip under a displacement field: its pixels arrive whole or not at all.
+void coverWhereDisplaced(Canvas& picture) {
+    for (int y = 0; y < picture.height(); ++y) {
+        std::uint8_t* row = picture.row(y);
+        for (int x = 0; x < picture.width(); ++x) {
+            const bool covered = row[4 * x] == kDisplacedOpaque;
+            if (!covered) std::memset(row + 4 * x, 0, 4);
+            if (covered) row[4 * x] = 255;
+        }
     }
 }
 
@@ -206,6 +215,7 @@ void TransitionRenderer::cut(double position, const Canvas& from, const Canvas* 
 
 void TransitionRenderer::render(double position, const Knobs& knobs, Canvas& from, Canvas* to, Canvas& out) {
     out.resize(width_, height_);
+    out.setOpaque(false);
     if (effect_.driver == EffectDriver::none) return cut(position, from, to, out);
     if (!note_.empty()) return dissolve(position, from, to, out);
 
@@ -215,28 +225,33 @@ void TransitionRenderer::render(double position, const Knobs& knobs, Canvas& fro
     const std::int32_t frame = morph ? std::min(wanted - 1, kFrameCount - 2) : wanted;
 
     auto lane = takeLane(knobs);
-    const bool plain = joinsTwoClips(effect_) && isOpaque(from) && to != nullptr && isOpaque(*to);
-    if (!plain) {
-        makeMatte(from, lane->fromMatte);
-        if (to != nullptr) makeMatte(*to, lane->toMatte);
-    }
-    if (!plain && morph && to != nullptr) {
-        // Both layers must move along the motion of the colours, so it is found before they are touched.
-        lane->outMatte.resize(width_, height_);
-        morphMatte(from, *to, lane->fromMatte, lane->toMatte, static_cast<double>(wanted) / kFrameCount,
-                   lane->outMatte);
-    }
-    lane->render(frame, from, to, out);
-    if (plain) {
-        setOpaque(out);
+    const bool opaque = isOpaque(from) && (to == nullptr || isOpaque(*to));
+    if (opaque && (to != nullptr || effect_.driver == EffectDriver::distort)) {
+        lane->render(frame, from, to, out);
+        if (to == nullptr) coverWhereDisplaced(out);
+        out.setOpaque(to != nullptr);
     } else {
-        if (!morph) {
-            lane->outMatte.resize(width_, height_);
-            lane->render(frame, lane->fromMatte, to != nullptr ? &lane->toMatte : nullptr, lane->outMatte);
-        }
-        applyMatte(lane->outMatte, effect_.driver != EffectDriver::distort, out);
+        renderWithMatte(*lane, frame, from, to, out);
     }
+    from.setOpaque(false);
+    if (to != nullptr) to->setOpaque(false);
     giveLane(std::move(lane));
+}
+
+void TransitionRenderer::renderWithMatte(Lane& lane, std::int32_t frame, Canvas& from, Canvas* to,
+                                         Canvas& out) {
+    makeMatte(from, lane.fromMatte);
+    if (to != nullptr) makeMatte(*to, lane.toMatte);
+    lane.outMatte.resize(width_, height_);
+    const bool morph = effect_.driver == EffectDriver::morph;
+    // Both layers of a morph must move along the motion of the colours, so it is found before they are
+    // touched.
+    if (morph && to != nullptr)
+        morphMatte(from, *to, lane.fromMatte, lane.toMatte, static_cast<double>(frame + 1) / kFrameCount,
+                   lane.outMatte);
+    lane.render(frame, from, to, out);
+    if (!morph) lane.render(frame, lane.fromMatte, to != nullptr ? &lane.toMatte : nullptr, lane.outMatte);
+    applyMatte(lane.outMatte, effect_.driver != EffectDriver::distort, out);
 }
 
 }  // namespace tumblewash::adapters

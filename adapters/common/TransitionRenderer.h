@@ -48,9 +48,9 @@ class TransitionRenderer {
 
     /// Renders `position` (0 to 1, ends excluded: see phaseOf) of `from` and, for two clips, `to` into `out`.
     /// All canvases have the renderer's size; the sources are used as scratch and hold anything afterwards.
-    /// Opaque sources of a two-clip variant give an opaque result; what a one-clip variant uncovers is zero;
-    /// other alpha moves with the picture. Safe from several threads at once.
-    /// Throws HostError or std::bad_alloc.
+    /// Opaque sources of a two-clip variant give an opaque result, which `out` says (Canvas::opaque) instead
+    /// of holding 255 everywhere; what a one-clip variant uncovers is zero; other alpha moves with the
+    /// picture. Safe from several threads at once. Throws HostError or std::bad_alloc.
     void render(double position, const Knobs& knobs, Canvas& from, Canvas* to, Canvas& out);
 
     /// One line for the host's log when every frame of this size is a plain cross-dissolve; else empty.
@@ -63,6 +63,7 @@ class TransitionRenderer {
 
     std::unique_ptr<Lane> takeLane(const Knobs& knobs);
     void giveLane(std::unique_ptr<Lane> lane);
+    void renderWithMatte(Lane& lane, std::int32_t frame, Canvas& from, Canvas* to, Canvas& out);
     void cut(double position, const Canvas& from, const Canvas* to, Canvas& out) const;
     void dissolve(double position, const Canvas& from, const Canvas* to, Canvas& out) const;
 

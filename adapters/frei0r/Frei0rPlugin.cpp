@@ -9,6 +9,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "adapters/common/Rgba.h"
 #include "adapters/common/TransitionRenderer.h"
@@ -52,18 +53,22 @@ struct Instance {
     }
 
     // Hosts call once a frame: each sentence is said once for an instance.
-    void sayOnce(const std::string& line) {
-        if (said || line.empty()) return;
-        said = true;
-        std::fprintf(stderr, "%s\n", line.c_str());
+    void sayNote() {
+        if (!std::exchange(noteSaid, true) && !renderer.note().empty())
+            std::fprintf(stderr, "%s\n", renderer.note().c_str());
+    }
+    void sayFailure(const char* words) {
+        if (!std::exchange(failureSaid, true))
+            std::fprintf(stderr, "tumblewash: %s: %s\n", effect().id, words);
     }
 
     double position = 0;
     std::string direction = "right";
     double seed = 0;
-    bool said = false;
+    bool noteSaid = false;
+    bool failureSaid = false;
     TransitionRenderer renderer;
-    Canvas from, to, out;
+    Canvas from, to;
 };
 
 double unitRange(double value) {
@@ -73,16 +78,11 @@ double unitRange(double value) {
 void read(const std::uint8_t* rgba, const TransitionRenderer& size, Canvas& canvas) {
     canvas.resize(size.width(), size.height());
     const std::size_t rowBytes = static_cast<std::size_t>(size.width()) * 4;
+    bool opaque = true;
     for (int y = 0; y < size.height(); ++y)
-        rowFromRgba(rgba + rowBytes * static_cast<std::size_t>(y), size.width(), AlphaKind::straight,
-                    canvas.row(y));
-}
-
-void write(const Canvas& canvas, std::uint8_t* rgba) {
-    const std::size_t rowBytes = static_cast<std::size_t>(canvas.width()) * 4;
-    for (int y = 0; y < canvas.height(); ++y)
-        rowToRgba(canvas.row(y), canvas.width(), AlphaKind::straight,
-                  rgba + rowBytes * static_cast<std::size_t>(y));
+        opaque &= rowFromRgba(rgba + rowBytes * static_cast<std::size_t>(y), size.width(),
+                              AlphaKind::straight, canvas.row(y));
+    canvas.setOpaque(opaque);
 }
 
 // What stands at an end of the transition, or in for a frame that could not be rendered: one picture bit for
@@ -106,18 +106,23 @@ void update(f0r_instance_t handle, const void* a, const void* b, void* out) {
     if (complete && phase == Phase::between) {
         try {
             const auto& renderer = instance.renderer;
-            instance.sayOnce(renderer.note());
+            instance.sayNote();
             read(static_cast<const std::uint8_t*>(a), renderer, instance.from);
             Canvas* to = nullptr;
             if (joinsTwoClips(effect())) {
                 read(static_cast<const std::uint8_t*>(b), renderer, instance.to);
                 to = &instance.to;
             }
-            instance.renderer.render(instance.position, instance.knobs(), instance.from, to, instance.out);
-            return write(instance.out, static_cast<std::uint8_t*>(out));
+            // The result is made in the host's memory and turned into its pixels there.
+            Canvas result;
+            result.layOver(static_cast<std::uint8_t*>(out), renderer.width(), renderer.height());
+            instance.renderer.render(instance.position, instance.knobs(), instance.from, to, result);
+            for (int y = 0; y < result.height(); ++y)
+                rowToRgbaInPlace(result.row(y), result.width(), kindFor(result, AlphaKind::straight));
+            return;
         } catch (const std::exception& error) {
             // No exception may reach the host; the nearer picture stands in.
-            std::fprintf(stderr, "tumblewash: %s: %s\n", effect().id, error.what());
+            instance.sayFailure(error.what());
         }
     }
     if (phase == Phase::between) phase = instance.position < 0.5 ? Phase::first : Phase::last;
@@ -135,8 +140,13 @@ void f0r_deinit() {}
 
 void f0r_get_plugin_info(f0r_plugin_info_t* info) {
     if (info == nullptr) return;
-    static const std::string name = std::string("tumblewash ") + effect().name;
-    info->name = name.c_str();
+    // Nothing may be thrown into the host, so nothing is allocated here.
+    static const auto name = [] {
+        std::array<char, 64> text{};
+        std::snprintf(text.data(), text.size(), "tumblewash %s", effect().name);
+        return text;
+    }();
+    info->name = name.data();
     info->author = "the tumblewash developers";
     info->plugin_type = joinsTwoClips(effect()) ? F0R_PLUGIN_TYPE_MIXER2 : F0R_PLUGIN_TYPE_FILTER;
     info->color_model = F0R_COLOR_MODEL_RGBA8888;

@@ -2,6 +2,8 @@
 // catalogue, each action in one function. Only OfxGetNumberOfPlugins, OfxGetPlugin and OfxSetHost leave it.
 
 #include <array>
+#include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -52,7 +54,7 @@ struct Instance {
     const bool general;
     std::mutex mutex;
     std::shared_ptr<TransitionRenderer> current;
-    bool noteSaid = false;
+    std::atomic_flag noteSaid;
 };
 
 struct Action {
@@ -219,9 +221,11 @@ OfxStatus isIdentity(const Action& action) {
 }
 
 void sayNote(const Action& action, Instance& instance, const std::string& note) {
-    if (note.empty() || instance.noteSaid || action.suites.message == nullptr) return;
-    instance.noteSaid = true;
-    action.suites.message->message(action.handle, kMessageLog, "tumblewash.size", "%s", note.c_str());
+    if (note.empty() || instance.noteSaid.test_and_set()) return;
+    if (action.suites.message != nullptr)
+        action.suites.message->message(action.handle, kMessageLog, "tumblewash.size", "%s", note.c_str());
+    else
+        std::fprintf(stderr, "%s\n", note.c_str());
 }
 
 OfxStatus render(const Action& action) {

@@ -12,6 +12,9 @@ using adapters::Canvas;
 
 namespace {
 
+// Far beyond any picture, and sums of such coordinates stay inside an int.
+constexpr int kFarthest = 1 << 24;
+
 Depth depthNamed(const std::string& name) {
     if (name == kDepthByte) return Depth::byte;
     if (name == kDepthShort) return Depth::half16;
@@ -72,6 +75,8 @@ Image::Image(const Suites& suites, OfxImageClipHandle clip, OfxTime time) : suit
         depth_ = depthNamed(properties.string(kPropPixelDepth, kDepthByte));
         alpha_ = alphaNamed(properties.string(kPropPreMultiplication, kImagePreMultiplied));
         bounds_ = properties.rectangle(kPropImageBounds);
+        for (const int corner : {bounds_.x1, bounds_.y1, bounds_.x2, bounds_.y2})
+            if (corner < -kFarthest || corner > kFarthest) throw StatusError{kErrValue};
         const bool hollow = bounds_.x2 <= bounds_.x1 || bounds_.y2 <= bounds_.y1;
         data_ = hollow ? nullptr : static_cast<std::uint8_t*>(properties.pointer(kPropImageData));
         // Zero stands for rows without gaps.
@@ -100,18 +105,24 @@ void Image::read(const OfxRectI& region, Canvas& canvas) const {
     canvas.resize(width, region.y2 - region.y1);
     const OfxRectI part = empty() ? OfxRectI{} : intersection(region, bounds_);
     std::vector<std::uint8_t> bytes(depth_ == Depth::byte ? 0 : static_cast<std::size_t>(width) * 4);
+    bool opaque =
+        part.x1 == region.x1 && part.x2 == region.x2 && part.y1 == region.y1 && part.y2 == region.y2;
     for (int row = 0; row < canvas.height(); ++row) {
         std::uint8_t* out = canvas.row(row);
-        std::fill_n(out, 4 * width, std::uint8_t{0});
+        if (part.x2 - part.x1 != width) std::fill_n(out, 4 * width, std::uint8_t{0});
         const int y = region.y2 - 1 - row;
-        if (y < part.y1 || y >= part.y2 || part.x2 <= part.x1) continue;
+        if (y < part.y1 || y >= part.y2 || part.x2 <= part.x1) {
+            std::fill_n(out, 4 * width, std::uint8_t{0});
+            continue;
+        }
         const int count = part.x2 - part.x1;
         const std::uint8_t* in = at(part.x1, y);
         if (depth_ == Depth::half16) bytesFromRow<std::uint16_t>(in, 4 * count, bytes.data());
         if (depth_ == Depth::real) bytesFromRow<float>(in, 4 * count, bytes.data());
-        adapters::rowFromRgba(depth_ == Depth::byte ? in : bytes.data(), count, alpha_,
-                              out + 4 * (part.x1 - region.x1));
+        opaque &= adapters::rowFromRgba(depth_ == Depth::byte ? in : bytes.data(), count, alpha_,
+                                        out + 4 * (part.x1 - region.x1));
     }
+    canvas.setOpaque(opaque);
 }
 
 void Image::write(const Canvas& canvas, const OfxRectI& region, const OfxRectI& window) {
@@ -123,7 +134,8 @@ void Image::write(const Canvas& canvas, const OfxRectI& region, const OfxRectI& 
     for (int y = part.y1; y < part.y2; ++y) {
         const std::uint8_t* in = canvas.row(region.y2 - 1 - y) + 4 * (part.x1 - region.x1);
         std::uint8_t* out = at(part.x1, y);
-        adapters::rowToRgba(in, count, alpha_, depth_ == Depth::byte ? out : bytes.data());
+        adapters::rowToRgba(in, count, adapters::kindFor(canvas, alpha_),
+                            depth_ == Depth::byte ? out : bytes.data());
         if (depth_ == Depth::half16) rowFromBytes<std::uint16_t>(bytes.data(), 4 * count, out);
         if (depth_ == Depth::real) rowFromBytes<float>(bytes.data(), 4 * count, out);
     }

@@ -140,12 +140,53 @@ TEST_P(EveryFile, PixelsAreTheRenderersAndOrderDoesNotMatter) {
         const auto got = update(instance, a, b);
         std::vector<std::uint8_t> row(static_cast<std::size_t>(w) * 4);
         for (int y = 0; y < h; ++y) {
-            adapters::rowToRgba(out.row(y), w, adapters::AlphaKind::straight, row.data());
+            adapters::rowToRgba(out.row(y), w, adapters::kindFor(out, adapters::AlphaKind::straight),
+                                row.data());
             ASSERT_EQ(
                 std::memcmp(row.data(), got.data() + static_cast<std::ptrdiff_t>(y) * w * 4, row.size()), 0)
                 << effect.id << " at " << position << ", row " << y;
         }
     }
+    destruct(instance);
+}
+
+TEST_P(EveryFile, OpaqueClipsGiveAnOpaqueResult) {
+    if (!joinsTwoClips(effect)) return;
+    const f0r_instance_t instance = construct(61, 47);
+    for (const double position : {1e-12, 0.25, 0.5, 0.9}) {
+        set(instance, 0, position);
+        const auto out = update(instance, scene(0, 61, 47), scene(1, 61, 47));
+        for (std::size_t i = 3; i < out.size(); i += 4)
+            ASSERT_EQ(out[i], 255) << effect.id << " at " << position;
+    }
+    destruct(instance);
+}
+
+// A white disc with a hard edge over nothing: whatever is left of it is white, not greyed by its
+// surroundings.
+TEST_P(EveryFile, CutOutsHaveNoDarkFringe) {
+    if (effect.driver == EffectDriver::tumble) return;  // its plate wears a rim of the average colour
+    const int w = 131;
+    const int h = 77;
+    auto disc = [&](int which) {
+        auto rgba = scene(which, w, h, SceneAlpha::cutOut);
+        for (std::size_t i = 0; i < rgba.size(); ++i)
+            if (i % 4 != 3)
+                rgba[i] = rgba[i | 3] != 0 ? 255 : 0;  // black where nothing is, as editors store it
+        return rgba;
+    };
+    const f0r_instance_t instance = construct(w, h);
+    int shown = 0;
+    for (const double position : {0.25, 0.4, 0.625}) {
+        set(instance, 0, position);
+        const auto out = update(instance, disc(0), disc(1));
+        for (std::size_t i = 0; i < out.size(); i += 4) {
+            if (out[i + 3] < 16) continue;
+            ++shown;
+            for (std::size_t c = 0; c < 3; ++c) ASSERT_GE(out[i + c], 251) << effect.id << " pixel " << i / 4;
+        }
+    }
+    EXPECT_GT(shown, 300) << effect.id;
     destruct(instance);
 }
 

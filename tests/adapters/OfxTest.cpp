@@ -77,7 +77,7 @@ std::vector<std::uint8_t> expectedBytes(const EffectRecord& effect, double posit
     renderer.render(position, {}, from, joinsTwoClips(effect) ? &to : nullptr, out);
     std::vector<std::uint8_t> rgba(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
     for (int y = 0; y < h; ++y)
-        adapters::rowToRgba(out.row(y), w, AlphaKind::straight,
+        adapters::rowToRgba(out.row(y), w, adapters::kindFor(out, AlphaKind::straight),
                             rgba.data() + static_cast<std::ptrdiff_t>(y) * w * 4);
     return rgba;
 }
@@ -309,6 +309,61 @@ TEST_P(EveryPlugin, SmallPicturesAreDissolvedAndSaidOnce) {
     fill(to, scene(1, 5, 3));
     for (int i = 0; i < 3; ++i) ASSERT_EQ(host.render(index, 0.5, &from, &to, out), kOK);
     EXPECT_EQ(host.messages.size(), 1U);
+    host.takeDown(index);
+}
+
+// A white disc with a hard edge over nothing: whatever is left of it is white, with either meaning of alpha.
+TEST_P(EveryPlugin, CutOutsHaveNoDarkFringe) {
+    if (effect.driver == EffectDriver::tumble) return;  // its plate wears a rim of the average colour
+    const int w = 131;
+    const int h = 77;
+    for (const char* alpha : {kImagePreMultiplied, kImageUnPreMultiplied}) {
+        OfxTestHost host(kBundle);
+        host.bringUp(index, kContextTransition);
+        TestImage from = TestImage::make(w, h);
+        TestImage to = TestImage::make(w, h);
+        TestImage out = TestImage::make(w, h);
+        for (TestImage* image : {&from, &to, &out}) image->alpha = alpha;
+        auto disc = [&](int which) {
+            auto rgba = scene(which, w, h, SceneAlpha::cutOut);
+            for (std::size_t i = 0; i < rgba.size(); ++i)
+                if (i % 4 != 3) rgba[i] = rgba[i | 3] != 0 ? 255 : 0;
+            return rgba;
+        };
+        fill(from, disc(0));
+        fill(to, disc(1));
+        ASSERT_EQ(host.render(index, pictureArrives(effect) ? 0.75 : 0.4, &from, &to, out), kOK);
+        int shown = 0;
+        for (int y = 0; y < h; ++y) {
+            for (int x = 0; x < w; ++x) {
+                const auto p = bytesAt(out, x, y);
+                if (p[3] < 16) continue;
+                ++shown;
+                const int full = alpha == std::string(kImagePreMultiplied) ? p[3] : 255;
+                for (std::size_t c = 0; c < 3; ++c)
+                    ASSERT_GE(p[c], full - 4) << effect.id << ' ' << x << ',' << y;
+            }
+        }
+        EXPECT_GT(shown, 100) << effect.id;
+        host.takeDown(index);
+    }
+}
+
+TEST_P(EveryPlugin, EverySizeFromOnePixelOn) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    for (const auto& [w, h] :
+         {std::pair{1, 1}, {1, 40}, {15, 200}, {16, 16}, {17, 31}, {4095, 17}, {4096, 17}}) {
+        TestImage from = TestImage::make(w, h);
+        TestImage to = TestImage::make(w, h);
+        TestImage out = TestImage::make(w, h);
+        fill(from, scene(0, w, h));
+        fill(to, scene(1, w, h));
+        std::fill(out.memory.begin(), out.memory.end(), std::uint8_t{0xA5});
+        ASSERT_EQ(host.render(index, 0.5, &from, &to, out), kOK) << w << " x " << h;
+        EXPECT_NE(out.memory, std::vector<std::uint8_t>(out.memory.size(), 0xA5));
+    }
+    EXPECT_EQ(host.imagesOut, 0);
     host.takeDown(index);
 }
 
