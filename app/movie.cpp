@@ -1,6 +1,7 @@
 #include "app/movie.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -29,6 +30,19 @@ double since(Clock::time_point start) {
 
 const char* titleOf(Command command) {
     return command == Command::Out ? "out" : command == Command::In ? "in" : "join";
+}
+
+// Decoding and encoding keep about one core busy; the others render.
+int sessionsFor(const Options& o) {
+    return o.threads > 0 ? o.threads : static_cast<int>(std::thread::hardware_concurrency()) - 1;
+}
+
+// Frames are large, short-lived and made in several threads: given back to the system one by one, they never
+// pile up as holes in the heaps of those threads.
+void keepHeapSmall() {
+#ifdef M_MMAP_THRESHOLD
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+#endif
 }
 
 // One pass over the plan.
@@ -172,10 +186,8 @@ class Pass {
         const Clock::time_point start = Clock::now();
         const TransitionJob job = jobOf(segment);
         const Placement placement = placementOf(job.effect);
-        const int wished =
-            options_.threads > 0 ? options_.threads : static_cast<int>(std::thread::hardware_concurrency());
         const int sessions =
-            std::clamp(wished, 1, static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
+            std::clamp(sessionsFor(options_), 1, static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
         PictureRef key;
         if (placement == Placement::Halves)
             key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
@@ -283,6 +295,7 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
 
 void makeMovie(const Options& o) {
     const Clock::time_point start = Clock::now();
+    keepHeapSmall();
     MovieRequest request = prepareMovie(o);
     Report report = beginReport(o, request);
     sayPlan(o, request);

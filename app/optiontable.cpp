@@ -188,7 +188,7 @@ const OptionRow kOptions[] = {
      "load the transitions from this module instead of the built-in ones", kRenders | kList | kDemo,
      [](Options& o, const std::string& v) { o.plugin = v; }},
     {"--threads", "-j", "N", ValueKind::Text, "", kRunGroup,
-     "frames of a transition rendered side by side; the result is the same (default the number of cores)",
+     "frames of a transition rendered side by side; the result is the same (default by the number of cores)",
      kRenders | kDemo,
      [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
     {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,none", kRunGroup,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <thread>
 
 #include "app/errors.h"
 #include "app/outputs.h"
@@ -93,6 +94,8 @@ ReaderSettings readerSettings(const Options& o, const MovieRequest& request, boo
     if (s.stillFrames < 1)
         throw Refusal(ExitCode::BadUsage, "--still is shorter than one frame; give a longer time");
     s.keepFields = keepFields;
+    // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
+    s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
     s.cancel = &interruptFlag();
     return s;
 }
