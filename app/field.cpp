@@ -117,7 +117,7 @@ std::string pixelsText(double pixels) {
     return fmt::format("{} px", static_cast<long>(std::lround(pixels)));
 }
 
-void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int y) {
+void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int y, bool arriving) {
     const int middle = y + 38;
     if (scale.longest < 0.5) {
         canvas.text(kMargin, middle + 5, "nothing moves: every arrow is shorter than half a pixel", 15,
@@ -142,9 +142,11 @@ void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int 
                 Align::Centre);
     canvas.text(left + bar, middle + 24, pixelsText(scale.longest), 12, palette.faint, Face::Sans,
                 Align::Right);
+    const char* when = arriving
+                           ? "frame pixels still to go at the start; the picture arrives against the arrows"
+                           : "frame pixels moved by the end";
     canvas.text(kMargin, y + 78,
-                scale.root ? "frame pixels moved by the end; lengths drawn by square root"
-                           : "frame pixels moved by the end; lengths drawn in proportion",
+                fmt::format("{}; lengths drawn {}", when, scale.root ? "by square root" : "in proportion"),
                 13, palette.faint);
 }
 
@@ -247,7 +249,8 @@ void makeField(const Options& o) {
         const std::vector<FieldVector> grid = gridOf(field, cells, job.size, scale);
         const Scale lengths = scaleOf(grid, scale);
         drawArrows(canvas, at, grid, lengths);
-        drawLegend(canvas, lengths, palette, legend);
+        drawLegend(canvas, lengths, palette, legend,
+                   effect.id.ends_with("-in") || effect.id.ends_with("-reveal"));
     }
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);

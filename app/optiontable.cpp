@@ -212,7 +212,7 @@ const std::vector<CommandRow> kCommands = {
      "join clips with a transition at every seam",
      "Joins clips in the order given. Effects between two clips overlap the end of one with the start of the "
      "next; "
-     "the morph takes half of its frames from each side. PixelSize and rate are the first clip's unless "
+     "the morph takes half of its frames from each side. Size and rate are the first clip's unless "
      "given; stills "
      "last as long as --still says.",
      {{"tumblewash join A.mp4 B.mp4 -o out.mp4", "wash A away over B"},

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cctype>
 #include <numeric>
 
 #include "app/errors.h"
@@ -15,8 +14,8 @@ constexpr std::int64_t kLongest = 100 * 3600 * kMicro;
 
 bool allDigits(const std::string& text) {
     if (text.empty()) return false;
-    for (unsigned char c : text)
-        if (!std::isdigit(c)) return false;
+    for (const char c : text)
+        if (c < '0' || c > '9') return false;
     return true;
 }
 
@@ -83,7 +82,6 @@ std::int64_t TimeSpan::frames(FrameRate rate) const {
 }
 
 TimeSpan parseTime(const std::string& text) {
-    TimeSpan span;
     std::int64_t value = 0;
     if (endsWith(text, "f")) {
         if (!parseWhole(text.substr(0, text.size() - 1), value)) refuseTime(text);
