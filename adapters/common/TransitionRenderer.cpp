@@ -136,8 +136,11 @@ struct TransitionRenderer::Lane {
         settings.seed = knobs.seed;
     }
 
-    // Other code of the host's process may draw random numbers just now; then the field is made again.
+    // Other code of the process may draw random numbers just now; then the field is made again. Renderers do
+    // not disturb each other: drawing and looking whether it was alone is one step.
     void open(bool random) {
+        static std::mutex drawing;
+        const std::lock_guard alone(drawing);
         for (int attempt = 0; attempt < 64; ++attempt) {
             session = std::make_unique<Session>(PluginModule(HYPluginEntry), settings, source);
             session->open();

@@ -1,0 +1,120 @@
+"""melt with the frei0r files of this build: what it lists, what it renders, in which order."""
+import re
+
+import hosts
+from hosts import FILTERS, MIXERS, alphas, colours, on_black, read_png, service, worst
+
+N = 16  # positions are sixteenths, which no rounding touches
+SHOWN = (2, 4, 8, 13)
+
+
+def lists_everything(bench):
+    transitions = hosts.run("melt", "-query", "transitions", env=bench.env)
+    filters = hosts.run("melt", "-query", "filters", env=bench.env)
+    assert sorted(re.findall(r"frei0r\.tumblewash_\w+", transitions)) == sorted(map(service, MIXERS)), transitions
+    assert sorted(re.findall(r"frei0r\.tumblewash_\w+", filters)) == sorted(map(service, FILTERS)), filters
+    for kind, effects in (("transition", MIXERS), ("filter", FILTERS)):
+        for effect in effects:
+            text = hosts.run("melt", "-query", f"{kind}={service(effect)}", env=bench.env)
+            wanted = ["position", "direction", "seed"] if effect.startswith("wash") else ["position"]
+            assert re.findall(r"title: (\w+)$", text.split("parameters:")[1], re.M) == wanted, text
+            assert "default: 0" in text and "creator: the tumblewash developers" in text, text
+
+
+def pictures_of(bench, effect, *knobs, real_time=0, name="out"):
+    """Frames 0 to N of the effect in melt, position 0 to 1 in steps of 1/N."""
+    knobs = ("position=0=0;-1=1",) + knobs
+    a, b = bench.path("a.png"), bench.path("b.png")
+    if effect in MIXERS:
+        words = (a, f"out={N}", b, f"out={N}", "-mix", N + 1, "-mixer", service(effect), *knobs)
+    else:
+        words = (a, f"out={N}", "-attach", service(effect), *knobs)
+    files = bench.melt(name, *words, real_time=real_time)
+    assert len(files) == N + 1, files
+    return [read_png(file) for file in files]
+
+
+def mixers_equal_the_program(bench):
+    for effect in MIXERS:
+        got = pictures_of(bench, effect)
+        assert got[0][2] == bench.a[2] and got[N][2] == bench.b[2], f"{effect}: the ends are not the clips"
+        for k in SHOWN:
+            # The morph counts from one: its frame k shows (k + 1) / n.
+            wanted = bench.frame(effect, k - 1 if effect == "morph" else k, N)
+            assert worst(got[k], wanted) == 0, f"{effect} at {k}/{N}: {worst(got[k], wanted)}"
+            assert set(alphas(got[k])) == {255}, f"{effect} at {k}/{N} is not opaque"
+
+
+def filters_equal_the_program(bench):
+    for effect in FILTERS:
+        arrives = effect.endswith("-in")
+        got = pictures_of(bench, effect)
+        nothing = bytes(len(bench.a[2]))
+        assert got[0][2] == (nothing if arrives else bench.a[2]), effect
+        assert got[N][2] == (bench.a[2] if arrives else nothing), effect
+        for k in SHOWN:
+            wanted = bench.frame(effect, k, N, *(["--direction", "right"] if effect.startswith("wash") else []))
+            if arrives:
+                # The program shows its second input arriving; the filter has one.
+                hosts.write_png(bench.path("b.png"), bench.a)
+                wanted = bench.frame(effect, k, N)
+                hosts.write_png(bench.path("b.png"), bench.b)
+            covered = alphas(got[k])
+            assert 0 in covered, f"{effect} at {k}/{N} uncovers nothing"
+            mine, theirs = colours(got[k]), colours(wanted)
+            for i, alpha in enumerate(covered):
+                if alpha == 255:
+                    assert mine[3 * i:3 * i + 3] == theirs[3 * i:3 * i + 3], f"{effect} at {k}/{N}, pixel {i}"
+            # Softened edges pass through straight alpha and back: one step of rounding each way.
+            assert worst(on_black(got[k]), wanted) <= 1, f"{effect} at {k}/{N}: {worst(on_black(got[k]), wanted)}"
+
+
+def knobs_reach_the_effect(bench):
+    plain = pictures_of(bench, "wash-away")
+    for way in ("up", "down", "left"):
+        got = pictures_of(bench, "wash-away", f"direction={way}")
+        assert worst(got[4], bench.frame("wash-away", 4, N, "--direction", way)) == 0, way
+        assert got[4][2] != plain[4][2], way
+    # The knob counts in thousandths from the program's seed 1.
+    got = pictures_of(bench, "wash-away", "seed=0.041")
+    assert worst(got[4], bench.frame("wash-away", 4, N, "--seed", 42)) == 0
+    assert got[4][2] != plain[4][2]
+
+
+def threads_out_of_order_change_nothing(bench):
+    for effect in MIXERS + FILTERS:
+        one = pictures_of(bench, effect)
+        two = pictures_of(bench, effect, real_time=-2, name="threads")
+        assert [p[2] for p in one] == [p[2] for p in two], effect
+
+
+def project_has_the_joins_length(bench):
+    a, b = bench.path("a.y4m"), bench.path("b.y4m")
+    for path, which in ((a, 0), (b, 1)):
+        grey = bytes(40 + 90 * which for _ in range(bench.width * bench.height))
+        chroma = bytes([128]) * (bench.width * bench.height // 4)
+        with open(path, "wb") as file:
+            file.write(f"YUV4MPEG2 W{bench.width} H{bench.height} F25:1 Ip A1:1 C420mpeg2\n".encode())
+            for _ in range(30):
+                file.write(b"FRAME\n" + grey + chroma * 2)
+    for effects, clips in (("tumble-away", (a, b)), ("wash-away,tilt-reveal", (a, b, a)), ("morph", (a, b))):
+        mlt, movie = bench.path("join.mlt"), bench.path("join%04d.png")
+        hosts.run(bench.program, "join", *clips, "-o", movie, "-f", "-q", "--mlt", mlt, "--effect", effects,
+                  "--duration", "10f")
+        joined = [f for f in hosts.os.listdir(bench.folder) if re.fullmatch(r"join\d+\.png", f)]
+        length = len(joined)
+        for file in joined:
+            hosts.os.remove(bench.path(file))
+        assert length >= 50, length
+        files = bench.melt("project", mlt)
+        assert len(files) == length, f"{effects}: melt renders {len(files)} frames, the join has {length}"
+        first, last = read_png(files[0]), read_png(files[-1])
+        assert worst(first, last) > 50 or len(clips) == 3, "the project does not reach its second clip"
+        for file in files:
+            hosts.os.remove(file)
+
+
+if __name__ == "__main__":
+    hosts.main({test.__name__: test for test in (
+        lists_everything, mixers_equal_the_program, filters_equal_the_program, knobs_reach_the_effect,
+        threads_out_of_order_change_nothing, project_has_the_joins_length)})
