@@ -1,0 +1,158 @@
+// The bytes of the host's pointer-free records as the original machine has them in memory: each field is
+// written through its name and read back at its position, most significant byte first.
+#include <bit>
+#include <cstring>
+#include <vector>
+
+#include "hostapi/HYPlugin.h"
+#include "tests/whole/goldens/Digest.h"
+
+namespace tumblewash::goldens {
+
+namespace {
+
+struct Place {
+    std::size_t at, width;
+};
+
+// The image of a record: zero bytes, and each listed field in big-endian order.
+template <class Record>
+Digest image(const Record& r, const std::vector<Place>& places) {
+    std::vector<unsigned char> memory(sizeof(Record)), bytes(sizeof(Record));
+    std::memcpy(memory.data(), &r, sizeof(Record));
+    for (const Place& p : places) {
+        for (std::size_t i = 0; i < p.width; ++i) {
+            const bool big = std::endian::native == std::endian::big;
+            bytes[p.at + i] = memory[p.at + (big ? i : p.width - 1 - i)];
+        }
+    }
+    return Digest().bytes(bytes.data(), bytes.size());
+}
+
+void information(Digests& list) {
+    HYPluginGetInfo info{};
+    info.pluginType = kPluginTransitionBetweenType;
+    info.titleType = kTitleTextBlock;
+    info.pluginFlags = 0x01020304;
+    info.framesToBeRendered = 0x11121314;
+    info.takeFromClipBefore = -2;
+    info.takeFromClipAfter = 0x21222324;
+    info.minSpeedFrames = 0x31323334;
+    info.maxSpeedFrames = 0x41424344;
+    info.mustTakeFromSingleClips = 1;
+    info.bestThumbOffset = 0x51525354;
+    info.defaultColor = {0x6162, 0x6364, 0x6566};
+    info.defaultDirection = kPluginDirectionRight;
+    info.justify = kTitleJustRight;
+    info.defaultFontNum = 0x7172;
+    info.defaultFontSize = -3;
+    record(list, "records/HYPluginGetInfo",
+           image(info, {{0, 1},
+                        {1, 1},
+                        {4, 4},
+                        {8, 4},
+                        {12, 4},
+                        {16, 4},
+                        {20, 4},
+                        {24, 4},
+                        {28, 1},
+                        {32, 4},
+                        {36, 2},
+                        {38, 2},
+                        {40, 2},
+                        {42, 1},
+                        {43, 1},
+                        {44, 2},
+                        {46, 2}}));
+}
+
+void extensions(Digests& list) {
+    HYPluginFilterSliderInfo slider{};
+    std::strcpy(slider.label, "amount");
+    std::strcpy(slider.minLabel, "none");
+    std::strcpy(slider.maxLabel, "all of it");
+    slider.defaultValue = 0.625F;
+    const auto text = [](std::initializer_list<std::size_t> starts, std::vector<Place> places) {
+        for (const std::size_t s : starts)
+            for (std::size_t i = 0; i < 128; ++i) places.push_back({s + i, 1});
+        return places;
+    };
+    record(list, "records/HYPluginFilterSliderInfo", image(slider, text({0, 128, 256}, {{384, 4}})));
+    HY4PluginGetInfo fourth{};
+    fourth.titleSliders = slider;
+    record(list, "records/HY4PluginGetInfo", image(fourth, text({0, 128, 256}, {{384, 4}})));
+    HY2PluginGetInfo second{};
+    std::strcpy(second.group, "wash");
+    for (auto& s : second.filterSliders) s = slider;
+    second.defaultFadeInFrames = 0x01020304;
+    second.defaultFadeOutFrames = 0x11121314;
+    second.minHangFrames = 0x21222324;
+    second.maxHangFrames = 0x31323334;
+    second.defaultFontSizeScale = 1.5F;
+    second.selectedFrames = 0x41424344;
+    second.speedFrames = 0x51525354;
+    second.hangFrames = 0x61626364;
+    second.baseMemoryNeeded = -4;
+    record(list, "records/HY2PluginGetInfo",
+           image(second, text({0, 128, 256, 384, 516, 644, 772, 904, 1032, 1160}, {{512, 4},
+                                                                                   {900, 4},
+                                                                                   {1288, 4},
+                                                                                   {1292, 4},
+                                                                                   {1296, 4},
+                                                                                   {1300, 4},
+                                                                                   {1304, 4},
+                                                                                   {1308, 4},
+                                                                                   {1312, 4},
+                                                                                   {1316, 4},
+                                                                                   {1320, 4},
+                                                                                   {1324, 4}})));
+}
+
+void clip(Digests& list) {
+    HYPluginTransitionInfo transition{};
+    transition.speed = 0.375F;
+    transition.ver2.direction = kPluginDirectionLeft;
+    record(list, "records/HYPluginTransitionInfo", image(transition, {{0, 4}, {4, 1}}));
+    HYPluginClipInfo info{};
+    info.volume = 0x0102;
+    info.fadeIn = 1;
+    info.fadeOut = 1;
+    info.name[0] = 3;
+    info.name[255] = 'z';
+    info.ver2.backwards = 1;
+    info.ver2.frameSpeed = -5;
+    info.ver2.fadeInFrames = 0x11121314;
+    info.ver2.fadeOutFrames = 0x21222324;
+    info.ver4.clipFrame = 0x31323334;
+    info.ver4.clipRef.opaque[0] = 0x41424344;
+    info.ver4.clipRef.opaque[54] = 0x51525354;
+    record(list, "records/HYPluginClipInfo",
+           image(info, {{0, 2},
+                        {2, 1},
+                        {3, 1},
+                        {4, 1},
+                        {259, 1},
+                        {260, 1},
+                        {262, 2},
+                        {264, 4},
+                        {268, 4},
+                        {272, 4},
+                        {276, 4},
+                        {492, 4}}));
+}
+
+}  // namespace
+
+void records(Digests& list) {
+    information(list);
+    extensions(list);
+    clip(list);
+    const ARGBVal pixel(1, 2, 3, 4);
+    record(list, "records/ARGBVal", image(pixel, {{0, 1}, {1, 1}, {2, 1}, {3, 1}}));
+    const RGBGrVal grey(1, 2, 3, 4);
+    record(list, "records/RGBGrVal", image(grey, {{0, 1}, {1, 1}, {2, 1}, {3, 1}}));
+    const Rect rect{0x0102, 0x0304, 0x0506, -7};
+    record(list, "records/Rect", image(rect, {{0, 2}, {2, 2}, {4, 2}, {6, 2}}));
+}
+
+}  // namespace tumblewash::goldens
