@@ -74,142 +74,142 @@ typedef std::uint32_t
 
 /// What the plug-in says about a transition. 48 bytes.
 struct HYPluginGetInfo {
-    HYPluginType pluginType;
-    HYTitleType titleType;
-    HYPluginChoiceFlags pluginFlags;
-    std::int32_t framesToBeRendered;
-    std::int32_t takeFromClipBefore;  ///< frames used from the end of the outgoing clip
-    std::int32_t takeFromClipAfter;   ///< frames used from the start of the incoming clip
-    std::int32_t minSpeedFrames;
-    std::int32_t maxSpeedFrames;
-    Boolean mustTakeFromSingleClips;
-    std::int32_t bestThumbOffset;
-    RGBColor defaultColor;
-    HYPluginDirection defaultDirection;
-    HYTitleJustification justify;
-    std::int16_t defaultFontNum;
-    std::int16_t defaultFontSize;
+    HYPluginType pluginType;             ///< what kind of effect it is
+    HYTitleType titleType;               ///< how a title takes its text
+    HYPluginChoiceFlags pluginFlags;     ///< settings offered to the user
+    std::int32_t framesToBeRendered;     ///< frames of the transition
+    std::int32_t takeFromClipBefore;     ///< frames used from the end of the outgoing clip
+    std::int32_t takeFromClipAfter;      ///< frames used from the start of the incoming clip
+    std::int32_t minSpeedFrames;         ///< duration at the fast end of the speed setting, in frames
+    std::int32_t maxSpeedFrames;         ///< duration at the slow end, in frames
+    Boolean mustTakeFromSingleClips;     ///< frames may only come from single clips
+    std::int32_t bestThumbOffset;        ///< frame that shows the effect best, from the start
+    RGBColor defaultColor;               ///< colour before the user chooses one
+    HYPluginDirection defaultDirection;  ///< direction before the user chooses one
+    HYTitleJustification justify;        ///< how a title is set
+    std::int16_t defaultFontNum;         ///< font number of a title
+    std::int16_t defaultFontSize;        ///< font size of a title in points
 };
 
 /// One slider of a filter's or title's settings; the labels are C strings. 388 bytes.
 struct HYPluginFilterSliderInfo {
-    char label[128];
-    char minLabel[128];
-    char maxLabel[128];
-    float defaultValue;
+    char label[128];     ///< C string
+    char minLabel[128];  ///< C string at the low end
+    char maxLabel[128];  ///< C string at the high end
+    float defaultValue;  ///< 0 to 1
 };
 
 /// Second extension of the information record: filters and titles. 1328 bytes.
 struct HY2PluginGetInfo {
-    char group[128];
-    HYPluginFilterSliderInfo filterSliders[3];
-    std::int32_t defaultFadeInFrames;
-    std::int32_t defaultFadeOutFrames;
-    std::int32_t minHangFrames;
-    std::int32_t maxHangFrames;
-    float defaultFontSizeScale;
-    std::int32_t selectedFrames;
-    std::int32_t speedFrames;
-    std::int32_t hangFrames;
-    std::int32_t baseMemoryNeeded;
+    char group[128];                            ///< C string: the family the effect is listed under
+    HYPluginFilterSliderInfo filterSliders[3];  ///< settings of a filter
+    std::int32_t defaultFadeInFrames;           ///< frames a title takes to appear
+    std::int32_t defaultFadeOutFrames;          ///< frames a title takes to vanish
+    std::int32_t minHangFrames;                 ///< least frames a title stands
+    std::int32_t maxHangFrames;                 ///< most frames a title stands
+    float defaultFontSizeScale;                 ///< font size relative to the host's own
+    std::int32_t selectedFrames;                ///< frames selected by the user
+    std::int32_t speedFrames;                   ///< frames of the speed setting
+    std::int32_t hangFrames;                    ///< frames a title stands
+    std::int32_t baseMemoryNeeded;              ///< bytes the effect needs beside its frames
 };
 
 /// A file as the host's open dialogue names it; opaque, aligned to two bytes. 70 bytes.
 struct HYPluginChosenFile {
-    std::uint16_t opaque[35];
+    std::uint16_t opaque[35];  ///< the platform's file record
 };
 
 /// The file that the user is asked for. Holds a pointer: 80 bytes with 32-bit pointers.
 struct HYPluginFileOpenInfo {
-    std::int32_t typeCount;
-    OSType** hTypes;  ///< handle to the accepted file types
-    HYPluginChosenFile chosenFile;
+    std::int32_t typeCount;         ///< entries of `hTypes`
+    OSType** hTypes;                ///< handle to the accepted file types
+    HYPluginChosenFile chosenFile;  ///< the file last chosen
 };
 
 /// Third extension of the information record: position and file. 128 bytes with 32-bit pointers.
 struct HY3PluginGetInfo {
-    float defaultX;
-    float defaultY;
-    float userX;
-    float userY;
-    HYPluginFileOpenInfo fileInfo;
-    char buttonTitle[32];
+    float defaultX;                 ///< position before the user chooses one, 0 to 1
+    float defaultY;                 ///< position before the user chooses one, 0 to 1
+    float userX;                    ///< position the user chose
+    float userY;                    ///< position the user chose
+    HYPluginFileOpenInfo fileInfo;  ///< the file the user is asked for
+    char buttonTitle[32];           ///< C string on the button
 };
 
 /// Fourth extension of the information record. 388 bytes.
 struct HY4PluginGetInfo {
-    HYPluginFilterSliderInfo titleSliders;
+    HYPluginFilterSliderInfo titleSliders;  ///< setting of a title
 };
 
 /// Extension of the transition record. 1 byte.
 struct HY2PluginTransitionInfo {
-    HYPluginDirection direction;
+    HYPluginDirection direction;  ///< the direction the user chose
 };
 
 /// The user's settings of a transition, lent through `GetTransitionInfo`. 8 bytes.
 struct HYPluginTransitionInfo {
-    float speed;  ///< 0 to 1
-    HY2PluginTransitionInfo ver2;
+    float speed;                   ///< 0 to 1
+    HY2PluginTransitionInfo ver2;  ///< extension
 };
 
 /// Extension of the clip record: direction of play and sound fades. 12 bytes.
 struct HY2PluginClipInfo {
-    Boolean backwards;
-    std::int16_t frameSpeed;
-    std::int32_t fadeInFrames;
-    std::int32_t fadeOutFrames;
+    Boolean backwards;           ///< the clip plays backwards
+    std::int16_t frameSpeed;     ///< playing speed in the host's units
+    std::int32_t fadeInFrames;   ///< frames over which the sound rises
+    std::int32_t fadeOutFrames;  ///< frames over which the sound falls
 };
 
 /// The host's own reference to a clip; opaque. 220 bytes.
 struct HYPluginClipRef {
-    std::uint32_t opaque[55];
+    std::uint32_t opaque[55];  ///< the host's own
 };
 
 /// Extension of the clip record: which clip, and where in it. 224 bytes.
 struct HY4PluginClipInfo {
-    std::int32_t clipFrame;
-    HYPluginClipRef clipRef;
+    std::int32_t clipFrame;   ///< frame within the clip
+    HYPluginClipRef clipRef;  ///< the host's reference to the clip
 };
 
 /// A clip's settings, copied by `GetClipInfo` and `SetClipInfo`. 496 bytes.
 struct HYPluginClipInfo {
-    std::int16_t volume;
-    Boolean fadeIn;
-    Boolean fadeOut;
-    Str255 name;
-    HY2PluginClipInfo ver2;
-    HY4PluginClipInfo ver4;
+    std::int16_t volume;     ///< sound level, 255 is full
+    Boolean fadeIn;          ///< the sound rises at the start
+    Boolean fadeOut;         ///< the sound falls at the end
+    Str255 name;             ///< length-prefixed
+    HY2PluginClipInfo ver2;  ///< extension
+    HY4PluginClipInfo ver4;  ///< extension
 };
 
 /// One pair of a title's lines as C strings; either may be null. The host owns them.
 struct HYPluginTextPair {
-    char* title;
-    char* subTitle;
+    char* title;     ///< first line, or null
+    char* subTitle;  ///< second line, or null
 };
 
 /// A title's text and style, lent through `GetTitleInfo`. No transition reads it; the buffer utilities
 /// measure it.
 struct _HYPluginTitleInfo {
-    std::int16_t fontID;
-    std::int16_t fontSize;
-    RGBColor color;
-    HYTitleJustification justify;
-    std::int16_t pairCount;   ///< entries of `pairs`
-    HYPluginTextPair* pairs;  ///< the title's lines, owned by the host
+    std::int16_t fontID;           ///< the platform's number of the font
+    std::int16_t fontSize;         ///< points
+    RGBColor color;                ///< text colour
+    HYTitleJustification justify;  ///< how the lines are set
+    std::int16_t pairCount;        ///< entries of `pairs`
+    HYPluginTextPair* pairs;       ///< the title's lines, owned by the host
 };
 typedef _HYPluginTitleInfo HYPluginTitleInfo;
 
 /// A filter's settings, lent through `GetFilterInfo`; for the host and filters only.
 struct HYPluginFilterInfo {
-    std::int32_t filterFrame;
-    std::int32_t filterFrameCount;
-    float sliderValues[3];
+    std::int32_t filterFrame;       ///< frame of the filter to render, from 0
+    std::int32_t filterFrameCount;  ///< frames of the filter
+    float sliderValues[3];          ///< the user's settings, 0 to 1
 };
 
 /// What the host tells of the movie through `GetMovieInfo`; no transition asks.
 struct HYPluginMovieInfo {
-    std::int16_t width;
-    std::int16_t height;
+    std::int16_t width;      ///< pixels
+    std::int16_t height;     ///< lines
     std::int32_t timeScale;  ///< units per second
     std::int32_t frameTime;  ///< units per frame
 };
@@ -296,20 +296,20 @@ typedef _HYProcs HYProcs;
 /// The parameter block of every request, owned by the host. 1940 bytes with 32-bit pointers.
 struct _PluginParams {
     std::int16_t interfaceVersion;  ///< at least 4
-    HYPluginInstance instance;
-    HYPluginSelector selector;
-    _HYProcs* procs;
-    HYPluginGetInfo getInfo;
-    std::int32_t startFrame;   ///< first frame of the transition in the host's numbering
-    std::int32_t renderFrame;  ///< frame of the transition to render, from 0
-    std::int32_t frameCount;   ///< frames of the transition
-    Boolean proxyOnly;         ///< preview at reduced cost
-    Rect frameRect;            ///< destination rectangle within `frame`
-    GWorldPtr frame;           ///< destination world
-    void* clientData;          ///< the plug-in's `_EffectData` between calls
-    HY2PluginGetInfo getInfo2;
-    HY3PluginGetInfo getInfo3;
-    HY4PluginGetInfo getInfo4;
+    HYPluginInstance instance;      ///< the host's own mark of this transition
+    HYPluginSelector selector;      ///< what is asked
+    _HYProcs* procs;                ///< the host's callbacks
+    HYPluginGetInfo getInfo;        ///< what the plug-in says about itself
+    std::int32_t startFrame;        ///< first frame of the transition in the host's numbering
+    std::int32_t renderFrame;       ///< frame of the transition to render, from 0
+    std::int32_t frameCount;        ///< frames of the transition
+    Boolean proxyOnly;              ///< preview at reduced cost
+    Rect frameRect;                 ///< destination rectangle within `frame`
+    GWorldPtr frame;                ///< destination world
+    void* clientData;               ///< the plug-in's `_EffectData` between calls
+    HY2PluginGetInfo getInfo2;      ///< extension
+    HY3PluginGetInfo getInfo3;      ///< extension
+    HY4PluginGetInfo getInfo4;      ///< extension
 };
 typedef _PluginParams HYPluginParams;
 
@@ -325,15 +325,15 @@ struct ARGBVal;
 /// The five picture pointers own what they point at; the world is owned within one frame. 76 bytes with
 /// 32-bit pointers.
 struct _EffectData {
-    std::int32_t frameCount;
-    std::int32_t effectSourceCount;
-    float sliderValues[3];
-    std::int32_t fadeInFrames;
-    std::int32_t fadeOutFrames;
-    float zoom;
-    std::int32_t gran;
-    float ox, oy;
-    float chx, chy;
+    std::int32_t frameCount;                 ///< frames of the transition; stays 0
+    std::int32_t effectSourceCount;          ///< source frames of the effect
+    float sliderValues[3];                   ///< settings of a filter
+    std::int32_t fadeInFrames;               ///< sound rise written back at terminate
+    std::int32_t fadeOutFrames;              ///< sound fall written back at terminate
+    float zoom;                              ///< strength of the tilt plate
+    std::int32_t gran;                       ///< cells along each side of a field
+    float ox, oy;                            ///< origin of a field
+    float chx, chy;                          ///< change of the origin
     GWorldPtr effectGWorld;                  ///< scratch world of the frame being rendered
     PixRectWrap<ARGBVal>* firstFrame;        ///< first key picture of the morph
     PixRectWrap<ARGBVal>* lastFrame;         ///< last key picture of the morph

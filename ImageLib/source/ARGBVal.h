@@ -54,6 +54,7 @@ struct ARGBVal : public RGBPixelType {
         *this << p;
     }
 
+    /// All four bytes.
     constexpr void set(unsigned char a, unsigned char r, unsigned char g, unsigned char b) {
         _alpha = a;
         _red = r;
@@ -63,15 +64,23 @@ struct ARGBVal : public RGBPixelType {
     /// An opaque grey.
     constexpr void set(unsigned char grey) { set(255, grey, grey, grey); }
 
+    /// Red.
     constexpr unsigned char getred() const { return _red; }
+    /// Green.
     constexpr unsigned char getgreen() const { return _green; }
+    /// Blue.
     constexpr unsigned char getblue() const { return _blue; }
+    /// Alpha.
     constexpr unsigned char getalpha() const { return _alpha; }
     /// The luminance of the colour.
     constexpr unsigned char getgrey() const { return SILuminance(_red, _green, _blue); }
+    /// Sets red.
     constexpr void setred(unsigned char v) { _red = v; }
+    /// Sets green.
     constexpr void setgreen(unsigned char v) { _green = v; }
+    /// Sets blue.
     constexpr void setblue(unsigned char v) { _blue = v; }
+    /// Sets alpha.
     constexpr void setalpha(unsigned char v) { _alpha = v; }
     /// All three colours; alpha stays.
     constexpr void setgrey(unsigned char v) { _red = _green = _blue = v; }
@@ -81,6 +90,7 @@ struct ARGBVal : public RGBPixelType {
         set(SIChannelCast<unsigned char>(d));
         return *this;
     }
+    /// All four bytes of p.
     constexpr ARGBVal& operator<<(const ARGBVal& p) { return *this = p; }
     /// The colour of p, opaque.
     constexpr ARGBVal& operator<<(const RGBGrVal& p);
@@ -98,12 +108,15 @@ struct ARGBVal : public RGBPixelType {
             SIChannelCast<unsigned char>(p.getblue()));
         return *this;
     }
+    /// Each colour times d.
     constexpr ARGBVal& operator*=(const double& d) {
         return each([d](double c) { return c * d; });
     }
+    /// Each colour over d.
     constexpr ARGBVal& operator/=(const double& d) {
         return each([d](double c) { return c / d; });
     }
+    /// Each colour plus d.
     constexpr ARGBVal& operator+=(const double& d) {
         return each([d](double c) { return c + d; });
     }
@@ -169,9 +182,13 @@ struct ARGBVal : public RGBPixelType {
     /// Prints "ARGBVal a,r,g,b" through `siprintf`.
     void printInfo() const;
 
+    /// Alpha.
     unsigned char _alpha = 255;
+    /// Red.
     unsigned char _red = 0;
+    /// Green.
     unsigned char _green = 0;
+    /// Blue.
     unsigned char _blue = 0;
 
   private:
@@ -189,6 +206,7 @@ struct ARGBVal : public RGBPixelType {
 struct RGBGrVal : public RGBPixelType {
     /// Black.
     constexpr RGBGrVal() = default;
+    /// A colour with its luminance as grey level.
     constexpr RGBGrVal(unsigned char r, unsigned char g, unsigned char b)
         : _red(r), _green(g), _blue(b), _grey(SILuminance(r, g, b)) {}
     /// All four bytes as given, the grey level included.
@@ -198,49 +216,67 @@ struct RGBGrVal : public RGBPixelType {
     explicit constexpr RGBGrVal(unsigned char grey) : RGBGrVal(grey, grey, grey, grey) {}
     /// A grey from the low byte of v.
     explicit constexpr RGBGrVal(int v) : RGBGrVal(static_cast<unsigned char>(v & 0xFF)) {}
+    /// The colour of p with its luminance as grey level.
     constexpr RGBGrVal(const ARGBVal& p) : RGBGrVal(p._red, p._green, p._blue) {}
+    /// A grey of the pixel's level, held to a byte.
     template <class T>
     constexpr RGBGrVal(const GreyPixel<T>& p) : RGBGrVal(SIChannelCast<unsigned char>(p.getgrey())) {}
+    /// The colour of p, each channel held to a byte.
     template <class T>
     constexpr RGBGrVal(const RGBPixel<T>& p) {
         *this << p;
     }
 
+    /// A colour with its luminance as grey level.
     constexpr void set(unsigned char r, unsigned char g, unsigned char b) { *this = RGBGrVal(r, g, b); }
+    /// A grey.
     constexpr void set(unsigned char grey) { *this = RGBGrVal(grey); }
 
+    /// Red.
     constexpr unsigned char getred() const { return _red; }
+    /// Green.
     constexpr unsigned char getgreen() const { return _green; }
+    /// Blue.
     constexpr unsigned char getblue() const { return _blue; }
     /// The cached level.
     constexpr unsigned char getgrey() const { return _grey; }
+    /// Sets red.
     constexpr void setred(unsigned char v) { set(v, _green, _blue); }
+    /// Sets green.
     constexpr void setgreen(unsigned char v) { set(_red, v, _blue); }
+    /// Sets blue.
     constexpr void setblue(unsigned char v) { set(_red, _green, v); }
+    /// All three colours and the level.
     constexpr void setgrey(unsigned char v) { set(v); }
 
+    /// A grey of level d.
     constexpr RGBGrVal& operator<<(const double& d) {
         set(SIChannelCast<unsigned char>(d));
         return *this;
     }
+    /// All four bytes of p.
     constexpr RGBGrVal& operator<<(const RGBGrVal& p) { return *this = p; }
     /// The colour of p with its luminance as grey level.
     constexpr RGBGrVal& operator<<(const ARGBVal& p) { return *this = RGBGrVal(p); }
+    /// The colour of p, each channel held to a byte.
     template <class T>
     constexpr RGBGrVal& operator<<(const RGBPixel<T>& p) {
         set(SIChannelCast<unsigned char>(p._red), SIChannelCast<unsigned char>(p._green),
             SIChannelCast<unsigned char>(p._blue));
         return *this;
     }
+    /// The colour of p, each channel held to a byte.
     template <class T>
     RGBGrVal& operator<<(const Pixel<T>& p) {
         set(SIChannelCast<unsigned char>(p.getred()), SIChannelCast<unsigned char>(p.getgreen()),
             SIChannelCast<unsigned char>(p.getblue()));
         return *this;
     }
+    /// Each colour times d.
     constexpr RGBGrVal& operator*=(const double& d) {
         return each([d](double c) { return c * d; });
     }
+    /// Each colour plus d.
     constexpr RGBGrVal& operator+=(const double& d) {
         return each([d](double c) { return c + d; });
     }
@@ -271,9 +307,13 @@ struct RGBGrVal : public RGBPixelType {
     /// Prints "RGBGrVal r,g,b,grey" through `siprintf`.
     void printInfo() const;
 
+    /// Red.
     unsigned char _red = 0;
+    /// Green.
     unsigned char _green = 0;
+    /// Blue.
     unsigned char _blue = 0;
+    /// The cached grey level.
     unsigned char _grey = 0;
 
   private:

@@ -12,7 +12,9 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
   public:
     /// Level 0.
     constexpr GreyPixel() = default;
+    /// Copies carry the debug state.
     constexpr GreyPixel(const GreyPixel&) = default;
+    /// A grey of this level.
     explicit constexpr GreyPixel(T grey) : _grey(grey) {}
     /// The luminance of p.
     explicit constexpr GreyPixel(const ARGBVal& p) : _grey(static_cast<T>(p.getgrey())) {}
@@ -22,6 +24,7 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
     template <class U>
     explicit GreyPixel(const Pixel<U>& p) : _grey(SIChannelCast<T>(p.getgrey())) {}
     constexpr ~GreyPixel() override = default;
+    /// Takes the other's components and debug state.
     constexpr GreyPixel& operator=(const GreyPixel& p) {
         SICommon::operator=(p);
         _grey = p._grey;
@@ -41,31 +44,48 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
     /// The luminance of a colour.
     void set(T r, T g, T b) override { _grey = SILuminanceOf(r, g, b); }
     void set(const Pixel<T>& p) override { *this << p; }
+    /// Red.
     T getred() const override { return _grey; }
+    /// Green.
     T getgreen() const override { return _grey; }
+    /// Blue.
     T getblue() const override { return _grey; }
+    /// The grey level.
     constexpr T getgrey() const override { return _grey; }
+    /// Hue.
     T gethue() const override { return _grey; }
+    /// Saturation.
     T getsat() const override { return _grey; }
+    /// Value.
     T getval() const override { return _grey; }
+    /// Ignored: a grey has no colour.
     void setred(T) override {}
+    /// Ignored: a grey has no colour.
     void setgreen(T) override {}
+    /// Ignored: a grey has no colour.
     void setblue(T) override {}
+    /// Ignored: a grey has no colour.
     void sethue(T) override {}
+    /// Ignored: a grey has no colour.
     void setsat(T) override {}
+    /// Ignored: a grey has no colour.
     void setval(T) override {}
+    /// Makes it a grey of this level.
     void setgrey(T v) override { _grey = v; }
 
+    /// Takes a level.
     virtual GreyPixel& operator=(T v) {
         _grey = v;
         return *this;
     }
+    /// Takes a level.
     virtual GreyPixel& operator<<(T v) {
         _grey = v;
         return *this;
     }
     /// Adds the luminance of p.
     virtual GreyPixel& operator+=(const ARGBVal& p) { return *this += static_cast<double>(p.getgrey()); }
+    /// Subtracts the luminance of p.
     virtual GreyPixel& operator-=(const ARGBVal& p) { return *this += -static_cast<double>(p.getgrey()); }
     /// Takes the luminance of p.
     virtual GreyPixel& operator<<(const ARGBVal& p) {
@@ -74,16 +94,19 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
     }
     /// Adds the stored grey level of p.
     virtual GreyPixel& operator+=(const RGBGrVal& p) { return *this += static_cast<double>(p._grey); }
+    /// Subtracts the stored grey level of p.
     virtual GreyPixel& operator-=(const RGBGrVal& p) { return *this += -static_cast<double>(p._grey); }
     /// Takes the stored grey level of p.
     virtual GreyPixel& operator<<(const RGBGrVal& p) {
         _grey = static_cast<T>(p._grey);
         return *this;
     }
+    /// Adds d.
     virtual GreyPixel& operator+=(double d) {
         _grey = SIChannelCast<T>(static_cast<double>(_grey) + d);
         return *this;
     }
+    /// Multiplies by d.
     virtual GreyPixel& operator*=(double d) {
         _grey = SIChannelCast<T>(static_cast<double>(_grey) * d);
         return *this;
@@ -95,15 +118,18 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
         _grey = SIChannelCast<T>(p.getgrey());
         return *this;
     }
+    /// Adds the grey level of p.
     template <class U>
     GreyPixel& operator+=(const Pixel<U>& p) {
         return *this += static_cast<double>(p.getgrey());
     }
+    /// Subtracts the grey level of p.
     template <class U>
     GreyPixel& operator-=(const Pixel<U>& p) {
         return *this += -static_cast<double>(p.getgrey());
     }
 
+    /// The grey level.
     T _grey = 0;
 };
 

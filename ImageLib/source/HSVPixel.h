@@ -14,15 +14,21 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
   public:
     /// Black.
     constexpr HSVPixel() = default;
+    /// Copies carry the debug state.
     constexpr HSVPixel(const HSVPixel&) = default;
+    /// From three components on the 0..255 scale.
     constexpr HSVPixel(T hue, T sat, T val) : _hue(hue), _sat(sat), _val(val) {}
+    /// Converts a frame pixel like `<<`.
     explicit HSVPixel(const ARGBVal& p) { *this << p; }
+    /// Converts a frame pixel like `<<`.
     explicit HSVPixel(const RGBGrVal& p) { *this << p; }
+    /// Converts a pixel of another channel type like `<<`.
     template <class U>
     explicit HSVPixel(const Pixel<U>& p) {
         *this << p;
     }
     constexpr ~HSVPixel() override = default;
+    /// Takes the other's components and debug state.
     constexpr HSVPixel& operator=(const HSVPixel& p) {
         SICommon::operator=(p);
         _hue = p._hue;
@@ -46,39 +52,53 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
         _val = val;
     }
     void set(const Pixel<T>& p) override { from(p); }
+    /// Red.
     T getred() const override { return SIChannelCast<T>(rgb().red); }
+    /// Green.
     T getgreen() const override { return SIChannelCast<T>(rgb().green); }
+    /// Blue.
     T getblue() const override { return SIChannelCast<T>(rgb().blue); }
     /// The luminance of the 8-bit colour.
     T getgrey() const override {
         const Bytes c = rgb();
         return SIChannelCast<T>(SILuminance(c.red, c.green, c.blue));
     }
+    /// Hue.
     T gethue() const override { return _hue; }
+    /// Saturation.
     T getsat() const override { return _sat; }
+    /// Value.
     T getval() const override { return _val; }
+    /// Sets red.
     void setred(T v) override {
         const Bytes c = rgb();
         makeFromRGB(SIChannelCast<unsigned char>(v), c.green, c.blue);
     }
+    /// Sets green.
     void setgreen(T v) override {
         const Bytes c = rgb();
         makeFromRGB(c.red, SIChannelCast<unsigned char>(v), c.blue);
     }
+    /// Sets blue.
     void setblue(T v) override {
         const Bytes c = rgb();
         makeFromRGB(c.red, c.green, SIChannelCast<unsigned char>(v));
     }
+    /// Sets the hue.
     void sethue(T v) override { _hue = v; }
+    /// Sets the saturation.
     void setsat(T v) override { _sat = v; }
+    /// Sets the value.
     void setval(T v) override { _val = v; }
     /// No hue, no saturation, value v.
     void setgrey(T v) override { set(T{0}, T{0}, v); }
 
+    /// Takes the colour of a frame pixel.
     HSVPixel& operator<<(const ARGBVal& p) {
         makeFromRGB(p._red, p._green, p._blue);
         return *this;
     }
+    /// Takes the colour of a frame pixel.
     HSVPixel& operator<<(const RGBGrVal& p) {
         makeFromRGB(p._red, p._green, p._blue);
         return *this;
@@ -93,6 +113,7 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
     HSVPixel& operator+=(const HSVPixel<U>& p) {
         return add(static_cast<double>(p._hue), static_cast<double>(p._sat), static_cast<double>(p._val));
     }
+    /// Adds d.
     HSVPixel& operator+=(double d) { return add(d, d, d); }
     /// Component-wise product, held to T's range.
     HSVPixel& operator*=(double d) {
@@ -107,15 +128,20 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
     void makeFromRGB(unsigned char r, unsigned char g, unsigned char b) {
         fromUnit(unit(r), unit(g), unit(b));
     }
+    /// The same from channels of another type on the same 0..255 scale.
     void makeFromRGB(int r, int g, int b) { fromUnit(unit(r), unit(g), unit(b)); }
+    /// The same from channels of another type on the same 0..255 scale.
     void makeFromRGB(float r, float g, float b) { fromUnit(unit(r), unit(g), unit(b)); }
 
     /// To 8-bit red, green, blue, each truncated to a byte. A hue of 255 lands in the first sector; a hue
     /// outside the six sectors leaves the outputs untouched.
     void makeRGB(unsigned char* r, unsigned char* g, unsigned char* b) const;
 
+    /// Hue.
     T _hue = 0;
+    /// Saturation.
     T _sat = 0;
+    /// Value.
     T _val = 0;
 
   private:

@@ -10,6 +10,7 @@ template <class T>
 class Iterator : public SICommon {
   public:
     constexpr Iterator() = default;
+    /// As by default, with these debug categories.
     explicit constexpr Iterator(const DBGState& s) : SICommon(s) {}
 
     void printInfo() const override;
@@ -19,15 +20,19 @@ class Iterator : public SICommon {
 template <class T>
 class PixRectIterator : public Iterator<T> {
   public:
+    /// A walk over `r`, which is not owned; starts nowhere until the first call of `first`.
     explicit PixRectIterator(const PixRect<T>* r) : Iterator<T>(r->dbgstate()), pr(r) {}
+    /// A walk over `r`, which is not owned; starts nowhere until the first call of `first`.
     explicit PixRectIterator(const PixRect<T>& r) : PixRectIterator(&r) {}
 
     void printInfo() const override;
 
+    /// Goes to the top-left pixel.
     void first() {
         x = pr->lx();
         y = pr->ly();
     }
+    /// Goes to the next pixel in raster order.
     void next() {
         ++x;
         if (x > pr->hx()) {
@@ -39,11 +44,16 @@ class PixRectIterator : public Iterator<T> {
     bool isDone() const { return y > pr->hy(); }
     /// The pixel at the current position, read through the rectangle.
     T currentItem() const { return pr->pix(x, y); }
+    /// The current coordinate.
     int getx() const { return x; }
+    /// The current coordinate.
     int gety() const { return y; }
 
+    /// The walked rectangle, not owned.
     const PixRect<T>* pr;
+    /// The current coordinate.
     int x = 0;
+    /// The current coordinate.
     int y = 0;
 };
 
@@ -52,8 +62,10 @@ class PixRectIterator : public Iterator<T> {
 template <class T>
 class PixRectRWIterator : public PixRectIterator<T> {
   public:
+    /// A walk over `r`, which is not owned; starts nowhere until the first call of `first`.
     explicit PixRectRWIterator(const PixRectRW<T>* r)
         : PixRectIterator<T>(r), pr(const_cast<PixRectRW<T>*>(r)) {}
+    /// A walk over `r`, which is not owned; starts nowhere until the first call of `first`.
     explicit PixRectRWIterator(const PixRectRW<T>& r) : PixRectRWIterator(&r) {}
 
     void printInfo() const override;
@@ -78,10 +90,14 @@ class PixRectRWIterator : public PixRectIterator<T> {
         ptr = this->y > pr->hy() ? nullptr : &pr->pixrefNB(this->x, this->y);
         return ptr;
     }
+    /// The current pixel; only while the walk is not over.
     T& currentItemRef() const { return *ptr; }
+    /// The current pixel, null when the walk is over.
     T* currentItemPtr() const { return ptr; }
 
+    /// The current pixel, null when the walk is over.
     T* ptr = nullptr;
+    /// The walked rectangle as a writable one, not owned.
     PixRectRW<T>* pr;
 };
 

@@ -8,8 +8,11 @@
 
 /// Red, green, blue, each 0..0xFFFF.
 struct SIRGBColour {
+    /// Channel level, 0..0xFFFF.
     std::uint16_t red = 0;
+    /// Channel level, 0..0xFFFF.
     std::uint16_t green = 0;
+    /// Channel level, 0..0xFFFF.
     std::uint16_t blue = 0;
 
     /// The same colour as another record of three 16-bit channels, such as the platform's.
@@ -18,6 +21,7 @@ struct SIRGBColour {
         static_assert(sizeof(Record) == sizeof(SIRGBColour));
         return Record{red, green, blue};
     }
+    /// Equal in every field.
     friend constexpr bool operator==(const SIRGBColour&, const SIRGBColour&) = default;
 };
 static_assert(sizeof(SIRGBColour) == 6 && offsetof(SIRGBColour, red) == 0 &&

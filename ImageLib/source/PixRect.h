@@ -47,8 +47,11 @@ struct Shape2D {
         if (i < weights.size()) weights[i] = w;
     }
 
+    /// Weights in a row.
     int columns = 0;
+    /// Rows of weights.
     int rows = 0;
+    /// Row by row.
     std::vector<float> weights;
 
   private:
@@ -80,13 +83,16 @@ constexpr bool withinint(double x, double y) {
 template <class T>
 class PixRectBase : public SICommon {
   public:
+    /// The pixel type.
     using PixType = T;
 
     /// Bounds (0, 0, 0, 0), scales 1.
     PixRectBase() = default;
+    /// As by default, with these debug categories.
     explicit PixRectBase(const DBGState& s) : SICommon(s) {}
     /// Bounds (0, 0, w - 1, h - 1).
     PixRectBase(int w, int h) : PixRectBase(0, 0, tumblewash::wrapsub(w, 1), tumblewash::wrapsub(h, 1)) {}
+    /// With these inclusive bounds, stored unchanged.
     PixRectBase(int lx, int ly, int hx, int hy) : _lx(lx), _ly(ly), _hx(hx), _hy(hy) {}
     /// Copies carry bounds, scale pair and debug state.
     PixRectBase(const PixRectBase&) = default;
@@ -119,16 +125,25 @@ class PixRectBase : public SICommon {
     /// The pixel at a real position; plain rectangles truncate both coordinates toward zero.
     virtual T pixdd(double x, double y) const = 0;
 
+    /// An inclusive bound.
     int lx() const { return _lx; }
+    /// An inclusive bound.
     int ly() const { return _ly; }
+    /// An inclusive bound.
     int hx() const { return _hx; }
+    /// An inclusive bound.
     int hy() const { return _hy; }
     /// Not positive for an empty rectangle.
     int width() const { return tumblewash::wrapadd(tumblewash::wrapsub(_hx, _lx), 1); }
+    /// Not positive for an empty rectangle.
     int height() const { return tumblewash::wrapadd(tumblewash::wrapsub(_hy, _ly), 1); }
+    /// The centre: the low bound plus half the size, truncating.
     int cx() const { return tumblewash::wrapadd(_lx, width() / 2); }
+    /// The centre: the low bound plus half the size, truncating.
     int cy() const { return tumblewash::wrapadd(_ly, height() / 2); }
+    /// The scale factor along this axis.
     double xs() const { return _xs; }
+    /// The scale factor along this axis.
     double ys() const { return _ys; }
 
     /// Stores the four bounds: no check, no reallocation.
@@ -143,16 +158,19 @@ class PixRectBase : public SICommon {
     void setbounds(const PixRectBase<U>& r) {
         setbounds(r.lx(), r.ly(), r.hx(), r.hy());
     }
+    /// Takes another rectangle's bounds.
     template <class U>
     void setbounds(const PixRectBase<U>* r) {
         setbounds(*r);
     }
     /// hx = lx + w - 1.
     void setwidth(int w) { _hx = tumblewash::wrapsub(tumblewash::wrapadd(_lx, w), 1); }
+    /// Sets both scale factors; no pixel and no bound changes.
     void setscale(double xs, double ys) {
         _xs = xs;
         _ys = ys;
     }
+    /// True when (x, y) lies within the inclusive bounds.
     bool withinbounds(int x, int y) const { return x >= _lx && x <= _hx && y >= _ly && y <= _hy; }
     /// True when both corners lie within the bounds.
     bool validatebounds(int x1, int y1, int x2, int y2) const {
@@ -168,24 +186,35 @@ class PixRectBase : public SICommon {
     /// The zero pixel that answers for every missing one. Constant: nothing may write it.
     static T blackpixel;
 
+    /// The scale factor along this axis, 1 by default.
     double _xs = 1.0;
+    /// The scale factor along this axis, 1 by default.
     double _ys = 1.0;
+    /// The lowest coordinate, inclusive.
     int _lx = 0;
+    /// The lowest coordinate, inclusive.
     int _ly = 0;
+    /// The highest coordinate, inclusive.
     int _hx = 0;
+    /// The highest coordinate, inclusive.
     int _hy = 0;
 
   protected:
     // Assigning bounds alone would part them from the storage they describe.
+    /// Takes bounds, scale pair and debug state.
     PixRectBase& operator=(const PixRectBase&) = default;
 };
 
+/// The zero pixel of a type: every channel 0, alpha included.
 template <class T>
 struct BlackPixelOf {
+    /// All zero.
     static constexpr T make() { return T(); }
 };
+/// The zero pixel of a type: every channel 0, alpha included.
 template <>
 struct BlackPixelOf<ARGBVal> {
+    /// All zero.
     static constexpr ARGBVal make() { return ARGBVal(0, 0, 0, 0); }
 };
 
@@ -199,12 +228,18 @@ class PixRect : public PixRectBase<T> {
     PixRect() = default;
     /// Traces the state it was given.
     explicit PixRect(const DBGState& s);
+    /// Bounds (0, 0, w - 1, h - 1).
     PixRect(int w, int h) : PixRectBase<T>(w, h) {}
+    /// With these inclusive bounds, stored unchanged.
     PixRect(int lx, int ly, int hx, int hy) : PixRectBase<T>(lx, ly, hx, hy) {}
+    /// Copies bounds, scale pair and debug state.
     PixRect(const PixRect&) = default;
+    /// Copies from a pointer, which must not be null.
     explicit PixRect(const PixRect* src) : PixRect(*src) {}
 
+    /// Prints itself through `siprintf`.
     void printInfo() const override;
+    /// Nothing to make.
     void init() override {}
     ~PixRect() override = default;
     /// Prints every pixel, row by row.
@@ -213,6 +248,7 @@ class PixRect : public PixRectBase<T> {
     virtual void printDataLimited(int n) const;
 
   protected:
+    /// Takes bounds, scale pair and debug state.
     PixRect& operator=(const PixRect&) = default;
 
   private:
@@ -235,9 +271,11 @@ class PixRectRW : public virtual PixRect<T> {
     explicit PixRectRW(const DBGState& s);
     /// Storage for (0, 0, w - 1, h - 1); none when empty.
     PixRectRW(int w, int h);
+    /// Storage for these inclusive bounds; none when empty.
     PixRectRW(int lx, int ly, int hx, int hy);
     /// Deep copies with the source's bounds, scale pair and debug state.
     PixRectRW(const PixRectRW& src);
+    /// A deep copy of any rectangle, converted to T.
     template <class U>
     explicit PixRectRW(const PixRect<U>& src);
     /// A filtered copy: each pixel at least 3 away from every edge is the sum of its 5 x 5 neighbourhood
@@ -253,11 +291,14 @@ class PixRectRW : public virtual PixRect<T> {
     /// Frees the storage. The bounds stay.
     virtual void freestore();
     ~PixRectRW() override;
+    /// The stored pixel, `blackpixel` outside the bounds or without storage.
     T pix(int x, int y) const override {
         if (_rast == nullptr || !this->withinbounds(x, y)) return this->blackpixel;
         return _rast[y][x];
     }
+    /// The same without a bounds test.
     T pixNB(int x, int y) const override { return _rast == nullptr ? this->blackpixel : _rast[y][x]; }
+    /// `pix` at both coordinates truncated toward zero.
     T pixdd(double x, double y) const override;
     /// Moves the bounds and the row table. IMAGE_NODATA without storage, the bounds moved nevertheless.
     SIerrorcode shiftorigin(int dx, int dy) override;
@@ -268,6 +309,7 @@ class PixRectRW : public virtual PixRect<T> {
     }
     /// The same without a bounds test.
     virtual T& pixrefNB(int x, int y) const { return _rast == nullptr ? this->blackpixel : _rast[y][x]; }
+    /// Prints itself through `siprintf`.
     void printInfo() const override;
 
     /// The row table: `rasters()[y][x]`. Null without storage, and for views.
@@ -279,6 +321,7 @@ class PixRectRW : public virtual PixRect<T> {
 
     /// `copyfrom`, unless the source is this object.
     PixRectRW& operator=(const PixRect<T>& src);
+    /// `copyfrom`, unless the source is this object.
     PixRectRW& operator=(const PixRectRW& src) { return *this = static_cast<const PixRect<T>&>(src); }
 
     /// Copies the common region, converted to T: all four bytes between packed pixels of one kind.
@@ -299,12 +342,14 @@ class PixRectRW : public virtual PixRect<T> {
     /// colours, a double is truncated to an int first, an RGBPixel adds through the pixel's own operator.
     template <class U>
     SIerrorcode incrementby(const U& v);
+    /// The same as `incrementby`.
     template <class U>
     SIerrorcode operator+=(const U& v) {
         return incrementby(v);
     }
     /// Each colour x d, truncated toward zero, low byte kept for packed pixels; alpha stays.
     SIerrorcode multiplyby(double d);
+    /// The same as `multiplyby`.
     SIerrorcode operator*=(double d) { return multiplyby(d); }
     /// multiplyby(1.0 / d).
     SIerrorcode operator/=(double d) { return multiplyby(1.0 / d); }
@@ -326,8 +371,11 @@ class PixRectRW : public virtual PixRect<T> {
     template <class U>
     SIerrorcode blendwithpeak(const PixRect<U>& src, Shape2D& shape);
 
+    /// The row table, offset so that `_rast[y][x]` is pixel (x, y). Null without storage.
     T** _rast = nullptr;
+    /// The row table as allocated.
     T** _firstrast = nullptr;
+    /// The pixel block as allocated.
     T* _firstpixel = nullptr;
 };
 

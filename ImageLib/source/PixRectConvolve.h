@@ -39,6 +39,7 @@ void settle(T& to, const RGBPixel<float>& sum) {
 template <class T>
 class KernelTaps {
   public:
+    /// Takes the weights in the order they are applied.
     explicit KernelTaps(const float (&kernel)[5][5]) {
         for (std::size_t i = 0; i < 5; ++i)
             for (std::size_t j = 0; j < 5; ++j) weights_[i * 5 + j] = kernel[i][j];
@@ -63,6 +64,7 @@ class KernelTaps {
 template <class T>
 class PackedKernelTaps {
   public:
+    /// Takes the weights in the order they are applied.
     explicit PackedKernelTaps(const float (&kernel)[5][5]) {
         for (std::size_t i = 0; i < 5; ++i) {
             for (std::size_t j = 0; j < 5; ++j) {
@@ -76,6 +78,7 @@ class PackedKernelTaps {
         }
     }
 
+    /// The sum of the weighted neighbourhood of column x in five rows.
     RGBPixel<float> sum(const T* const (&rows)[5], int x) const {
         int red = 0, green = 0, blue = 0;
         for (int i = 0; i < 5; ++i) {

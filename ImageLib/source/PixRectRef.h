@@ -10,6 +10,7 @@ class PixRectRef : public virtual PixRect<T> {
   public:
     /// A view without a source: every read gives `blackpixel`.
     PixRectRef() = default;
+    /// As by default, with these debug categories.
     explicit PixRectRef(const DBGState& s) : PixRect<T>(s) {}
     /// A view of (lx, ly, hx, hy), clipped to the source's bounds, with the source's scale pair and debug
     /// state.
@@ -18,6 +19,7 @@ class PixRectRef : public virtual PixRect<T> {
     explicit PixRectRef(PixRect<T>& src);
     /// A copy of a view shows the same source in the same coordinates.
     PixRectRef(const PixRectRef&) = default;
+    /// Shows what the other view shows.
     PixRectRef& operator=(const PixRectRef&) = default;
 
     /// A view has no storage to make.
@@ -50,8 +52,11 @@ class PixRectRef : public virtual PixRect<T> {
     /// True when both corners lie within the view, and both, moved by (-sx, -sy), within the source.
     bool validatebounds(int x1, int y1, int x2, int y2) const;
 
+    /// The viewed rectangle, not owned; null without one.
     PixRect<T>* _src = nullptr;
+    /// View coordinate minus source coordinate.
     int sx = 0;
+    /// View coordinate minus source coordinate.
     int sy = 0;
 
   private:
@@ -63,10 +68,14 @@ template <class T>
 class PixRectRWRef : public PixRectRef<T>, public PixRectRW<T> {
   public:
     PixRectRWRef() = default;
+    /// As by default, with these debug categories.
     explicit PixRectRWRef(const DBGState& s) : PixRect<T>(s) {}
+    /// A view of (lx, ly, hx, hy), clipped to the source's bounds.
     PixRectRWRef(PixRectRW<T>& src, int lx, int ly, int hx, int hy)
         : PixRect<T>(), PixRectRef<T>(src, lx, ly, hx, hy), PixRectRW<T>(), _src(&src) {}
+    /// A view of the whole source.
     explicit PixRectRWRef(PixRectRW<T>& src) : PixRectRWRef(src, src.lx(), src.ly(), src.hx(), src.hy()) {}
+    /// A copy of a view shows the same source in the same coordinates.
     PixRectRWRef(const PixRectRWRef& v) : PixRect<T>(v), PixRectRef<T>(v), PixRectRW<T>(), _src(v._src) {}
 
     using PixRectRW<T>::init;
@@ -95,11 +104,13 @@ class PixRectRWRef : public PixRectRef<T>, public PixRectRW<T> {
 
     /// Assignment copies pixels into what the view shows.
     using PixRectRW<T>::operator=;
+    /// Copies the pixels the other view shows into what this one shows.
     PixRectRWRef& operator=(const PixRectRWRef& v) {
         PixRectRW<T>::operator=(static_cast<const PixRect<T>&>(v));
         return *this;
     }
 
+    /// The same rectangle as a writable one.
     PixRectRW<T>* _src = nullptr;
 };
 

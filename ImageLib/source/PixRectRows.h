@@ -19,11 +19,18 @@ namespace tumblewash {
 
 /// A rectangle of coordinates, inclusive on all four sides; empty when a high side lies below its low side.
 struct Region {
-    int lx, ly, hx, hy;
+    int lx;  ///< left
+    int ly;  ///< top
+    int hx;  ///< right
+    int hy;  ///< bottom
 
+    /// True when no pixel lies inside.
     bool empty() const { return hx < lx || hy < ly; }
+    /// True when (x, y) lies inside.
     bool holds(int x, int y) const { return lx <= x && x <= hx && ly <= y && y <= hy; }
+    /// True when all of r lies inside.
     bool covers(const Region& r) const { return lx <= r.lx && r.hx <= hx && ly <= r.ly && r.hy <= hy; }
+    /// The part that lies in both.
     Region clipped(const Region& r) const {
         return {SICommon_H::max(lx, r.lx), SICommon_H::max(ly, r.ly), SICommon_H::min(hx, r.hx),
                 SICommon_H::min(hy, r.hy)};
@@ -45,6 +52,7 @@ Region boundsOf(const PixRectBase<T>& r) {
 template <class T>
 class PixelRows {
   public:
+    /// Resolves the views between `rect` and its memory; `rect` must outlive this.
     explicit PixelRows(const PixRect<T>& rect) : tested_(boundsOf(rect)) { resolve(rect); }
 
     /// True when rows were found.
@@ -101,10 +109,13 @@ class PixelRows {
 template <class T>
 class SafeReader {
   public:
+    /// Resolves the views between `rect` and its memory; `rect` must outlive this.
     explicit SafeReader(const PixRect<T>& rect) : rect_(rect), rows_(rect) {}
 
+    /// The rows behind the rectangle.
     const PixelRows<T>& rows() const { return rows_; }
 
+    /// The pixel at (x, y), in the rectangle's own coordinates.
     T operator()(int x, int y) const {
         if (rows_.found() && !rows_.reach().holds(x, y)) return PixRectBase<T>::blackpixel;
         return rect_.pixNB(x, y);
@@ -140,7 +151,8 @@ enum class Reads { untested, tested };
 
 /// Where a run of pixels handed to a row function lies, counted from the working region's top-left corner.
 struct RunPlace {
-    int row, column;
+    int row;     ///< rows below that corner
+    int column;  ///< columns right of it
 };
 
 /// Walks the intersection of the two rectangles' bounds row by row and calls

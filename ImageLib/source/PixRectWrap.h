@@ -15,6 +15,7 @@ class PixRectWrap<ARGBVal> : public PixRectRW<ARGBVal> {
   public:
     /// No data.
     PixRectWrap() = default;
+    /// As by default, with these debug categories.
     explicit PixRectWrap(const DBGState& s) : PixRect<ARGBVal>(s), PixRectRW<ARGBVal>(s) {}
     /// Over `data`, which stays the caller's and must outlive the wrapper. Bounds (0, 0, w - 1, hy), hy by
     /// lines: all h - 1, even (h + 1) / 2 - 1, odd h / 2 - 1. A selection outside the three, or null data,
@@ -23,6 +24,7 @@ class PixRectWrap<ARGBVal> : public PixRectRW<ARGBVal> {
     /// A copy is always a compact all-lines image that owns its block, whatever lines the source shows. A
     /// source without rows gives a copy without data.
     explicit PixRectWrap(PixRectWrap* src);
+    /// A compact all-lines copy that owns its block.
     PixRectWrap(const PixRectWrap& src);
 
     using PixRectRW<ARGBVal>::init;
@@ -41,7 +43,9 @@ class PixRectWrap<ARGBVal> : public PixRectRW<ARGBVal> {
     /// Lets go of the wrapped memory, freeing it where this object owns it; reads give `blackpixel` from then
     /// on.
     void freewrapdata();
+    /// The first pixel of the wrapped memory, null without data.
     ARGBVal* getwrapdata() const { return _data; }
+    /// True when this object frees the wrapped memory.
     bool owndata() const { return _owndata; }
     /// The name of a line selection; "" for values outside the three.
     static const char* typetoname(siwraptype type);
@@ -53,8 +57,11 @@ class PixRectWrap<ARGBVal> : public PixRectRW<ARGBVal> {
         return *this;
     }
 
+    /// First pixel of the wrapped memory.
     ARGBVal* _data = nullptr;
+    /// Which lines of the frame it shows.
     siwraptype _type = SIAllLines;
+    /// True when `_data` was allocated by this object.
     bool _owndata = false;
 
   private:

@@ -75,6 +75,7 @@ template <class T>
 class Pixel : public SICommon {
   public:
     constexpr Pixel() = default;
+    /// Copies carry the debug state.
     constexpr Pixel(const Pixel&) = default;
 
     void printInfo() const override = 0;
@@ -89,19 +90,33 @@ class Pixel : public SICommon {
     virtual void set(T a, T b, T c) = 0;
     /// Same as `<<`.
     virtual void set(const Pixel& p) = 0;
+    /// Red.
     virtual T getred() const = 0;
+    /// Green.
     virtual T getgreen() const = 0;
+    /// Blue.
     virtual T getblue() const = 0;
+    /// The grey level.
     virtual T getgrey() const = 0;
+    /// Hue.
     virtual T gethue() const = 0;
+    /// Saturation.
     virtual T getsat() const = 0;
+    /// Value.
     virtual T getval() const = 0;
+    /// Sets red.
     virtual void setred(T v) = 0;
+    /// Sets green.
     virtual void setgreen(T v) = 0;
+    /// Sets blue.
     virtual void setblue(T v) = 0;
+    /// Sets the hue.
     virtual void sethue(T v) = 0;
+    /// Sets the saturation.
     virtual void setsat(T v) = 0;
+    /// Sets the value.
     virtual void setval(T v) = 0;
+    /// Makes it a grey of this level.
     virtual void setgrey(T v) = 0;
 };
 

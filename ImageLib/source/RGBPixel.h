@@ -15,18 +15,25 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
   public:
     /// All zero.
     constexpr RGBPixel() = default;
+    /// Copies carry the debug state.
     constexpr RGBPixel(const RGBPixel&) = default;
+    /// From three components; `_grey` holds their mean.
     constexpr RGBPixel(T r, T g, T b) : _grey(mean(r, g, b)), _red(r), _green(g), _blue(b) {}
+    /// A grey of this level.
     explicit constexpr RGBPixel(T grey) : _grey(grey), _red(grey), _green(grey), _blue(grey) {}
+    /// Converts a frame pixel like `<<`.
     explicit constexpr RGBPixel(const ARGBVal& p)
         : RGBPixel(static_cast<T>(p._red), static_cast<T>(p._green), static_cast<T>(p._blue)) {}
+    /// Converts a frame pixel like `<<`.
     explicit constexpr RGBPixel(const RGBGrVal& p)
         : RGBPixel(static_cast<T>(p._red), static_cast<T>(p._green), static_cast<T>(p._blue)) {}
+    /// Converts a pixel of another channel type like `<<`.
     template <class U>
     explicit RGBPixel(const Pixel<U>& p) {
         *this << p;
     }
     constexpr ~RGBPixel() override = default;
+    /// Takes the other's components and debug state.
     constexpr RGBPixel& operator=(const RGBPixel& p) {
         SICommon::operator=(p);
         _grey = p._grey;
@@ -48,16 +55,25 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
     void set(T v) override { setgrey(v); }
     void set(T r, T g, T b) override { store(r, g, b); }
     void set(const Pixel<T>& p) override { *this << p; }
+    /// Red.
     T getred() const override { return _red; }
+    /// Green.
     T getgreen() const override { return _green; }
+    /// Blue.
     T getblue() const override { return _blue; }
     /// The luminance, not the stored mean.
     T getgrey() const override { return SILuminanceOf(_red, _green, _blue); }
+    /// Hue.
     T gethue() const override { return SIChannelCast<T>(hsv()._hue); }
+    /// Saturation.
     T getsat() const override { return SIChannelCast<T>(hsv()._sat); }
+    /// Value.
     T getval() const override { return SIChannelCast<T>(hsv()._val); }
+    /// Sets red.
     void setred(T v) override { _red = v; }
+    /// Sets green.
     void setgreen(T v) override { _green = v; }
+    /// Sets blue.
     void setblue(T v) override { _blue = v; }
     /// These three pass through an 8-bit colour.
     void sethue(T v) override {
@@ -65,26 +81,32 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
         c._hue = SIChannelCast<float>(v);
         take(c);
     }
+    /// Sets the saturation.
     void setsat(T v) override {
         HSVPixel<float> c = hsv();
         c._sat = SIChannelCast<float>(v);
         take(c);
     }
+    /// Sets the value.
     void setval(T v) override {
         HSVPixel<float> c = hsv();
         c._val = SIChannelCast<float>(v);
         take(c);
     }
+    /// Makes it a grey of this level.
     void setgrey(T v) override { _grey = _red = _green = _blue = v; }
 
+    /// Takes the colour of a frame pixel.
     RGBPixel& operator<<(const ARGBVal& p) {
         store(static_cast<T>(p._red), static_cast<T>(p._green), static_cast<T>(p._blue));
         return *this;
     }
+    /// Takes the colour of a frame pixel.
     RGBPixel& operator<<(const RGBGrVal& p) {
         store(static_cast<T>(p._red), static_cast<T>(p._green), static_cast<T>(p._blue));
         return *this;
     }
+    /// Takes the colour of a pixel of another channel type.
     template <class U>
     RGBPixel& operator<<(const Pixel<U>& p) {
         store(SIChannelCast<T>(p.getred()), SIChannelCast<T>(p.getgreen()), SIChannelCast<T>(p.getblue()));
@@ -92,18 +114,25 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
     }
     /// Sums per channel with a pixel of any kind.
     RGBPixel& operator+=(const ARGBVal& p) { return add(p._red, p._green, p._blue); }
+    /// Sums per channel.
     RGBPixel& operator+=(const RGBGrVal& p) { return add(p._red, p._green, p._blue); }
+    /// Sums per channel.
     template <class U>
     RGBPixel& operator+=(const RGBPixel<U>& p) {
         return add(p._red, p._green, p._blue);
     }
+    /// Sums per channel.
     template <class U>
     RGBPixel& operator+=(const Pixel<U>& p) {
         return add(p.getred(), p.getgreen(), p.getblue());
     }
+    /// Adds d.
     RGBPixel& operator+=(double d) { return add(d, d, d); }
+    /// Subtracts per channel.
     RGBPixel& operator-=(const ARGBVal& p) { return subtract(p._red, p._green, p._blue); }
+    /// Subtracts per channel.
     RGBPixel& operator-=(const RGBGrVal& p) { return subtract(p._red, p._green, p._blue); }
+    /// Subtracts per channel.
     template <class U>
     RGBPixel& operator-=(const Pixel<U>& p) {
         return subtract(p.getred(), p.getgreen(), p.getblue());
@@ -115,11 +144,16 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
         _blue = SIChannelCast<T>(static_cast<double>(_blue) * d);
         return *this;
     }
+    /// Multiplies by 1 / d.
     RGBPixel& operator/=(double d) { return *this *= 1.0 / d; }
 
+    /// The mean as of the last store, or the level of the last grey set.
     T _grey = 0;
+    /// Red.
     T _red = 0;
+    /// Green.
     T _green = 0;
+    /// Blue.
     T _blue = 0;
 
   private:
@@ -130,7 +164,8 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
         _green = g;
         _blue = b;
     }
-    // An integer operand joins a floating channel in the channel's type; a floating one keeps its own precision.
+    // An integer operand joins a floating channel in the channel's type; a floating one keeps its own
+    // precision.
     template <class U>
     static constexpr auto operand(U b) {
         if constexpr (std::is_floating_point_v<T> && std::is_integral_v<U>) {

@@ -156,10 +156,14 @@ struct DBGState {
 
     /// True when the bit of `c` is set; never for `DBGNone`.
     constexpr bool chk(debugclass c) const { return (dcl & c) != 0; }
+    /// Puts the category's bit in.
     constexpr void set(debugclass c) { dcl |= c; }
+    /// Takes the category's bit out.
     constexpr void unset(debugclass c) { dcl &= ~static_cast<std::int32_t>(c); }
+    /// The set as an integer.
     constexpr std::int32_t value() const { return dcl; }
 
+    /// The set itself: an OR of `debugclass` values.
     std::int32_t dcl = 0;
 };
 static_assert(sizeof(DBGState) == 4 && sizeof(debugclass) == 2 && sizeof(SIerrorcode) == 1);
@@ -172,8 +176,11 @@ static_assert(sizeof(siwraptype) == 1 && sizeof(siinterpcode) == 1 && sizeof(sis
 class SICommon {
   public:
     constexpr SICommon() = default;
+    /// Copies carry the debug categories.
     constexpr SICommon(const SICommon&) = default;
+    /// With these debug categories.
     explicit constexpr SICommon(const DBGState& s) : dbg(s) {}
+    /// Takes the other object's debug categories.
     constexpr SICommon& operator=(const SICommon&) = default;
 
     /// Prints the object through `siprintf`.
@@ -183,6 +190,7 @@ class SICommon {
     const char* booltostring(bool b) const;
     /// True when category `c` is on for this object.
     constexpr bool debugchk(const debugclass& c) const { return dbg.chk(c); }
+    /// The object's own debug categories.
     constexpr const DBGState& dbgstate() const { return dbg; }
     /// Adds one category.
     constexpr void debugon(const debugclass& c) { dbg.set(c); }
@@ -208,6 +216,7 @@ class SICommon {
     /// One label per category, in the order of `debugclass`.
     static const char* const DBGclasslabel[11];
 
+    /// The object's own debug categories; read only to decide whether to trace.
     DBGState dbg;
 };
 static_assert(sizeof(SICommon) == 2 * sizeof(void*));

@@ -16,6 +16,7 @@
 template <class D, class S>
 class SamplePixRectNC : public virtual PixRect<D> {
   public:
+    /// A view of `src` with `xs` by `ys` source pixels per pixel.
     SamplePixRectNC(const PixRect<S>& src, double xs, double ys, sisamplecodes code);
     ~SamplePixRectNC() override = default;
 
@@ -57,10 +58,15 @@ class SamplePixRectNC : public virtual PixRect<D> {
     /// Takes the factors and derives bounds and scale pair from the source's.
     void setupRect(const PixRect<S>& src, double xs, double ys);
 
+    /// Whether an enlargement aligns pixel centres.
     bool _scaleInvariant;
+    /// The source, not owned.
     const PixRect<S>* _src;
+    /// The sampling code.
     sisamplecodes _type;
+    /// Source columns per sampled column.
     float xsl;
+    /// Source rows per sampled row.
     float ysl;
 };
 
@@ -69,6 +75,7 @@ class SamplePixRectNC : public virtual PixRect<D> {
 template <class D, class S>
 class SamplePixRect : public SamplePixRectNC<D, S>, public PixRectRW<D> {
   public:
+    /// Allocates the sampled size and computes every pixel from `src`.
     SamplePixRect(const PixRect<S>& src, double xs, double ys, const sisamplecodes& code);
     ~SamplePixRect() override = default;
 

@@ -31,7 +31,8 @@ inline void scatter(PixRectRW<ARGBVal>& r, std::uint32_t seed) {
     Dice dice(seed);
     for (int y = r.ly(); y <= r.hy(); ++y)
         for (int x = r.lx(); x <= r.hx(); ++x)
-            r.pixrefNB(x, y) = ARGBVal(dice.byte(), dice.byte(), dice.byte(), dice.byte());
+            r.pixrefNB(x, y) =
+                ARGBVal{dice.byte(), dice.byte(), dice.byte(), dice.byte()};  // braces: in this order
 }
 
 /// A rectangle of T over the inclusive bounds, scattered in frame pixels and converted.
