@@ -24,21 +24,22 @@ enum class AudioPolicy {
 
 /// The levels of the outgoing (or only) clip and of the incoming one, 0 to 256 each.
 struct AudioLevels {
-    int outgoing = 0;
-    int incoming = 0;
+    int outgoing = 0;  ///< of the outgoing (or only) clip, 256 is full
+    int incoming = 0;  ///< of the incoming clip, 256 is full
+    /// Equal in both levels.
     friend bool operator==(const AudioLevels&, const AudioLevels&) = default;
 };
 
 /// What a policy decides from, for one output frame.
 struct AudioCircumstances {
-    int effect = 0;           ///< Catalogue index.
-    double fraction = 0;      ///< renderFrame / frameCount, 0 up to but not including 1.
-    bool hasOutgoing = true;  ///< A sound of that clip is at hand in this frame.
-    bool hasIncoming = false;
-    bool arriving = false;     ///< One clip whose picture arrives (wash-in, tilt-in, tumble-in).
-    bool steady = false;       ///< One running sound, no cross-fade (the morph, a plain cut).
-    int outgoingVolume = 255;  ///< The clips' own volumes, 0 to 255.
-    int incomingVolume = 255;
+    int effect = 0;                      ///< Catalogue index.
+    double fraction = 0;                 ///< renderFrame / frameCount, 0 up to but not including 1.
+    bool hasOutgoing = true;             ///< A sound of that clip is at hand in this frame.
+    bool hasIncoming = false;            ///< the request had a second frame
+    bool arriving = false;               ///< One clip whose picture arrives (wash-in, tilt-in, tumble-in).
+    bool steady = false;                 ///< One running sound, no cross-fade (the morph, a plain cut).
+    int outgoingVolume = 255;            ///< The clips' own volumes, 0 to 255.
+    int incomingVolume = 255;            ///< the incoming clip's volume, 255 is full
     std::optional<AudioLevels> asked{};  ///< What the plug-in asked; nothing when it made no call (preview).
 };
 

@@ -16,25 +16,33 @@ class HostInstance {
     HostInstance(const HostInstance&) = delete;
     HostInstance& operator=(const HostInstance&) = delete;
 
+    /// Each of these answers the callback of the same name.
     virtual HYPluginResult getFrame(std::int32_t number, int width, int height, HYRefDVQuality quality,
                                     GWorldPtr& world, std::int16_t& volume, HYFrameCookie& cookie);
+    /// As the callback of the same name.
     virtual HYPluginResult releaseFrame(HYFrameCookie cookie);
+    /// As the callback of the same name.
     virtual HYPluginResult mixAudio(HYFrameCookie cookie, std::int16_t level);
+    /// As the callback of the same name.
     virtual HYPluginResult getAudioFrame(std::int32_t number, std::int16_t*& samples, std::int32_t& count,
                                          HYAudioCookie& cookie);
+    /// As the callback of the same name.
     virtual HYPluginResult releaseAudioFrame(HYAudioCookie cookie);
+    /// As the callback of the same name.
     virtual HYPluginResult getMovieInfo(HYPluginMovieInfo& info);
+    /// As the callback of the same name.
     virtual HYPluginResult getClipInfo(std::int16_t clip, HYPluginClipInfo& info);
+    /// As the callback of the same name.
     virtual HYPluginResult setClipInfo(const HYPluginClipInfo& info);
 
     /// A parameter block that leads back to this instance: interface version 4, everything else zero but the
     /// table, of which every block has its own copy.
     void prepare(HYPluginParams& params);
 
-    HYPluginTransitionInfo transition{};
-    HYPluginTitleInfo title{};  ///< A transition has no text: no pairs.
-    HYPluginFilterInfo filter{};
-    int recordsLent = 0;  ///< Transition, title and filter records out at the moment.
+    HYPluginTransitionInfo transition{};  ///< what `GetTransitionInfo` lends
+    HYPluginTitleInfo title{};            ///< A transition has no text: no pairs.
+    HYPluginFilterInfo filter{};          ///< what `GetFilterInfo` lends
+    int recordsLent = 0;                  ///< Transition, title and filter records out at the moment.
 
   private:
     _HYProcs procs_{};

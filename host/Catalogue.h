@@ -12,9 +12,9 @@ namespace tumblewash {
 
 /// One variant: `index` as the entry function takes it, `id` as the command line takes it, `name` in English.
 struct EffectName {
-    int index;
-    std::string_view id;
-    std::string_view name;
+    int index;              ///< 0 to 13
+    std::string_view id;    ///< short name for commands
+    std::string_view name;  ///< name for people, in English
 };
 
 inline constexpr int kEffectCount = 14;  ///< Variants 0 to 13.

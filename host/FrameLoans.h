@@ -18,12 +18,12 @@ namespace tumblewash {
 /// One frame on loan. The world outlives the loan until the request ends: the morph restores the locks of
 /// pixel maps whose frames it has already returned.
 struct Loan {
-    FrameRequest request;
-    LentFrame frame;
-    std::optional<WorldOver> world;
-    bool out = true;                ///< The plug-in has not returned it yet.
-    std::vector<float> samples;     ///< Kept past the loan: sound is mixed when all levels are known.
-    std::optional<int> askedLevel;  ///< Sum of what MixAudio asked.
+    FrameRequest request;            ///< what was asked
+    LentFrame frame;                 ///< what the source delivered
+    std::optional<WorldOver> world;  ///< the world over it
+    bool out = true;                 ///< The plug-in has not returned it yet.
+    std::vector<float> samples;      ///< Kept past the loan: sound is mixed when all levels are known.
+    std::optional<int> askedLevel;   ///< Sum of what MixAudio asked.
 };
 
 /// The loans of one request, and of one thread.

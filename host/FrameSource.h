@@ -13,10 +13,10 @@ namespace tumblewash {
 /// Pixel memory of somebody: `stride` is the distance in bytes from a row to the one below it and may be
 /// negative (bottom row first in memory) or hold padding. Nothing is owned.
 struct Picture {
-    std::uint8_t* pixels = nullptr;
-    std::ptrdiff_t stride = 0;
-    int width = 0;
-    int height = 0;
+    std::uint8_t* pixels = nullptr;  ///< first pixel, alpha first; not owned
+    std::ptrdiff_t stride = 0;       ///< bytes from a row to the one below it
+    int width = 0;                   ///< pixels
+    int height = 0;                  ///< rows
 };
 
 /// The stride, in bytes, of pictures that a session can lend to the plug-in without copying them.
@@ -30,14 +30,14 @@ struct FrameRequest {
     int clip = 0;             ///< 0 the outgoing (or only) clip, 1 the incoming one.
     std::int32_t index = 0;   ///< The frame's place in that clip, see locateFrame in Session.h.
     int width = 0;            ///< Size the picture must have, in pixels.
-    int height = 0;
+    int height = 0;           ///< rows
     HYRefDVQuality quality = kDVHighQuality;  ///< kDVLowQuality when a rougher conversion will do.
     int sampleCount = 0;                      ///< Sample frames that the output frame lasts; 0 without sound.
 };
 
 /// What a source lends. Pixels stay valid and unmoved until giveBack, samples until lend is called again.
 struct LentFrame {
-    Picture picture;
+    Picture picture;  ///< the pixels
     /// False when the bytes must stay as they are: the session then works on a copy, since the tumbling plate
     /// draws a border into the picture it is lent.
     bool writable = true;
@@ -45,7 +45,7 @@ struct LentFrame {
     /// Interleaved samples in the session's channel count, nominally -1 to 1; null is silence. What is
     /// missing of `sampleCount` is silence, what is more is cut.
     const float* samples = nullptr;
-    int sampleCount = 0;
+    int sampleCount = 0;    ///< sample frames at `samples`
     void* token = nullptr;  ///< The source's own mark, handed back untouched.
 };
 

@@ -10,6 +10,7 @@ namespace tumblewash {
 /// the lock does too: an inline variable that is visible outside its library is one object even when several
 /// modules of one process carry a copy of this room.
 struct [[gnu::visibility("default")]] SeedLock {
+    /// Held while a seed is set and a field is drawn.
     static inline std::mutex mutex;
 };
 

@@ -27,7 +27,7 @@ struct FrameResult {
     std::string problem;
     /// Something the plug-in got over by itself, such as a key frame that could not be had; may be empty.
     std::string warning;
-    int framesLent = 0;
+    int framesLent = 0;      ///< loans of this request
     int framesCopied = 0;    ///< Of those, how many had to be copied (foreign stride, or not writable).
     int loansTakenBack = 0;  ///< Frames that the plug-in left borrowed and the session returned itself.
     std::optional<AudioLevels> asked;  ///< What the plug-in asked; nothing when it asked for no sound.
@@ -35,6 +35,7 @@ struct FrameResult {
     /// The mixed sound: exactly the sample frames of this output frame, interleaved; silence after a failure.
     std::vector<float> samples;
 
+    /// True when nothing went wrong.
     [[nodiscard]] bool ok() const noexcept { return problem.empty(); }
 };
 
@@ -70,7 +71,9 @@ class Session {
     /// when it reports a failure or keeps its state. Closing a closed session does nothing.
     void close();
 
+    /// True between a successful initialise and the end.
     [[nodiscard]] bool isOpen() const noexcept;
+    /// What the session was made with.
     [[nodiscard]] const SessionSettings& settings() const noexcept;
     /// The clip record as it stands: the settings' one until the plug-in writes it.
     [[nodiscard]] const HYPluginClipInfo& clipInfo() const noexcept;

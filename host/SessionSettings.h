@@ -24,16 +24,16 @@ enum class ClipLayout {
 
 /// A variant as the plug-in reports it at a given speed.
 struct TransitionInfo {
-    HYPluginType type = kPluginUnknownType;
+    HYPluginType type = kPluginUnknownType;  ///< what kind of effect it is
     std::int32_t frames = 0;      ///< Frames the plug-in renders; 0 when it renders none (effect 0).
     std::int32_t takeBefore = 0;  ///< Frames taken from the end of the clip before it.
     std::int32_t takeAfter = 0;   ///< Frames taken from the start of the clip after it.
     std::int32_t minFrames = 0;   ///< Ends of the speed mapping.
-    std::int32_t maxFrames = 0;
-    std::uint32_t flags = 0;  ///< 7: the user may choose a direction.
-    bool singleClips = false;
+    std::int32_t maxFrames = 0;   ///< the other end
+    std::uint32_t flags = 0;      ///< 7: the user may choose a direction.
+    bool singleClips = false;     ///< frames may only come from single clips
     HYPluginDirection direction = kPluginDirectionNone;  ///< Default direction.
-    ClipLayout layout = ClipLayout::split;
+    ClipLayout layout = ClipLayout::split;               ///< how the frames of the two clips are taken
     /// Clips that lend frames: 2 for overlap and split, else 1.
     [[nodiscard]] int clips() const noexcept {
         return layout == ClipLayout::overlap || layout == ClipLayout::split ? 2 : 1;
@@ -46,13 +46,13 @@ struct TransitionInfo {
 
 /// The sound of a session. `rate` 0 means no sound at all.
 struct AudioSettings {
-    int rate = 0;
-    int channels = 2;
-    int fpsNumerator = 30000;
-    int fpsDenominator = 1001;
+    int rate = 0;               ///< samples per second and channel; 0 for none
+    int channels = 2;           ///< 1 or more, interleaved
+    int fpsNumerator = 30000;   ///< frame rate, upper part
+    int fpsDenominator = 1001;  ///< frame rate, lower part
     /// Number, in the whole output, of the transition's first frame: sample counts follow the output's clock.
     std::int32_t firstOutputFrame = 0;
-    AudioPolicy policy = AudioPolicy::natural;
+    AudioPolicy policy = AudioPolicy::natural;  ///< how levels become sound
     /// Levels in force before the first frame; without them the first frame starts at its own level.
     std::optional<AudioLevels> before{};
 };
@@ -64,19 +64,19 @@ inline constexpr int kMaxPictureHeight = 32767;  ///< Rectangles are 16 bits wid
 
 /// What one transition is to be.
 struct SessionSettings {
-    int effect = 3;
-    int width = 0;
-    int height = 0;
+    int effect = 3;  ///< index of the catalogue
+    int width = 0;   ///< pixels
+    int height = 0;  ///< rows
     /// First frame's number, equal to its index in the outgoing (or only) clip.
     std::int32_t startFrame = 0;
-    std::int32_t frameCount = 0;
-    bool proxy = false;  ///< Preview: cheaper pictures, no sound asked for by the plug-in.
-    HYPluginDirection direction = kPluginDirectionRight;
+    std::int32_t frameCount = 0;  ///< frames of the transition
+    bool proxy = false;           ///< Preview: cheaper pictures, no sound asked for by the plug-in.
+    HYPluginDirection direction = kPluginDirectionRight;  ///< of the effects that have one
     float speed = 0.5F;  ///< Passed to the plug-in; frameCount alone decides the length.
     unsigned seed = 1;   ///< Of the random field: equal seeds give equal pictures, everywhere.
     /// Frames that the outgoing (or only) and the incoming clip can lend.
     std::array<std::int32_t, 2> sourceFrames{kFramesUnlimited, kFramesUnlimited};
-    AudioSettings audio;
+    AudioSettings audio;                        ///< the sound to mix
     HYPluginClipInfo clip = defaultClipInfo();  ///< The clip record that the plug-in reads and writes back.
 
     /// Full volume, forwards, no fades, no name.
@@ -85,8 +85,8 @@ struct SessionSettings {
 
 /// Where a frame number lies, see locateFrame.
 struct FramePlace {
-    int clip;
-    std::int32_t index;
+    int clip;            ///< 0 outgoing, 1 incoming
+    std::int32_t index;  ///< frame within what the transition takes from the clip
 };
 
 /// Maps a number that the plug-in asks for to a clip and an index in it; nothing when it lies outside.

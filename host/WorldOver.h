@@ -26,7 +26,9 @@ class WorldOver {
     WorldOver(const WorldOver&) = delete;
     WorldOver& operator=(const WorldOver&) = delete;
 
+    /// The world, owned by this object.
     [[nodiscard]] GWorldPtr world() const noexcept { return world_; }
+    /// True when the pixels had to be copied, false when the world lies over them.
     [[nodiscard]] bool copied() const noexcept { return copied_; }
 
     /// Writes a copy's rows into the memory it was made of; nothing to do where the world is over the memory.

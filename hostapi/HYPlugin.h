@@ -332,8 +332,10 @@ struct _EffectData {
     std::int32_t fadeOutFrames;              ///< sound fall written back at terminate
     float zoom;                              ///< strength of the tilt plate
     std::int32_t gran;                       ///< cells along each side of a field
-    float ox, oy;                            ///< origin of a field
-    float chx, chy;                          ///< change of the origin
+    float ox;                                ///< origin of a field, across
+    float oy;                                ///< origin of a field, down
+    float chx;                               ///< change of the origin, across
+    float chy;                               ///< change of the origin, down
     GWorldPtr effectGWorld;                  ///< scratch world of the frame being rendered
     PixRectWrap<ARGBVal>* firstFrame;        ///< first key picture of the morph
     PixRectWrap<ARGBVal>* lastFrame;         ///< last key picture of the morph

@@ -6,48 +6,49 @@
 #include <string_view>
 #include <vector>
 
+/// The workings of the platform services.
 namespace tumblewash::platform {
 
 /// A font number and a size in pixels, 1 or more.
 struct TextStyle {
-    short font;
-    short size;
+    short font;  ///< platform font number
+    short size;  ///< pixels, 1 or more
 };
 
 /// Pixels left .. right - 1, top .. bottom - 1 relative to the pen on the baseline, y down.
 struct TextBox {
-    int left;
-    int top;
-    int right;
-    int bottom;
+    int left;    ///< inclusive
+    int top;     ///< inclusive
+    int right;   ///< exclusive
+    int bottom;  ///< exclusive
 };
 
 /// How far a text moves the pen, in pixels, and what it covers (all zero when nothing).
 struct TextExtent {
-    double advance;
-    TextBox ink;
+    double advance;  ///< how far the pen moves
+    TextBox ink;     ///< box of the inked pixels
 };
 
 /// Coverage 0 .. 255 of the pixels of `box`, row after row.
 struct TextMask {
-    TextBox box;
-    std::vector<std::uint8_t> coverage;
+    TextBox box;                         ///< where the mask lies
+    std::vector<std::uint8_t> coverage;  ///< one byte a pixel, row by row
 };
 
 /// Vertical measures of a style in pixels, and the width of its widest usual letter.
 struct LineMeasures {
-    int ascent;
-    int descent;
-    int widest;
-    int leading;
+    int ascent;   ///< pixels above the baseline
+    int descent;  ///< pixels below the baseline
+    int widest;   ///< pixels of the widest usual letter
+    int leading;  ///< pixels between lines
 };
 
 /// One way of making text. All functions take valid UTF-8 of one line and may be called from any thread.
 struct TextBackend {
-    TextExtent (*measure)(TextStyle style, std::string_view text);
+    TextExtent (*measure)(TextStyle style, std::string_view text);  ///< extent of a text
     /// Rasters what lies inside `window`; the mask's box is the covered part of it, possibly empty.
     TextMask (*raster)(TextStyle style, std::string_view text, const TextBox& window);
-    LineMeasures (*line)(TextStyle style);
+    LineMeasures (*line)(TextStyle style);  ///< measures of a line
 };
 
 /// Solid boxes with fixed advances.

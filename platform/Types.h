@@ -44,17 +44,17 @@ struct Point {
 
 /// A rectangle of pixels: rows top .. bottom - 1, columns left .. right - 1.
 struct Rect {
-    std::int16_t top;
-    std::int16_t left;
-    std::int16_t bottom;
-    std::int16_t right;
+    std::int16_t top;     ///< first row inside
+    std::int16_t left;    ///< first column inside
+    std::int16_t bottom;  ///< first row below
+    std::int16_t right;   ///< first column to the right
 };
 
 /// A colour of three 16-bit channels; drawing uses the high byte of each.
 struct RGBColor {
-    std::uint16_t red;
-    std::uint16_t green;
-    std::uint16_t blue;
+    std::uint16_t red;    ///< 0 to 0xFFFF
+    std::uint16_t green;  ///< 0 to 0xFFFF
+    std::uint16_t blue;   ///< 0 to 0xFFFF
 };
 
 /// 32-bit pixel memory with bounds and a row stride. Pixel (x, y), bounds.left <= x < bounds.right, is the

@@ -7,11 +7,11 @@ namespace tumblewash::platform {
 
 /// Colours, pen and text style of a port.
 struct PortStyle {
-    RGBColor fore{0, 0, 0};
-    RGBColor back{0xFFFF, 0xFFFF, 0xFFFF};
-    Point pen{0, 0};
-    std::int16_t textFont = 0;
-    std::int16_t textSize = 12;
+    RGBColor fore{0, 0, 0};                 ///< drawing colour
+    RGBColor back{0xFFFF, 0xFFFF, 0xFFFF};  ///< erasing colour
+    Point pen{0, 0};                        ///< where the next text begins
+    std::int16_t textFont = 0;              ///< platform font number
+    std::int16_t textSize = 12;             ///< pixels
 };
 
 /// The style of the port, or the calling thread's own when `port` is null.

@@ -164,6 +164,7 @@ class HSVPixel : public Pixel<T>, public HSVPixelType {
             SIChannelCast<T>(static_cast<double>(_val) + val));
         return *this;
     }
+    /// Components of another HSVPixel, else the colour.
     template <class U>
     HSVPixel& from(const Pixel<U>& p);
     void fromUnit(float r, float g, float b);

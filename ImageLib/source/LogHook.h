@@ -4,6 +4,7 @@
 // anything.
 #pragma once
 
+/// Code of this project's own, beside the fixed names, which are global.
 namespace tumblewash {
 
 /// Receives one finished line of the log. The text belongs to the caller and lives only during the call.

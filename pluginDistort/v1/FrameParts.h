@@ -12,8 +12,9 @@ namespace tumblewash {
 /// Rows and row length (in pixels) of a world's pixel map. Whoever works on two maps with one row length
 /// compares these first.
 struct MapShape {
-    int stride;
-    int rows;
+    int stride;  ///< pixels from row to row
+    int rows;    ///< rows of the map
+    /// Equal in stride and rows.
     bool operator==(const MapShape&) const = default;
 };
 

@@ -9,6 +9,7 @@ namespace tumblewash {
 
 /// Views over `height` rows of `dwidth` pixels, row after row, each with its lower bounds at 0.
 struct FrameViews {
+    /// Views over `pixels`, which is not owned: `height` rows of `dwidth` pixels.
     FrameViews(unsigned char* pixels, int dwidth, int height)
         : all(reinterpret_cast<ARGBVal*>(pixels), dwidth, height, SIAllLines),
           odd(reinterpret_cast<ARGBVal*>(pixels), dwidth, height, SIOddLines),

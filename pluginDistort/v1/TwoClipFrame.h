@@ -22,23 +22,24 @@ struct GeometryCall {
 
 /// How one driver differs from the other. A null log text is not logged.
 struct TwoClipStyle {
-    bool needsField;  ///< refuse a state without a displacement field
-    const char* pinFirst;
-    const char* pinSecond;
-    const char* pinDestination;
-    const char* makeEffect;
-    const char* pinEffect;
-    const char* takeAddresses;
-    const char* unpinSources;
-    const char* unpinEffect;
-    const char* unpinDestination;
-    const char* releaseFrames;
-    const char* releaseEffect;
+    bool needsField;                   ///< refuse a state without a displacement field
+    const char* pinFirst;              ///< log line of this step
+    const char* pinSecond;             ///< log line of this step
+    const char* pinDestination;        ///< log line of this step
+    const char* makeEffect;            ///< log line of this step
+    const char* pinEffect;             ///< log line of this step
+    const char* takeAddresses;         ///< log line of this step
+    const char* unpinSources;          ///< log line of this step
+    const char* unpinEffect;           ///< log line of this step
+    const char* unpinDestination;      ///< log line of this step
+    const char* releaseFrames;         ///< log line of this step
+    const char* releaseEffect;         ///< log line of this step
     void (*announce)(double percent);  ///< log before the drawing
     void (*copyBackground)(GWorldPtr from, GWorldPtr effect,
                            const Rect* bounds);        ///< whole world to whole world
     void (*moveThePicture)(const GeometryCall& call);  ///< the geometry
-    void (*present)(GWorldPtr effect, GWorldPtr destination, const Rect* from, const Rect* to);
+    void (*present)(GWorldPtr effect, GWorldPtr destination, const Rect* from,
+                    const Rect* to);  ///< puts the finished picture into the destination
 };
 
 /// Renders the frame that `params` asks for. `percent`, `overnext` and `reveal` as in `TransitionDistort`.
