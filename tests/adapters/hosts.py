@@ -100,6 +100,7 @@ class Bench:
         self.keep = tempfile.TemporaryDirectory(prefix="tumblewash-hosts-")
         self.folder = self.keep.name
         self.program = program
+        self.build = os.path.dirname(plugins)
         self.width, self.height = width, height
         self.env = dict(os.environ, FREI0R_PATH=plugins, HOME=self.folder, LC_ALL="C",
                         GST_REGISTRY=self.path("gstreamer.bin"))

@@ -1,5 +1,7 @@
 """melt with the frei0r files of this build: what it lists, what it renders, in which order."""
+import os
 import re
+import xml.etree.ElementTree as xml
 
 import hosts
 from hosts import FILTERS, MIXERS, alphas, colours, on_black, read_png, service, worst
@@ -19,6 +21,34 @@ def lists_everything(bench):
             wanted = ["position", "direction", "seed"] if effect.startswith("wash") else ["position"]
             assert re.findall(r"title: (\w+)$", text.split("parameters:")[1], re.M) == wanted, text
             assert "default: 0" in text and "creator: the tumblewash developers" in text, text
+
+
+def descriptions_name_what_melt_lists(bench):
+    for kind, effects, root in (("transition", MIXERS, "transitions"), ("filter", FILTERS, "effects")):
+        folder = os.path.join(bench.build, "kdenlive", root)
+        stems = sorted("tumblewash_" + effect.replace("-", "_") + ".xml" for effect in effects)
+        assert sorted(os.listdir(folder)) == stems, os.listdir(folder)
+        for effect in effects:
+            tree = xml.parse(os.path.join(folder, f"tumblewash_{effect.replace('-', '_')}.xml")).getroot()
+            assert tree.tag == ("effect" if kind == "filter" else "transition"), tree.tag
+            assert tree.get("tag") == tree.get("id") == service(effect), tree.attrib
+            assert tree.get("type") == ("video" if kind == "filter" else "short"), tree.attrib
+            text = hosts.run("melt", "-query", f"{kind}={service(effect)}", env=bench.env)
+            listed = re.findall(r"title: (\w+)$", text.split("parameters:")[1], re.M)
+            parameters = tree.findall("parameter")
+            assert [p.get("name") for p in parameters] == listed, effect
+            assert parameters[0].get("type") == "animated" and parameters[0].get("default") == "0=0;%out=1"
+            assert f"description: {tree.find('description').text}" in text, text
+
+
+def icons_are_small_pictures(bench):
+    folder = os.path.join(bench.build, "icons")
+    seen = set()
+    for effect in MIXERS + FILTERS:
+        width, height, rgba = read_png(os.path.join(folder, effect + ".png"))
+        assert (width, height) == (64, 64), effect
+        assert rgba not in seen and len(set(rgba)) > 50, f"{effect}: not a picture of its own"
+        seen.add(rgba)
 
 
 def pictures_of(bench, effect, *knobs, real_time=0, name="out"):
@@ -101,20 +131,20 @@ def project_has_the_joins_length(bench):
         mlt, movie = bench.path("join.mlt"), bench.path("join%04d.png")
         hosts.run(bench.program, "join", *clips, "-o", movie, "-f", "-q", "--mlt", mlt, "--effect", effects,
                   "--duration", "10f")
-        joined = [f for f in hosts.os.listdir(bench.folder) if re.fullmatch(r"join\d+\.png", f)]
+        joined = [f for f in os.listdir(bench.folder) if re.fullmatch(r"join\d+\.png", f)]
         length = len(joined)
         for file in joined:
-            hosts.os.remove(bench.path(file))
+            os.remove(bench.path(file))
         assert length >= 50, length
         files = bench.melt("project", mlt)
         assert len(files) == length, f"{effects}: melt renders {len(files)} frames, the join has {length}"
         first, last = read_png(files[0]), read_png(files[-1])
         assert worst(first, last) > 50 or len(clips) == 3, "the project does not reach its second clip"
         for file in files:
-            hosts.os.remove(file)
+            os.remove(file)
 
 
 if __name__ == "__main__":
     hosts.main({test.__name__: test for test in (
-        lists_everything, mixers_equal_the_program, filters_equal_the_program, knobs_reach_the_effect,
+        lists_everything, descriptions_name_what_melt_lists, icons_are_small_pictures, mixers_equal_the_program, filters_equal_the_program, knobs_reach_the_effect,
         threads_out_of_order_change_nothing, project_has_the_joins_length)})
