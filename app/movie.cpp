@@ -157,9 +157,14 @@ class Pass {
             sound.incoming = soundOf(clip(segment.clipB), frame);
             return sound;
         }
-        if (placement == Placement::Halves && k >= segment.countA)
-            return {soundOf(clip(segment.clipB), frame), {}};
-        return {soundOf(clip(segment.clipA), frame), {}};
+        const bool second = placement == Placement::Halves && k >= segment.countA;
+        FrameSound sound{soundOf(clip(second ? segment.clipB : segment.clipA), frame), {}};
+        const int rate = request_.writer.sampleRate;
+        if (placement == Placement::Halves && k == segment.countA - 1)
+            fadeEnd(sound.outgoing, rate, SoundEnd::Tail);
+        if (placement == Placement::Halves && k == segment.countA)
+            fadeEnd(sound.outgoing, rate, SoundEnd::Head);
+        return sound;
     }
 
     AudioLevels levelsFor(const Segment& segment, const TransitionJob& job, std::int64_t k,
@@ -175,6 +180,10 @@ class Pass {
         now.steady = placement == Placement::Halves;
         now.asked = asked;
         return decideLevels(options_.audio, now);
+    }
+
+    static AudioLevels levelsBefore(Placement placement) {
+        return {placement == Placement::Before ? 0 : 256, 0};
     }
 
     static AudioLevels levelsAfter(Placement placement) {
@@ -193,7 +202,7 @@ class Pass {
             key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
         ParallelRenderer renderer(request_.module, job, sessions, key, &interruptFlag());
         ReportedTransition told = reported(segment, job, sessions);
-        SoundRamp ramp;
+        SoundRamp ramp(levelsBefore(placement));
         std::int64_t submitted = 0;
         for (std::int64_t k = 0; k < segment.count; ++k) {
             for (; submitted < segment.count && submitted - k < static_cast<std::int64_t>(renderer.window());

@@ -7,9 +7,20 @@
 
 namespace tumblewash {
 
+void fadeEnd(std::vector<float>& sound, int sampleRate, SoundEnd end) {
+    const std::size_t pairs = sound.size() / kChannels;
+    const std::size_t fade = std::min(pairs, static_cast<std::size_t>(sampleRate) / 200);
+    for (std::size_t i = 0; i < fade; ++i) {
+        const float gain = static_cast<float>(i) / static_cast<float>(fade);
+        const std::size_t pair = end == SoundEnd::Head ? i : pairs - 1 - i;
+        for (std::size_t c = 0; c < kChannels; ++c) sound[pair * kChannels + c] *= gain;
+    }
+}
+
 std::vector<float> SoundRamp::push(AudioLevels levels, FrameSound sound) {
     std::vector<float> before = holding_ ? mix(levels) : std::vector<float>{};
-    levels_ = levels;
+    if (started_) levels_ = levels;
+    started_ = true;
     sound_ = std::move(sound);
     holding_ = true;
     return before;

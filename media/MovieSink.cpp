@@ -206,11 +206,15 @@ void MovieSink::openVideo() {
         av_opt_set(codec.priv_data, "preset", preset.name, 0);
         const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
         if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
-        av_opt_set(codec.priv_data, "x264-params", large ? kLargeParameters : kUsualParameters, 0);
+        std::string parameters = large ? kLargeParameters : kUsualParameters;
         if (settings_.fields != FieldOrder::progressive) {
+            const bool top = settings_.fields == FieldOrder::topFirst;
             codec.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
-            codec.field_order = settings_.fields == FieldOrder::topFirst ? AV_FIELD_TT : AV_FIELD_BB;
+            codec.field_order = top ? AV_FIELD_TT : AV_FIELD_BB;
+            // The encoder settles the fields' times before the first picture tells it their order.
+            parameters += top ? ":tff=1" : ":bff=1";
         }
+        av_opt_set(codec.priv_data, "x264-params", parameters.c_str(), 0);
     }
     videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     videoStream_->avg_frame_rate = videoStream_->r_frame_rate = codec.framerate;

@@ -13,7 +13,7 @@ FrameSound steady(std::size_t pairs) {
 }
 
 TEST(SoundRampTest, AFrameRunsFromItsOwnLevelToTheNext) {
-    SoundRamp ramp;
+    SoundRamp ramp({256, 0});
     EXPECT_TRUE(ramp.push({256, 0}, steady(4)).empty());
     const std::vector<float> first = ramp.push({128, 0}, steady(4));
     ASSERT_EQ(first.size(), 8U);
@@ -27,7 +27,7 @@ TEST(SoundRampTest, AFrameRunsFromItsOwnLevelToTheNext) {
 }
 
 TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
-    SoundRamp ramp;
+    SoundRamp ramp({256, 0});
     std::vector<float> all;
     constexpr int kFrames = 10;
     constexpr std::size_t kPairs = 160;
@@ -44,15 +44,49 @@ TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
     EXPECT_FLOAT_EQ(before, 0.0F);
 }
 
+TEST(SoundRampTest, TheFirstFrameStartsFromWhatWasBefore) {
+    SoundRamp ramp({256, 0});
+    FrameSound both{std::vector<float>(8, 1.0F), {}};
+    ramp.push({0, 255}, both);
+    const std::vector<float> first = ramp.push({64, 192}, both);
+    ASSERT_EQ(first.size(), 8U);
+    EXPECT_FLOAT_EQ(first[0], 1.0F - 0.75F / 4);
+    EXPECT_FLOAT_EQ(first[7], 0.25F);
+    const std::vector<float> second = ramp.finish({0, 256});
+    EXPECT_FLOAT_EQ(second[0], 0.1875F);
+}
+
+TEST(SoundEndTest, AHeadRisesFromSilenceAndATailFallsToIt) {
+    constexpr int kRate = 2000;
+    std::vector<float> head(40, 1.0F);
+    fadeEnd(head, kRate, SoundEnd::Head);
+    std::vector<float> tail(40, 1.0F);
+    fadeEnd(tail, kRate, SoundEnd::Tail);
+    for (std::size_t pair = 0; pair < 20; ++pair)
+        for (std::size_t c = 0; c < 2; ++c) {
+            EXPECT_FLOAT_EQ(head[pair * 2 + c], pair < 10 ? static_cast<float>(pair) / 10 : 1.0F);
+            EXPECT_FLOAT_EQ(tail[pair * 2 + c], pair < 10 ? 1.0F : static_cast<float>(19 - pair) / 10);
+        }
+}
+
+TEST(SoundEndTest, AShortFrameFadesAllTheWayAndAnEmptyOneStaysEmpty) {
+    std::vector<float> two(4, 1.0F);
+    fadeEnd(two, 48000, SoundEnd::Tail);
+    EXPECT_EQ(two, (std::vector<float>{0.5F, 0.5F, 0.0F, 0.0F}));
+    std::vector<float> none;
+    fadeEnd(none, 48000, SoundEnd::Head);
+    EXPECT_TRUE(none.empty());
+}
+
 TEST(SoundRampTest, MixedSoundStaysWithinFullScale) {
-    SoundRamp ramp;
+    SoundRamp ramp({256, 256});
     FrameSound loud{std::vector<float>(8, 1.0F), std::vector<float>(8, 1.0F)};
     ramp.push({256, 256}, loud);
     for (const float sample : ramp.finish({256, 256})) EXPECT_LE(sample, 1.0F);
 }
 
 TEST(SoundRampTest, ASilentClipLeavesTheOtherAlone) {
-    SoundRamp ramp;
+    SoundRamp ramp({256, 256});
     ramp.push({256, 256}, {std::vector<float>(8, 0.25F), {}});
     const std::vector<float> out = ramp.finish({256, 256});
     ASSERT_EQ(out.size(), 8U);

@@ -126,6 +126,8 @@ TEST(WriterTest, InterlacedMoviesAreTaggedAndKeepTheirLines) {
         writer.commit();
         Reader reader = Reader::open(dir / "a.mp4");
         EXPECT_EQ(reader.fields(), fields);
+        EXPECT_EQ(probeValue(dir / "a.mp4", "v:0", "field_order"),
+                  fields == FieldOrder::topFirst ? "tt" : "bb");
         const PictureRef back = reader.readPicture();
         EXPECT_NEAR(pixel(back, 20, 20)[1], 40, 12);
         EXPECT_NEAR(pixel(back, 20, 21)[1], 200, 12);
