@@ -1,7 +1,8 @@
 #include "bench/Paired.h"
 
+#include <time.h>
+
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 
@@ -9,11 +10,17 @@ namespace tumblewash::bench {
 
 namespace {
 
+/// Processor time of this thread: what other processes take from a busy machine does not count.
+double threadMilliseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1.0e3 + static_cast<double>(now.tv_nsec) * 1.0e-6;
+}
+
 double milliseconds(const std::function<void()>& work, int repeats) {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = threadMilliseconds();
     for (int i = 0; i < repeats; ++i) work();
-    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    return time.count() / repeats;
+    return (threadMilliseconds() - start) / repeats;
 }
 
 /// How often to repeat work so that the clock's own steps do not matter.

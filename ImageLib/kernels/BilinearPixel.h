@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "ImageLib/kernels/MorphRow.h"
+#include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/kernels/PixelWord.h"
 
 namespace tumblewash {

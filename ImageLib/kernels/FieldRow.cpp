@@ -2,20 +2,25 @@
 
 namespace tumblewash {
 
-void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const double* near, const double* far,
-                           double nearY, double farY, const float* upper, const float* lower, float* out) {
-    for (int r = 0; r < runCount; ++r) {
-        const FieldRun run = runs[r];
-        const double c0 = static_cast<double>(upper[run.left]);
-        const double c1 = static_cast<double>(upper[run.right]);
-        const double c2 = static_cast<double>(lower[run.right]);
-        const double c3 = static_cast<double>(lower[run.left]);
-        for (int x = run.first; x < run.end; ++x) {
-            double sum = 0.0 + (near[x] * nearY) * c0;
-            sum += (far[x] * nearY) * c1;
-            sum += (far[x] * farY) * c2;
-            sum += (near[x] * farY) * c3;
-            out[x] = static_cast<float>(sum);
+void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
+                           double farY, const FieldChannel* channels, int channelCount, int /*limit*/) {
+    const double* near = columns.near;
+    const double* far = columns.far;
+    for (int c = 0; c < channelCount; ++c) {
+        const FieldChannel channel = channels[c];
+        for (int r = 0; r < runCount; ++r) {
+            const FieldRun run = runs[r];
+            const double c0 = static_cast<double>(channel.upper[run.left]);
+            const double c1 = static_cast<double>(channel.upper[run.right]);
+            const double c2 = static_cast<double>(channel.lower[run.right]);
+            const double c3 = static_cast<double>(channel.lower[run.left]);
+            for (int x = run.first; x < run.end; ++x) {
+                double sum = 0.0 + (near[x] * nearY) * c0;
+                sum += (far[x] * nearY) * c1;
+                sum += (far[x] * farY) * c2;
+                sum += (near[x] * farY) * c3;
+                channel.out[x] = static_cast<float>(sum);
+            }
         }
     }
 }

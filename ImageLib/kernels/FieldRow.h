@@ -13,18 +13,29 @@ struct FieldRun {
     int right;
 };
 
-/// Enlarges one channel of one row. For each run and each column x in it, with the weights
+/// One channel of a field row: the cells above and below it, and the enlarged row.
+struct FieldChannel {
+    const float* upper;
+    const float* lower;
+    float* out;
+};
+
+/// Where the columns of a row fall: `far` holds the fraction of each, `near` one minus it.
+struct FieldColumns {
+    const double* near;
+    const double* far;
+};
+
+/// Enlarges one or two channels of one row. For each run and each column x in it, with the weights
 /// near[x] * nearY, far[x] * nearY, far[x] * farY, near[x] * farY for upper[left], upper[right],
 /// lower[right], lower[left], out[x] is the sum of the four products, added in that order to 0 in double and
-/// narrowed to float once. `far` holds the fraction of each column, `near` one minus it; `upper` and `lower`
-/// are the rows of cells above and below. Columns that belong to no run are not written.
-void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const double* near, const double* far,
-                           double nearY, double farY, const float* upper, const float* lower, float* out);
+/// narrowed to float once. Runs ascend and adjoin each other. Columns that belong to no run are not written,
+/// but for those behind the last run and before `limit`, which may be.
+void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
+                           double farY, const FieldChannel* channels, int channelCount, int limit);
 
-/// The version in use.
-inline void enlargeFieldRow(const FieldRun* runs, int runCount, const double* near, const double* far,
-                            double nearY, double farY, const float* upper, const float* lower, float* out) {
-    enlargeFieldRowScalar(runs, runCount, near, far, nearY, farY, upper, lower, out);
-}
+/// The version in use: the same bits, with the vectors of the machine it runs on.
+void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
+                     double farY, const FieldChannel* channels, int channelCount, int limit);
 
 }  // namespace tumblewash

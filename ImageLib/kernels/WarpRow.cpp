@@ -4,17 +4,17 @@
 
 namespace tumblewash {
 
-void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int count,
-                        std::int32_t* index) {
+void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int first,
+                        int end, std::int32_t* index) {
     const float across = static_cast<float>(shape.stride);
     const float down = static_cast<float>(shape.fieldRows);
     const float limitX = static_cast<float>(shape.width);
     const float strength = shape.strength;
     const float row = static_cast<float>(y);
     const std::int32_t linePair = 2 * shape.stride;
-    for (int x = 0; x < count; ++x) {
-        const float sx = strength * (across * red[x]) + static_cast<float>(x);
-        const float sy = strength * (down * green[x]) + row;
+    for (int x = first; x < end; ++x) {
+        const float sx = (red == nullptr ? 0.0F : strength * (across * red[x])) + static_cast<float>(x);
+        const float sy = (green == nullptr ? 0.0F : strength * (down * green[x])) + row;
         // A NaN fails every comparison. Selections in place of branches: compilers make vectors of them.
         const bool inside = (sx >= 0.0F) & (sy >= 0.0F) & (sx < limitX) & (sy < down);
         const auto ix = static_cast<std::int32_t>(inside ? sx : 0.0F);

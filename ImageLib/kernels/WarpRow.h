@@ -21,13 +21,13 @@ struct WarpShape {
     float strength;  ///< factor of every displacement
 };
 
-/// Row y of either field: index[x], for x in [0, count), becomes the index in the frame of the even-line
+/// Row y of either field: index[x], for x in [first, end), becomes the index in the frame of the even-line
 /// pixel that column x fetches. With sx = strength * (stride * red[x]) + x and sy = strength * (fieldRows *
 /// green[x]) + y, each operation rounded to float, it is trunc(sy) * 2 * stride + trunc(sx); `leavePixel`
 /// where sx or sy is negative, not below the limit, or no number; `zeroPixel` where a visible column lies
-/// beyond the stride.
-void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int count,
-                        std::int32_t* index);
+/// beyond the stride. A null `red` or `green` is a channel without displacement.
+void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int first,
+                        int end, std::int32_t* index);
 
 /// Fetches `count` pixels of row y of both fields: `even` gets frame[index], `odd` the pixel one frame row
 /// below it, or the zero pixel where that row is past the frame's last. Colours are copied and alpha a
@@ -35,16 +35,12 @@ void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* g
 void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
                         int count, unsigned char* even, unsigned char* odd);
 
-/// The version in use.
-inline void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int count,
-                         std::int32_t* index) {
-    warpIndexRowScalar(shape, red, green, y, count, index);
-}
+/// The version in use: the same indices, with the vectors of the machine it runs on.
+void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
+                  std::int32_t* index);
 
-/// The version in use.
-inline void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                         int count, unsigned char* even, unsigned char* odd) {
-    warpFetchRowScalar(shape, frame, index, count, even, odd);
-}
+/// The version in use: the same bytes, with the vectors of the machine it runs on.
+void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
+                  unsigned char* even, unsigned char* odd);
 
 }  // namespace tumblewash

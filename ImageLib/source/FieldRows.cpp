@@ -84,6 +84,10 @@ void FieldRows::makeColumns(int columns, int lx, int hx) {
 }
 
 void FieldRows::select(int y) {
+    select(y, 0, static_cast<int>(_red.size()));
+}
+
+void FieldRows::select(int y, int first, int end) {
     if (_reduced) {
         selectReduced(y);
         return;
@@ -97,16 +101,24 @@ void FieldRows::select(int y) {
     const auto width = static_cast<std::size_t>(_field.width());
     const std::size_t upper = static_cast<std::size_t>(cell.floor) * width;
     const std::size_t lower = static_cast<std::size_t>(cell.ceiling) * width;
-    const int count = static_cast<int>(_runs.size());
     // A channel of zeros stays the zeros it was made with.
+    FieldChannel channels[2];
+    int count = 0;
     if (_anyRed) {
-        enlargeFieldRow(_runs.data(), count, _near.data(), _far.data(), 1.0 - cell.fraction, cell.fraction,
-                        &_cellRed[upper], &_cellRed[lower], _red.data());
+        channels[count++] = {&_cellRed[upper], &_cellRed[lower], _red.data()};
     }
     if (_anyGreen) {
-        enlargeFieldRow(_runs.data(), count, _near.data(), _far.data(), 1.0 - cell.fraction, cell.fraction,
-                        &_cellGreen[upper], &_cellGreen[lower], _green.data());
+        channels[count++] = {&_cellGreen[upper], &_cellGreen[lower], _green.data()};
     }
+    if (count == 0) {
+        return;
+    }
+    const auto touched = [](const FieldRun& run, int column) { return run.end <= column; };
+    const auto from = std::lower_bound(_runs.begin(), _runs.end(), first, touched);
+    const auto past =
+        std::find_if(from, _runs.end(), [end](const FieldRun& run) { return run.first >= end; });
+    enlargeFieldRow(&*from, static_cast<int>(past - from), {_near.data(), _far.data()}, 1.0 - cell.fraction,
+                    cell.fraction, channels, count, _runs.back().end);
 }
 
 // A picture less than half the size of the field in both directions: tiny, and read as the views read it.

@@ -23,6 +23,13 @@ class FieldRows {
 
     /// Makes row y the current one.
     void select(int y);
+    /// Makes row y the current one, as far as columns first ... end - 1 are concerned; the others are
+    /// undefined.
+    void select(int y, int first, int end);
+    /// False when every cell's red is zero, whole rows then being zero too.
+    bool anyRed() const { return _anyRed || _reduced; }
+    /// False when every cell's green is zero.
+    bool anyGreen() const { return _anyGreen || _reduced; }
     /// Red of the current row, one float a column.
     const float* red() const { return _red.data(); }
     /// Green of the current row.

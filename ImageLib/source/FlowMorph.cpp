@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/kernels/MorphRow.h"
 #include "ImageLib/source/FieldRows.h"
 #include "ImageLib/source/LogHook.h"
@@ -38,7 +39,8 @@ void morphRows(const PixRectWrap<ARGBVal>& source, const PixRectWrap<ARGBVal>& d
         field.select(y);
         tumblewash::morphPositionRow(field.red(), field.green(), t, y, columns, atX.data(), atY.data());
         unsigned char* out = bytesOf(dest) + 2 * y * pitch;
-        tumblewash::morphFetchRow(even, odd, atX.data(), atY.data(), columns, out, out + pitch);
+        const tumblewash::FieldReading fields[2] = {{even, out}, {odd, out + pitch}};
+        tumblewash::bilinearRow(fields, 2, atX.data(), atY.data(), columns);
     }
 }
 

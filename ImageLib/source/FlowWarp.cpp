@@ -1,5 +1,7 @@
 #include "ImageLib/source/FlowWarp.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,17 +14,29 @@
 
 namespace {
 
+/// Columns that are warped together where columns fetch from different rows: few enough for the cache to hold
+/// the rows until their neighbours fetch from them.
+constexpr int stripWidth = 256;
+
 void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::WarpShape& shape,
               PixRectRW<RGBPixel<float>>& flow) {
     const int rows = shape.height / 2;
     const auto pitch = static_cast<std::ptrdiff_t>(shape.stride) * 4;
     tumblewash::FieldRows field(flow, shape.stride, shape.fieldRows, shape.stride);
     std::vector<std::int32_t> index(static_cast<std::size_t>(shape.stride));
-    for (int y = 0; y < rows; ++y) {
-        field.select(y);
-        tumblewash::warpIndexRow(shape, field.red(), field.green(), y, shape.stride, index.data());
-        unsigned char* even = dest + 2 * y * pitch;
-        tumblewash::warpFetchRow(shape, src, index.data(), shape.stride, even, even + pitch);
+    // A channel of zeros is no displacement, unless an infinite strength makes no number of it.
+    const bool finite = std::isfinite(shape.strength);
+    const float* red = field.anyRed() || !finite ? field.red() : nullptr;
+    const float* green = field.anyGreen() || !finite ? field.green() : nullptr;
+    const int strip = green != nullptr ? stripWidth : shape.stride;
+    for (int first = 0; first < shape.stride; first += strip) {
+        const int end = std::min(first + strip, shape.stride);
+        for (int y = 0; y < rows; ++y) {
+            field.select(y, first, end);
+            tumblewash::warpIndexRow(shape, red, green, y, first, end, index.data());
+            unsigned char* even = dest + 2 * y * pitch + static_cast<std::ptrdiff_t>(first) * 4;
+            tumblewash::warpFetchRow(shape, src, index.data() + first, end - first, even, even + pitch);
+        }
     }
 }
 

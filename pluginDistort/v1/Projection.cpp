@@ -1,10 +1,12 @@
+#include "pluginDistort/v1/Projection.h"
+
 #include <algorithm>
 #include <cmath>
 #include <optional>
 #include <typeinfo>
 #include <vector>
 
-#include "ImageLib/kernels/BilinearPixel.h"
+#include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/source/ContImage.h"
 #include "ImageLib/source/PixRectRows.h"
 #include "ImageLib/source/SICommon.h"
@@ -122,19 +124,15 @@ std::optional<FieldPixels> plainField(const ContImageRef<ARGBVal>& image) {
     return FieldPixels{first, second - first, bounds.hx + 1, bounds.hy + 1};
 }
 
-/// The bilinear reading straight from the frame's memory.
-void fillFromField(const FieldPixels& from, const PixelRows<ARGBVal>& to, const Region& box,
-                   const PlanarProj& pp) {
-    const Region source{0, 0, from.columns - 1, from.rows - 1};
-    const auto lastx = static_cast<float>(source.hx), lasty = static_cast<float>(source.hy);
+/// The bilinear reading of one field, or of two at the same positions, straight from the frame's memory.
+void fillFromFields(const FieldPixels* from, const PixelRows<ARGBVal>* to, int fieldCount, const Region& box,
+                    const PlanarProj& pp) {
+    const Region source{0, 0, from[0].columns - 1, from[0].rows - 1};
     forEachProjectedRun(box, source, pp, [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
-        auto* out = reinterpret_cast<unsigned char*>(to.at(x, y));
-        for (std::size_t i = 0; i < n; ++i, out += 4) {
-            if (x2[i] >= 0 && y2[i] >= 0 && x2[i] <= lastx && y2[i] <= lasty)
-                tumblewash::bilinearInside(from, tumblewash::bilinearCell(x2[i], y2[i]), out);
-            else
-                tumblewash::bilinearAnywhere(from, x2[i], y2[i], out);
-        }
+        tumblewash::FieldReading readings[2];
+        for (int f = 0; f < fieldCount; ++f)
+            readings[f] = {from[f], reinterpret_cast<unsigned char*>(to[f].at(x, y))};
+        tumblewash::bilinearRow(readings, fieldCount, x2, y2, static_cast<int>(n));
     });
 }
 
@@ -170,11 +168,28 @@ void ProjWith(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, PlanarProj& pp) {
     if (typeid(src) == typeid(ContImageRef<ARGBVal>)) {
         const auto& image = dynamic_cast<const ContImageRef<ARGBVal>&>(src);
         const std::optional<FieldPixels> field = plainField(image);
-        return field ? fillFromField(*field, to, box, pp) : fillFromImage(image, to, box, pp);
+        return field ? fillFromFields(&*field, &to, 1, box, pp) : fillFromImage(image, to, box, pp);
     }
     const PixelRows<ARGBVal> from(src);
     if (isPlainFrame(src) && from.found()) return fillFromRows(from, tumblewash::boundsOf(src), to, box, pp);
     fillFromSlots(src, dest, pp);
+}
+
+void tumblewash::projectFields(ContImageRef<ARGBVal>& even, ContImageRef<ARGBVal>& odd,
+                               PixRectRW<ARGBVal>& toEven, PixRectRW<ARGBVal>& toOdd, PlanarProj& pp) {
+    const std::optional<FieldPixels> first = plainField(even), second = plainField(odd);
+    const PixelRows<ARGBVal> to[2] = {PixelRows<ARGBVal>(toEven), PixelRows<ARGBVal>(toOdd)};
+    const Region box = boundsOf(toEven);
+    const bool alike = first && second && first->columns == second->columns && first->rows == second->rows &&
+                       first->pitch == second->pitch && sameBounds(toEven, toOdd) && to[0].found() &&
+                       to[1].found() && to[0].reach().covers(box) && to[1].reach().covers(box);
+    if (!alike) {
+        ProjWith(even, toEven, pp);
+        ProjWith(odd, toOdd, pp);
+        return;
+    }
+    const FieldPixels from[2] = {*first, *second};
+    fillFromFields(from, to, 2, box, pp);
 }
 
 void DistortUsingProj(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width,
@@ -196,7 +211,6 @@ void DistortUsingProj(_EffectData*, unsigned char* src, unsigned char* dest, int
     if (proxyOnly) {
         ProjWith(from.all, to.all, pp);
     } else {
-        ProjWith(sce, to.even, pp);
-        ProjWith(sco, to.odd, pp);
+        tumblewash::projectFields(sce, sco, to.even, to.odd, pp);
     }
 }

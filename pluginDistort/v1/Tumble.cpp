@@ -2,12 +2,14 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "ImageLib/source/ContImage.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/SICommon.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/FrameViews.h"
+#include "pluginDistort/v1/Projection.h"
 
 namespace {
 
@@ -117,15 +119,21 @@ PlanarProj projectionFor(const Plate& plate, int dwidth, int rows) {
     return pp;
 }
 
-/// Fills the part of `frame` inside the plate's box. A box that misses the frame draws nothing: a view
-/// clipped to nothing would still show one row or column, at a place that may lie outside the frame.
-void drawInBox(PixRect<ARGBVal>& picture, PixRectWrap<ARGBVal>& frame, const Plate& plate, PlanarProj& pp) {
-    const auto [minx, maxx] = std::minmax({plate[0].x, plate[1].x, plate[2].x, plate[3].x});
-    const auto [miny, maxy] = std::minmax({plate[0].y, plate[1].y, plate[2].y, plate[3].y});
-    if (maxx < frame.lx() || minx > frame.hx() || maxy < frame.ly() || miny > frame.hy()) return;
-    PixRectRWRef<ARGBVal> clipped(frame, minx, miny, maxx, maxy);
-    ProjWith(picture, clipped, pp);
-}
+/// The plate's box, inclusive.
+struct Box {
+    int minx, miny, maxx, maxy;
+
+    explicit Box(const Plate& plate) {
+        std::tie(minx, maxx) = std::minmax({plate[0].x, plate[1].x, plate[2].x, plate[3].x});
+        std::tie(miny, maxy) = std::minmax({plate[0].y, plate[1].y, plate[2].y, plate[3].y});
+    }
+    /// A box that misses the frame draws nothing: a view clipped to nothing would still show one row or
+    /// column, at a place that may lie outside the frame.
+    bool meets(const PixRectWrap<ARGBVal>& frame) const {
+        return maxx >= frame.lx() && minx <= frame.hx() && maxy >= frame.ly() && miny <= frame.hy();
+    }
+    PixRectRWRef<ARGBVal> of(PixRectWrap<ARGBVal>& frame) const { return {frame, minx, miny, maxx, maxy}; }
+};
 
 }  // namespace
 
@@ -147,12 +155,20 @@ void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidt
     logCorners("Tumble corners R %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
 
     PlanarProj pp = projectionFor(plate, dwidth, rows);
+    const Box box(plate);
     if (proxyOnly) {
-        drawInBox(from.all, to.all, plate, pp);
+        if (!box.meets(to.all)) return;
+        PixRectRWRef<ARGBVal> clipped = box.of(to.all);
+        ProjWith(from.all, clipped, pp);
         return;
     }
     ContImageRef<ARGBVal> sce(from.even, SIInterpBilinear);
     ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
-    drawInBox(sce, to.even, plate, pp);
-    drawInBox(sco, to.odd, plate, pp);
+    if (box.meets(to.even) && box.meets(to.odd)) {
+        PixRectRWRef<ARGBVal> even = box.of(to.even), odd = box.of(to.odd);
+        tumblewash::projectFields(sce, sco, even, odd, pp);
+    } else if (box.meets(to.even)) {
+        PixRectRWRef<ARGBVal> even = box.of(to.even);
+        ProjWith(sce, even, pp);
+    }
 }

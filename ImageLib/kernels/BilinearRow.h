@@ -1,0 +1,33 @@
+// BilinearRow: a row of bilinear readings, from one field of a frame or from both at the same positions.
+// The byte-for-byte reading of ContImageRef<ARGBVal> with SIInterpBilinear over plain frame memory. Pixels
+// are four bytes in memory, alpha first; memory needs no alignment. It forms no positions of its own.
+#pragma once
+
+#include <cstddef>
+
+namespace tumblewash {
+
+/// One field of a frame: `rows` rows of `columns` pixels, `pitch` bytes from one row to the next.
+struct FieldPixels {
+    const unsigned char* first;
+    std::ptrdiff_t pitch;
+    int columns;
+    int rows;
+};
+
+/// A field to read and the pixels that its readings become.
+struct FieldReading {
+    FieldPixels from;
+    unsigned char* out;
+};
+
+/// Writes `count` pixels of each of `fieldCount` (one or two) outputs: pixel i is the bilinear reading of its
+/// field at (atX[i], atY[i]), the zero pixel where the truncated position lies outside the field. Two fields
+/// have the same columns and the same pitch; the second has as many rows as the first or fewer.
+void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                       int count);
+
+/// The version in use: the same bytes, with the vectors of the machine it runs on.
+void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count);
+
+}  // namespace tumblewash
