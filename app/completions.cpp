@@ -13,7 +13,7 @@ std::vector<std::string> wordsOf(const OptionRow& row) {
 
 std::string commandList() {
     std::string names;
-    for (const CommandRow& row : commandTable()) names += (names.empty() ? "" : " ") + std::string(row.name);
+    for (const CommandRow& row : commandTable()) names.append(names.empty() ? "" : " ").append(row.name);
     return names;
 }
 
@@ -50,7 +50,7 @@ std::string bashScript() {
     for (const CommandRow& command : commandTable()) {
         std::string names;
         for (const OptionRow* row : optionsOf(command.id))
-            names += (names.empty() ? "" : " ") + std::string(row->name);
+            names.append(names.empty() ? "" : " ").append(row->name);
         out += fmt::format("            {}) COMPREPLY=($(compgen -W '{}' -- \"$cur\")) ;;\n", command.name,
                            names);
     }
@@ -94,7 +94,7 @@ std::string fishScript() {
     for (const OptionRow& row : optionTable()) {
         std::string commands;
         for (const CommandRow& command : commandTable())
-            if (row.commands & commandBit(command.id)) commands += " " + std::string(command.name);
+            if (row.commands & commandBit(command.id)) commands.append(" ").append(command.name);
         const std::string letter = *row.letter ? fmt::format(" -s {}", row.letter + 1) : "";
         const std::vector<std::string> words = wordsOf(row);
         std::string value = *row.value ? row.kind == ValueKind::File ? " -r" : " -x" : "";

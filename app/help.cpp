@@ -28,7 +28,7 @@ std::string wrap(const std::string& text, std::size_t indent, std::size_t column
         std::size_t end = text.find(' ', start);
         if (end == std::string::npos) end = text.size();
         if (column + (end - start) + 1 > kWidth && column > indent) {
-            out += "\n" + std::string(indent, ' ');
+            out.append("\n").append(indent, ' ');
             column = indent;
         } else if (column > indent) {
             out += ' ';

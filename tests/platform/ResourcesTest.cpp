@@ -107,7 +107,7 @@ TEST(StringListsTest, LongTextsEndOnACharacter) {
 TEST(StringListsTest, NumberOfStringsIsLimited) {
     std::string text;
     for (int list = 0; list < 10; ++list) {
-        text += "[" + std::to_string(list) + "]\n";
+        text.append("[").append(std::to_string(list)).append("]\n");
         for (int i = 1; i <= 1000; ++i) text += std::to_string(i) + " = s\n";
     }
     EXPECT_EQ(parse(text).size(), 4096U);
