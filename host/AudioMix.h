@@ -20,6 +20,7 @@ enum class AudioPolicy {
 
 /// "natural", "plugin", "equal-power" or "none"; nothing for other words.
 [[nodiscard]] std::optional<AudioPolicy> audioPolicyFromName(std::string_view name) noexcept;
+/// The word of a policy.
 [[nodiscard]] std::string_view audioPolicyName(AudioPolicy policy) noexcept;
 
 /// The levels of the outgoing (or only) clip and of the incoming one, 0 to 256 each.

@@ -57,8 +57,9 @@ struct AudioSettings {
     std::optional<AudioLevels> before{};
 };
 
+/// For a clip that never runs out of frames.
 inline constexpr std::int32_t kFramesUnlimited = std::numeric_limits<std::int32_t>::max();
-inline constexpr int kMinPictureSide = 16;
+inline constexpr int kMinPictureSide = 16;       ///< Below it a picture has no field worth moving.
 inline constexpr int kMaxPictureWidth = 4095;    ///< Row bytes keep two flag bits.
 inline constexpr int kMaxPictureHeight = 32767;  ///< Rectangles are 16 bits wide.
 

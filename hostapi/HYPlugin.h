@@ -197,6 +197,7 @@ struct _HYPluginTitleInfo {
     std::int16_t pairCount;        ///< entries of `pairs`
     HYPluginTextPair* pairs;       ///< the title's lines, owned by the host
 };
+/// The record under its plain name.
 typedef _HYPluginTitleInfo HYPluginTitleInfo;
 
 /// A filter's settings, lent through `GetFilterInfo`; for the host and filters only.
@@ -291,6 +292,7 @@ struct _HYProcs {
     /// As `StringWidth`, with a fractional size.
     float (*CGStringWidth)(ConstStr255Param text, float size);
 };
+/// The table under its plain name.
 typedef _HYProcs HYProcs;
 
 /// The parameter block of every request, owned by the host. 1940 bytes with 32-bit pointers.
@@ -311,6 +313,7 @@ struct _PluginParams {
     HY3PluginGetInfo getInfo3;      ///< extension
     HY4PluginGetInfo getInfo4;      ///< extension
 };
+/// The block under its plain name.
 typedef _PluginParams HYPluginParams;
 
 template <class T>
@@ -343,6 +346,7 @@ struct _EffectData {
     PixRectRW<RGBPixel<float>>* flowField2;  ///< the morph's backward motion field
     PixRectRW<ARGBVal>* refpic;              ///< destroyed with the rest; nothing fills it
 };
+/// The state under its plain name.
 typedef _EffectData EffectData;
 
 /// Pixel-map handles over the two fields of one interlaced frame.

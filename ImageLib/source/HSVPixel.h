@@ -176,6 +176,7 @@ void HSVPixel<T>::printInfo() const {
              static_cast<double>(_val));
 }
 
+/// @cond
 template <class T>
 template <class U>
 HSVPixel<T>& HSVPixel<T>::from(const Pixel<U>& p) {
@@ -186,6 +187,7 @@ HSVPixel<T>& HSVPixel<T>::from(const Pixel<U>& p) {
     }
     return *this;
 }
+/// @endcond
 
 template <class T>
 void HSVPixel<T>::fromUnit(float r, float g, float b) {

@@ -118,12 +118,14 @@ void PixRectRWIterator<T>::printInfo() const {
     pr->printInfo();
 }
 
+/// Every pixel type for which the library provides walks.
 #define SI_FOR_EACH_ITERATOR_PIXEL(X) \
     X(ARGBVal)                        \
     X(RGBPixel<float>)                \
     X(GreyPixel<float>)               \
     X(GreyPixel<unsigned char>)
 
+/// Undefined again below.
 #define SI_EXTERN_ITERATOR(T)                 \
     extern template class Iterator<T>;        \
     extern template class PixRectIterator<T>; \

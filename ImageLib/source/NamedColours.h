@@ -29,15 +29,15 @@ static_assert(sizeof(SIRGBColour) == 6 && offsetof(SIRGBColour, red) == 0 &&
 
 /// The "TV" colours cap bright channels at the broadcast-safe 0xEA00; their black is plain black.
 inline constexpr SIRGBColour gRGBBlueTV{0x0000, 0x0000, 0xEA00};
-inline constexpr SIRGBColour gRGBGreenTV{0x0000, 0xEA00, 0x0000};
-inline constexpr SIRGBColour gRGBRedTV{0xEA00, 0x0000, 0x0000};
-inline constexpr SIRGBColour gRGBLtGray{0x7FFF, 0x7FFF, 0x7FFF};
-inline constexpr SIRGBColour gRGBDkGray{0x2FFF, 0x2FFF, 0x2FFF};
-inline constexpr SIRGBColour gRGBBlackTV{0x0000, 0x0000, 0x0000};
-inline constexpr SIRGBColour gRGBBlack{0x0000, 0x0000, 0x0000};
-inline constexpr SIRGBColour gRGBWhiteTV{0xEA00, 0xEA00, 0xEA00};
-inline constexpr SIRGBColour gRGBWhite{0xFFFF, 0xFFFF, 0xFFFF};
-inline constexpr SIRGBColour rgbLtGray{0x7FFF, 0x7FFF, 0x7FFF};
-inline constexpr SIRGBColour rgbDkGray{0x2FFF, 0x2FFF, 0x2FFF};
-inline constexpr SIRGBColour rgbBlack{0x0000, 0x0000, 0x0000};
-inline constexpr SIRGBColour rgbWhite{0xFFFF, 0xFFFF, 0xFFFF};
+inline constexpr SIRGBColour gRGBGreenTV{0x0000, 0xEA00, 0x0000};  ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBRedTV{0xEA00, 0x0000, 0x0000};    ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBLtGray{0x7FFF, 0x7FFF, 0x7FFF};   ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBDkGray{0x2FFF, 0x2FFF, 0x2FFF};   ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBBlackTV{0x0000, 0x0000, 0x0000};  ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBBlack{0x0000, 0x0000, 0x0000};    ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBWhiteTV{0xEA00, 0xEA00, 0xEA00};  ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour gRGBWhite{0xFFFF, 0xFFFF, 0xFFFF};    ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour rgbLtGray{0x7FFF, 0x7FFF, 0x7FFF};    ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour rgbDkGray{0x2FFF, 0x2FFF, 0x2FFF};    ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour rgbBlack{0x0000, 0x0000, 0x0000};     ///< 0..0xFFFF per channel
+inline constexpr SIRGBColour rgbWhite{0xFFFF, 0xFFFF, 0xFFFF};     ///< 0..0xFFFF per channel

@@ -47,6 +47,7 @@ SIerrorcode sumdiffrms(const PixRectRW<ARGBVal>& a, const PixRectRW<ARGBVal>& b,
 template <class T>
 SIerrorcode sumdiff(const PixRectRW<T>& a, const PixRectRW<T>& b, double& result);
 
+/// The instantiation that the library provides.
 extern template SIerrorcode sumdiff<GreyPixel<unsigned char>>(const PixRectRW<GreyPixel<unsigned char>>& a,
                                                               const PixRectRW<GreyPixel<unsigned char>>& b,
                                                               double& result);

@@ -65,9 +65,11 @@ struct Shape2D {
 namespace tumblewash {
 
 // Bounds arithmetic wraps in 32 bits, so that no bounds, however wild, are undefined.
+/// a + b.
 constexpr int wrapadd(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
+/// a - b.
 constexpr int wrapsub(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
 }
@@ -394,6 +396,7 @@ class PixRectRW : public virtual PixRect<T> {
 #include "ImageLib/source/PixRectConvolve.h"
 #include "ImageLib/source/PixRectStore.h"
 
+/// Undefined again below.
 #define SI_EXTERN_RECT(T)                 \
     extern template class PixRectBase<T>; \
     extern template class PixRect<T>;     \

@@ -72,9 +72,11 @@ void setchannels(T& p, std::uint32_t level) {
     }
 }
 
+/// The bytes of frame pixels, four each.
 inline std::uint8_t* bytesof(ARGBVal* p) {
     return reinterpret_cast<std::uint8_t*>(p);
 }
+/// The same, read only.
 inline const std::uint8_t* bytesof(const ARGBVal* p) {
     return reinterpret_cast<const std::uint8_t*>(p);
 }

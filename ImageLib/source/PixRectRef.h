@@ -182,6 +182,7 @@ void PixRectRWRef<T>::printInfo() const {
     PixRectRef<T>::printInfo();
 }
 
+/// Undefined again below.
 #define SI_EXTERN_REF(T)                 \
     extern template class PixRectRef<T>; \
     extern template class PixRectRWRef<T>;

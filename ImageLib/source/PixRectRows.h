@@ -1,12 +1,17 @@
 // Where a rectangle's pixels lie in memory: resolves a chain of views to the rows of the rectangle
 // that stores the pixels, and tells which part of the view those rows can answer for.
 // Not here: any operation on pixels; the walks at the end hand rows to a row function and no more.
-#pragma once
+//
+// The tail of PixRect.h needs this header. Included first, it lets PixRect.h bring it in at that place: hence
+// a guard behind the include, which `#pragma once` cannot be.
+#include "ImageLib/source/PixRect.h"
+
+#ifndef TUMBLEWASH_PIXRECTROWS_H
+#define TUMBLEWASH_PIXRECTROWS_H
 
 #include <algorithm>
 #include <typeinfo>
 
-#include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRef.h"
 
 // This header is reached from the tail of PixRect.h, which PixRectRef.h itself begins with.
@@ -189,3 +194,5 @@ SIerrorcode forEachRowPair(PixRectRW<T>& rect, const PixRect<U>& src, RowOp op,
 }
 
 }  // namespace tumblewash
+
+#endif  // TUMBLEWASH_PIXRECTROWS_H

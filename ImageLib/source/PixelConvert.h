@@ -31,6 +31,7 @@ inline void SIConvert(T& to, const U& from) {
 inline int SILuminanceOfPixel(const ARGBVal& p) {
     return SILuminance(p._red, p._green, p._blue);
 }
+/// The same of the other packed pixel.
 inline int SILuminanceOfPixel(const RGBGrVal& p) {
     return SILuminance(p._red, p._green, p._blue);
 }

@@ -22,6 +22,7 @@ enum debugclass : std::uint16_t {
     DBGCache = 256,
     DBGAll = 512,
 };
+/// The same type under its other name.
 using DBGClass = debugclass;
 
 /// The result of every fallible library operation. `INVALID_IMAGE_SIZE` shares the value of success: a caller

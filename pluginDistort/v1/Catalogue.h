@@ -72,6 +72,7 @@ std::int32_t framesForSpeed(float speed);
 
 /// Shortest and longest length the speed setting reaches, in frames.
 inline constexpr std::int32_t kMinSpeedFrames = 10;
+/// See above: the longest.
 inline constexpr std::int32_t kMaxSpeedFrames = 120;
 
 }  // namespace tumblewash

@@ -61,6 +61,8 @@ void TumbleAway(_EffectData* data, unsigned char* src, unsigned char* dest, int 
 /// Estimates the motion between two frames of the same size by matching thumbnails of their odd fields.
 ///
 /// Features are taken from `toFrame` and searched for in `fromFrame`, two thumbnail pixels far at most.
+/// @param fromFrame the frame that is searched
+/// @param toFrame  the frame that features are taken from
 /// @param dbgframe not used
 /// @return a new 40 x 40 motion field owned by the caller, never null: red in frame columns, green in field
 /// rows, pointing from a place in `toFrame` to the matching one in `fromFrame`; the border of two cells is

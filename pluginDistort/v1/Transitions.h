@@ -18,6 +18,7 @@ int HYPluginEntry(short which, HYPluginParams* params);
 ///
 /// Fetches the outgoing frame (and, with `overnext`, the incoming one), warps one of them along the
 /// displacement field `flowField1` of the state over the other, and mixes the sound of both.
+/// @param params   the host's block
 /// @param overnext a second clip takes part
 /// @param percent  fraction of the effect, 0 to 1, already eased or reversed
 /// @param washin   with `overnext`, the incoming frame is the one that is warped, over the outgoing one
