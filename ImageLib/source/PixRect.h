@@ -9,6 +9,7 @@
 // threads but `blackpixel`, which is constant.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -35,6 +36,11 @@ struct Shape2D {
                       ? static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_)
                       : 0,
                   w) {}
+
+    /// A table of the given size from its weights, row by row; what `w` is short of is 0.
+    Shape2D(int columns_, int rows_, const std::vector<float>& w) : Shape2D(columns_, rows_) {
+        std::copy_n(w.begin(), std::min(w.size(), weights.size()), weights.begin());
+    }
 
     /// The weight at (row, column), 0 outside.
     float weight(int row, int column) const {

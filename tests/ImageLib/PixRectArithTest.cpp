@@ -455,4 +455,12 @@ TEST_F(PixRectArithTest, AForeignSourceIsReadOncePerPixelOfTheRegion) {
     EXPECT_EQ((Bytes{1, 1, 1, 1}), bytesOf(r.pix(2, 3)));
 }
 
+TEST(Shape2DTest, TakesItsWeightsRowByRow) {
+    const Shape2D shape(2, 2, std::vector<float>{1.0F, 2.0F, 3.0F});
+    EXPECT_EQ(shape.weight(0, 1), 2.0F);
+    EXPECT_EQ(shape.weight(1, 0), 3.0F);
+    EXPECT_EQ(shape.weight(1, 1), 0.0F) << "what the list is short of";
+    EXPECT_EQ(Shape2D(1, 1, std::vector<float>{1.0F, 9.0F}).weights.size(), 1U);
+}
+
 }  // namespace
