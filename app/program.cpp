@@ -72,6 +72,8 @@ ExitCode codeOf(MediaErrorCode code) {
 }
 
 ExitCode refuse(ExitCode code, const char* words) {
+    // What breaks off after a signal breaks because of it, whatever it says about itself.
+    if (interruptFlag().load()) code = ExitCode::Interrupted;
     if (code == ExitCode::Interrupted)
         fmt::print(stderr, "tumblewash: interrupted by {}: nothing was written\n", interruptName());
     else

@@ -79,12 +79,9 @@ const Preset& presetOf(const std::string& spec, const std::string& name) {
 
 class MovieSink final : public Sink {
   public:
+    // Delegating, so that the destructor closes the muxer when a step of the opening throws.
     MovieSink(const std::string& spec, const WriterSettings& settings)
-        : spec_(spec),
-          settings_(settings),
-          container_(containerOf(spec)),
-          matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
-          file_(spec, settings.force) {
+        : MovieSink(spec, settings, containerOf(spec)) {
         openMuxer();
         openVideo();
         if (settings_.sound) openAudio();
@@ -112,6 +109,12 @@ class MovieSink final : public Sink {
     void tagColours(AVCodecContext& codec) const;
     void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
     void sendSound(size_t frames);
+    MovieSink(const std::string& spec, const WriterSettings& settings, const Container& container)
+        : spec_(spec),
+          settings_(settings),
+          container_(container),
+          matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
+          file_(spec, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
 
     const std::string spec_;
@@ -131,6 +134,7 @@ class MovieSink final : public Sink {
 
 void MovieSink::failed(const char* what, int error) const {
     if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+    if (error == AVERROR_EXIT) throwIfRaised(settings_.cancel, spec_);
     constexpr std::array disk{ENOSPC, EPIPE, EIO, EFBIG, EDQUOT, EACCES, EROFS, ENOENT};
     for (const int number : disk)
         if (error == AVERROR(number)) throwNotWritable(spec_, number);

@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace tumblewash {
 
@@ -35,6 +37,17 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
 
 void RunningProgram::signal(int number) const {
     ::kill(pid_, number);
+}
+
+void RunningProgram::waitForHandler(int number) const {
+    for (int i = 0; i < 2000; ++i) {
+        std::istringstream status(bytesOf("/proc/" + std::to_string(pid_) + "/status"));
+        for (std::string line; std::getline(status, line);) {
+            if (line.rfind("SigCgt:", 0) != 0) continue;
+            if (std::stoull(line.substr(7), nullptr, 16) >> (number - 1) & 1) return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 RunResult RunningProgram::wait() {

@@ -23,6 +23,8 @@ class RunningProgram {
   public:
     RunningProgram(const std::vector<std::string>& arguments, const std::filesystem::path& folder);
     void signal(int number) const;
+    /// Waits until the program handles `number` itself, so that a signal finds its handler.
+    void waitForHandler(int number) const;
     /// Waits for the end.
     RunResult wait();
 

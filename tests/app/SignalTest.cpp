@@ -38,8 +38,8 @@ TEST(SignalTest, AnInterruptEndsTheRunSaysSoAndLeavesNothing) {
         const Workshop shop;
         writeBytes(shop.file("o.mp4"), "old");
         RunningProgram program(longJoin(shop), shop.folder());
-        // The handler stands within a few milliseconds; from then on any moment will do.
-        std::this_thread::sleep_for(std::chrono::milliseconds(150 + i * 60));
+        program.waitForHandler(SIGTERM);
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 60));
         program.signal(i % 2 ? SIGTERM : SIGINT);
         const Clock::time_point sent = Clock::now();
         const RunResult result = program.wait();
@@ -79,7 +79,8 @@ TEST(SignalTest, AnInterruptedSequenceOrPictureLeavesNothing) {
         for (std::string& word : here)
             if (word.ends_with(".png")) word = shop.file(word);
         RunningProgram program(here, shop.folder());
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        program.waitForHandler(SIGINT);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
         program.signal(SIGINT);
         const RunResult result = program.wait();
         EXPECT_EQ(result.code, 130) << result.err;
