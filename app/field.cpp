@@ -192,9 +192,7 @@ void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, con
 TransitionJob fieldJob(const Options& o, const Effect& effect, const MediaInfo& first) {
     TransitionJob job;
     job.effect = effect;
-    Options sized = o;
-    if (!sized.size) sized.size = PixelSize{first.width, first.height};
-    job.size = settleSize(sized, first, false);
+    job.size = settleSize(o, first, Edges::Any);
     job.frames = first.kind == MediaKind::still ? 1000 : 30;
     job.direction = directionFor(o, effect);
     job.seed = o.seed;
@@ -254,6 +252,7 @@ void makeField(const Options& o) {
     }
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    sayWarnings(inputs);
     if (!o.quiet) fmt::print(stderr, "{}: {}, {}\n", o.output, effect.id, describe(job.size));
 }
 

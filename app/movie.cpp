@@ -282,7 +282,8 @@ void sayPlan(const Options& o, const MovieRequest& request) {
 void sayEnd(const Options& o, const MovieRequest& request, const Report& report) {
     for (const std::string& line : report.warnings) fmt::print(stderr, "tumblewash: warning: {}\n", line);
     if (o.quiet || o.output == "md5:") return;
-    fmt::print(stderr, "{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s\n", o.output,
+    const std::string made = o.output == "null:" ? "null" : o.output;
+    fmt::print(stderr, "{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s\n", made,
                report.frames, secondsOf(report.frames, report.rate), describe(report.size),
                describe(report.rate), request.sound ? ", with sound" : "", report.seconds);
     if (o.verbose)

@@ -37,7 +37,7 @@ std::string nearestWord(const std::string& typed, const std::vector<std::string>
 
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
     const std::string word = nearestWord(typed, words);
-    return word.empty() ? "" : "; did you mean " + word + "?";
+    return word.empty() ? "" : " (did you mean " + word + "?)";
 }
 
 }  // namespace tumblewash

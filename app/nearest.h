@@ -15,7 +15,7 @@ std::size_t editDistance(const std::string& a, const std::string& b);
 /// (more than a third of the longer word, at least two edits, would have to change). First of equals wins.
 std::string nearestWord(const std::string& typed, const std::vector<std::string>& words);
 
-/// `; did you mean X?`, or nothing when no word is near.
+/// ` (did you mean X?)`, or nothing when no word is near.
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words);
 
 }  // namespace tumblewash

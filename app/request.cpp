@@ -119,8 +119,9 @@ void checkWriter(const Options& o, const WriterSettings& settings) {
 
 }  // namespace
 
-PixelSize settleSize(const Options& o, const MediaInfo& first, bool evenOnly) {
-    const PixelSize size = o.size ? *o.size : evenSize({first.width, first.height});
+PixelSize settleSize(const Options& o, const MediaInfo& first, Edges edges) {
+    const PixelSize own{first.width, first.height};
+    const PixelSize size = o.size ? *o.size : edges == Edges::Any ? own : evenSize(own);
     const std::string whose = o.size ? fmt::format("--size {}", describe(size))
                                      : fmt::format("{}: the picture is {}", first.path, describe(size));
     if (size.width < kMinPictureSide || size.height < kMinPictureSide)
@@ -131,7 +132,7 @@ PixelSize settleSize(const Options& o, const MediaInfo& first, bool evenOnly) {
         throw Refusal(ExitCode::BadUsage,
                       fmt::format("{}: effects reach {} pixels across and {} down; give a smaller --size",
                                   whose, kMaxPictureWidth, kMaxPictureSide));
-    if (evenOnly && evenSize(size) != size)
+    if (edges == Edges::OnlyEven && evenSize(size) != size)
         throw Refusal(ExitCode::BadUsage, fmt::format("{}: movies need even edges; give --size {}", whose,
                                                       describe(evenSize(size))));
     return size;
@@ -160,7 +161,8 @@ MovieRequest prepareMovie(const Options& o) {
 
     std::vector<MediaInfo> infos;
     for (const std::string& input : o.inputs) infos.push_back(probe(input, &interruptFlag()));
-    request.size = settleSize(o, infos.front(), !o.output.empty() && needsEvenSize(o.output));
+    const bool evenOnly = !o.output.empty() && needsEvenSize(o.output);
+    request.size = settleSize(o, infos.front(), evenOnly ? Edges::OnlyEven : Edges::PreferEven);
     request.rate = settleRate(o, infos);
     request.sound =
         o.audio != AudioPolicy::none &&
@@ -173,7 +175,7 @@ MovieRequest prepareMovie(const Options& o) {
 
     FieldOrder fields = carriesFields(o.output) ? commonFields(infos) : FieldOrder::progressive;
     ReaderSettings reader = readerSettings(o, request, fields != FieldOrder::progressive);
-    if (!o.output.empty() && needsEvenSize(o.output)) {
+    if (evenOnly) {
         reader.layout = PixelLayout::yuv420;
         reader.matrix = colourMatrixFor(request.size.width, request.size.height);
     }

@@ -34,9 +34,16 @@ struct MovieRequest {
 /// cannot be made. Writes nothing.
 MovieRequest prepareMovie(const Options& options);
 
-/// The size of a result: the options' one, else the first input's display size with even edges. Refuses sizes
-/// outside the limits, and odd edges where `evenOnly`.
-PixelSize settleSize(const Options& options, const MediaInfo& first, bool evenOnly);
+/// Which sizes a result may have.
+enum class Edges {
+    Any,         ///< an odd input keeps its size
+    PreferEven,  ///< an odd input grows by one; an odd --size stays
+    OnlyEven     ///< an odd input grows by one; an odd --size is refused
+};
+
+/// The size of a result: the options' one, else the first input's display size. Refuses sizes outside the
+/// limits.
+PixelSize settleSize(const Options& options, const MediaInfo& first, Edges edges);
 
 /// The length n of a transition in frames at `rate`: --duration, or what the plug-in reports for --speed, or
 /// 1 s.

@@ -18,6 +18,7 @@
 #include "app/signals.h"
 #include "app/stillrender.h"
 #include "app/stills.h"
+#include "media/Pattern.h"
 #include "media/StillIO.h"
 
 namespace tumblewash {
@@ -65,6 +66,12 @@ std::vector<std::int64_t> shownFrames(std::int64_t n, int columns) {
     return frames;
 }
 
+// What a reader calls an input: the file without its folders, the scene without its numbers.
+std::string inputName(const std::string& path) {
+    if (isPattern(path)) return parsePattern(path).name;
+    return std::filesystem::path(path).filename().string();
+}
+
 PixelSize renderSize(PixelSize size) {
     if (size.width <= kRenderWidth) return size;
     const double scale = static_cast<double>(kRenderWidth) / size.width;
@@ -73,9 +80,8 @@ PixelSize renderSize(PixelSize size) {
 
 void drawHeader(Canvas& canvas, const Layout& layout, const Options& o, const Palette& palette,
                 const std::vector<std::int64_t>& frames, std::int64_t n) {
-    const auto file = [](const std::string& path) { return std::filesystem::path(path).filename().string(); };
     canvas.text(kMargin, 54, "tumblewash", 30, palette.ink);
-    const std::string what = fmt::format("{}  →  {}", file(o.inputs[0]), file(o.inputs[1]));
+    const std::string what = fmt::format("{}  →  {}", inputName(o.inputs[0]), inputName(o.inputs[1]));
     canvas.text(canvas.width() - kMargin, 52, canvas.fitted(what, canvas.width() - 2 * kMargin - kLabel, 15),
                 15, palette.faint, Face::Sans, Align::Right);
     canvas.fill(kMargin, 72, canvas.width() - 2 * kMargin, 1, palette.edge);
@@ -157,8 +163,7 @@ void makeSheet(const Options& o) {
     checkPictureOutput(o);
     const MediaInfo infoA = probe(o.inputs[0], &interruptFlag());
     const MediaInfo infoB = probe(o.inputs[1], &interruptFlag());
-    PixelSize whole = settleSize(o, infoA, false);
-    const PixelSize size = renderSize(whole);
+    const PixelSize size = renderSize(settleSize(o, infoA, Edges::PreferEven));
     const FrameRate rate = infoA.rate   ? makeRate(infoA.rate.num, infoA.rate.den)
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
@@ -200,6 +205,7 @@ void makeSheet(const Options& o) {
     });
     progress.finish();
     writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    sayWarnings({&a, &b});
     if (!o.quiet)
         fmt::print(stderr, "{}: {} effects, {} steps each, {}\n", o.output, layout.rows, layout.columns,
                    describe(PixelSize{canvas.width(), canvas.height()}));

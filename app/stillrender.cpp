@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "app/errors.h"
 #include "app/signals.h"
@@ -40,6 +41,14 @@ PictureRef StillInput::at(std::int64_t index) {
         throw Refusal(ExitCode::BadInput,
                       fmt::format("{}: picture {} cannot be decoded", clip_.path(), wanted));
     return picture;
+}
+
+void sayWarnings(const StillPair& inputs) {
+    for (const StillInput* input : {inputs.a, inputs.b}) {
+        if (!input) continue;
+        for (const std::string& line : input->warnings())
+            fmt::print(stderr, "tumblewash: warning: {}\n", line);
+    }
 }
 
 StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, StillPair inputs)

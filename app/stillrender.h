@@ -24,6 +24,8 @@ class StillInput {
     /// Length in pictures; a still is as long as anybody asks.
     std::int64_t frames() const noexcept { return frames_; }
     const std::string& path() const noexcept { return clip_.path(); }
+    /// What could not be had of the input, one line each with its name.
+    std::vector<std::string> warnings() const { return clip_.warnings(); }
     /// Picture `index`. Throws MediaError, or Refusal (BadUsage) past the end.
     PictureRef at(std::int64_t index);
 
@@ -41,6 +43,9 @@ struct StillPair {
     StillInput* a = nullptr;
     StillInput* b = nullptr;  ///< may be null for effects of one clip
 };
+
+/// Tells standard error what could not be had of the inputs.
+void sayWarnings(const StillPair& inputs);
 
 /// One session that renders chosen frames of a transition of `frames` frames.
 class StillRenderer {

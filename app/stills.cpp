@@ -68,11 +68,9 @@ void makeFrame(const Options& given) {
     const int frames = o.of.value_or(30);
     o.frame = o.frame.value_or(frames / 2);
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
-    // A picture file takes any size, so the first picture's own stays as it is.
-    if (!o.size) o.size = PixelSize{first.width, first.height};
     TransitionJob job;
     job.effect = effect;
-    job.size = settleSize(o, first, false);
+    job.size = settleSize(o, first, Edges::Any);
     job.frames = frames;
     job.direction = directionFor(o, effect);
     job.seed = o.seed;
@@ -87,6 +85,7 @@ void makeFrame(const Options& given) {
     const PictureRef picture = renderer.render(*o.frame, &result);
     writePng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
     reportFrame(o, job, result, renderer.finish(), module);
+    sayWarnings({&a, b.get()});
     if (o.quiet) return;
     if (!result.warning.empty()) fmt::print(stderr, "tumblewash: warning: {}\n", result.warning);
     fmt::print(stderr, "{}: frame {} of {} of {}, {}\n", o.output, *o.frame, frames, effect.id,

@@ -142,7 +142,7 @@ void InputFile::useOnly(int stream) noexcept {
         context_->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
-StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads)
+StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads, bool strict)
     : file_(file), stream_(file.context().streams[stream]) {
     const AVCodecParameters& parameters = *stream_->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
@@ -152,6 +152,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads)
     codec_.reset(orBadAlloc(avcodec_alloc_context3(decoder)));
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
+    if (strict) codec_->err_recognition |= AV_EF_EXPLODE;
     const int64_t pixels = int64_t{parameters.width} * parameters.height;
     const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
     codec_->thread_count = pixels > kSingleThreadPixels ? 1 : wanted;

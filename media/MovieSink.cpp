@@ -133,6 +133,8 @@ class MovieSink final : public Sink {
 };
 
 void MovieSink::failed(const char* what, int error) const {
+    // A call broken off by the flag reports a failure of its own.
+    throwIfRaised(settings_.cancel, spec_);
     if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
     if (error == AVERROR_EXIT) throwIfRaised(settings_.cancel, spec_);
     constexpr std::array disk{ENOSPC, EPIPE, EIO, EFBIG, EDQUOT, EACCES, EROFS, ENOENT};

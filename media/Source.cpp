@@ -199,6 +199,14 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
     return {};
 }
 
+/// Says so when a still can only be had with its missing part patched up.
+std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
+    InputFile file(facts.info.path, cancel);
+    StreamDecoder strict(file, facts.videoStream, 1, true);
+    if (strict.next()) return {};
+    return "the picture is damaged or cut off; what is missing of it is made up";
+}
+
 }  // namespace
 
 std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
@@ -212,7 +220,10 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         extent.lastPts = *facts.info.frameCount - 1;
         return extent;
     }
-    if (facts.info.kind == MediaKind::still) return extent;
+    if (facts.info.kind == MediaKind::still) {
+        extent.warning = patchedPart(facts, cancel);
+        return extent;
+    }
     PacketScan scan;
     {
         InputFile file(facts.info.path, cancel);

@@ -49,7 +49,8 @@ void checkReadable(const std::string& path);
 class StreamDecoder {
   public:
     /// Throws MediaError (undecodable). `threads` 0: by the machine. The file must outlive the decoder.
-    StreamDecoder(InputFile& file, int stream, int threads);
+    /// A strict decoder drops pictures that are not all there, where the usual one patches what is missing.
+    StreamDecoder(InputFile& file, int stream, int threads, bool strict = false);
 
     /// The next frame, or null after the last. Damage is skipped and counted. Throws MediaError (cancelled).
     /// `pts` is the best known time in the stream's units, or AV_NOPTS_VALUE.

@@ -26,7 +26,7 @@ TEST(NearestTest, WhatIsFarFromEverythingFindsNothing) {
     EXPECT_EQ(nearestWord("kaleidoscope", effectIds()), "");
     EXPECT_EQ(nearestWord(std::string(100000, 'a'), effectIds()), "");
     EXPECT_EQ(didYouMean("zzzzzz", effectIds()), "");
-    EXPECT_EQ(didYouMean("tilt-ni", effectIds()), "; did you mean tilt-in?");
+    EXPECT_EQ(didYouMean("tilt-ni", effectIds()), " (did you mean tilt-in?)");
 }
 
 }  // namespace

@@ -80,6 +80,18 @@ TEST(FaultTest, AClipWhoseEndIsCutOffGivesWhatIsThereOnceAndSaysHowMuchIsMissing
     EXPECT_TRUE(tryAll(dir / "whole.mp4").warnings.empty());
 }
 
+TEST(FaultTest, AStillThatIsPatchedUpSaysSo) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=320x240 -frames:v 1 -q:v 2 " + dir / "whole.jpg");
+    const std::string bytes = readFile(dir / "whole.jpg");
+    writeFile(dir / "cut.jpg", bytes.substr(0, bytes.size() / 2));
+    EXPECT_TRUE(tryAll(dir / "whole.jpg").warnings.empty());
+    const Outcome cut = tryAll(dir / "cut.jpg");
+    ASSERT_FALSE(cut.refused);
+    ASSERT_EQ(cut.warnings.size(), 1U);
+    EXPECT_THAT(cut.warnings[0], ::testing::HasSubstr("damaged or cut off"));
+}
+
 TEST(FaultTest, FlippedBitsNeverCrash) {
     const TempDir dir;
     ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "c.mp4");
