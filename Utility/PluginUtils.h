@@ -3,6 +3,8 @@
 // pixels are moved by the platform's CopyBits.
 #pragma once
 
+#include <cstdint>
+
 #include "hostapi/HYPlugin.h"
 #include "platform/Types.h"
 

@@ -4,8 +4,10 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "host/Callbacks.h"

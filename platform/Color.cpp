@@ -1,6 +1,7 @@
 #include "platform/Color.h"
 
 #include <array>
+#include <cstdint>
 
 #include "platform/Rects.h"
 #include "platform/WorldRecord.h"

@@ -1,6 +1,7 @@
 #include "platform/CopyBits.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <vector>

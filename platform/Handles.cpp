@@ -1,6 +1,7 @@
 #include "platform/Handles.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <deque>

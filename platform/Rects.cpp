@@ -1,6 +1,7 @@
 #include "platform/Rects.h"
 
 #include <algorithm>
+#include <cstdint>
 
 void SetRect(Rect* r, short left, short top, short right, short bottom) {
     if (r != nullptr) *r = Rect{top, left, bottom, right};

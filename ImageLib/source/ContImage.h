@@ -5,6 +5,7 @@
 
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/GreyPixel.h"
+#include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/RGBPixel.h"
 #include "ImageLib/source/SICommon.h"

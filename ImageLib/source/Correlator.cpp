@@ -1,7 +1,6 @@
 #include "ImageLib/source/Correlator.h"
 
 #include <cmath>
-#include <cstdint>
 #include <memory>
 #include <optional>
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "ImageLib/source/ContImage.h"
+#include "ImageLib/source/SICommon.h"
 #include "ImageLib/source/SamplePixRect.h"
 
 namespace tumblewash {

@@ -1,6 +1,5 @@
 #include "ImageLib/source/FlowMorph.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -8,6 +7,7 @@
 #include "ImageLib/kernels/MorphRow.h"
 #include "ImageLib/source/FieldRows.h"
 #include "ImageLib/source/LogHook.h"
+#include "ImageLib/source/SICommon.h"
 
 namespace {
 

@@ -5,7 +5,9 @@
 
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/GreyPixel.h"
+#include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRef.h"
+#include "ImageLib/source/SICommon.h"
 
 /// Darkest and brightest pixel of a rectangle; instantiated for ARGBVal (ordered by integer luminance),
 /// GreyPixel<unsigned char> and GreyPixel<float> (ordered by the grey value).

@@ -3,7 +3,10 @@
 // walk.
 #pragma once
 
+#include <cstdint>
+
 #include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/SICommon.h"
 
 /// Common base of the walks over pixels of T.
 template <class T>

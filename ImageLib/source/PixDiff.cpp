@@ -1,5 +1,6 @@
 #include "ImageLib/source/PixDiff.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,7 @@
 #include "ImageLib/source/PixRectC.h"
 
+#include <cstddef>
+
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/PixRectRows.h"
 

@@ -9,6 +9,7 @@
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/GreyPixel.h"
 #include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/SICommon.h"
 
 /// A tiled cache over a PixRect; instantiated for ARGBVal and GreyPixel<unsigned char>.
 ///

@@ -1,6 +1,8 @@
 #include "ImageLib/source/PixRectWrap.h"
 
+#include <cstddef>
 #include <cstring>
+#include <memory>
 
 PixRectWrap<ARGBVal>::PixRectWrap(ARGBVal* data, int w, int h, siwraptype type) : _data(data), _type(type) {
     switch (type) {

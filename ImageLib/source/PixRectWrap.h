@@ -4,6 +4,7 @@
 #pragma once
 
 #include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/SICommon.h"
 
 template <class T>
 class PixRectWrap;
