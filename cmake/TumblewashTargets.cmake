@@ -47,6 +47,9 @@ endfunction()
 set(TUMBLEWASH_TEST_PREFIX "" CACHE STRING "Put before the name of every test")
 function(tw_register_test name)
   add_test(NAME ${TUMBLEWASH_TEST_PREFIX}${name} ${ARGN})
+  # Captions in tests depend on the fonts, not on how this machine is set up.
+  set_tests_properties(${TUMBLEWASH_TEST_PREFIX}${name} PROPERTIES
+    ENVIRONMENT_MODIFICATION "FONTCONFIG_FILE=set:${PROJECT_SOURCE_DIR}/tests/support/fonts.conf")
 endfunction()
 
 # The library of the machine, or for another machine the package's sources built along.

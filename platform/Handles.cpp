@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -22,6 +21,7 @@ struct Block {
     Size size;
     SInt8 state;
     Pool* home;
+    Block* next;
 };
 
 // Sizes had 31 bits where handles come from; nothing larger is meant seriously.
@@ -33,6 +33,30 @@ void report(OSErr error) {
     lastError = error;
 }
 
+// First in, first out, strung through the blocks themselves: putting one in needs no memory and cannot fail.
+class Queue {
+  public:
+    void push(Block* block) {
+        block->next = nullptr;
+        (_last == nullptr ? _first : _last->next) = block;
+        _last = block;
+        ++_length;
+    }
+    Block* pop() {
+        Block* block = _first;
+        _first = block->next;
+        if (_first == nullptr) _last = nullptr;
+        --_length;
+        return block;
+    }
+    std::size_t length() const { return _length; }
+
+  private:
+    Block* _first = nullptr;
+    Block* _last = nullptr;
+    std::size_t _length = 0;
+};
+
 // Master pointers of one program or module. Disposed blocks queue up and the oldest is used again once more
 // than `kResting` of them wait, so that late readers of a disposed handle find its mark. A pool whose module
 // is unloaded lives on until its last handle is disposed, since that may happen in another module.
@@ -40,15 +64,8 @@ class Pool {
   public:
     Block* take() {
         const std::lock_guard hold(_mutex);
-        if (_resting.size() > kResting) {
-            Block* block = _resting.front();
-            _resting.pop_front();
-            ++_live;
-            return block;
-        }
-        if (_fresh.empty()) grow();
-        Block* block = _fresh.back();
-        _fresh.pop_back();
+        if (_resting.length() <= kResting && _fresh.length() == 0) grow();
+        Block* block = _resting.length() > kResting ? _resting.pop() : _fresh.pop();
         ++_live;
         return block;
     }
@@ -57,7 +74,7 @@ class Pool {
         bool last = false;
         {
             const std::lock_guard hold(_mutex);
-            _resting.push_back(block);
+            _resting.push(block);
             --_live;
             last = _abandoned && _live == 0;
         }
@@ -89,19 +106,19 @@ class Pool {
     static constexpr std::size_t kSlab = 64;
 
     void grow() {
+        _slabs.reserve(_slabs.size() + 1);
         auto slab = std::make_unique<Block[]>(kSlab);
-        _fresh.reserve(kSlab);
         for (std::size_t i = 0; i < kSlab; ++i) {
             slab[i].home = this;
-            _fresh.push_back(&slab[i]);
+            _fresh.push(&slab[i]);
         }
         _slabs.push_back(std::move(slab));
     }
 
     std::mutex _mutex;
     std::vector<std::unique_ptr<Block[]>> _slabs;
-    std::vector<Block*> _fresh;
-    std::deque<Block*> _resting;
+    Queue _fresh;
+    Queue _resting;
     std::size_t _live = 0;
     bool _abandoned = false;
 };

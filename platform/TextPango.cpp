@@ -7,17 +7,6 @@
 
 #include "platform/TextBackend.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define TUMBLEWASH_LEAK_CHECK 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TUMBLEWASH_LEAK_CHECK 1
-#endif
-#endif
-#ifdef TUMBLEWASH_LEAK_CHECK
-#include <sanitizer/lsan_interface.h>
-#endif
-
 // One font map for the program, one text at a time: captions are rare and short, and the map caches what it
 // loads.
 
@@ -147,18 +136,9 @@ void keepLoaded() {
     }
 }
 
-// Reading its configuration, the font library loses a few hundred bytes once per program; leak checks look
-// away meanwhile.
-bool initialiseFonts() {
-#ifdef TUMBLEWASH_LEAK_CHECK
-    const __lsan::ScopedDisabler lookAway;
-#endif
-    return FcInit() == FcTrue;
-}
-
 // The stack aborts when it finds no font at all, so it is asked for one first.
 bool anyFont() {
-    if (!initialiseFonts()) return false;
+    if (FcInit() != FcTrue) return false;
     const FcFontSet* fonts = FcConfigGetFonts(nullptr, FcSetSystem);
     return fonts != nullptr && fonts->nfont > 0;
 }

@@ -209,7 +209,13 @@ void PixRectRW<T>::init() {
 template <class T>
 void PixRectRW<T>::init(int lx, int ly, int hx, int hy) {
     this->PixRectBase<T>::setbounds(lx, ly, hx, hy);
-    this->init();
+    try {
+        this->init();
+    } catch (...) {
+        // The old storage does not fit the new bounds: better none than one that is read past its end.
+        this->freestore();
+        throw;
+    }
 }
 
 template <class T>

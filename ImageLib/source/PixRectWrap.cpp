@@ -23,8 +23,8 @@ PixRectWrap<ARGBVal>::PixRectWrap(ARGBVal* data, int w, int h, siwraptype type) 
 
 PixRectWrap<ARGBVal>::PixRectWrap(PixRectWrap* src) : PixRectWrap(*src) {}
 
-PixRectWrap<ARGBVal>::PixRectWrap(const PixRectWrap& src)
-    : PixRect<ARGBVal>(), PixRectRW<ARGBVal>(), _owndata(true) {
+// Complete before it copies, so that the destructor frees the block when the row table cannot be had.
+PixRectWrap<ARGBVal>::PixRectWrap(const PixRectWrap& src) : PixRectWrap() {
     copyfromwrapped(&src);
 }
 

@@ -1,5 +1,7 @@
 #include "ImageLib/source/PlanarProj.h"
 
+#include <dlfcn.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -12,6 +14,22 @@ void sgetrs_(const char* trans, const std::int32_t* n, const std::int32_t* nrhs,
              const std::int32_t* lda, const std::int32_t* pivot, float* b, const std::int32_t* ldb,
              std::int32_t* info, std::size_t transLength);
 }
+
+namespace {
+
+// The solver's library may keep threads and registers with the C library for good, so it must not go when a
+// module that brought it in is unloaded. Linked in statically it is the module itself, which may go.
+bool keepSolverLoaded() {
+    Dl_info solver{}, own{};
+    if (dladdr(reinterpret_cast<const void*>(&sgetrf_), &solver) == 0 || solver.dli_fname == nullptr)
+        return false;
+    if (dladdr(reinterpret_cast<const void*>(&keepSolverLoaded), &own) == 0 ||
+        own.dli_fbase == solver.dli_fbase)
+        return false;
+    return dlopen(solver.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+}
+
+}  // namespace
 
 void PlanarProj::solvefor(float* x, float* y, float* xd, float* yd) {
     for (int i = 0; i < 4; ++i) {
@@ -30,6 +48,8 @@ void PlanarProj::solvefor(float* x, float* y, float* xd, float* yd) {
         }
     }
     const std::int32_t n = 8;
+    static const bool kept = keepSolverLoaded();
+    static_cast<void>(kept);
     const std::int32_t one = 1;
     std::int32_t pivot[8] = {};
     std::int32_t info = 0;

@@ -105,14 +105,27 @@ HYPluginResult initialize(const EffectRecord& effect, HYPluginParams& params) {
     return released;
 }
 
+/// Holds the pixels of a world in place and puts their state back when it goes.
+class HeldPixels {
+  public:
+    explicit HeldPixels(GWorldPtr world) : map_(GetGWorldPixMap(world)), state_(GetPixelsState(map_)) {
+        LockPixels(map_);
+    }
+    ~HeldPixels() { SetPixelsState(map_, state_); }
+    HeldPixels(const HeldPixels&) = delete;
+    HeldPixels& operator=(const HeldPixels&) = delete;
+
+  private:
+    PixMapHandle map_;
+    GWorldFlags state_;
+};
+
 HYPluginResult drawPlaceholder(HYPluginParams& params) {
     logMessage("kPlugFilePlaceHolder");
     const std::int16_t w = tumblewash::widthOf(params.frameRect);
     const std::int16_t h = tumblewash::heightOf(params.frameRect);
     SetGWorld(params.frame, nullptr);
-    const PixMapHandle map = GetGWorldPixMap(params.frame);
-    const GWorldFlags pixelState = GetPixelsState(map);
-    LockPixels(map);
+    const HeldPixels held(params.frame);
     Str255 text{};
     params.procs->GetLocalizedString(text, kCaptionList, kCaptionIndex);
     if (text[0] == 0) params.procs->pstrcpy(text, kBuiltInCaption);
@@ -130,7 +143,6 @@ HYPluginResult drawPlaceholder(HYPluginParams& params) {
         ForeColor(whiteColor);
         DrawString(text);
     }
-    SetPixelsState(map, pixelState);
     return kPluginOK;
 }
 
@@ -171,6 +183,7 @@ HYPluginResult doFrame(const EffectRecord& effect, HYPluginParams& params) {
     const double fraction =
         tumblewash::effectFraction(effect.fraction, params.renderFrame, params.frameCount);
     if (!params.clientData) return kPluginBadParams;
+    if (!params.frame && effect.driver != EffectDriver::none) return kPluginBadParams;
     siprintf("EffectDrive: GetGWorld params->frame=\n\r", static_cast<void*>(params.frame));
     const CurrentWorld current(params.frame);
     try {
@@ -206,9 +219,17 @@ HYPluginResult terminate(const EffectRecord& effect, HYPluginParams& params) {
     return kPluginOK;
 }
 
+/// True for the requests that are answered by doing something.
+bool handles(HYPluginSelector selector) {
+    return selector == kPlugGetInfo || selector == kPlugInitialize || selector == kPlugFilePlaceHolder ||
+           selector == kPlugDoFrame || selector == kPlugTerminate;
+}
+
 HYPluginResult serve(short which, HYPluginParams* params) {
     if (!params) return kPluginBadParams;
     if (params->interfaceVersion < kOldestInterface) return kPluginAppIsTooOld;
+    if (!handles(params->selector)) return kPluginOK;
+    if (!params->procs) return kPluginBadParams;
     tumblewash::connectLibraryLog();
     const EffectRecord& effect = tumblewash::effectRecord(which);
     switch (params->selector) {

@@ -1,0 +1,58 @@
+"""A long join needs no more memory at its end than near its beginning."""
+import statistics
+import subprocess
+
+from program import *
+
+FIRST, LAST = (1000, 10000) if LONG else (500, 2500)
+MOST = 1 << 20
+
+
+def settled(pid):
+    """Private memory of the process in bytes: what it holds, not what the page cache shows."""
+    total = 0
+    with open("/proc/%d/smaps_rollup" % pid) as rollup:
+        for line in rollup:
+            if line.startswith(("Private_Clean:", "Private_Dirty:", "Swap:")):
+                total += int(line.split()[1]) * 1024
+    return total
+
+
+def samples(arguments):
+    """Memory by frame, read off the progress lines while the program runs."""
+    child = subprocess.Popen([PROGRAM] + arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE, text=True)
+    out = []
+    for line in child.stdout:
+        if line.startswith("frame="):
+            try:
+                out.append((int(line[6:]), settled(child.pid)))
+            except (FileNotFoundError, ProcessLookupError, PermissionError):
+                break
+    said = child.stderr.read()
+    check(child.wait() == 0, "the join fails: " + said)
+    return out
+
+
+with Workshop() as folder:
+    # Two recorded clips, since reading and decoding them is part of the road.
+    clips = []
+    for index, (name, frames) in enumerate((("testsrc", LAST // 2 + 400), ("testsrc2", LAST // 2 + 400))):
+        clip = folder / ("%d.mp4" % index)
+        ffmpeg("-f", "lavfi", "-i", "%s=size=96x64:rate=25:duration=%f" % (name, frames / 25), "-f", "lavfi", "-i",
+               "sine=frequency=440:sample_rate=48000:duration=%f" % (frames / 25), "-shortest", "-c:v", "libx264",
+               "-preset", "ultrafast", "-g", "50", "-c:a", "aac", clip)
+        clips.append(clip)
+    # A transition of 200 frames, then plain frames again.
+    seen = samples(["join", *clips, "-o", folder / "out.mkv", "--duration", "200f", "--effect", "tumble-away",
+                    "--threads", "2", "--progress", "kv", "--preset", "ultrafast"])
+    early = [m for f, m in seen if FIRST <= f <= FIRST + LAST // 8]
+    late = [m for f, m in seen if f >= LAST - LAST // 8]
+    if check(early and late, "too few samples: %s" % seen[:5]):
+        grown = int(statistics.median(late) - statistics.median(early))
+        plain = SANITIZED and grown < 64 << 20  # quarantined memory of the sanitizers is theirs
+        check(grown <= MOST or plain, "memory grew by %d KiB" % (grown // 1024))
+        finish("frame %d to %d: %.1f to %.1f MiB private, growth %d KiB" %
+               (FIRST, seen[-1][0], statistics.median(early) / 2**20, statistics.median(late) / 2**20,
+                grown // 1024))
+    finish("no figures")
