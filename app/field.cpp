@@ -10,6 +10,7 @@
 #include "app/errors.h"
 #include "app/report.h"
 #include "app/request.h"
+#include "app/say.h"
 #include "app/signals.h"
 #include "app/stills.h"
 #include "media/StillIO.h"
@@ -253,7 +254,7 @@ void makeField(const Options& o) {
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings(inputs);
-    if (!o.quiet) fmt::print(stderr, "{}: {}, {}\n", o.output, effect.id, describe(job.size));
+    if (!o.quiet) say("{}: {}, {}\n", o.output, effect.id, describe(job.size));
 }
 
 }  // namespace tumblewash

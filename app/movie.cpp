@@ -15,6 +15,7 @@
 #include "app/progress.h"
 #include "app/report.h"
 #include "app/request.h"
+#include "app/say.h"
 #include "app/signals.h"
 #include "app/sound.h"
 #include "app/transition.h"
@@ -265,31 +266,28 @@ Report beginReport(const Options& o, const MovieRequest& request) {
 
 void sayPlan(const Options& o, const MovieRequest& request) {
     if (!o.verbose) return;
-    fmt::print(stderr, "{}: {} at {} frames per second, {} frames ({:.2f} s)\n", titleOf(o.command),
-               describe(request.size), describe(request.rate), request.plan.frames,
-               secondsOf(request.plan.frames, request.rate));
+    say("{}: {} at {} frames per second, {} frames ({:.2f} s)\n", titleOf(o.command), describe(request.size),
+        describe(request.rate), request.plan.frames, secondsOf(request.plan.frames, request.rate));
     for (const Segment& s : request.plan.segments) {
         const std::string& a = request.clips[static_cast<std::size_t>(s.clipA)].path();
         if (s.transition == Segment::kNone)
-            fmt::print(stderr, "  {:6} .. {:<6} {} from its frame {}\n", s.first, s.first + s.count - 1, a,
-                       s.firstA);
+            say("  {:6} .. {:<6} {} from its frame {}\n", s.first, s.first + s.count - 1, a, s.firstA);
         else
-            fmt::print(stderr, "  {:6} .. {:<6} {}: {} from its frame {}\n", s.first, s.first + s.count - 1,
-                       request.effects[static_cast<std::size_t>(s.transition)].id, a, s.firstA);
+            say("  {:6} .. {:<6} {}: {} from its frame {}\n", s.first, s.first + s.count - 1,
+                request.effects[static_cast<std::size_t>(s.transition)].id, a, s.firstA);
     }
 }
 
 void sayEnd(const Options& o, const MovieRequest& request, const Report& report) {
-    for (const std::string& line : report.warnings) fmt::print(stderr, "tumblewash: warning: {}\n", line);
+    for (const std::string& line : report.warnings) say("tumblewash: warning: {}\n", line);
     if (o.quiet || o.output == "md5:") return;
     const std::string made = o.output == "null:" ? "null" : o.output;
-    fmt::print(stderr, "{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s\n", made,
-               report.frames, secondsOf(report.frames, report.rate), describe(report.size),
-               describe(report.rate), request.sound ? ", with sound" : "", report.seconds);
+    say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s\n", made, report.frames,
+        secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),
+        request.sound ? ", with sound" : "", report.seconds);
     if (o.verbose)
         for (const ReportedTransition& t : report.transitions)
-            fmt::print(stderr, "  {}: {} frames in {:.2f} s, {} side by side\n", t.id, t.frames, t.seconds,
-                       t.sessions);
+            say("  {}: {} frames in {:.2f} s, {} side by side\n", t.id, t.frames, t.seconds, t.sessions);
 }
 
 // Errors of the writer after work has begun are failures of the run, not of the request.
@@ -311,7 +309,7 @@ void makeMovie(const Options& o) {
     sayPlan(o, request);
     if (!o.mlt.empty()) {
         writeTextFile(o.mlt, mltProject(o, request));
-        if (!o.quiet) fmt::print(stderr, "{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
+        if (!o.quiet) say("{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
         if (o.output.empty()) return;
     }
     Writer writer = Writer::open(o.output, request.writer);

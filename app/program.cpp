@@ -74,10 +74,11 @@ ExitCode codeOf(MediaErrorCode code) {
 ExitCode refuse(ExitCode code, const char* words) {
     // What breaks off after a signal breaks because of it, whatever it says about itself.
     if (interruptFlag().load()) code = ExitCode::Interrupted;
+    // Plain calls: memory may have run out, and standard error may be closed.
     if (code == ExitCode::Interrupted)
-        fmt::print(stderr, "tumblewash: interrupted by {}: nothing was written\n", interruptName());
+        std::fprintf(stderr, "tumblewash: interrupted by %s: nothing was written\n", interruptName());
     else
-        fmt::print(stderr, "tumblewash: {}\n", words);
+        std::fprintf(stderr, "tumblewash: %s\n", words);
     return code;
 }
 

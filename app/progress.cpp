@@ -83,7 +83,8 @@ void Progress::show(bool end) {
         std::fputs(progressBlock(state_, end).c_str(), keys_);
         std::fflush(keys_);
     } else if (style_ == ProgressStyle::Auto) {
-        std::fputs(end ? "\r\033[K" : fmt::format("\r{}\033[K", progressLine(title_, state_)).c_str(), stderr);
+        std::fputs(end ? "\r\033[K" : fmt::format("\r{}\033[K", progressLine(title_, state_)).c_str(),
+                   stderr);
         std::fflush(stderr);
         shown_ = !end;
     }

@@ -15,6 +15,7 @@
 #include "app/outputs.h"
 #include "app/progress.h"
 #include "app/request.h"
+#include "app/say.h"
 #include "app/signals.h"
 #include "app/stillrender.h"
 #include "app/stills.h"
@@ -207,8 +208,8 @@ void makeSheet(const Options& o) {
     writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings({&a, &b});
     if (!o.quiet)
-        fmt::print(stderr, "{}: {} effects, {} steps each, {}\n", o.output, layout.rows, layout.columns,
-                   describe(PixelSize{canvas.width(), canvas.height()}));
+        say("{}: {} effects, {} steps each, {}\n", o.output, layout.rows, layout.columns,
+            describe(PixelSize{canvas.width(), canvas.height()}));
 }
 
 }  // namespace tumblewash

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "app/errors.h"
+#include "app/say.h"
 #include "app/signals.h"
 
 namespace tumblewash {
@@ -46,8 +47,7 @@ PictureRef StillInput::at(std::int64_t index) {
 void sayWarnings(const StillPair& inputs) {
     for (const StillInput* input : {inputs.a, inputs.b}) {
         if (!input) continue;
-        for (const std::string& line : input->warnings())
-            fmt::print(stderr, "tumblewash: warning: {}\n", line);
+        for (const std::string& line : input->warnings()) say("tumblewash: warning: {}\n", line);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "app/outputs.h"
 #include "app/report.h"
 #include "app/request.h"
+#include "app/say.h"
 #include "app/signals.h"
 #include "app/stillrender.h"
 #include "media/StillIO.h"
@@ -87,9 +88,8 @@ void makeFrame(const Options& given) {
     reportFrame(o, job, result, renderer.finish(), module);
     sayWarnings({&a, b.get()});
     if (o.quiet) return;
-    if (!result.warning.empty()) fmt::print(stderr, "tumblewash: warning: {}\n", result.warning);
-    fmt::print(stderr, "{}: frame {} of {} of {}, {}\n", o.output, *o.frame, frames, effect.id,
-               describe(job.size));
+    if (!result.warning.empty()) say("tumblewash: warning: {}\n", result.warning);
+    say("{}: frame {} of {} of {}, {}\n", o.output, *o.frame, frames, effect.id, describe(job.size));
 }
 
 }  // namespace tumblewash
