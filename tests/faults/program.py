@@ -10,6 +10,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 PROGRAM = os.path.abspath(sys.argv[1])
@@ -55,15 +56,17 @@ class Run:
     def __init__(self, arguments, cwd=None, timeout=120, limits=None, stdout=None):
         self.arguments = [str(a) for a in arguments]
         started = time.monotonic()
-        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-            child = subprocess.Popen([PROGRAM] + self.arguments, cwd=cwd, stdin=subprocess.DEVNULL,
-                                     stdout=stdout or out, stderr=err, preexec_fn=limits)
-            self.hung = False
-            status, usage = self._wait(child, started + timeout)
-            out.seek(0)
-            err.seek(0)
-            self.out = out.read().decode("utf-8", "replace")
-            self.err = err.read().decode("utf-8", "replace")
+        # Words come through a pipe: a file would fall under the limits of the run itself.
+        child = subprocess.Popen([PROGRAM] + self.arguments, cwd=cwd, stdin=subprocess.DEVNULL,
+                                 stdout=stdout or subprocess.DEVNULL, stderr=subprocess.PIPE, preexec_fn=limits)
+        words = []
+        reader = threading.Thread(target=lambda: words.append(child.stderr.read()))
+        reader.start()
+        self.hung = False
+        status, usage = self._wait(child, started + timeout)
+        reader.join()
+        child.stderr.close()
+        self.err = b"".join(words).decode("utf-8", "replace")
         self.code = os.waitstatus_to_exitcode(status)
         child.returncode = self.code
         self.seconds = time.monotonic() - started
