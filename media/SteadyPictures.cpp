@@ -30,7 +30,7 @@ SteadyPictures::SteadyPictures(const ProbeDetail& facts, const ReaderSettings& s
     if (facts.info.kind == MediaKind::still)
         count_ = stillCount(settings);
     else
-        count_ = std::max(indexOf(extent.lastPts) + 1, indexOf(extent.lastPts + extent.lastDuration));
+        count_ = std::max<int64_t>(1, indexOf(extent.lastPts + extent.lastDuration));
     advance();
 }
 
@@ -52,7 +52,7 @@ void SteadyPictures::advance() {
         if (drained_) return;
         TimedFrame timed = source_->next();
         if (timed.frame)
-            endIndex_ = std::max({endIndex_, indexOf(timed.pts) + 1, indexOf(timed.pts + timed.duration)});
+            endIndex_ = std::max({endIndex_, int64_t{1}, indexOf(timed.pts + timed.duration)});
         else
             drained_ = true;
         graph_.push(std::move(timed));

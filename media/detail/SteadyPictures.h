@@ -1,6 +1,6 @@
 // A source's pictures at a constant rate: picture k is the last one whose time, rounded to the rate, is k or
-// before. A gap holds the picture before it; the end comes when the last picture's own length is over. It
-// runs where it is called; the prefetching thread is Reader's.
+// before. A gap holds the picture before it; the end comes when the last picture's own length is over, even
+// where its rounded time is the end itself. It runs where it is called; the prefetching thread is Reader's.
 #pragma once
 
 #include <string>

@@ -37,7 +37,7 @@ TEST(ReaderTest, CountAfterRateConversionIsWhatIsDeliveredAndWhatFfmpegDelivers)
         const std::string path = dir / "clip.mp4";
         ffmpeg(std::string("-f lavfi -i testsrc=s=48x32:r=") + from + " -frames:v 37 -c:v libx264 " + path);
         for (const FrameRate to : {FrameRate{24, 1}, FrameRate{25, 1}, FrameRate{30000, 1001},
-                                   FrameRate{50, 1}, FrameRate{12, 1}}) {
+                                   FrameRate{50, 1}, FrameRate{12, 1}, FrameRate{5, 1}, FrameRate{1, 1}}) {
             Reader reader = Reader::open(path, atRate(to));
             const std::string rate = std::to_string(to.num) + "/" + std::to_string(to.den);
             const std::string lines =
