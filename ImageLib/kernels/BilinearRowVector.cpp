@@ -57,12 +57,19 @@ HWY_INLINE Doubles addTruncated(Doubles sum, Doubles weight, Doubles value) {
 #endif
 }
 
-/// Weights in the order (floor, floor), (ceil, floor), (ceil, ceil), (floor, ceil).
-struct Cells {
-    Words offset;       ///< bytes from the field's first pixel to (floor, floor)
-    Words below;        ///< bytes from there to the row of the ceiling
+/// Positions whose offsets are formed before the first of them is read, so that loads never wait for them.
+constexpr int batchSize = 64;
+
+/// Where the neighbours of a batch of positions lie, in bytes from the field's first pixel.
+struct Offsets {
+    std::int32_t upper[batchSize];  ///< of (floor, floor)
+    std::int32_t lower[batchSize];  ///< of (floor, ceil)
+};
+
+/// What one vector of positions weighs its neighbours with.
+struct Weights {
     hn::Mask<W> right;  ///< where the ceiling is the next column
-    Doubles weight[4];
+    Doubles weight[4];  ///< in the order (floor, floor), (ceil, floor), (ceil, ceil), (floor, ceil)
 };
 
 /// The four neighbours of each position: two pixels in each lane, the left one in the low half.
@@ -92,83 +99,105 @@ HWY_INLINE Words mixAlpha(const Neighbours& n, hn::Mask<W> right) {
     return hn::And(sum, hn::Set(w, std::uint64_t{255}));
 }
 
-HWY_INLINE Cells cellsAt(hn::Vec<HalfF> x, hn::Vec<HalfF> y, std::int32_t pitch) {
+HWY_INLINE void offsetsAt(hn::Vec<HalfF> x, hn::Vec<HalfF> y, std::int32_t pitch, std::int32_t* upper,
+                          std::int32_t* lower) {
+    const HalfI whole;
+    const auto iy = hn::ConvertTo(whole, y);
+    const auto above = hn::Add(hn::Mul(iy, hn::Set(whole, pitch)), hn::ShiftLeft<2>(hn::ConvertTo(whole, x)));
+    const auto between = hn::RebindMask(whole, hn::Gt(y, hn::ConvertTo(HalfF(), iy)));
+    hn::StoreU(above, whole, upper);
+    hn::StoreU(hn::Add(above, hn::IfThenElseZero(between, hn::Set(whole, pitch))), whole, lower);
+}
+
+HWY_INLINE Weights weightsAt(hn::Vec<HalfF> x, hn::Vec<HalfF> y) {
     const D d;
     const W w;
     const HalfI whole;
-    const hn::RebindToSigned<D> wide;
-    const auto ix = hn::ConvertTo(whole, x);
-    const auto iy = hn::ConvertTo(whole, y);
-    const Doubles dx = hn::Sub(hn::PromoteTo(d, x), hn::PromoteTo(d, ix));
-    const Doubles dy = hn::Sub(hn::PromoteTo(d, y), hn::PromoteTo(d, iy));
+    const Doubles dx = hn::Sub(hn::PromoteTo(d, x), hn::PromoteTo(d, hn::ConvertTo(whole, x)));
+    const Doubles dy = hn::Sub(hn::PromoteTo(d, y), hn::PromoteTo(d, hn::ConvertTo(whole, y)));
     const Doubles nx = hn::Sub(hn::Set(d, 1.0), dx);
     const Doubles ny = hn::Sub(hn::Set(d, 1.0), dy);
-    const auto offset = hn::Add(hn::Mul(iy, hn::Set(whole, pitch)), hn::ShiftLeft<2>(ix));
-    const auto zero = hn::Zero(d);
-    const auto down = hn::RebindMask(w, hn::Gt(dy, zero));
-    return {hn::BitCast(w, hn::PromoteTo(wide, offset)),
-            hn::IfThenElseZero(down, hn::Set(w, static_cast<std::uint64_t>(pitch))),
-            hn::RebindMask(w, hn::Gt(dx, zero)),
+    return {hn::RebindMask(w, hn::Gt(dx, hn::Zero(d))),
             {hn::Mul(nx, ny), hn::Mul(dx, ny), hn::Mul(dx, dy), hn::Mul(nx, dy)}};
 }
 
-HWY_INLINE Neighbours fetch(const unsigned char* first, const Cells& cells) {
-    const W w;
-    const hn::RebindToSigned<D> wide;
-    const auto* base = reinterpret_cast<const std::uint64_t*>(first);
-    return {hn::GatherOffset(w, base, hn::BitCast(wide, cells.offset)),
-            hn::GatherOffset(w, base, hn::BitCast(wide, hn::Add(cells.offset, cells.below)))};
+/// Two pixels to each lane. Loads put together cost less than a vector gather.
+template <class DWords>
+HWY_INLINE hn::Vec<DWords> fetch(DWords w, const unsigned char* first, const std::int32_t* offsets) {
+    if constexpr (hn::MaxLanes(DWords()) == 1) {
+        return hn::LoadU(w, reinterpret_cast<const std::uint64_t*>(first + offsets[0]));
+    } else {
+        const hn::Half<DWords> half;
+        const auto low = fetch(half, first, offsets);
+        return hn::Combine(w, fetch(half, first, offsets + hn::MaxLanes(DWords()) / 2), low);
+    }
 }
 
-HWY_INLINE void readBlock(const FieldReading* fields, int fieldCount, const Cells& cells, std::ptrdiff_t to) {
+HWY_INLINE void readBlock(const FieldReading& field, const std::int32_t* upper, const std::int32_t* lower,
+                          const Weights& weights, std::ptrdiff_t to) {
     const hn::Rebind<std::uint32_t, D> narrow;
-    for (int f = 0; f < fieldCount; ++f) {
-        const Neighbours n = fetch(fields[f].from.first, cells);
-        const Words colours = hn::Or(hn::Or(mixChannel<8>(n, cells.weight), mixChannel<16>(n, cells.weight)),
-                                     mixChannel<24>(n, cells.weight));
-        const Words pixels = hn::Or(colours, mixAlpha(n, cells.right));
-        hn::StoreU(hn::TruncateTo(narrow, pixels), narrow,
-                   reinterpret_cast<std::uint32_t*>(fields[f].out + to));
-    }
+    const unsigned char* first = field.from.first;
+    const Neighbours n = {fetch(W(), first, upper), fetch(W(), first, lower)};
+    const Words colours = hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),
+                                 mixChannel<24>(n, weights.weight));
+    const Words pixels = hn::Or(colours, mixAlpha(n, weights.right));
+    hn::StoreU(hn::TruncateTo(narrow, pixels), narrow, reinterpret_cast<std::uint32_t*>(field.out + to));
 }
 
 #endif
 
+/// Pixels first ... first + count - 1 on the scalar road.
+HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                           int first, int count) {
+    FieldReading rest[2] = {fields[0], fields[fieldCount - 1]};
+    for (FieldReading& field : rest) field.out += std::ptrdiff_t{first} * 4;
+    bilinearRowScalar(rest, fieldCount, atX + first, atY + first, count);
+}
+
 HWY_ATTR void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                           int count) {
-    int i = 0;
-    const auto scalarBlock = [&](int first, int n) {
-        FieldReading rest[2] = {fields[0], fields[fieldCount - 1]};
-        for (FieldReading& field : rest) field.out += static_cast<std::ptrdiff_t>(first) * 4;
-        bilinearRowScalar(rest, fieldCount, atX + first, atY + first, n);
-    };
     if (fieldCount <= 0) return;
+    int done = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
     const HalfF f;
     const int lanes = static_cast<int>(hn::Lanes(f));
     const FieldPixels& smallest = fields[fieldCount - 1].from;
-    const bool offsetsFit =
-        smallest.pitch > 0 && (smallest.rows + 1) * static_cast<std::int64_t>(smallest.pitch) <
-                                  std::numeric_limits<std::int32_t>::max();
-    const int whole = offsetsFit ? count : 0;
+    const bool offsetsFit = smallest.pitch > 0 && (smallest.rows + std::int64_t{1}) * smallest.pitch <
+                                                      std::numeric_limits<std::int32_t>::max();
+    const int whole = offsetsFit ? count - count % lanes : 0;
+    const auto pitch = static_cast<std::int32_t>(offsetsFit ? smallest.pitch : 0);
     const auto zero = hn::Zero(f);
     // Two pixels are read at once, so the last column belongs to the scalar road.
     const auto lastX = hn::Set(f, static_cast<float>(smallest.columns - 1));
     const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
-    for (; i + lanes <= whole; i += lanes) {
-        const auto x = hn::LoadU(f, atX + i);
-        const auto y = hn::LoadU(f, atY + i);
-        const auto inside =
-            hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)), hn::And(hn::Lt(x, lastX), hn::Le(y, lastY)));
-        if (hn::AllTrue(f, inside)) {
-            readBlock(fields, fieldCount, cellsAt(x, y, static_cast<std::int32_t>(smallest.pitch)),
-                      static_cast<std::ptrdiff_t>(i) * 4);
-        } else {
-            scalarBlock(i, lanes);
+    Offsets offsets;
+    for (; done < whole; done += batchSize) {
+        const int end = whole - done < batchSize ? whole - done : batchSize;
+        std::uint64_t inside = 0;  // one bit for each first position of a vector
+        for (int i = 0; i < end; i += lanes) {
+            const auto x = hn::LoadU(f, atX + done + i);
+            const auto y = hn::LoadU(f, atY + done + i);
+            const auto within = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)),
+                                        hn::And(hn::Lt(x, lastX), hn::Le(y, lastY)));
+            if (hn::AllTrue(f, within)) {
+                offsetsAt(x, y, pitch, offsets.upper + i, offsets.lower + i);
+                inside |= std::uint64_t{1} << i;
+            } else {
+                readScalar(fields, fieldCount, atX, atY, done + i, lanes);
+            }
+        }
+        for (int i = 0; i < end; i += lanes) {
+            if ((inside >> i & 1) == 0) continue;
+            const Weights weights = weightsAt(hn::LoadU(f, atX + done + i), hn::LoadU(f, atY + done + i));
+            for (int field = 0; field < fieldCount; ++field) {
+                readBlock(fields[field], offsets.upper + i, offsets.lower + i, weights,
+                          std::ptrdiff_t{done + i} * 4);
+            }
         }
     }
+    done = whole;
 #endif
-    scalarBlock(i, count - i);
+    readScalar(fields, fieldCount, atX, atY, done, count - done);
 }
 
 }  // namespace tumblewash::HWY_NAMESPACE

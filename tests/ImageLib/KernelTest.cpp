@@ -1,0 +1,302 @@
+// The row kernels on every instruction set of this machine: the same bytes as their scalar siblings.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "ImageLib/kernels/BilinearRow.h"
+#include "ImageLib/kernels/FieldRow.h"
+#include "ImageLib/kernels/WarpRow.h"
+#include "tests/ImageLib/EveryTarget.h"
+
+namespace tumblewash {
+namespace {
+
+using test::EveryTarget;
+
+std::vector<unsigned char> noise(std::size_t bytes, std::mt19937& random) {
+    std::vector<unsigned char> out(bytes);
+    for (unsigned char& byte : out) byte = static_cast<unsigned char>(random());
+    return out;
+}
+
+float between(std::mt19937& random, float low, float high) {
+    return std::uniform_real_distribution<float>(low, high)(random);
+}
+
+/// Floats equal to the bit, not-a-numbers included.
+bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+// --- field rows
+
+struct FieldCase {
+    std::vector<FieldRun> runs;
+    std::vector<double> near, far;
+    std::vector<float> cells[4];
+    double farY;
+
+    FieldCase(int columns, int cellCount, std::mt19937& random) : farY(between(random, 0.0F, 1.0F)) {
+        int x = columns > 3 ? static_cast<int>(random() % 3) : 0;
+        for (int cell = 0; cell + 1 < cellCount && x < columns; ++cell) {
+            const int end = std::min(columns, x + 1 + static_cast<int>(random() % 19));
+            runs.push_back({x, end, cell, cell + 1});
+            x = end;
+        }
+        for (int i = 0; i < columns; ++i) {
+            far.push_back(static_cast<double>(between(random, 0.0F, 1.0F)) / 3.0);
+            near.push_back(1.0 - far.back());
+        }
+        for (std::vector<float>& row : cells) {
+            for (int i = 0; i < cellCount; ++i) row.push_back(between(random, -1.0F, 1.0F));
+            row[random() % row.size()] = -0.0F;
+            if (random() % 4 == 0) row[random() % row.size()] = std::numeric_limits<float>::infinity();
+        }
+    }
+};
+
+TEST(KernelTest, FieldRowsAreTheScalarOnesToTheBitOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int columns = 1; columns <= 67; ++columns) {
+            const FieldCase c(columns, 2 + columns % 9, random);
+            for (int channelCount = 1; channelCount <= 2; ++channelCount) {
+                const std::size_t poisoned = static_cast<std::size_t>(columns) + 16;
+                std::vector<float> expected[2] = {std::vector<float>(poisoned, 77.0F),
+                                                  std::vector<float>(poisoned, 78.0F)};
+                std::vector<float> got[2] = {expected[0], expected[1]};
+                const auto channels = [&c](std::vector<float>(&out)[2]) {
+                    return std::array<FieldChannel, 2>{
+                        {{c.cells[0].data(), c.cells[1].data(), out[0].data()},
+                         {c.cells[2].data(), c.cells[3].data(), out[1].data()}}};
+                };
+                const int limit = c.runs.back().end;
+                const FieldColumns at = {c.near.data(), c.far.data()};
+                const int runCount = static_cast<int>(c.runs.size());
+                enlargeFieldRowScalar(c.runs.data(), runCount, at, 1.0 - c.farY, c.farY,
+                                      channels(expected).data(), channelCount, limit);
+                enlargeFieldRow(c.runs.data(), runCount, at, 1.0 - c.farY, c.farY, channels(got).data(),
+                                channelCount, limit);
+                ASSERT_TRUE(sameBits(expected[0], got[0])) << columns;
+                ASSERT_TRUE(sameBits(expected[1], got[1])) << columns;
+            }
+        }
+    });
+}
+
+TEST(KernelTest, PartOfAFieldRowLeavesTheColumnsBeforeItAndBehindTheLimit) {
+    EveryTarget([](std::mt19937& random) {
+        const FieldCase c(67, 12, random);
+        const int runCount = static_cast<int>(c.runs.size());
+        for (int first = 0; first < runCount; ++first) {
+            std::vector<float> expected(83, 5.0F), got = expected;
+            const FieldColumns at = {c.near.data(), c.far.data()};
+            const FieldChannel to = {c.cells[0].data(), c.cells[1].data(), expected.data()};
+            const FieldChannel also = {c.cells[0].data(), c.cells[1].data(), got.data()};
+            const int limit = c.runs.back().end;
+            enlargeFieldRowScalar(&c.runs[static_cast<std::size_t>(first)], 1, at, 0.25, 0.75, &to, 1, limit);
+            enlargeFieldRow(&c.runs[static_cast<std::size_t>(first)], 1, at, 0.25, 0.75, &also, 1, limit);
+            const FieldRun& run = c.runs[static_cast<std::size_t>(first)];
+            for (int x = 0; x < 83; ++x) {
+                if (x >= run.end && x < limit) continue;
+                ASSERT_EQ(expected[static_cast<std::size_t>(x)], got[static_cast<std::size_t>(x)]) << x;
+            }
+        }
+    });
+}
+
+// --- warp rows
+
+TEST(KernelTest, WarpIndicesAreTheScalarOnesOnEveryTarget) {
+    const float wild[] = {0.0F,
+                          -0.0F,
+                          1.0e30F,
+                          -1.0e30F,
+                          std::numeric_limits<float>::infinity(),
+                          std::numeric_limits<float>::quiet_NaN()};
+    EveryTarget([&wild](std::mt19937& random) {
+        for (int stride = 1; stride <= 67; ++stride) {
+            const int height = 2 + static_cast<int>(random() % 40);
+            const int width = stride + static_cast<int>(random() % 5) - 2;
+            const float strength = random() % 9 == 0 ? wild[random() % 6] : between(random, -1.5F, 1.5F);
+            const WarpShape shape = {stride, width, height, (height + 1) / 2, strength};
+            std::vector<float> red, green;
+            for (int x = 0; x < stride; ++x) {
+                red.push_back(random() % 16 == 0 ? wild[random() % 6] : between(random, -0.5F, 0.5F));
+                green.push_back(random() % 16 == 0 ? wild[random() % 6] : between(random, -0.5F, 0.5F));
+            }
+            for (int without = 0; without < 4; ++without) {
+                const float* r = (without & 1) != 0 ? nullptr : red.data();
+                const float* g = (without & 2) != 0 ? nullptr : green.data();
+                const int first = static_cast<int>(random()) % 2 == 0 ? 0 : stride / 3;
+                const int y = static_cast<int>(random() % static_cast<unsigned>(height));
+                std::vector<std::int32_t> expected(static_cast<std::size_t>(stride) + 16, 99), got = expected;
+                warpIndexRowScalar(shape, r, g, y, first, stride, expected.data());
+                warpIndexRow(shape, r, g, y, first, stride, got.data());
+                ASSERT_EQ(expected, got) << stride << ' ' << without;
+            }
+        }
+    });
+}
+
+/// Indices as a warp makes them: smooth, backwards, scattered, with gaps, to the very end of the frame.
+std::vector<std::int32_t> indices(int kind, int count, const WarpShape& shape, std::mt19937& random) {
+    const int pixels = shape.stride * shape.height;
+    std::vector<std::int32_t> out;
+    int at = static_cast<int>(random() % static_cast<unsigned>(pixels));
+    for (int x = 0; x < count; ++x) {
+        switch (kind) {
+            case 0:
+                at += static_cast<int>(random() % 3);
+                break;
+            case 1:
+                at -= static_cast<int>(random() % 3);
+                break;
+            case 2:
+                at = static_cast<int>(random() % static_cast<unsigned>(pixels));
+                break;
+            default:
+                at = pixels - 1 - static_cast<int>(random() % 40);
+                break;
+        }
+        at = std::clamp(at, 0, pixels - 1);
+        const auto dice = random() % 40;
+        out.push_back(kind == 4 && dice < 20 ? (dice < 10 ? leavePixel : zeroPixel)
+                                             : (dice == 0 ? leavePixel : at));
+    }
+    return out;
+}
+
+TEST(KernelTest, WarpFetchesAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int count = 1; count <= 67; ++count) {
+            for (int kind = 0; kind < 6; ++kind) {
+                const int height = 2 + static_cast<int>(random() % 9);
+                const WarpShape shape = {count, count, height, (height + 1) / 2, 1.0F};
+                // The frame is exactly as large as it must be, so that a sanitizer hears any other read.
+                const std::vector<unsigned char> frame =
+                    noise(static_cast<std::size_t>(count * height) * 4, random);
+                std::vector<std::int32_t> index = indices(kind, count, shape, random);
+                if (kind == 5) std::fill(index.begin(), index.end(), leavePixel);
+                const std::size_t bytes = static_cast<std::size_t>(count) * 4;
+                std::vector<unsigned char> even = noise(bytes + 64, random), odd = noise(bytes + 64, random);
+                std::vector<unsigned char> gotEven = even, gotOdd = odd;
+                // One byte off: memory needs no alignment.
+                warpFetchRowScalar(shape, frame.data(), index.data(), count, even.data() + 1, odd.data() + 1);
+                warpFetchRow(shape, frame.data(), index.data(), count, gotEven.data() + 1, gotOdd.data() + 1);
+                ASSERT_EQ(even, gotEven) << count << ' ' << kind;
+                ASSERT_EQ(odd, gotOdd) << count << ' ' << kind;
+            }
+        }
+    });
+}
+
+TEST(KernelTest, LongRowsOfScatteredFetchesAreMappedToTheEnd) {
+    EveryTarget([](std::mt19937& random) {
+        const WarpShape shape = {1500, 1500, 4, 2, 1.0F};
+        const std::vector<unsigned char> frame = noise(std::size_t{1500} * 4 * 4, random);
+        std::vector<std::int32_t> index;
+        for (int x = 0; x < 1500; ++x) index.push_back(static_cast<std::int32_t>(random() % 4500));
+        std::vector<unsigned char> even(6000, 1), odd(6000, 2), gotEven(6000, 3), gotOdd(6000, 4);
+        warpFetchRowScalar(shape, frame.data(), index.data(), 1500, even.data(), odd.data());
+        warpFetchRow(shape, frame.data(), index.data(), 1500, gotEven.data(), gotOdd.data());
+        EXPECT_EQ(even, gotEven);
+        EXPECT_EQ(odd, gotOdd);
+    });
+}
+
+// --- bilinear rows
+
+/// Both fields of a frame that is exactly as large as it must be.
+struct TwoFields {
+    std::vector<unsigned char> frame;
+    FieldPixels even, odd;
+
+    TwoFields(int columns, int height, std::mt19937& random)
+        : frame(noise(static_cast<std::size_t>(columns * height) * 4, random)),
+          even{frame.data(), std::ptrdiff_t{columns} * 8, columns, (height + 1) / 2},
+          odd{frame.data() + std::ptrdiff_t{columns} * 4, std::ptrdiff_t{columns} * 8, columns, height / 2} {}
+};
+
+/// Positions of every kind: fractions, whole ones, edges, outside, no numbers.
+float position(int kind, int last, std::mt19937& random) {
+    const float end = static_cast<float>(last);
+    switch (kind == 3 ? random() % 8 : static_cast<unsigned>(kind)) {
+        case 0:
+            return between(random, 0.0F, end);
+        case 1:
+            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1));
+        case 2:
+            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1)) / 2.0F;
+        case 4:
+            return end;
+        case 5:
+            return between(random, -1.5F, 0.0F);
+        case 6:
+            return end + between(random, 0.0F, 1.5F);
+        case 7:
+            return random() % 2 == 0 ? std::numeric_limits<float>::quiet_NaN() : -1.0e30F;
+        default:
+            return between(random, 0.0F, 1.0F) * 1.0e-9F;
+    }
+}
+
+TEST(KernelTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int count = 1; count <= 67; ++count) {
+            for (int kind = 0; kind < 4; ++kind) {
+                const int columns = 1 + static_cast<int>(random() % 70);
+                const TwoFields fields(columns, 2 + static_cast<int>(random() % 21), random);
+                std::vector<float> x, y;
+                for (int i = 0; i < count; ++i) {
+                    x.push_back(position(kind, columns - 1, random));
+                    y.push_back(position(kind, fields.odd.rows - 1, random));
+                }
+                for (int fieldCount = 0; fieldCount <= 2; ++fieldCount) {
+                    const std::size_t bytes = static_cast<std::size_t>(count) * 4 + 64;
+                    std::vector<unsigned char> a(bytes, 11), b(bytes, 22), gotA = a, gotB = b;
+                    const FieldReading expected[2] = {{fields.even, a.data() + 1},
+                                                      {fields.odd, b.data() + 1}};
+                    const FieldReading got[2] = {{fields.even, gotA.data() + 1},
+                                                 {fields.odd, gotB.data() + 1}};
+                    bilinearRowScalar(expected, fieldCount, x.data(), y.data(), count);
+                    bilinearRow(got, fieldCount, x.data(), y.data(), count);
+                    ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
+                    ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
+                }
+            }
+        }
+    });
+}
+
+// Each product is truncated on its own, so weights that come out a hair below a whole product matter. These
+// are the fractions at which products of weight and byte are whole or nearly so.
+TEST(KernelTest, BilinearProductsNextToWholeNumbersAreTruncatedAlike) {
+    EveryTarget([](std::mt19937& random) {
+        const TwoFields fields(64, 16, random);
+        for (int divisor = 1; divisor <= 255; ++divisor) {
+            std::vector<float> x, y;
+            for (int i = 0; i < 61; ++i) {
+                const float fraction = static_cast<float>(random() % 256) / static_cast<float>(divisor);
+                x.push_back(std::min(62.0F, static_cast<float>(i) + fraction - std::floor(fraction)));
+                const float other = static_cast<float>(random() % 256) / static_cast<float>(divisor);
+                y.push_back(static_cast<float>(random() % 6) + other - std::floor(other));
+            }
+            std::vector<unsigned char> a(244, 1), b(244, 2), gotA(244, 3), gotB(244, 4);
+            const FieldReading expected[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
+            const FieldReading got[2] = {{fields.even, gotA.data()}, {fields.odd, gotB.data()}};
+            bilinearRowScalar(expected, 2, x.data(), y.data(), 61);
+            bilinearRow(got, 2, x.data(), y.data(), 61);
+            ASSERT_EQ(a, gotA) << divisor;
+            ASSERT_EQ(b, gotB) << divisor;
+        }
+    });
+}
+
+}  // namespace
+}  // namespace tumblewash
