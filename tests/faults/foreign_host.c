@@ -156,18 +156,21 @@ int main(int argc, char** argv) {
     const int lives = wish != NULL && strcmp(wish, "1") == 0 ? 1000 : 100;
     for (int i = 0; i < 2; ++i) source_worlds[i] = foreign_new_world(source_pixels[i], WIDTH, HEIGHT);
     void* destination = foreign_new_world(destination_pixels, WIDTH, HEIGHT);
-    /* The first lives bring in what stays for good: shared libraries of others, their fonts and caches. */
-    memset(destination_pixels, 0, BYTES);
-    const uint64_t first = one_life(argv[1], destination);
-    for (int i = 0; i < 4; ++i) one_life(argv[1], destination);
-    const size_t before = foreign_heap_in_use();
-    for (int i = 0; i < lives && failures == 0; ++i) {
+    /* The first lives bring in what stays for good: shared libraries of others, their fonts and caches. Those
+     * also hold a little more or less from one moment to the next, so the least of ten lives is compared. */
+    uint64_t first = 0;
+    size_t before = SIZE_MAX, after = SIZE_MAX;
+    for (int i = -20; i < lives && failures == 0; ++i) {
         memset(destination_pixels, 0, BYTES);
-        expect(one_life(argv[1], destination) == first, "the pictures changed", -1);
+        const uint64_t hash = one_life(argv[1], destination);
+        const size_t heap = foreign_heap_in_use();
+        if (i == -20) first = hash;
+        expect(hash == first, "the pictures changed", -1);
+        if (i >= 0 && i < 10 && heap < before) before = heap;
+        if (i >= lives - 10 && heap < after) after = heap;
     }
-    const size_t after = foreign_heap_in_use();
-    printf("%d lives of the module, heap in use before %zu, after %zu bytes\n", lives, before, after);
-    expect(after == before, "the heap is not as it was", -1);
+    printf("%d lives of the module, heap in use at first %zu, at last %zu bytes\n", lives, before, after);
+    expect(after <= before, "the heap has grown", -1);
     for (int i = 0; i < 2; ++i) foreign_dispose_world(source_worlds[i]);
     foreign_dispose_world(destination);
     return failures == 0 ? 0 : 1;
