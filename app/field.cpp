@@ -8,6 +8,7 @@
 
 #include "app/canvas.h"
 #include "app/errors.h"
+#include "app/outputs.h"
 #include "app/report.h"
 #include "app/request.h"
 #include "app/say.h"
@@ -252,7 +253,7 @@ void makeField(const Options& o) {
                    effect.id.ends_with("-in") || effect.id.ends_with("-reveal"));
     }
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
-    writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings(inputs);
     if (!o.quiet) say("{}: {}, {}\n", o.output, effect.id, describe(job.size));
 }

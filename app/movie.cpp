@@ -64,6 +64,7 @@ class Pass {
             else
                 render(segment);
             closeUsed(segment);
+            giveMemoryBack();
         }
     }
 
@@ -225,6 +226,13 @@ class Pass {
         report_.transitions.push_back(std::move(told));
     }
 
+    // The heap keeps what a transition's threads gave back, which the next clip has no use for.
+    static void giveMemoryBack() {
+#ifdef M_MMAP_THRESHOLD
+        malloc_trim(0);
+#endif
+    }
+
     // A clip whose last frame is behind us is closed, so that a long join holds two open files.
     void closeUsed(const Segment& segment) {
         const std::int64_t end = segment.first + segment.count;
@@ -290,15 +298,6 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
             say("  {}: {} frames in {:.2f} s, {} side by side\n", t.id, t.frames, t.seconds, t.sessions);
 }
 
-// Errors of the writer after work has begun are failures of the run, not of the request.
-[[noreturn]] void rethrowWorking(const MediaError& problem) {
-    if (problem.code() == MediaErrorCode::cancelled || interruptFlag().load())
-        throw Refusal(ExitCode::Interrupted, "interrupted");
-    if (problem.code() == MediaErrorCode::notWritable || problem.code() == MediaErrorCode::encoding)
-        throw Refusal(ExitCode::RenderFailed, problem.what());
-    throw problem;
-}
-
 }  // namespace
 
 void makeMovie(const Options& o) {
@@ -312,9 +311,9 @@ void makeMovie(const Options& o) {
         if (!o.quiet) say("{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
         if (o.output.empty()) return;
     }
-    Writer writer = Writer::open(o.output, request.writer);
-    report.openSeconds = since(start);
     try {
+        Writer writer = Writer::open(o.output, request.writer);
+        report.openSeconds = since(start);
         const Clock::time_point began = Clock::now();
         Pass pass(o, request, writer, report);
         pass.run();
@@ -325,7 +324,7 @@ void makeMovie(const Options& o) {
         report.finishSeconds = since(ending);
         pass.finish();
     } catch (const MediaError& problem) {
-        rethrowWorking(problem);
+        failWhileWorking(problem);
     }
     for (const Clip& clip : request.clips)
         for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));

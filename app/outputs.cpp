@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "app/errors.h"
+#include "app/signals.h"
 
 namespace tumblewash {
 namespace {
@@ -105,6 +106,22 @@ void refuseUnwritable(const std::string& file, bool force) {
     if (!force)
         throw Refusal(ExitCode::BadOutput,
                       fmt::format("{}: exists already; give --force to replace it", file));
+}
+
+void failWhileWorking(const MediaError& problem) {
+    if (problem.code() == MediaErrorCode::cancelled || interruptFlag().load())
+        throw Refusal(ExitCode::Interrupted, "interrupted");
+    if (problem.code() == MediaErrorCode::notWritable || problem.code() == MediaErrorCode::encoding)
+        throw Refusal(ExitCode::RenderFailed, problem.what());
+    throw problem;
+}
+
+void writeResultPng(const std::string& file, const PictureRef& picture, PngAlpha alpha, bool force) {
+    try {
+        writePng(file, picture, alpha, force);
+    } catch (const MediaError& problem) {
+        failWhileWorking(problem);
+    }
 }
 
 void writeTextFile(const std::string& file, const std::string& text) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "media/StillIO.h"
+
 namespace tumblewash {
 
 /// True when both names lead to one existing file (hard and symbolic links included).
@@ -22,6 +24,14 @@ void refuseInputAsOutput(const std::string& output, const std::vector<std::strin
 /// Refuses a plain file output whose folder is missing or not writable, that is a folder, or that exists
 /// without `force`. Throws Refusal (BadOutput).
 void refuseUnwritable(const std::string& file, bool force);
+
+/// Turns an error of the media room into the refusal it is once work has begun: what cannot be written then
+/// is a failure of the run, not of the request (`RenderFailed`); after a signal it is `Interrupted`. Others
+/// pass.
+[[noreturn]] void failWhileWorking(const MediaError& problem);
+
+/// `writePng` of a finished result; errors as `failWhileWorking` has them.
+void writeResultPng(const std::string& file, const PictureRef& picture, PngAlpha alpha, bool force);
 
 /// Writes `text` beside `file` and renames it into place, synced. Throws Refusal (`RenderFailed`) and leaves
 /// the old file as it was when that fails.

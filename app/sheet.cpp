@@ -205,7 +205,7 @@ void makeSheet(const Options& o) {
         progress.advance(++done);
     });
     progress.finish();
-    writePng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings({&a, &b});
     if (!o.quiet)
         say("{}: {} effects, {} steps each, {}\n", o.output, layout.rows, layout.columns,

@@ -84,7 +84,7 @@ void makeFrame(const Options& given) {
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
     const PictureRef picture = renderer.render(*o.frame, &result);
-    writePng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
+    writeResultPng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
     reportFrame(o, job, result, renderer.finish(), module);
     sayWarnings({&a, b.get()});
     if (o.quiet) return;

@@ -157,7 +157,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 2; ++i) source_worlds[i] = foreign_new_world(source_pixels[i], WIDTH, HEIGHT);
     void* destination = foreign_new_world(destination_pixels, WIDTH, HEIGHT);
     /* The first lives bring in what stays for good: shared libraries of others, their fonts and caches. Those
-     * also hold a little more or less from one moment to the next, so the least of ten lives is compared. */
+     * also hold a little more or less from one moment to the next, so the least of a quarter of all lives is
+     * compared. */
     uint64_t first = 0;
     size_t before = SIZE_MAX, after = SIZE_MAX;
     for (int i = -20; i < lives && failures == 0; ++i) {
@@ -166,8 +167,8 @@ int main(int argc, char** argv) {
         const size_t heap = foreign_heap_in_use();
         if (i == -20) first = hash;
         expect(hash == first, "the pictures changed", -1);
-        if (i >= 0 && i < 10 && heap < before) before = heap;
-        if (i >= lives - 10 && heap < after) after = heap;
+        if (i >= 0 && i < lives / 4 && heap < before) before = heap;
+        if (i >= lives - lives / 4 && heap < after) after = heap;
     }
     printf("%d lives of the module, heap in use at first %zu, at last %zu bytes\n", lives, before, after);
     expect(after <= before, "the heap has grown", -1);
