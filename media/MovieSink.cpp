@@ -57,31 +57,32 @@ constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyra
 constexpr const char* kUsualParameters = "sync-lookahead=0";
 constexpr int kUsualLookahead = 20;
 
-const Container& containerOf(const std::string& spec) {
+const Container& containerOf(const std::string& output) {
     for (const Container& container : kContainers)
-        if (spec.size() > std::strlen(container.ending) && spec.ends_with(container.ending)) return container;
-    throw MediaError(MediaErrorCode::badRequest, spec, "is no movie this program writes");
+        if (output.size() > std::strlen(container.ending) && output.ends_with(container.ending))
+            return container;
+    throw MediaError(MediaErrorCode::badRequest, output, "is no movie this program writes");
 }
 
 bool isWebm(const Container& container) {
     return std::string_view(container.muxer) == "webm";
 }
 
-const Preset& presetOf(const std::string& spec, const std::string& name) {
+const Preset& presetOf(const std::string& output, const std::string& name) {
     const std::string_view wanted = name.empty() ? "veryfast" : std::string_view(name);
     for (const Preset& preset : kPresets)
         if (wanted == preset.name) return preset;
     std::string all;
     for (const Preset& preset : kPresets) all.append(all.empty() ? "" : ", ").append(preset.name);
-    throw MediaError(MediaErrorCode::badRequest, spec,
+    throw MediaError(MediaErrorCode::badRequest, output,
                      "there is no preset " + name + "; choose one of " + all);
 }
 
 class MovieSink final : public Sink {
   public:
     // Delegating, so that the destructor closes the muxer when a step of the opening throws.
-    MovieSink(const std::string& spec, const WriterSettings& settings)
-        : MovieSink(spec, settings, containerOf(spec)) {
+    MovieSink(const std::string& output, const WriterSettings& settings)
+        : MovieSink(output, settings, containerOf(output)) {
         openMuxer();
         openVideo();
         if (settings_.sound) openAudio();
@@ -109,15 +110,15 @@ class MovieSink final : public Sink {
     void tagColours(AVCodecContext& codec) const;
     void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
     void sendSound(size_t frames);
-    MovieSink(const std::string& spec, const WriterSettings& settings, const Container& container)
-        : spec_(spec),
+    MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
+        : output_(output),
           settings_(settings),
           container_(container),
           matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
-          file_(spec, settings.force) {}
+          file_(output, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
 
-    const std::string spec_;
+    const std::string output_;
     const WriterSettings settings_;
     const Container& container_;
     const ColourMatrix matrix_;
@@ -134,13 +135,13 @@ class MovieSink final : public Sink {
 
 void MovieSink::failed(const char* what, int error) const {
     // A call broken off by the flag reports a failure of its own.
-    throwIfRaised(settings_.cancel, spec_);
+    throwIfRaised(settings_.cancel, output_);
     if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
-    if (error == AVERROR_EXIT) throwIfRaised(settings_.cancel, spec_);
+    if (error == AVERROR_EXIT) throwIfRaised(settings_.cancel, output_);
     constexpr std::array disk{ENOSPC, EPIPE, EIO, EFBIG, EDQUOT, EACCES, EROFS, ENOENT};
     for (const int number : disk)
-        if (error == AVERROR(number)) throwNotWritable(spec_, number);
-    throw MediaError(MediaErrorCode::encoding, spec_, std::string(what) + " (" + avMessage(error) + ")");
+        if (error == AVERROR(number)) throwNotWritable(output_, number);
+    throw MediaError(MediaErrorCode::encoding, output_, std::string(what) + " (" + avMessage(error) + ")");
 }
 
 void MovieSink::openMuxer() {
@@ -156,14 +157,14 @@ void MovieSink::openMuxer() {
     muxer_->url = orBadAlloc(av_strdup(url.c_str()));
     const int opened =
         avio_open2(&muxer_->pb, url.c_str(), AVIO_FLAG_WRITE, &muxer_->interrupt_callback, nullptr);
-    if (opened < 0) throwNotWritable(spec_, AVUNERROR(opened));
+    if (opened < 0) throwNotWritable(output_, AVUNERROR(opened));
 }
 
 CodecPtr MovieSink::makeEncoder(const char* name) const {
     const AVCodec* encoder = avcodec_find_encoder_by_name(name);
     if (encoder == nullptr)
         throw MediaError(
-            MediaErrorCode::encoding, spec_,
+            MediaErrorCode::encoding, output_,
             std::string("this FFmpeg lacks the encoder ") + name + "; install Debian's libavcodec59");
     CodecPtr codec(orBadAlloc(avcodec_alloc_context3(encoder)));
     codec->flags |= AV_CODEC_FLAG_BITEXACT;
@@ -199,7 +200,7 @@ void MovieSink::openVideo() {
         settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
     tagColours(codec);
     const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
-    const Preset& preset = presetOf(spec_, settings_.preset);
+    const Preset& preset = presetOf(output_, settings_.preset);
     av_opt_set_int(codec.priv_data, "crf", crf, 0);
     if (webm) {
         codec.bit_rate = 0;
@@ -262,7 +263,7 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
     const int sent = avcodec_send_frame(&codec, frame);
     if (sent < 0) failed("a picture or sound cannot be encoded", sent);
     for (;;) {
-        throwIfRaised(settings_.cancel, spec_);
+        throwIfRaised(settings_.cancel, output_);
         const int got = avcodec_receive_packet(&codec, packet_.get());
         if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
         if (got < 0) failed("a picture or sound cannot be encoded", got);
@@ -336,7 +337,7 @@ void MovieSink::finish() {
     send(*video_, *videoStream_, nullptr);
     if (audio_) send(*audio_, *audioStream_, nullptr);
     const int ended = av_write_trailer(muxer_);
-    throwIfRaised(settings_.cancel, spec_);
+    throwIfRaised(settings_.cancel, output_);
     if (ended < 0) failed("its index cannot be written", ended);
     const int closed = avio_closep(&muxer_->pb);
     if (closed < 0) failed("cannot be written", closed);
@@ -345,10 +346,10 @@ void MovieSink::finish() {
 
 }  // namespace
 
-void checkMovie(const std::string& spec, const WriterSettings& settings) {
-    const Container& container = containerOf(spec);
+void checkMovie(const std::string& output, const WriterSettings& settings) {
+    const Container& container = containerOf(output);
     const auto refuse = [&](const std::string& why) {
-        throw MediaError(MediaErrorCode::badRequest, spec, why);
+        throw MediaError(MediaErrorCode::badRequest, output, why);
     };
     if (settings.width < 16 || settings.height < 16 || settings.width > kMaxPictureSide ||
         settings.height > kMaxPictureSide)
@@ -369,12 +370,12 @@ void checkMovie(const std::string& spec, const WriterSettings& settings) {
     if (settings.sound && !(isWebm(container) ? known(opusRates) : known(aacRates)))
         refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
                " samples a second; use 48000");
-    presetOf(spec, settings.preset);
-    checkTarget(spec, settings.force);
+    presetOf(output, settings.preset);
+    checkTarget(output, settings.force);
 }
 
-std::unique_ptr<Sink> makeMovie(const std::string& spec, const WriterSettings& settings) {
-    return std::make_unique<MovieSink>(spec, settings);
+std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings& settings) {
+    return std::make_unique<MovieSink>(output, settings);
 }
 
 }  // namespace tumblewash

@@ -60,17 +60,17 @@ bool parseRate(std::string_view text, FrameRate& out) {
     return true;
 }
 
-bool setKey(PatternSpec& spec, std::string_view key, std::string_view value) {
+bool setKey(DrawnScene& drawn, std::string_view key, std::string_view value) {
     if (key == "size") {
         const auto by = value.find('x');
-        return by != std::string_view::npos && parsed(value.substr(0, by), spec.width) &&
-               parsed(value.substr(by + 1), spec.height) && std::min(spec.width, spec.height) >= 16 &&
-               std::max(spec.width, spec.height) <= kMaxPictureSide;
+        return by != std::string_view::npos && parsed(value.substr(0, by), drawn.width) &&
+               parsed(value.substr(by + 1), drawn.height) && std::min(drawn.width, drawn.height) >= 16 &&
+               std::max(drawn.width, drawn.height) <= kMaxPictureSide;
     }
-    if (key == "seconds") return parsed(value, spec.seconds) && spec.seconds > 0 && spec.seconds <= 86400;
-    if (key == "fps") return parseRate(value, spec.rate) && spec.rate.num > 0 && spec.rate.value() <= 240;
+    if (key == "seconds") return parsed(value, drawn.seconds) && drawn.seconds > 0 && drawn.seconds <= 86400;
+    if (key == "fps") return parseRate(value, drawn.rate) && drawn.rate.num > 0 && drawn.rate.value() <= 240;
     if (key == "sound") {
-        spec.sound = value == "1";
+        drawn.sound = value == "1";
         return value == "0" || value == "1";
     }
     return false;
@@ -82,24 +82,24 @@ bool isPattern(const std::string& path) noexcept {
     return path.starts_with(kPrefix);
 }
 
-PatternSpec parsePattern(const std::string& path) {
-    PatternSpec spec;
+DrawnScene parsePattern(const std::string& path) {
+    DrawnScene drawn;
     std::string_view rest = std::string_view(path).substr(std::min(path.size(), kPrefix.size()));
     const auto question = rest.find('?');
-    spec.name = std::string(rest.substr(0, question));
-    sceneOf(path, spec.name);
+    drawn.name = std::string(rest.substr(0, question));
+    sceneOf(path, drawn.name);
     rest = question == std::string_view::npos ? std::string_view() : rest.substr(question + 1);
     while (!rest.empty()) {
         const auto end = std::min(rest.find('&'), rest.size());
         const std::string_view part = rest.substr(0, end);
         const auto equals = part.find('=');
         if (equals == std::string_view::npos ||
-            !setKey(spec, part.substr(0, equals), part.substr(equals + 1)))
+            !setKey(drawn, part.substr(0, equals), part.substr(equals + 1)))
             refuse(path,
                    std::string(part) + " is not understood; write size=1280x720, seconds=6, fps=25, sound=0");
         rest = rest.substr(std::min(end + 1, rest.size()));
     }
-    return spec;
+    return drawn;
 }
 
 std::vector<std::string> patternNames() {
@@ -108,24 +108,24 @@ std::vector<std::string> patternNames() {
     return out;
 }
 
-void drawPattern(const PatternSpec& spec, double seconds, uint8_t* argb, ptrdiff_t stride) {
-    for (int y = 0; y < spec.height; ++y) {
+void drawPattern(const DrawnScene& drawn, double seconds, uint8_t* argb, ptrdiff_t stride) {
+    for (int y = 0; y < drawn.height; ++y) {
         uint8_t* row = argb + y * stride;
-        for (int x = 0; x < spec.width; ++x) {
+        for (int x = 0; x < drawn.width; ++x) {
             row[4 * x] = 255;
             row[4 * x + 1] = row[4 * x + 2] = row[4 * x + 3] = 0;
         }
     }
-    Canvas canvas(argb, stride, spec.width, spec.height);
-    sceneOf("pattern:" + spec.name, spec.name).draw(canvas, seconds);
+    Canvas canvas(argb, stride, drawn.width, drawn.height);
+    sceneOf("pattern:" + drawn.name, drawn.name).draw(canvas, seconds);
 }
 
-void playPattern(const PatternSpec& spec, int sampleRate, int64_t first, float* interleaved, size_t frames) {
-    const Scene& scene = sceneOf("pattern:" + spec.name, spec.name);
+void playPattern(const DrawnScene& drawn, int sampleRate, int64_t first, float* interleaved, size_t frames) {
+    const Scene& scene = sceneOf("pattern:" + drawn.name, drawn.name);
     for (size_t i = 0; i < frames; ++i) {
         const double seconds = static_cast<double>(first + static_cast<int64_t>(i)) / sampleRate;
         // The first and last hundredth of a second swell and fade, so that nothing clicks.
-        const double edge = std::clamp(std::min(seconds, spec.seconds - seconds) * 100, 0.0, 1.0);
+        const double edge = std::clamp(std::min(seconds, drawn.seconds - seconds) * 100, 0.0, 1.0);
         const Ears ears = scene.play(seconds);
         interleaved[2 * i] = static_cast<float>(ears.left * edge);
         interleaved[2 * i + 1] = static_cast<float>(ears.right * edge);

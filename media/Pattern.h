@@ -12,7 +12,7 @@
 namespace tumblewash {
 
 /// A parsed drawn source.
-struct PatternSpec {
+struct DrawnScene {
     std::string name;  ///< one of `patternNames`
     int width = 1280;  ///< 16..16384
     int height = 720;
@@ -26,16 +26,16 @@ bool isPattern(const std::string& path) noexcept;
 
 /// Parses "pattern:NAME?key=value&...". Throws MediaError (badRequest) that names the wrong part and the
 /// choices.
-PatternSpec parsePattern(const std::string& path);
+DrawnScene parsePattern(const std::string& path);
 
 /// The scenes: harbour, city, bars (colour bars), flash (a white flash and a beep each second, for sync
 /// checks).
 std::vector<std::string> patternNames();
 
 /// Draws the picture at `seconds` from the scene's start into ARGB bytes, opaque. `stride` in bytes.
-void drawPattern(const PatternSpec& spec, double seconds, uint8_t* argb, ptrdiff_t stride);
+void drawPattern(const DrawnScene& drawn, double seconds, uint8_t* argb, ptrdiff_t stride);
 
 /// The scene's sound: `frames` sample frames, interleaved left, right, from sample frame `first` on.
-void playPattern(const PatternSpec& spec, int sampleRate, int64_t first, float* interleaved, size_t frames);
+void playPattern(const DrawnScene& drawn, int sampleRate, int64_t first, float* interleaved, size_t frames);
 
 }  // namespace tumblewash

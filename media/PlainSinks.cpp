@@ -21,17 +21,17 @@ namespace tumblewash {
 
 namespace {
 
-void checkSize(const std::string& spec, const WriterSettings& settings) {
+void checkSize(const std::string& output, const WriterSettings& settings) {
     if (settings.width < 1 || settings.height < 1 || settings.width > kMaxPictureSide ||
         settings.height > kMaxPictureSide)
-        throw MediaError(MediaErrorCode::badRequest, spec, "pictures go from 1x1 to 16384x16384");
+        throw MediaError(MediaErrorCode::badRequest, output, "pictures go from 1x1 to 16384x16384");
 }
 
 class SequenceSink final : public Sink {
   public:
-    SequenceSink(const std::string& spec, const WriterSettings& settings)
-        : files_(spec, settings.force),
-          encoder_(spec, settings.width, settings.height,
+    SequenceSink(const std::string& output, const WriterSettings& settings)
+        : files_(output, settings.force),
+          encoder_(output, settings.width, settings.height,
                    settings.keepAlpha ? PngAlpha::keep : PngAlpha::drop) {}
     void picture(const PictureRef& picture) override {
         const PictureRef argb = picture.layout() == PixelLayout::argb ? picture : toArgb(picture);
@@ -71,9 +71,9 @@ struct Md5 {
 /// bits so that the last digits of float arithmetic do not show.
 class DigestSink final : public Sink {
   public:
-    DigestSink(const std::string& spec, const WriterSettings& settings)
-        : spec_(spec), sound_(settings.sound) {
-        const std::string path = spec.substr(std::strlen("md5:"));
+    DigestSink(const std::string& output, const WriterSettings& settings)
+        : output_(output), sound_(settings.sound) {
+        const std::string path = output.substr(std::strlen("md5:"));
         if (!path.empty()) file_.emplace(path, settings.force);
     }
     void picture(const PictureRef& picture) override {
@@ -111,7 +111,7 @@ class DigestSink final : public Sink {
         }
     }
 
-    std::string spec_;
+    std::string output_;
     bool sound_;
     std::optional<StagedFile> file_;
     Md5 soundSum_;
@@ -122,27 +122,27 @@ class DigestSink final : public Sink {
 
 }  // namespace
 
-void checkSequence(const std::string& spec, const WriterSettings& settings) {
-    checkSize(spec, settings);
-    checkSequenceTarget(spec, settings.force);
+void checkSequence(const std::string& output, const WriterSettings& settings) {
+    checkSize(output, settings);
+    checkSequenceTarget(output, settings.force);
 }
 
-std::unique_ptr<Sink> makeSequence(const std::string& spec, const WriterSettings& settings) {
-    return std::make_unique<SequenceSink>(spec, settings);
+std::unique_ptr<Sink> makeSequence(const std::string& output, const WriterSettings& settings) {
+    return std::make_unique<SequenceSink>(output, settings);
 }
 
-void checkDigest(const std::string& spec, const WriterSettings& settings) {
-    checkSize(spec, settings);
-    const std::string path = spec.substr(std::strlen("md5:"));
+void checkDigest(const std::string& output, const WriterSettings& settings) {
+    checkSize(output, settings);
+    const std::string path = output.substr(std::strlen("md5:"));
     if (!path.empty()) checkTarget(path, settings.force);
 }
 
-std::unique_ptr<Sink> makeDigest(const std::string& spec, const WriterSettings& settings) {
-    return std::make_unique<DigestSink>(spec, settings);
+std::unique_ptr<Sink> makeDigest(const std::string& output, const WriterSettings& settings) {
+    return std::make_unique<DigestSink>(output, settings);
 }
 
-void checkNull(const std::string& spec, const WriterSettings& settings) {
-    checkSize(spec, settings);
+void checkNull(const std::string& output, const WriterSettings& settings) {
+    checkSize(output, settings);
 }
 
 std::unique_ptr<Sink> makeNull(const std::string&, const WriterSettings&) {

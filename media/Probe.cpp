@@ -150,22 +150,22 @@ void fillSound(const InputFile& file, ProbeDetail& out) {
 ProbeDetail probePattern(const std::string& path) {
     ProbeDetail out;
     out.pattern = parsePattern(path);
-    const PatternSpec& spec = *out.pattern;
+    const DrawnScene& drawn = *out.pattern;
     MediaInfo& info = out.info;
     info.path = path;
-    info.width = info.codedWidth = spec.width;
-    info.height = info.codedHeight = spec.height;
-    info.rate = spec.rate;
-    info.frameCount = std::max<int64_t>(1, std::llround(spec.seconds * spec.rate.value()));
-    info.seconds = static_cast<double>(*info.frameCount) / spec.rate.value();
+    info.width = info.codedWidth = drawn.width;
+    info.height = info.codedHeight = drawn.height;
+    info.rate = drawn.rate;
+    info.frameCount = std::max<int64_t>(1, std::llround(drawn.seconds * drawn.rate.value()));
+    info.seconds = static_cast<double>(*info.frameCount) / drawn.rate.value();
     info.fullRange = true;
-    info.matrix = colourMatrixFor(spec.width, spec.height);
-    info.hasAudio = spec.sound;
-    info.sampleRate = spec.sound ? 48000 : 0;
-    info.channels = spec.sound ? 2 : 0;
+    info.matrix = colourMatrixFor(drawn.width, drawn.height);
+    info.hasAudio = drawn.sound;
+    info.sampleRate = drawn.sound ? 48000 : 0;
+    info.channels = drawn.sound ? 2 : 0;
     info.container = "pattern";
-    info.videoCodec = spec.name;
-    out.timeBase = av_inv_q(asAv(spec.rate));
+    info.videoCodec = drawn.name;
+    out.timeBase = av_inv_q(asAv(drawn.rate));
     out.space = AVCOL_SPC_RGB;
     return out;
 }

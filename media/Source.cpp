@@ -94,9 +94,9 @@ class PatternSource final : public StreamSource {
         throwIfRaised(cancel_, facts_.info.path);
         TimedFrame out;
         if (index_ >= *facts_.info.frameCount) return out;
-        const PatternSpec& spec = *facts_.pattern;
-        out.frame = newArgbFrame(spec.width, spec.height);
-        drawPattern(spec, static_cast<double>(index_) / spec.rate.value(), out.frame->data[0],
+        const DrawnScene& drawn = *facts_.pattern;
+        out.frame = newArgbFrame(drawn.width, drawn.height);
+        drawPattern(drawn, static_cast<double>(index_) / drawn.rate.value(), out.frame->data[0],
                     out.frame->linesize[0]);
         out.pts = index_++;
         return out;

@@ -167,11 +167,11 @@ void StagedFile::commit() {
     syncDirectory(directoryOf(target_), path_);
 }
 
-bool isNumberPattern(const std::string& spec) {
-    const std::string name = nameOf(spec);
+bool isNumberPattern(const std::string& output) {
+    const std::string name = nameOf(output);
     std::smatch found;
     if (!std::regex_search(name, found, numberSign())) return false;
-    return name.find('%') == name.rfind('%') && directoryOf(spec).find('%') == std::string::npos;
+    return name.find('%') == name.rfind('%') && directoryOf(output).find('%') == std::string::npos;
 }
 
 std::string numbered(const std::string& pattern, int64_t number) {

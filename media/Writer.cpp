@@ -19,8 +19,8 @@ namespace tumblewash {
 namespace {
 
 template <size_t N>
-bool endsIn(const std::string& spec, const char (&ending)[N]) {
-    return spec.size() >= N && spec.ends_with(ending);
+bool endsIn(const std::string& output, const char (&ending)[N]) {
+    return output.size() >= N && output.ends_with(ending);
 }
 
 /// The kinds of output. A new one is one more record here and a maker beside the others.
@@ -74,20 +74,21 @@ constexpr auto kPatience = std::chrono::milliseconds(100);
 using Sound = std::vector<float>;
 using Item = std::variant<PictureRef, Sound>;
 
-void checkCommon(const std::string& spec, const WriterSettings& settings) {
+void checkCommon(const std::string& output, const WriterSettings& settings) {
     if (!settings.rate || settings.rate.den <= 0 || settings.rate.value() > 1000 ||
         settings.rate.value() < 0.001)
-        throw MediaError(MediaErrorCode::badRequest, spec, "rates go from 0.001 to 1000 pictures a second");
+        throw MediaError(MediaErrorCode::badRequest, output, "rates go from 0.001 to 1000 pictures a second");
 }
 
 }  // namespace
 
-const SinkKind& sinkKindOf(const std::string& spec) {
+const SinkKind& sinkKindOf(const std::string& output) {
     for (const SinkKind& kind : kinds())
-        if (kind.matches(spec)) return kind;
+        if (kind.matches(output)) return kind;
     std::string all;
     for (const SinkKind& kind : kinds()) all.append(all.empty() ? "" : ", ").append(kind.shown.pattern);
-    throw MediaError(MediaErrorCode::badRequest, spec, "is no output this program knows; use one of " + all);
+    throw MediaError(MediaErrorCode::badRequest, output,
+                     "is no output this program knows; use one of " + all);
 }
 
 std::vector<OutputKind> outputKinds() {
@@ -96,13 +97,13 @@ std::vector<OutputKind> outputKinds() {
     return out;
 }
 
-bool needsEvenSize(const std::string& spec) {
-    return sinkKindOf(spec).layout == PixelLayout::yuv420;
+bool needsEvenSize(const std::string& output) {
+    return sinkKindOf(output).layout == PixelLayout::yuv420;
 }
 
 struct Writer::Impl {
     Impl(const std::string& name, const WriterSettings& wanted)
-        : spec(name), settings(wanted), kind(sinkKindOf(name)), sink(kind.make(name, wanted)) {
+        : output(name), settings(wanted), kind(sinkKindOf(name)), sink(kind.make(name, wanted)) {
         worker = std::thread([this] { work(); });
     }
     ~Impl() { stop(); }
@@ -120,7 +121,7 @@ struct Writer::Impl {
                               settings.rate.num, AV_ROUND_DOWN);
     }
 
-    const std::string spec;
+    const std::string output;
     const WriterSettings settings;
     const SinkKind& kind;
     std::unique_ptr<Sink> sink;  // the worker's until it has ended
@@ -181,7 +182,7 @@ void Writer::Impl::stop() {
 
 void Writer::Impl::throwFailure() {
     if (failure) std::rethrow_exception(failure);
-    throwIfRaised(settings.cancel, spec);
+    throwIfRaised(settings.cancel, output);
 }
 
 void Writer::Impl::push(Item item) {
@@ -224,15 +225,15 @@ Writer::Writer(Writer&&) noexcept = default;
 Writer& Writer::operator=(Writer&&) noexcept = default;
 Writer::~Writer() = default;
 
-void Writer::check(const std::string& spec, const WriterSettings& settings) {
-    const SinkKind& kind = sinkKindOf(spec);
-    checkCommon(spec, settings);
-    kind.check(spec, settings);
+void Writer::check(const std::string& output, const WriterSettings& settings) {
+    const SinkKind& kind = sinkKindOf(output);
+    checkCommon(output, settings);
+    kind.check(output, settings);
 }
 
-Writer Writer::open(const std::string& spec, const WriterSettings& settings) {
-    check(spec, settings);
-    return Writer(std::make_unique<Impl>(spec, settings));
+Writer Writer::open(const std::string& output, const WriterSettings& settings) {
+    check(output, settings);
+    return Writer(std::make_unique<Impl>(output, settings));
 }
 
 const WriterSettings& Writer::settings() const noexcept {
@@ -253,7 +254,7 @@ int64_t Writer::samples() const noexcept {
 
 void Writer::writePicture(const PictureRef& picture) {
     if (picture.width() != impl_->settings.width || picture.height() != impl_->settings.height)
-        throw MediaError(MediaErrorCode::badRequest, impl_->spec,
+        throw MediaError(MediaErrorCode::badRequest, impl_->output,
                          "a picture of " + std::to_string(picture.width()) + "x" +
                              std::to_string(picture.height()) + " does not fit into " +
                              std::to_string(impl_->settings.width) + "x" +
@@ -279,7 +280,7 @@ void Writer::writeSamples(const float* interleaved, size_t frames) {
 void Writer::commit() {
     if (impl_->committed) return;
     if (impl_->pictures == 0)
-        throw MediaError(MediaErrorCode::badRequest, impl_->spec, "there is no picture to write");
+        throw MediaError(MediaErrorCode::badRequest, impl_->output, "there is no picture to write");
     impl_->passSound(true);
     impl_->waitUntilDone();
     impl_->stop();

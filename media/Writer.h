@@ -40,14 +40,14 @@ struct WriterSettings {
 /// own behind a short queue, so a call may wait for it. Errors of that thread are thrown by the next call.
 class Writer {
   public:
-    /// `spec` is FILE.mp4, FILE.mov, FILE.mkv (H.264, AAC), FILE.webm (VP9, Opus), NAME%05d.png (any %d,
+    /// `output` is FILE.mp4, FILE.mov, FILE.mkv (H.264, AAC), FILE.webm (VP9, Opus), NAME%05d.png (any %d,
     /// numbered from 1), `null:`, `md5:` (standard output) or `md5:FILE`. Throws MediaError: badRequest for
     /// an unknown type or impossible settings, notWritable for an output that exists (without `force`), is a
     /// directory or no regular file, or lies in a directory that is missing or not writable.
-    static Writer open(const std::string& spec, const WriterSettings& settings);
+    static Writer open(const std::string& output, const WriterSettings& settings);
 
     /// The checks of `open` without making anything, so that a program can refuse before it decodes.
-    static void check(const std::string& spec, const WriterSettings& settings);
+    static void check(const std::string& output, const WriterSettings& settings);
 
     Writer(Writer&&) noexcept;
     Writer& operator=(Writer&&) noexcept;
@@ -95,6 +95,6 @@ std::vector<OutputKind> outputKinds();
 
 /// True when the encoders of this output need even sides (4:2:0 chroma); such sizes are the caller's to
 /// round.
-bool needsEvenSize(const std::string& spec);
+bool needsEvenSize(const std::string& output);
 
 }  // namespace tumblewash

@@ -13,7 +13,7 @@ namespace tumblewash {
 
 struct ProbeDetail {
     MediaInfo info;
-    std::optional<PatternSpec> pattern;  ///< set for drawn sources
+    std::optional<DrawnScene> pattern;  ///< set for drawn sources
     int videoStream = -1;
     int audioStream = -1;
     AVRational timeBase{1, 25};

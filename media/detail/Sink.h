@@ -23,25 +23,25 @@ class Sink {
 /// One record of the table of outputs.
 struct SinkKind {
     OutputKind shown;
-    /// True when this kind writes `spec`.
-    bool (*matches)(const std::string& spec);
+    /// True when this kind writes `output`.
+    bool (*matches)(const std::string& output);
     /// Checks settings and target without making anything. Throws MediaError.
-    void (*check)(const std::string& spec, const WriterSettings& settings);
-    std::unique_ptr<Sink> (*make)(const std::string& spec, const WriterSettings& settings);
+    void (*check)(const std::string& output, const WriterSettings& settings);
+    std::unique_ptr<Sink> (*make)(const std::string& output, const WriterSettings& settings);
     PixelLayout layout;
 };
 
-/// The record for `spec`. Throws MediaError (badRequest) that lists the choices.
-const SinkKind& sinkKindOf(const std::string& spec);
+/// The record for `output`. Throws MediaError (badRequest) that lists the choices.
+const SinkKind& sinkKindOf(const std::string& output);
 
 // The makers and checkers of the table's rows.
-void checkMovie(const std::string& spec, const WriterSettings& settings);
-std::unique_ptr<Sink> makeMovie(const std::string& spec, const WriterSettings& settings);
-void checkSequence(const std::string& spec, const WriterSettings& settings);
-std::unique_ptr<Sink> makeSequence(const std::string& spec, const WriterSettings& settings);
-void checkDigest(const std::string& spec, const WriterSettings& settings);
-std::unique_ptr<Sink> makeDigest(const std::string& spec, const WriterSettings& settings);
-void checkNull(const std::string& spec, const WriterSettings& settings);
-std::unique_ptr<Sink> makeNull(const std::string& spec, const WriterSettings& settings);
+void checkMovie(const std::string& output, const WriterSettings& settings);
+std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings& settings);
+void checkSequence(const std::string& output, const WriterSettings& settings);
+std::unique_ptr<Sink> makeSequence(const std::string& output, const WriterSettings& settings);
+void checkDigest(const std::string& output, const WriterSettings& settings);
+std::unique_ptr<Sink> makeDigest(const std::string& output, const WriterSettings& settings);
+void checkNull(const std::string& output, const WriterSettings& settings);
+std::unique_ptr<Sink> makeNull(const std::string& output, const WriterSettings& settings);
 
 }  // namespace tumblewash

@@ -71,8 +71,8 @@ class StagedSequence {
     std::vector<std::string> names_;
 };
 
-/// True when `spec`'s file name holds exactly one %d, %5d or %05d and no other percent sign.
-bool isNumberPattern(const std::string& spec);
+/// True when `output`'s file name holds exactly one %d, %5d or %05d and no other percent sign.
+bool isNumberPattern(const std::string& output);
 /// The pattern with its number filled in.
 std::string numbered(const std::string& pattern, int64_t number);
 

@@ -8,11 +8,11 @@ namespace tumblewash::test {
 
 TEST(PatternTest, EverySceneIsDrawnOpaqueInManyColoursAndMoves) {
     for (const std::string& name : patternNames()) {
-        PatternSpec spec = parsePattern("pattern:" + name + "?size=160x90");
+        DrawnScene drawn = parsePattern("pattern:" + name + "?size=160x90");
         const PictureRef early = solid(160, 90, {0, 0, 0}, 0);
         const PictureRef late = solid(160, 90, {0, 0, 0}, 0);
-        drawPattern(spec, 0.2, early.data(), early.stride());
-        drawPattern(spec, 1.7, late.data(), late.stride());
+        drawPattern(drawn, 0.2, early.data(), early.stride());
+        drawPattern(drawn, 1.7, late.data(), late.stride());
         std::set<Rgb> colours;
         int64_t moved = 0;
         for (int y = 0; y < 90; ++y)
@@ -23,16 +23,16 @@ TEST(PatternTest, EverySceneIsDrawnOpaqueInManyColoursAndMoves) {
             }
         EXPECT_GE(colours.size(), name == "harbour" || name == "city" ? 1000U : 8U) << name;
         EXPECT_GE(moved, 100) << name;
-        drawPattern(spec, 0.2, late.data(), late.stride());
+        drawPattern(drawn, 0.2, late.data(), late.stride());
         EXPECT_EQ(bytesOf(early), bytesOf(late)) << name;
     }
 }
 
 TEST(PatternTest, EverySceneSoundsWithinFullScaleAndWithoutClicksAtItsEnds) {
     for (const std::string& name : patternNames()) {
-        const PatternSpec spec = parsePattern("pattern:" + name + "?seconds=2");
+        const DrawnScene drawn = parsePattern("pattern:" + name + "?seconds=2");
         std::vector<float> sound(2 * 2 * 48000);
-        playPattern(spec, 48000, 0, sound.data(), sound.size() / 2);
+        playPattern(drawn, 48000, 0, sound.data(), sound.size() / 2);
         float peak = 0;
         for (const float value : sound) peak = std::max(peak, std::abs(value));
         EXPECT_GT(peak, 0.1F) << name;
@@ -40,7 +40,7 @@ TEST(PatternTest, EverySceneSoundsWithinFullScaleAndWithoutClicksAtItsEnds) {
         EXPECT_LT(std::abs(sound[2]), 0.01F) << name;
         EXPECT_LT(std::abs(sound.back()), 0.01F) << name;
         std::vector<float> later(200);
-        playPattern(spec, 48000, 5000, later.data(), 100);
+        playPattern(drawn, 48000, 5000, later.data(), 100);
         EXPECT_TRUE(std::equal(later.begin(), later.end(), sound.begin() + 10000)) << name;
     }
 }

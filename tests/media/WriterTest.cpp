@@ -35,10 +35,10 @@ std::string probeValue(const std::string& path, const std::string& stream, const
     return out;
 }
 
-MediaErrorCode openingFails(const std::string& spec, WriterSettings settings = smallMovie()) {
-    const std::string named = spec.starts_with("md5:") ? spec.substr(4) : spec;
-    const MediaErrorCode checked = failureOf([&] { Writer::check(spec, settings); }, named);
-    EXPECT_EQ(failureOf([&] { Writer::open(spec, settings); }, named), checked);
+MediaErrorCode openingFails(const std::string& output, WriterSettings settings = smallMovie()) {
+    const std::string named = output.starts_with("md5:") ? output.substr(4) : output;
+    const MediaErrorCode checked = failureOf([&] { Writer::check(output, settings); }, named);
+    EXPECT_EQ(failureOf([&] { Writer::open(output, settings); }, named), checked);
     return checked;
 }
 
