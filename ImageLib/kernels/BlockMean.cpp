@@ -4,10 +4,16 @@
 
 namespace tumblewash {
 
-void addBlockRunsScalar(const unsigned char* row, const BlockRun* runs, int runCount, std::uint32_t* sums) {
+void addToColumnsScalar(const unsigned char* row, int bytes, std::uint16_t* columns) {
+    for (int i = 0; i < bytes; ++i) {
+        columns[i] = static_cast<std::uint16_t>(columns[i] + row[i]);
+    }
+}
+
+void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums) {
     for (int r = 0; r < runCount; ++r) {
-        const unsigned char* at = row + static_cast<std::ptrdiff_t>(runs[r].first) * 4;
-        const unsigned char* end = at + static_cast<std::ptrdiff_t>(runs[r].count) * 4;
+        const std::uint16_t* at = columns + static_cast<std::ptrdiff_t>(runs[r].first) * 4;
+        const std::uint16_t* end = at + static_cast<std::ptrdiff_t>(runs[r].count) * 4;
         std::uint32_t red = 0;
         std::uint32_t green = 0;
         std::uint32_t blue = 0;

@@ -1,6 +1,6 @@
-// BlockMean: sums of packed pixels over runs of columns, the inner work of a reduction by block averages.
-// One frame row at a time, added to sums of whole numbers: exact in any order.
-// It neither divides nor knows which columns a block samples; SamplePixRect does both.
+// BlockMean: sums of packed pixels over blocks, the inner work of a reduction by block averages.
+// Rows are added to sums of each column first, and columns to blocks once for many rows: whole numbers, exact
+// in any order. It neither divides nor knows which rows and columns a block samples; SamplePixRect does both.
 #pragma once
 
 #include <cstdint>
@@ -14,13 +14,17 @@ struct BlockRun {
     int block;
 };
 
-/// Adds red, green and blue of each run's pixels to sums[3 * block], sums[3 * block + 1] and sums[3 * block +
-/// 2]. `row` holds four bytes a pixel, alpha first; the caller sees to it that no sum passes 2^32 - 1.
-void addBlockRunsScalar(const unsigned char* row, const BlockRun* runs, int runCount, std::uint32_t* sums);
+/// How many rows sums of 16 bits hold.
+constexpr int mostRowsInColumns = 257;
 
-/// The version in use.
-inline void addBlockRuns(const unsigned char* row, const BlockRun* runs, int runCount, std::uint32_t* sums) {
-    addBlockRunsScalar(row, runs, runCount, sums);
-}
+/// columns[i] += row[i] for `bytes` bytes, modulo 2^16.
+void addToColumnsScalar(const unsigned char* row, int bytes, std::uint16_t* columns);
+
+/// The version in use: the same sums, with the vectors of the machine it runs on.
+void addToColumns(const unsigned char* row, int bytes, std::uint16_t* columns);
+
+/// Adds red, green and blue of each run's columns to sums[3 * block], sums[3 * block + 1] and sums[3 * block
+/// + 2]. `columns` holds four sums a column, alpha first; the caller sees to it that no sum passes 2^32 - 1.
+void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums);
 
 }  // namespace tumblewash

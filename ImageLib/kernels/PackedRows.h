@@ -39,6 +39,22 @@ inline void mapColoursRow(std::uint8_t* dst, std::size_t pixels, const std::uint
     }
 }
 
+/// Sum of the pixels' luminances, each (30 red + 59 green + 11 blue) / 100 in whole numbers.
+inline std::uint64_t sumLuminanceRow(const std::uint8_t* row, std::size_t pixels) {
+    constexpr std::size_t chunk = std::size_t{1} << 20;  // 255 x chunk stays inside 32 bits
+    std::uint64_t total = 0;
+    while (pixels > 0) {
+        const std::size_t n = pixels < chunk ? pixels : chunk;
+        std::uint32_t sum = 0;
+        for (std::size_t i = 0; i < n; ++i, row += 4) {
+            sum += (30U * row[1] + 59U * row[2] + 11U * row[3]) / 100U;
+        }
+        total += sum;
+        pixels -= n;
+    }
+    return total;
+}
+
 /// Sum of |a - b| over the red, green and blue bytes of `pixels` pixel pairs; alpha takes no part.
 inline std::uint64_t sumColourDifferencesRow(const std::uint8_t* a, const std::uint8_t* b,
                                              std::size_t pixels) {

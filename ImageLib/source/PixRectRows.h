@@ -77,12 +77,25 @@ class PixelRows {
     T* at(int x, int y) const { return rast_[y - dy_] + (x - dx_); }
 
   private:
+    // Where an object is exactly of a class, its own address is that class's: far cheaper than a search
+    // through the bases, which small rectangles would feel.
+    template <class Exact>
+    static const Exact* exactly(const PixRect<T>* p) {
+        return typeid(*p) == typeid(Exact) ? static_cast<const Exact*>(dynamic_cast<const void*>(p))
+                                           : nullptr;
+    }
+
+    static const PixRectRW<T>* storingIn(const PixRect<T>* p) {
+        const auto* plain = exactly<PixRectRW<T>>(p);
+        return plain != nullptr ? plain : dynamic_cast<const PixRectRW<T>*>(p);
+    }
+
     void resolve(const PixRect<T>& rect) {
         const PixRect<T>* p = &rect;
         for (;;) {
-            const std::type_info& kind = typeid(*p);
-            if (kind != typeid(PixRectRef<T>) && kind != typeid(PixRectRWRef<T>)) break;
-            const auto* view = dynamic_cast<const PixRectRef<T>*>(p);
+            const PixRectRef<T>* view = exactly<PixRectRWRef<T>>(p);
+            if (view == nullptr) view = exactly<PixRectRef<T>>(p);
+            if (view == nullptr) break;
             dx_ += view->sx;
             dy_ += view->sy;
             p = view->src();
@@ -92,7 +105,7 @@ class PixelRows {
             }
             tested_ = tested_.clipped(shifted(boundsOf(*p)));
         }
-        const auto* storing = dynamic_cast<const PixRectRW<T>*>(p);
+        const PixRectRW<T>* storing = storingIn(p);
         if (storing == nullptr) return;
         rast_ = storing->rasters();
         reach_ = shifted(boundsOf(*storing));

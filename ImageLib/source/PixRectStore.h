@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 
+#include "ImageLib/kernels/PackedRows.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
 
@@ -75,6 +76,20 @@ SIerrorcode PixRectBase<T>::centreorigin() {
 
 template <class T>
 double PixRectBase<T>::totalLum() const {
+    if constexpr (std::is_same_v<T, ARGBVal>) {
+        if (const auto* rect = dynamic_cast<const PixRect<T>*>(this)) {
+            const tumblewash::PixelRows<T> rows(*rect);
+            const tumblewash::Region all = tumblewash::boundsOf(*this);
+            if (rows.found() && !all.empty() && rows.reach().covers(all)) {
+                std::uint64_t total = 0;
+                for (int y = all.ly; y <= all.hy; ++y)
+                    total +=
+                        tumblewash::sumLuminanceRow(reinterpret_cast<const std::uint8_t*>(rows.at(all.lx, y)),
+                                                    static_cast<std::size_t>(width()));
+                return static_cast<double>(total);
+            }
+        }
+    }
     double sum = 0.0;
     tumblewash::forEachValue(
         *this, [&sum](int, int, const T& p) { sum += static_cast<double>(SILuminanceOfPixel(p)); });

@@ -145,14 +145,25 @@ bool meansOfRows(const PixRectRW<ARGBVal>& src, float scaleX, float scaleY, PixR
         return false;
     }
     std::vector<std::uint32_t> sums(counts.size() * 3);
+    const int bytes = src.width() * 4;
+    std::vector<std::uint16_t> columns(static_cast<std::size_t>(bytes));
+    int rowsInColumns = 0;
+    const auto settleColumns = [&] {
+        tumblewash::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), sums.data());
+        columns.assign(columns.size(), 0);
+        rowsInColumns = 0;
+    };
     for (int y = dest.ly(); y <= dest.hy(); ++y) {
         sums.assign(sums.size(), 0);
         const std::vector<int> rows = sampleCoordinates(y, dest.ly(), scaleY, src.ly(), src.hy());
         for (const int row : rows) {
             const ARGBVal* first = &src.pixrefNB(src.lx(), row);
-            tumblewash::addBlockRuns(reinterpret_cast<const unsigned char*>(first), runs.data(),
-                                     static_cast<int>(runs.size()), sums.data());
+            tumblewash::addToColumns(reinterpret_cast<const unsigned char*>(first), bytes, columns.data());
+            if (++rowsInColumns == tumblewash::mostRowsInColumns) {
+                settleColumns();
+            }
         }
+        settleColumns();
         for (std::size_t i = 0; i < counts.size(); ++i) {
             const double factor = 1.0 / static_cast<double>(counts[i] * static_cast<int>(rows.size()));
             dest.pixrefNB(dest.lx() + static_cast<int>(i), y) = converted<D>(

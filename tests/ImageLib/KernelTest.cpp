@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ImageLib/kernels/BilinearRow.h"
+#include "ImageLib/kernels/BlockMean.h"
 #include "ImageLib/kernels/FieldRow.h"
 #include "ImageLib/kernels/WarpRow.h"
 #include "tests/ImageLib/EveryTarget.h"
@@ -208,6 +209,29 @@ TEST(KernelTest, LongRowsOfScatteredFetchesAreMappedToTheEnd) {
         EXPECT_EQ(even, gotEven);
         EXPECT_EQ(odd, gotOdd);
     });
+}
+
+// --- sums of columns
+
+TEST(KernelTest, ColumnSumsAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int bytes = 1; bytes <= 4 * 67; ++bytes) {
+            std::vector<std::uint16_t> expected(static_cast<std::size_t>(bytes) + 8, 7), got = expected;
+            for (int row = 0; row < 3; ++row) {
+                const std::vector<unsigned char> pixels = noise(static_cast<std::size_t>(bytes), random);
+                addToColumnsScalar(pixels.data(), bytes, expected.data());
+                addToColumns(pixels.data(), bytes, got.data());
+            }
+            ASSERT_EQ(expected, got) << bytes;
+        }
+    });
+}
+
+TEST(KernelTest, ColumnsHoldAsManyRowsOfWhiteAsTheySay) {
+    const std::vector<unsigned char> white(8, 255);
+    std::vector<std::uint16_t> columns(8, 0);
+    for (int row = 0; row < mostRowsInColumns; ++row) addToColumns(white.data(), 8, columns.data());
+    EXPECT_EQ(columns, std::vector<std::uint16_t>(8, 65535));
 }
 
 // --- bilinear rows
