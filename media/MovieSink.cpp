@@ -50,12 +50,14 @@ constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Pr
 // More encoder threads cost memory and gain little beside the decoding and rendering threads.
 constexpr int kMaxThreads = 8;
 
-// From this many pixels on every picture the H.264 encoder holds back costs ten megabytes and more: there it
-// keeps fewer. Memory counts for more here than the last percent of file size.
+// From this many pixels on every picture an encoder holds back costs five megabytes and more: there it keeps
+// fewer. Memory counts for more here than the last percent of file size.
 constexpr int64_t kLargePicture = 1'500'000;
 constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none:sliced-threads=1";
 constexpr const char* kUsualParameters = "sync-lookahead=0";
 constexpr int kUsualLookahead = 20;
+constexpr int kUsualLag = 12;
+constexpr int kLargeLag = 4;
 
 const Container& containerOf(const std::string& output) {
     for (const Container& container : kContainers)
@@ -202,16 +204,16 @@ void MovieSink::openVideo() {
     const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
     const Preset& preset = presetOf(output_, settings_.preset);
     av_opt_set_int(codec.priv_data, "crf", crf, 0);
+    const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
     if (webm) {
         codec.bit_rate = 0;
         codec.gop_size = static_cast<int>(std::lround(5 * settings_.rate.value()));
         av_opt_set(codec.priv_data, "deadline", "good", 0);
         av_opt_set_int(codec.priv_data, "cpu-used", preset.cpuUsed, 0);
         av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
-        av_opt_set_int(codec.priv_data, "lag-in-frames", 12, 0);
+        av_opt_set_int(codec.priv_data, "lag-in-frames", large ? kLargeLag : kUsualLag, 0);
     } else {
         av_opt_set(codec.priv_data, "preset", preset.name, 0);
-        const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
         if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
         std::string parameters = large ? kLargeParameters : kUsualParameters;
         if (settings_.fields != FieldOrder::progressive) {
