@@ -82,7 +82,7 @@ TEST_P(RealClipsTest, SeekingFindsWhatWalkingFinds) {
     Reader walker = Reader::open(GetParam(), settings);
     const std::vector<std::string> all = allPictures(walker);
     Reader seeker = Reader::open(GetParam(), settings);
-    for (const size_t part : {7, 2, 5, 9, 0, 6}) {
+    for (const size_t part : {size_t{7}, size_t{2}, size_t{5}, size_t{9}, size_t{0}, size_t{6}}) {
         const size_t index = all.size() * part / 10;
         seeker.seek(static_cast<int64_t>(index));
         EXPECT_EQ(bytesOf(seeker.readPicture()), all[index]) << index << " of " << all.size();
