@@ -64,13 +64,14 @@ class TestWorld {
 
 /// Paints a picture that differs in every pixel and every frame number, alpha 255.
 inline void paintTestPicture(int frame, TestWorld& world) {
+    const auto number = static_cast<unsigned>(frame);  // frame numbers reach the ends of their range
     for (int y = 0; y < world.height(); ++y) {
         for (int x = 0; x < world.width(); ++x) {
             std::uint8_t* p = world.pixel(x, y);
             p[0] = 255;
-            p[1] = static_cast<std::uint8_t>(x * 5 + frame * 17);
-            p[2] = static_cast<std::uint8_t>(y * 7 + frame * 29);
-            p[3] = static_cast<std::uint8_t>(x * 3 + y * 11 + frame * 41);
+            p[1] = static_cast<std::uint8_t>(static_cast<unsigned>(x * 5) + number * 17);
+            p[2] = static_cast<std::uint8_t>(static_cast<unsigned>(y * 7) + number * 29);
+            p[3] = static_cast<std::uint8_t>(static_cast<unsigned>(x * 3 + y * 11) + number * 41);
         }
     }
 }
