@@ -56,13 +56,17 @@ configure_once() {
     printf '%s' "$*" >"$dir/.configured"
 }
 
-# build_quietly DIR TARGET...: one line when there is work, the compiler's words only when it fails.
+# build_quietly DIR TARGET...: one line when there is work of more than a few seconds, the compiler's words only when it fails.
 build_quietly() {
     local dir=$1 log=$1/build.log
     shift
-    if ninja -C "$dir" -n "$@" 2>/dev/null | grep -q 'no work to do'; then return 0; fi
-    echo "tumblewash: building in ${dir##*/} (the first time takes a few minutes)" >&2
-    if ! cmake --build "$dir" --target "$@" >"$log" 2>&1; then
+    cmake --build "$dir" --target "$@" >"$log" 2>&1 &
+    local build=$! tenths=0
+    while kill -0 "$build" 2>/dev/null && [ $tenths -lt 30 ]; do sleep 0.1; tenths=$((tenths + 1)); done
+    if kill -0 "$build" 2>/dev/null; then
+        echo "tumblewash: building in ${dir##*/} (the first time takes a few minutes)" >&2
+    fi
+    if ! wait "$build"; then
         grep -E -A12 'FAILED|error:' "$log" | head -n 80 >&2
         echo "tumblewash: the build failed; the whole log is $log" >&2
         return 1
