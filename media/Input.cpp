@@ -187,6 +187,9 @@ void StreamDecoder::feed() {
             continue;
         }
         ++packets_;
+        const bool skim =
+            skimmed_ != AV_NOPTS_VALUE && packet_->pts != AV_NOPTS_VALUE && packet_->pts < skimmed_;
+        codec_->skip_frame = skim ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
         const int sent = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
         if (sent == AVERROR(ENOMEM)) throw std::bad_alloc();
@@ -213,6 +216,11 @@ FramePtr StreamDecoder::next() {
         if (draining_) return nullptr;
         feed();
     }
+}
+
+void StreamDecoder::skimUntil(int64_t timestamp) noexcept {
+    skimmed_ = timestamp;
+    codec_->skip_loop_filter = AVDISCARD_ALL;
 }
 
 bool StreamDecoder::seek(int64_t timestamp) {

@@ -51,9 +51,12 @@ constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Pr
 constexpr int kMaxThreads = 8;
 
 // From this many pixels on every picture an encoder holds back costs five megabytes and more: there it keeps
-// fewer. Memory counts for more here than the last percent of file size.
+// fewer. Memory counts for more here than the last percent of file size. Threads that work on pictures of
+// their own are quickest, but each holds some; from the fourth thread on all of them share one picture.
 constexpr int64_t kLargePicture = 1'500'000;
-constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none:sliced-threads=1";
+constexpr int kPictureThreads = 3;
+constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none";
+constexpr const char* kSlicedThreads = ":sliced-threads=1";
 constexpr const char* kUsualParameters = "sync-lookahead=0";
 constexpr int kUsualLookahead = 20;
 constexpr int kUsualLag = 12;
@@ -216,6 +219,7 @@ void MovieSink::openVideo() {
         av_opt_set(codec.priv_data, "preset", preset.name, 0);
         if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
         std::string parameters = large ? kLargeParameters : kUsualParameters;
+        if (large && codec.thread_count > kPictureThreads) parameters += kSlicedThreads;
         if (settings_.fields != FieldOrder::progressive) {
             const bool top = settings_.fields == FieldOrder::topFirst;
             codec.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;

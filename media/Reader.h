@@ -58,9 +58,9 @@ class Reader {
     /// Line order of the pictures delivered: progressive once they were scaled, turned or deinterlaced.
     FieldOrder fields() const noexcept;
 
-    /// How many pictures `readPicture` gives from the start. Found by reading the file's packets once and
-    /// decoding its last group of pictures. Only a clip that turns out broken later on can give fewer;
-    /// `warnings` then says so.
+    /// How many pictures `readPicture` gives from the start. Found by reading the file's packets once and,
+    /// where they leave doubt, decoding its last group of pictures. Only a clip that turns out broken later
+    /// on can give fewer; `warnings` then says so.
     int64_t frameCount() const noexcept;
     /// Index of the picture that `readPicture` gives next.
     int64_t position() const noexcept;

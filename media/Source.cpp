@@ -10,6 +10,9 @@ namespace {
 // A step longer than this between two pictures is a broken clock, not a long picture.
 constexpr double kMaxStepSeconds = 60;
 
+// The pictures of this last stretch are decoded in full to find the end of a clip.
+constexpr double kDecisiveSeconds = 1;
+
 int64_t frameTicks(const ProbeDetail& facts) {
     if (!facts.info.rate) return 1;
     return std::max<int64_t>(1, av_rescale_q(1, av_inv_q(asAv(facts.info.rate)), facts.timeBase));
@@ -18,6 +21,14 @@ int64_t frameTicks(const ProbeDetail& facts) {
 int64_t maxStep(const ProbeDetail& facts) {
     return static_cast<int64_t>(
         std::max(kMaxStepSeconds / av_q2d(facts.timeBase), 4.0 * static_cast<double>(frameTicks(facts))));
+}
+
+/// The length of a picture that claims `claimed`. The last picture of a stream often claims half a length or
+/// a stray one; near the rate, the rate is right.
+int64_t pictureTicks(const ProbeDetail& facts, int64_t claimed) {
+    const int64_t usual = frameTicks(facts);
+    const bool usable = claimed > usual + usual * 6 / 10 && claimed <= maxStep(facts);
+    return usable ? claimed : usual;
 }
 
 class FileSource final : public StreamSource {
@@ -42,6 +53,9 @@ class FileSource final : public StreamSource {
     AVRational timeBase() const override { return facts_.timeBase; }
     int64_t damaged() const override { return decoder_.damaged(); }
 
+    /// Pictures well before `pts` matter only as far as others are made from them, and none is looked at.
+    void skimUntil(int64_t pts) { decoder_.skimUntil(pts + facts_.firstPts); }
+
     bool seek(int64_t pts) override {
         if (!decoder_.seek(pts + facts_.firstPts)) return false;
         started_ = false;
@@ -55,14 +69,8 @@ class FileSource final : public StreamSource {
         return file;
     }
 
-    /// The last picture of a stream often claims half a length or a stray one; near the rate, the rate is
-    /// right.
     int64_t durationOf(const AVFrame& frame) const {
-        const int64_t usual = frameTicks(facts_);
-        const int64_t claimed = frame.pkt_duration;
-        const bool usable =
-            claimed > usual + usual * 6 / 10 && claimed <= maxStep(facts_) && frame.repeat_pict == 0;
-        return usable ? claimed : usual;
+        return pictureTicks(facts_, frame.repeat_pict == 0 ? frame.pkt_duration : 0);
     }
 
     int64_t place(int64_t stamp) {
@@ -117,7 +125,10 @@ class PatternSource final : public StreamSource {
 struct PacketScan {
     int64_t packets = 0;
     int64_t lastKey = AV_NOPTS_VALUE;  ///< time of the last key picture
+    int64_t latest = AV_NOPTS_VALUE;   ///< greatest time of a picture
+    int64_t latestDuration = 0;        ///< what that picture claims to last
     bool regular = true;
+    bool sound = true;      ///< no packet is marked as damaged or as not to be shown
     double endSeconds = 0;  ///< end of the longest stream, from the file's start time
 };
 
@@ -143,6 +154,11 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
             else if (lastDts != AV_NOPTS_VALUE && (packet->dts < lastDts || packet->dts - lastDts > limit))
                 out.regular = false;
             if (packet->dts != AV_NOPTS_VALUE) lastDts = packet->dts;
+            if (packet->pts != AV_NOPTS_VALUE && packet->pts > out.latest) {
+                out.latest = packet->pts;
+                out.latestDuration = packet->duration;
+            }
+            if ((packet->flags & (AV_PKT_FLAG_CORRUPT | AV_PKT_FLAG_DISCARD)) != 0) out.sound = false;
             if ((packet->flags & AV_PKT_FLAG_KEY) != 0 && packet->pts != AV_NOPTS_VALUE)
                 out.lastKey = packet->pts;
         }
@@ -150,6 +166,33 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     }
     throwIfRaised(file.cancel(), file.path());
     return out;
+}
+
+/// True when the packets alone tell where the pictures end: each is one picture of a codec without hidden
+/// ones, and they follow one another at the clip's rate.
+bool packetsArePictures(const PacketScan& scan, const ProbeDetail& facts, const AVStream& stream) {
+    switch (stream.codecpar->codec_id) {
+        case AV_CODEC_ID_H264:
+        case AV_CODEC_ID_HEVC:
+        case AV_CODEC_ID_MJPEG:
+        case AV_CODEC_ID_PRORES:
+        case AV_CODEC_ID_DNXHD:
+        case AV_CODEC_ID_DVVIDEO:
+            break;
+        default:
+            return false;
+    }
+    if (!scan.regular || !scan.sound || !facts.info.rate || scan.lastKey == AV_NOPTS_VALUE) return false;
+    const int64_t steps =
+        av_rescale_q(scan.latest - facts.firstPts, facts.timeBase, av_inv_q(asAv(facts.info.rate)));
+    return steps + 1 == scan.packets;
+}
+
+/// Only the last pictures decide where a clip ends: everything before them is decoded as roughly as it goes.
+void skimTo(FileSource& source, const PacketScan& scan, const ProbeDetail& facts) {
+    if (!scan.regular || scan.latest == AV_NOPTS_VALUE) return;
+    const auto decisive = static_cast<int64_t>(kDecisiveSeconds / av_q2d(facts.timeBase));
+    source.skimUntil(scan.latest - facts.firstPts - decisive);
 }
 
 /// Decodes from `source`'s position to the end. False when there was nothing.
@@ -229,9 +272,15 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         InputFile file(facts.info.path, cancel);
         scan = scanPackets(file, facts);
         extent.warning = missingPart(file, facts, scan);
+        extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
+        if (packetsArePictures(scan, facts, *file.context().streams[facts.videoStream])) {
+            extent.lastPts = scan.latest - facts.firstPts;
+            extent.lastDuration = pictureTicks(facts, scan.latestDuration);
+            return extent;
+        }
     }
-    extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
     FileSource source(facts, threads, cancel);
+    skimTo(source, scan, facts);
     const int64_t lastKey = scan.lastKey - facts.firstPts;
     // Program streams search by the times of packets and may land behind the key picture: a second try starts
     // earlier.
@@ -240,6 +289,7 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         if (extent.seekable && target > 0 && tailByKey(source, target, lastKey, extent)) return extent;
     }
     FileSource again(facts, threads, cancel);
+    skimTo(again, scan, facts);
     lastPicture(again, extent);
     return extent;
 }

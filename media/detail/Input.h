@@ -64,6 +64,9 @@ class StreamDecoder {
     int64_t damaged() const noexcept { return damaged_; }
     /// Gives up after this many packets without a single frame; 0: never.
     void setPatience(int64_t packets) noexcept { patience_ = packets; }
+    /// For telling times only: pictures before `timestamp` (stream units) that no other is made from may be
+    /// left out, and pixels are rough from here on.
+    void skimUntil(int64_t timestamp) noexcept;
 
   private:
     void feed();
@@ -76,6 +79,7 @@ class StreamDecoder {
     int64_t frames_ = 0;
     int64_t packets_ = 0;
     int64_t patience_ = 0;
+    int64_t skimmed_ = AV_NOPTS_VALUE;
     int drainErrors_ = 0;
     bool draining_ = false;
 };

@@ -40,8 +40,9 @@ struct Extent {
     std::string warning;  ///< what the container promises and the file does not hold; empty when whole
 };
 
-/// Reads all packets of the file once, then decodes its last group of pictures; decodes everything when the
-/// times are irregular or the file cannot seek. Throws MediaError (cancelled).
+/// Reads all packets of the file once. Where they alone do not tell the end, decodes the last group of
+/// pictures, and everything when the times are irregular or the file cannot seek. Throws MediaError
+/// (cancelled).
 Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel);
 
 }  // namespace tumblewash
