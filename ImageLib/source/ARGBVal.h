@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "ImageLib/kernels/PixelBytes.h"
 #include "ImageLib/source/Pixel.h"
 
 namespace tumblewash {
@@ -19,11 +20,6 @@ template <class T>
 constexpr unsigned char wrappedsum(unsigned char c, T v) {
     const int sum = SIChannelCast<int>(static_cast<float>(c) + static_cast<float>(v));
     return static_cast<unsigned char>(sum & 0xFF);
-}
-
-/// (c p + s) / (p + 1) in single precision, held to a byte. p weighs the existing channel c.
-constexpr unsigned char proportion(unsigned char c, unsigned char s, float p) {
-    return SIChannelCast<unsigned char>((static_cast<float>(c) * p + static_cast<float>(s)) / (p + 1.0f));
 }
 
 /// (a + b) / 2, truncating.
@@ -170,14 +166,10 @@ struct ARGBVal : public RGBPixelType {
     /// Draws src over this pixel by src's alpha a: (this 256 + src a) / (a + 255) per colour, so that an
     /// opaque source gives an even mix. a = 0 changes nothing; this pixel's alpha stays.
     constexpr void mixByAlphaSrc(const ARGBVal& src) {
-        const int a = src._alpha;
-        if (a == 0) return;
-        const auto mix = [a](unsigned char c, unsigned char s) {
-            return static_cast<unsigned char>(((c * 256 + s * a) / (a + 255)) & 0xFF);
-        };
-        _red = mix(_red, src._red);
-        _green = mix(_green, src._green);
-        _blue = mix(_blue, src._blue);
+        if (src._alpha == 0) return;
+        _red = tumblewash::mixedByAlpha(_red, src._red, src._alpha);
+        _green = tumblewash::mixedByAlpha(_green, src._green, src._alpha);
+        _blue = tumblewash::mixedByAlpha(_blue, src._blue, src._alpha);
     }
 
     /// Prints "ARGBVal a,r,g,b" through `siprintf`.

@@ -1,11 +1,12 @@
 // PixRectArith: the bodies of PixRectRW's whole-rectangle arithmetic and blending members.
 // It is the tail of PixRect.h and is included only from there.
 // Not here: copyfrom and the two measures (PixRectStore.h), and the byte loops themselves
-// (kernels/PackedRows.h).
+// (kernels/PackedRows.h, kernels/BlendRow.h).
 #pragma once
 
 #include <cstdlib>
 
+#include "ImageLib/kernels/BlendRow.h"
 #include "ImageLib/kernels/PackedRows.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
@@ -195,7 +196,11 @@ template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwith(const PixRect<U>& src, float p) {
     return tumblewash::forEachRowPair(*this, src, [p](T* mine, const U* s, int n, tumblewash::RunPlace) {
-        for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+            tumblewash::blendInProportionRow(tumblewash::bytesof(mine), tumblewash::bytesof(s),
+                                             static_cast<std::size_t>(n), p);
+        else
+            for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
     });
 }
 
@@ -204,7 +209,11 @@ template <class U>
 SIerrorcode PixRectRW<T>::blendwithalpha(const PixRect<U>& src, sialphamethod m) {
     return tumblewash::forEachRowPair(*this, src, [m](T* mine, const U* s, int n, tumblewash::RunPlace) {
         if (m != 0) return;
-        for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+            tumblewash::blendByAlphaRow(tumblewash::bytesof(mine), tumblewash::bytesof(s),
+                                        static_cast<std::size_t>(n));
+        else
+            for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
     });
 }
 

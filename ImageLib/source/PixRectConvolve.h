@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "ImageLib/kernels/ConvolveRow.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
 
@@ -58,60 +59,43 @@ class KernelTaps {
     std::array<float, 25> weights_;
 };
 
-/// The same over packed pixels: every weighed byte is truncated and keeps its low eight bits BEFORE it is
-/// summed, so each weight is a table of 256 bytes, and the sums are whole numbers that single precision holds
-/// exactly.
-template <class T>
-class PackedKernelTaps {
-  public:
-    /// Takes the weights in the order they are applied.
-    explicit PackedKernelTaps(const float (&kernel)[5][5]) {
-        for (std::size_t i = 0; i < 5; ++i) {
-            for (std::size_t j = 0; j < 5; ++j) {
-                std::array<std::uint8_t, 256>& table = tables_[i * 5 + j];
-                used_[i * 5 + j] = kernel[i][j] != 0.0f;
-                for (std::size_t c = 0; c < 256; ++c) {
-                    const double product = static_cast<double>(c) * static_cast<double>(kernel[i][j]);
-                    table[c] = static_cast<std::uint8_t>(SIChannelCast<int>(product));
-                }
-            }
-        }
-    }
-
-    /// The sum of the weighted neighbourhood of column x in five rows.
-    RGBPixel<float> sum(const T* const (&rows)[5], int x) const {
-        int red = 0, green = 0, blue = 0;
-        for (int i = 0; i < 5; ++i) {
-            for (int j = 0; j < 5; ++j) {
-                const std::size_t tap = static_cast<std::size_t>(i * 5 + j);
-                if (!used_[tap]) continue;
-                const T& p = rows[j][x - 2 + i];
-                red += tables_[tap][p._red];
-                green += tables_[tap][p._green];
-                blue += tables_[tap][p._blue];
-            }
-        }
-        return RGBPixel<float>(static_cast<float>(red), static_cast<float>(green), static_cast<float>(blue));
-    }
-
-  private:
-    std::array<std::array<std::uint8_t, 256>, 25> tables_;
-    std::array<bool, 25> used_;
-};
-
-/// Filters the part of `to` that lies 3 or more pixels inside its bounds; `from` holds rows for all of them.
-template <class Taps, class T>
-void filterInterior(PixRectRW<T>& to, const PixelRows<T>& from, const Taps& taps, float normal) {
+/// Calls row(the five rows around the centre's, from the left edge of its neighbourhood, where the result
+/// goes, how many pixels) for every row 3 or more pixels inside `to`; `from` holds rows for all of them.
+template <class T, class RowOp>
+void eachInteriorRow(PixRectRW<T>& to, const PixelRows<T>& from, RowOp row) {
     for (int y = to.ly() + 3; y <= to.hy() - 3; ++y) {
         const T* rows[5];
-        for (int j = 0; j < 5; ++j) rows[j] = from.at(to.lx(), y - 2 + j);
-        T* out = to.rasters()[y] + to.lx();
-        for (int x = 3; x <= to.width() - 4; ++x) {
-            RGBPixel<float> sum = taps.sum(rows, x);
+        for (int j = 0; j < 5; ++j) rows[j] = from.at(to.lx() + 1, y - 2 + j);
+        row(rows, to.rasters()[y] + to.lx() + 3, to.width() - 6);
+    }
+}
+
+/// Filters polymorphic pixels, one by one.
+template <class T>
+void filterInterior(PixRectRW<T>& to, const PixelRows<T>& from, const float (&kernel)[5][5], float normal) {
+    const KernelTaps<T> taps(kernel);
+    eachInteriorRow(to, from, [&](const T* const(&rows)[5], T* out, int pixels) {
+        for (int x = 0; x < pixels; ++x) {
+            RGBPixel<float> sum = taps.sum(rows, x + 2);
             sum *= static_cast<double>(normal);
             settle(out[x], sum);
         }
-    }
+    });
+}
+
+/// Filters packed pixels, row by row. A cached grey level is renewed.
+template <class T>
+void filterPackedInterior(PixRectRW<T>& to, const PixelRows<T>& from, const float (&kernel)[5][5],
+                          float normal) {
+    constexpr bool cached = std::is_same_v<T, RGBGrVal>;
+    const ConvolveWeights weights(kernel, normal);
+    eachInteriorRow(to, from, [&weights](const T* const(&rows)[5], T* out, int pixels) {
+        const unsigned char* bytes[5];
+        for (int j = 0; j < 5; ++j) bytes[j] = reinterpret_cast<const unsigned char*>(rows[j]);
+        convolveRow(weights, bytes, pixels, cached ? 3 : 0, reinterpret_cast<unsigned char*>(out));
+        if constexpr (cached)
+            for (int x = 0; x < pixels; ++x) out[x].set(out[x]._red, out[x]._green, out[x]._blue);
+    });
 }
 
 }  // namespace tumblewash
@@ -145,7 +129,7 @@ PixRectRW<T>::PixRectRW(const PixRectRW& src, float kernel[5][5])
     const tumblewash::PixelRows<T> rows(copy.rasters() != nullptr ? static_cast<const PixRect<T>&>(copy)
                                                                   : shown);
     if constexpr (std::is_base_of_v<SICommon, T>)
-        tumblewash::filterInterior(*this, rows, tumblewash::KernelTaps<T>(weights), 1.0f / sum);
+        tumblewash::filterInterior(*this, rows, weights, 1.0f / sum);
     else
-        tumblewash::filterInterior(*this, rows, tumblewash::PackedKernelTaps<T>(weights), 1.0f / sum);
+        tumblewash::filterPackedInterior(*this, rows, weights, 1.0f / sum);
 }
