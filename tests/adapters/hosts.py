@@ -119,11 +119,17 @@ class Bench:
 
     def melt(self, name, *words, real_time=0):
         """Renders with melt into numbered pictures without any YCbCr step; gives their file names."""
-        # The first picture number is melt's affair: only the order counts.
-        run("melt", "-silent", "-profile", self.path("profile"), *words, "-consumer",
-            "avformat:" + self.path(name + "%04d.png"), "f=image2", "vcodec=png", "pix_fmt=rgba",
-            "mlt_image_format=rgba", "an=1", f"real_time={real_time}", env=self.env)
-        return sorted(self.path(entry) for entry in os.listdir(self.folder) if entry.startswith(name))
+        # On a busy machine melt 7.12 now and then ends at once, content and without a single picture: about one of
+        # two hundred renderings of a lone PNG picture without any module of ours. Such a run says nothing.
+        for _ in range(3):
+            run("melt", "-silent", "-profile", self.path("profile"), *words, "-consumer",
+                "avformat:" + self.path(name + "%04d.png"), "f=image2", "vcodec=png", "pix_fmt=rgba",
+                "mlt_image_format=rgba", "an=1", f"real_time={real_time}", env=self.env)
+            # The first picture number is melt's affair: only the order counts.
+            files = sorted(self.path(entry) for entry in os.listdir(self.folder) if entry.startswith(name))
+            if files:
+                break
+        return files
 
     def frame(self, effect, k, n, *options):
         """The program's own frame k of n, as it lies on black."""
