@@ -118,20 +118,49 @@ void copyRows(const Clipped& c, bool shared) {
     }
 }
 
-void scaleRow(std::uint8_t* out, const std::uint8_t* in, const std::vector<int>& offsets) {
-    for (const int offset : offsets) {
-        std::memcpy(out, in + offset, 4);
-        out += 4;
+// Where a row's pixels come from, in bytes from the first pixel written and the first pixel read.
+struct Move {
+    int to;
+    int from;
+};
+
+// A scaled row as moves of four pixels and of one. A move of four may carry pixels that are not wanted; the
+// moves after it, which go on where the wanted ones end, put that right.
+struct ScalePlan {
+    std::vector<Move> fours;
+    std::vector<Move> ones;
+
+    explicit ScalePlan(const Axis& x) {
+        const int count = x.count(), column = x.source(x.first);
+        std::vector<int> offsets(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i)
+            offsets[static_cast<std::size_t>(i)] = (x.source(x.first + i) - column) * 4;
+        const auto from = [&offsets](int i) { return offsets[static_cast<std::size_t>(i)]; };
+        const int readable = from(count - 1) + 4;
+        int i = 0;
+        while (i + 4 <= count && from(i) + 16 <= readable) {
+            fours.push_back({i * 4, from(i)});
+            const int start = i++;
+            while (i < start + 4 && from(i) == fours.back().from + (i - start) * 4) ++i;
+        }
+        // Moves that carry hardly more than one pixel each are not worth their width.
+        if (static_cast<int>(fours.size()) * 3 > i * 2) {
+            fours.clear();
+            i = 0;
+        }
+        for (; i < count; ++i) ones.push_back({i * 4, from(i)});
     }
+};
+
+void scaleRow(std::uint8_t* out, const std::uint8_t* in, const ScalePlan& plan) {
+    for (const Move& move : plan.fours) std::memcpy(out + move.to, in + move.from, 16);
+    for (const Move& move : plan.ones) std::memcpy(out + move.to, in + move.from, 4);
 }
 
 void scaleRows(const Clipped& c) {
     const int column = c.x.source(c.x.first);
-    std::vector<int> offsets(static_cast<std::size_t>(c.x.count()));
-    for (int i = 0; i < c.x.count(); ++i) {
-        offsets[static_cast<std::size_t>(i)] = (c.x.source(c.x.first + i) - column) * 4;
-    }
-    const auto bytes = offsets.size() * 4;
+    const ScalePlan plan(c.x);
+    const auto bytes = static_cast<std::size_t>(c.x.count()) * 4;
     int made = -1;  // source row that the previous destination row holds
     for (int y = c.y.first; y < c.y.last; ++y) {
         std::uint8_t* out = c.target.at(c.x.first, y);
@@ -141,7 +170,7 @@ void scaleRows(const Clipped& c) {
         } else if (c.x.from == c.x.to) {
             std::memcpy(out, c.source.at(c.x.first, from), bytes);
         } else {
-            scaleRow(out, c.source.at(column, from), offsets);
+            scaleRow(out, c.source.at(column, from), plan);
         }
         made = from;
     }

@@ -74,6 +74,21 @@ TEST(CopyBitsTest, ScaledAndClippedCopiesTakeTheFlooredSourcePixel) {
     }
 }
 
+TEST(CopyBitsTest, RowsOfEveryWidthAreScaledToEveryOther) {
+    for (short wide = 1; wide <= 67; ++wide) {
+        // Maps without padding: a sanitizer hears whatever is touched outside.
+        const Rect from{0, 0, 1, wide};
+        const Picture src(from, 0, 3);
+        for (short out = 1; out <= 67; ++out) {
+            const Rect to{0, 0, 2, out};
+            Picture dst(to, 0, 4);
+            const auto want = expected(src, src.bytes, dst, from, to, replace);
+            CopyBits(&src.map, &dst.map, &from, &to, srcCopy, nullptr);
+            ASSERT_EQ(dst.bytes, want) << wide << " to " << out;
+        }
+    }
+}
+
 TEST(CopyBitsTest, UnscaledClippedCopiesKeepTheirPlace) {
     Numbers numbers(6);
     for (int round = 0; round < 2000; ++round) {
