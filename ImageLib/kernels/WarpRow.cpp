@@ -1,6 +1,10 @@
 #include "ImageLib/kernels/WarpRow.h"
 
+#include <bit>
+#include <cmath>
+
 #include "ImageLib/kernels/PixelWord.h"
+#include "ImageLib/kernels/WarpWhole.h"
 
 namespace tumblewash {
 
@@ -22,6 +26,46 @@ void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* g
         const std::int32_t fetched = ix < shape.stride ? iy * linePair + ix : zeroPixel;
         index[x] = inside ? fetched : leavePixel;
     }
+}
+
+namespace {
+
+/// The whole number below one coordinate of a fetch point, and whether it is certain.
+struct Whole {
+    std::int32_t below;
+    bool decided;
+};
+
+Whole wholeOf(const WarpEstimate& channel, float nearY, float farY, int x, int own) {
+    if (channel.upper == nullptr) {
+        const float point = channel.fixed + static_cast<float>(own);
+        const bool small = point >= 0.0F && point < static_cast<float>(farthestEstimate);
+        return {small ? static_cast<std::int32_t>(point) : -1, true};
+    }
+    const float moved = nearY * channel.upper[x] + farY * channel.lower[x];
+    const float centred = moved + (static_cast<float>(own) - 0.5F);
+    const float shifted = centred + roundToWhole;
+    const float fromMiddle = std::fabs(centred - (shifted - roundToWhole));
+    return {std::bit_cast<std::int32_t>(shifted) - std::bit_cast<std::int32_t>(roundToWhole),
+            fromMiddle < 0.5F - channel.bound};
+}
+
+}  // namespace
+
+int estimateIndexRowScalar(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green,
+                           float nearY, float farY, int y, int first, int end, std::int32_t* index,
+                           int* undecided) {
+    const std::int32_t linePair = 2 * shape.stride;
+    int count = 0;
+    for (int x = first; x < end; ++x) {
+        const Whole across = wholeOf(red, nearY, farY, x, x);
+        const Whole down = wholeOf(green, nearY, farY, x, y);
+        const bool inside = across.below >= 0 && across.below < shape.width && down.below >= 0 &&
+                            down.below < shape.fieldRows;
+        index[x] = inside ? down.below * linePair + across.below : leavePixel;
+        if (!across.decided || !down.decided) undecided[count++] = x;
+    }
+    return count;
 }
 
 void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,

@@ -1,5 +1,6 @@
 #include "ImageLib/kernels/PixelWord.h"
 #include "ImageLib/kernels/WarpRow.h"
+#include "ImageLib/kernels/WarpWhole.h"
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
@@ -10,6 +11,16 @@ void warpIndexRow(const WarpShape& shape, const float* red, const float* green, 
     warpIndexRowScalar(shape, red, green, y, first, end, index);
 }
 
+int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
+                     float farY, int y, int first, int end, std::int32_t* index, int* undecided) {
+    return estimateIndexRowScalar(shape, red, green, nearY, farY, y, first, end, index, undecided);
+}
+
+void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                        int count, unsigned char* even, unsigned char* odd) {
+    warpFetchRowScalar(shape, frame, index, count, even, odd);
+}
+
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd) {
     warpFetchRowScalar(shape, frame, index, count, even, odd);
@@ -18,6 +29,8 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
 }  // namespace tumblewash
 
 #else
+
+#include <bit>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/WarpRowVector.cpp"
@@ -41,6 +54,98 @@ HWY_BEFORE_NAMESPACE();
 namespace tumblewash::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+using Floats = hn::Vec<hn::ScalableTag<float> >;
+using Indices = hn::Vec<hn::ScalableTag<std::int32_t> >;
+
+/// How a row's coordinates are found: estimated, exact with one displacement, or exactly the columns.
+enum class Way { estimated, moved, still };
+
+/// The whole numbers below one coordinate of the fetch points of a row, and where they are certain.
+template <Way way>
+class Wholes {
+  public:
+    HWY_INLINE Wholes(const WarpEstimate& channel, float nearY, float farY)
+        : upper_(channel.upper),
+          lower_(channel.lower),
+          near_(hn::Set(d_, nearY)),
+          far_(hn::Set(d_, farY)),
+          fixed_(hn::Set(d_, channel.fixed)),
+          limit_(hn::Set(d_, 0.5F - channel.bound)),
+          round_(hn::Set(d_, roundToWhole)) {}
+
+    /// The numbers of columns x ...; `own` is the columns or the row.
+    HWY_INLINE Indices below(int x, Indices own, Floats& fromMiddle) const {
+        if constexpr (way == Way::still) return own;
+        const auto ownFloat = hn::ConvertTo(d_, own);
+        if constexpr (way == Way::moved) {
+            const auto point = hn::Add(fixed_, ownFloat);
+            const auto small = hn::And(hn::Ge(point, hn::Zero(d_)),
+                                       hn::Lt(point, hn::Set(d_, static_cast<float>(farthestEstimate))));
+            return hn::IfThenElse(hn::RebindMask(i_, small),
+                                  hn::ConvertTo(i_, hn::IfThenElseZero(small, point)), hn::Set(i_, -1));
+        }
+        const auto moved =
+            hn::Add(hn::Mul(near_, hn::LoadU(d_, upper_ + x)), hn::Mul(far_, hn::LoadU(d_, lower_ + x)));
+        const auto centred = hn::Add(moved, hn::Sub(ownFloat, hn::Set(d_, 0.5F)));
+        const auto shifted = hn::Add(centred, round_);
+        fromMiddle = hn::Abs(hn::Sub(centred, hn::Sub(shifted, round_)));
+        return hn::Sub(hn::BitCast(i_, shifted), hn::BitCast(i_, round_));
+    }
+    HWY_INLINE auto decided(Floats fromMiddle) const { return hn::Lt(fromMiddle, limit_); }
+
+  private:
+    hn::ScalableTag<float> d_;
+    hn::ScalableTag<std::int32_t> i_;
+    const float* upper_;
+    const float* lower_;
+    Floats near_, far_, fixed_, limit_, round_;
+};
+
+/// Estimates whole vectors of columns; returns the first column that is left to do.
+template <Way redWay, Way greenWay>
+HWY_INLINE int estimateVectors(const WarpShape& shape, const Wholes<redWay>& red,
+                               const Wholes<greenWay>& green, int y, int first, int end, std::int32_t* index,
+                               int* undecided, int& undecidedCount) {
+    constexpr bool redEstimated = redWay == Way::estimated, greenEstimated = greenWay == Way::estimated;
+    const hn::ScalableTag<float> d;
+    const hn::RebindToSigned<decltype(d)> di;
+    const hn::RebindToUnsigned<decltype(d)> du;
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    const auto width = hn::Set(du, static_cast<std::uint32_t>(shape.width));
+    const auto rows = hn::Set(du, static_cast<std::uint32_t>(shape.fieldRows));
+    const auto linePair = hn::Set(di, 2 * shape.stride);
+    const auto leave = hn::Set(di, leavePixel);
+    const auto row = hn::Set(di, y);
+    Floats fromMiddleX = hn::Zero(d), fromMiddleY = hn::Zero(d);
+    auto iy = green.below(first, row, fromMiddleY);
+    auto rowStart = hn::Mul(iy, linePair);
+    auto columns = hn::Iota(di, first);
+    const auto step = hn::Set(di, lanes);
+    int x = first;
+    for (; x + lanes <= end; x += lanes, columns = hn::Add(columns, step)) {
+        const auto ix = red.below(x, columns, fromMiddleX);
+        if constexpr (greenEstimated) {
+            iy = green.below(x, row, fromMiddleY);
+            rowStart = hn::Mul(iy, linePair);
+        }
+        const auto inside = hn::And(hn::Lt(hn::BitCast(du, ix), width), hn::Lt(hn::BitCast(du, iy), rows));
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(di, inside), hn::Add(rowStart, ix), leave), di, index + x);
+        if constexpr (!redEstimated && !greenEstimated) continue;
+        auto decided = redEstimated ? red.decided(fromMiddleX) : green.decided(fromMiddleY);
+        if constexpr (redEstimated && greenEstimated) decided = hn::And(decided, green.decided(fromMiddleY));
+        if (hn::AllTrue(d, decided)) continue;
+        std::uint64_t bits = 0;
+        hn::StoreMaskBits(d, hn::Not(decided), reinterpret_cast<std::uint8_t*>(&bits));
+        if constexpr (std::endian::native == std::endian::big) bits = __builtin_bswap64(bits);
+        for (; bits != 0; bits &= bits - 1) undecided[undecidedCount++] = x + std::countr_zero(bits);
+    }
+    return x;
+}
+
+#endif
 
 HWY_ATTR void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first,
                            int end, std::int32_t* index) {
@@ -78,6 +183,31 @@ HWY_ATTR void warpIndexRow(const WarpShape& shape, const float* red, const float
     warpIndexRowScalar(shape, red, green, y, x, end, index);
 }
 
+HWY_ATTR int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green,
+                              float nearY, float farY, int y, int first, int end, std::int32_t* index,
+                              int* undecided) {
+    int x = first;
+    int count = 0;
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+    const Wholes<Way::estimated> reds(red, nearY, farY), greens(green, nearY, farY);
+    const Wholes<Way::moved> oneRed(red, nearY, farY), oneGreen(green, nearY, farY);
+    const Wholes<Way::still> noRed(red, nearY, farY);
+    if (red.upper != nullptr && green.upper != nullptr) {
+        x = estimateVectors(shape, reds, greens, y, first, end, index, undecided, count);
+    } else if (red.upper != nullptr) {
+        x = estimateVectors(shape, reds, oneGreen, y, first, end, index, undecided, count);
+    } else if (green.upper != nullptr && red.fixed == 0.0F) {
+        x = estimateVectors(shape, noRed, greens, y, first, end, index, undecided, count);
+    } else if (green.upper != nullptr) {
+        x = estimateVectors(shape, oneRed, greens, y, first, end, index, undecided, count);
+    } else {
+        x = estimateVectors(shape, oneRed, oneGreen, y, first, end, index, undecided, count);
+    }
+#endif
+    return count +
+           estimateIndexRowScalar(shape, red, green, nearY, farY, y, x, end, index, undecided + count);
+}
+
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
 /// What a row of fetches needs to know about its frame.
@@ -86,6 +216,10 @@ struct Fetch {
     const unsigned char* odd;   ///< the pixel below it
     std::int32_t pastOdd;       ///< the first index without a pixel below
 };
+
+HWY_INLINE Fetch fetchOf(const WarpShape& shape, const unsigned char* frame) {
+    return {frame, frame + std::ptrdiff_t{shape.stride} * 4, (shape.height - 1) * shape.stride};
+}
 
 template <class D, class V = hn::Vec<D> >
 HWY_INLINE V mapAlpha(D d, V pixels) {
@@ -96,8 +230,6 @@ HWY_INLINE V mapAlpha(D d, V pixels) {
 
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
 
-constexpr bool permutes = true;
-
 /// A block whose indices lie within 32 neighbours is picked from two vectors of each field; false otherwise.
 HWY_INLINE bool fetchNeighbours(const Fetch& from, const std::int32_t* index, unsigned char* even,
                                 unsigned char* odd) {
@@ -105,7 +237,9 @@ HWY_INLINE bool fetchNeighbours(const Fetch& from, const std::int32_t* index, un
     const hn::RebindToUnsigned<decltype(di)> d;
     const std::int32_t lowest = index[0] < index[15] ? index[0] : index[15];
     const auto picks = hn::BitCast(d, hn::Sub(hn::LoadU(di, index), hn::Set(di, lowest)));
-    if (lowest + 32 > from.pastOdd || !hn::AllTrue(d, hn::Lt(picks, hn::Set(d, 32U)))) return false;
+    // Lanes that are left alone are no neighbours of any pixel.
+    if (lowest < 0 || lowest + 32 > from.pastOdd || !hn::AllTrue(d, hn::Lt(picks, hn::Set(d, 32U))))
+        return false;
     const auto pick = [&](const unsigned char* field) HWY_ATTR {
         const auto* first = reinterpret_cast<const std::uint32_t*>(field + std::ptrdiff_t{lowest} * 4);
         const auto low = hn::LoadU(d, first);
@@ -117,9 +251,24 @@ HWY_INLINE bool fetchNeighbours(const Fetch& from, const std::int32_t* index, un
     return true;
 }
 
-#else
+/// Fetches a block of any indices, the zero pixel and those that are left alone among them.
+HWY_INLINE void gatherBlock(const Fetch& from, const std::int32_t* index, unsigned char* even,
+                            unsigned char* odd) {
+    const hn::ScalableTag<std::int32_t> di;
+    const hn::RebindToUnsigned<decltype(di)> d;
+    const auto at = hn::LoadU(di, index);
+    const __mmask16 written = _mm512_cmpneq_epi32_mask(at.raw, _mm512_set1_epi32(leavePixel));
+    const __mmask16 read = _mm512_cmpge_epi32_mask(at.raw, _mm512_setzero_si512());
+    const auto gather = [&](const unsigned char* field, __mmask16 lanes, unsigned char* to) HWY_ATTR {
+        const hn::Vec<decltype(d)> pixels{
+            _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), lanes, at.raw, field, 4)};
+        _mm512_mask_storeu_epi32(to, written, _mm512_maskz_mov_epi32(lanes, mapAlpha(d, pixels).raw));
+    };
+    gather(from.even, read, even);
+    gather(from.odd, read & _mm512_cmplt_epi32_mask(at.raw, _mm512_set1_epi32(from.pastOdd)), odd);
+}
 
-constexpr bool permutes = false;
+#else
 
 HWY_INLINE bool fetchNeighbours(const Fetch&, const std::int32_t*, unsigned char*, unsigned char*) {
     return false;
@@ -154,22 +303,21 @@ HWY_INLINE void mapBlocks(const int* blocks, int count, unsigned char* row) {
 
 #endif
 
-// Vector gathers cost more than plain loads here. Blocks that cannot be picked from neighbours are fetched
-// pixel by pixel, and their alpha is mapped by vectors later, when the stores have reached the cache. Blocks
-// in which some column is left alone or lacks its odd row are few and go the scalar road.
-HWY_ATTR void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                           int count, unsigned char* even, unsigned char* odd) {
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-    warpFetchRowScalar(shape, frame, index, count, even, odd);
-#else
+// Blocks that cannot be picked from neighbours are fetched pixel by pixel, and their alpha is mapped by
+// vectors later, when the stores have reached the cache. Blocks in which some column is left alone or lacks
+// its odd row are few and go the scalar road.
+HWY_ATTR void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame,
+                                 const std::int32_t* index, int count, unsigned char* even,
+                                 unsigned char* odd) {
+    int x = 0;
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
     const hn::ScalableTag<std::int32_t> di;
     const int lanes = static_cast<int>(hn::Lanes(di));
     const auto leave = hn::Set(di, leavePixel);
-    const Fetch from = {frame, frame + std::ptrdiff_t{shape.stride} * 4, (shape.height - 1) * shape.stride};
+    const Fetch from = fetchOf(shape, frame);
     const auto pastOdd = hn::Set(di, from.pastOdd);
     int waiting[64];
     int waitingCount = 0;
-    int x = 0;
     for (; x + lanes <= count; x += lanes) {
         const auto to = std::ptrdiff_t{x} * 4;
         const auto i = hn::LoadU(di, index + x);
@@ -179,7 +327,7 @@ HWY_ATTR void warpFetchRow(const WarpShape& shape, const unsigned char* frame, c
             }
             continue;
         }
-        if (permutes && fetchNeighbours(from, index + x, even + to, odd + to)) continue;
+        if (fetchNeighbours(from, index + x, even + to, odd + to)) continue;
         fetchSingly(from, index + x, lanes, even + to, odd + to);
         waiting[waitingCount++] = x;
         if (waitingCount == 64) {
@@ -190,8 +338,26 @@ HWY_ATTR void warpFetchRow(const WarpShape& shape, const unsigned char* frame, c
     }
     mapBlocks(waiting, waitingCount, even);
     mapBlocks(waiting, waitingCount, odd);
+#endif
     const auto done = std::ptrdiff_t{x} * 4;
     warpFetchRowScalar(shape, frame, index + x, count - x, even + done, odd + done);
+}
+
+HWY_ATTR void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                           int count, unsigned char* even, unsigned char* odd) {
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    const Fetch from = fetchOf(shape, frame);
+    int x = 0;
+    for (; x + 16 <= count; x += 16) {
+        const auto to = std::ptrdiff_t{x} * 4;
+        if (!fetchNeighbours(from, index + x, even + to, odd + to)) {
+            gatherBlock(from, index + x, even + to, odd + to);
+        }
+    }
+    const auto done = std::ptrdiff_t{x} * 4;
+    warpFetchRowScalar(shape, frame, index + x, count - x, even + done, odd + done);
+#else
+    HWY_NAMESPACE::warpFetchRowSingly(shape, frame, index, count, even, odd);
 #endif
 }
 
@@ -202,15 +368,33 @@ HWY_AFTER_NAMESPACE();
 namespace tumblewash {
 
 HWY_EXPORT(warpIndexRow);
+HWY_EXPORT(estimateIndexRow);
 HWY_EXPORT(warpFetchRow);
+HWY_EXPORT(warpFetchRowSingly);
 
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
                   std::int32_t* index) {
     HWY_DYNAMIC_DISPATCH(warpIndexRow)(shape, red, green, y, first, end, index);
 }
 
+int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
+                     float farY, int y, int first, int end, std::int32_t* index, int* undecided) {
+    return HWY_DYNAMIC_DISPATCH(estimateIndexRow)(shape, red, green, nearY, farY, y, first, end, index,
+                                                  undecided);
+}
+
+void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                        int count, unsigned char* even, unsigned char* odd) {
+    HWY_DYNAMIC_DISPATCH(warpFetchRowSingly)(shape, frame, index, count, even, odd);
+}
+
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd) {
+#if HWY_ARCH_X86
+    // A gather of AMD's processors takes longer than as many loads.
+    static const bool slowGathers = __builtin_cpu_is("amd") != 0;
+    if (slowGathers) return warpFetchRowSingly(shape, frame, index, count, even, odd);
+#endif
     HWY_DYNAMIC_DISPATCH(warpFetchRow)(shape, frame, index, count, even, odd);
 }
 

@@ -81,6 +81,7 @@ void FieldRows::makeColumns(int columns, int lx, int hx) {
         } else {
             _runs.push_back({x, x + 1, cell.floor, cell.ceiling});
         }
+        _runOf.push_back(static_cast<std::int32_t>(_runs.size()) - 1);
     }
 }
 
@@ -93,15 +94,39 @@ void FieldRows::select(int y, int first, int end) {
         selectReduced(y);
         return;
     }
-    if (_runs.empty() || y < _ly || y > _hy) {
+    if (!coversRow(y)) {
         std::fill(_red.begin(), _red.end(), 0.0F);
         std::fill(_green.begin(), _green.end(), 0.0F);
         return;
     }
+    const FieldRun* from = nullptr;
+    const int count = runsWithin(first, end, from);
+    enlargeBetween(between(y), from, count);
+}
+
+bool FieldRows::coversColumns() const {
+    return _finite && !_runs.empty() && _runs.front().first == 0 &&
+           _runs.back().end == static_cast<int>(_red.size());
+}
+
+FieldRows::Between FieldRows::between(int y) const {
     const CellAt cell(y, _ly, _field.height(), _ys);
+    return {cell.floor, cell.ceiling, cell.fraction};
+}
+
+int FieldRows::runsWithin(int first, int end, const FieldRun*& from) const {
+    const auto touched = [](const FieldRun& run, int column) { return run.end <= column; };
+    const auto start = std::lower_bound(_runs.begin(), _runs.end(), first, touched);
+    const auto past =
+        std::find_if(start, _runs.end(), [end](const FieldRun& run) { return run.first >= end; });
+    from = _runs.data() + (start - _runs.begin());
+    return static_cast<int>(past - start);
+}
+
+void FieldRows::enlargeBetween(const Between& at, const FieldRun* runs, int runCount) {
     const auto width = static_cast<std::size_t>(_field.width());
-    const std::size_t upper = static_cast<std::size_t>(cell.floor) * width;
-    const std::size_t lower = static_cast<std::size_t>(cell.ceiling) * width;
+    const std::size_t upper = static_cast<std::size_t>(at.above) * width;
+    const std::size_t lower = static_cast<std::size_t>(at.below) * width;
     // A channel of zeros stays the zeros it was made with.
     FieldChannel channels[2];
     int count = 0;
@@ -114,12 +139,27 @@ void FieldRows::select(int y, int first, int end) {
     if (count == 0) {
         return;
     }
-    const auto touched = [](const FieldRun& run, int column) { return run.end <= column; };
-    const auto from = std::lower_bound(_runs.begin(), _runs.end(), first, touched);
-    const auto past =
-        std::find_if(from, _runs.end(), [end](const FieldRun& run) { return run.first >= end; });
-    enlargeFieldRow(&*from, static_cast<int>(past - from), {_near.data(), _far.data()}, 1.0 - cell.fraction,
-                    cell.fraction, channels, count, _runs.back().end);
+    const FieldColumns columns = {_near.data(), _far.data()};
+    if (runCount == 1 && runs->end - runs->first == 1) {
+        enlargeFieldRowScalar(runs, 1, columns, 1.0 - at.fraction, at.fraction, channels, count, runs->end);
+    } else {
+        enlargeFieldRow(runs, runCount, columns, 1.0 - at.fraction, at.fraction, channels, count,
+                        _runs.back().end);
+    }
+}
+
+void FieldRows::selectColumn(const Between& at, int x) {
+    FieldRun run = _runs[static_cast<std::size_t>(_runOf[static_cast<std::size_t>(x - _runs.front().first)])];
+    run.first = x;
+    run.end = x + 1;
+    enlargeBetween(at, &run, 1);
+}
+
+void FieldRows::enlarge(const float* cells, int first, int end, float* out) const {
+    const FieldRun* from = nullptr;
+    const int count = runsWithin(first, end, from);
+    const FieldChannel channel = {cells, cells, out};
+    enlargeFieldRow(from, count, {_near.data(), _far.data()}, 1.0, 0.0, &channel, 1, _runs.back().end);
 }
 
 // A picture less than half the size of the field in both directions: tiny, and read as the views read it.

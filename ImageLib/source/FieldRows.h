@@ -3,6 +3,7 @@
 // It never expands the field to a picture: one row of red and green at a time.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "ImageLib/kernels/FieldRow.h"
@@ -35,8 +36,34 @@ class FieldRows {
     /// Green of the current row.
     const float* green() const { return _green.data(); }
 
+    /// The two rows of cells that a picture row lies between, and how far it is from the one above.
+    struct Between {
+        int above;
+        int below;
+        double fraction;
+    };
+    /// True when every column lies between cells, and every cell is finite.
+    bool coversColumns() const;
+    /// True when row y lies between cells.
+    bool coversRow(int y) const { return !_runs.empty() && y >= _ly && y <= _hy; }
+    /// Where row y, which is covered, lies.
+    Between between(int y) const;
+    /// Red of every cell, row after row; empty where the field is averaged or has no cells.
+    const std::vector<float>& redCells() const { return _cellRed; }
+    /// Green of every cell.
+    const std::vector<float>& greenCells() const { return _cellGreen; }
+    /// Cells of a row.
+    int cellsAcross() const { return _field.width(); }
+    /// Enlarges a row of cellsAcross() numbers as a row of cells is enlarged, for columns first ... end - 1
+    /// of `out`; other columns of `out`, which holds all of them, are undefined.
+    void enlarge(const float* cells, int first, int end, float* out) const;
+    /// Makes the row at `at` the current one, as far as column x is concerned.
+    void selectColumn(const Between& at, int x);
+
   private:
     void makeColumns(int columns, int lx, int hx);
+    void enlargeBetween(const Between& at, const FieldRun* runs, int count);
+    int runsWithin(int first, int end, const FieldRun*& from) const;
     void selectReduced(int y);
 
     PixRectRW<RGBPixel<float>>& _field;
@@ -51,6 +78,7 @@ class FieldRows {
     std::vector<float> _cellRed;
     std::vector<float> _cellGreen;
     std::vector<FieldRun> _runs;
+    std::vector<std::int32_t> _runOf;
     std::vector<double> _near;
     std::vector<double> _far;
     std::vector<float> _red;

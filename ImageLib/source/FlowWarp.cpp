@@ -1,15 +1,13 @@
 #include "ImageLib/source/FlowWarp.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <limits>
-#include <vector>
 
 #include "ImageLib/kernels/WarpRow.h"
-#include "ImageLib/source/FieldRows.h"
+#include "ImageLib/source/FetchPoints.h"
 #include "ImageLib/source/LogHook.h"
 
 namespace {
@@ -18,24 +16,68 @@ namespace {
 /// the rows until their neighbours fetch from them.
 constexpr int stripWidth = 256;
 
+/// Rows that memory is asked for before they are written and, further along, before they are read.
+constexpr int rowsAhead = 2;
+constexpr int sourceRowsAhead = 4;
+
+/// Asks memory for a strip of the source, line pair by line pair, before its pixels are fetched: columns that
+/// fetch from different rows jump about in a way that no machine foresees. A hint only.
+class SourceAhead {
+  public:
+    SourceAhead(const tumblewash::WarpShape& shape, const unsigned char* src, int first, int end)
+        : shape_(shape), strip_(src + std::ptrdiff_t{first} * 4), first_(first), end_(end) {}
+
+    void follow(const std::int32_t* index) {
+        std::int32_t furthest = -1;
+        for (int x = first_; x < end_; x += 16) furthest = std::max(furthest, index[x]);
+        if (furthest < 0) return;
+        const int row = furthest / (2 * shape_.stride);
+        const int past = std::min(row + sourceRowsAhead, shape_.height / 2);
+        if (asked_ < 0) asked_ = row;
+        for (; asked_ < past; ++asked_)
+            askForLinePair(strip_ + std::ptrdiff_t{8} * shape_.stride * asked_, 0);
+    }
+    void askForLinePair(const unsigned char* at, int writing) const {
+        constexpr int cacheLine = 64;
+        const std::ptrdiff_t pitch = std::ptrdiff_t{4} * shape_.stride;
+        for (int offset = 0; offset < (end_ - first_) * 4; offset += cacheLine) {
+            if (writing != 0) {
+                __builtin_prefetch(at + offset, 1);
+                __builtin_prefetch(at + offset + pitch, 1);
+            } else {
+                __builtin_prefetch(at + offset, 0, 2);
+                __builtin_prefetch(at + offset + pitch, 0, 2);
+            }
+        }
+    }
+
+  private:
+    const tumblewash::WarpShape& shape_;
+    const unsigned char* strip_;
+    int first_;
+    int end_;
+    int asked_ = -1;
+};
+
 void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::WarpShape& shape,
               PixRectRW<RGBPixel<float>>& flow) {
     const int rows = shape.height / 2;
     const auto pitch = static_cast<std::ptrdiff_t>(shape.stride) * 4;
-    tumblewash::FieldRows field(flow, shape.stride, shape.fieldRows, shape.stride);
-    std::vector<std::int32_t> index(static_cast<std::size_t>(shape.stride));
-    // A channel of zeros is no displacement, unless an infinite strength makes no number of it.
-    const bool finite = std::isfinite(shape.strength);
-    const float* red = field.anyRed() || !finite ? field.red() : nullptr;
-    const float* green = field.anyGreen() || !finite ? field.green() : nullptr;
-    const int strip = green != nullptr ? stripWidth : shape.stride;
+    tumblewash::FetchPoints points(shape, flow);
+    const bool inStrips = points.crossesRows();
+    const int strip = inStrips ? stripWidth : shape.stride;
     for (int first = 0; first < shape.stride; first += strip) {
         const int end = std::min(first + strip, shape.stride);
+        SourceAhead ahead(shape, src, first, end);
         for (int y = 0; y < rows; ++y) {
-            field.select(y, first, end);
-            tumblewash::warpIndexRow(shape, red, green, y, first, end, index.data());
+            const std::int32_t* index = points.row(y, first, end);
+            if (index == nullptr) continue;
             unsigned char* even = dest + 2 * y * pitch + static_cast<std::ptrdiff_t>(first) * 4;
-            tumblewash::warpFetchRow(shape, src, index.data() + first, end - first, even, even + pitch);
+            if (inStrips) {
+                ahead.follow(index);
+                if (y + rowsAhead < rows) ahead.askForLinePair(even + 2 * rowsAhead * pitch, 1);
+            }
+            tumblewash::warpFetchRow(shape, src, index + first, end - first, even, even + pitch);
         }
     }
 }

@@ -1,0 +1,11 @@
+// WarpWhole: the number that makes a float addition round to a whole number, shared by the kernels of the
+// warp.
+#pragma once
+
+namespace tumblewash {
+
+/// Added to a float of less than 2^21 in magnitude, it leaves the nearest whole number in the low bits of the
+/// sum.
+constexpr float roundToWhole = 12582912.0F;
+
+}  // namespace tumblewash
