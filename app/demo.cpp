@@ -23,8 +23,8 @@ void makeDemo(const Options& given) {
     std::error_code problem;
     std::filesystem::create_directories(folder, problem);
     if (problem)
-        throw Refusal(ExitCode::BadOutput,
-                      fmt::format("{}: cannot be made: {}", folder.string(), problem.message()));
+        throw Refusal(ExitCode::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
+                                                       folder.string(), problem.message()));
     const auto file = [&](const char* name) { return (folder / name).string(); };
 
     const PixelSize size = given.size.value_or(PixelSize{720, 480});

@@ -307,7 +307,7 @@ void makeMovie(const Options& o) {
     Report report = beginReport(o, request);
     sayPlan(o, request);
     if (!o.mlt.empty()) {
-        writeTextFile(o.mlt, mltProject(o, request));
+        writeTextFile(o.mlt, mltProject(o, request), o.force);
         if (!o.quiet) say("{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
         if (o.output.empty()) return;
     }
@@ -329,7 +329,7 @@ void makeMovie(const Options& o) {
     for (const Clip& clip : request.clips)
         for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
     report.seconds = since(start);
-    if (!o.report.empty()) writeTextFile(o.report, reportJson(report));
+    if (!o.report.empty()) writeTextFile(o.report, reportJson(report), o.force);
     sayEnd(o, request, report);
 }
 

@@ -1,24 +1,14 @@
 #include "app/outputs.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 
 #include "app/errors.h"
 #include "app/signals.h"
+#include "media/Staging.h"
 
 namespace tumblewash {
 namespace {
-
-std::string folderOf(const std::string& file) {
-    const std::string folder = std::filesystem::path(file).parent_path().string();
-    return folder.empty() ? "." : folder;
-}
 
 // The name of picture `number` when `output` holds one %d or %05d; empty when it holds none.
 std::string sequenceName(const std::string& output, std::int64_t number) {
@@ -38,22 +28,6 @@ std::string sequenceName(const std::string& output, std::int64_t number) {
                                   : fmt::format("{}: is the same file as the input {}; choose another output",
                                                 output, input));
 }
-
-[[noreturn]] void failed(const std::string& file, const char* step) {
-    throw Refusal(ExitCode::RenderFailed,
-                  fmt::format("{}: cannot be {}: {}", file, step, std::strerror(errno)));
-}
-
-// Owns a file half written; removes it unless it was renamed.
-struct Beside {
-    std::string name;
-    int descriptor = -1;
-    bool kept = false;
-    ~Beside() {
-        if (descriptor >= 0) ::close(descriptor);
-        if (!kept && !name.empty()) ::unlink(name.c_str());
-    }
-};
 
 }  // namespace
 
@@ -84,30 +58,6 @@ void refuseInputAsOutput(const std::string& output, const std::vector<std::strin
     }
 }
 
-void refuseUnwritable(const std::string& file, bool force) {
-    struct stat facts {};
-    const std::string folder = folderOf(file);
-    if (::stat(folder.c_str(), &facts) != 0)
-        throw Refusal(ExitCode::BadOutput,
-                      fmt::format("{}: the folder {} does not exist; make it first", file, folder));
-    if (!S_ISDIR(facts.st_mode))
-        throw Refusal(ExitCode::BadOutput,
-                      fmt::format("{}: {} is no folder; choose another output", file, folder));
-    if (::access(folder.c_str(), W_OK | X_OK) != 0)
-        throw Refusal(
-            ExitCode::BadOutput,
-            fmt::format("{}: the folder {} cannot be written; choose another output", file, folder));
-    if (::stat(file.c_str(), &facts) != 0) return;
-    if (S_ISDIR(facts.st_mode))
-        throw Refusal(ExitCode::BadOutput, fmt::format("{}: is a folder; give a file name", file));
-    if (!S_ISREG(facts.st_mode))
-        throw Refusal(ExitCode::BadOutput,
-                      fmt::format("{}: is no regular file; choose another output", file));
-    if (!force)
-        throw Refusal(ExitCode::BadOutput,
-                      fmt::format("{}: exists already; give --force to replace it", file));
-}
-
 void failWhileWorking(const MediaError& problem) {
     if (problem.code() == MediaErrorCode::cancelled || interruptFlag().load())
         throw Refusal(ExitCode::Interrupted, "interrupted");
@@ -124,27 +74,13 @@ void writeResultPng(const std::string& file, const PictureRef& picture, PngAlpha
     }
 }
 
-void writeTextFile(const std::string& file, const std::string& text) {
-    Beside beside;
-    beside.name = fmt::format("{}.{}.part", file, ::getpid());
-    beside.descriptor = ::open(beside.name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (beside.descriptor < 0) {
-        beside.name.clear();
-        failed(file, "made");
-    }
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t wrote = ::write(beside.descriptor, text.data() + done, text.size() - done);
-        if (wrote < 0 && errno == EINTR) continue;
-        if (wrote < 0) failed(file, "written");
-        done += static_cast<std::size_t>(wrote);
-    }
-    if (::fsync(beside.descriptor) != 0) failed(file, "written");
-    if (::rename(beside.name.c_str(), file.c_str()) != 0) failed(file, "put in place");
-    beside.kept = true;
-    const int folder = ::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder >= 0) {
-        ::fsync(folder);
-        ::close(folder);
+void writeTextFile(const std::string& file, const std::string& text, bool force) {
+    try {
+        StagedFile staged(file, force);
+        staged.write(text.data(), text.size());
+        staged.commit();
+    } catch (const MediaError& problem) {
+        failWhileWorking(problem);
     }
 }
 

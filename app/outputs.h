@@ -1,5 +1,5 @@
-// What must hold before anything is decoded: the output is not one of the inputs, its folder can be
-// written, an older file may be replaced. Also text files written beside and renamed.
+// What must hold before anything is decoded: the output is not one of the inputs. Also results written in one
+// step and what their failures mean. Whether a file can be written at all is media's `checkTarget`.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +21,6 @@ std::string outputFile(const std::string& output);
 void refuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs,
                          std::int64_t pictures = 0);
 
-/// Refuses a plain file output whose folder is missing or not writable, that is a folder, or that exists
-/// without `force`. Throws Refusal (BadOutput).
-void refuseUnwritable(const std::string& file, bool force);
-
 /// Turns an error of the media room into the refusal it is once work has begun: what cannot be written then
 /// is a failure of the run, not of the request (`RenderFailed`); after a signal it is `Interrupted`. Others
 /// pass.
@@ -33,8 +29,8 @@ void refuseUnwritable(const std::string& file, bool force);
 /// `writePng` of a finished result; errors as `failWhileWorking` has them.
 void writeResultPng(const std::string& file, const PictureRef& picture, PngAlpha alpha, bool force);
 
-/// Writes `text` beside `file` and renames it into place, synced. Throws Refusal (`RenderFailed`) and leaves
-/// the old file as it was when that fails.
-void writeTextFile(const std::string& file, const std::string& text);
+/// Writes `text` beside `file` and puts it in place; an older file is replaced with `force` only. Errors as
+/// `failWhileWorking` has them; then the old file is as it was.
+void writeTextFile(const std::string& file, const std::string& text, bool force);
 
 }  // namespace tumblewash

@@ -9,6 +9,7 @@
 #include "app/errors.h"
 #include "app/outputs.h"
 #include "app/signals.h"
+#include "media/Staging.h"
 
 namespace tumblewash {
 namespace {
@@ -106,7 +107,7 @@ void checkOutputs(const Options& o) {
         refuseInputAsOutput(file, o.inputs);
     }
     for (const std::string& file : {o.report, o.mlt})
-        if (!file.empty()) refuseUnwritable(file, o.force);
+        if (!file.empty()) checkTarget(file, o.force);
     if (!o.report.empty() &&
         (o.report == o.output || o.report == o.mlt || sameFile(o.report, outputFile(o.output))))
         throw Refusal(ExitCode::BadUsage,

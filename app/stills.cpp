@@ -12,6 +12,7 @@
 #include "app/say.h"
 #include "app/signals.h"
 #include "app/stillrender.h"
+#include "media/Staging.h"
 #include "media/StillIO.h"
 
 namespace tumblewash {
@@ -42,7 +43,7 @@ void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& 
     report.transitions.push_back(t);
     for (const std::string& input : o.inputs)
         report.clips.push_back({input, "still", job.size, {}, 1, false});
-    writeTextFile(o.report, reportJson(report));
+    writeTextFile(o.report, reportJson(report), o.force);
 }
 
 }  // namespace
@@ -52,10 +53,10 @@ void checkPictureOutput(const Options& o) {
         throw Refusal(ExitCode::BadUsage,
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png", o.output));
     refuseInputAsOutput(o.output, o.inputs);
-    refuseUnwritable(o.output, o.force);
+    checkTarget(o.output, o.force);
     if (o.report.empty()) return;
     refuseInputAsOutput(o.report, o.inputs);
-    refuseUnwritable(o.report, o.force);
+    checkTarget(o.report, o.force);
 }
 
 void makeFrame(const Options& given) {

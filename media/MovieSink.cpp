@@ -14,8 +14,8 @@ extern "C" {
 
 #include "media/Probe.h"
 #include "media/Reader.h"
+#include "media/Staging.h"
 #include "media/detail/Sink.h"
-#include "media/detail/Staging.h"
 
 namespace tumblewash {
 

@@ -9,9 +9,9 @@
 #include <optional>
 #include <vector>
 
+#include "media/Staging.h"
 #include "media/detail/Png.h"
 #include "media/detail/Sink.h"
-#include "media/detail/Staging.h"
 
 extern "C" {
 #include <libavutil/md5.h>

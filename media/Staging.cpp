@@ -1,4 +1,4 @@
-#include "media/detail/Staging.h"
+#include "media/Staging.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -108,10 +108,15 @@ void throwNotWritable(const std::string& path, int error) {
 void checkDirectoryOf(const std::string& path) {
     const std::string directory = directoryOf(path);
     struct stat status {};
-    if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+    if (stat(directory.c_str(), &status) != 0)
         refuse(path, "its folder does not exist; make " + directory + " first");
-    if (access(directory.c_str(), W_OK | X_OK) != 0)
-        refuse(path, "its folder cannot be written to; check the permissions or choose another place");
+    if (!S_ISDIR(status.st_mode)) refuse(path, directory + " is no folder; choose another place");
+    // Permissions do not tell everything: some file systems take no new files, whoever asks.
+    const std::string trial = hiddenName(path);
+    const int fd = open(trial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd < 0) throwNotWritable(path, errno == ENOENT ? EPERM : errno);
+    close(fd);
+    unlink(trial.c_str());
 }
 
 void checkTarget(const std::string& path, bool force) {

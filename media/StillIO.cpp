@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "media/Staging.h"
 #include "media/detail/Png.h"
-#include "media/detail/Staging.h"
 
 namespace tumblewash {
 

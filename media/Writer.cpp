@@ -11,8 +11,8 @@
 #include <variant>
 
 #include "media/Reader.h"
+#include "media/Staging.h"
 #include "media/detail/Sink.h"
-#include "media/detail/Staging.h"
 
 namespace tumblewash {
 

@@ -230,11 +230,11 @@ TEST(OutputsTest, OneFileUnderTwoNamesIsRecognised) {
 
 TEST(OutputsTest, ATextFileIsReplacedWholeOrNotAtAll) {
     const Workshop shop;
-    writeTextFile(shop.file("t"), "one\n");
-    writeTextFile(shop.file("t"), "two\n");
+    writeTextFile(shop.file("t"), "one\n", false);
+    writeTextFile(shop.file("t"), "two\n", true);
     EXPECT_EQ(bytesOf(shop.file("t")), "two\n");
     EXPECT_THAT(shop.names(), testing::ElementsAre("t"));
-    EXPECT_ANY_THROW(writeTextFile(shop.file("no/t"), "x"));
+    EXPECT_ANY_THROW(writeTextFile(shop.file("no/t"), "x", true));
 }
 
 }  // namespace

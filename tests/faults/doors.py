@@ -40,6 +40,17 @@ with Workshop() as folder:
         check(not run.crashed() and run.code in (2, 4) and run.refused(), "output %s: %s" % (door, run.describe()))
         doors += 1
 
+    # A folder that is there and writable for everybody who asks, but takes no files.
+    proc = ["join", CITY, CITY, "--quiet"]
+    for arguments in ([*proc, "-o", "/proc/x.mp4"], [*proc, "-o", "/proc/p%03d.png"], [*proc, "-o", "md5:/proc/x"],
+                      [*proc, "-o", "null:", "--report", "/proc/x.json"],
+                      ["frame", CITY, CITY, "-o", "/proc/x.png"], ["demo", "/proc/demo"],
+                      ["sheet", CITY, CITY, "-o", "/proc/x.png"], ["field", CITY, CITY, "-o", "/proc/x.png"]):
+        run = Run(arguments, timeout=30 * SLOWNESS)
+        refused(run, 4, "output in /proc")
+        check("does not exist" not in run.err and "choose another" in run.err, "misleading: " + run.describe())
+        doors += 1
+
     # A reader that has gone, and a device without room.
     for arguments in (["join", CITY, CITY, "-o", "md5:", "--quiet"], ["list"], ["list", "--json"], ["--help"],
                       ["--generate", "man"]):

@@ -1,6 +1,6 @@
 // Output files made beside their final names and put in place in one step.
 // Order of a commit: write, fsync, rename, fsync of the directory. Whoever is destroyed before leaves no
-// trace. Nothing here knows what is in the files.
+// trace. Nothing here knows what is in the files: movies, pictures and the program's texts all come this way.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace tumblewash {
 /// directory itself, no regular file, already there without `force`.
 void checkTarget(const std::string& path, bool force);
 
-/// The same for the directory alone.
+/// The same for the directory alone, which a trial file finds out.
 void checkDirectoryOf(const std::string& path);
 
 /// MediaError (notWritable) with the system's words for `error` and what to do about it.
