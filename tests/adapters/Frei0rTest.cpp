@@ -1,17 +1,11 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <thread>
 
 #include "adapters/common/Rgba.h"
 #include "adapters/common/TransitionRenderer.h"
+#include "tests/adapters/Frei0rFile.h"
 #include "tests/adapters/Scene.h"
-
-extern "C" {
-#include <frei0r.h>
-}
 
 namespace tumblewash::test {
 namespace {
@@ -19,47 +13,19 @@ namespace {
 using adapters::joinsTwoClips;
 using adapters::pictureArrives;
 
-// One loaded file, its entries typed from the header.
-struct Library {
-    explicit Library(const EffectRecord& effect) {
-        std::string stem = effect.id;
-        std::replace(stem.begin(), stem.end(), '-', '_');
-        handle = dlopen((std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so").c_str(),
-                        RTLD_NOW | RTLD_LOCAL);
-        if (handle == nullptr) throw std::runtime_error(dlerror());
-    }
-    ~Library() { dlclose(handle); }
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
-    template <class F>
-    F* entry(const char* name) const {
-        return reinterpret_cast<F*>(dlsym(handle, name));
-    }
-    void* handle;
-};
 #define F0R(library, name) (library).entry<decltype(name)>(#name)
 
 class EveryFile : public testing::TestWithParam<int> {
   protected:
     const EffectRecord& effect = effectRecord(static_cast<short>(GetParam()));
-    const Library library{effect};
+    const Frei0rFile library{effect};
 
-    f0r_instance_t construct(unsigned w, unsigned h) const { return F0R(library, f0r_construct)(w, h); }
-    void destruct(f0r_instance_t instance) const { F0R(library, f0r_destruct)(instance); }
-    void set(f0r_instance_t instance, int index, double value) const {
-        F0R(library, f0r_set_param_value)(instance, &value, index);
-    }
+    f0r_instance_t construct(unsigned w, unsigned h) const { return library.construct(w, h); }
+    void destruct(f0r_instance_t instance) const { library.destruct(instance); }
+    void set(f0r_instance_t instance, int index, double value) const { library.set(instance, index, value); }
     std::vector<std::uint8_t> update(f0r_instance_t instance, const std::vector<std::uint8_t>& a,
                                      const std::vector<std::uint8_t>& b) const {
-        std::vector<std::uint8_t> out(a.size(), 0xA5);
-        const auto* in1 = reinterpret_cast<const std::uint32_t*>(a.data());
-        const auto* in2 = reinterpret_cast<const std::uint32_t*>(b.data());
-        auto* result = reinterpret_cast<std::uint32_t*>(out.data());
-        if (joinsTwoClips(effect))
-            F0R(library, f0r_update2)(instance, 0.0, in1, in2, nullptr, result);
-        else
-            F0R(library, f0r_update)(instance, 0.0, in1, result);
-        return out;
+        return library.update(instance, a, b);
     }
 };
 INSTANTIATE_TEST_SUITE_P(Catalogue, EveryFile, testing::Range(1, 14));
@@ -81,9 +47,9 @@ TEST_P(EveryFile, InfoComesFromTheCatalogue) {
 }
 
 TEST_P(EveryFile, OnlyTheStandardsEntriesLeaveTheFile) {
-    EXPECT_NE(dlsym(library.handle, "f0r_update"), nullptr);
-    EXPECT_NE(dlsym(library.handle, "f0r_update2"), nullptr);
-    EXPECT_EQ(dlsym(library.handle, "_ZN10tumblewash15effectCatalogueEv"), nullptr);
+    EXPECT_NE(library.symbol("f0r_update"), nullptr);
+    EXPECT_NE(library.symbol("f0r_update2"), nullptr);
+    EXPECT_EQ(library.symbol("_ZN10tumblewash15effectCatalogueEv"), nullptr);
 }
 
 // Hosts construct every plug-in once to read its defaults.
@@ -201,13 +167,9 @@ TEST_P(EveryFile, KnobsChooseTheField) {
     const auto seeded = update(instance, a, b);
     EXPECT_NE(plain, seeded);
     set(instance, 2, 0.0);
-    char up[] = "up";
-    char* text = up;
-    F0R(library, f0r_set_param_value)(instance, &text, 1);
+    library.set(instance, 1, "up");
     EXPECT_NE(update(instance, a, b), plain);
-    char unknown[] = "sideways";
-    text = unknown;
-    F0R(library, f0r_set_param_value)(instance, &text, 1);
+    library.set(instance, 1, "sideways");
     EXPECT_EQ(update(instance, a, b), plain) << "an unknown direction is the default";
     destruct(instance);
 }
@@ -241,40 +203,6 @@ TEST_P(EveryFile, NullsAreForgiven) {
     F0R(library, f0r_get_plugin_info)(nullptr);
     destruct(instance);
     destruct(nullptr);
-}
-
-// Different files hold different locks: fields must be the same all the same.
-TEST(Frei0rThreadsTest, FilesSideBySideGiveTheirOwnPixels) {
-    struct Wash {
-        explicit Wash(const char* id) : library(*findEffectRecord(id)) {}
-        Library library;
-        std::vector<std::uint8_t> frame() const {
-            const auto a = scene(0, 64, 48);
-            const auto b = scene(1, 64, 48);
-            const f0r_instance_t instance = F0R(library, f0r_construct)(64, 48);
-            double position = 0.4;
-            F0R(library, f0r_set_param_value)(instance, &position, 0);
-            std::vector<std::uint8_t> out(a.size());
-            F0R(library, f0r_update2)
-            (instance, 0, reinterpret_cast<const std::uint32_t*>(a.data()),
-             reinterpret_cast<const std::uint32_t*>(b.data()), nullptr,
-             reinterpret_cast<std::uint32_t*>(out.data()));
-            F0R(library, f0r_destruct)(instance);
-            return out;
-        }
-    };
-    const Wash away("wash-away");
-    const Wash reveal("wash-reveal");
-    const auto expectedAway = away.frame();
-    const auto expectedReveal = reveal.frame();
-    int wrong = 0;
-    std::thread other([&] {
-        for (int i = 0; i < 40; ++i) wrong += away.frame() != expectedAway;
-    });
-    int wrongHere = 0;
-    for (int i = 0; i < 40; ++i) wrongHere += reveal.frame() != expectedReveal;
-    other.join();
-    EXPECT_EQ(wrong + wrongHere, 0);
 }
 
 }  // namespace

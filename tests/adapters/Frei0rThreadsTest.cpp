@@ -1,0 +1,182 @@
+// The frei0r files under hosts with threads: pictures in any order, in one instance for each thread or in one
+// that threads hand round, are those of one thread that works in order.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <numeric>
+#include <random>
+#include <thread>
+
+#include "tests/adapters/Frei0rFile.h"
+#include "tests/adapters/Scene.h"
+#include "tests/faults/LongForm.h"
+
+namespace tumblewash::test {
+namespace {
+
+constexpr int kWidth = 96, kHeight = 64, kThreads = 8, kSteps = 16;
+using Picture = std::vector<std::uint8_t>;
+
+/// One picture that a host may ask for.
+struct Request {
+    double position = 0;
+    const char* direction = "right";
+    double seed = 0;
+};
+
+/// Every step of the way with the knobs as they stand, some with others, as users turn them while it plays.
+std::vector<Request> requests(const EffectRecord& effect) {
+    std::vector<Request> all;
+    for (int k = 0; k <= kSteps; ++k) all.push_back({static_cast<double>(k) / kSteps});
+    if (adapters::hasKnobs(effect))
+        for (const char* direction : {"up", "down", "left"})
+            for (const double seed : {0.0, 0.041}) all.push_back({0.25, direction, seed});
+    return all;
+}
+
+class Scenes {
+  public:
+    explicit Scenes(SceneAlpha alpha)
+        : a_(scene(0, kWidth, kHeight, alpha)), b_(scene(1, kWidth, kHeight, alpha)) {}
+
+    [[nodiscard]] Picture draw(const Frei0rFile& file, f0r_instance_t instance, const Request& wish) const {
+        file.set(instance, 0, wish.position);
+        file.set(instance, 1, wish.direction);
+        file.set(instance, 2, wish.seed);
+        return file.update(instance, a_, b_);
+    }
+
+  private:
+    Picture a_, b_;
+};
+
+/// The requests, each round in another order.
+std::vector<std::size_t> shuffled(std::size_t count, unsigned seed) {
+    std::vector<std::size_t> order(count);
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::shuffle(order.begin(), order.end(), std::mt19937(seed));
+    return order;
+}
+
+template <class Work>
+void inThreads(Work work) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) threads.emplace_back([&work, t] { work(static_cast<unsigned>(t)); });
+    for (std::thread& thread : threads) thread.join();
+}
+
+class Frei0rThreadsTest : public testing::TestWithParam<int> {
+  protected:
+    std::vector<Picture> inOrder(const Scenes& scenes) const {
+        std::vector<Picture> pictures;
+        const f0r_instance_t instance = file.construct(kWidth, kHeight);
+        for (const Request& wish : wishes) pictures.push_back(scenes.draw(file, instance, wish));
+        file.destruct(instance);
+        return pictures;
+    }
+
+    const EffectRecord& effect = effectRecord(static_cast<short>(GetParam()));
+    const Frei0rFile file{effect};
+    const std::vector<Request> wishes = requests(effect);
+    const int rounds = faults::amount(1, 10);
+};
+INSTANTIATE_TEST_SUITE_P(Catalogue, Frei0rThreadsTest, testing::Range(1, 14));
+
+TEST_P(Frei0rThreadsTest, AnInstanceForEachThreadGivesThePicturesOfOne) {
+    for (const SceneAlpha alpha : {SceneAlpha::opaque, SceneAlpha::soft}) {
+        const Scenes scenes(alpha);
+        const std::vector<Picture> wanted = inOrder(scenes);
+        std::atomic<int> wrong = 0;
+        for (int round = 0; round < rounds; ++round)
+            inThreads([&](unsigned t) {
+                const f0r_instance_t instance = file.construct(kWidth, kHeight);
+                for (const std::size_t i : shuffled(wishes.size(), static_cast<unsigned>(round) * 100 + t))
+                    wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+                file.destruct(instance);
+            });
+        EXPECT_EQ(wrong, 0) << effect.id;
+    }
+}
+
+// A host may keep one instance and let whichever thread is free turn its knobs and draw, one after the other.
+TEST_P(Frei0rThreadsTest, AnInstanceThatThreadsHandRoundGivesThePicturesOfOne) {
+    const Scenes scenes(SceneAlpha::opaque);
+    const std::vector<Picture> wanted = inOrder(scenes);
+    const f0r_instance_t instance = file.construct(kWidth, kHeight);
+    std::mutex turn;
+    std::atomic<int> wrong = 0;
+    for (int round = 0; round < rounds; ++round)
+        inThreads([&](unsigned t) {
+            for (const std::size_t i : shuffled(wishes.size(), static_cast<unsigned>(round) * 100 + t)) {
+                const std::lock_guard lock(turn);
+                wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+            }
+        });
+    file.destruct(instance);
+    EXPECT_EQ(wrong, 0) << effect.id;
+}
+
+// The host's program seeds and draws from the C library all the time: fields are the file's own.
+TEST_P(Frei0rThreadsTest, RandomNumbersOfTheHostDisturbNothing) {
+    if (!adapters::hasKnobs(effect)) return;
+    const Scenes scenes(SceneAlpha::opaque);
+    const std::vector<Picture> wanted = inOrder(scenes);
+    std::atomic<bool> ended = false;
+    std::atomic<int> wrong = 0;
+    std::thread host([&ended] {
+        for (unsigned n = 0; !ended; ++n)
+            if (std::rand() % 7 == 0) std::srand(n);
+    });
+    inThreads([&](unsigned t) {
+        for (const std::size_t i : shuffled(wishes.size(), t)) {
+            const f0r_instance_t instance = file.construct(kWidth, kHeight);
+            wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+            file.destruct(instance);
+        }
+    });
+    ended = true;
+    host.join();
+    EXPECT_EQ(wrong, 0) << effect.id;
+}
+
+// Different files hold different locks: fields must be the same all the same.
+TEST(Frei0rFilesTest, AllFilesSideBySideGiveTheirOwnPixels) {
+    const Scenes scenes(SceneAlpha::opaque);
+    struct Loaded {
+        explicit Loaded(short index) : effect(effectRecord(index)), file(effect) {}
+        const EffectRecord& effect;
+        Frei0rFile file;
+        std::vector<Request> wishes = requests(effect);
+        std::vector<Picture> wanted;
+    };
+    std::vector<std::unique_ptr<Loaded>> files;
+    for (short index = 1; index < 14; ++index) {
+        files.push_back(std::make_unique<Loaded>(index));
+        Loaded& one = *files.back();
+        const f0r_instance_t instance = one.file.construct(kWidth, kHeight);
+        for (const Request& wish : one.wishes) one.wanted.push_back(scenes.draw(one.file, instance, wish));
+        one.file.destruct(instance);
+    }
+    std::array<std::atomic<int>, 14> wrong{};
+    std::vector<std::thread> threads;
+    for (const auto& loaded : files)
+        threads.emplace_back([&scenes, &wrong, &one = *loaded] {
+            const f0r_instance_t instance = one.file.construct(kWidth, kHeight);
+            for (const std::size_t i : shuffled(one.wishes.size(), static_cast<unsigned>(one.effect.index)))
+                wrong[static_cast<std::size_t>(one.effect.index)] +=
+                    scenes.draw(one.file, instance, one.wishes[i]) != one.wanted[i];
+            one.file.destruct(instance);
+        });
+    for (std::thread& thread : threads) thread.join();
+    for (const auto& loaded : files)
+        EXPECT_EQ(wrong[static_cast<std::size_t>(loaded->effect.index)], 0) << loaded->effect.id;
+}
+
+}  // namespace
+}  // namespace tumblewash::test
