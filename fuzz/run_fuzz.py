@@ -1,5 +1,5 @@
-"""One fuzz target as a test: a few seconds, or half an hour with TUMBLEWASH_LONG=1.
-    run_fuzz.py PROGRAM CORPUS LIBFUZZER
+"""One fuzz target as a test: 20 seconds, or half an hour with TUMBLEWASH_LONG=1.
+    run_fuzz.py PROGRAM CORPUS LIBFUZZER [FLAG...]
 A finding fails the test; its input is named.
 """
 import os
@@ -10,7 +10,7 @@ import sys
 import tempfile
 
 program, corpus, by_library = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3] == "1"
-seconds = 1800 if os.environ.get("TUMBLEWASH_LONG") == "1" else int(os.environ.get("TUMBLEWASH_FUZZ_SECONDS", "6"))
+seconds = 1800 if os.environ.get("TUMBLEWASH_LONG") == "1" else int(os.environ.get("TUMBLEWASH_FUZZ_SECONDS", "20"))
 
 with tempfile.TemporaryDirectory(prefix="tumblewash-fuzz-") as folder:
     if by_library:
@@ -18,7 +18,7 @@ with tempfile.TemporaryDirectory(prefix="tumblewash-fuzz-") as folder:
         found = pathlib.Path(folder) / "found"
         found.mkdir()
         command = [program, "-max_total_time=%d" % seconds, "-timeout=60", "-rss_limit_mb=3072", "-max_len=8192",
-                   "-print_final_stats=1", str(found), corpus]
+                   "-print_final_stats=1", *sys.argv[4:], str(found), corpus]
     else:
         command = [program, "-seconds=%d" % seconds, corpus]
     done = subprocess.run(command, cwd=folder, capture_output=True, text=True, errors="replace", check=False)
