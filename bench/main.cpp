@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
         Times times;
         bench::addGeometry(table, w, h, times);
         bench::addCopies(table, w, h, times);
+        bench::addLibrary(table, w, h, times);
         addPerPixel(table, times, base, w, h);
     }
     bench::addComposition(table, 1920, 1080);
