@@ -331,24 +331,7 @@ void SamplePixRect<D, S>::printInfo() const {
     PixRectRW<D>::printInfo();
 }
 
-template class SamplePixRectNC<ARGBVal, ARGBVal>;
-template class SamplePixRectNC<RGBGrVal, ARGBVal>;
-template class SamplePixRectNC<GreyPixel<float>, ARGBVal>;
-template class SamplePixRectNC<GreyPixel<unsigned char>, ARGBVal>;
-template class SamplePixRectNC<ARGBVal, GreyPixel<float>>;
-template class SamplePixRectNC<GreyPixel<float>, GreyPixel<float>>;
-template class SamplePixRectNC<GreyPixel<float>, GreyPixel<unsigned char>>;
-template class SamplePixRectNC<GreyPixel<unsigned char>, GreyPixel<float>>;
-template class SamplePixRectNC<GreyPixel<unsigned char>, GreyPixel<unsigned char>>;
-template class SamplePixRectNC<RGBPixel<float>, RGBPixel<float>>;
-
-template class SamplePixRect<ARGBVal, ARGBVal>;
-template class SamplePixRect<RGBGrVal, ARGBVal>;
-template class SamplePixRect<GreyPixel<float>, ARGBVal>;
-template class SamplePixRect<GreyPixel<unsigned char>, ARGBVal>;
-template class SamplePixRect<ARGBVal, GreyPixel<float>>;
-template class SamplePixRect<GreyPixel<float>, GreyPixel<float>>;
-template class SamplePixRect<GreyPixel<float>, GreyPixel<unsigned char>>;
-template class SamplePixRect<GreyPixel<unsigned char>, GreyPixel<float>>;
-template class SamplePixRect<GreyPixel<unsigned char>, GreyPixel<unsigned char>>;
-template class SamplePixRect<RGBPixel<float>, RGBPixel<float>>;
+#define SI_INSTANTIATE_SAMPLING(D, S)     \
+    template class SamplePixRectNC<D, S>; \
+    template class SamplePixRect<D, S>;
+SI_FOR_EACH_SAMPLING(SI_INSTANTIATE_SAMPLING)

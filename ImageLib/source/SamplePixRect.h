@@ -90,24 +90,22 @@ class SamplePixRect : public SamplePixRectNC<D, S>, public PixRectRW<D> {
     void printInfo() const override;
 };
 
-extern template class SamplePixRectNC<ARGBVal, ARGBVal>;
-extern template class SamplePixRectNC<RGBGrVal, ARGBVal>;
-extern template class SamplePixRectNC<GreyPixel<float>, ARGBVal>;
-extern template class SamplePixRectNC<GreyPixel<unsigned char>, ARGBVal>;
-extern template class SamplePixRectNC<ARGBVal, GreyPixel<float>>;
-extern template class SamplePixRectNC<GreyPixel<float>, GreyPixel<float>>;
-extern template class SamplePixRectNC<GreyPixel<float>, GreyPixel<unsigned char>>;
-extern template class SamplePixRectNC<GreyPixel<unsigned char>, GreyPixel<float>>;
-extern template class SamplePixRectNC<GreyPixel<unsigned char>, GreyPixel<unsigned char>>;
-extern template class SamplePixRectNC<RGBPixel<float>, RGBPixel<float>>;
+/// Every pair of destination and source pixel types for which the library provides samplings.
+#define SI_FOR_EACH_SAMPLING(X)                           \
+    X(ARGBVal, ARGBVal)                                   \
+    X(RGBGrVal, ARGBVal)                                  \
+    X(GreyPixel<float>, ARGBVal)                          \
+    X(GreyPixel<unsigned char>, ARGBVal)                  \
+    X(ARGBVal, GreyPixel<float>)                          \
+    X(GreyPixel<float>, GreyPixel<float>)                 \
+    X(GreyPixel<float>, GreyPixel<unsigned char>)         \
+    X(GreyPixel<unsigned char>, GreyPixel<float>)         \
+    X(GreyPixel<unsigned char>, GreyPixel<unsigned char>) \
+    X(RGBPixel<float>, RGBPixel<float>)
 
-extern template class SamplePixRect<ARGBVal, ARGBVal>;
-extern template class SamplePixRect<RGBGrVal, ARGBVal>;
-extern template class SamplePixRect<GreyPixel<float>, ARGBVal>;
-extern template class SamplePixRect<GreyPixel<unsigned char>, ARGBVal>;
-extern template class SamplePixRect<ARGBVal, GreyPixel<float>>;
-extern template class SamplePixRect<GreyPixel<float>, GreyPixel<float>>;
-extern template class SamplePixRect<GreyPixel<float>, GreyPixel<unsigned char>>;
-extern template class SamplePixRect<GreyPixel<unsigned char>, GreyPixel<float>>;
-extern template class SamplePixRect<GreyPixel<unsigned char>, GreyPixel<unsigned char>>;
-extern template class SamplePixRect<RGBPixel<float>, RGBPixel<float>>;
+/// Undefined again below.
+#define SI_EXTERN_SAMPLING(D, S)                 \
+    extern template class SamplePixRectNC<D, S>; \
+    extern template class SamplePixRect<D, S>;
+SI_FOR_EACH_SAMPLING(SI_EXTERN_SAMPLING)
+#undef SI_EXTERN_SAMPLING
