@@ -2,7 +2,6 @@
 // soft beat.
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 #include "media/detail/Scenes.h"
@@ -11,12 +10,7 @@ namespace tumblewash {
 
 namespace {
 
-constexpr double kTau = 2 * std::numbers::pi;
 constexpr double kStreet = 0.86;
-
-double wrapped(double value, double length) {
-    return value - length * std::floor(value / length);
-}
 
 void drawNight(Canvas& canvas, double t) {
     const Stop sky[] = {{0, {0.03, 0.04, 0.15}},

@@ -2,7 +2,6 @@
 // surf.
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 #include "media/detail/Scenes.h"
@@ -11,12 +10,7 @@ namespace tumblewash {
 
 namespace {
 
-constexpr double kTau = 2 * std::numbers::pi;
 constexpr double kHorizon = 0.62;
-
-double wrapped(double value, double length) {
-    return value - length * std::floor(value / length);
-}
 
 void drawSky(Canvas& canvas, double t) {
     const Stop sky[] = {{0, {0.10, 0.22, 0.48}},

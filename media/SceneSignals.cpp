@@ -1,6 +1,5 @@
 // The two drawn sources made for measuring: colour bars, and flashes with beeps.
 #include <cmath>
-#include <numbers>
 
 #include "media/detail/Scenes.h"
 
@@ -8,7 +7,6 @@ namespace tumblewash {
 
 namespace {
 
-constexpr double kTau = 2 * std::numbers::pi;
 constexpr double kFlashSeconds = 0.05;
 
 double withinSecond(double seconds) {

@@ -3,9 +3,20 @@
 // The table that names them is Pattern.cpp's.
 #pragma once
 
+#include <cmath>
+#include <numbers>
+
 #include "media/detail/Canvas.h"
 
 namespace tumblewash {
+
+/// A full turn.
+constexpr double kTau = 2 * std::numbers::pi;
+
+/// `value` brought into 0..length by whole lengths.
+inline double wrapped(double value, double length) {
+    return value - length * std::floor(value / length);
+}
 
 /// One stereo sample.
 struct Ears {
