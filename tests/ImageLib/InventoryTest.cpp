@@ -52,6 +52,7 @@ concept CommonMembers = requires(S s, const S c, DBGState state, debugclass cat)
     SAME(s.dbg, DBGState&);
 };
 static_assert(CommonMembers<SICommon>);
+static_assert(std::same_as<DBGClass, debugclass> && std::same_as<decltype(DBGState::dcl), std::int32_t>);
 
 template <class P>
 concept PackedMembers = requires(P p, const P c, unsigned char b, double d, float f,

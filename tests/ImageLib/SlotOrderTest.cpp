@@ -2,9 +2,12 @@
 // address, are called through their slots.
 #include <gtest/gtest.h>
 
+#include "ImageLib/source/Correlator.h"
 #include "ImageLib/source/Iterator.h"
+#include "ImageLib/source/PixRectC.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/PixRectWrap.h"
+#include "ImageLib/source/SamplePixRect.h"
 #include "tests/ImageLib/Slots.h"
 
 using tumblewash::completeDestructorAt;
@@ -223,6 +226,51 @@ TEST(FieldOrderTest, PixelsAndRectanglesKeepTheirFieldOrder) {
     EXPECT_EQ(offsetIn(w, w._data), 4 * word);
     EXPECT_EQ(offsetIn(w, w._type), 5 * word);
     EXPECT_EQ(offsetIn(w, w._owndata), 5 * word + 1);
+}
+
+namespace {
+
+/// A sampled view that shows where its fields lie.
+struct OpenSample : SamplePixRectNC<ARGBVal, ARGBVal> {
+    using Base = SamplePixRectNC<ARGBVal, ARGBVal>;
+    using Base::_scaleInvariant, Base::_src, Base::_type, Base::xsl, Base::ysl;
+    explicit OpenSample(const PixRect<ARGBVal>& src) : Base(src, 2.0, 3.0, SISingleSample) {}
+};
+
+}  // namespace
+
+TEST(FieldOrderTest, CachesWalksMatchersAndSamplesKeepTheirFieldOrder) {
+    const auto before = [](const auto& first, const auto& second) { return offsetIn(first, second) > 0; };
+    const PixRectC<ARGBVal> c;
+    EXPECT_TRUE(before(c._tiles, c._ages) && before(c._ages, c._src) && before(c._src, c._ncols));
+    EXPECT_EQ(offsetIn(c._ncols, c._nrows), 4);
+    EXPECT_EQ(offsetIn(c._ncols, c._tilew), 8);
+    EXPECT_EQ(offsetIn(c._ncols, c._tileh), 12);
+    EXPECT_EQ(offsetIn(c._ncols, c._ntiles), 16);
+    EXPECT_EQ(offsetIn(c._ncols, c._clock), 20);
+    EXPECT_EQ(offsetIn(c._ncols, c._cachelimit), 24);
+
+    constexpr auto word = static_cast<std::ptrdiff_t>(sizeof(void*));
+    PixRectRW<ARGBVal> image(6, 6);
+    const PixRectRWIterator<ARGBVal> walk(image);
+    const PixRectIterator<ARGBVal>& plain = walk;
+    EXPECT_EQ(offsetIn(plain.pr, plain.x), word);
+    EXPECT_EQ(offsetIn(plain.pr, plain.y), word + 4);
+    EXPECT_TRUE(before(plain.y, walk.ptr));
+    EXPECT_EQ(offsetIn(walk.ptr, walk.pr), word);
+
+    const Correlator<ARGBVal> matcher(1, 2, 3, CompareHue);
+    EXPECT_EQ(offsetIn(matcher, matcher.range), word + 4);
+    EXPECT_EQ(offsetIn(matcher, matcher.fxsize), word + 8);
+    EXPECT_EQ(offsetIn(matcher, matcher.fysize), word + 12);
+    EXPECT_EQ(offsetIn(matcher, matcher.comparator), word + 16);
+
+    const OpenSample sample(image);
+    EXPECT_TRUE(before(sample._scaleInvariant, sample._src) && before(sample._src, sample._type) &&
+                before(sample._type, sample.xsl));
+    EXPECT_EQ(offsetIn(sample.xsl, sample.ysl), 4);
+    EXPECT_EQ(sample.xsl, 2.0F);
+    EXPECT_EQ(sample.ysl, 3.0F);
 }
 
 TEST(FieldOrderTest, CombinedClassesShareOneSetOfBounds) {
