@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -9,7 +11,28 @@
 namespace tumblewash {
 namespace {
 
-__extension__ typedef __int128 Wide;  // wide enough for the products
+// a * b * c / divisor, cut off, with a product of up to 128 bits in 32-bit digits: long multiplication and
+// long division, which every compiler has the integers for.
+std::uint64_t productOver(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t divisor) {
+    std::array<std::uint32_t, 4> digits{a, 0, 0, 0};  // least significant first
+    for (const std::uint32_t factor : {b, c}) {
+        std::uint64_t carry = 0;
+        for (std::uint32_t& digit : digits) {
+            carry += static_cast<std::uint64_t>(digit) * factor;
+            digit = static_cast<std::uint32_t>(carry);
+            carry >>= 32;
+        }
+        EXPECT_EQ(carry, 0U);
+    }
+    std::uint64_t rest = 0;
+    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
+        rest = rest << 32 | *digit;
+        *digit = static_cast<std::uint32_t>(rest / divisor);
+        rest %= divisor;
+    }
+    EXPECT_EQ(digits[2] | digits[3], 0U) << "the quotient has more than 64 bits";
+    return static_cast<std::uint64_t>(digits[1]) << 32 | digits[0];
+}
 
 AudioCircumstances overlapAt(double fraction, int effect = 3) {
     return {.effect = effect, .fraction = fraction, .hasIncoming = true};
@@ -100,8 +123,8 @@ TEST(SampleCountTest, RoundingNeverPilesUp) {
     EXPECT_EQ(samplesBefore(25, 44100, 25, 1), 44100);
     EXPECT_EQ(samplesBefore(-3, 48000, 25, 1), 0);
     EXPECT_EQ(samplesBefore(9, 0, 25, 1), 0);
-    for (std::int64_t frame = 0; frame < 2000; ++frame) {
-        const Wide exact = static_cast<Wide>(frame) * 44100 * 1001 / 24000;
+    for (std::uint32_t frame = 0; frame < 2000; ++frame) {
+        const std::uint64_t exact = productOver(frame, 44100, 1001, 24000);
         ASSERT_EQ(samplesBefore(frame, 44100, 24000, 1001), static_cast<std::int64_t>(exact)) << frame;
     }
 }
@@ -110,7 +133,9 @@ TEST(SampleCountTest, LongFilmsAndOddRatesDoNotOverflow) {
     const std::int64_t frame = std::numeric_limits<std::int32_t>::max();
     const int numerator = 2147483629;
     const int denominator = 71582787;
-    const Wide exact = static_cast<Wide>(frame) * 192000 * denominator / numerator;
+    const std::uint64_t exact =
+        productOver(static_cast<std::uint32_t>(frame), 192000, denominator, numerator);
+    EXPECT_EQ(exact, 13743895219199U);  // of a product with 75 bits
     EXPECT_EQ(samplesBefore(frame, 192000, numerator, denominator), static_cast<std::int64_t>(exact));
 }
 
