@@ -1,44 +1,11 @@
 #!/usr/bin/env bash
-# Installs a build into an empty prefix, moves it, and uses it as a stranger would: CMake package, pkg-config, the
-# program with its texts, the module.  installed.sh BUILD_DIR EXAMPLES_DIR CXX
+# Installs a build into an empty prefix, moves it, and uses it as a stranger would.  installed.sh BUILD_DIR EXAMPLES_DIR CXX
 set -euo pipefail
 build=$1 examples=$2 cxx=$3
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-fail() { echo "installed.sh: $*" >&2; exit 1; }
 
-cmake --install "$build" --prefix "$work/first" >"$work/install.log" || { cat "$work/install.log"; fail "install failed"; }
+cmake --install "$build" --prefix "$work/first" >"$work/install.log" || { cat "$work/install.log" >&2; exit 1; }
 mv "$work/first" "$work/moved"   # nothing may remember where it was installed
-prefix=$work/moved
-
-cp -r "$examples" "$work/examples"
-cmake -S "$work/examples" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
-    >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "the examples do not configure"; }
-cmake --build "$work/build" >"$work/build.log" 2>&1 || { cat "$work/build.log"; fail "the examples do not build"; }
-
-# Two pictures, one a moved copy of the other: a diagonal pattern without period in 48 x 48 pixels.
-picture() { awk -v dx="$1" 'BEGIN { printf "P3\n48 48\n255\n"; for (y = 0; y < 48; y++) for (x = 0; x < 48; x++) {
-    v = (x + dx) * (x + dx) * 7 + y * y * 3 + (x + dx) * y; print v % 251, (v * 5) % 241, (v * 11) % 239 } }'; }
-for shift in 0 2; do
-    picture $shift | python3 -c 'import sys; t = sys.stdin.read().split(); sys.stdout.buffer.write(b"P6\n48 48\n255\n" + bytes(map(int, t[4:])))' >"$work/$shift.ppm"
-done
-run=$work/build
-"$run/load_picture" "$work/0.ppm" | grep -q '^48 x 48 pixels$' || fail "load_picture"
-"$run/match_pictures" "$work/0.ppm" "$work/2.ppm" 4 | grep -q 'moved by -2,0 (score 0,' || fail "match_pictures"
-"$run/warp_picture" "$work/0.ppm" "$work/warped.ppm" 0 && cmp "$work/0.ppm" "$work/warped.ppm" || fail "warp by nothing"
-"$run/warp_picture" "$work/0.ppm" "$work/warped.ppm" && ! cmp -s "$work/0.ppm" "$work/warped.ppm" || fail "warp_picture"
-"$run/tile_cache" "$work/0.ppm" 1 | grep -q '4096 pixels cached' || fail "tile_cache"
-"$run/host_plugin" "$work/host.ppm" tilt-reveal && [ "$(stat -c %s "$work/host.ppm")" -eq $((320 * 240 * 3 + 15)) ] || fail "host_plugin"
-
-export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name tumblewash-host.pc)")
-"$cxx" -std=c++20 -o "$work/by_hand" "$work/examples/host_plugin.cpp" $(pkg-config --cflags --libs --static tumblewash-host) || fail "pkg-config"
-"$work/by_hand" "$work/by_hand.ppm" tilt-reveal && cmp "$work/host.ppm" "$work/by_hand.ppm" || fail "two ways to build give two pictures"
-
-[ -f "$prefix/share/tumblewash/resources/de.strings" ] || fail "the texts are not installed"
-if [ -x "$prefix/bin/tumblewash" ]; then
-    module=$(find "$prefix" -name pluginDistort.so)
-    "$prefix/bin/tumblewash" list --plugin "$module" >"$work/list.txt" || fail "the module does not load"
-    grep -q tumble-reveal "$work/list.txt" || fail "the program lists nothing"
-    LANG=de_DE.UTF-8 "$prefix/bin/tumblewash" list >"$work/german.txt"
-    [ -s "$prefix/share/man/man1/tumblewash.1" ] || fail "no man page"
-fi
+"$here/use.sh" "$work/moved" "$examples" "$cxx"
