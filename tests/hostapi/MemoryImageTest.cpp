@@ -3,77 +3,32 @@
 // its width.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
-#include "hostapi/HYPlugin.h"
+#include "tests/hostapi/FilledRecords.h"
 #include "tests/hostapi/MemoryImage.h"
 
 namespace tumblewash::test {
 namespace {
 
-/// Copies a text into an array and clears the rest.
-template <std::size_t n>
-void write(char (&array)[n], const char* text) {
-    std::memset(array, 0, n);
-    std::strcpy(array, text);
-}
-
-void fill(HYPluginGetInfo& info) {
-    info.pluginType = kPluginTransitionBetweenType;
-    info.titleType = kTitleMultiTextPair;
-    info.pluginFlags = 7;
-    info.framesToBeRendered = 0x11121314;
-    info.takeFromClipBefore = -2;
-    info.takeFromClipAfter = 0x21222324;
-    info.minSpeedFrames = 2;
-    info.maxSpeedFrames = 0x41424344;
-    info.mustTakeFromSingleClips = 1;
-    info.bestThumbOffset = 0x51525354;
-    info.defaultColor = {0x6162, 0x6364, 0x6566};
-    info.defaultDirection = kPluginDirectionRight;
-    info.justify = kTitleJustRight;
-    info.defaultFontNum = 0x7172;
-    info.defaultFontSize = -3;
-}
+using test::fill;
 
 MemoryImage imageOfGetInfo() {
     return MemoryImage().fields(
-        "67 03 EEEE 00000007 11121314 FFFFFFFE 21222324 00000002 41424344 01 EEEEEE 51525354 6162 6364 6566 "
+        "67 04 EEEE 01020304 11121314 FFFFFFFE 21222324 31323334 41424344 01 EEEEEE 51525354 6162 6364 6566 "
         "04 02 "
         "7172 FFFD");
-}
-
-void fill(HYPluginFilterSliderInfo& slider) {
-    write(slider.label, "amount");
-    write(slider.minLabel, "none");
-    write(slider.maxLabel, "all of it");
-    slider.defaultValue = 0.625F;
 }
 
 MemoryImage imageOfSlider() {
     return MemoryImage().text("amount", 128).text("none", 128).text("all of it", 128).fields("3F200000");
 }
 
-void fill(HY2PluginGetInfo& info) {
-    write(info.group, "wash");
-    for (HYPluginFilterSliderInfo& slider : info.filterSliders) fill(slider);
-    info.filterSliders[2].defaultValue = -1.5F;
-    info.defaultFadeInFrames = 0x01020304;
-    info.defaultFadeOutFrames = 0x11121314;
-    info.minHangFrames = 0x21222324;
-    info.maxHangFrames = 0x31323334;
-    info.defaultFontSizeScale = 1.5F;
-    info.selectedFrames = 0x41424344;
-    info.speedFrames = 0x51525354;
-    info.hangFrames = 0x61626364;
-    info.baseMemoryNeeded = -4;
-}
-
 MemoryImage imageOfGetInfo2() {
-    MemoryImage image;
-    image.text("wash", 128).record(imageOfSlider()).record(imageOfSlider());
-    image.text("amount", 128).text("none", 128).text("all of it", 128).fields("BFC00000");
-    return image.fields("01020304 11121314 21222324 31323334 3FC00000 41424344 51525354 61626364 FFFFFFFC");
+    return MemoryImage()
+        .text("wash", 128)
+        .record(imageOfSlider())
+        .record(imageOfSlider())
+        .record(imageOfSlider())
+        .fields("01020304 11121314 21222324 31323334 3FC00000 41424344 51525354 61626364 FFFFFFFC");
 }
 
 void fill(HYPluginFileOpenInfo& info) {
@@ -138,10 +93,7 @@ TEST(MemoryImageTest, RectanglesAndColoursAreTheWrittenBytes) {
 }
 
 TEST(MemoryImageTest, LentRecordsAreTheWrittenBytes) {
-    auto& transition = blank<HYPluginTransitionInfo>();
-    transition.speed = 0.375F;
-    transition.ver2.direction = kPluginDirectionLeft;
-    expectImage(transition, MemoryImage().fields("3EC00000 03 EEEEEE"));
+    expectFilled<HYPluginTransitionInfo>(MemoryImage().fields("3EC00000 03 EEEEEE"));
 
     auto& filter = blank<HYPluginFilterInfo>();
     filter.filterFrame = 0x01020304;
@@ -160,24 +112,11 @@ TEST(MemoryImageTest, LentRecordsAreTheWrittenBytes) {
 }
 
 TEST(MemoryImageTest, ClipRecordIsTheWrittenBytes) {
-    auto& clip = blank<HYPluginClipInfo>();
-    clip.volume = 255;
-    clip.fadeIn = 1;
-    clip.fadeOut = 2;
-    std::memset(clip.name, 0, sizeof clip.name);
-    std::memcpy(clip.name, "\004clip", 5);
-    clip.ver2.backwards = 1;
-    clip.ver2.frameSpeed = -5;
-    clip.ver2.fadeInFrames = 0x11121314;
-    clip.ver2.fadeOutFrames = 0x21222324;
-    clip.ver4.clipFrame = 0x31323334;
     MemoryImage image;
-    image.fields("00FF 01 02").text("\004clip", 256).fields("01 EE FFFB 11121314 21222324 31323334");
-    for (std::uint32_t i = 0; i < 55; ++i) {
-        clip.ver4.clipRef.opaque[i] = 0x41424344;
-        image.fields("41424344");
-    }
-    expectImage(clip, image);
+    image.fields("0102 01 01 03").text("", 254).fields("7A 01 EE FFFB 11121314 21222324 31323334 41424344");
+    for (int i = 1; i < 54; ++i) image.fields("00000000");
+    image.fields("51525354");
+    expectFilled<HYPluginClipInfo>(image);
 }
 
 TEST(MemoryImageTest, TitleRecordIsTheWrittenBytes) {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "hostapi/HYPlugin.h"
+#include "tests/hostapi/FilledRecords.h"
 #include "tests/whole/goldens/Digest.h"
 
 namespace tumblewash::goldens {
@@ -31,21 +31,7 @@ Digest image(const Record& r, const std::vector<Place>& places) {
 
 void information(Digests& list) {
     HYPluginGetInfo info{};
-    info.pluginType = kPluginTransitionBetweenType;
-    info.titleType = kTitleTextBlock;
-    info.pluginFlags = 0x01020304;
-    info.framesToBeRendered = 0x11121314;
-    info.takeFromClipBefore = -2;
-    info.takeFromClipAfter = 0x21222324;
-    info.minSpeedFrames = 0x31323334;
-    info.maxSpeedFrames = 0x41424344;
-    info.mustTakeFromSingleClips = 1;
-    info.bestThumbOffset = 0x51525354;
-    info.defaultColor = {0x6162, 0x6364, 0x6566};
-    info.defaultDirection = kPluginDirectionRight;
-    info.justify = kTitleJustRight;
-    info.defaultFontNum = 0x7172;
-    info.defaultFontSize = -3;
+    test::fill(info);
     record(list, "records/HYPluginGetInfo",
            image(info, {{0, 1},
                         {1, 1},
@@ -68,10 +54,7 @@ void information(Digests& list) {
 
 void extensions(Digests& list) {
     HYPluginFilterSliderInfo slider{};
-    std::strcpy(slider.label, "amount");
-    std::strcpy(slider.minLabel, "none");
-    std::strcpy(slider.maxLabel, "all of it");
-    slider.defaultValue = 0.625F;
+    test::fill(slider);
     const auto text = [](std::initializer_list<std::size_t> starts, std::vector<Place> places) {
         for (const std::size_t s : starts)
             for (std::size_t i = 0; i < 128; ++i) places.push_back({s + i, 1});
@@ -82,17 +65,7 @@ void extensions(Digests& list) {
     fourth.titleSliders = slider;
     record(list, "records/HY4PluginGetInfo", image(fourth, text({0, 128, 256}, {{384, 4}})));
     HY2PluginGetInfo second{};
-    std::strcpy(second.group, "wash");
-    for (auto& s : second.filterSliders) s = slider;
-    second.defaultFadeInFrames = 0x01020304;
-    second.defaultFadeOutFrames = 0x11121314;
-    second.minHangFrames = 0x21222324;
-    second.maxHangFrames = 0x31323334;
-    second.defaultFontSizeScale = 1.5F;
-    second.selectedFrames = 0x41424344;
-    second.speedFrames = 0x51525354;
-    second.hangFrames = 0x61626364;
-    second.baseMemoryNeeded = -4;
+    test::fill(second);
     record(list, "records/HY2PluginGetInfo",
            image(second, text({0, 128, 256, 384, 516, 644, 772, 904, 1032, 1160}, {{512, 4},
                                                                                    {900, 4},
@@ -110,22 +83,10 @@ void extensions(Digests& list) {
 
 void clip(Digests& list) {
     HYPluginTransitionInfo transition{};
-    transition.speed = 0.375F;
-    transition.ver2.direction = kPluginDirectionLeft;
+    test::fill(transition);
     record(list, "records/HYPluginTransitionInfo", image(transition, {{0, 4}, {4, 1}}));
     HYPluginClipInfo info{};
-    info.volume = 0x0102;
-    info.fadeIn = 1;
-    info.fadeOut = 1;
-    info.name[0] = 3;
-    info.name[255] = 'z';
-    info.ver2.backwards = 1;
-    info.ver2.frameSpeed = -5;
-    info.ver2.fadeInFrames = 0x11121314;
-    info.ver2.fadeOutFrames = 0x21222324;
-    info.ver4.clipFrame = 0x31323334;
-    info.ver4.clipRef.opaque[0] = 0x41424344;
-    info.ver4.clipRef.opaque[54] = 0x51525354;
+    test::fill(info);
     record(list, "records/HYPluginClipInfo",
            image(info, {{0, 2},
                         {2, 1},
