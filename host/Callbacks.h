@@ -3,7 +3,10 @@
 // Internal to this room: Session is the face of it.
 #pragma once
 
+#include <cstdint>
+
 #include "hostapi/HYPlugin.h"
+#include "platform/Types.h"
 
 namespace tumblewash {
 

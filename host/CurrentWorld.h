@@ -2,6 +2,7 @@
 // Internal to this room.
 #pragma once
 
+#include "platform/Types.h"
 #include "platform/World.h"
 
 namespace tumblewash {

@@ -6,12 +6,10 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "host/FrameSource.h"
 #include "host/WorldOver.h"
-#include "hostapi/HYPlugin.h"
 
 namespace tumblewash {
 

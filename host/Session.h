@@ -12,7 +12,7 @@
 
 #include "host/AudioMix.h"
 #include "host/FrameSource.h"
-#include "host/HostError.h"
+#include "host/HostError.h"  // IWYU pragma: export
 #include "host/PluginModule.h"
 #include "host/SessionSettings.h"
 #include "hostapi/HYPlugin.h"

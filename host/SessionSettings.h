@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "host/AudioMix.h"
-#include "host/HostError.h"
+#include "host/HostError.h"  // IWYU pragma: export
 #include "host/PluginModule.h"
 #include "hostapi/HYPlugin.h"
 

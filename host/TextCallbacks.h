@@ -2,7 +2,10 @@
 // Internal to this room.
 #pragma once
 
+#include <cstdint>
+
 #include "hostapi/HYPlugin.h"
+#include "platform/Types.h"
 
 namespace tumblewash::callbacks {
 

@@ -4,7 +4,10 @@
 // array of pointers on any target.
 #pragma once
 
-#include "hostapi/HYPlugin.h"
+#include <cstddef>
+
+#include "hostapi/HYPlugin.h"  // IWYU pragma: keep
+#include "platform/Types.h"
 
 #define TUMBLEWASH_SIZE(record, size) static_assert(sizeof(record) == (size), #record)
 #define TUMBLEWASH_AT(record, field, at) static_assert(offsetof(record, field) == (at), #record "." #field)

@@ -2,6 +2,7 @@
 // It declares nothing itself.
 #pragma once
 
+// IWYU pragma: begin_exports
 #include "platform/Color.h"
 #include "platform/CopyBits.h"
 #include "platform/Gestalt.h"
@@ -11,3 +12,4 @@
 #include "platform/Text.h"
 #include "platform/Types.h"
 #include "platform/World.h"
+// IWYU pragma: end_exports

@@ -4,6 +4,8 @@
 // `DisposeHandle`.
 #pragma once
 
+#include <cstddef>
+
 #include "platform/Types.h"
 
 inline constexpr SInt8 kHandlePurgeable = 0x40;                   ///< state bit: the block may be purged

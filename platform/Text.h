@@ -4,6 +4,8 @@
 // no wrapping.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/Types.h"
 
 /// Vertical measures of the current text style in pixels.

@@ -3,6 +3,8 @@
 // thread-safe per world; different threads may use different worlds.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/Types.h"
 
 /// Makes a zero-filled world with the given bounds; its stride is exactly four bytes per pixel. The caller

@@ -1,6 +1,9 @@
 // What a world holds, for the platform's own files. Callers of the services never see it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "platform/Types.h"
 
 namespace tumblewash::platform {

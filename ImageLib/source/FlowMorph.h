@@ -3,6 +3,7 @@
 // neighbours. It does not estimate the motion and does not blend the two pictures.
 #pragma once
 
+#include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectWrap.h"
 #include "ImageLib/source/RGBPixel.h"

@@ -4,6 +4,7 @@
 
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/Pixel.h"
+#include "ImageLib/source/SICommon.h"
 
 /// A grey level of type T. Arithmetic with doubles is done in double precision and brought back to T by
 /// `SIChannelCast` (bytes and ints are clamped, never wrapped).

@@ -7,6 +7,7 @@
 
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/Pixel.h"
+#include "ImageLib/source/SICommon.h"
 
 /// Hue, saturation and value, each on a 0..255 scale in type T (hue 255 stands for 360 degrees).
 template <class T>

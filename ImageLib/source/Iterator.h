@@ -5,7 +5,10 @@
 
 #include <cstdint>
 
+#include "ImageLib/source/ARGBVal.h"
+#include "ImageLib/source/GreyPixel.h"
 #include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/RGBPixel.h"
 #include "ImageLib/source/SICommon.h"
 
 /// Common base of the walks over pixels of T.

@@ -3,6 +3,7 @@
 // converts nor copies them, except that a copy of a wrapper is a compact image of its own.
 #pragma once
 
+#include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/SICommon.h"
 

@@ -6,7 +6,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "ImageLib/source/NamedColours.h"
+#include "ImageLib/source/NamedColours.h"  // IWYU pragma: export
 #include "ImageLib/source/SICommon.h"
 
 /// Empty bases that mark a pixel type's colour model.

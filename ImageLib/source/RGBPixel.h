@@ -6,6 +6,7 @@
 #include "ImageLib/source/GreyPixel.h"
 #include "ImageLib/source/HSVPixel.h"
 #include "ImageLib/source/Pixel.h"
+#include "ImageLib/source/SICommon.h"
 
 /// Red, green and blue in type T. `_grey` holds the mean of the three as of the last three-component
 /// construction or set, or the level of the last grey set; `getgrey` computes the luminance instead.

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/Carbon.h"
+
 namespace tumblewash {
 
 MapShape shapeOf(GWorldPtr world) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "hostapi/HYPlugin.h"
-#include "platform/Carbon.h"
+#include "platform/Types.h"
 
 namespace tumblewash {
 

@@ -2,8 +2,11 @@
 // Views only: the memory stays its owner's and must outlive them.
 #pragma once
 
+#include <initializer_list>
+
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/PixRectWrap.h"
+#include "ImageLib/source/SICommon.h"
 
 namespace tumblewash {
 

@@ -5,6 +5,7 @@
 #include "ImageLib/source/FlowMorph.h"
 #include "ImageLib/source/SICommon.h"
 #include "Utility/PluginUtils.h"
+#include "platform/Carbon.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/FrameParts.h"
 #include "pluginDistort/v1/Transitions.h"

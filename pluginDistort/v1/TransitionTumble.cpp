@@ -1,3 +1,4 @@
+#include "platform/Carbon.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/Transitions.h"
 #include "pluginDistort/v1/TwoClipFrame.h"

@@ -1,6 +1,7 @@
 #include "pluginDistort/v1/TwoClipFrame.h"
 
 #include "ImageLib/source/SICommon.h"
+#include "platform/Carbon.h"
 #include "pluginDistort/v1/FrameParts.h"
 #include "pluginDistort/v1/process_init.h"
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "hostapi/HYPlugin.h"
-#include "platform/Carbon.h"
+#include "platform/Types.h"
 
 namespace tumblewash {
 
