@@ -4,13 +4,16 @@
 
 namespace tumblewash {
 
-void addToColumnsScalar(const unsigned char* row, int bytes, std::uint16_t* columns) {
+void sumColumnsScalar(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
     for (int i = 0; i < bytes; ++i) {
-        columns[i] = static_cast<std::uint16_t>(columns[i] + row[i]);
+        unsigned sum = 0;
+        for (int row = 0; row < rowCount; ++row) sum += rows[row][i];
+        columns[i] = static_cast<std::uint16_t>(sum);
     }
 }
 
-void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums) {
+void addBlockRunsScalar(const std::uint16_t* columns, const BlockRun* runs, int runCount,
+                        std::uint32_t* sums) {
     for (int r = 0; r < runCount; ++r) {
         const std::uint16_t* at = columns + static_cast<std::ptrdiff_t>(runs[r].first) * 4;
         const std::uint16_t* end = at + static_cast<std::ptrdiff_t>(runs[r].count) * 4;

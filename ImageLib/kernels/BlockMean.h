@@ -17,14 +17,19 @@ struct BlockRun {
 /// How many rows sums of 16 bits hold.
 constexpr int mostRowsInColumns = 257;
 
-/// columns[i] += row[i] for `bytes` bytes, modulo 2^16.
-void addToColumnsScalar(const unsigned char* row, int bytes, std::uint16_t* columns);
-
-/// The version in use: the same sums, with the vectors of the machine it runs on.
-void addToColumns(const unsigned char* row, int bytes, std::uint16_t* columns);
+/// columns[i] becomes the sum of rows[0][i] ... rows[rowCount - 1][i], for `bytes` bytes; rowCount is at most
+/// mostRowsInColumns.
+void sumColumnsScalar(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns);
 
 /// Adds red, green and blue of each run's columns to sums[3 * block], sums[3 * block + 1] and sums[3 * block
 /// + 2]. `columns` holds four sums a column, alpha first; the caller sees to it that no sum passes 2^32 - 1.
+void addBlockRunsScalar(const std::uint16_t* columns, const BlockRun* runs, int runCount,
+                        std::uint32_t* sums);
+
+/// The version in use: the same sums, with the vectors of the machine it runs on.
+void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns);
+
+/// The version in use: the same sums, with the vectors of the machine it runs on.
 void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums);
 
 }  // namespace tumblewash

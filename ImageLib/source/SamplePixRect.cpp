@@ -147,25 +147,27 @@ bool meansOfRows(const PixRectRW<ARGBVal>& src, float scaleX, float scaleY, PixR
     std::vector<std::uint32_t> sums(counts.size() * 3);
     const int bytes = src.width() * 4;
     std::vector<std::uint16_t> columns(static_cast<std::size_t>(bytes));
-    int rowsInColumns = 0;
-    const auto settleColumns = [&] {
-        tumblewash::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), sums.data());
-        columns.assign(columns.size(), 0);
-        rowsInColumns = 0;
-    };
+    std::vector<const unsigned char*> at;
     for (int y = dest.ly(); y <= dest.hy(); ++y) {
         sums.assign(sums.size(), 0);
         const std::vector<int> rows = sampleCoordinates(y, dest.ly(), scaleY, src.ly(), src.hy());
+        at.clear();
         for (const int row : rows) {
-            const ARGBVal* first = &src.pixrefNB(src.lx(), row);
-            tumblewash::addToColumns(reinterpret_cast<const unsigned char*>(first), bytes, columns.data());
-            if (++rowsInColumns == tumblewash::mostRowsInColumns) {
-                settleColumns();
-            }
+            at.push_back(reinterpret_cast<const unsigned char*>(&src.pixrefNB(src.lx(), row)));
         }
-        settleColumns();
+        for (std::size_t done = 0; done < at.size(); done += tumblewash::mostRowsInColumns) {
+            const std::size_t some =
+                std::min(at.size() - done, static_cast<std::size_t>(tumblewash::mostRowsInColumns));
+            tumblewash::sumColumns(&at[done], static_cast<int>(some), bytes, columns.data());
+            tumblewash::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), sums.data());
+        }
+        int columnsOfFactor = -1;
+        double factor = 0.0;
         for (std::size_t i = 0; i < counts.size(); ++i) {
-            const double factor = 1.0 / static_cast<double>(counts[i] * static_cast<int>(rows.size()));
+            if (counts[i] != columnsOfFactor) {
+                columnsOfFactor = counts[i];
+                factor = 1.0 / static_cast<double>(columnsOfFactor * static_cast<int>(rows.size()));
+            }
             dest.pixrefNB(dest.lx() + static_cast<int>(i), y) = converted<D>(
                 RGBPixel<double>(sums[3 * i] * factor, sums[3 * i + 1] * factor, sums[3 * i + 2] * factor));
         }

@@ -1,7 +1,12 @@
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <memory>
 
+#include "ImageLib/kernels/BlockMatch.h"
 #include "ImageLib/source/Correlator.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/SICommon.h"
@@ -56,7 +61,43 @@ class MatchPicture {
     std::unique_ptr<PixRectRW<ARGBVal>> padded_;
 };
 
-/// Where the feature around (x, y) of `to` lies in `from`, relative to (x, y).
+/// A thumbnail's bytes, with a pixel behind the last row for vectors to read.
+class ThumbnailBytes {
+  public:
+    explicit ThumbnailBytes(const PixRectRW<ARGBVal>& from) {
+        for (int y = 0; y < kThumbnailSize; ++y) {
+            std::memcpy(bytes_ + y * kPitch, &from.pixrefNB(from.lx(), from.ly() + y), kPitch);
+        }
+    }
+    const unsigned char* at(int x, int y) const { return bytes_ + y * kPitch + x * 4; }
+
+    static constexpr int kPitch = kThumbnailSize * 4;
+
+  private:
+    unsigned char bytes_[kPitch * kThumbnailSize + 4] = {};
+};
+
+/// The score that the correlator gives to a sum of differences.
+float scoreOf(std::uint32_t sum) {
+    return static_cast<float>(((static_cast<double>(sum) / kFeatureSize) / kFeatureSize) / 3.0);
+}
+
+/// What `match` finds, from plain memory: the scores grow with the sums, so the first smallest sum has the
+/// first smallest score.
+Offset matchBytes(const ThumbnailBytes& from, const ThumbnailBytes& to, int x, int y) {
+    constexpr int f = kFeatureSize / 2;
+    constexpr int s = f + kRange;
+    constexpr int places = tumblewash::matchPlaces;
+    static_assert(kFeatureSize == tumblewash::matchSide && kRange == tumblewash::matchRange);
+    std::uint32_t sums[places * places];
+    tumblewash::matchSums(to.at(x - f, y - f), from.at(x - s, y - s), ThumbnailBytes::kPitch, sums);
+    const auto least = static_cast<int>(std::min_element(std::begin(sums), std::end(sums)) - sums);
+    const std::uint32_t most = *std::max_element(std::begin(sums), std::end(sums));
+    if (std::fabs(scoreOf(most) - scoreOf(sums[least])) < kFlatness) return {0, 0};
+    return {least % places - kRange, least / places - kRange};
+}
+
+/// Where the feature around (x, y) of `to` lies in `from`, relative to (x, y), with the correlator's traces.
 Offset match(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, int x, int y) {
     constexpr int f = kFeatureSize / 2;
     constexpr int s = f + kRange;
@@ -77,14 +118,17 @@ Offset match(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, int x, int y) {
 std::unique_ptr<Field> latticeOfOffsets(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, float sx,
                                         float sy) {
     auto flow = std::make_unique<Field>(kLatticeSize, kLatticeSize);
+    const bool traced = SICommon_H::tracing();
+    const ThumbnailBytes fromBytes(from), toBytes(to);
     for (int gy = 0; gy < kLatticeSize; ++gy) {
         for (int gx = 0; gx < kLatticeSize; ++gx) {
             const int x = kSpacing * gx + to.lx() + kBorder + 1;
             const int y = kSpacing * gy + to.ly() + kBorder + 1;
-            const Offset best = match(from, to, x, y);
+            const Offset best = traced ? match(from, to, x, y) : matchBytes(fromBytes, toBytes, x, y);
             flow->set(
                 gx, gy,
                 RGBPixel<float>(sx * static_cast<float>(best.x), sy * static_cast<float>(best.y), 0.0f));
+            if (!tumblewash::logIsObserved()) continue;
             char text[256];
             std::snprintf(text, sizeof text, "Flow at %d %d is %d %d\n\r", x, y, best.x, best.y);
             logMessage(text);
@@ -93,13 +137,16 @@ std::unique_ptr<Field> latticeOfOffsets(PixRectRW<ARGBVal>& from, PixRectRW<ARGB
     return flow;
 }
 
-/// Every lattice value repeated over a block, with a border of zero cells around the whole.
-Field* enlarged(Field& flow) {
-    constexpr double step = 1.0 / kSpacing;
-    SamplePixRect<RGBPixel<float>, RGBPixel<float>> dbl(flow, step, step, SIBestSample);
-    dbl.shiftorigin(kBorder, kBorder);
-    auto result = std::make_unique<Field>(dbl.width() + 2 * kBorder, dbl.height() + 2 * kBorder);
-    result->copyfrom(dbl);
+/// Every lattice value repeated over a block, with a border of zero cells around the whole: a plain rectangle
+/// enlarged by a whole factor.
+Field* enlarged(const Field& flow) {
+    constexpr int side = kLatticeSize * kSpacing;
+    auto result = std::make_unique<Field>(side + 2 * kBorder, side + 2 * kBorder);
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            result->pixrefNB(x + kBorder, y + kBorder) = flow.pixrefNB(x / kSpacing, y / kSpacing);
+        }
+    }
     return result.release();
 }
 

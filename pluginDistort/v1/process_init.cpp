@@ -44,6 +44,10 @@ LogObserver setLogObserver(LogObserver observer) {
     return logObserver.exchange(observer, std::memory_order_acq_rel);
 }
 
+bool logIsObserved() {
+    return logObserver.load(std::memory_order_acquire) != nullptr;
+}
+
 void connectLibraryLog() {
     setLogSink([](const char* line) { ::logMessage(line); });
 }

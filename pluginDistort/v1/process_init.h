@@ -31,6 +31,9 @@ using LogObserver = void (*)(const char* text);
 /// Sets the log's observer (null: nobody) and returns the previous one. May be called from any thread.
 LogObserver setLogObserver(LogObserver observer);
 
+/// True when somebody listens to the log: texts that take work to make are made only then.
+bool logIsObserved();
+
 /// Lets the image library's texts reach `logMessage`. Called by the entry function on every request.
 void connectLibraryLog();
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ImageLib/kernels/BilinearRow.h"
+#include "ImageLib/kernels/BlockMatch.h"
 #include "ImageLib/kernels/BlockMean.h"
 #include "ImageLib/kernels/FieldRow.h"
 #include "ImageLib/kernels/WarpRow.h"
@@ -217,21 +218,65 @@ TEST(KernelTest, ColumnSumsAreTheScalarOnesOnEveryTarget) {
     EveryTarget([](std::mt19937& random) {
         for (int bytes = 1; bytes <= 4 * 67; ++bytes) {
             std::vector<std::uint16_t> expected(static_cast<std::size_t>(bytes) + 8, 7), got = expected;
-            for (int row = 0; row < 3; ++row) {
-                const std::vector<unsigned char> pixels = noise(static_cast<std::size_t>(bytes), random);
-                addToColumnsScalar(pixels.data(), bytes, expected.data());
-                addToColumns(pixels.data(), bytes, got.data());
+            const int rowCount = bytes % 27;
+            std::vector<std::vector<unsigned char>> pixels;
+            std::vector<const unsigned char*> rows;
+            for (int row = 0; row < rowCount; ++row) {
+                pixels.push_back(noise(static_cast<std::size_t>(bytes), random));
+                rows.push_back(pixels.back().data());
             }
+            sumColumnsScalar(rows.data(), rowCount, bytes, expected.data());
+            sumColumns(rows.data(), rowCount, bytes, got.data());
             ASSERT_EQ(expected, got) << bytes;
         }
     });
 }
 
 TEST(KernelTest, ColumnsHoldAsManyRowsOfWhiteAsTheySay) {
-    const std::vector<unsigned char> white(8, 255);
-    std::vector<std::uint16_t> columns(8, 0);
-    for (int row = 0; row < mostRowsInColumns; ++row) addToColumns(white.data(), 8, columns.data());
-    EXPECT_EQ(columns, std::vector<std::uint16_t>(8, 65535));
+    EveryTarget([](std::mt19937&) {
+        const std::vector<unsigned char> white(300, 255);
+        const std::vector<const unsigned char*> rows(mostRowsInColumns, white.data());
+        std::vector<std::uint16_t> columns(300, 1);
+        sumColumns(rows.data(), mostRowsInColumns, 300, columns.data());
+        EXPECT_EQ(columns, std::vector<std::uint16_t>(300, 65535));
+    });
+}
+
+TEST(KernelTest, BlockSumsAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int width = 1; width <= 67; ++width) {
+            std::vector<std::uint16_t> columns;
+            for (int i = 0; i < width * 4; ++i) columns.push_back(static_cast<std::uint16_t>(random()));
+            std::vector<BlockRun> runs;
+            for (int first = 0; first < width;) {
+                const int count = std::min(width - first, static_cast<int>(random() % 9));
+                runs.push_back({first, count, static_cast<int>(random() % 5)});
+                first += count + static_cast<int>(random() % 2);
+            }
+            std::vector<std::uint32_t> expected(16, 5), got = expected;
+            addBlockRunsScalar(columns.data(), runs.data(), static_cast<int>(runs.size()), expected.data());
+            addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), got.data());
+            ASSERT_EQ(expected, got) << width;
+        }
+    });
+}
+
+// --- sums of blocks that are matched
+
+TEST(KernelTest, MatchSumsAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int pitch = 32; pitch <= 160; ++pitch) {
+            // Seven rows of seven pixels and the pixel behind the last, and no byte more.
+            const auto size = static_cast<std::size_t>(6 * pitch + 32);
+            std::vector<unsigned char> block = noise(size, random), around = noise(size, random);
+            if (pitch % 3 == 0) std::fill(block.begin(), block.end(), static_cast<unsigned char>(255));
+            if (pitch % 6 == 0) std::fill(around.begin(), around.end(), static_cast<unsigned char>(0));
+            std::vector<std::uint32_t> expected(26, 9), got = expected;
+            matchSumsScalar(block.data(), around.data(), pitch, expected.data());
+            matchSums(block.data(), around.data(), pitch, got.data());
+            ASSERT_EQ(expected, got) << pitch;
+        }
+    });
 }
 
 // --- bilinear rows

@@ -240,6 +240,27 @@ TEST(FlowEstimateTest, OnlyTheOddLinesCount) {
         }
 }
 
+TEST(FlowEstimateTest, ATracedEstimateFindsTheSameMotion) {
+    std::mt19937 random(4);
+    for (int round = 0; round < 4; ++round) {
+        Frame from(200, 160), to(200, 160);
+        paintBlocks(from, 200, 160, round - 1, 2 - round);
+        paintBlocks(to, 200, 160, 0, 0);
+        for (int i = 0; i < 2000; ++i)
+            from.data()[random() % from.size()] = static_cast<unsigned char>(random());
+        const Field silent = estimated(from, to, 200, 160);
+        tumblewash::test::TraceCapture trace;
+        const Field traced = estimated(from, to, 200, 160);
+        EXPECT_NE(trace.text().find("sumdiff:sumdiff="), std::string::npos);
+        for (int v = 0; v < 40; ++v) {
+            for (int u = 0; u < 40; ++u) {
+                ASSERT_EQ(silent->pix(u, v)._red, traced->pix(u, v)._red) << u << ',' << v;
+                ASSERT_EQ(silent->pix(u, v)._green, traced->pix(u, v)._green) << u << ',' << v;
+            }
+        }
+    }
+}
+
 std::vector<std::string> heard;
 
 TEST(FlowEstimateTest, TextsNameEveryLatticePoint) {

@@ -1,0 +1,76 @@
+#include "ImageLib/kernels/BlockMatch.h"
+
+#if defined(TUMBLEWASH_NO_SIMD)
+
+namespace tumblewash {
+
+void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
+               std::uint32_t* sums) {
+    matchSumsScalar(block, around, pitch, sums);
+}
+
+}  // namespace tumblewash
+
+#else
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "ImageLib/kernels/BlockMatchVector.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace tumblewash::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Three pixels and a fourth that does not count fill a vector of 16 bytes.
+HWY_ATTR void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
+                        std::uint32_t* sums) {
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+    matchSumsScalar(block, around, pitch, sums);
+#else
+    const hn::FixedTag<std::uint8_t, 16> d;
+    const hn::Repartition<std::uint64_t, decltype(d)> wide;
+    HWY_ALIGN static constexpr std::uint8_t colours[16] = {0, 255, 255, 255, 0, 255, 255, 255,
+                                                           0, 255, 255, 255, 0, 0,   0,   0};
+    const auto mask = hn::Load(d, colours);
+    const hn::Vec<decltype(d)> rows[matchSide] = {hn::And(mask, hn::LoadU(d, block)),
+                                                  hn::And(mask, hn::LoadU(d, block + pitch)),
+                                                  hn::And(mask, hn::LoadU(d, block + 2 * pitch))};
+    for (int dx = 0; dx < matchPlaces; ++dx) {
+        hn::Vec<decltype(d)> places[matchPlaces + matchSide - 1];
+        for (int row = 0; row < matchPlaces + matchSide - 1; ++row) {
+            places[row] = hn::And(mask, hn::LoadU(d, around + row * pitch + std::ptrdiff_t{dx} * 4));
+        }
+        for (int dy = 0; dy < matchPlaces; ++dy) {
+            auto sum = hn::Zero(wide);
+            for (int row = 0; row < matchSide; ++row) {
+                const auto a = rows[row], b = places[dy + row];
+                const auto difference = hn::Or(hn::SaturatedSub(a, b), hn::SaturatedSub(b, a));
+                sum = hn::Add(sum, hn::SumsOf8(difference));
+            }
+            HWY_ALIGN std::uint64_t halves[2];
+            hn::Store(sum, wide, halves);
+            sums[dy * matchPlaces + dx] = static_cast<std::uint32_t>(halves[0] + halves[1]);
+        }
+    }
+#endif
+}
+
+}  // namespace tumblewash::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tumblewash {
+
+HWY_EXPORT(matchSums);
+
+void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
+               std::uint32_t* sums) {
+    HWY_DYNAMIC_DISPATCH(matchSums)(block, around, pitch, sums);
+}
+
+}  // namespace tumblewash
+#endif  // HWY_ONCE
+
+#endif
