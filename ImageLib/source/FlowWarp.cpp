@@ -34,20 +34,15 @@ class SourceAhead {
         const int row = furthest / (2 * shape_.stride);
         const int past = std::min(row + sourceRowsAhead, shape_.height / 2);
         if (asked_ < 0) asked_ = row;
-        for (; asked_ < past; ++asked_)
-            askForLinePair(strip_ + std::ptrdiff_t{8} * shape_.stride * asked_, 0);
+        for (; asked_ < past; ++asked_) askForLinePair(strip_ + std::ptrdiff_t{8} * shape_.stride * asked_);
     }
-    void askForLinePair(const unsigned char* at, int writing) const {
+    /// Into the second cache: requests for the first one would wait for each other.
+    void askForLinePair(const unsigned char* at) const {
         constexpr int cacheLine = 64;
         const std::ptrdiff_t pitch = std::ptrdiff_t{4} * shape_.stride;
         for (int offset = 0; offset < (end_ - first_) * 4; offset += cacheLine) {
-            if (writing != 0) {
-                __builtin_prefetch(at + offset, 1);
-                __builtin_prefetch(at + offset + pitch, 1);
-            } else {
-                __builtin_prefetch(at + offset, 0, 2);
-                __builtin_prefetch(at + offset + pitch, 0, 2);
-            }
+            __builtin_prefetch(at + offset, 0, 2);
+            __builtin_prefetch(at + offset + pitch, 0, 2);
         }
     }
 
@@ -75,7 +70,7 @@ void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::W
             unsigned char* even = dest + 2 * y * pitch + static_cast<std::ptrdiff_t>(first) * 4;
             if (inStrips) {
                 ahead.follow(index);
-                if (y + rowsAhead < rows) ahead.askForLinePair(even + 2 * rowsAhead * pitch, 1);
+                if (y + rowsAhead < rows) ahead.askForLinePair(even + 2 * rowsAhead * pitch);
             }
             tumblewash::warpFetchRow(shape, src, index + first, end - first, even, even + pitch);
         }
