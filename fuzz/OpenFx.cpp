@@ -1,6 +1,8 @@
 // The OpenFX entry of every variant: actions in any order, missing suites, images of any shape, depth and
 // stride, or none.
 
+#include <dlfcn.h>
+
 #include "fuzz/Target.h"
 #include "tests/adapters/OfxTestHost.h"
 #include "tests/faults/Choice.h"
@@ -43,6 +45,13 @@ void render(ByteChoice& choice, OfxTestHost& host, int index) {
     demand(host.imagesOut == 0, "an image was not given back");
 }
 
+/// Each input loads and unloads the binary as hosts do; held once more it stays mapped, for its counters of
+/// what was covered are read between inputs.
+void keepMapped() {
+    static void* const held = dlopen(TUMBLEWASH_OFX_BINARY, RTLD_NOW | RTLD_LOCAL);
+    demand(held != nullptr, "the binary cannot be loaded");
+}
+
 void anyAction(ByteChoice& choice, OfxTestHost& host, int index) {
     static const char* const kActions[] = {
         kActionLoad,           kActionDescribe,        kActionDescribeInContext,
@@ -55,6 +64,7 @@ void anyAction(ByteChoice& choice, OfxTestHost& host, int index) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    keepMapped();
     ByteChoice choice({data, size});
     tumblewash::test::SuiteChoice suites;
     if (choice.once(8)) suites.message = false;
