@@ -36,24 +36,41 @@ std::vector<Request> requests(const EffectRecord& effect) {
     for (int k = 0; k <= kSteps; ++k) all.push_back({static_cast<double>(k) / kSteps});
     if (adapters::hasKnobs(effect))
         for (const char* direction : {"up", "down", "left"})
-            for (const double seed : {0.0, 0.041}) all.push_back({0.25, direction, seed});
+            for (const double seed : {0.0, 0.041, 0.7})
+                for (const double position : {0.125, 0.25, 0.5, 0.75})
+                    all.push_back({position, direction, seed});
     return all;
 }
 
-class Scenes {
+/// Two pictures under a file, and what one thread that works in order makes of them.
+class Play {
   public:
-    explicit Scenes(SceneAlpha alpha)
-        : a_(scene(0, kWidth, kHeight, alpha)), b_(scene(1, kWidth, kHeight, alpha)) {}
-
-    [[nodiscard]] Picture draw(const Frei0rFile& file, f0r_instance_t instance, const Request& wish) const {
-        file.set(instance, 0, wish.position);
-        file.set(instance, 1, wish.direction);
-        file.set(instance, 2, wish.seed);
-        return file.update(instance, a_, b_);
+    Play(const Frei0rFile& file, const std::vector<Request>& wishes, int first, SceneAlpha alpha)
+        : file_(file),
+          wishes_(wishes),
+          a_(scene(first, kWidth, kHeight, alpha)),
+          b_(scene(1 - first, kWidth, kHeight, alpha)) {
+        const f0r_instance_t instance = file.construct(kWidth, kHeight);
+        for (const Request& wish : wishes) wanted_.push_back(draw(instance, wish));
+        file.destruct(instance);
+    }
+    /// True when the instance's picture is another one.
+    [[nodiscard]] bool differs(f0r_instance_t instance, std::size_t wish) const {
+        return draw(instance, wishes_[wish]) != wanted_[wish];
     }
 
   private:
+    [[nodiscard]] Picture draw(f0r_instance_t instance, const Request& wish) const {
+        file_.set(instance, 0, wish.position);
+        file_.set(instance, 1, wish.direction);
+        file_.set(instance, 2, wish.seed);
+        return file_.update(instance, a_, b_);
+    }
+
+    const Frei0rFile& file_;
+    const std::vector<Request>& wishes_;
     Picture a_, b_;
+    std::vector<Picture> wanted_;
 };
 
 /// The requests, each round in another order.
@@ -71,14 +88,11 @@ void inThreads(Work work) {
     for (std::thread& thread : threads) thread.join();
 }
 
+/// Neighbouring threads work on different pictures, so that nothing they might share goes unnoticed.
 class Frei0rThreadsTest : public testing::TestWithParam<int> {
   protected:
-    std::vector<Picture> inOrder(const Scenes& scenes) const {
-        std::vector<Picture> pictures;
-        const f0r_instance_t instance = file.construct(kWidth, kHeight);
-        for (const Request& wish : wishes) pictures.push_back(scenes.draw(file, instance, wish));
-        file.destruct(instance);
-        return pictures;
+    std::array<Play, 2> plays(SceneAlpha alpha) const {
+        return {Play(file, wishes, 0, alpha), Play(file, wishes, 1, alpha)};
     }
 
     const EffectRecord& effect = effectRecord(static_cast<short>(GetParam()));
@@ -90,14 +104,13 @@ INSTANTIATE_TEST_SUITE_P(Catalogue, Frei0rThreadsTest, testing::Range(1, 14));
 
 TEST_P(Frei0rThreadsTest, AnInstanceForEachThreadGivesThePicturesOfOne) {
     for (const SceneAlpha alpha : {SceneAlpha::opaque, SceneAlpha::soft}) {
-        const Scenes scenes(alpha);
-        const std::vector<Picture> wanted = inOrder(scenes);
+        const auto play = plays(alpha);
         std::atomic<int> wrong = 0;
         for (int round = 0; round < rounds; ++round)
             inThreads([&](unsigned t) {
                 const f0r_instance_t instance = file.construct(kWidth, kHeight);
                 for (const std::size_t i : shuffled(wishes.size(), static_cast<unsigned>(round) * 100 + t))
-                    wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+                    wrong += play[t % 2].differs(instance, i);
                 file.destruct(instance);
             });
         EXPECT_EQ(wrong, 0) << effect.id;
@@ -106,8 +119,7 @@ TEST_P(Frei0rThreadsTest, AnInstanceForEachThreadGivesThePicturesOfOne) {
 
 // A host may keep one instance and let whichever thread is free turn its knobs and draw, one after the other.
 TEST_P(Frei0rThreadsTest, AnInstanceThatThreadsHandRoundGivesThePicturesOfOne) {
-    const Scenes scenes(SceneAlpha::opaque);
-    const std::vector<Picture> wanted = inOrder(scenes);
+    const auto play = plays(SceneAlpha::opaque);
     const f0r_instance_t instance = file.construct(kWidth, kHeight);
     std::mutex turn;
     std::atomic<int> wrong = 0;
@@ -115,7 +127,7 @@ TEST_P(Frei0rThreadsTest, AnInstanceThatThreadsHandRoundGivesThePicturesOfOne) {
         inThreads([&](unsigned t) {
             for (const std::size_t i : shuffled(wishes.size(), static_cast<unsigned>(round) * 100 + t)) {
                 const std::lock_guard lock(turn);
-                wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+                wrong += play[t % 2].differs(instance, i);
             }
         });
     file.destruct(instance);
@@ -125,8 +137,7 @@ TEST_P(Frei0rThreadsTest, AnInstanceThatThreadsHandRoundGivesThePicturesOfOne) {
 // The host's program seeds and draws from the C library all the time: fields are the file's own.
 TEST_P(Frei0rThreadsTest, RandomNumbersOfTheHostDisturbNothing) {
     if (!adapters::hasKnobs(effect)) return;
-    const Scenes scenes(SceneAlpha::opaque);
-    const std::vector<Picture> wanted = inOrder(scenes);
+    const auto play = plays(SceneAlpha::opaque);
     std::atomic<bool> ended = false;
     std::atomic<int> wrong = 0;
     std::thread host([&ended] {
@@ -136,7 +147,7 @@ TEST_P(Frei0rThreadsTest, RandomNumbersOfTheHostDisturbNothing) {
     inThreads([&](unsigned t) {
         for (const std::size_t i : shuffled(wishes.size(), t)) {
             const f0r_instance_t instance = file.construct(kWidth, kHeight);
-            wrong += scenes.draw(file, instance, wishes[i]) != wanted[i];
+            wrong += play[t % 2].differs(instance, i);
             file.destruct(instance);
         }
     });
@@ -147,35 +158,26 @@ TEST_P(Frei0rThreadsTest, RandomNumbersOfTheHostDisturbNothing) {
 
 // Different files hold different locks: fields must be the same all the same.
 TEST(Frei0rFilesTest, AllFilesSideBySideGiveTheirOwnPixels) {
-    const Scenes scenes(SceneAlpha::opaque);
     struct Loaded {
-        explicit Loaded(short index) : effect(effectRecord(index)), file(effect) {}
+        explicit Loaded(short index) : effect(effectRecord(index)), file(effect), wishes(requests(effect)) {}
         const EffectRecord& effect;
-        Frei0rFile file;
-        std::vector<Request> wishes = requests(effect);
-        std::vector<Picture> wanted;
+        const Frei0rFile file;
+        const std::vector<Request> wishes;
+        const Play play{file, wishes, 0, SceneAlpha::opaque};
+        std::atomic<int> wrong = 0;
     };
     std::vector<std::unique_ptr<Loaded>> files;
-    for (short index = 1; index < 14; ++index) {
-        files.push_back(std::make_unique<Loaded>(index));
-        Loaded& one = *files.back();
-        const f0r_instance_t instance = one.file.construct(kWidth, kHeight);
-        for (const Request& wish : one.wishes) one.wanted.push_back(scenes.draw(one.file, instance, wish));
-        one.file.destruct(instance);
-    }
-    std::array<std::atomic<int>, 14> wrong{};
+    for (short index = 1; index < 14; ++index) files.push_back(std::make_unique<Loaded>(index));
     std::vector<std::thread> threads;
     for (const auto& loaded : files)
-        threads.emplace_back([&scenes, &wrong, &one = *loaded] {
+        threads.emplace_back([&one = *loaded] {
             const f0r_instance_t instance = one.file.construct(kWidth, kHeight);
             for (const std::size_t i : shuffled(one.wishes.size(), static_cast<unsigned>(one.effect.index)))
-                wrong[static_cast<std::size_t>(one.effect.index)] +=
-                    scenes.draw(one.file, instance, one.wishes[i]) != one.wanted[i];
+                one.wrong += one.play.differs(instance, i);
             one.file.destruct(instance);
         });
     for (std::thread& thread : threads) thread.join();
-    for (const auto& loaded : files)
-        EXPECT_EQ(wrong[static_cast<std::size_t>(loaded->effect.index)], 0) << loaded->effect.id;
+    for (const auto& loaded : files) EXPECT_EQ(loaded->wrong, 0) << loaded->effect.id;
 }
 
 }  // namespace
