@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <new>
 
@@ -11,18 +12,22 @@
 #include "app/list.h"
 #include "app/movie.h"
 #include "app/options.h"
+#include "app/outputs.h"
 #include "app/sheet.h"
 #include "app/signals.h"
 #include "app/stills.h"
 #include "host/HostError.h"
 #include "media/MediaError.h"
+#include "media/Staging.h"
 
 namespace tumblewash {
 namespace {
 
-void print(const std::string& text) {
+void print(const std::string& text) try {
     if (std::fputs(text.c_str(), stdout) == EOF || std::fflush(stdout) != 0)
-        throw Refusal(ExitCode::RenderFailed, "standard output cannot be written");
+        throwNotWritable("standard output", errno);
+} catch (const MediaError& problem) {
+    failWhileWorking(problem);
 }
 
 std::string generated(const std::string& what) {
