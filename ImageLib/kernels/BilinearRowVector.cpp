@@ -12,6 +12,7 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 
 #else
 
+#include <bit>
 #include <cstdint>
 #include <limits>
 
@@ -20,131 +21,13 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "ImageLib/kernels/BilinearExact-inl.h"
+#include "ImageLib/kernels/BilinearQuick-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
-
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-
-using D = hn::ScalableTag<double>;
-using W = hn::RebindToUnsigned<D>;
-using HalfF = hn::Rebind<float, D>;
-using HalfI = hn::Rebind<std::int32_t, D>;
-using Doubles = hn::Vec<D>;
-using Words = hn::Vec<W>;  // 64-bit lanes, one to a position
-
-// Doubles from 2^52 on are whole numbers one apart: a byte in the low bits of this one adds itself.
-constexpr double big = 4503599627370496.0;
-
-/// A byte of each lane as a number.
-template <int Shift>
-HWY_INLINE Doubles channel(Words pixels) {
-    const D d;
-    const W w;
-    const auto byte = hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(w, std::uint64_t{255}));
-    return hn::Sub(hn::BitCast(d, hn::Or(byte, hn::BitCast(w, hn::Set(d, big)))), hn::Set(d, big));
-}
-
-/// sum + trunc(weight * value), for a product that is not negative. `sum` carries `big`.
-HWY_INLINE Doubles addTruncated(Doubles sum, Doubles weight, Doubles value) {
-    const Doubles product = hn::Mul(weight, value);
-#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    // Next to `big` a sum rounded toward zero is the sum of whole parts.
-    return Doubles{_mm512_add_round_pd(sum.raw, product.raw, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)};
-#else
-    return hn::Add(sum, hn::Floor(product));
-#endif
-}
-
-/// Positions whose offsets are formed before the first of them is read, so that loads never wait for them.
-constexpr int batchSize = 64;
-
-/// Where the neighbours of a batch of positions lie, in bytes from the field's first pixel.
-struct Offsets {
-    std::int32_t upper[batchSize];  ///< of (floor, floor)
-    std::int32_t lower[batchSize];  ///< of (floor, ceil)
-};
-
-/// What one vector of positions weighs its neighbours with.
-struct Weights {
-    hn::Mask<W> right;  ///< where the ceiling is the next column
-    Doubles weight[4];  ///< in the order (floor, floor), (ceil, floor), (ceil, ceil), (floor, ceil)
-};
-
-/// The four neighbours of each position: two pixels in each lane, the left one in the low half.
-struct Neighbours {
-    Words upper, lower;
-};
-
-template <int Byte>
-HWY_INLINE Words mixChannel(const Neighbours& n, const Doubles (&weight)[4]) {
-    const D d;
-    const W w;
-    Doubles sum = hn::Set(d, big);
-    sum = addTruncated(sum, weight[0], channel<Byte>(n.upper));
-    sum = addTruncated(sum, weight[1], channel<Byte + 32>(n.upper));
-    sum = addTruncated(sum, weight[2], channel<Byte + 32>(n.lower));
-    sum = addTruncated(sum, weight[3], channel<Byte>(n.lower));
-    return hn::ShiftLeft<Byte>(hn::And(hn::BitCast(w, sum), hn::Set(w, std::uint64_t{255})));
-}
-
-/// 255 plus the four alphas, modulo 256. A whole column is its own right neighbour.
-HWY_INLINE Words mixAlpha(const Neighbours& n, hn::Mask<W> right) {
-    const W w;
-    const auto both = [&](Words row) HWY_ATTR {
-        return hn::Add(row, hn::IfThenElse(right, hn::ShiftRight<32>(row), row));
-    };
-    const auto sum = hn::Add(hn::Add(both(n.upper), both(n.lower)), hn::Set(w, std::uint64_t{255}));
-    return hn::And(sum, hn::Set(w, std::uint64_t{255}));
-}
-
-HWY_INLINE void offsetsAt(hn::Vec<HalfF> x, hn::Vec<HalfF> y, std::int32_t pitch, std::int32_t* upper,
-                          std::int32_t* lower) {
-    const HalfI whole;
-    const auto iy = hn::ConvertTo(whole, y);
-    const auto above = hn::Add(hn::Mul(iy, hn::Set(whole, pitch)), hn::ShiftLeft<2>(hn::ConvertTo(whole, x)));
-    const auto between = hn::RebindMask(whole, hn::Gt(y, hn::ConvertTo(HalfF(), iy)));
-    hn::StoreU(above, whole, upper);
-    hn::StoreU(hn::Add(above, hn::IfThenElseZero(between, hn::Set(whole, pitch))), whole, lower);
-}
-
-HWY_INLINE Weights weightsAt(hn::Vec<HalfF> x, hn::Vec<HalfF> y) {
-    const D d;
-    const W w;
-    const HalfI whole;
-    const Doubles dx = hn::Sub(hn::PromoteTo(d, x), hn::PromoteTo(d, hn::ConvertTo(whole, x)));
-    const Doubles dy = hn::Sub(hn::PromoteTo(d, y), hn::PromoteTo(d, hn::ConvertTo(whole, y)));
-    const Doubles nx = hn::Sub(hn::Set(d, 1.0), dx);
-    const Doubles ny = hn::Sub(hn::Set(d, 1.0), dy);
-    return {hn::RebindMask(w, hn::Gt(dx, hn::Zero(d))),
-            {hn::Mul(nx, ny), hn::Mul(dx, ny), hn::Mul(dx, dy), hn::Mul(nx, dy)}};
-}
-
-/// Two pixels to each lane. Loads put together cost less than a vector gather.
-template <class DWords>
-HWY_INLINE hn::Vec<DWords> fetch(DWords w, const unsigned char* first, const std::int32_t* offsets) {
-    if constexpr (hn::MaxLanes(DWords()) == 1) {
-        return hn::LoadU(w, reinterpret_cast<const std::uint64_t*>(first + offsets[0]));
-    } else {
-        const hn::Half<DWords> half;
-        const auto low = fetch(half, first, offsets);
-        return hn::Combine(w, fetch(half, first, offsets + hn::MaxLanes(DWords()) / 2), low);
-    }
-}
-
-HWY_INLINE void readBlock(const FieldReading& field, const std::int32_t* upper, const std::int32_t* lower,
-                          const Weights& weights, std::ptrdiff_t to) {
-    const hn::Rebind<std::uint32_t, D> narrow;
-    const unsigned char* first = field.from.first;
-    const Neighbours n = {fetch(W(), first, upper), fetch(W(), first, lower)};
-    const Words colours = hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),
-                                 mixChannel<24>(n, weights.weight));
-    const Words pixels = hn::Or(colours, mixAlpha(n, weights.right));
-    hn::StoreU(hn::TruncateTo(narrow, pixels), narrow, reinterpret_cast<std::uint32_t*>(field.out + to));
-}
-
-#endif
 
 /// Pixels first ... first + count - 1 on the scalar road.
 HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
@@ -154,48 +37,141 @@ HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const flo
     bilinearRowScalar(rest, fieldCount, atX + first, atY + first, count);
 }
 
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+/// Positions whose doubtful pixels are collected before they are read exactly.
+constexpr int batchSize = 512;
+constexpr int lanes = static_cast<int>(hn::MaxLanes(F()));
+
+/// The pixels of one field that wait for the exact road. Indices are stored a vector at a time, and the last
+/// vector may overlap the one before it.
+using Waiting = std::uint32_t[batchSize + 2 * lanes];
+
+/// Puts down the indices at + lane of some lanes; answers with their number.
+HWY_INLINE int addWaiting(int at, hn::Mask<P> some, std::uint32_t* end) {
+    const P p;
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    const auto indices = hn::Add(hn::Iota(p, 0), hn::Set(p, static_cast<std::uint32_t>(at)));
+    hn::StoreU(hn::Compress(indices, some), p, end);
+    return static_cast<int>(hn::CountTrue(p, some));
+#else
+    // Few vectors have any; without an instruction for it, packing indices costs more than this branch.
+    if (HWY_LIKELY(hn::AllFalse(p, some))) return 0;
+    std::uint8_t bytes[8] = {};
+    hn::StoreMaskBits(p, some, bytes);
+    int count = 0;
+    for (unsigned left = bytes[0]; left != 0; left &= left - 1) {
+        end[count++] = static_cast<std::uint32_t>(at + std::countr_zero(left));
+    }
+    return count;
+#endif
+}
+
+/// Mixes one vector of one field; answers with the number of doubtful pixels, put down at `end`.
+HWY_INLINE int mixInto(const FieldReading& field, const Pixels (&neighbours)[4], const QuickWeights& weights,
+                       int at, std::uint32_t* end) {
+    const P p;
+    const Mixed mixed = mix(neighbours, weights);
+    hn::StoreU(mixed.pixels, p, reinterpret_cast<std::uint32_t*>(field.out + std::ptrdiff_t{at} * 4));
+    return addWaiting(at, mixed.doubtful, end);
+}
+
+/// A line of memory holds so many pixels.
+constexpr int announcedColumns = 16;
+
+/// Asks for the pixels that the rows after this one will need around an inside position, a few lines of the
+/// field below and above: no machine foresees them where rows of positions slant across the field.
+template <int fieldCount>
+HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
+    constexpr int further = 4;
+    const FieldPixels& smallest = fields[fieldCount - 1].from;
+    const int row = static_cast<int>(y);
+    const int below = row + further < smallest.rows ? row + further : row;
+    const int above = row >= further ? row - further : row;
+    const auto column = std::ptrdiff_t{static_cast<int>(x)} * 4;
+    for (int n = 0; n < fieldCount; ++n) {
+        const unsigned char* first = fields[n].from.first + column;
+        __builtin_prefetch(first + below * smallest.pitch, 0, 2);
+        __builtin_prefetch(first + above * smallest.pitch, 0, 2);
+    }
+}
+
+/// lanes ... batchSize positions. A last vector that would not be full begins earlier and reads some again.
+template <int fieldCount>
+HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
+    const F f;
+    const I i;
+    const P p;
+    const FieldPixels& smallest = fields[fieldCount - 1].from;
+    const auto zero = hn::Zero(f);
+    const auto one = hn::Set(f, 1.0F);
+    // Two pixels are read at once, so the last column belongs to the scalar road.
+    const auto lastX = hn::Set(f, static_cast<float>(smallest.columns - 1));
+    const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
+    Waiting waiting[fieldCount];
+    int waitingCount[fieldCount] = {};
+    for (int next = 0; next < count; next += lanes) {
+        const int at = next < count - lanes ? next : count - lanes;
+        const auto x = hn::LoadU(f, atX + at);
+        const auto y = hn::LoadU(f, atY + at);
+        const auto before = hn::And(hn::Lt(x, lastX), hn::Le(y, lastY));
+        if (HWY_UNLIKELY(!hn::AllTrue(f, hn::And(hn::And(hn::Ge(x, one), hn::Ge(y, one)), before)))) {
+            const auto inside = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)), before);
+            for (int n = 0; n < fieldCount; ++n) {
+                waitingCount[n] += addWaiting(at, hn::RebindMask(p, inside), waiting[n] + waitingCount[n]);
+            }
+            std::int32_t isInside[lanes];
+            hn::StoreU(hn::VecFromMask(i, hn::RebindMask(i, inside)), i, isInside);
+            for (int lane = 0; lane < lanes; ++lane) {
+                if (isInside[lane] == 0) readScalar(fields, fieldCount, atX, atY, at + lane, 1);
+            }
+            continue;
+        }
+        const Cells cells = cellsAt(x, y);
+        const QuickWeights weights = quickWeights(cells);
+        if (next % announcedColumns == 0) {
+            announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
+        }
+        Window window;
+        if (HWY_LIKELY(windowOver(smallest, cells, atX + at, atY + at, window))) {
+            for (int n = 0; n < fieldCount; ++n) {
+                Pixels neighbours[4];
+                fetchWindow(fields[n].from.first, window, cells.right, neighbours);
+                waitingCount[n] += mixInto(fields[n], neighbours, weights, at, waiting[n] + waitingCount[n]);
+            }
+        } else {
+            const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(smallest.pitch));
+            for (int n = 0; n < fieldCount; ++n) {
+                Pixels neighbours[4];
+                fetchPairwise(fields[n].from.first, offsets, cells.right, neighbours);
+                waitingCount[n] += mixInto(fields[n], neighbours, weights, at, waiting[n] + waitingCount[n]);
+            }
+        }
+    }
+    for (int n = 0; n < fieldCount; ++n) readExactly(fields[n], atX, atY, waiting[n], waitingCount[n]);
+}
+
+#endif
+
 HWY_ATTR void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                           int count) {
     if (fieldCount <= 0) return;
     int done = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    const HalfF f;
-    const int lanes = static_cast<int>(hn::Lanes(f));
     const FieldPixels& smallest = fields[fieldCount - 1].from;
     const bool offsetsFit = smallest.pitch > 0 && (smallest.rows + std::int64_t{1}) * smallest.pitch <
                                                       std::numeric_limits<std::int32_t>::max();
-    const int whole = offsetsFit ? count - count % lanes : 0;
-    const auto pitch = static_cast<std::int32_t>(offsetsFit ? smallest.pitch : 0);
-    const auto zero = hn::Zero(f);
-    // Two pixels are read at once, so the last column belongs to the scalar road.
-    const auto lastX = hn::Set(f, static_cast<float>(smallest.columns - 1));
-    const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
-    Offsets offsets;
-    for (; done < whole; done += batchSize) {
-        const int end = whole - done < batchSize ? whole - done : batchSize;
-        std::uint64_t inside = 0;  // one bit for each first position of a vector
-        for (int i = 0; i < end; i += lanes) {
-            const auto x = hn::LoadU(f, atX + done + i);
-            const auto y = hn::LoadU(f, atY + done + i);
-            const auto within = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)),
-                                        hn::And(hn::Lt(x, lastX), hn::Le(y, lastY)));
-            if (hn::AllTrue(f, within)) {
-                offsetsAt(x, y, pitch, offsets.upper + i, offsets.lower + i);
-                inside |= std::uint64_t{1} << i;
-            } else {
-                readScalar(fields, fieldCount, atX, atY, done + i, lanes);
-            }
+    FieldReading batch[2] = {fields[0], fields[fieldCount - 1]};
+    while (offsetsFit && count - done >= lanes) {
+        const int size = count - done < batchSize ? count - done : batchSize;
+        if (fieldCount == 1) {
+            readBatch<1>(batch, atX + done, atY + done, size);
+        } else {
+            readBatch<2>(batch, atX + done, atY + done, size);
         }
-        for (int i = 0; i < end; i += lanes) {
-            if ((inside >> i & 1) == 0) continue;
-            const Weights weights = weightsAt(hn::LoadU(f, atX + done + i), hn::LoadU(f, atY + done + i));
-            for (int field = 0; field < fieldCount; ++field) {
-                readBlock(fields[field], offsets.upper + i, offsets.lower + i, weights,
-                          std::ptrdiff_t{done + i} * 4);
-            }
-        }
+        for (FieldReading& field : batch) field.out += std::ptrdiff_t{size} * 4;
+        done += size;
     }
-    done = whole;
 #endif
     readScalar(fields, fieldCount, atX, atY, done, count - done);
 }

@@ -1,12 +1,15 @@
 #include "pluginDistort/v1/Projection.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <typeinfo>
-#include <vector>
 
 #include "ImageLib/kernels/BilinearRow.h"
+#include "ImageLib/kernels/ProjectRow.h"
 #include "ImageLib/source/ContImage.h"
 #include "ImageLib/source/PixRectRows.h"
 #include "ImageLib/source/SICommon.h"
@@ -19,75 +22,74 @@ using tumblewash::FieldPixels;
 using tumblewash::PixelRows;
 using tumblewash::Region;
 
-/// The positions that truncate toward zero into lo .. hi, as an open interval: one comparison on each side,
-/// false for not-a-number and for everything beyond int.
-class TruncatedRange {
-  public:
-    TruncatedRange(int lo, int hi)
-        : below_(lo <= 0 ? lo - 1.0 : std::nextafter(static_cast<double>(lo), 0.0)),
-          above_(hi >= 0 ? hi + 1.0 : std::nextafter(static_cast<double>(hi), 0.0)) {}
-    bool holds(float v) const { return v > below_ && v < above_; }
+/// The greatest float that is not above v, and the smallest that is not below it: a float lies beyond either
+/// exactly where it lies beyond v.
+float floatBelow(double v) {
+    const auto f = static_cast<float>(v);
+    return f > v ? std::nextafter(f, -std::numeric_limits<float>::infinity()) : f;
+}
+float floatAbove(double v) {
+    const auto f = static_cast<float>(v);
+    return f < v ? std::nextafter(f, std::numeric_limits<float>::infinity()) : f;
+}
 
-  private:
-    double below_, above_;
-};
+/// The positions whose truncation toward zero lies in `source`.
+tumblewash::OpenBounds truncatedBounds(const Region& source) {
+    const auto after = [](int lo) { return floatBelow(lo <= 0 ? lo - 1.0 : std::nextafter(lo, 0.0)); };
+    const auto before = [](int hi) { return floatAbove(hi >= 0 ? hi + 1.0 : std::nextafter(hi, 0.0)); };
+    return {after(source.lx), before(source.hx), after(source.ly), before(source.hy)};
+}
 
-/// The numerators and the factor of a projection are sums of one product per axis: the column's products are
-/// formed once per fill, the row's once per row, and added in the order in which a single projection adds
-/// them.
-class RowProjection {
+/// Positions that are projected before the first of them is read: few enough to stay in the nearest cache.
+constexpr int stretchColumns = 8 * tumblewash::columnsInWord;
+
+/// One stretch of a row: its positions, and runs of those that lie inside.
+class Stretch {
   public:
-    RowProjection(const PlanarProj& pp, int lx, int hx)
-        : h_(pp.B), columns_(static_cast<std::size_t>(hx - lx + 1)) {
-        for (std::vector<float>* row : {&px_, &py_, &pf_, &x_, &y_}) row->resize(columns_);
-        for (std::size_t i = 0; i < columns_; ++i) {
-            const auto fx = static_cast<float>(lx + static_cast<int>(i));
-            px_[i] = fx * h_[0];
-            py_[i] = fx * h_[3];
-            pf_[i] = fx * h_[6];
-        }
+    void project(const PlanarProj& pp, int y, int first, int count, const tumblewash::OpenBounds& bounds) {
+        count_ = count;
+        tumblewash::projectRow(pp.B, y, first, count, bounds, x, y_, inside_);
     }
 
-    /// Projects the columns of row y.
-    void project(int y) {
-        const auto fy = static_cast<float>(y);
-        const float rx = fy * h_[1], ry = fy * h_[4], rf = fy * h_[7];
-        const float h2 = h_[2], h5 = h_[5];
-        for (std::size_t i = 0; i < columns_; ++i) {
-            const float factor = (pf_[i] + rf) + 1.0f;
-            x_[i] = ((px_[i] + rx) + h2) / factor;
-            y_[i] = ((py_[i] + ry) + h5) / factor;
+    /// The first column from `at` on that is inside, or (wanted false) outside; the count if there is none.
+    int find(bool wanted, int at) const {
+        while (at < count_) {
+            const std::uint64_t word = inside_[at / tumblewash::columnsInWord];
+            const int bit = at % tumblewash::columnsInWord;
+            const std::uint64_t left = (wanted ? word : ~word) >> bit;
+            if (left != 0) return std::min(count_, at + std::countr_zero(left));
+            at += tumblewash::columnsInWord - bit;
         }
+        return count_;
     }
 
-    std::size_t columns() const { return columns_; }
-    const float* x() const { return x_.data(); }
-    const float* y() const { return y_.data(); }
+    const float* atX() const { return x; }
+    const float* atY() const { return y_; }
 
   private:
-    const float* h_;
-    std::size_t columns_;
-    std::vector<float> px_, py_, pf_;  // products with h0, h3, h6
-    std::vector<float> x_, y_;         // source positions of the current row
+    int count_ = 0;
+    float x[stretchColumns], y_[stretchColumns];
+    std::uint64_t inside_[stretchColumns / tumblewash::columnsInWord];
 };
 
 /// Visits `box` row by row and hands over every run of pixels whose source positions, truncated toward zero,
-/// lie within `source`: fill(x, y, count, source x, source y) with the run's first pixel and its exact
-/// positions.
+/// lie within `source`, long ones in pieces: fill(x, y, count, source x, source y) with the run's first pixel
+/// and its exact positions.
 template <class Fill>
 void forEachProjectedRun(const Region& box, const Region& source, const PlanarProj& pp, Fill fill) {
     if (box.empty() || source.empty()) return;
-    const TruncatedRange columns(source.lx, source.hx), rows(source.ly, source.hy);
-    RowProjection projection(pp, box.lx, box.hx);
-    const float* x2 = projection.x();
-    const float* y2 = projection.y();
-    const std::size_t n = projection.columns();
+    const tumblewash::OpenBounds bounds = truncatedBounds(source);
+    Stretch stretch;
     for (int y = box.ly; y <= box.hy; ++y) {
-        projection.project(y);
-        for (std::size_t i = 0; i < n; ++i) {
-            const std::size_t first = i;
-            while (i < n && columns.holds(x2[i]) && rows.holds(y2[i])) ++i;
-            if (i > first) fill(box.lx + static_cast<int>(first), y, i - first, x2 + first, y2 + first);
+        for (int x = box.lx; x <= box.hx; x += stretchColumns) {
+            const int count = std::min(stretchColumns, box.hx - x + 1);
+            stretch.project(pp, y, x, count, bounds);
+            int first = stretch.find(true, 0);
+            while (first < count) {
+                const int end = stretch.find(false, first);
+                fill(x + first, y, end - first, stretch.atX() + first, stretch.atY() + first);
+                first = stretch.find(true, end);
+            }
         }
     }
 }
@@ -95,10 +97,9 @@ void forEachProjectedRun(const Region& box, const Region& source, const PlanarPr
 /// A plain frame is read at the truncated position.
 void fillFromRows(const PixelRows<ARGBVal>& from, const Region& source, const PixelRows<ARGBVal>& to,
                   const Region& box, const PlanarProj& pp) {
-    forEachProjectedRun(box, source, pp, [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+    forEachProjectedRun(box, source, pp, [&](int x, int y, int n, const float* x2, const float* y2) {
         ARGBVal* out = to.at(x, y);
-        for (std::size_t i = 0; i < n; ++i)
-            out[i] = *from.at(static_cast<int>(x2[i]), static_cast<int>(y2[i]));
+        for (int i = 0; i < n; ++i) out[i] = *from.at(static_cast<int>(x2[i]), static_cast<int>(y2[i]));
     });
 }
 
@@ -128,11 +129,11 @@ std::optional<FieldPixels> plainField(const ContImageRef<ARGBVal>& image) {
 void fillFromFields(const FieldPixels* from, const PixelRows<ARGBVal>* to, int fieldCount, const Region& box,
                     const PlanarProj& pp) {
     const Region source{0, 0, from[0].columns - 1, from[0].rows - 1};
-    forEachProjectedRun(box, source, pp, [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+    forEachProjectedRun(box, source, pp, [&](int x, int y, int n, const float* x2, const float* y2) {
         tumblewash::FieldReading readings[2];
         for (int f = 0; f < fieldCount; ++f)
             readings[f] = {from[f], reinterpret_cast<unsigned char*>(to[f].at(x, y))};
-        tumblewash::bilinearRow(readings, fieldCount, x2, y2, static_cast<int>(n));
+        tumblewash::bilinearRow(readings, fieldCount, x2, y2, n);
     });
 }
 
@@ -140,9 +141,9 @@ void fillFromFields(const FieldPixels* from, const PixelRows<ARGBVal>* to, int f
 void fillFromImage(const ContImageRef<ARGBVal>& from, const PixelRows<ARGBVal>& to, const Region& box,
                    const PlanarProj& pp) {
     forEachProjectedRun(box, tumblewash::boundsOf(from), pp,
-                        [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
+                        [&](int x, int y, int n, const float* x2, const float* y2) {
                             ARGBVal* out = to.at(x, y);
-                            for (std::size_t i = 0; i < n; ++i) out[i] = from.interpPix(x2[i], y2[i]);
+                            for (int i = 0; i < n; ++i) out[i] = from.interpPix(x2[i], y2[i]);
                         });
 }
 
@@ -150,9 +151,9 @@ void fillFromImage(const ContImageRef<ARGBVal>& from, const PixelRows<ARGBVal>& 
 /// which is never written.
 void fillFromSlots(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, const PlanarProj& pp) {
     forEachProjectedRun(tumblewash::boundsOf(dest), tumblewash::boundsOf(src), pp,
-                        [&](int x, int y, std::size_t n, const float* x2, const float* y2) {
-                            for (std::size_t i = 0; i < n; ++i) {
-                                ARGBVal& pixel = dest.pixrefNB(x + static_cast<int>(i), y);
+                        [&](int x, int y, int n, const float* x2, const float* y2) {
+                            for (int i = 0; i < n; ++i) {
+                                ARGBVal& pixel = dest.pixrefNB(x + i, y);
                                 if (&pixel == &PixRectBase<ARGBVal>::blackpixel) continue;
                                 pixel = src.pixdd(x2[i], y2[i]);
                             }

@@ -3,33 +3,24 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
 
-#include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/kernels/BlockMatch.h"
 #include "ImageLib/kernels/BlockMean.h"
 #include "ImageLib/kernels/FieldRow.h"
 #include "ImageLib/kernels/WarpRow.h"
 #include "tests/ImageLib/EveryTarget.h"
+#include "tests/ImageLib/Noise.h"
 
 namespace tumblewash {
 namespace {
 
+using test::between;
 using test::EveryTarget;
-
-std::vector<unsigned char> noise(std::size_t bytes, std::mt19937& random) {
-    std::vector<unsigned char> out(bytes);
-    for (unsigned char& byte : out) byte = static_cast<unsigned char>(random());
-    return out;
-}
-
-float between(std::mt19937& random, float low, float high) {
-    return std::uniform_real_distribution<float>(low, high)(random);
-}
+using test::noise;
 
 /// Floats equal to the bit, not-a-numbers included.
 bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
@@ -275,94 +266,6 @@ TEST(KernelTest, MatchSumsAreTheScalarOnesOnEveryTarget) {
             matchSumsScalar(block.data(), around.data(), pitch, expected.data());
             matchSums(block.data(), around.data(), pitch, got.data());
             ASSERT_EQ(expected, got) << pitch;
-        }
-    });
-}
-
-// --- bilinear rows
-
-/// Both fields of a frame that is exactly as large as it must be.
-struct TwoFields {
-    std::vector<unsigned char> frame;
-    FieldPixels even, odd;
-
-    TwoFields(int columns, int height, std::mt19937& random)
-        : frame(noise(static_cast<std::size_t>(columns * height) * 4, random)),
-          even{frame.data(), std::ptrdiff_t{columns} * 8, columns, (height + 1) / 2},
-          odd{frame.data() + std::ptrdiff_t{columns} * 4, std::ptrdiff_t{columns} * 8, columns, height / 2} {}
-};
-
-/// Positions of every kind: fractions, whole ones, edges, outside, no numbers.
-float position(int kind, int last, std::mt19937& random) {
-    const float end = static_cast<float>(last);
-    switch (kind == 3 ? random() % 8 : static_cast<unsigned>(kind)) {
-        case 0:
-            return between(random, 0.0F, end);
-        case 1:
-            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1));
-        case 2:
-            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1)) / 2.0F;
-        case 4:
-            return end;
-        case 5:
-            return between(random, -1.5F, 0.0F);
-        case 6:
-            return end + between(random, 0.0F, 1.5F);
-        case 7:
-            return random() % 2 == 0 ? std::numeric_limits<float>::quiet_NaN() : -1.0e30F;
-        default:
-            return between(random, 0.0F, 1.0F) * 1.0e-9F;
-    }
-}
-
-TEST(KernelTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
-        for (int count = 1; count <= 67; ++count) {
-            for (int kind = 0; kind < 4; ++kind) {
-                const int columns = 1 + static_cast<int>(random() % 70);
-                const TwoFields fields(columns, 2 + static_cast<int>(random() % 21), random);
-                std::vector<float> x, y;
-                for (int i = 0; i < count; ++i) {
-                    x.push_back(position(kind, columns - 1, random));
-                    y.push_back(position(kind, fields.odd.rows - 1, random));
-                }
-                for (int fieldCount = 0; fieldCount <= 2; ++fieldCount) {
-                    const std::size_t bytes = static_cast<std::size_t>(count) * 4 + 64;
-                    std::vector<unsigned char> a(bytes, 11), b(bytes, 22), gotA = a, gotB = b;
-                    const FieldReading expected[2] = {{fields.even, a.data() + 1},
-                                                      {fields.odd, b.data() + 1}};
-                    const FieldReading got[2] = {{fields.even, gotA.data() + 1},
-                                                 {fields.odd, gotB.data() + 1}};
-                    bilinearRowScalar(expected, fieldCount, x.data(), y.data(), count);
-                    bilinearRow(got, fieldCount, x.data(), y.data(), count);
-                    ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
-                    ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
-                }
-            }
-        }
-    });
-}
-
-// Each product is truncated on its own, so weights that come out a hair below a whole product matter. These
-// are the fractions at which products of weight and byte are whole or nearly so.
-TEST(KernelTest, BilinearProductsNextToWholeNumbersAreTruncatedAlike) {
-    EveryTarget([](std::mt19937& random) {
-        const TwoFields fields(64, 16, random);
-        for (int divisor = 1; divisor <= 255; ++divisor) {
-            std::vector<float> x, y;
-            for (int i = 0; i < 61; ++i) {
-                const float fraction = static_cast<float>(random() % 256) / static_cast<float>(divisor);
-                x.push_back(std::min(62.0F, static_cast<float>(i) + fraction - std::floor(fraction)));
-                const float other = static_cast<float>(random() % 256) / static_cast<float>(divisor);
-                y.push_back(static_cast<float>(random() % 6) + other - std::floor(other));
-            }
-            std::vector<unsigned char> a(244, 1), b(244, 2), gotA(244, 3), gotB(244, 4);
-            const FieldReading expected[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
-            const FieldReading got[2] = {{fields.even, gotA.data()}, {fields.odd, gotB.data()}};
-            bilinearRowScalar(expected, 2, x.data(), y.data(), 61);
-            bilinearRow(got, 2, x.data(), y.data(), 61);
-            ASSERT_EQ(a, gotA) << divisor;
-            ASSERT_EQ(b, gotB) << divisor;
         }
     });
 }

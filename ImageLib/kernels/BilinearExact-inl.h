@@ -1,0 +1,174 @@
+// BilinearExact: bilinear readings in double precision at listed positions of a row, on one instruction set.
+// The rule itself, product by product; the road of every reading that 16-bit weights cannot answer for.
+// Not a row of its own: BilinearRowVector.cpp lists the positions.
+
+#if defined(TUMBLEWASH_BILINEAR_EXACT) == defined(HWY_TARGET_TOGGLE)
+#ifdef TUMBLEWASH_BILINEAR_EXACT
+#undef TUMBLEWASH_BILINEAR_EXACT
+#else
+#define TUMBLEWASH_BILINEAR_EXACT
+#endif
+
+#include <hwy/highway.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ImageLib/kernels/BilinearRow.h"
+#include "ImageLib/kernels/PixelWord.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tumblewash::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+using D = hn::ScalableTag<double>;
+using W = hn::RebindToUnsigned<D>;
+using HalfF = hn::Rebind<float, D>;
+using HalfI = hn::Rebind<std::int32_t, D>;
+using Doubles = hn::Vec<D>;
+using Words = hn::Vec<W>;  // 64-bit lanes, one to a position
+
+// Doubles from 2^52 on are whole numbers one apart: a byte in the low bits of this one adds itself.
+constexpr double big = 4503599627370496.0;
+
+/// A byte of each lane as a number.
+template <int Shift>
+HWY_INLINE Doubles channel(Words pixels) {
+    const D d;
+    const W w;
+    const auto byte = hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(w, std::uint64_t{255}));
+    return hn::Sub(hn::BitCast(d, hn::Or(byte, hn::BitCast(w, hn::Set(d, big)))), hn::Set(d, big));
+}
+
+/// sum + trunc(weight * value), for a product that is not negative. `sum` carries `big`.
+HWY_INLINE Doubles addTruncated(Doubles sum, Doubles weight, Doubles value) {
+    const Doubles product = hn::Mul(weight, value);
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    // Next to `big` a sum rounded toward zero is the sum of whole parts.
+    return Doubles{_mm512_add_round_pd(sum.raw, product.raw, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)};
+#else
+    return hn::Add(sum, hn::Floor(product));
+#endif
+}
+
+/// What one vector of positions weighs its neighbours with.
+struct ExactWeights {
+    hn::Mask<W> right;  ///< where the ceiling is the next column
+    Doubles weight[4];  ///< in the order (floor, floor), (ceil, floor), (ceil, ceil), (floor, ceil)
+};
+
+/// The four neighbours of each position: two pixels in each lane, the left one in the low half.
+struct Neighbours {
+    Words upper, lower;
+};
+
+template <int Byte>
+HWY_INLINE Words mixChannel(const Neighbours& n, const Doubles (&weight)[4]) {
+    const D d;
+    const W w;
+    Doubles sum = hn::Set(d, big);
+    sum = addTruncated(sum, weight[0], channel<Byte>(n.upper));
+    sum = addTruncated(sum, weight[1], channel<Byte + 32>(n.upper));
+    sum = addTruncated(sum, weight[2], channel<Byte + 32>(n.lower));
+    sum = addTruncated(sum, weight[3], channel<Byte>(n.lower));
+    return hn::ShiftLeft<Byte>(hn::And(hn::BitCast(w, sum), hn::Set(w, std::uint64_t{255})));
+}
+
+/// 255 plus the four alphas, modulo 256. A whole column is its own right neighbour.
+HWY_INLINE Words mixAlpha(const Neighbours& n, hn::Mask<W> right) {
+    const W w;
+    const auto both = [&](Words row) HWY_ATTR {
+        return hn::Add(row, hn::IfThenElse(right, hn::ShiftRight<32>(row), row));
+    };
+    const auto sum = hn::Add(hn::Add(both(n.upper), both(n.lower)), hn::Set(w, std::uint64_t{255}));
+    return hn::And(sum, hn::Set(w, std::uint64_t{255}));
+}
+
+HWY_INLINE ExactWeights exactWeights(hn::Vec<HalfF> x, hn::Vec<HalfF> y) {
+    const D d;
+    const W w;
+    const HalfI whole;
+    const Doubles dx = hn::Sub(hn::PromoteTo(d, x), hn::PromoteTo(d, hn::ConvertTo(whole, x)));
+    const Doubles dy = hn::Sub(hn::PromoteTo(d, y), hn::PromoteTo(d, hn::ConvertTo(whole, y)));
+    const Doubles nx = hn::Sub(hn::Set(d, 1.0), dx);
+    const Doubles ny = hn::Sub(hn::Set(d, 1.0), dy);
+    return {hn::RebindMask(w, hn::Gt(dx, hn::Zero(d))),
+            {hn::Mul(nx, ny), hn::Mul(dx, ny), hn::Mul(dx, dy), hn::Mul(nx, dy)}};
+}
+
+/// Where the neighbours of positions lie, in bytes from the field's first pixel.
+template <class DF>
+struct Offsets {
+    hn::Vec<hn::RebindToSigned<DF>> upper;  ///< of (floor, floor)
+    hn::Vec<hn::RebindToSigned<DF>> lower;  ///< of (floor, ceil)
+};
+
+template <class DF>
+HWY_INLINE Offsets<DF> offsetsAt(DF f, hn::Vec<DF> x, hn::Vec<DF> y, std::int32_t pitch) {
+    const hn::RebindToSigned<DF> whole;
+    const auto iy = hn::ConvertTo(whole, y);
+    const auto above = hn::Add(hn::Mul(iy, hn::Set(whole, pitch)), hn::ShiftLeft<2>(hn::ConvertTo(whole, x)));
+    const auto between = hn::RebindMask(whole, hn::Gt(y, hn::ConvertTo(f, iy)));
+    return {above, hn::Add(above, hn::IfThenElseZero(between, hn::Set(whole, pitch)))};
+}
+
+/// Two pixels to each lane, by loads put together.
+template <class DWords>
+HWY_INLINE hn::Vec<DWords> loadPairs(DWords w, const unsigned char* first, const std::int32_t* offsets) {
+    if constexpr (hn::MaxLanes(DWords()) == 1) {
+        return hn::LoadU(w, reinterpret_cast<const std::uint64_t*>(first + offsets[0]));
+    } else {
+        const hn::Half<DWords> half;
+        const auto low = loadPairs(half, first, offsets);
+        return hn::Combine(w, loadPairs(half, first, offsets + hn::MaxLanes(DWords()) / 2), low);
+    }
+}
+
+/// Two pixels to each lane. A gather of eight costs less than the loads, one of four costs more.
+HWY_INLINE Words fetchPairs(const unsigned char* first, hn::Vec<HalfI> offsets) {
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    return Words{_mm512_i32gather_epi64(offsets.raw, first, 1)};
+#else
+    std::int32_t at[hn::MaxLanes(HalfI())];
+    hn::StoreU(offsets, HalfI(), at);
+    return loadPairs(W(), first, at);
+#endif
+}
+
+/// Reads the pixels listed in `at` (`count` of them, each inside the field and left of its last column),
+/// which has room for a vector more.
+HWY_INLINE void readExactly(const FieldReading& field, const float* atX, const float* atY, std::uint32_t* at,
+                            int count) {
+    if (count == 0) return;
+    constexpr int lanes = static_cast<int>(hn::MaxLanes(D()));
+    const hn::Rebind<std::uint32_t, D> narrow;
+    const HalfF f;
+    const HalfI i32;
+    // A last vector that is not full reads its last position again.
+    for (int i = 0; i < lanes; ++i) at[count + i] = at[count - 1];
+    for (int done = 0; done < count; done += lanes) {
+        const auto from = hn::LoadU(i32, reinterpret_cast<const std::int32_t*>(at + done));
+        const auto x = hn::GatherIndex(f, atX, from);
+        const auto y = hn::GatherIndex(f, atY, from);
+        const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(field.from.pitch));
+        const Neighbours n = {fetchPairs(field.from.first, offsets.upper),
+                              fetchPairs(field.from.first, offsets.lower)};
+        const ExactWeights weights = exactWeights(x, y);
+        const Words colours =
+            hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),
+                   mixChannel<24>(n, weights.weight));
+        std::uint32_t pixels[lanes];
+        hn::StoreU(hn::TruncateTo(narrow, hn::Or(colours, mixAlpha(n, weights.right))), narrow, pixels);
+        for (int i = 0; i < lanes; ++i) storePixel(field.out + std::ptrdiff_t{at[done + i]} * 4, pixels[i]);
+    }
+}
+
+#endif
+
+}  // namespace tumblewash::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,257 @@
+// BilinearQuick: bilinear mixing with 16-bit weights, on one instruction set, and where it cannot be trusted.
+// Each product is formed with the weight rounded down and with the next weight above it; where both truncate
+// alike the byte is proved (docs/numerics.md, section 11), elsewhere the pixel is reported.
+// Not a row of its own: BilinearRowVector.cpp decides what is read here.
+
+#if defined(TUMBLEWASH_BILINEAR_QUICK) == defined(HWY_TARGET_TOGGLE)
+#ifdef TUMBLEWASH_BILINEAR_QUICK
+#undef TUMBLEWASH_BILINEAR_QUICK
+#else
+#define TUMBLEWASH_BILINEAR_QUICK
+#endif
+
+#include <hwy/highway.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ImageLib/kernels/BilinearExact-inl.h"
+#include "ImageLib/kernels/BilinearRow.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tumblewash::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+using F = hn::ScalableTag<float>;
+using I = hn::RebindToSigned<F>;
+using P = hn::RebindToUnsigned<F>;  // one pixel to a lane
+using H = hn::Repartition<std::uint16_t, P>;
+using B = hn::Repartition<std::uint8_t, P>;
+using Floats = hn::Vec<F>;
+using Ints = hn::Vec<I>;
+using Pixels = hn::Vec<P>;
+using Halves = hn::Vec<H>;
+
+/// The whole part of positions that fit an int.
+HWY_INLINE Ints wholePart(Floats v) {
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    return Ints{_mm512_cvttps_epi32(v.raw)};
+#elif HWY_TARGET == HWY_AVX2
+    return Ints{_mm256_cvttps_epi32(v.raw)};
+#elif HWY_ARCH_X86
+    return Ints{_mm_cvttps_epi32(v.raw)};
+#else
+    return hn::ConvertTo(I(), v);
+#endif
+}
+
+/// A vector of positions taken apart.
+struct Cells {
+    Ints x, y;                 ///< floors
+    Pixels dx, dy;             ///< fractions, in 2^-32
+    hn::Mask<P> right, below;  ///< where the ceiling is the next pixel
+};
+
+/// Positions are at least 1, so that fractions are multiples of 2^-23: added to 1 they fill its mantissa.
+HWY_INLINE Cells cellsAt(Floats x, Floats y) {
+    const F f;
+    const P p;
+    const auto one = hn::Set(f, 1.0F);
+    const auto fraction = [&](Floats v, Ints whole) HWY_ATTR {
+        return hn::ShiftLeft<9>(hn::BitCast(p, hn::Add(hn::Sub(v, hn::ConvertTo(f, whole)), one)));
+    };
+    const Ints ix = wholePart(x), iy = wholePart(y);
+    const Pixels dx = fraction(x, ix), dy = fraction(y, iy);
+    return {ix, iy, dx, dy, hn::Ne(dx, hn::Zero(p)), hn::Ne(dy, hn::Zero(p))};
+}
+
+/// Weights as two equal 16-bit numbers to a pixel, in the order of the rule: rounded down, and one above.
+struct QuickWeights {
+    Halves low[4], high[4];
+    hn::Mask<P> whole;  ///< where the position is whole and the weights mean nothing
+};
+
+/// The upper 16 bits of each lane, twice.
+HWY_INLINE Halves upperTwice(Pixels v) {
+    const B b;
+    alignas(16) static constexpr std::uint8_t pattern[16] = {2,  3,  2,  3,  6,  7,  6,  7,
+                                                             10, 11, 10, 11, 14, 15, 14, 15};
+    return hn::BitCast(H(), hn::TableLookupBytes(hn::BitCast(b, v), hn::LoadDup128(b, pattern)));
+}
+
+/// dx * dy, rounded down to 2^-32.
+HWY_INLINE Pixels productOf(Pixels dx, Pixels dy) {
+    const P p;
+    const hn::Repartition<std::uint64_t, P> wide;
+    const auto odd = [&](Pixels v)
+                         HWY_ATTR { return hn::BitCast(p, hn::ShiftRight<32>(hn::BitCast(wide, v))); };
+    return hn::OddEven(hn::BitCast(p, hn::MulEven(odd(dx), odd(dy))),
+                       odd(hn::BitCast(p, hn::MulEven(dx, dy))));
+}
+
+HWY_INLINE QuickWeights quickWeights(const Cells& c) {
+    const P p;
+    const H h;
+    // dx dy lies in [both, above), and the other products are what is left of dx, dy and 1. A fraction of 0
+    // leaves nothing, which the difference with `above` would miss by one.
+    const Pixels both = productOf(c.dx, c.dy);
+    const Pixels above = hn::Add(both, hn::Set(p, 1U));
+    const Pixels onlyX = hn::Min(hn::Sub(c.dx, above), c.dx);
+    const Pixels onlyY = hn::Min(hn::Sub(c.dy, above), c.dy);
+    const Pixels neither = hn::Sub(both, hn::Add(c.dx, c.dy));
+    QuickWeights w;
+    w.low[0] = upperTwice(neither);
+    w.low[1] = upperTwice(onlyX);
+    w.low[2] = upperTwice(both);
+    w.low[3] = upperTwice(onlyY);
+    const auto one = hn::Set(h, std::uint16_t{1});
+    for (int i = 0; i < 4; ++i) w.high[i] = hn::SaturatedAdd(w.low[i], one);
+    w.whole = hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(p));
+    return w;
+}
+
+/// Mixed pixels, and where a truncation is in doubt.
+struct Mixed {
+    Pixels pixels;
+    hn::Mask<P> doubtful;
+};
+
+/// `n` are the neighbours in the order of the weights; a whole coordinate's ceiling is its floor.
+HWY_INLINE Mixed mix(const Pixels (&n)[4], const QuickWeights& w) {
+    const P p;
+    const H h;
+    const auto green = hn::Set(p, 0x00FF0000U);
+    // Green in one vector of 16-bit lanes, red and blue in the other.
+    Halves lowOne = hn::Zero(h), highOne = lowOne, lowTwo = lowOne, highTwo = lowOne;
+    for (int i = 0; i < 4; ++i) {
+        const Halves one = hn::BitCast(h, hn::And(n[i], green));
+        const Halves two = hn::ShiftRight<8>(hn::BitCast(h, n[i]));
+        lowOne = hn::Add(lowOne, hn::MulHigh(one, w.low[i]));
+        highOne = hn::Add(highOne, hn::MulHigh(one, w.high[i]));
+        lowTwo = hn::Add(lowTwo, hn::MulHigh(two, w.low[i]));
+        highTwo = hn::Add(highTwo, hn::MulHigh(two, w.high[i]));
+    }
+    const auto differ = hn::Or(hn::Xor(lowOne, highOne), hn::Xor(lowTwo, highTwo));
+    const auto colours = hn::BitCast(p, hn::Or(lowOne, hn::ShiftLeft<8>(lowTwo)));
+    const auto alpha = hn::Set(p, 255U);
+    const auto alphas = hn::Add(hn::Add(hn::Add(n[0], n[1]), hn::Add(n[2], n[3])), alpha);
+    const auto kept = hn::IfThenElse(w.whole, n[0], colours);
+    return {hn::IfVecThenElse(alpha, alphas, kept), hn::Ne(hn::BitCast(p, differ), hn::Zero(p))};
+}
+
+/// The neighbours of a vector of cells, fetched two by two wherever they lie.
+HWY_INLINE void fetchPairwise(const unsigned char* first, const Offsets<F>& offsets, hn::Mask<P> right,
+                              Pixels (&n)[4]) {
+    const P p;
+    const HalfI half;
+    const auto pairs = [&](Ints at, Pixels& left, Pixels& next) HWY_ATTR {
+        const auto low = hn::BitCast(p, fetchPairs(first, hn::LowerHalf(half, at)));
+        const auto high = hn::BitCast(p, fetchPairs(first, hn::UpperHalf(half, at)));
+        left = hn::ConcatEven(p, high, low);
+        next = hn::IfThenElse(right, hn::ConcatOdd(p, high, low), left);
+    };
+    pairs(offsets.upper, n[0], n[1]);
+    pairs(offsets.lower, n[3], n[2]);
+}
+
+#if HWY_TARGET <= HWY_AVX2 && HWY_ARCH_X86
+
+/// A window of three rows of a field in which all neighbours of a vector of cells lie.
+struct Window {
+    std::ptrdiff_t row[3];               ///< the rows' first pixels, in bytes from the field's first pixel
+    Ints left;                           ///< the floors' columns inside the window
+    Ints next;                           ///< the ceilings' columns
+    hn::Mask<P> second;                  ///< where the floor is the second row
+    hn::Mask<P> lowerFirst, lowerThird;  ///< where the ceiling is the first, the third row
+};
+
+#if HWY_TARGET <= HWY_AVX3
+constexpr int windowColumns = 32;
+#else
+constexpr int windowColumns = 8;
+#endif
+
+/// Places a window over the cells, inside the field; false if they lie too far apart.
+HWY_INLINE bool windowOver(const FieldPixels& field, const Cells& c, const float* atX, const float* atY,
+                           Window& window) {
+    constexpr int last = static_cast<int>(hn::MaxLanes(F())) - 1;
+    constexpr int most = windowColumns == 8 ? 9 : windowColumns;
+    const I i;
+    const P p;
+    const int rightmost = field.columns - most;
+    if (rightmost < 0) return false;
+    int x = (static_cast<int>(atX[0]) + static_cast<int>(atX[last])) / 2 - windowColumns / 2;
+    x = x < 0 ? 0 : x;
+    x = x > rightmost ? rightmost : x;
+    const int top = static_cast<int>(atY[0]), bottom = static_cast<int>(atY[last]);
+    const int y = top < bottom ? top : bottom;
+    const auto left = hn::BitCast(p, hn::Sub(c.x, hn::Set(i, x)));
+    const auto up = hn::BitCast(p, hn::Sub(c.y, hn::Set(i, y)));
+    const auto columns = hn::Set(p, static_cast<unsigned>(most - 1));
+    if (!hn::AllTrue(p, hn::And(hn::Lt(left, columns), hn::Lt(up, hn::Set(p, 2U))))) return false;
+    // Rows below the field are never picked.
+    const int under = y + 1 < field.rows ? y + 1 : y;
+    const auto column = std::ptrdiff_t{x} * 4;
+    window.row[0] = y * field.pitch + column;
+    window.row[1] = under * field.pitch + column;
+    const auto one = hn::Set(p, 1U);
+    const auto lower = hn::Add(up, hn::IfThenElseZero(c.below, one));
+    window.left = hn::BitCast(i, left);
+    window.next = hn::BitCast(i, hn::Add(left, hn::IfThenElseZero(c.right, one)));
+    window.second = hn::Eq(up, one);
+    window.lowerFirst = hn::Eq(lower, hn::Zero(p));
+    window.lowerThird = hn::Eq(lower, hn::Set(p, 2U));
+    // A third row that nobody needs would be one more line of memory to wait for.
+    const int third = under + static_cast<int>(!hn::AllFalse(p, window.lowerThird));
+    window.row[2] = third * field.pitch + column;
+    return true;
+}
+
+HWY_INLINE void fetchWindow(const unsigned char* first, const Window& window, hn::Mask<P> right,
+                            Pixels (&n)[4]) {
+    const P p;
+    Pixels left[3], next[3];
+    for (int row = 0; row < 3; ++row) {
+        const auto* from = reinterpret_cast<const std::uint32_t*>(first + window.row[row]);
+#if HWY_TARGET <= HWY_AVX3
+        const auto low = hn::LoadU(p, from), high = hn::LoadU(p, from + 16);
+        left[row] = Pixels{_mm512_permutex2var_epi32(low.raw, window.left.raw, high.raw)};
+        next[row] = Pixels{_mm512_permutex2var_epi32(low.raw, window.next.raw, high.raw)};
+        (void)right;
+#else
+        left[row] = Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from).raw, window.left.raw)};
+        next[row] = hn::IfThenElse(
+            right, Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from + 1).raw, window.left.raw)},
+            left[row]);
+#endif
+    }
+    const auto lower = [&](const Pixels(&rows)[3]) HWY_ATTR {
+        return hn::IfThenElse(window.lowerThird, rows[2],
+                              hn::IfThenElse(window.lowerFirst, rows[0], rows[1]));
+    };
+    n[0] = hn::IfThenElse(window.second, left[1], left[0]);
+    n[1] = hn::IfThenElse(window.second, next[1], next[0]);
+    n[2] = lower(next);
+    n[3] = lower(left);
+}
+
+#else
+
+struct Window {};
+
+HWY_INLINE bool windowOver(const FieldPixels&, const Cells&, const float*, const float*, Window&) {
+    return false;
+}
+HWY_INLINE void fetchWindow(const unsigned char*, const Window&, hn::Mask<P>, Pixels (&)[4]) {}
+
+#endif
+
+#endif
+
+}  // namespace tumblewash::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,348 @@
+// Rows of bilinear readings on every instruction set of this machine: the same bytes as the scalar sibling.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "ImageLib/kernels/BilinearRow.h"
+#include "tests/ImageLib/EveryTarget.h"
+#include "tests/ImageLib/Noise.h"
+
+namespace tumblewash {
+namespace {
+
+using test::between;
+using test::EveryTarget;
+using test::noise;
+
+/// Both fields of a frame that is exactly as large as it must be.
+struct TwoFields {
+    std::vector<unsigned char> frame;
+    FieldPixels even, odd;
+
+    TwoFields(int columns, int height, std::mt19937& random)
+        : frame(noise(static_cast<std::size_t>(columns * height) * 4, random)),
+          even{frame.data(), std::ptrdiff_t{columns} * 8, columns, (height + 1) / 2},
+          odd{frame.data() + std::ptrdiff_t{columns} * 4, std::ptrdiff_t{columns} * 8, columns, height / 2} {}
+};
+
+/// Positions of every kind: fractions, whole ones, edges, outside, no numbers.
+float position(int kind, int last, std::mt19937& random) {
+    const float end = static_cast<float>(last);
+    switch (kind == 3 ? random() % 8 : static_cast<unsigned>(kind)) {
+        case 0:
+            return between(random, 0.0F, end);
+        case 1:
+            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1));
+        case 2:
+            return static_cast<float>(random() % (static_cast<unsigned>(last) + 1)) / 2.0F;
+        case 4:
+            return end;
+        case 5:
+            return between(random, -1.5F, 0.0F);
+        case 6:
+            return end + between(random, 0.0F, 1.5F);
+        case 7:
+            return random() % 2 == 0 ? std::numeric_limits<float>::quiet_NaN() : -1.0e30F;
+        default:
+            return between(random, 0.0F, 1.0F) * 1.0e-9F;
+    }
+}
+
+TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
+    EveryTarget([](std::mt19937& random) {
+        for (int count = 1; count <= 67; ++count) {
+            for (int kind = 0; kind < 4; ++kind) {
+                const int columns = 1 + static_cast<int>(random() % 70);
+                const TwoFields fields(columns, 2 + static_cast<int>(random() % 21), random);
+                std::vector<float> x, y;
+                for (int i = 0; i < count; ++i) {
+                    x.push_back(position(kind, columns - 1, random));
+                    y.push_back(position(kind, fields.odd.rows - 1, random));
+                }
+                for (int fieldCount = 0; fieldCount <= 2; ++fieldCount) {
+                    const std::size_t bytes = static_cast<std::size_t>(count) * 4 + 64;
+                    std::vector<unsigned char> a(bytes, 11), b(bytes, 22), gotA = a, gotB = b;
+                    const FieldReading expected[2] = {{fields.even, a.data() + 1},
+                                                      {fields.odd, b.data() + 1}};
+                    const FieldReading got[2] = {{fields.even, gotA.data() + 1},
+                                                 {fields.odd, gotB.data() + 1}};
+                    bilinearRowScalar(expected, fieldCount, x.data(), y.data(), count);
+                    bilinearRow(got, fieldCount, x.data(), y.data(), count);
+                    ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
+                    ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
+                }
+            }
+        }
+    });
+}
+
+// Each product is truncated on its own, so weights that come out a hair below a whole product matter. These
+// are the fractions at which products of weight and byte are whole or nearly so.
+TEST(BilinearRowTest, ProductsNextToWholeNumbersAreTruncatedAlike) {
+    EveryTarget([](std::mt19937& random) {
+        const TwoFields fields(64, 16, random);
+        for (int divisor = 1; divisor <= 255; ++divisor) {
+            std::vector<float> x, y;
+            for (int i = 0; i < 61; ++i) {
+                const float fraction = static_cast<float>(random() % 256) / static_cast<float>(divisor);
+                x.push_back(std::min(62.0F, static_cast<float>(i) + fraction - std::floor(fraction)));
+                const float other = static_cast<float>(random() % 256) / static_cast<float>(divisor);
+                y.push_back(static_cast<float>(random() % 6) + other - std::floor(other));
+            }
+            std::vector<unsigned char> a(244, 1), b(244, 2), gotA(244, 3), gotB(244, 4);
+            const FieldReading expected[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
+            const FieldReading got[2] = {{fields.even, gotA.data()}, {fields.odd, gotB.data()}};
+            bilinearRowScalar(expected, 2, x.data(), y.data(), 61);
+            bilinearRow(got, 2, x.data(), y.data(), 61);
+            ASSERT_EQ(a, gotA) << divisor;
+            ASSERT_EQ(b, gotB) << divisor;
+        }
+    });
+}
+
+/// Two fields of their own memory, each exactly as large as it must be; rows `gap` bytes apart.
+struct LooseFields {
+    std::vector<unsigned char> memory[2];
+    FieldPixels field[2];
+
+    LooseFields(int columns, int rows, int gap, std::mt19937& random) {
+        for (int f = 0; f < 2; ++f) {
+            const std::ptrdiff_t pitch = std::ptrdiff_t{columns} * 4 + gap;
+            memory[f] = noise(static_cast<std::size_t>((rows - 1) * pitch + columns * 4), random);
+            field[f] = {memory[f].data(), pitch, columns, rows};
+        }
+    }
+    void paint(unsigned char value) {
+        for (std::vector<unsigned char>& bytes : memory) std::fill(bytes.begin(), bytes.end(), value);
+    }
+};
+
+/// Reads both fields through both siblings.
+testing::AssertionResult sameReadings(const LooseFields& fields, const std::vector<float>& x,
+                                      const std::vector<float>& y) {
+    const std::size_t bytes = x.size() * 4 + 8;
+    const int count = static_cast<int>(x.size());
+    std::vector<unsigned char> expected[2], got[2];
+    FieldReading plain[2], shipped[2];
+    for (int f = 0; f < 2; ++f) {
+        expected[f].assign(bytes, static_cast<unsigned char>(11 + f));
+        got[f] = expected[f];
+        plain[f] = {fields.field[f], expected[f].data() + 3};
+        shipped[f] = {fields.field[f], got[f].data() + 3};
+    }
+    bilinearRowScalar(plain, 2, x.data(), y.data(), count);
+    bilinearRow(shipped, 2, x.data(), y.data(), count);
+    for (int f = 0; f < 2; ++f) {
+        const auto at = std::mismatch(expected[f].begin(), expected[f].end(), got[f].begin()).first;
+        if (at == expected[f].end()) continue;
+        const auto pixel = static_cast<std::size_t>(at - expected[f].begin() - 3) / 4;
+        return testing::AssertionFailure() << "field " << f << ", position " << pixel << " of " << count
+                                           << ": " << x[pixel] << ", " << y[pixel];
+    }
+    return testing::AssertionSuccess();
+}
+
+// Readings of a row mostly lie side by side, which has ways of its own: every slope and every place in the
+// field must give them the same bytes.
+TEST(BilinearRowTest, EverySlopeReadsTheScalarBytes) {
+    const float across[] = {1.0F, -1.0F, 0.98F, 1.03F, 0.5F, 1.7F, 2.1F, -0.3F, 0.0F, 9.0F};
+    const float down[] = {0.0F, 0.03F, -0.03F, 0.11F, -0.2F, 0.5F, 1.0F, -1.0F};
+    EveryTarget([&](std::mt19937& random) {
+        for (int count = 1; count <= 67; ++count) {
+            const int columns = 1 + static_cast<int>(random() % 150),
+                      rows = 1 + static_cast<int>(random() % 40);
+            const LooseFields fields(columns, rows, static_cast<int>(random() % 3) * 5, random);
+            for (const float dx : across) {
+                for (const float dy : down) {
+                    const float firstX = between(random, 0.0F, static_cast<float>(columns));
+                    const float firstY = between(random, 0.0F, static_cast<float>(rows));
+                    std::vector<float> x, y;
+                    for (int i = 0; i < count; ++i) {
+                        const float step = static_cast<float>(i);
+                        x.push_back(
+                            std::clamp(firstX + step * dx, 0.0F, static_cast<float>(columns) - 0.25F));
+                        y.push_back(std::clamp(firstY + step * dy, 0.0F, static_cast<float>(rows) - 0.25F));
+                    }
+                    ASSERT_TRUE(sameReadings(fields, x, y))
+                        << columns << 'x' << rows << ' ' << dx << ' ' << dy;
+                }
+            }
+        }
+    });
+}
+
+// A coordinate that is whole makes its ceiling the same pixel, whose alpha counts again.
+TEST(BilinearRowTest, WholeCoordinatesBesideFractionsCountTheSamePixelTwice) {
+    EveryTarget([](std::mt19937& random) {
+        for (int round = 0; round < 200; ++round) {
+            const LooseFields fields(80, 9, 0, random);
+            std::vector<float> x, y;
+            for (int i = 0; i < 40; ++i) {
+                const float quarters[] = {0.0F, 0.0F, 0.25F, 0.5F, 0.75F};
+                x.push_back(static_cast<float>(1 + i + static_cast<int>(random() % 3)) +
+                            quarters[random() % 5]);
+                y.push_back(static_cast<float>(1 + random() % 3) + quarters[random() % 5]);
+            }
+            ASSERT_TRUE(sameReadings(fields, x, y)) << round;
+        }
+    });
+}
+
+/// The float whose fraction is nearest to `fraction`, `ulps` floats further, between whole and whole + 1.
+float near(int whole, double fraction, int ulps) {
+    float value = static_cast<float>(whole + std::clamp(fraction, 0.0, 0.9999));
+    for (; ulps > 0; --ulps) value = std::nextafter(value, 1.0e9F);
+    for (; ulps < 0; ++ulps) value = std::nextafter(value, 0.0F);
+    return std::clamp(value, static_cast<float>(whole), std::nextafter(static_cast<float>(whole + 1), 0.0F));
+}
+
+// The hardest fractions: a weight times a byte of the very pixel that it weighs is whole, or one float away
+// from it on either side, for each of the four weights.
+TEST(BilinearRowTest, ProductsOneFloatBesideWholeNumbersAreTruncatedAlike) {
+    EveryTarget([](std::mt19937& random) {
+        LooseFields fields(64, 8, 0, random);
+        for (int painted = 0; painted < 3; ++painted) {
+            if (painted == 1) fields.paint(255);
+            if (painted == 2) fields.paint(254);
+            for (int round = 0; round < 600; ++round) {
+                std::vector<float> x, y;
+                const int neighbour = round % 4;
+                for (int i = 0; i < 48; ++i) {
+                    const int px = 1 + i, py = 1 + static_cast<int>(random() % 6);
+                    const int right = neighbour == 1 || neighbour == 2, below = neighbour >= 2;
+                    const std::ptrdiff_t at = (py + below) * fields.field[0].pitch + (px + right) * 4;
+                    const int byte =
+                        std::max<int>(1, fields.memory[0][static_cast<std::size_t>(at + 1 + i % 3)]);
+                    const double weight = static_cast<double>(random() % static_cast<unsigned>(byte)) / byte;
+                    // Vertical share first; the horizontal one is what the product then asks for.
+                    const float atY =
+                        random() % 4 == 0 ? static_cast<float>(py) : between(random, 0.01F, 0.99F);
+                    const float yy = atY >= 1.0F ? atY : static_cast<float>(py) + atY;
+                    const double dy = static_cast<double>(yy) - py;
+                    const double share = weight / (below != 0 ? std::max(dy, 0.01) : 1.0 - dy);
+                    x.push_back(
+                        near(px, right != 0 ? share : 1.0 - share, static_cast<int>(random() % 3) - 1));
+                    y.push_back(yy);
+                }
+                ASSERT_TRUE(sameReadings(fields, x, y)) << painted << ' ' << round;
+            }
+        }
+    });
+}
+
+// Fractions next to 0 and 1: a weight that rounds down to 0, one whose rounding up would be 1.
+TEST(BilinearRowTest, WeightsNextToNothingAndToEverythingAreTruncatedAlike) {
+    EveryTarget([](std::mt19937& random) {
+        LooseFields fields(64, 8, 0, random);
+        for (int painted = 0; painted < 2; ++painted) {
+            if (painted == 1) fields.paint(255);
+            for (int round = 0; round < 300; ++round) {
+                const auto tiny = [&] {
+                    return std::ldexp(between(random, 0.5F, 1.0F), -static_cast<int>(random() % 24));
+                };
+                std::vector<float> x, y;
+                for (int i = 0; i < 48; ++i) {
+                    const auto place = [&](int whole) {
+                        const double fraction = static_cast<double>(tiny());
+                        return near(whole, random() % 2 == 0 ? fraction : 1.0 - fraction, 0);
+                    };
+                    x.push_back(place(1 + i));
+                    y.push_back(place(1 + static_cast<int>(random() % 6)));
+                }
+                ASSERT_TRUE(sameReadings(fields, x, y)) << painted << ' ' << round;
+            }
+        }
+    });
+}
+
+// A weight less than 2^-32 below a multiple of 2^-16 at which the product would be whole: 128 times the
+// weight must come out one less. Between 1 and 2 positions have 23 bits behind the point, enough for such
+// pairs.
+TEST(BilinearRowTest, WeightsAHairBelowSixteenBitsAreNotRoundedUp) {
+    constexpr std::uint64_t unit = std::uint64_t{1} << 23;
+    EveryTarget([](std::mt19937& random) {
+        LooseFields fields(48, 4, 0, random);
+        fields.paint(128);
+        std::vector<float> x, y;
+        while (x.size() < 160) {
+            // a b = k 2^30 - rest, where a and b are shares in 2^-23 and k 2^-16 is a multiple of 1 / 128.
+            const std::uint64_t k = std::uint64_t{512} * (1 + random() % 126), target = k << 30;
+            const std::uint64_t a = unit / 2 + random() % (unit / 2), b = target / a, rest = target % a;
+            if (rest == 0 || rest >= 1U << 14 || b == 0 || b >= unit) continue;
+            const auto place = [](std::uint64_t share, bool ceiling) {
+                return 1.0F + static_cast<float>(ceiling ? share : unit - share) / static_cast<float>(unit);
+            };
+            const auto neighbour = x.size() % 4;
+            x.push_back(place(a, neighbour == 1 || neighbour == 2));
+            y.push_back(place(b, neighbour >= 2));
+        }
+        ASSERT_TRUE(sameReadings(fields, x, y));
+    });
+}
+
+// Below 1 a float has finer fractions than 2^-23, down to the smallest numbers there are.
+TEST(BilinearRowTest, TheFirstColumnAndRowKeepTheirFinestFractions) {
+    EveryTarget([](std::mt19937& random) {
+        const LooseFields fields(40, 6, 0, random);
+        for (int round = 0; round < 300; ++round) {
+            std::vector<float> x, y;
+            for (int i = 0; i < 64; ++i) {
+                const auto place = [&](int whole) {
+                    const float fine =
+                        std::ldexp(between(random, 0.5F, 1.0F), -static_cast<int>(random() % 149));
+                    return random() % 3 == 0 ? static_cast<float>(whole) + between(random, 0.0F, 0.99F)
+                                             : fine;
+                };
+                x.push_back(place(static_cast<int>(random() % 39)));
+                y.push_back(place(static_cast<int>(random() % 5)));
+            }
+            ASSERT_TRUE(sameReadings(fields, x, y)) << round;
+        }
+    });
+}
+
+TEST(BilinearRowTest, FieldsOfFourThousandColumnsAndRowsAreReadAlike) {
+    EveryTarget([](std::mt19937& random) {
+        const LooseFields wide(4096, 3, 0, random), tall(3, 4096, 0, random);
+        std::vector<float> alongX, alongY, short1, short2;
+        for (int i = 0; i < 4095; ++i) {
+            alongX.push_back(static_cast<float>(i) + between(random, 0.0F, 1.0F));
+            alongY.push_back(between(random, 0.0F, 4095.5F));
+            short1.push_back(between(random, 0.0F, 2.0F));
+            short2.push_back(between(random, 0.0F, 2.5F));
+        }
+        ASSERT_TRUE(sameReadings(wide, alongX, short1));
+        ASSERT_TRUE(sameReadings(wide, alongY, short2));
+        ASSERT_TRUE(sameReadings(tall, short1, alongY));
+        ASSERT_TRUE(sameReadings(tall, short2, alongX));
+    });
+}
+
+// Pixels that cannot be decided at once are put aside and read again: all of a long row, in one field or in
+// both, and single ones among others that lie outside.
+TEST(BilinearRowTest, RowsFullOfDoubtfulPixelsAreReadToTheEnd) {
+    EveryTarget([](std::mt19937& random) {
+        const LooseFields fields(300, 5, 0, random);
+        for (const int count : {64, 511, 512, 513, 528, 700, 1024, 1500, 1543}) {
+            std::vector<float> first, second, x, y;
+            for (int i = 0; i < count; ++i) {
+                first.push_back(between(random, 0.0F, 1.0F));
+                second.push_back(between(random, 0.0F, 4.0F));
+                x.push_back(position(3, 299, random));
+                y.push_back(position(3, 4, random));
+            }
+            ASSERT_TRUE(sameReadings(fields, first, second)) << count;
+            ASSERT_TRUE(sameReadings(fields, second, first)) << count;
+            ASSERT_TRUE(sameReadings(fields, x, y)) << count;
+        }
+    });
+}
+
+}  // namespace
+}  // namespace tumblewash
