@@ -25,4 +25,15 @@ void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const FieldColumn
     }
 }
 
+void enlargeCellRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
+                          float* out, int /*limit*/) {
+    for (int r = 0; r < runCount; ++r) {
+        const double left = static_cast<double>(cells[runs[r].left]);
+        const double right = static_cast<double>(cells[runs[r].right]);
+        for (int x = runs[r].first; x < runs[r].end; ++x) {
+            out[x] = static_cast<float>(columns.near[x] * left + columns.far[x] * right);
+        }
+    }
+}
+
 }  // namespace tumblewash

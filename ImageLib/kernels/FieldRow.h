@@ -34,8 +34,17 @@ struct FieldColumns {
 void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
                            double farY, const FieldChannel* channels, int channelCount, int limit);
 
+/// Enlarges one row of cells: for each run and each column x in it, out[x] is near[x] * cells[left] +
+/// far[x] * cells[right] in double, narrowed to float once. What is written where is as above.
+void enlargeCellRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
+                          float* out, int limit);
+
 /// The version in use: the same bits, with the vectors of the machine it runs on.
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
                      double farY, const FieldChannel* channels, int channelCount, int limit);
+
+/// The version in use: the same bits, with the vectors of the machine it runs on.
+void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
+                    float* out, int limit);
 
 }  // namespace tumblewash

@@ -9,6 +9,11 @@ void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& col
     enlargeFieldRowScalar(runs, runCount, columns, nearY, farY, channels, channelCount, limit);
 }
 
+void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
+                    float* out, int limit) {
+    enlargeCellRowScalar(runs, runCount, columns, cells, out, limit);
+}
+
 }  // namespace tumblewash
 
 #else
@@ -94,6 +99,28 @@ HWY_ATTR void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldCol
 #endif
 }
 
+HWY_ATTR void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns,
+                             const float* cells, float* out, int limit) {
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+    enlargeCellRowScalar(runs, runCount, columns, cells, out, limit);
+#else
+    const hn::ScalableTag<double> d;
+    const hn::Rebind<float, decltype(d)> narrow;
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    for (int r = 0; r < runCount; ++r) {
+        FieldRun rest = runs[r];
+        const auto left = hn::Set(d, static_cast<double>(cells[rest.left]));
+        const auto right = hn::Set(d, static_cast<double>(cells[rest.right]));
+        for (; rest.first < rest.end && rest.first + lanes <= limit; rest.first += lanes) {
+            const auto near = hn::Mul(hn::LoadU(d, columns.near + rest.first), left);
+            const auto far = hn::Mul(hn::LoadU(d, columns.far + rest.first), right);
+            hn::StoreU(hn::DemoteTo(narrow, hn::Add(near, far)), narrow, out + rest.first);
+        }
+        if (rest.first < rest.end) enlargeCellRowScalar(&rest, 1, columns, cells, out, limit);
+    }
+#endif
+}
+
 }  // namespace tumblewash::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -101,11 +128,17 @@ HWY_AFTER_NAMESPACE();
 namespace tumblewash {
 
 HWY_EXPORT(enlargeFieldRow);
+HWY_EXPORT(enlargeCellRow);
 
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
                      double farY, const FieldChannel* channels, int channelCount, int limit) {
     HWY_DYNAMIC_DISPATCH(enlargeFieldRow)
     (runs, runCount, columns, nearY, farY, channels, channelCount, limit);
+}
+
+void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
+                    float* out, int limit) {
+    HWY_DYNAMIC_DISPATCH(enlargeCellRow)(runs, runCount, columns, cells, out, limit);
 }
 
 }  // namespace tumblewash

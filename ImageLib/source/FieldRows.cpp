@@ -47,6 +47,9 @@ FieldRows::FieldRows(Field& field, int width, int height, int columns)
     if (_reduced || columns <= 0 || field.rasters() == nullptr || field.width() <= 0 || field.height() <= 0) {
         return;
     }
+    const auto cellCount = static_cast<std::size_t>(field.width()) * static_cast<std::size_t>(field.height());
+    _cellRed.reserve(cellCount);
+    _cellGreen.reserve(cellCount);
     for (int y = field.ly(); y <= field.hy(); ++y) {
         for (int x = field.lx(); x <= field.hx(); ++x) {
             const RGBPixel<float>& cell = field.pixrefNB(x, y);
@@ -158,8 +161,7 @@ void FieldRows::selectColumn(const Between& at, int x) {
 void FieldRows::enlarge(const float* cells, int first, int end, float* out) const {
     const FieldRun* from = nullptr;
     const int count = runsWithin(first, end, from);
-    const FieldChannel channel = {cells, cells, out};
-    enlargeFieldRow(from, count, {_near.data(), _far.data()}, 1.0, 0.0, &channel, 1, _runs.back().end);
+    enlargeCellRow(from, count, {_near.data(), _far.data()}, cells, out, _runs.back().end);
 }
 
 // A picture less than half the size of the field in both directions: tiny, and read as the views read it.

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "ImageLib/kernels/FieldRow.h"
 #include "ImageLib/kernels/WarpRow.h"
 #include "tests/ImageLib/EveryTarget.h"
 
@@ -30,6 +31,32 @@ std::vector<float> displacements(int count, std::mt19937& random) {
         out.push_back(value);
     }
     return out;
+}
+
+TEST(WarpKernelTest, RowsOfCellsAreTheScalarOnesOnEveryTargetAndStayBeforeTheLimit) {
+    EveryTarget([](std::mt19937& random) {
+        for (int columns = 1; columns <= 67; ++columns) {
+            const std::vector<float> cells = displacements(columns + 1, random);
+            std::vector<double> near, far;
+            for (int x = 0; x < columns; ++x) {
+                far.push_back(static_cast<double>(between(random, 0.0F, 1.0F)) / 3.0);
+                near.push_back(1.0 - far.back());
+            }
+            std::vector<FieldRun> runs;
+            for (int x = 0; x < columns; x = runs.back().end) {
+                const int end = std::min(columns, x + 1 + static_cast<int>(random() % 19));
+                const int cell = static_cast<int>(runs.size());
+                runs.push_back({x, end, cell, cell + 1});
+            }
+            std::vector<float> expected(static_cast<std::size_t>(columns) + 16, 5.0F), got = expected;
+            const int runCount = static_cast<int>(runs.size());
+            enlargeCellRowScalar(runs.data(), runCount, {near.data(), far.data()}, cells.data(),
+                                 expected.data(), columns);
+            enlargeCellRow(runs.data(), runCount, {near.data(), far.data()}, cells.data(), got.data(),
+                           columns);
+            ASSERT_EQ(expected, got) << columns;
+        }
+    });
 }
 
 TEST(WarpKernelTest, EstimatesAreTheScalarOnesOnEveryTarget) {
