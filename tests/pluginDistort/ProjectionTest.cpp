@@ -119,6 +119,46 @@ TEST_F(ProjectionTest, EveryKindOfSourceGivesTheBytesOfTheViews) {
     }
 }
 
+// Rows are projected in stretches of some hundred columns; runs begin, end and go on across their ends.
+TEST_F(ProjectionTest, RowsOfSeveralStretchesGiveTheBytesOfTheViews) {
+    Random random(12);
+    for (const int w : {511, 512, 513, 576, 1100, 1537}) {
+        Frame picture(w, 8);
+        picture.randomise(random);
+        PixRectWrap<ARGBVal> wrap(pixelsOf(picture), w, 8, SIAllLines);
+        using Source = std::unique_ptr<PixRect<ARGBVal>>;
+        for (int temper = 0; temper < 8; ++temper) {
+            expectSameFill(random, w + 2, 10, SIAllLines, temper, [&]() -> Source {
+                return std::make_unique<ContImageRef<ARGBVal>>(wrap, SIInterpBilinear);
+            });
+            expectSameFill(random, w + 2, 10, SIAllLines, temper,
+                           [&] { return Source(new PixRectWrap<ARGBVal>(wrap)); });
+        }
+    }
+}
+
+// A row shifted by whole columns shows one run; wherever it begins and ends, all of it is read and no more.
+TEST_F(ProjectionTest, RunsBeginAndEndAtAnyColumn) {
+    Random random(13);
+    for (int w = 1; w <= 200; w += 1 + w / 9) {
+        Frame picture(w, 3);
+        picture.randomise(random);
+        PixRectWrap<ARGBVal> wrap(pixelsOf(picture), w, 3, SIAllLines);
+        ContImageRef<ARGBVal> image(wrap, SIInterpBilinear);
+        for (int shift = 0; shift <= 140; ++shift) {
+            Frame shipped(345, 3), plain(345, 3);
+            PlanarProj pp;
+            pp.B[0] = pp.B[4] = 1.0f;
+            pp.B[2] = static_cast<float>(-shift);
+            PixRectWrap<ARGBVal> to(pixelsOf(shipped), 345, 3, SIAllLines);
+            PixRectWrap<ARGBVal> expected(pixelsOf(plain), 345, 3, SIAllLines);
+            ProjWith(image, to, pp);
+            tumblewash::reference::ProjWith(image, expected, pp);
+            ASSERT_TRUE(shipped == plain) << w << " columns, shifted by " << shift;
+        }
+    }
+}
+
 TEST_F(ProjectionTest, BoundsAreTestedTruncatedAndTheReadIsExact) {
     PixRectRW<ARGBVal> source(4, 6), dest(1, 1);
     for (int y = 0; y < 6; ++y)
