@@ -152,7 +152,7 @@ void FieldRows::enlargeBetween(const Between& at, const FieldRun* runs, int runC
 }
 
 void FieldRows::selectColumn(const Between& at, int x) {
-    FieldRun run = _runs[static_cast<std::size_t>(_runOf[static_cast<std::size_t>(x - _runs.front().first)])];
+    FieldRun run = _runs[static_cast<std::size_t>(_runOf[static_cast<std::size_t>(x)])];
     run.first = x;
     run.end = x + 1;
     enlargeBetween(at, &run, 1);

@@ -57,7 +57,7 @@ class FieldRows {
     /// Enlarges a row of cellsAcross() numbers as a row of cells is enlarged, for columns first ... end - 1
     /// of `out`; other columns of `out`, which holds all of them, are undefined.
     void enlarge(const float* cells, int first, int end, float* out) const;
-    /// Makes the row at `at` the current one, as far as column x is concerned.
+    /// Makes the row at `at` the current one, as far as column x is concerned. Every column must be covered.
     void selectColumn(const Between& at, int x);
 
   private:
