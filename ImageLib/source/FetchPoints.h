@@ -12,6 +12,7 @@
 
 namespace tumblewash {
 
+/// The fetch points of one frame, row by row.
 class FetchPoints {
   public:
     /// Prepares the rows of a frame of this shape. `flow` must outlive the object and not change.

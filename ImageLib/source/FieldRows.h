@@ -38,9 +38,9 @@ class FieldRows {
 
     /// The two rows of cells that a picture row lies between, and how far it is from the one above.
     struct Between {
-        int above;
-        int below;
-        double fraction;
+        int above;        ///< row of cells at or above the picture row
+        int below;        ///< the next row of cells, or the same where the picture row lies on one
+        double fraction;  ///< 0 at `above`, below 1
     };
     /// True when every column lies between cells, and every cell is finite.
     bool coversColumns() const;

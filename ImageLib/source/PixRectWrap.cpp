@@ -1,8 +1,30 @@
 #include "ImageLib/source/PixRectWrap.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
+
+#include "ImageLib/kernels/LargePages.h"
+
+namespace {
+
+struct FreePixels {
+    void operator()(ARGBVal* pixels) const { ::operator delete[](pixels); }
+};
+using OwnPixels = std::unique_ptr<ARGBVal[], FreePixels>;
+
+/// Pixels without values, to be written before they are read.
+OwnPixels newPixels(std::size_t count) {
+    if (count > PTRDIFF_MAX / sizeof(ARGBVal)) throw std::bad_array_new_length();
+    const std::size_t bytes = count * sizeof(ARGBVal);
+    void* memory = ::operator new[](bytes);
+    tumblewash::preferLargePages(memory, bytes);
+    return OwnPixels(static_cast<ARGBVal*>(memory));
+}
+
+}  // namespace
 
 PixRectWrap<ARGBVal>::PixRectWrap(ARGBVal* data, int w, int h, siwraptype type) : _data(data), _type(type) {
     switch (type) {
@@ -70,11 +92,11 @@ void PixRectWrap<ARGBVal>::makerows() {
 }
 
 void PixRectWrap<ARGBVal>::copyfromwrapped(const PixRectWrap* src) {
-    std::unique_ptr<ARGBVal[]> block;
+    OwnPixels block;
     const int w = src->width(), h = src->height();
     if (src->_rast != nullptr && w > 0 && h > 0) {
         const auto rowpixels = static_cast<std::size_t>(w);
-        block.reset(new ARGBVal[rowpixels * static_cast<std::size_t>(h)]);
+        block = newPixels(rowpixels * static_cast<std::size_t>(h));
         for (int i = 0; i < h; ++i)
             std::memcpy(block.get() + static_cast<std::size_t>(i) * rowpixels,
                         src->_rast[src->_ly + i] + src->_lx, rowpixels * sizeof(ARGBVal));
@@ -94,14 +116,14 @@ void PixRectWrap<ARGBVal>::copyfromwrapped(const PixRectWrap* src) {
 void PixRectWrap<ARGBVal>::freestore() {
     droprows();
     if (_owndata) {
-        delete[] _data;
+        FreePixels()(_data);
         _data = nullptr;
     }
 }
 
 void PixRectWrap<ARGBVal>::freewrapdata() {
     droprows();
-    if (_owndata) delete[] _data;
+    if (_owndata) FreePixels()(_data);
     _data = nullptr;
 }
 
