@@ -86,8 +86,8 @@ def read_png(path):
     return width, height, b"".join(rows)
 
 
-def run(*words, env=None, good=(0,)):
-    done = subprocess.run([str(word) for word in words], env=env, stdin=subprocess.DEVNULL, timeout=240,
+def run(*words, env=None, good=(0,), timeout=240):
+    done = subprocess.run([str(word) for word in words], env=env, stdin=subprocess.DEVNULL, timeout=timeout,
                           capture_output=True, text=True, errors="replace", check=False)
     assert done.returncode in good, f"{words}: {done.returncode}\n{done.stdout}\n{done.stderr}"
     return done.stdout
@@ -120,16 +120,20 @@ class Bench:
     def melt(self, name, *words, real_time=0):
         """Renders with melt into numbered pictures without any YCbCr step; gives their file names."""
         # On a busy machine melt 7.12 now and then ends at once, content and without a single picture: about one of
-        # two hundred renderings of a lone PNG picture without any module of ours. Such a run says nothing.
+        # two hundred renderings of a lone PNG picture without any module of ours. With threads it may wait for ever
+        # when all of them have ended: 3 of 38 joins with its own luma. Such runs say nothing.
         for _ in range(3):
-            run("melt", "-silent", "-profile", self.path("profile"), *words, "-consumer",
-                "avformat:" + self.path(name + "%04d.png"), "f=image2", "vcodec=png", "pix_fmt=rgba",
-                "mlt_image_format=rgba", "an=1", f"real_time={real_time}", env=self.env)
+            try:
+                run("melt", "-silent", "-profile", self.path("profile"), *words, "-consumer",
+                    "avformat:" + self.path(name + "%04d.png"), "f=image2", "vcodec=png", "pix_fmt=rgba",
+                    "mlt_image_format=rgba", "an=1", f"real_time={real_time}", env=self.env, timeout=60)
+            except subprocess.TimeoutExpired:
+                continue
             # The first picture number is melt's affair: only the order counts.
             files = sorted(self.path(entry) for entry in os.listdir(self.folder) if entry.startswith(name))
             if files:
-                break
-        return files
+                return files
+        return []
 
     def frame(self, effect, k, n, *options):
         """The program's own frame k of n, as it lies on black."""
