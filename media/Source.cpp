@@ -128,7 +128,7 @@ struct PacketScan {
     int64_t latest = AV_NOPTS_VALUE;   ///< greatest time of a picture
     int64_t latestDuration = 0;        ///< what that picture claims to last
     bool regular = true;
-    bool sound = true;      ///< no packet is marked as damaged or as not to be shown
+    bool intact = true;     ///< no packet is marked as damaged or as not to be shown
     double endSeconds = 0;  ///< end of the longest stream, from the file's start time
 };
 
@@ -158,7 +158,7 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
                 out.latest = packet->pts;
                 out.latestDuration = packet->duration;
             }
-            if ((packet->flags & (AV_PKT_FLAG_CORRUPT | AV_PKT_FLAG_DISCARD)) != 0) out.sound = false;
+            if ((packet->flags & (AV_PKT_FLAG_CORRUPT | AV_PKT_FLAG_DISCARD)) != 0) out.intact = false;
             if ((packet->flags & AV_PKT_FLAG_KEY) != 0 && packet->pts != AV_NOPTS_VALUE)
                 out.lastKey = packet->pts;
         }
@@ -168,8 +168,8 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     return out;
 }
 
-/// True when the packets alone tell where the pictures end: each is one picture of a codec without hidden
-/// ones, and they follow one another at the clip's rate.
+/// True when the packets, whose times are regular, alone tell where the pictures end: each is one picture of
+/// a codec without hidden ones, and they follow one another at the clip's rate.
 bool packetsArePictures(const PacketScan& scan, const ProbeDetail& facts, const AVStream& stream) {
     switch (stream.codecpar->codec_id) {
         case AV_CODEC_ID_H264:
@@ -182,7 +182,7 @@ bool packetsArePictures(const PacketScan& scan, const ProbeDetail& facts, const 
         default:
             return false;
     }
-    if (!scan.regular || !scan.sound || !facts.info.rate || scan.lastKey == AV_NOPTS_VALUE) return false;
+    if (!scan.intact || !facts.info.rate) return false;
     const int64_t steps =
         av_rescale_q(scan.latest - facts.firstPts, facts.timeBase, av_inv_q(asAv(facts.info.rate)));
     return steps + 1 == scan.packets;
@@ -273,7 +273,7 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         scan = scanPackets(file, facts);
         extent.warning = missingPart(file, facts, scan);
         extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
-        if (packetsArePictures(scan, facts, *file.context().streams[facts.videoStream])) {
+        if (extent.seekable && packetsArePictures(scan, facts, *file.context().streams[facts.videoStream])) {
             extent.lastPts = scan.latest - facts.firstPts;
             extent.lastDuration = pictureTicks(facts, scan.latestDuration);
             return extent;
