@@ -50,6 +50,28 @@ TEST(ReaderTest, CountAfterRateConversionIsWhatIsDeliveredAndWhatFfmpegDelivers)
     }
 }
 
+TEST(ReaderTest, AClipEndsWhereItsEditListEnds) {
+    const TempDir dir;
+    const std::string path = dir / "clip.mp4";
+    ffmpeg("-f lavfi -i testsrc=s=48x32:r=25 -frames:v 50 -c:v libx264 -bf 3 " + path);
+    const std::string whole = readFile(path);
+    const size_t list = whole.find("elst");
+    ASSERT_NE(list, std::string::npos);
+    // Behind the name: version and flags, the number of edits, then the length of the first in milliseconds.
+    // Pictures behind the end that others need stay in the file, marked as not to be shown.
+    for (int pictures = 20; pictures < 28; ++pictures) {
+        std::string cut = whole;
+        const int length = 40 * pictures;
+        for (int byte = 0; byte < 4; ++byte)
+            cut[list + 12 + static_cast<size_t>(byte)] = static_cast<char>(length >> (24 - 8 * byte) & 255);
+        writeFile(path, cut);
+        Reader reader = Reader::open(path);
+        const std::string lines = outputOf("ffmpeg -v error -i " + path + " -f framemd5 - | grep -vc '#'");
+        EXPECT_EQ(reader.frameCount(), std::stoll(lines)) << pictures;
+        EXPECT_EQ(static_cast<int64_t>(allPictures(reader).size()), reader.frameCount()) << pictures;
+    }
+}
+
 TEST(ReaderTest, EachPictureIsTheLastOneWhoseRoundedTimeHasCome) {
     const TempDir dir;
     makeCounter(dir / "ten.mkv", 10, 12);
