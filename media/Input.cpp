@@ -14,6 +14,7 @@
 
 extern "C" {
 #include <libavutil/cpu.h>
+#include <libavutil/intreadwrite.h>
 }
 
 namespace tumblewash {
@@ -41,6 +42,32 @@ bool refusedFormat(std::string_view name) {
 
 [[noreturn]] void undecodable(const std::string& path, const std::string& why) {
     throw MediaError(MediaErrorCode::undecodable, path, why);
+}
+
+/// Ends a WebP file behind its picture and the metadata that may follow it. FFmpeg's decoder answers some
+/// chunks there (a second header, an empty one, an endless one) with the picture and an error at once, and
+/// its library ends the program over that contradiction. The length in the file's header follows.
+void endBehindPicture(AVPacket& webp) {
+    constexpr int kFileHeader = 12;
+    constexpr int kChunkHeader = 8;
+    const auto is = [&](int at, std::string_view name) {
+        return std::string_view(reinterpret_cast<const char*>(webp.data) + at, name.size()) == name;
+    };
+    bool picture = false;
+    for (int64_t at = kFileHeader; at + kChunkHeader < webp.size;) {
+        const int chunk = static_cast<int>(at);
+        const int64_t length = AV_RL32(webp.data + chunk + 4);
+        const bool whole = length <= webp.size - at - kChunkHeader;
+        const bool metadata = is(chunk, "EXIF") || is(chunk, "XMP ") || is(chunk, "ICCP");
+        if (picture && !(whole && metadata)) {
+            if (av_packet_make_writable(&webp) < 0) throw std::bad_alloc();
+            av_shrink_packet(&webp, chunk);
+            AV_WL32(webp.data + 4, static_cast<uint32_t>(chunk - 8));
+            return;
+        }
+        picture = picture || is(chunk, "VP8 ") || is(chunk, "VP8L");
+        at += kChunkHeader + length + length % 2;
+    }
 }
 
 /// The container by content, never by name: a text file called .mp4 is told apart here. Null when
@@ -187,6 +214,7 @@ void StreamDecoder::feed() {
             continue;
         }
         ++packets_;
+        if (codec_->codec_id == AV_CODEC_ID_WEBP) endBehindPicture(*packet_);
         const bool skim =
             skimmed_ != AV_NOPTS_VALUE && packet_->pts != AV_NOPTS_VALUE && packet_->pts < skimmed_;
         codec_->skip_frame = skim ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;

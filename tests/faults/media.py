@@ -91,6 +91,18 @@ def flips(path, folder, seeds):
         target.unlink()
 
 
+def tails(path, folder):
+    """Bytes behind a picture's end: nothing to a reader, or a warning."""
+    bytes_ = path.read_bytes()
+    chunks = (b"VP8X" + struct.pack("<I", 10) + bytes(10), b"ALPH" + bytes(4), b"EXIF" + struct.pack("<I", 255))
+    for number, tail in enumerate((b"\xff" * 64, bytes(64), bytes_, *chunks)):
+        longer = folder / ("tail" + path.suffix)
+        longer.write_bytes(bytes_ + tail)
+        run = feed(longer, folder, "%s with tail %d" % (path.name, number))
+        check(run.code == 0, "refused for what follows: " + run.describe())
+        longer.unlink()
+
+
 def png(width, height, data=None):
     def chunk(kind, body):
         return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
@@ -191,6 +203,9 @@ with Workshop() as folder:
         else:
             truncations(path, folder, 3 if SANITIZED else 8)
         flips(path, folder, 60 if LONG else 2 if SANITIZED else 6)
+    for path in files:
+        if path.name.startswith("still"):
+            tails(path, folder)
     dimensions(folder)
     exif(folder, (folder / "still.jpg").read_bytes())
     timestamps(folder)

@@ -92,6 +92,34 @@ TEST(FaultTest, AStillThatIsPatchedUpSaysSo) {
     EXPECT_THAT(cut.warnings[0], ::testing::HasSubstr("damaged or cut off"));
 }
 
+TEST(FaultTest, WhatFollowsAWebpPictureNeitherEndsTheProgramNorChangesThePicture) {
+    const TempDir dir;
+    StillSettings settings;
+    settings.width = 48;
+    settings.height = 32;
+    for (const char* lossless : {"0", "1"}) {
+        ffmpeg(std::string("-f lavfi -i testsrc2=s=48x32 -frames:v 1 -lossless ") + lossless + " " +
+               dir / "whole.webp");
+        const std::string whole = readFile(dir / "whole.webp");
+        const std::string pixels = bytesOf(readStill(dir / "whole.webp", settings));
+        const std::string canvas("VP8X\x0a\0\0\0\0\0\0\0\x2f\0\0\x1f\0\0", 18);
+        const std::string noAlpha("ALPH\0\0\0\0", 8);
+        const std::string cutOff("EXIF\xff\0\0\0II", 10);
+        for (const std::string& tail :
+             {std::string(16, '\xff'), std::string(16, '\0'), canvas, noAlpha + canvas, cutOff,
+              "JUNK" + std::string(4, '\xff') + std::string(4, '\0')}) {
+            // Behind the file's declared end, and within it.
+            writeFile(dir / "tail.webp", whole + tail);
+            EXPECT_EQ(bytesOf(readStill(dir / "tail.webp", settings)), pixels) << lossless << tail;
+            std::string longer = whole + tail;
+            const size_t length = longer.size() - 8;
+            for (size_t i = 0; i < 4; ++i) longer[4 + i] = static_cast<char>(length >> (8 * i) & 255);
+            writeFile(dir / "tail.webp", longer);
+            EXPECT_EQ(bytesOf(readStill(dir / "tail.webp", settings)), pixels) << lossless << tail;
+        }
+    }
+}
+
 TEST(FaultTest, FlippedBitsNeverCrash) {
     const TempDir dir;
     ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "c.mp4");
