@@ -40,6 +40,10 @@ bool refusedFormat(std::string_view name) {
     return std::any_of(names.begin(), names.end(), [&](std::string_view n) { return n == name; });
 }
 
+int64_t lengthOrNone(int64_t length) {
+    return length < 0 || length > kFarthestTime ? 0 : length;
+}
+
 [[noreturn]] void undecodable(const std::string& path, const std::string& why) {
     throw MediaError(MediaErrorCode::undecodable, path, why);
 }
@@ -153,6 +157,14 @@ void InputFile::setDeadline(std::chrono::steady_clock::duration fromNow) noexcep
     deadline_ = std::chrono::steady_clock::now() + fromNow;
 }
 
+bool InputFile::read(AVPacket& packet) {
+    if (av_read_frame(context_.get(), &packet) < 0) return false;
+    packet.pts = timeOrNone(packet.pts);
+    packet.dts = timeOrNone(packet.dts);
+    packet.duration = lengthOrNone(packet.duration);
+    return true;
+}
+
 int InputFile::bestVideo() const noexcept {
     const int stream = av_find_best_stream(context_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (stream < 0) return -1;
@@ -200,11 +212,11 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads, bool stri
 void StreamDecoder::feed() {
     for (;;) {
         throwIfRaised(file_.cancel(), file_.path());
-        const int read = av_read_frame(&file_.context(), packet_.get());
+        const bool read = file_.read(*packet_);
         const bool outOfPatience = patience_ > 0 && frames_ == 0 && packets_ > patience_;
-        if (read < 0 || outOfPatience) {
+        if (!read || outOfPatience) {
             throwIfRaised(file_.cancel(), file_.path());
-            if (read >= 0) av_packet_unref(packet_.get());
+            if (read) av_packet_unref(packet_.get());
             draining_ = true;
             avcodec_send_packet(codec_.get(), nullptr);
             return;
@@ -232,7 +244,8 @@ FramePtr StreamDecoder::next() {
         const int received = avcodec_receive_frame(codec_.get(), frame.get());
         if (received == 0) {
             ++frames_;
-            frame->pts = frame->best_effort_timestamp;
+            frame->pts = timeOrNone(frame->best_effort_timestamp);
+            frame->pkt_duration = lengthOrNone(frame->pkt_duration);
             return frame;
         }
         if (received == AVERROR_EOF) return nullptr;

@@ -140,13 +140,12 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     const double start = file.context().start_time == AV_NOPTS_VALUE
                              ? 0
                              : static_cast<double>(file.context().start_time) / AV_TIME_BASE;
-    while (av_read_frame(&file.context(), packet.get()) >= 0) {
+    while (file.read(*packet)) {
         const AVStream& stream = *file.context().streams[packet->stream_index];
         if (packet->pts != AV_NOPTS_VALUE)
             out.endSeconds = std::max(
-                out.endSeconds, static_cast<double>(packet->pts + std::max<int64_t>(0, packet->duration)) *
-                                        av_q2d(stream.time_base) -
-                                    start);
+                out.endSeconds,
+                static_cast<double>(packet->pts + packet->duration) * av_q2d(stream.time_base) - start);
         if (packet->stream_index == facts.videoStream) {
             ++out.packets;
             if (packet->dts == AV_NOPTS_VALUE || packet->pts == AV_NOPTS_VALUE)
@@ -281,7 +280,7 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     }
     FileSource source(facts, threads, cancel);
     skimTo(source, scan, facts);
-    const int64_t lastKey = scan.lastKey - facts.firstPts;
+    const int64_t lastKey = extent.seekable ? scan.lastKey - facts.firstPts : 0;
     // Program streams search by the times of packets and may land behind the key picture: a second try starts
     // earlier.
     for (const double early : {0.0, 2.0}) {

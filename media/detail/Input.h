@@ -11,6 +11,13 @@
 
 namespace tumblewash {
 
+/// Moments further than this from a stream's zero are damage, and count as missing: sums and differences of
+/// the others stay within 64 bits.
+constexpr int64_t kFarthestTime = int64_t{1} << 60;
+inline int64_t timeOrNone(int64_t stamp) noexcept {
+    return stamp < -kFarthestTime || stamp > kFarthestTime ? AV_NOPTS_VALUE : stamp;
+}
+
 /// An opened container. Not movable: the library keeps its address for interrupts.
 class InputFile {
   public:
@@ -29,6 +36,9 @@ class InputFile {
     int bestAudio() const noexcept;
     /// All streams but this one are skipped while reading.
     void useOnly(int stream) noexcept;
+    /// Reads the next packet of the streams in use; its times are such as `timeOrNone` lets through, its
+    /// length none below 0. False at the end, at damage that hides the rest, and when interrupted.
+    bool read(AVPacket& packet);
     /// Work past this moment is broken off; opening and probing may not hang on absurd files.
     void setDeadline(std::chrono::steady_clock::duration fromNow) noexcept;
     void clearDeadline() noexcept { deadline_ = std::chrono::steady_clock::time_point::max(); }

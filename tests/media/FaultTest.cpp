@@ -62,6 +62,23 @@ TEST(FaultTest, FilesCutAnywhereAreRefusedOrReadAsFarAsTheyGo) {
     }
 }
 
+TEST(FaultTest, StreamsThatBeginAnywhereAreReadFromThere) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25:d=2 -c:v mpeg2video -bf 2 " + dir / "c.mpg");
+    ffmpeg(kClip + "-c:v libx264 -g 12 -c:a aac " + dir / "c.ts");
+    for (const char* name : {"c.mpg", "c.ts"}) {
+        const std::string whole = readFile(dir / name);
+        for (int part = 1; part < 10; ++part) {
+            const std::string path = dir / (std::string("from") + name);
+            writeFile(path, whole.substr(whole.size() * static_cast<size_t>(part) / 20));
+            const Outcome outcome = tryAll(path);
+            EXPECT_FALSE(outcome.refused) << name << part;
+            EXPECT_GE(outcome.pictures, 10) << name << part;
+            EXPECT_LE(outcome.pictures, 50) << name << part;
+        }
+    }
+}
+
 TEST(FaultTest, AClipWhoseEndIsCutOffGivesWhatIsThereOnceAndSaysHowMuchIsMissing) {
     const TempDir dir;
     ffmpeg(kClip + "-c:v libx264 -c:a aac -movflags +faststart " + dir / "whole.mp4");
@@ -176,6 +193,29 @@ TEST(FaultTest, AbsurdTimesDoNotMakeAbsurdLengths) {
     Reader reader = Reader::open(dir / "jump.mkv");
     EXPECT_LE(reader.frameCount(), 30);
     EXPECT_EQ(static_cast<int64_t>(allPictures(reader).size()), reader.frameCount());
+}
+
+TEST(FaultTest, MomentsAtTheEndOfTimeAreMissingOnes) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25:d=2 -c:v mjpeg -f matroska -live 1 -cluster_time_limit 400 " +
+           dir / "c.mkv");
+    const std::string whole = readFile(dir / "c.mkv");
+    // A cluster is a name and two bytes of size, then a checksum of 6 bytes and the cluster's time in 4.
+    std::vector<size_t> clusters;
+    for (size_t at = 0; (at = whole.find("\x1f\x43\xb6\x75", at)) != std::string::npos; ++at)
+        if (whole.substr(at + 12, 2) == "\xe7\x82") clusters.push_back(at + 6);
+    ASSERT_GE(clusters.size(), 9U);
+    for (const int high : {0x7F, 0x80, 0x3F, 0x10, 0xFF}) {
+        std::string broken = whole;
+        for (const size_t cluster : {clusters[2], clusters[5], clusters.back()})
+            broken.replace(cluster, 10,
+                           std::string("\xe7\x88") + static_cast<char>(high) + std::string(7, '\xF0'));
+        writeFile(dir / "c.mkv", broken);
+        const Outcome outcome = tryAll(dir / "c.mkv");
+        EXPECT_FALSE(outcome.refused) << high;
+        EXPECT_GE(outcome.pictures, 20) << high;
+        EXPECT_LE(outcome.pictures, 100) << high;
+    }
 }
 
 TEST(FaultTest, ARaisedFlagEndsReadingAndPrefetching) {
