@@ -44,6 +44,15 @@ int64_t lengthOrNone(int64_t length) {
     return length < 0 || length > kFarthestTime ? 0 : length;
 }
 
+/// Decoders hand on whatever number a file holds. One that names nothing counts as not said.
+template <typename Name>
+void nameOr(Name none, int names, Name& value) {
+    int number = 0;
+    static_assert(sizeof number == sizeof value);
+    std::memcpy(&number, &value, sizeof number);
+    if (number < 0 || number >= names) value = none;
+}
+
 [[noreturn]] void undecodable(const std::string& path, const std::string& why) {
     throw MediaError(MediaErrorCode::undecodable, path, why);
 }
@@ -246,6 +255,8 @@ FramePtr StreamDecoder::next() {
             ++frames_;
             frame->pts = timeOrNone(frame->best_effort_timestamp);
             frame->pkt_duration = lengthOrNone(frame->pkt_duration);
+            nameOr(AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB, frame->colorspace);
+            nameOr(AVCOL_RANGE_UNSPECIFIED, AVCOL_RANGE_NB, frame->color_range);
             return frame;
         }
         if (received == AVERROR_EOF) return nullptr;

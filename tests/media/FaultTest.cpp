@@ -218,6 +218,30 @@ TEST(FaultTest, MomentsAtTheEndOfTimeAreMissingOnes) {
     }
 }
 
+TEST(FaultTest, AColourSpaceThatNamesNothingIsNotSaid) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25:d=0.2 -c:v prores_ks " + dir / "c.mov");
+    std::string movie = readFile(dir / "c.mov");
+    const auto firstPicture = [&](char space) {
+        size_t frames = 0;
+        // A frame's header names its matrix 20 bytes behind the beginning of its mark.
+        for (size_t at = 0; (at = movie.find("icpf", at)) != std::string::npos; at += 4, ++frames)
+            movie[at + 20] = space;
+        EXPECT_EQ(frames, 5U);
+        writeFile(dir / "s.mov", movie);
+        ReaderSettings settings;
+        settings.width = 64;
+        settings.height = 48;
+        Reader reader = Reader::open(dir / "s.mov", settings);
+        return bytesOf(reader.readPicture());
+    };
+    constexpr char notSaid = 2, bt709 = 1;
+    const std::string expected = firstPicture(notSaid);
+    EXPECT_NE(firstPicture(bt709), expected);
+    EXPECT_EQ(firstPicture('\xF3'), expected);
+    EXPECT_EQ(firstPicture('\x0F'), expected);
+}
+
 TEST(FaultTest, ARaisedFlagEndsReadingAndPrefetching) {
     const TempDir dir;
     ffmpeg(kClip + "-c:v libx264 -c:a aac " + dir / "c.mp4");
