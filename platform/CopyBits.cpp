@@ -190,13 +190,40 @@ Clipped clip(const PixMap& src, const PixMap& dst, const Rect& from, const Rect&
 
 // v = s * L + d * (255 - L) is at most 255 * 255, where (v + 127) / 255 equals (v + 128 + ((v + 128) >> 8))
 // >> 8.
-void blendRow(std::uint8_t* out, const std::uint8_t* in, int bytes, unsigned level) {
+[[gnu::always_inline]] inline void blendBytes(std::uint8_t* out, const std::uint8_t* in, int bytes,
+                                              unsigned level) {
     const unsigned rest = 255 - level;
     for (int i = 0; i < bytes; ++i) {
         const auto v = static_cast<std::uint16_t>(in[i] * level + out[i] * rest + 128);
         out[i] = static_cast<std::uint8_t>(static_cast<std::uint16_t>(v + (v >> 8)) >> 8);
     }
 }
+
+void blendRowAnywhere(std::uint8_t* out, const std::uint8_t* in, int bytes, unsigned level) {
+    blendBytes(out, in, bytes, level);
+}
+
+using BlendRow = void (*)(std::uint8_t* out, const std::uint8_t* in, int bytes, unsigned level);
+
+#if defined(__x86_64__) && !defined(TUMBLEWASH_NO_SIMD)
+
+[[gnu::target("avx2")]] void blendRowWide(std::uint8_t* out, const std::uint8_t* in, int bytes,
+                                          unsigned level) {
+    blendBytes(out, in, bytes, level);
+}
+
+BlendRow blendRowHere() {
+    static const BlendRow row = __builtin_cpu_supports("avx2") != 0 ? blendRowWide : blendRowAnywhere;
+    return row;
+}
+
+#else
+
+BlendRow blendRowHere() {
+    return blendRowAnywhere;
+}
+
+#endif
 
 bool drawable(const PixMap* map) {
     return map != nullptr && map->baseAddr != nullptr;
@@ -219,6 +246,7 @@ OSErr BlendRect(const PixMap* src, const PixMap* dst, const Rect* srcRect, const
                             c.source.at(c.x.first, c.y.first) == c.target.at(c.x.first, c.y.first);
     const auto detached = !samePixels && overlap(c) ? detachSource(c) : nullptr;
     const auto weight = static_cast<unsigned>(std::clamp(level, 0, 255));
+    const BlendRow blendRow = blendRowHere();
     for (int y = c.y.first; y < c.y.last; ++y) {
         blendRow(c.target.at(c.x.first, y), c.source.at(c.x.first, y), c.x.count() * 4, weight);
     }

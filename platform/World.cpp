@@ -1,11 +1,9 @@
 #include "platform/World.h"
 
-#include <sys/mman.h>
-
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "memory/FrameMemory.h"
 #include "platform/Handles.h"
 #include "platform/Rects.h"
 #include "platform/WorldRecord.h"
@@ -39,20 +37,9 @@ OSErr makeWorld(GWorldPtr* world, void* pixels, std::int32_t stride, const Rect&
     return noErr;
 }
 
-// Pixel rows start on a cache line, so that wide loads of the first row never straddle two. A frame is made
-// for each picture: two thousand page faults for one of 1920x1080 cost five times what clearing it does, so
-// that large ones lie on large pages where the system has them.
 void* zeroedPixels(std::size_t bytes) {
-    constexpr std::size_t line = 64;
-    constexpr std::size_t largePage = std::size_t{1} << 21;
-    const std::size_t alignment = bytes < largePage ? line : largePage;
-    void* memory = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
-    if (memory == nullptr) return nullptr;
-#if defined(MADV_HUGEPAGE)
-    // A mere wish. The last page, which the frame does not fill, stays made of small ones.
-    if (alignment == largePage) madvise(memory, bytes / largePage * largePage, MADV_HUGEPAGE);
-#endif
-    std::memset(memory, 0, (bytes + line - 1) / line * line);
+    void* memory = newFrameMemory(bytes);
+    if (memory != nullptr) std::memset(memory, 0, bytes);
     return memory;
 }
 
@@ -94,7 +81,7 @@ OSErr NewGWorld(GWorldPtr* world, short depth, const Rect* bounds, CTabHandle, G
     void* pixels = zeroedPixels(rows * static_cast<std::size_t>(stride));
     if (pixels == nullptr) return memFullErr;
     const OSErr error = makeWorld(world, pixels, stride, *bounds, true);
-    if (error != noErr) std::free(pixels);
+    if (error != noErr) tumblewash::freeFrameMemory(pixels);
     return error;
 }
 
@@ -102,7 +89,7 @@ void DisposeGWorld(GWorldPtr world) {
     if (world == nullptr) return;
     if (currentWorld == world) currentWorld = nullptr;
     DisposeHandle(reinterpret_cast<Handle>(world->map));
-    std::free(world->owned);
+    tumblewash::freeFrameMemory(world->owned);
     delete world;
 }
 

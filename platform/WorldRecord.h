@@ -42,6 +42,6 @@ inline std::uint8_t* PixelAt(const PixMap& map, int x, int y) {
 /// An off-screen world.
 struct OpaqueWorld {
     PixMapHandle map;                       ///< owned; its map describes the pixels
-    void* owned;                            ///< pixel memory to free, null when somebody else's
+    void* owned;                            ///< frame memory to free, null when somebody else's
     tumblewash::platform::PortStyle style;  ///< drawing state
 };

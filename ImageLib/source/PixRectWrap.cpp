@@ -6,21 +6,20 @@
 #include <memory>
 #include <new>
 
-#include "ImageLib/kernels/LargePages.h"
+#include "memory/FrameMemory.h"
 
 namespace {
 
 struct FreePixels {
-    void operator()(ARGBVal* pixels) const { ::operator delete[](pixels); }
+    void operator()(ARGBVal* pixels) const { tumblewash::freeFrameMemory(pixels); }
 };
 using OwnPixels = std::unique_ptr<ARGBVal[], FreePixels>;
 
 /// Pixels without values, to be written before they are read.
 OwnPixels newPixels(std::size_t count) {
     if (count > PTRDIFF_MAX / sizeof(ARGBVal)) throw std::bad_array_new_length();
-    const std::size_t bytes = count * sizeof(ARGBVal);
-    void* memory = ::operator new[](bytes);
-    tumblewash::preferLargePages(memory, bytes);
+    void* memory = tumblewash::newFrameMemory(count * sizeof(ARGBVal));
+    if (memory == nullptr) throw std::bad_alloc();
     return OwnPixels(static_cast<ARGBVal*>(memory));
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/FrameSource.h"
+#include "memory/FrameMemory.h"
 
 namespace tumblewash::adapters {
 
@@ -63,7 +64,7 @@ class Canvas {
     int width_ = 0;
     int height_ = 0;
     std::size_t stride_ = 0;
-    std::vector<std::uint8_t> bytes_;
+    std::vector<std::uint8_t, FrameAllocator<std::uint8_t>> bytes_;
 };
 
 /// c x a / 255, rounded to nearest: straight to premultiplied.

@@ -7,6 +7,7 @@
 
 #include "adapters/common/MorphMatte.h"
 #include "host/Session.h"
+#include "memory/FrameMemory.h"
 #include "pluginDistort/v1/Transitions.h"
 
 namespace tumblewash::adapters {
@@ -172,7 +173,11 @@ TransitionRenderer::TransitionRenderer(const EffectRecord& effect, int width, in
                 " is outside 16 x 16 to 4095 x 32767, so a plain cross-dissolve is shown; use another size";
 }
 
-TransitionRenderer::~TransitionRenderer() = default;
+// A host that is done with one may not come back: its frames need not wait in memory.
+TransitionRenderer::~TransitionRenderer() {
+    idle_.clear();
+    dropKeptFrames();
+}
 
 std::unique_ptr<TransitionRenderer::Lane> TransitionRenderer::takeLane(const Knobs& knobs) {
     // The morph keeps the first pictures it sees, so each of its frames starts afresh.

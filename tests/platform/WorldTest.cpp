@@ -42,6 +42,16 @@ TEST(WorldTest, ReusedMemoryIsZeroedAgain) {
     }
 }
 
+TEST(WorldTest, LargeReusedMemoryIsZeroedAgain) {
+    for (int i = 0; i < 3; ++i) {
+        const World world(1200, 900);
+        for (int y = 0; y < 900; ++y) {
+            for (int x = 0; x < 1200; ++x) ASSERT_EQ(world.pixel(x, y), 0U);
+        }
+        world.fillWithNumbers(7);
+    }
+}
+
 TEST(WorldTest, StrideBeyondTheFlagBitsIsRefused) {
     GWorldPtr world = reinterpret_cast<GWorldPtr>(8);
     EXPECT_EQ(make(&world, Rect{0, 0, 4, 4096}), paramErr);

@@ -9,7 +9,7 @@ trap 'rm -rf "$copy"' EXIT
 fresh() {  # a tree of small files without a fault
     rm -rf "$copy"/*
     cp "$root/ARCHITECTURE.md" "$copy"
-    for room in platform hostapi ImageLib Utility pluginDistort host media app adapters; do
+    for room in memory platform hostapi ImageLib Utility pluginDistort host media app adapters; do
         mkdir -p "$copy/$room/kernels" "$copy/$room/source"
         printf '#pragma once\n#include <vector>\n' >"$copy/$room/a.h"
     done
