@@ -169,6 +169,33 @@ class MorphFrame {
         ed_->flowField2 = backward.release();
     }
 
+    /// The destination has the effect world's bounds and, like it, no gaps between rows.
+    bool destinationIsTwin() const {
+        Rect effect{}, destination{};
+        return EqualRect(GetPortBounds(ed_->effectGWorld, &effect),
+                         GetPortBounds(params_.frame, &destination)) &&
+               tumblewash::shapeOf(params_.frame) == shape_;
+    }
+
+    /// What a morph into the effect world and a copy of that world make of the destination, in one pass where
+    /// they are twins: the row that no field pair has comes from the effect world, still clear.
+    void layForward(FrameWrap& effWrap) {
+        const auto fraction = static_cast<float>(percent_);
+        if (!destinationIsTwin()) {
+            MorphBetween(*ed_->firstFrame, *ed_->lastFrame, effWrap, ed_->flowField1, fraction);
+            CopyGWorldBits(ed_->effectGWorld, params_.frame);
+            return;
+        }
+        FrameWrap target = wrapped(params_.frame, shape_.rows);
+        target.debugon(DBGProblem);
+        MorphBetween(*ed_->firstFrame, *ed_->lastFrame, target, ed_->flowField1, fraction);
+        if (shape_.rows % 2 == 0) return;
+        Rect last{};
+        GetPortBounds(params_.frame, &last);
+        last.top = static_cast<std::int16_t>(last.bottom - 1);
+        CopyGWorldBits(ed_->effectGWorld, params_.frame, &last, &last);
+    }
+
     /// The forward picture is laid down whole, then the backward one is blended over it by the fraction.
     void morph(FrameWrap& effWrap) {
         siprintf("Morphing between\n\r");
@@ -176,9 +203,7 @@ class MorphFrame {
         const SavedDebugState savedLast(*ed_->lastFrame);
         const SavedDebugState savedField(*ed_->flowField1);
         effWrap.debugon(DBGProblem);
-        MorphBetween(*ed_->firstFrame, *ed_->lastFrame, effWrap, ed_->flowField1,
-                     static_cast<float>(percent_));
-        CopyGWorldBits(ed_->effectGWorld, params_.frame);
+        layForward(effWrap);
         MorphBetween(*ed_->lastFrame, *ed_->firstFrame, effWrap, ed_->flowField2,
                      static_cast<float>(1 - percent_));
         params_.procs->Blit(*GetGWorldPixMap(ed_->effectGWorld), *GetGWorldPixMap(params_.frame), &srcRect_,

@@ -194,6 +194,40 @@ TEST(BilinearRowTest, WholeCoordinatesBesideFractionsCountTheSamePixelTwice) {
     });
 }
 
+// Where nothing moves, positions are the pixels of a row one behind the other, up to the field's very edges;
+// a single fraction or a step beyond the edge among them is read as such.
+TEST(BilinearRowTest, RunsOfWholePixelsAreReadAlikeUpToTheEdges) {
+    EveryTarget([](std::mt19937& random) {
+        for (int round = 0; round < 400; ++round) {
+            const int columns = 1 + static_cast<int>(random() % 90),
+                      rows = 1 + static_cast<int>(random() % 6);
+            LooseFields fields(columns, rows, static_cast<int>(random() % 2) * 8, random);
+            if (rows > 1 && round % 2 == 0) --fields.field[1].rows;
+            const int start = static_cast<int>(random() % 9) - 4, row = static_cast<int>(random() % 8) - 1;
+            std::vector<float> x, y;
+            for (int i = 0; i < columns + 3; ++i) {
+                x.push_back(static_cast<float>(start + i));
+                y.push_back(static_cast<float>(row));
+            }
+            ASSERT_TRUE(sameReadings(fields, x, y))
+                << columns << 'x' << rows << " from " << start << ',' << row;
+            std::fill(y.begin(), y.end(), static_cast<float>(row) + 0.5F);
+            ASSERT_TRUE(sameReadings(fields, x, y)) << columns << 'x' << rows << " between rows";
+            std::fill(y.begin(), y.end(), static_cast<float>(row));
+            const std::size_t spoiled = random() % x.size();
+            (round % 3 == 0 ? y : x)[spoiled] += round % 4 == 0 ? 0.5F : -0.0009765625F;
+            ASSERT_TRUE(sameReadings(fields, x, y)) << columns << 'x' << rows << " spoiled at " << spoiled;
+            std::fill(y.begin(), y.end(), -0.0F);
+            ASSERT_TRUE(sameReadings(fields, x, y));
+            std::fill(y.begin(), y.end(), std::numeric_limits<float>::quiet_NaN());
+            ASSERT_TRUE(sameReadings(fields, x, y));
+            for (float& at : x) at += 16777216.0F;
+            std::fill(y.begin(), y.end(), 0.0F);
+            ASSERT_TRUE(sameReadings(fields, x, y));
+        }
+    });
+}
+
 /// The float whose fraction is nearest to `fraction`, `ulps` floats further, between whole and whole + 1.
 float near(int whole, double fraction, int ulps) {
     float value = static_cast<float>(whole + std::clamp(fraction, 0.0, 0.9999));

@@ -363,6 +363,55 @@ TEST(MorphDriverTest, ForwardPictureCoversTheDestinationAndTheBackwardOneItsRect
     end(*host);
 }
 
+TEST(MorphDriverTest, GapsAndOriginOfTheDestinationDoNotChangeThePicture) {
+    struct Destination {
+        int gap, left, top;
+    };
+    for (const auto& [width, height] : std::vector<std::pair<int, int>>{{48, 32}, {33, 21}, {17, 16}}) {
+        auto model = started(width, height, 5);
+        const Bytes expected = composedMorph(*model, width, height, 5)[2];
+        end(*model);
+        for (const Destination& d : {Destination{0, 0, 0}, {7, 0, 0}, {0, 5, 3}, {0, -4, 0}, {3, 0, -2}}) {
+            auto host = started(width, height, 5);
+            auto destination = std::make_unique<TestWorld>(width, height, width + d.gap, d.left, d.top);
+            std::fill(destination->bytes().begin(), destination->bytes().end(), std::uint8_t{0xEE});
+            host->useDestination(std::move(destination));
+            SetRect(&host->params.frameRect, static_cast<short>(d.left), static_cast<short>(d.top),
+                    static_cast<short>(d.left + width), static_cast<short>(d.top + height));
+            host->render(kMorph, 0);
+            std::fill(host->destination().bytes().begin(), host->destination().bytes().end(),
+                      std::uint8_t{0xEE});
+            ASSERT_EQ(host->render(kMorph, 2), kPluginOK);
+            for (int y = 0; y < height; ++y) {
+                const auto row = static_cast<std::size_t>(y * width) * 4;
+                ASSERT_EQ(std::memcmp(host->destination().pixel(0, y), &expected[row],
+                                      static_cast<std::size_t>(width) * 4),
+                          0)
+                    << width << "x" << height << " gap " << d.gap << " at " << d.left << "," << d.top
+                    << " row " << y;
+                for (int x = width; x < width + d.gap; ++x) ASSERT_EQ(*host->destination().pixel(x, y), 0xEE);
+            }
+            end(*host);
+        }
+    }
+}
+
+TEST(MorphDriverTest, BothMorphsTraceTheirLastRow) {
+    for (const int gap : {0, 4}) {
+        auto host = started(48, 32, 4);
+        host->useDestination(std::make_unique<TestWorld>(48, 32, 48 + gap));
+        host->render(kMorph, 0);
+        tumblewash::test::TraceCapture trace;
+        EXPECT_EQ(host->render(kMorph, 1), kPluginOK);
+        const std::string line = "MorphBetween2- Last Row = Even=15 Odd=15\n";
+        const std::string told = trace.text();
+        const std::size_t first = told.find(line);
+        ASSERT_NE(first, std::string::npos);
+        EXPECT_NE(told.find(line, first + 1), std::string::npos);
+        end(*host);
+    }
+}
+
 TEST(MorphDriverTest, TextsAndTracesComeInOrder) {
     auto host = started(48, 32, 4);
     tumblewash::test::TraceCapture trace;
