@@ -1,6 +1,7 @@
 #include "ImageLib/kernels/BilinearRow.h"
 
 #include "ImageLib/kernels/BilinearPixel.h"
+#include "ImageLib/kernels/PixelWord.h"
 
 namespace tumblewash {
 
@@ -21,6 +22,17 @@ void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* 
         // Inside every field all four neighbours exist: no tests, and the weights serve them all.
         const BilinearCell cell = bilinearCell(x, y);
         for (int f = 0; f < fieldCount; ++f) bilinearInside(fields[f].from, cell, fields[f].out + at);
+    }
+}
+
+// Plain enough for every compiler to make vectors of.
+void bilinearStillRow(const FieldReading* fields, int fieldCount, int column, int row, int count) {
+    for (int f = 0; f < fieldCount; ++f) {
+        const unsigned char* from =
+            fields[f].from.first + row * fields[f].from.pitch + std::ptrdiff_t{column} * 4;
+        unsigned char* out = fields[f].out;
+        for (std::ptrdiff_t i = 0; i < count; ++i)
+            storePixel(out + i * 4, wholePositionAlpha(loadPixel(from + i * 4)));
     }
 }
 

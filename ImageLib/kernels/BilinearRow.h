@@ -30,4 +30,8 @@ void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* 
 /// The version in use: the same bytes, with the vectors of the machine it runs on.
 void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count);
 
+/// The same for the positions (column, row), (column + 1, row) ... of something that stands still, all of
+/// them inside each field: its pixels, with four times their alpha and 255.
+void bilinearStillRow(const FieldReading* fields, int fieldCount, int column, int row, int count);
+
 }  // namespace tumblewash

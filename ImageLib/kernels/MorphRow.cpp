@@ -3,10 +3,10 @@
 namespace tumblewash {
 
 // Plain enough for every compiler to make vectors of.
-void morphPositionRow(const float* red, const float* green, float t, int y, int count, float* outX,
+void morphPositionRow(const float* red, const float* green, float t, int y, int first, int end, float* outX,
                       float* outY) {
     const float row = static_cast<float>(y);
-    for (int x = 0; x < count; ++x) {
+    for (int x = first; x < end; ++x) {
         outX[x] = t * red[x] + static_cast<float>(x);
         outY[x] = t * green[x] + row;
     }

@@ -4,9 +4,9 @@
 
 namespace tumblewash {
 
-/// The fetch positions of row y: outX[x] = t * red[x] + x and outY[x] = t * green[x] + y, each operation
-/// rounded to float.
-void morphPositionRow(const float* red, const float* green, float t, int y, int count, float* outX,
+/// The fetch positions of columns first ... end - 1 of row y: outX[x] = t * red[x] + x and outY[x] = t *
+/// green[x] + y, each operation rounded to float. All four arrays begin with column 0.
+void morphPositionRow(const float* red, const float* green, float t, int y, int first, int end, float* outX,
                       float* outY);
 
 }  // namespace tumblewash

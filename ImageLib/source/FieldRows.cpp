@@ -151,6 +151,27 @@ void FieldRows::enlargeBetween(const Between& at, const FieldRun* runs, int runC
     }
 }
 
+std::vector<FieldRows::Columns> FieldRows::movingColumns(const Between& at, int least) const {
+    const auto moves = [this](int row, int column) {
+        const auto cell = static_cast<std::size_t>(row) * static_cast<std::size_t>(_field.width()) +
+                          static_cast<std::size_t>(column);
+        return _cellRed[cell] != 0.0F || _cellGreen[cell] != 0.0F;
+    };
+    std::vector<Columns> spans;
+    for (const FieldRun& run : _runs) {
+        if (!moves(at.above, run.left) && !moves(at.above, run.right) && !moves(at.below, run.left) &&
+            !moves(at.below, run.right)) {
+            continue;
+        }
+        if (!spans.empty() && run.first - spans.back().end < least) {
+            spans.back().end = run.end;
+        } else {
+            spans.push_back({run.first, run.end});
+        }
+    }
+    return spans;
+}
+
 void FieldRows::selectColumn(const Between& at, int x) {
     FieldRun run = _runs[static_cast<std::size_t>(_runOf[static_cast<std::size_t>(x)])];
     run.first = x;

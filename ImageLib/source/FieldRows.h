@@ -48,6 +48,15 @@ class FieldRows {
     bool coversRow(int y) const { return !_runs.empty() && y >= _ly && y <= _hy; }
     /// Where row y, which is covered, lies.
     Between between(int y) const;
+    /// Columns first ... end - 1 of a row.
+    struct Columns {
+        int first;
+        int end;
+    };
+    /// The columns that may be displaced in rows at `at`, in ascending spans; red and green are zero in all
+    /// others. Stretches of zeros of fewer than `least` columns are not told apart. Every column must be
+    /// covered.
+    std::vector<Columns> movingColumns(const Between& at, int least) const;
     /// Red of every cell, row after row; empty where the field is averaged or has no cells.
     const std::vector<float>& redCells() const { return _cellRed; }
     /// Green of every cell.

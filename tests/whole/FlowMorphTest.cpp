@@ -109,6 +109,29 @@ TEST(FlowMorphTest, ShippedRoadEqualsTheCompositionOfViewsAtPictureSize) {
     EXPECT_TRUE(roadsAgree(641, 360, *field, 0.9F, random));
 }
 
+TEST(FlowMorphTest, MotionAmongStretchesThatStandStillIsReadAsTheViewsReadIt) {
+    std::mt19937 random(39);
+    for (const int w : {90, 333, 1024, 1500}) {
+        for (const unsigned oneIn : {2U, 9U, 40U, 300U}) {
+            Field field(40, 40);
+            for (int y = 0; y < 40; ++y) {
+                for (int x = 0; x < 40; ++x) {
+                    const bool moves = random() % oneIn == 0;
+                    const auto share = [&] {
+                        return moves && random() % 3 != 0 ? static_cast<float>(random() % 97) - 48 : 0.0F;
+                    };
+                    field.set(x, y, RGBPixel<float>(share(), share(), 0.0F));
+                }
+            }
+            for (const float t : {0.5F, 0.31F, -0.2F, std::numeric_limits<float>::infinity()}) {
+                ASSERT_TRUE(roadsAgree(w, 31, field, t, random)) << "one in " << oneIn;
+            }
+            field.shiftorigin(3, -2);
+            ASSERT_TRUE(roadsAgree(w, 22, field, 0.4F, random)) << "one in " << oneIn << ", shifted";
+        }
+    }
+}
+
 TEST(FlowMorphTest, SmallPositionsKeepEveryBitOfTheirFractions) {
     // Tiny displacements: fractions with exponents far below the pixel grid, above and below whole positions.
     std::mt19937 random(34);
