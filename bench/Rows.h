@@ -18,6 +18,8 @@ void addGeometry(Table& table, int width, int height, Times& times);
 void addCopies(Table& table, int width, int height, Times& times);
 /// Convolution, metrics, arithmetic, sampling.
 void addLibrary(Table& table, int width, int height, Times& times);
+/// What an adapter's conversions cost in a mixed frame.
+void addAdapters(Table& table, int width, int height);
 /// The plain composition of views beside the shipped paths: what the reformulations are worth.
 void addComposition(Table& table, int width, int height);
 
