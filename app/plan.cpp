@@ -21,8 +21,8 @@ std::string framesWord(std::int64_t n) {
 
 [[noreturn]] void refuseShort(const PlannedClip& clip, const std::string& needs) {
     throw Refusal(ExitCode::BadUsage,
-                  fmt::format("{}: {} are too few: {}; use a shorter --duration or a longer clip", clip.name,
-                              framesWord(clip.frames), needs));
+                  fmt::format("{}: {} {} too few: {}; use a shorter --duration or a longer clip", clip.name,
+                              framesWord(clip.frames), clip.frames == 1 ? "is" : "are", needs));
 }
 
 // The seams eat into a clip from both ends; what they take must be there.

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
@@ -118,11 +119,19 @@ void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, ProbeDetail&
     fillColour(frame, out);
 }
 
-void fillTimes(const InputFile& file, const AVStream& stream, const AVFrame& frame, ProbeDetail& out) {
+/// A photo, or a file of a moving kind of pictures that holds a single one. `decoder` has given its first
+/// picture.
+bool isStill(const InputFile& file, StreamDecoder& decoder) {
+    const std::string_view container = file.context().iformat->name;
+    return file.isImage() || ((container == "gif" || container == "apng") && !decoder.next());
+}
+
+void fillTimes(const InputFile& file, const AVStream& stream, const AVFrame& frame, bool still,
+               ProbeDetail& out) {
     MediaInfo& info = out.info;
     out.timeBase = stream.time_base;
     out.firstPts = frame.pts == AV_NOPTS_VALUE ? 0 : frame.pts;
-    if (file.isImage()) {
+    if (still) {
         info.kind = MediaKind::still;
         info.frameCount = 1;
         return;
@@ -202,7 +211,7 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
                          "not one picture of its " + out.info.videoCodec +
                              " stream can be decoded; the file is damaged or cut off, get a complete copy");
     fillPicture(file, stream, *frame, out);
-    fillTimes(file, stream, *frame, out);
+    fillTimes(file, stream, *frame, isStill(file, decoder), out);
     fillSound(file, out);
     return out;
 }

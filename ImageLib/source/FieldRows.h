@@ -50,8 +50,8 @@ class FieldRows {
     Between between(int y) const;
     /// Columns first ... end - 1 of a row.
     struct Columns {
-        int first;
-        int end;
+        int first;  ///< the first of them
+        int end;    ///< the one behind the last
     };
     /// The columns that may be displaced in rows at `at`, in ascending spans; red and green are zero in all
     /// others. Stretches of zeros of fewer than `least` columns are not told apart. Every column must be

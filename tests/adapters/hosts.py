@@ -122,18 +122,25 @@ class Bench:
         # On a busy machine melt 7.12 now and then ends at once, content and without a single picture: about one of
         # two hundred renderings of a lone PNG picture without any module of ours. With threads it may wait for ever
         # when all of them have ended: 3 of 38 joins with its own luma. Such runs say nothing.
-        for _ in range(3):
+        for _ in range(5):
+            # Pictures of an earlier rendering must not stand in for those of one that made none.
+            for file in self.pictures(name):
+                os.remove(file)
             try:
                 run("melt", "-silent", "-profile", self.path("profile"), *words, "-consumer",
                     "avformat:" + self.path(name + "%04d.png"), "f=image2", "vcodec=png", "pix_fmt=rgba",
                     "mlt_image_format=rgba", "an=1", f"real_time={real_time}", env=self.env, timeout=60)
             except subprocess.TimeoutExpired:
                 continue
-            # The first picture number is melt's affair: only the order counts.
-            files = sorted(self.path(entry) for entry in os.listdir(self.folder) if entry.startswith(name))
+            files = self.pictures(name)
             if files:
                 return files
         return []
+
+    def pictures(self, name):
+        """The numbered pictures of a rendering. The first number is melt's affair: only the order counts."""
+        return sorted(self.path(entry) for entry in os.listdir(self.folder)
+                      if entry.startswith(name) and entry[len(name):-4].isdigit())
 
     def frame(self, effect, k, n, *options):
         """The program's own frame k of n, as it lies on black."""

@@ -161,6 +161,8 @@ TEST(RefusalTest, AClipTooShortForItsSeamsIsRefusedWithTheNumbers) {
     const std::string a = scene("harbour", 2);
     expectRefused(shop, {"join", a, scene("city", 0.4), "-o", "null:", "-d", "20f"}, 2,
                   "10 frames are too few: wash-away takes 20");
+    expectRefused(shop, {"join", a, scene("city", 0.04), "-o", "null:", "-d", "20f"}, 2,
+                  "1 frame is too few: wash-away takes 20");
     expectRefused(shop, {"join", a, scene("city", 1), a, "-o", "null:", "-d", "20f"}, 2, "40 in all");
     expectRefused(shop, {"out", scene("city", 0.4), "-o", "null:", "-d", "20f"}, 2, "wash-out takes 20");
     expectRefused(shop, {"frame", a, scene("city", 0.4), "-o", shop.file("o.png"), "--of", "20"}, 2,

@@ -95,7 +95,9 @@ def tails(path, folder):
     """Bytes behind a picture's end: nothing to a reader, or a warning."""
     bytes_ = path.read_bytes()
     chunks = (b"VP8X" + struct.pack("<I", 10) + bytes(10), b"ALPH" + bytes(4), b"EXIF" + struct.pack("<I", 255))
-    for number, tail in enumerate((b"\xff" * 64, bytes(64), bytes_, *chunks)):
+    # A GIF behind a GIF is its second picture.
+    again = () if path.suffix == ".gif" else (bytes_,)
+    for number, tail in enumerate((b"\xff" * 64, bytes(64), *chunks, *again)):
         longer = folder / ("tail" + path.suffix)
         longer.write_bytes(bytes_ + tail)
         run = feed(longer, folder, "%s with tail %d" % (path.name, number))

@@ -103,6 +103,25 @@ TEST(ProbeTest, FactsOfAClipAreTold) {
     EXPECT_FALSE(info.hasAlpha);
 }
 
+TEST(ProbeTest, AMovingKindOfPictureWithASingleOneIsAStill) {
+    const TempDir dir;
+    for (const char* name : {"one.gif", "one.apng"}) {
+        ffmpeg(std::string("-f lavfi -i testsrc2=s=64x48:r=25 -frames:v 1 -plays 0 ") + dir / name);
+        const MediaInfo info = probe(dir / name);
+        EXPECT_EQ(info.kind, MediaKind::still) << name;
+        EXPECT_EQ(info.frameCount, 1) << name;
+        StillSettings settings;
+        settings.width = 64;
+        settings.height = 48;
+        EXPECT_TRUE(readStill(dir / name, settings)) << name;
+    }
+    for (const char* name : {"two.gif", "two.apng"}) {
+        ffmpeg(std::string("-f lavfi -i testsrc2=s=64x48:r=25 -frames:v 2 ") + dir / name);
+        EXPECT_EQ(probe(dir / name).kind, MediaKind::clip) << name;
+        EXPECT_GE(Reader::open(dir / name, {}).frameCount(), 2) << name;
+    }
+}
+
 TEST(ProbeTest, PixelAspectWidensTheDisplaySize) {
     const TempDir dir;
     ffmpeg("-f lavfi -i testsrc=s=80x64:d=0.2 -vf setsar=64/45 -c:v libx264 " + dir / "wide.mp4");
