@@ -10,6 +10,10 @@ namespace tumblewash {
 
 namespace {
 
+// Sound beyond these is damaged or hostile: the resampler's tables grow with the rate, to gigabytes.
+constexpr int kMostSampleRate = 3'000'000;
+constexpr int kMostChannels = 64;
+
 class Silence final : public SoundSource {
   public:
     void read(float* interleaved, size_t frames) override {
@@ -213,6 +217,11 @@ void FileSound::refill() {
             continue;
         }
         if (frame->sample_rate <= 0 || frame->nb_samples <= 0) continue;
+        if (frame->sample_rate > kMostSampleRate || frame->ch_layout.nb_channels > kMostChannels) {
+            failure_ = "its sound claims a rate or channels beyond reason";
+            finished_ = true;
+            return;
+        }
         if (!graph_ || frame->format != inFormat_ || frame->sample_rate != inRate_ ||
             frame->ch_layout.nb_channels != inChannels_)
             buildGraph(*frame);

@@ -175,4 +175,33 @@ TEST(SoundTest, MonoKeepsItsLevelOnBothEars) {
     }
 }
 
+TEST(SoundTest, ARateBeyondReasonIsLeftSilentAndSaidOnce) {
+    const TempDir dir;
+    for (const int rate : {3'000'000, 3'000'001, 1'935'941'440}) {
+        ffmpeg(
+            "-f lavfi -i testsrc2=s=64x48:r=25:d=0.4 -f lavfi -i sine=r=48000:d=0.4 -c:v mjpeg -c:a "
+            "pcm_s16le " +
+            dir / "c.avi");
+        std::string movie = readFile(dir / "c.avi");
+        // The sound's format: code 1, one channel, then the rate.
+        const size_t format = movie.find(std::string("\1\0\1\0", 4), movie.rfind("strf"));
+        ASSERT_NE(format, std::string::npos);
+        for (size_t i = 0; i < 4; ++i) movie[format + 4 + i] = static_cast<char>(rate >> (8 * i) & 255);
+        writeFile(dir / "c.avi", movie);
+        ReaderSettings settings;
+        settings.width = 64;
+        settings.height = 48;
+        Reader reader = Reader::open(dir / "c.avi", settings);
+        const std::vector<float> left = leftChannel(reader, 4800);
+        const bool silent = std::all_of(left.begin(), left.end(), [](float v) { return v == 0.0F; });
+        EXPECT_EQ(silent, rate > 3'000'000) << rate;
+        if (silent) {
+            EXPECT_THAT(reader.warnings(),
+                        ::testing::Contains("its sound cannot be decoded and is left silent"));
+        } else {
+            EXPECT_THAT(reader.warnings(), ::testing::IsEmpty());
+        }
+    }
+}
+
 }  // namespace tumblewash::test
