@@ -1,5 +1,5 @@
-// A join as an MLT project: what melt, Kdenlive and Shotcut open. The editor decodes the clips itself and
-// renders the seams with this project's frei0r mixers. Text only; nothing is rendered here.
+// A join as an MLT project: what melt and Shotcut open and Kdenlive takes as a clip. The editor decodes the
+// clips itself and renders the seams with this project's frei0r mixers. Text only; nothing is rendered here.
 #pragma once
 
 #include <string>

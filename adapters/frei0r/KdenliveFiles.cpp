@@ -16,12 +16,25 @@ namespace {
 using namespace tumblewash;
 using namespace tumblewash::adapters;
 
-// The position runs along the whole clip; Kdenlive shows it in thousandths.
-constexpr const char* kPosition =
-    "    <parameter type=\"animated\" name=\"position\" default=\"0=0;%out=1\" min=\"0\" max=\"1000\" "
-    "factor=\"1000\">\n"
-    "        <name>Position</name>\n"
+// A composition's position runs over its whole length, however often that changes: MLT counts -1 from the
+// end. Only a switch hands such key frames through as they stand; of an animated knob's default Kdenlive
+// reads one number.
+constexpr const char* kRun =
+    "    <parameter type=\"switch\" name=\"position\" default=\"0=0;-1=1\" min=\"0=0;-1=1\" "
+    "max=\"0=1;-1=0\">\n"
+    "        <name>Reverse</name>\n"
     "    </parameter>\n";
+
+// An effect covers its clip from end to end and would start before a clip that is cropped, so its key frames
+// are the user's; until there are some, the picture stands whole. Kdenlive shows the position in thousandths.
+std::string keyFrames(const EffectRecord& effect) {
+    const char* whole = pictureArrives(effect) ? "1" : "0";
+    return std::string("    <parameter type=\"animated\" name=\"position\" default=\"") + whole +
+           "\" min=\"0\" max=\"1000\" factor=\"1000\">\n"
+           "        <name>Position</name>\n"
+           "    </parameter>\n";
+}
+
 constexpr const char* kKnobs =
     "    <parameter type=\"list\" name=\"direction\" default=\"right\" paramlist=\"up;down;left;right\">\n"
     "        <paramlistdisplay>Up,Down,Left,Right</paramlistdisplay>\n"
@@ -47,7 +60,7 @@ std::string description(const EffectRecord& effect) {
     text += std::string("    <name>") + effect.name + " (tumblewash)</name>\n";
     text += std::string("    <description>") + effect.sentence + "</description>\n";
     text += "    <author>the tumblewash developers</author>\n";
-    text += kPosition;
+    text += joinsTwoClips(effect) ? kRun : keyFrames(effect);
     if (hasKnobs(effect)) text += kKnobs;
     return text + "</" + kind + ">\n";
 }

@@ -8,6 +8,7 @@ from hosts import FILTERS, MIXERS, alphas, colours, on_black, read_png, service,
 
 N = 16  # positions are sixteenths, which no rounding touches
 SHOWN = (2, 4, 8, 13)
+RUN, BACKWARDS = "0=0;-1=1", "0=1;-1=0"  # over the whole length, whatever it is
 
 
 def lists_everything(bench):
@@ -37,7 +38,15 @@ def descriptions_name_what_melt_lists(bench):
             listed = re.findall(r"title: (\w+)$", text.split("parameters:")[1], re.M)
             parameters = tree.findall("parameter")
             assert [p.get("name") for p in parameters] == listed, effect
-            assert parameters[0].get("type") == "animated" and parameters[0].get("default") == "0=0;%out=1"
+            if kind == "transition":
+                # A composition runs by itself, a switch turns it round.
+                assert parameters[0].get("type") == "switch", effect
+                assert parameters[0].get("default") == parameters[0].get("min") == RUN, effect
+                assert parameters[0].get("max") == BACKWARDS, effect
+            else:
+                # Kdenlive reads one number as an animated default: the picture stands whole.
+                assert parameters[0].get("type") == "animated", effect
+                assert float(parameters[0].get("default")) == (1 if effect.endswith("-in") else 0), effect
             assert f"description: {tree.find('description').text}" in text, text
 
 
@@ -51,9 +60,9 @@ def icons_are_small_pictures(bench):
         seen.add(rgba)
 
 
-def pictures_of(bench, effect, *knobs, real_time=0, name="out"):
+def pictures_of(bench, effect, *knobs, real_time=0, name="out", position=RUN):
     """Frames 0 to N of the effect in melt, position 0 to 1 in steps of 1/N."""
-    knobs = ("position=0=0;-1=1",) + knobs
+    knobs = (f"position={position}",) + knobs
     a, b = bench.path("a.png"), bench.path("b.png")
     if effect in MIXERS:
         words = (a, f"out={N}", b, f"out={N}", "-mix", N + 1, "-mixer", service(effect), *knobs)
@@ -73,6 +82,13 @@ def mixers_equal_the_program(bench):
             wanted = bench.frame(effect, k - 1 if effect == "morph" else k, N)
             assert worst(got[k], wanted) == 0, f"{effect} at {k}/{N}: {worst(got[k], wanted)}"
             assert set(alphas(got[k])) == {255}, f"{effect} at {k}/{N} is not opaque"
+
+
+def reversed_mixers_show_the_same_pictures_backwards(bench):
+    for effect in MIXERS:
+        forwards = [p[2] for p in pictures_of(bench, effect)]
+        backwards = [p[2] for p in pictures_of(bench, effect, position=BACKWARDS, name="back")]
+        assert backwards == forwards[::-1], effect
 
 
 def filters_equal_the_program(bench):
@@ -146,5 +162,6 @@ def project_has_the_joins_length(bench):
 
 if __name__ == "__main__":
     hosts.main({test.__name__: test for test in (
-        lists_everything, descriptions_name_what_melt_lists, icons_are_small_pictures, mixers_equal_the_program, filters_equal_the_program, knobs_reach_the_effect,
+        lists_everything, descriptions_name_what_melt_lists, icons_are_small_pictures, mixers_equal_the_program,
+        reversed_mixers_show_the_same_pictures_backwards, filters_equal_the_program, knobs_reach_the_effect,
         threads_out_of_order_change_nothing, project_has_the_joins_length)})
