@@ -27,7 +27,7 @@ constexpr int64_t kMaxStillPixels = 100'000'000;
 constexpr int64_t kSingleThreadPixels = 10'000'000;
 
 // Every decoder thread holds pictures of its own.
-constexpr int kMaxThreads = 8;
+constexpr int kMaxDecoderThreads = 8;
 
 // A decoder that only reports errors while it is emptied is given up after this many.
 constexpr int kMaxDrainErrors = 256;
@@ -202,7 +202,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads, bool stri
     codec_->pkt_timebase = stream_->time_base;
     if (strict) codec_->err_recognition |= AV_EF_EXPLODE;
     const int64_t pixels = int64_t{parameters.width} * parameters.height;
-    const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
+    const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxDecoderThreads);
     codec_->thread_count = pixels > kSingleThreadPixels ? 1 : wanted;
     codec_->max_pixels = file.isImage() ? kMaxStillPixels : kMaxClipPixels;
     if (parameters.codec_type == AVMEDIA_TYPE_VIDEO &&

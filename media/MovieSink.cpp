@@ -48,7 +48,7 @@ constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Pr
                               Preset{"slow", 2},      Preset{"slower", 1},    Preset{"veryslow", 0}};
 
 // More encoder threads cost memory and gain little beside the decoding and rendering threads.
-constexpr int kMaxThreads = 8;
+constexpr int kMaxEncoderThreads = 8;
 
 // From this many pixels on every picture an encoder holds back costs five megabytes and more: there it keeps
 // fewer. Memory counts for more here than the last percent of file size. Threads that work on pictures of
@@ -202,7 +202,7 @@ void MovieSink::openVideo() {
     codec.time_base = av_inv_q(codec.framerate);
     codec.sample_aspect_ratio = {1, 1};
     codec.thread_count =
-        settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxThreads);
+        settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxEncoderThreads);
     tagColours(codec);
     const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
     const Preset& preset = presetOf(output_, settings_.preset);

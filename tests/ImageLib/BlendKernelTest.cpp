@@ -8,19 +8,15 @@
 
 #include "ImageLib/kernels/BlendRow.h"
 #include "tests/ImageLib/EveryTarget.h"
+#include "tests/ImageLib/Noise.h"
 
 namespace tumblewash {
 namespace {
 
 using test::EveryTarget;
+using test::noise;
 
 using Row = std::vector<unsigned char>;
-
-Row noise(std::size_t bytes, std::mt19937& random) {
-    Row out(bytes);
-    for (unsigned char& byte : out) byte = static_cast<unsigned char>(random());
-    return out;
-}
 
 /// A row in which the second and third colour run through all pairs of bytes, and the source's alpha is a.
 struct AllPairs {

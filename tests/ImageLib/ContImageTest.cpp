@@ -11,7 +11,7 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-void expectPixel(const ARGBVal& pixel, int alpha, int red, int green, int blue) {
+void expectReading(const ARGBVal& pixel, int alpha, int red, int green, int blue) {
     EXPECT_EQ(pixel.getalpha(), alpha);
     EXPECT_EQ(pixel.getred(), red);
     EXPECT_EQ(pixel.getgreen(), green);
@@ -68,12 +68,12 @@ TEST(ContImageTest, WholePositionKeepsColourAndMapsAlpha) {
     for (int y = 0; y < 7; ++y) {
         for (int x = 0; x < 9; ++x) {
             const ARGBVal p = image.pix(x, y);
-            expectPixel(view.pixdd(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
-                        p.getblue());
-            expectPixel(view.pix(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
-                        p.getblue());
-            expectPixel(view.pixNB(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
-                        p.getblue());
+            expectReading(view.pixdd(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
+                          p.getblue());
+            expectReading(view.pix(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
+                          p.getblue());
+            expectReading(view.pixNB(x, y), (255 + 4 * p.getalpha()) % 256, p.getred(), p.getgreen(),
+                          p.getblue());
         }
     }
     EXPECT_EQ(view.pixdd(0, 0).getalpha(), 251);
@@ -88,9 +88,9 @@ TEST(ContImageTest, EachContributionIsTruncatedOnItsOwn) {
     image.pixref(0, 1).set(4, 7, 255, 43);
     ContImageRef<ARGBVal> view(image, SIInterpBilinear);
     // A quarter of 7 is 1.75: four times 1, not 7. A quarter of 255 is 63.75: four times 63.
-    expectPixel(view.pixdd(0.5, 0.5), (255 + 1 + 2 + 3 + 4) % 256, 4, 252, 2 + 5 + 7 + 10);
+    expectReading(view.pixdd(0.5, 0.5), (255 + 1 + 2 + 3 + 4) % 256, 4, 252, 2 + 5 + 7 + 10);
     // (0.75, 0.25): weights 3/16, 9/16, 3/16, 1/16.
-    expectPixel(view.pixdd(0.75, 0.25), 9, 1 + 3 + 1 + 0, 47 + 143 + 47 + 15, 1 + 11 + 5 + 2);
+    expectReading(view.pixdd(0.75, 0.25), 9, 1 + 3 + 1 + 0, 47 + 143 + 47 + 15, 1 + 11 + 5 + 2);
 }
 
 TEST(ContImageTest, FourOpaqueNeighboursGive251) {
@@ -106,18 +106,18 @@ TEST(ContImageTest, TruncationDecidesWhatIsInside) {
     image.fillWith(ARGBVal(255, 200, 100, 50));
     ContImageRef<ARGBVal> view(image, SIInterpBilinear);
     // Half a pixel to the left: the two neighbours at -1 are the zero pixel.
-    expectPixel(view.pixdd(-0.5, 0), (255 + 2 * 255) % 256, 100, 50, 25);
-    expectPixel(view.pixdd(0, -0.5), (255 + 2 * 255) % 256, 100, 50, 25);
-    expectPixel(view.pixdd(-0.5, -0.5), (255 + 255) % 256, 50, 25, 12);
+    expectReading(view.pixdd(-0.5, 0), (255 + 2 * 255) % 256, 100, 50, 25);
+    expectReading(view.pixdd(0, -0.5), (255 + 2 * 255) % 256, 100, 50, 25);
+    expectReading(view.pixdd(-0.5, -0.5), (255 + 255) % 256, 50, 25, 12);
     for (const double out :
          {-1.0, -1.5, 4.0, 1.0e9, 2147483648.0, 1.0e300, -1.0e300, nan, infinity, -infinity}) {
-        expectPixel(view.pixdd(out, 0), 0, 0, 0, 0);
-        expectPixel(view.pixdd(out, 1), 0, 0, 0, 0);
-        expectPixel(view.interpPix(out, 0), 0, 0, 0, 0);
+        expectReading(view.pixdd(out, 0), 0, 0, 0, 0);
+        expectReading(view.pixdd(out, 1), 0, 0, 0, 0);
+        expectReading(view.interpPix(out, 0), 0, 0, 0, 0);
     }
     for (const double out : {-1.0, 3.0, 2147483647.5, -2147483648.5, nan, infinity, -infinity}) {
-        expectPixel(view.pixdd(0, out), 0, 0, 0, 0);
-        expectPixel(view.interpPix(0, out), 0, 0, 0, 0);
+        expectReading(view.pixdd(0, out), 0, 0, 0, 0);
+        expectReading(view.interpPix(0, out), 0, 0, 0, 0);
     }
 }
 
@@ -127,15 +127,15 @@ TEST(ContImageTest, RightAndBottomEdgesAreNotInterpolated) {
         ContImageRef<ARGBVal> view(image, code);
         for (int y = 0; y < 3; ++y) {
             const ARGBVal p = image.pix(3, y);
-            expectPixel(view.pixdd(3.5, y), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
+            expectReading(view.pixdd(3.5, y), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
         }
         for (int x = 0; x < 4; ++x) {
             const ARGBVal p = image.pix(x, 2);
-            expectPixel(view.pixdd(x + 0.25, 2.75), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
+            expectReading(view.pixdd(x + 0.25, 2.75), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
         }
         // The corner cell at the left keeps the truncated pixel too.
         const ARGBVal p = image.pix(0, 2);
-        expectPixel(view.pixdd(-0.5, 2.5), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
+        expectReading(view.pixdd(-0.5, 2.5), p.getalpha(), p.getred(), p.getgreen(), p.getblue());
     }
 }
 
@@ -144,16 +144,16 @@ TEST(ContImageTest, PartOfARectangleIsItsOwnWorld) {
     ContImageRef<ARGBVal> view(image, 2, 3, 6, 7, SIInterpBilinear);
     EXPECT_EQ(view.lx(), 2);
     EXPECT_EQ(view.hy(), 7);
-    expectPixel(view.pixdd(1.9, 4), 0, 0, 0, 0);
+    expectReading(view.pixdd(1.9, 4), 0, 0, 0, 0);
     const ARGBVal edge = image.pix(6, 4);
-    expectPixel(view.pixdd(6.5, 4), edge.getalpha(), edge.getred(), edge.getgreen(), edge.getblue());
+    expectReading(view.pixdd(6.5, 4), edge.getalpha(), edge.getred(), edge.getgreen(), edge.getblue());
     ContImageRef<ARGBVal> clipped(image, -5, -5, 100, 100, SIInterpBilinear);
     EXPECT_EQ(clipped.hx(), 9);
     EXPECT_EQ(clipped.ly(), 0);
     view.shiftorigin(10, 20);
     const ARGBVal moved = image.pix(3, 4);
-    expectPixel(view.pixdd(13, 24), (255 + 4 * moved.getalpha()) % 256, moved.getred(), moved.getgreen(),
-                moved.getblue());
+    expectReading(view.pixdd(13, 24), (255 + 4 * moved.getalpha()) % 256, moved.getred(), moved.getgreen(),
+                  moved.getblue());
 }
 
 TEST(ContImageTest, BilinearOfFloatsUsesTheFourWeights) {
@@ -243,8 +243,8 @@ TEST(ContImageTest, ByteResultsAreRoundedAndOpaqueBeyondBilinear) {
     image.fillWith(ARGBVal(17, 255, 1, 100));
     for (const siinterpcode code : {SIInterpSmooth, SIInterpPyramid, SIInterpBicubic}) {
         ContImageRef<ARGBVal> view(image, code);
-        expectPixel(view.pixdd(3.3, 3.7), 255, 255, 1, 100);
-        expectPixel(view.pixdd(3.0, 3.0), 255, 255, 1, 100);
+        expectReading(view.pixdd(3.3, 3.7), 255, 255, 1, 100);
+        expectReading(view.pixdd(3.0, 3.0), 255, 255, 1, 100);
     }
 }
 

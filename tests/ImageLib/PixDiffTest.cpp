@@ -7,6 +7,7 @@
 #include "ImageLib/source/PixDiff.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/PixRectWrap.h"
+#include "tests/ImageLib/Plain.h"
 #include "tests/ImageLib/reference/Metrics.h"
 #include "tests/ImageLib/reference/PackedModel.h"
 #include "tests/ImageLib/reference/RectTest.h"
@@ -16,15 +17,10 @@ namespace {
 using tumblewash::reference::fillNoise;
 using tumblewash::reference::pick;
 using tumblewash::reference::TraceCatcher;
+using tumblewash::test::plain;
 namespace reference = tumblewash::reference;
 
 class PixDiffTest : public tumblewash::reference::RectTest {};
-
-PixRectRW<ARGBVal> plain(int w, int h, const ARGBVal& v) {
-    PixRectRW<ARGBVal> r(w, h);
-    r.fillWith(v);
-    return r;
-}
 
 TEST_F(PixDiffTest, IdenticalRectanglesGiveZeroEverywhere) {
     std::mt19937 rng(1);

@@ -7,6 +7,7 @@
 
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRef.h"
+#include "tests/ImageLib/Plain.h"
 #include "tests/ImageLib/reference/PackedModel.h"
 #include "tests/ImageLib/reference/RectTest.h"
 #include "tests/ImageLib/reference/Shown.h"
@@ -19,14 +20,9 @@ using reference::bytesOf;
 using reference::modelOf;
 using reference::PackedModel;
 using reference::pick;
+using tumblewash::test::plain;
 
 class PixRectArithTest : public reference::RectTest {};
-
-PixRectRW<ARGBVal> plain(int w, int h, const ARGBVal& v) {
-    PixRectRW<ARGBVal> r(w, h);
-    r.fillWith(v);
-    return r;
-}
 
 // Every writer with another rectangle: the library's and the plain telling's.
 struct PairOp {

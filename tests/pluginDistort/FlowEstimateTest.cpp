@@ -261,25 +261,25 @@ TEST(FlowEstimateTest, ATracedEstimateFindsTheSameMotion) {
     }
 }
 
-std::vector<std::string> heard;
+std::vector<std::string> told;
 
 TEST(FlowEstimateTest, TextsNameEveryLatticePoint) {
     Frame from(720, 480), to(720, 480);
     paintBlocks(from, 720, 480, 1, -2);
     paintBlocks(to, 720, 480, 0, 0);
-    heard.clear();
-    const auto previous = tumblewash::setLogObserver([](const char* text) { heard.emplace_back(text); });
+    told.clear();
+    const auto previous = tumblewash::setLogObserver([](const char* text) { told.emplace_back(text); });
     {
         tumblewash::test::TraceCapture trace;
         const Field field = estimated(from, to, 720, 480);
         EXPECT_EQ(trace.text().find("Source and dest are 40x40 and 40x40\n\r"), 0u);
     }
     tumblewash::setLogObserver(previous);
-    ASSERT_EQ(heard.size(), 144u);
-    EXPECT_EQ(heard[0], "Flow at 3 3 is 1 -2\n\r");
-    EXPECT_EQ(heard[1], "Flow at 6 3 is 1 -2\n\r");
-    EXPECT_EQ(heard[12], "Flow at 3 6 is 1 -2\n\r");
-    EXPECT_EQ(heard[143], "Flow at 36 36 is 1 -2\n\r");
+    ASSERT_EQ(told.size(), 144u);
+    EXPECT_EQ(told[0], "Flow at 3 3 is 1 -2\n\r");
+    EXPECT_EQ(told[1], "Flow at 6 3 is 1 -2\n\r");
+    EXPECT_EQ(told[12], "Flow at 3 6 is 1 -2\n\r");
+    EXPECT_EQ(told[143], "Flow at 36 36 is 1 -2\n\r");
 }
 
 }  // namespace

@@ -5,28 +5,24 @@
 #include <vector>
 
 #include "ImageLib/source/FlowMorph.h"
-#include "ImageLib/source/LogHook.h"
 #include "tests/whole/Frames.h"
+#include "tests/whole/Listener.h"
 #include "tests/whole/reference/FlowMorph.h"
 
 namespace tumblewash {
 namespace {
 
+using test::everyKind;
 using test::Field;
 using test::FieldKind;
 using test::Frame;
+using test::Listener;
 using test::randomField;
 
 using Wrap = PixRectWrap<ARGBVal>;
 
 Wrap wrapped(Frame& frame, int w, int h) {
     return Wrap(reinterpret_cast<ARGBVal*>(frame.data()), w, h, SIAllLines);
-}
-
-std::vector<std::string> heard;
-
-void hear(const char* line) {
-    heard.emplace_back(line);
 }
 
 using Road = void (*)(Wrap&, Wrap&, Wrap&, Field*, float);
@@ -68,9 +64,6 @@ void run(Road road, Frame& source, Frame& other, Frame& dest, int w, int h, Fiel
     }
     return ::testing::AssertionFailure();
 }
-
-constexpr FieldKind everyKind[] = {FieldKind::smooth, FieldKind::redOnly, FieldKind::greenOnly,
-                                   FieldKind::zero,   FieldKind::wild,    FieldKind::notFinite};
 
 TEST(FlowMorphTest, ShippedRoadEqualsTheCompositionOfViewsAtEverySize) {
     std::mt19937 random(31);
@@ -274,11 +267,9 @@ TEST(FlowMorphTest, TheLogTellsTheStepsInOrder) {
     Frame dest(8, 6);
     const std::vector<std::string> expected = {"MorphBetween1\n\r", "MorphBetween2\n\r", "MorphBetween3\n\r"};
     for (const Road road : {Road{::MorphBetween}, Road{reference::MorphBetween}}) {
-        heard.clear();
-        const LogSink before = setLogSink(hear);
+        const Listener listener;
         run(road, frame, frame, dest, 8, 6, field, 0.5F);
-        setLogSink(before);
-        EXPECT_EQ(heard, expected);
+        EXPECT_EQ(listener.heard(), expected);
     }
 }
 

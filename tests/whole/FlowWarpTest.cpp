@@ -4,30 +4,19 @@
 #include <vector>
 
 #include "ImageLib/source/FlowWarp.h"
-#include "ImageLib/source/LogHook.h"
 #include "tests/whole/Frames.h"
+#include "tests/whole/Listener.h"
 #include "tests/whole/reference/FlowWarp.h"
 
 namespace tumblewash {
 namespace {
 
+using test::everyKind;
 using test::Field;
 using test::FieldKind;
 using test::Frame;
+using test::Listener;
 using test::randomField;
-
-std::vector<std::string> heard;
-
-void hear(const char* line) {
-    heard.emplace_back(line);
-}
-
-/// Collects the log for as long as it lives.
-struct Listener {
-    Listener() : before(setLogSink(hear)) { heard.clear(); }
-    ~Listener() { setLogSink(before); }
-    LogSink before;
-};
 
 struct Shape {
     int stride;
@@ -67,9 +56,6 @@ struct Shape {
     }
     return ::testing::AssertionFailure();
 }
-
-constexpr FieldKind everyKind[] = {FieldKind::smooth, FieldKind::redOnly, FieldKind::greenOnly,
-                                   FieldKind::zero,   FieldKind::wild,    FieldKind::notFinite};
 
 TEST(FlowWarpTest, ShippedRoadEqualsTheCompositionOfViewsAtEverySize) {
     std::mt19937 random(11);
@@ -279,11 +265,11 @@ TEST(FlowWarpTest, TheLogTellsTheStepsInOrder) {
     {
         const Listener listener;
         ::DistortUsingFlow(frame.data(), out.data(), 8, 7, 6, field.get(), 0.5F);
-        EXPECT_EQ(heard, expected);
+        EXPECT_EQ(listener.heard(), expected);
     }
     const Listener listener;
     reference::DistortUsingFlow(frame.data(), out.data(), 8, 7, 6, field.get(), 0.5F);
-    EXPECT_EQ(heard, expected);
+    EXPECT_EQ(listener.heard(), expected);
 }
 
 TEST(FlowWarpTest, TheSharedZeroPixelStaysZero) {

@@ -67,6 +67,10 @@ inline float randomUnit(std::mt19937& random) {
 /// What the cells of a random field hold.
 enum class FieldKind { smooth, redOnly, greenOnly, zero, wild, notFinite };
 
+/// All of them.
+inline constexpr FieldKind everyKind[] = {FieldKind::smooth, FieldKind::redOnly, FieldKind::greenOnly,
+                                          FieldKind::zero,   FieldKind::wild,    FieldKind::notFinite};
+
 using Field = PixRectRW<RGBPixel<float>>;
 
 /// A w x h field whose displacements are of the order of `reach`. `wild` adds values far outside, `notFinite`
