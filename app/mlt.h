@@ -1,5 +1,7 @@
-// A join as an MLT project: what melt and Shotcut open and Kdenlive takes as a clip. The editor decodes the
-// clips itself and renders the seams with this project's frei0r mixers. Text only; nothing is rendered here.
+// A join as an MLT project that melt, Shotcut and Kdenlive open: the clips in the bin and on two tracks for
+// pictures and two for sound, each seam a composition where they overlap, its sound a pair of fades. The
+// editor decodes the clips itself and renders the seams with this project's frei0r mixers. Text only; nothing
+// is rendered here.
 #pragma once
 
 #include <string>

@@ -127,9 +127,8 @@ const OptionRow kOptions[] = {
      "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings", kMovies | kFrame,
      [](Options& o, const std::string& v) { o.report = v; }},
     {"--mlt", "", "FILE.mlt", ValueKind::File, "", kOutputGroup,
-     "write the join as an MLT project that melt and Shotcut open and Kdenlive takes as a clip; -o may then "
-     "be left out",
-     kJoin, [](Options& o, const std::string& v) { o.mlt = v; }},
+     "write the join as an MLT project that melt, Shotcut and Kdenlive open; -o may then be left out", kJoin,
+     [](Options& o, const std::string& v) { o.mlt = v; }},
     {"--effect", "-e", "ID[,ID...]", ValueKind::Effect, "", kEffectGroup,
      "the transition, by id or index (see list); several for several seams; all for a sheet", kRenders,
      storeEffects},

@@ -160,8 +160,125 @@ def project_has_the_joins_length(bench):
             os.remove(file)
 
 
+def properties(element):
+    return {p.get("name"): p.text for p in element.findall("property")}
+
+
+def laid_out(playlist):
+    """The stretches on a track: (first frame of the result, producer, first and last frame of the clip, entry)."""
+    at = 0
+    for child in playlist:
+        if child.tag == "blank":
+            at += int(child.get("length"))
+        elif child.tag == "entry":
+            first, last = int(child.get("in")), int(child.get("out"))
+            yield at, child.get("producer"), first, last, child
+            at += last - first + 1
+
+
+def sounding_clips(bench, seconds, *names):
+    """Clips with a picture and a tone, told apart by their scenes."""
+    files = []
+    for name in names:
+        files.append(bench.path(name + ".mkv"))
+        drawn = f"pattern:{name}?size={bench.width}x{bench.height}&fps=25&seconds={seconds}"
+        hosts.run(bench.program, "join", drawn, drawn, "-o", files[-1], "-q", "--effect", "none")
+    return files
+
+
+def project_is_a_kdenlive_document(bench):
+    a, b = sounding_clips(bench, 1, "harbour", "city")
+    mlt = bench.path("join.mlt")
+    for effects, clips, seams in (
+            ("tumble-away", (a, b), [(40, 49)]), ("wash-away,tilt-reveal", (a, b, a), [(40, 49), (80, 89)]),
+            ("wash-away,morph,none", (a, b, a, b), [(40, 49), (85, 94)]), ("none", (a, b), [])):
+        hosts.run(bench.program, "join", *clips, "-q", "-f", "--mlt", mlt, "--effect", effects, "--duration", "10f",
+                  "--direction", "up", "--seed", "7")
+        root = xml.parse(mlt).getroot()
+        named = {element.get("id"): element for element in root if element.get("id")}
+        main = named["main_bin"]
+        document = properties(main)
+        assert root.get("producer") == "main_bin" and document["xml_retain"] == "1", effects
+        assert document["kdenlive:docproperties.version"] == "1.04", document
+        assert document["kdenlive:docproperties.profile"] == root.find("profile").get("description"), document
+        # The clips in the bin, each with a number of its own; what lies on a track carries its clip's number.
+        in_bin = [properties(named[e.get("producer")]) for e in main.findall("entry")]
+        assert [c["resource"] for c in in_bin] == list(clips), in_bin
+        numbers = [int(c["kdenlive:id"]) for c in in_bin]
+        assert len(set(numbers)) == len(clips) and min(numbers) > 1, numbers
+        numbered = {c["kdenlive:id"]: c["resource"] for c in in_bin}
+
+        whole = root.findall("tractor")[-1]
+        tracks = [track.get("producer") for track in whole.findall("track")]
+        assert len(tracks) == 5 and tracks[0] == "black_track", tracks
+        length = int(whole.get("out")) + 1
+        assert length == 50 * len(clips) - sum(10 for e in effects.split(",") if e not in ("none", "morph"))
+        pictured, heard, fades = [0] * length, [0] * length, []
+        for track in tracks[1:]:
+            lists = named[track].findall("track")
+            sound = "kdenlive:audio_track" in properties(named[track])
+            assert len(lists) == 2 and {t.get("hide") for t in lists} == {"video" if sound else "audio"}, track
+            assert int(named[track].get("out")) + 1 == length, track
+            for at, producer, first, last, entry in laid_out(named[lists[0].get("producer")]):
+                source = properties(named[producer])
+                assert properties(entry)["kdenlive:id"] == source["kdenlive:id"], producer
+                assert numbered[source["kdenlive:id"]] == source["resource"], producer
+                assert 0 <= first <= last < 50, (first, last)
+                for k in range(at, at + last - first + 1):
+                    (heard if sound else pictured)[k] += 1
+                for laid in entry.findall("filter"):
+                    knobs, start, end = properties(laid), int(laid.get("in")), int(laid.get("out"))
+                    kind, spans = knobs["kdenlive_id"], (knobs.get("gain"), knobs.get("end"), start, end)
+                    if kind == "fadein":
+                        assert sound and spans == ("0", "1", first, first + 9), knobs
+                        fades.append((at, kind))
+                    elif kind == "fadeout":
+                        assert sound and spans == ("1", "0", last - 9, last), knobs
+                        fades.append((at + last - first - 9, kind))
+                    else:
+                        assert kind == "freeze" and not sound and (start, end) == (first, last), knobs
+        seam_frames = {k for first, last in seams for k in range(first, last + 1)}
+        assert pictured == [2 if k in seam_frames else 1 for k in range(length)], effects
+        mixed = [seam for seam, effect in zip(seams, effects.split(",")) if effect != "morph"]
+        both = {k for first, last in mixed for k in range(first, last + 1)}
+        assert heard == [2 if k in both else 1 for k in range(length)], effects
+        assert sorted(fades) == [(first, way) for first, _ in mixed for way in ("fadein", "fadeout")], fades
+
+        moves = [t for t in whole.findall("transition") if "internal_added" not in properties(t)]
+        assert [(int(t.get("in")), int(t.get("out"))) for t in moves] == seams, effects
+        for transition, effect in zip(moves, effects.split(",")):
+            knobs = properties(transition)
+            assert knobs["mlt_service"] == knobs["kdenlive_id"] == service(effect), knobs
+            assert (knobs["a_track"], knobs["b_track"]) == ("3", "4"), knobs
+            assert knobs["position"].startswith("0=") and ";-1=" in knobs["position"], knobs
+            wanted = ("up", "0.006") if effect == "wash-away" else (None, None)
+            assert (knobs.get("direction"), knobs.get("seed")) == wanted, knobs
+        sums = [properties(t) for t in whole.findall("transition") if "internal_added" in properties(t)]
+        assert [(t["mlt_service"], t["sum"], t["b_track"]) for t in sums] == [("mix", "1", "1"), ("mix", "1", "2")]
+
+
+def project_shows_the_programs_pictures(bench):
+    mlt, a, b = bench.path("join.mlt"), bench.path("a.png"), bench.path("b.png")
+    for effect in ("tumble-away", "wash-reveal", "morph"):
+        hosts.run(bench.program, "join", a, b, a, "-q", "-f", "--mlt", mlt, "--effect", effect, "--duration", f"{N}f",
+                  "--still", "2s")
+        shown = [read_png(file) for file in bench.melt("project", mlt)]
+        # A seam that overlaps takes its frames from both clips of 50, the morph half from each.
+        seam = 50 - (N // 2 if effect == "morph" else N)
+        second = seam + (50 if effect == "morph" else 50 - N)
+        assert len(shown) == second + 50 + (N // 2 if effect == "morph" else 0), len(shown)
+        for k in (0, seam - 1, second + N, len(shown) - 1):
+            assert worst(shown[k], bench.a) == 0, f"{effect}: frame {k} is not the first clip"
+        for k in (seam + N, second - 1):
+            assert worst(shown[k], bench.b) == 0, f"{effect}: frame {k} is not the second clip"
+        for k in SHOWN:
+            difference = worst(shown[seam + k], bench.frame(effect, k, N))
+            assert difference == 0, f"{effect} at {k}/{N}: {difference}"
+
+
 if __name__ == "__main__":
     hosts.main({test.__name__: test for test in (
         lists_everything, descriptions_name_what_melt_lists, icons_are_small_pictures, mixers_equal_the_program,
         reversed_mixers_show_the_same_pictures_backwards, filters_equal_the_program, knobs_reach_the_effect,
-        threads_out_of_order_change_nothing, project_has_the_joins_length)})
+        threads_out_of_order_change_nothing, project_has_the_joins_length, project_is_a_kdenlive_document,
+        project_shows_the_programs_pictures)})

@@ -30,10 +30,10 @@ TEST(MltTest, AProjectIsWrittenWithoutRenderingAnything) {
     const std::string xml = bytesOf(clips.shop.file("p.mlt"));
     for (const char* part :
          {"width=\"160\" height=\"96\"", "frame_rate_num=\"25\"",
-          "<entry producer=\"clip0\" in=\"0\" out=\"29\"/>",
-          "<track producer=\"clip0\" in=\"30\" out=\"49\"/>",
-          "<track producer=\"clip1\" in=\"0\" out=\"19\"/>", "frei0r.tumblewash_wash_away",
-          ">0=0.000000;-1=0.950000<", ">up<", ">0.003<", "<entry producer=\"clip1\" in=\"20\" out=\"49\"/>"})
+          "<entry producer=\"clip0\" in=\"0\" out=\"49\">", "<blank length=\"30\"/>",
+          "<entry producer=\"clip1\" in=\"0\" out=\"49\">", "<transition in=\"30\" out=\"49\">",
+          "frei0r.tumblewash_wash_away", ">0=0.000000;-1=0.950000<", ">up<", ">0.003<",
+          "<filter in=\"30\" out=\"49\">", "<filter in=\"0\" out=\"19\">"})
         EXPECT_THAT(xml, HasSubstr(part));
 }
 
