@@ -20,9 +20,8 @@ std::string framesWord(std::int64_t n) {
 }
 
 [[noreturn]] void refuseShort(const PlannedClip& clip, const std::string& needs) {
-    throw Refusal(ExitCode::BadUsage,
-                  fmt::format("{}: {} {} too few: {}; use a shorter --duration or a longer clip", clip.name,
-                              framesWord(clip.frames), clip.frames == 1 ? "is" : "are", needs));
+    throw Refusal(ExitCode::BadUsage, fmt::format("{}: {}: {}; use a shorter --duration or a longer clip",
+                                                  clip.name, tooFewFrames(clip.frames), needs));
 }
 
 // The seams eat into a clip from both ends; what they take must be there.
@@ -91,6 +90,10 @@ FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& t) {
     build.add({.count = t.frames, .transition = 0, .clipA = 0, .firstA = first, .countA = t.frames});
     build.copy(0, first + t.frames, clip.frames);
     return build.plan;
+}
+
+std::string tooFewFrames(std::int64_t n) {
+    return framesWord(n) + (n == 1 ? " is too few" : " are too few");
 }
 
 std::int64_t evenFrames(std::int64_t wished) {

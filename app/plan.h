@@ -66,4 +66,7 @@ FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& transitio
 /// does with its own counts.
 std::int64_t evenFrames(std::int64_t wished);
 
+/// "1 frame is too few", "3 frames are too few".
+std::string tooFewFrames(std::int64_t n);
+
 }  // namespace tumblewash

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "app/errors.h"
+#include "app/plan.h"
 #include "app/say.h"
 #include "app/signals.h"
 
@@ -68,8 +69,8 @@ StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, Stil
     const auto refuse = [&](const StillInput& input, std::int64_t needs) {
         if (input.frames() < needs)
             throw Refusal(ExitCode::BadUsage,
-                          fmt::format("{}: {} frames are too few: {} takes {}; use fewer frames",
-                                      input.path(), input.frames(), job_.effect.id, needs));
+                          fmt::format("{}: {}: {} takes {}; use fewer frames", input.path(),
+                                      tooFewFrames(input.frames()), job_.effect.id, needs));
     };
     const std::int64_t takenA = placement == Placement::Halves ? n / 2 : n;
     refuse(*clips_[0], takenA);

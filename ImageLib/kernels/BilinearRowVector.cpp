@@ -96,33 +96,6 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
     }
 }
 
-/// True when a vector of positions is a run of whole pixels inside the field, the first at (column, row): a
-/// picture that stands still, as a morph's does along its edges and wherever no motion was found.
-HWY_INLINE bool isWholeRun(const FieldPixels& field, Floats x, Floats y, int& column, int& row) {
-    constexpr float wholeBelow = 16777216.0F;  // up to here floats tell whole numbers apart
-    const F f;
-    const float x0 = hn::GetLane(x), y0 = hn::GetLane(y);
-    const auto follows =
-        hn::And(hn::Eq(x, hn::Add(hn::Set(f, x0), hn::Iota(f, 0.0F))), hn::Eq(y, hn::Set(f, y0)));
-    if (HWY_LIKELY(!hn::AllTrue(f, follows))) return false;
-    if (!(x0 >= 0.0F && x0 < wholeBelow && y0 >= 0.0F && y0 < wholeBelow)) return false;
-    column = static_cast<int>(x0);
-    row = static_cast<int>(y0);
-    return static_cast<float>(column) == x0 && static_cast<float>(row) == y0 &&
-           column <= field.columns - lanes && row < field.rows;
-}
-
-/// The readings of such a run: its pixels, with four times their alpha and 255.
-HWY_INLINE void readWholeRun(const FieldReading& field, int column, int row, int at) {
-    const P p;
-    const auto* from = reinterpret_cast<const std::uint32_t*>(field.from.first + row * field.from.pitch +
-                                                              std::ptrdiff_t{column} * 4);
-    const auto pixels = hn::LoadU(p, from);
-    const auto alpha = hn::Set(p, 255U);
-    hn::StoreU(hn::IfVecThenElse(alpha, hn::Add(hn::ShiftLeft<2>(pixels), alpha), pixels), p,
-               reinterpret_cast<std::uint32_t*>(field.out + std::ptrdiff_t{at} * 4));
-}
-
 /// lanes ... batchSize positions. A last vector that would not be full begins earlier and reads some again.
 template <int fieldCount>
 HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
@@ -141,11 +114,6 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
         const int at = next < count - lanes ? next : count - lanes;
         const auto x = hn::LoadU(f, atX + at);
         const auto y = hn::LoadU(f, atY + at);
-        int column = 0, row = 0;
-        if (isWholeRun(smallest, x, y, column, row)) {
-            for (int n = 0; n < fieldCount; ++n) readWholeRun(fields[n], column, row, at);
-            continue;
-        }
         const auto before = hn::And(hn::Lt(x, lastX), hn::Le(y, lastY));
         if (HWY_UNLIKELY(!hn::AllTrue(f, hn::And(hn::And(hn::Ge(x, one), hn::Ge(y, one)), before)))) {
             const auto inside = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)), before);

@@ -167,6 +167,8 @@ TEST(RefusalTest, AClipTooShortForItsSeamsIsRefusedWithTheNumbers) {
     expectRefused(shop, {"out", scene("city", 0.4), "-o", "null:", "-d", "20f"}, 2, "wash-out takes 20");
     expectRefused(shop, {"frame", a, scene("city", 0.4), "-o", shop.file("o.png"), "--of", "20"}, 2,
                   "takes 20");
+    expectRefused(shop, {"frame", a, scene("city", 0.04), "-o", shop.file("o.png"), "--of", "20"}, 2,
+                  "1 frame is too few: wash-away takes 20");
     expectRefused(shop, {"join", a, a, "-o", "null:", "-d", "1f"}, 2, "2 frames or more");
     expectRefused(shop, {"join", a, a, "-o", "null:", "-d", "0s"}, 2, "2 frames or more");
 }
