@@ -50,8 +50,10 @@ constexpr Coefficients coefficients(double kr, double kb) {
 
 constexpr Coefficients kBt601 = coefficients(0.299, 0.114);
 constexpr Coefficients kBt709 = coefficients(0.2126, 0.0722);
+constexpr Coefficients kBt2020 = coefficients(0.2627, 0.0593);
 
 const Coefficients& of(ColourMatrix matrix) {
+    if (matrix == ColourMatrix::bt2020) return kBt2020;
     return matrix == ColourMatrix::bt709 ? kBt709 : kBt601;
 }
 
@@ -160,7 +162,9 @@ void argbToYuv(const uint8_t* argb, ptrdiff_t stride, const Coefficients& c, boo
 void toArgb(const PictureRef& picture, uint8_t* argb, ptrdiff_t stride) {
     if (!picture) throw MediaError(MediaErrorCode::badRequest, "", "there is no picture to convert");
     const AVFrame& from = *picture.storage()->frame;
-    if (picture.layout() == PixelLayout::argb)
+    if (picture.layout() == PixelLayout::deep || picture.layout() == PixelLayout::yuv420p10)
+        deepToArgb(picture.layout() == PixelLayout::deep ? picture : toDeep(picture), argb, stride);
+    else if (picture.layout() == PixelLayout::argb)
         for (int y = 0; y < from.height; ++y)
             std::memcpy(argb + y * stride, from.data[0] + ptrdiff_t{y} * from.linesize[0],
                         size_t{4} * static_cast<size_t>(from.width));
@@ -177,10 +181,8 @@ PictureRef toArgb(const PictureRef& picture) {
 
 PictureRef fromArgb(const PictureRef& picture, ColourMatrix matrix, FieldOrder fields) {
     if (!picture) throw MediaError(MediaErrorCode::badRequest, "", "there is no picture to convert");
-    if (picture.layout() == PixelLayout::yuv420) {
-        if (picture.matrix() == matrix) return picture;
-        return fromArgb(toArgb(picture), matrix, fields);
-    }
+    if (picture.layout() == PixelLayout::yuv420 && picture.matrix() == matrix) return picture;
+    if (picture.layout() != PixelLayout::argb) return fromArgb(toArgb(picture), matrix, fields);
     if (picture.width() % 2 != 0 || picture.height() % 2 != 0)
         throw MediaError(MediaErrorCode::badRequest, "", "4:2:0 pictures need even sides; round the size");
     FramePtr out = newFrame();

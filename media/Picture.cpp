@@ -70,24 +70,52 @@ void throwIfRaised(CancelFlag flag, const std::string& file) {
     if (raised(flag)) throw MediaError(MediaErrorCode::cancelled, file, "interrupted");
 }
 
-FramePtr newArgbFrame(int width, int height) {
+namespace {
+
+FramePtr newPackedFrame(int width, int height, int pixelBytes, AVPixelFormat format) {
     FramePtr frame = newFrame();
     // Scalers may write a few bytes past a row's end; the last row has room for that.
-    const size_t size = size_t{4} * static_cast<size_t>(width) * static_cast<size_t>(height) + 2 * kAlignment;
+    const size_t size =
+        static_cast<size_t>(pixelBytes) * static_cast<size_t>(width) * static_cast<size_t>(height) +
+        2 * kAlignment;
     frame->buf[0] = orBadAlloc(pools().get(size));
     frame->data[0] = frame->buf[0]->data;
-    frame->linesize[0] = 4 * width;
+    frame->linesize[0] = pixelBytes * width;
     frame->extended_data = frame->data;
     frame->width = width;
     frame->height = height;
-    frame->format = AV_PIX_FMT_ARGB;
+    frame->format = format;
     frame->sample_aspect_ratio = {1, 1};
     return frame;
 }
 
+PixelLayout layoutOf(int format) {
+    if (format == AV_PIX_FMT_ARGB) return PixelLayout::argb;
+    if (format == kDeepFormat) return PixelLayout::deep;
+    return format == AV_PIX_FMT_YUV420P10 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
+}
+
+void checkPictureSize(int width, int height) {
+    if (width < 1 || height < 1 || width > 32767 || height > 32767 ||
+        int64_t{width} * height > int64_t{kMaxPictureSide} * kMaxPictureSide)
+        throw MediaError(MediaErrorCode::badRequest, "",
+                         "a picture of " + std::to_string(width) + "x" + std::to_string(height) +
+                             " cannot be made; sizes go from 1x1 to 16384x16384");
+}
+
+}  // namespace
+
+FramePtr newArgbFrame(int width, int height) {
+    return newPackedFrame(width, height, 4, AV_PIX_FMT_ARGB);
+}
+
+FramePtr newDeepFrame(int width, int height) {
+    return newPackedFrame(width, height, 8, kDeepFormat);
+}
+
 PictureRef wrapFrame(FramePtr frame, FieldOrder fields, ColourMatrix matrix) {
     auto storage = std::make_shared<PictureRef::Storage>();
-    storage->layout = frame->format == AV_PIX_FMT_ARGB ? PixelLayout::argb : PixelLayout::yuv420;
+    storage->layout = layoutOf(frame->format);
     storage->fields = fields;
     storage->matrix = matrix;
     if (storage->layout == PixelLayout::argb && frame->linesize[0] != 4 * frame->width) {
@@ -103,11 +131,11 @@ PictureRef wrapFrame(FramePtr frame, FieldOrder fields, ColourMatrix matrix) {
 
 PictureRef copyPicture(const PictureRef& picture) {
     const AVFrame& from = *picture.storage()->frame;
-    if (picture.layout() != PixelLayout::argb)
-        return wrapFrame(shareFrame(from), picture.fields(), picture.matrix());
-    FramePtr copy = newArgbFrame(from.width, from.height);
+    if (!isPacked(picture.layout())) return wrapFrame(shareFrame(from), picture.fields(), picture.matrix());
+    FramePtr copy = picture.layout() == PixelLayout::deep ? newDeepFrame(from.width, from.height)
+                                                          : newArgbFrame(from.width, from.height);
     std::memcpy(copy->data[0], from.data[0],
-                size_t{4} * static_cast<size_t>(from.width) * static_cast<size_t>(from.height));
+                static_cast<size_t>(picture.stride()) * static_cast<size_t>(from.height));
     return wrapFrame(std::move(copy), picture.fields(), picture.matrix());
 }
 
@@ -116,12 +144,13 @@ bool ownsBytes(const PictureRef& picture) {
 }
 
 PictureRef PictureRef::makeArgb(int width, int height) {
-    if (width < 1 || height < 1 || width > 32767 || height > 32767 ||
-        int64_t{width} * height > int64_t{kMaxPictureSide} * kMaxPictureSide)
-        throw MediaError(MediaErrorCode::badRequest, "",
-                         "a picture of " + std::to_string(width) + "x" + std::to_string(height) +
-                             " cannot be made; sizes go from 1x1 to 16384x16384");
+    checkPictureSize(width, height);
     return wrapFrame(newArgbFrame(width, height), FieldOrder::progressive, colourMatrixFor(width, height));
+}
+
+PictureRef PictureRef::makeDeep(int width, int height) {
+    checkPictureSize(width, height);
+    return wrapFrame(newDeepFrame(width, height), FieldOrder::progressive, colourMatrixFor(width, height));
 }
 
 PixelLayout PictureRef::layout() const noexcept {
@@ -136,8 +165,13 @@ int PictureRef::height() const noexcept {
 uint8_t* PictureRef::data() const noexcept {
     return storage_ && storage_->layout == PixelLayout::argb ? storage_->frame->data[0] : nullptr;
 }
+uint16_t* PictureRef::words() const noexcept {
+    return storage_ && storage_->layout == PixelLayout::deep
+               ? reinterpret_cast<uint16_t*>(storage_->frame->data[0])
+               : nullptr;
+}
 ptrdiff_t PictureRef::stride() const noexcept {
-    return storage_ && storage_->layout == PixelLayout::argb ? storage_->frame->linesize[0] : 0;
+    return storage_ && isPacked(storage_->layout) ? storage_->frame->linesize[0] : 0;
 }
 FieldOrder PictureRef::fields() const noexcept {
     return storage_ ? storage_->fields : FieldOrder::progressive;

@@ -66,7 +66,7 @@ FieldOrder SteadyPictures::fields() {
 /// The current picture, as the receiver's own when its bytes may be written to.
 PictureRef SteadyPictures::give() {
     const bool again = next_ + 1 < count_ && !(coming_ && comingIndex_ <= next_ + 1);
-    if (settings_.layout != PixelLayout::argb) return again ? current_ : std::move(current_);
+    if (!isPacked(settings_.layout)) return again ? current_ : std::move(current_);
     if (again) return copyPicture(current_);
     PictureRef out = std::move(current_);
     current_ = {};

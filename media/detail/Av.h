@@ -84,12 +84,21 @@ struct PictureRef::Storage {
     ColourMatrix matrix = ColourMatrix::bt709;
 };
 
+/// What a deep picture's frame says of its format: the libraries have none for 16-bit alpha, red, green,
+/// blue, and this one has the same words. Such frames never reach a filter or an encoder as they are.
+constexpr AVPixelFormat kDeepFormat = AV_PIX_FMT_AYUV64;
+
 /// A new frame of packed ARGB with rows of exactly 4 x width bytes from the room's pool.
 FramePtr newArgbFrame(int width, int height);
-/// Wraps a frame of AV_PIX_FMT_ARGB (rows made tight if need be) or AV_PIX_FMT_YUV420P.
+/// The same with the 16-bit words of deep pictures.
+FramePtr newDeepFrame(int width, int height);
+/// Wraps a frame of AV_PIX_FMT_ARGB (rows made tight if need be), kDeepFormat, AV_PIX_FMT_YUV420P or
+/// AV_PIX_FMT_YUV420P10.
 PictureRef wrapFrame(FramePtr frame, FieldOrder fields, ColourMatrix matrix);
 /// A picture with its own bytes, equal to `picture`.
 PictureRef copyPicture(const PictureRef& picture);
+/// A deep picture into ARGB memory: clipped to black and white, rounded.
+void deepToArgb(const PictureRef& deep, uint8_t* argb, ptrdiff_t stride);
 /// True when nobody else refers to the bytes.
 bool ownsBytes(const PictureRef& picture);
 
