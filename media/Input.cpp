@@ -83,25 +83,41 @@ void endBehindPicture(AVPacket& webp) {
     }
 }
 
-/// The container by content, never by name: a text file called .mp4 is told apart here. Null when
-/// interrupted.
-const AVInputFormat* formatOf(const std::string& url, const std::string& path,
-                              const AVIOInterruptCB& interrupt) {
+/// What a file is by its content.
+struct Recognised {
+    const AVInputFormat* format = nullptr;  ///< null when interrupted
+    AVCodecID photo = AV_CODEC_ID_NONE;     ///< what a photo is coded in, as far as its content tells
+};
+
+/// The codec of the pictures that FFmpeg's piped reader of this name takes, which but for two is the codec's.
+AVCodecID codecOfPhotos(std::string_view reader) {
+    if (reader == "jpeg") return AV_CODEC_ID_MJPEG;
+    if (reader == "j2k") return AV_CODEC_ID_JPEG2000;
+    const AVCodecDescriptor* codec = avcodec_descriptor_get_by_name(std::string(reader).c_str());
+    return codec == nullptr ? AV_CODEC_ID_NONE : codec->id;
+}
+
+/// A file is what it holds, whatever it is called: a text called .mp4 is told apart here, and a WebP called
+/// .jpg is read as one. Its name is asked only where the content says nothing.
+Recognised recognise(const std::string& url, const std::string& path, const AVIOInterruptCB& interrupt) {
     AVIOContext* io = nullptr;
     const int opened = avio_open2(&io, url.c_str(), AVIO_FLAG_READ, &interrupt, nullptr);
-    if (opened == AVERROR_EXIT) return nullptr;
+    if (opened == AVERROR_EXIT) return {};
     if (opened < 0)
         throw MediaError(MediaErrorCode::unreadable, path, "cannot be opened (" + avMessage(opened) + ")");
     const AVInputFormat* format = nullptr;
-    const int score = av_probe_input_buffer2(io, &format, url.c_str(), nullptr, 0, 0);
+    int score = av_probe_input_buffer2(io, &format, "", nullptr, 0, 0);
+    if (score != AVERROR_EXIT && score <= AVPROBE_SCORE_RETRY)
+        score = av_probe_input_buffer2(io, &format, url.c_str(), nullptr, 0, 0);
     avio_closep(&io);
-    if (score == AVERROR_EXIT) return nullptr;
+    if (score == AVERROR_EXIT) return {};
     if (score < 0 || format == nullptr || refusedFormat(format->name))
         undecodable(path, "is no movie or picture this program knows; convert it to MP4 or PNG first");
-    // The piped picture readers cut files at guessed borders; the file reader takes one as a whole.
+    constexpr std::string_view piped = "_pipe";
     const std::string_view name = format->name;
-    if (name.size() > 5 && name.substr(name.size() - 5) == "_pipe") return av_find_input_format("image2");
-    return format;
+    if (!name.ends_with(piped)) return {format};
+    // The piped picture readers cut files at guessed borders; the file reader takes one as a whole.
+    return {av_find_input_format("image2"), codecOfPhotos(name.substr(0, name.size() - piped.size()))};
 }
 
 }  // namespace
@@ -129,19 +145,21 @@ InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), 
     const std::string url = "file:" + path;
     AVFormatContext* raw = orBadAlloc(avformat_alloc_context());
     raw->interrupt_callback = {&InputFile::interrupted, this};
-    const AVInputFormat* format = nullptr;
+    Recognised found;
     try {
-        format = formatOf(url, path, raw->interrupt_callback);
+        found = recognise(url, path, raw->interrupt_callback);
     } catch (...) {
         avformat_free_context(raw);
         throw;
     }
+    const AVInputFormat* const format = found.format;
     if (format == nullptr) {
         avformat_free_context(raw);
         throwIfRaised(cancel, path);
         undecodable(path, "takes too long to recognise; it is damaged, get a complete copy");
     }
     image_ = std::strcmp(format->name, "image2") == 0;
+    raw->video_codec_id = found.photo;
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     if (image_) av_dict_set(&options, "pattern_type", "none", 0);
@@ -151,9 +169,10 @@ InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), 
     if (opened < 0)
         undecodable(path, "is damaged or cut off (" + avMessage(opened) + "); get a complete copy");
     context_.reset(raw);
-    const int found = avformat_find_stream_info(raw, nullptr);
+    const int described = avformat_find_stream_info(raw, nullptr);
     throwIfRaised(cancel, path);
-    if (found < 0) undecodable(path, "is damaged or cut off (" + avMessage(found) + "); get a complete copy");
+    if (described < 0)
+        undecodable(path, "is damaged or cut off (" + avMessage(described) + "); get a complete copy");
     clearDeadline();
 }
 

@@ -93,6 +93,38 @@ TEST(StillTest, APictureOfAClipIsFoundByItsNumber) {
               MediaErrorCode::badRequest);
 }
 
+TEST(StillTest, APhotoIsReadByWhatItIsAndNotByItsEnding) {
+    const TempDir dir;
+    // Every kind that FFmpeg writes, under every ending of another one and under names that look like
+    // patterns.
+    const char* const endings[] = {"png", "jpg", "webp", "bmp", "tiff", "ppm", "gif",
+                                   "jp2", "tga", "exr",  "y",   "mp4",  "txt", "mov"};
+    for (const char* kind :
+         {"png", "jpg", "webp", "bmp", "tiff", "ppm", "gif", "jp2", "exr", "sgi", "pcx", "dpx", "qoi"}) {
+        const std::string made = dir / (std::string("made.") + kind);
+        const bool written =
+            std::system(("ffmpeg -v quiet -nostdin -y -f lavfi -i color=0x3060C0:s=32x24 -frames:v 1 " + made)
+                            .c_str()) == 0;
+        if (!written) {
+            EXPECT_TRUE(kind == std::string("qoi"))
+                << kind << " is written by every complete FFmpeg of Debian 12";
+            continue;
+        }
+        const std::string bytes = readFile(made);
+        const MediaInfo plain = probe(made);
+        const std::string expected = bytesOf(readStill(made));
+        std::vector<std::string> names{"none", "%d.jpg", "50%.png", "[a-z].jpg", "{a,b}*?.png"};
+        for (const char* ending : endings) names.push_back(std::string("photo.") + ending);
+        for (const std::string& name : names) {
+            writeFile(dir / name, bytes);
+            const MediaInfo info = probe(dir / name);
+            EXPECT_EQ(info.videoCodec, plain.videoCodec) << kind << " as " << name;
+            EXPECT_EQ(info.kind, MediaKind::still) << kind << " as " << name;
+            EXPECT_EQ(bytesOf(readStill(dir / name)), expected) << kind << " as " << name;
+        }
+    }
+}
+
 TEST(StillTest, AnExistingPictureIsReplacedOnlyByForceAndOnlyByAWholeOne) {
     const TempDir dir;
     writePng(dir / "a.png", solid(4, 4, {1, 2, 3}));
