@@ -1,5 +1,7 @@
 #include "media/MediaError.h"
 
+#include "media/Quoting.h"
+
 extern "C" {
 #include <libavutil/log.h>
 }
@@ -8,7 +10,7 @@ namespace tumblewash {
 
 namespace {
 std::string line(const std::string& file, const std::string& problem) {
-    return file.empty() ? problem : file + ": " + problem;
+    return file.empty() ? problem : quotedName(file) + ": " + problem;
 }
 
 // The libraries are silent from the first call on, whether or not anyone sets the switch.

@@ -21,7 +21,7 @@ enum class MediaErrorCode {
 };
 
 /// One failure. `what()` is "FILE: what is wrong and what to do", one line, without a trailing stop or
-/// newline.
+/// newline, the file as `quotedName` shows it.
 class MediaError : public std::runtime_error {
   public:
     /// `problem` is the text behind "FILE: "; an empty `file` leaves the colon out.
