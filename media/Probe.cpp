@@ -8,10 +8,6 @@
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
 
-extern "C" {
-#include <libavutil/display.h>
-}
-
 namespace tumblewash {
 
 namespace {
@@ -52,18 +48,15 @@ AVRational rateOf(const AVStream& stream) {
     return {25, 1};
 }
 
-/// EXIF's orientation number of a display matrix; slanted turns count as the nearest right angle.
+/// EXIF's orientation number of a display matrix; slanted turns count as the nearest right angle, and a
+/// matrix that leaves no picture as none.
 int orientationOf(const int32_t* matrix) {
     if (matrix == nullptr) return 1;
-    const bool mirrored = int64_t{matrix[0]} * matrix[4] - int64_t{matrix[1]} * matrix[3] < 0;
-    double turn = -av_display_rotation_get(matrix);
-    if (std::isnan(turn)) return 1;
-    turn -= 360 * std::floor(turn / 360 + 0.9 / 360);
-    const int quarter = static_cast<int>(std::lround(turn / 90)) % 4;
-    if (quarter == 1) return mirrored ? (matrix[3] > 0 ? 5 : 7) : 6;
-    if (quarter == 3) return mirrored ? (matrix[3] < 0 ? 7 : 5) : 8;
-    if (quarter == 2) return matrix[0] < 0 ? (matrix[4] < 0 ? 3 : 2) : (matrix[4] < 0 ? 4 : 1);
-    return matrix[4] < 0 ? 4 : (matrix[0] < 0 ? 2 : 1);
+    const int64_t a = matrix[0], b = matrix[1], c = matrix[3], d = matrix[4];  // x' = ax + cy, y' = bx + dy
+    if (a * d == b * c) return 1;
+    if (std::abs(a) + std::abs(d) >= std::abs(b) + std::abs(c))
+        return a < 0 ? (d < 0 ? 3 : 2) : (d < 0 ? 4 : 1);
+    return b > 0 ? (c > 0 ? 5 : 6) : (c > 0 ? 8 : 7);
 }
 
 int orientationOf(const AVStream& stream, const AVFrame& frame) {

@@ -34,6 +34,46 @@ std::string withOrientation(const std::string& jpeg, int number) {
     return jpeg.substr(0, 2) + app1 + block + jpeg.substr(2);
 }
 
+/// The bytes of an MP4 file whose first track's display matrix has these values of a, b, c and d, each times
+/// `unit` of 1/65536.
+std::string withMatrix(std::string movie, const int* turn, int unit) {
+    // Behind the name: version, flags, times, number, length, layer and volume are 40 bytes; u and v follow b
+    // and d.
+    const size_t header = movie.find("tkhd");
+    EXPECT_NE(header, std::string::npos);
+    constexpr size_t places[] = {0, 4, 12, 16};
+    for (size_t i = 0; i < 4; ++i)
+        movie.replace(header + 44 + places[i], 4, bigEndian(static_cast<uint32_t>(turn[i] * unit)));
+    return movie;
+}
+
+/// Draws a picture with its top left quarter red, the top right one green and the rest blue.
+const std::string kCorners =
+    "-f lavfi -i color=red:s=32x24 -f lavfi -i color=lime:s=32x24 -f lavfi -i color=blue:s=64x24 "
+    "-filter_complex '[0][1]hstack[t];[t][2]vstack' ";
+
+/// Expects what `kCorners` drew where EXIF's orientation `number` says that it is shown.
+void expectUpright(const std::string& path, int number) {
+    const ::testing::ScopedTrace trace(__FILE__, __LINE__, path + ", orientation " + std::to_string(number));
+    enum Corner { topLeft, topRight, bottomLeft, bottomRight };
+    constexpr Corner red[] = {topLeft, topRight, bottomRight, bottomLeft,
+                              topLeft, topRight, bottomRight, bottomLeft};
+    constexpr Corner green[] = {topRight,   topLeft,     bottomLeft, bottomRight,
+                                bottomLeft, bottomRight, topRight,   topLeft};
+    const MediaInfo info = probe(path);
+    EXPECT_EQ(info.orientation, number);
+    EXPECT_EQ(info.width, number >= 5 ? 48 : 64);
+    EXPECT_EQ(info.height, number >= 5 ? 64 : 48);
+    const PictureRef picture = readStill(path);
+    const auto at = [&](Corner corner) {
+        return pixel(picture, corner == topLeft || corner == bottomLeft ? 4 : picture.width() - 5,
+                     corner == topLeft || corner == topRight ? 4 : picture.height() - 5);
+    };
+    EXPECT_GT(at(red[number - 1])[0], 200);
+    EXPECT_LT(at(red[number - 1])[2], 60);
+    EXPECT_GT(at(green[number - 1])[1], 200);
+}
+
 }  // namespace
 
 TEST(ProbeTest, WhatIsNoFileIsRefusedAsUnreadable) {
@@ -160,33 +200,44 @@ TEST(ProbeTest, RotationMetadataTurnsThePictureUpright) {
 
 TEST(ProbeTest, AllEightExifOrientationsAreShownUpright) {
     const TempDir dir;
-    // Stored: top left quarter red, top right quarter green, the rest blue.
-    ffmpeg(
-        "-f lavfi -i color=red:s=32x24 -f lavfi -i color=lime:s=32x24 -f lavfi -i color=blue:s=64x24 "
-        "-filter_complex "
-        "'[0][1]hstack[t];[t][2]vstack' -frames:v 1 -q:v 1 " +
-        dir / "plain.jpg");
+    ffmpeg(kCorners + "-frames:v 1 -q:v 1 " + dir / "plain.jpg");
     const std::string jpeg = readFile(dir / "plain.jpg");
-    enum Corner { topLeft, topRight, bottomLeft, bottomRight };
-    constexpr Corner red[] = {topLeft, topRight, bottomRight, bottomLeft,
-                              topLeft, topRight, bottomRight, bottomLeft};
-    constexpr Corner green[] = {topRight,   topLeft,     bottomLeft, bottomRight,
-                                bottomLeft, bottomRight, topRight,   topLeft};
     for (int number = 1; number <= 8; ++number) {
         const std::string path = dir / ("exif" + std::to_string(number) + ".jpg");
         writeFile(path, withOrientation(jpeg, number));
-        const MediaInfo info = probe(path);
-        EXPECT_EQ(info.orientation, number);
-        EXPECT_EQ(info.kind, MediaKind::still);
-        EXPECT_EQ(info.width, number >= 5 ? 48 : 64);
-        EXPECT_EQ(info.height, number >= 5 ? 64 : 48);
-        const PictureRef picture = readStill(path);
-        const auto at = [&](Corner corner) {
-            return pixel(picture, corner == topLeft || corner == bottomLeft ? 4 : picture.width() - 5,
-                         corner == topLeft || corner == topRight ? 4 : picture.height() - 5);
-        };
-        EXPECT_GT(at(red[number - 1])[0], 200) << number;
-        EXPECT_GT(at(green[number - 1])[1], 200) << number;
+        EXPECT_EQ(probe(path).kind, MediaKind::still);
+        expectUpright(path, number);
+    }
+}
+
+TEST(ProbeTest, AllEightDisplayMatricesOfAMovieAreShownUpright) {
+    const TempDir dir;
+    ffmpeg(kCorners + "-frames:v 2 -c:v libx264 -qp 1 " + dir / "plain.mp4");
+    const std::string movie = readFile(dir / "plain.mp4");
+    // a, b, c and d of x' = a x + c y, y' = b x + d y, by the orientation they make upright.
+    constexpr int turns[][4] = {{1, 0, 0, 1}, {-1, 0, 0, 1}, {-1, 0, 0, -1}, {1, 0, 0, -1},
+                                {0, 1, 1, 0}, {0, 1, -1, 0}, {0, -1, -1, 0}, {0, -1, 1, 0}};
+    for (int number = 1; number <= 8; ++number) {
+        const std::string path = dir / ("matrix" + std::to_string(number) + ".mp4");
+        writeFile(path, withMatrix(movie, turns[number - 1], 65536));
+        expectUpright(path, number);
+    }
+    // Pictures may be scaled by the matrix as well: the turn counts alone.
+    writeFile(dir / "large.mp4", withMatrix(movie, turns[5], 3 * 65536));
+    expectUpright(dir / "large.mp4", 6);
+}
+
+TEST(ProbeTest, ASlantedDisplayMatrixCountsAsTheNearestRightAngle) {
+    const TempDir dir;
+    ffmpeg(kCorners + "-frames:v 2 -c:v libx264 -qp 1 " + dir / "plain.mp4");
+    const std::string movie = readFile(dir / "plain.mp4");
+    // Five parts of twelve by twelve of thirteen: about 23 and 67 degrees.
+    constexpr int slanted[][5] = {{12, 5, -5, 12, 1},   {5, 12, -12, 5, 6},   {-12, -5, 5, -12, 3},
+                                  {-5, -12, 12, -5, 8}, {-12, 5, 5, 12, 2},   {12, 5, 5, -12, 4},
+                                  {5, 12, 12, -5, 5},   {-5, -12, -12, 5, 7}, {0, 0, 0, 0, 1}};
+    for (const auto& turn : slanted) {
+        writeFile(dir / "slanted.mp4", withMatrix(movie, turn, 65536 / 13));
+        expectUpright(dir / "slanted.mp4", turn[4]);
     }
 }
 
