@@ -178,6 +178,22 @@ TEST(SoundTest, FramesOutOfOrderDoNotRamp) {
     EXPECT_NE(session.renderFrame(6, target.view()).samples[0], 102.0F / 256.0F);
 }
 
+TEST(SoundTest, ALevelBeforeTheTransitionMeetsItsFrameZeroAlone) {
+    TestSource source;
+    source.sound = [](const FrameRequest& request, int, int) { return request.clip == 0 ? 1.0F : 0.0F; };
+    SessionSettings settings = soundSettings();
+    settings.audio.before = AudioLevels{0, 0};
+    OwnPicture target(40, 24);
+    Session session(fakeModule(), settings, source);
+    session.open();
+    const FrameResult third = session.renderFrame(3, target.view());
+    EXPECT_GT(third.samples[0], 0.5F);
+    EXPECT_EQ(third.samples[0], third.samples.back());
+    // Nor does it meet a frame zero that others were rendered before.
+    const FrameResult first = session.renderFrame(0, target.view());
+    EXPECT_EQ(first.samples[0], first.samples.back());
+}
+
 TEST(SoundTest, SourcesThatFallShortAreFilledWithSilenceAndLongOnesCut) {
     TestSource source;
     source.sound = [](const FrameRequest& request, int, int) { return request.clip == 0 ? 1.0F : 0.0F; };

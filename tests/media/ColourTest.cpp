@@ -1,6 +1,7 @@
 // Colours: tags and ranges are honoured on the way in, and the detour through ARGB leaves no step at a seam.
 #include <cmath>
 #include <cstdlib>
+#include <random>
 
 #include "media/detail/Av.h"
 #include "tests/media/Support.h"
@@ -41,6 +42,15 @@ std::array<double, 3> exactRgb(double y, double cb, double cr, ColourMatrix matr
     return {red, (luma - kr * red - kb * blue) / (1 - kr - kb), blue};
 }
 
+/// Y'CbCr of a colour in exact arithmetic.
+std::array<double, 3> exactYuv(const Rgb& colour, ColourMatrix matrix) {
+    const double kr = matrix == ColourMatrix::bt709 ? 0.2126 : 0.299;
+    const double kb = matrix == ColourMatrix::bt709 ? 0.0722 : 0.114;
+    const double luma = kr * colour[0] + (1 - kr - kb) * colour[1] + kb * colour[2];
+    return {16 + luma * 219 / 255, 128 + (colour[2] - luma) / (2 * (1 - kb)) * 224 / 255,
+            128 + (colour[0] - luma) / (2 * (1 - kr)) * 224 / 255};
+}
+
 bool insideCube(int y, int cb, int cr, ColourMatrix matrix) {
     for (const double c : exactRgb(y, cb, cr, matrix))
         if (c < 0 || c > 255) return false;
@@ -64,6 +74,20 @@ TEST(ColourTest, ArgbOfAYuvPictureIsTheRoundedMatrix) {
                     for (size_t c = 0; c < 3; ++c)
                         EXPECT_NEAR(got[c], std::clamp(exact[c], 0.0, 255.0), 0.52);
                 }
+}
+
+TEST(ColourTest, AYuvPictureOfArgbIsTheRoundedMatrix) {
+    std::mt19937 random(5);
+    for (const ColourMatrix matrix : {ColourMatrix::bt601, ColourMatrix::bt709})
+        for (int i = 0; i < 4000; ++i) {
+            const auto byte = [&] { return static_cast<int>(random() >> 24); };
+            const Rgb colour{byte(), byte(), byte()};
+            const PictureRef native = fromArgb(solid(2, 2, colour), matrix);
+            const auto exact = exactYuv(colour, matrix);
+            for (int plane = 0; plane < 3; ++plane)
+                ASSERT_NEAR(planes(native).data[plane][0], exact[static_cast<size_t>(plane)], 0.52)
+                    << ::testing::PrintToString(colour) << " plane " << plane;
+        }
 }
 
 TEST(ColourTest, TheDetourKeepsEveryColourInsideTheCubeToOneCode) {

@@ -95,6 +95,31 @@ TEST(ReaderTest, AGapInAVariableRateHoldsThePictureBefore) {
                 ::testing::ElementsAre(0, 1, 2, 2, 2, 2, 6, 7, 8));
 }
 
+TEST(ReaderTest, AClockThatJumpsTwiceLeavesEveryPictureAtItsDistanceFromTheOneBefore) {
+    const TempDir dir;
+    // Pictures 2, 7 and 11 are missing; the clock jumps by minutes in front of pictures 5 and 10.
+    makeCounter(dir / "jumps.mkv", 10, 12,
+                ",select='not(eq(n,2)+eq(n,7)+eq(n,11))',"
+                "setpts='PTS+if(gte(N,4),100/TB,0)+if(gte(N,8),200/TB,0)'");
+    Reader reader = Reader::open(dir / "jumps.mkv", atRate({10, 1}));
+    EXPECT_THAT(numbers(reader), ::testing::ElementsAre(0, 1, 1, 3, 4, 5, 6, 6, 8, 9, 10, 10, 12, 13, 14));
+    EXPECT_EQ(reader.frameCount(), 15);
+}
+
+TEST(ReaderTest, APictureStartsAtTheLastSampleBeforeItsMoment) {
+    ReaderSettings settings = atRate({30000, 1001});
+    settings.sampleRate = 48000;
+    Reader reader = Reader::open("pattern:harbour?size=32x32&seconds=1", settings);
+    // 1601.6 samples a picture, cut off.
+    const int64_t first[] = {0, 1601, 3203, 4804, 6406, 8008, 9609};
+    for (int64_t k = 0; k < 7; ++k) EXPECT_EQ(reader.firstSampleOf(k), first[k]) << k;
+    EXPECT_EQ(reader.firstSampleOf(30000), int64_t{48000} * 1001);
+    for (int64_t k = 6; k >= 0; --k) {
+        reader.seek(k);
+        EXPECT_EQ(reader.samplePosition(), first[k]) << k;
+    }
+}
+
 TEST(ReaderTest, SeekingFindsThePictureAndTheSampleThatWalkingFinds) {
     const TempDir dir;
     ffmpeg(

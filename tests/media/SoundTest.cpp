@@ -129,6 +129,29 @@ TEST(SoundTest, ShorterSoundIsFilledWithSilenceAndLongerIsThereToBeLeft) {
     EXPECT_GT(*std::max_element(rest.end() - 1000, rest.end()), 0.05F);
 }
 
+TEST(SoundTest, PastTheEndOfATrackABufferIsFilledWithSilence) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i sine=f=500:r=48000:d=0.5 -c:v libx264 -c:a "
+        "pcm_s16le " +
+        dir / "short.mkv");
+    for (const std::string& clip :
+         {dir / "short.mkv", std::string("pattern:bars?size=32x32&seconds=0.48&fps=25")}) {
+        Reader reader = Reader::open(clip);
+        const size_t track = clip.front() == '/' ? kRate / 2 : kRate * 12 / 25;
+        // The end lies inside the first buffer and before the second.
+        for (size_t start : {size_t{0}, size_t{kRate * 6 / 10}}) {
+            std::vector<float> both(2 * size_t{kRate * 6 / 10}, 7.0F);
+            reader.readSamples(both.data(), both.size() / 2);
+            if (start == 0) {
+                EXPECT_GT(*std::max_element(both.begin(), both.begin() + 9600), 0.02F) << clip;
+            }
+            for (size_t i = 2 * (start == 0 ? track : 0); i < both.size(); ++i)
+                ASSERT_EQ(both[i], 0.0F) << clip << ' ' << i;
+        }
+    }
+}
+
 TEST(SoundTest, ClipsWithoutSoundAreSilentNotShort) {
     const TempDir dir;
     ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=0.4 -c:v libx264 " + dir / "mute.mp4");

@@ -85,6 +85,23 @@ TEST(WriterTest, LargeMoviesAreTaggedBt709AndStartWithTheirIndex) {
     EXPECT_EQ(Writer::open(dir / "b.mp4", other).matrix(), ColourMatrix::bt601);
 }
 
+TEST(WriterTest, PicturesOf576LinesHaveThePrimariesOfTheirTelevision) {
+    const TempDir dir;
+    for (const int height : {480, 576}) {
+        Writer writer = Writer::open(dir / "a.mp4", [&] {
+            WriterSettings settings = smallMovie(720, height);
+            settings.force = true;
+            return settings;
+        }());
+        fill(writer, 1);
+        writer.commit();
+        EXPECT_EQ(probeValue(dir / "a.mp4", "v:0", "color_primaries"),
+                  height == 576 ? "bt470bg" : "smpte170m");
+        EXPECT_EQ(probeValue(dir / "a.mp4", "v:0", "color_space"), "smpte170m");
+        EXPECT_EQ(probeValue(dir / "a.mp4", "v:0", "color_transfer"), "smpte170m");
+    }
+}
+
 TEST(WriterTest, SoundIsCutAndFilledToThePicturesLength) {
     const TempDir dir;
     for (const char* name : kMovies)
