@@ -65,9 +65,13 @@ void warpIndexRow(const WarpShape& shape, const float* red, const float* green, 
 int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
                      float farY, int y, int first, int end, std::int32_t* index, int* undecided);
 
-/// The version in use: the same bytes, with the vectors of the machine it runs on.
+/// The version in use: the same bytes, with the vectors of the machine it runs on; one of the two below.
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd);
+
+/// The same bytes by vector gathers, where the instruction set has such as pay at all.
+void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                           int count, unsigned char* even, unsigned char* odd);
 
 /// The same bytes without vector gathers, which some machines are slow at; `warpFetchRow` knows which.
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,

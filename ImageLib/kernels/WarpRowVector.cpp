@@ -21,6 +21,11 @@ void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, cons
     warpFetchRowScalar(shape, frame, index, count, even, odd);
 }
 
+void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                           int count, unsigned char* even, unsigned char* odd) {
+    warpFetchRowScalar(shape, frame, index, count, even, odd);
+}
+
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd) {
     warpFetchRowScalar(shape, frame, index, count, even, odd);
@@ -343,8 +348,9 @@ HWY_ATTR void warpFetchRowSingly(const WarpShape& shape, const unsigned char* fr
     warpFetchRowScalar(shape, frame, index + x, count - x, even + done, odd + done);
 }
 
-HWY_ATTR void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                           int count, unsigned char* even, unsigned char* odd) {
+HWY_ATTR void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame,
+                                    const std::int32_t* index, int count, unsigned char* even,
+                                    unsigned char* odd) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
     const Fetch from = fetchOf(shape, frame);
     int x = 0;
@@ -369,7 +375,7 @@ namespace tumblewash {
 
 HWY_EXPORT(warpIndexRow);
 HWY_EXPORT(estimateIndexRow);
-HWY_EXPORT(warpFetchRow);
+HWY_EXPORT(warpFetchRowGathering);
 HWY_EXPORT(warpFetchRowSingly);
 
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
@@ -388,6 +394,11 @@ void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, cons
     HWY_DYNAMIC_DISPATCH(warpFetchRowSingly)(shape, frame, index, count, even, odd);
 }
 
+void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
+                           int count, unsigned char* even, unsigned char* odd) {
+    HWY_DYNAMIC_DISPATCH(warpFetchRowGathering)(shape, frame, index, count, even, odd);
+}
+
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd) {
 #if HWY_ARCH_X86
@@ -395,7 +406,7 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
     static const bool slowGathers = __builtin_cpu_is("amd") != 0;
     if (slowGathers) return warpFetchRowSingly(shape, frame, index, count, even, odd);
 #endif
-    HWY_DYNAMIC_DISPATCH(warpFetchRow)(shape, frame, index, count, even, odd);
+    warpFetchRowGathering(shape, frame, index, count, even, odd);
 }
 
 }  // namespace tumblewash

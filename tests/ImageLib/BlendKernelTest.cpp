@@ -106,20 +106,22 @@ TEST(BlendKernelTest, RowsOfEveryWidthAreMixedAndNothingBehindThem) {
 
 TEST(BlendKernelTest, ASourceThatShowsTheDestinationSeesEveryPixelMixedBefore) {
     EveryTarget([](std::mt19937& random) {
-        for (int apart = -70; apart <= 70; ++apart) {
-            const Row start = noise(4 * 240, random);
-            for (const bool byAlpha : {false, true}) {
-                Row expected = start, got = start;
-                const auto mix = [&](Row& row, auto proportionRow, auto alphaRow) {
-                    unsigned char* mine = row.data() + 4 * 80;
-                    if (byAlpha)
-                        alphaRow(mine, mine + 4 * apart, 67);
-                    else
-                        proportionRow(mine, mine + 4 * apart, 67, 1.25F);
-                };
-                mix(expected, blendInProportionRowScalar, blendByAlphaRowScalar);
-                mix(got, blendInProportionRow, blendByAlphaRow);
-                ASSERT_EQ(expected, got) << apart;
+        for (std::size_t width = 1; width <= 69; ++width) {
+            for (int apart = -39; apart <= 39; ++apart) {
+                const Row start = noise(4 * 150, random);
+                for (const bool byAlpha : {false, true}) {
+                    Row expected = start, got = start;
+                    const auto mix = [&](Row& row, auto proportionRow, auto alphaRow) {
+                        unsigned char* mine = row.data() + std::ptrdiff_t{4} * 40;
+                        if (byAlpha)
+                            alphaRow(mine, mine + std::ptrdiff_t{4} * apart, width);
+                        else
+                            proportionRow(mine, mine + std::ptrdiff_t{4} * apart, width, 1.25F);
+                    };
+                    mix(expected, blendInProportionRowScalar, blendByAlphaRowScalar);
+                    mix(got, blendInProportionRow, blendByAlphaRow);
+                    ASSERT_EQ(expected, got) << width << " pixels, " << apart << " apart";
+                }
             }
         }
     });

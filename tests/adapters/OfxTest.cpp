@@ -270,6 +270,39 @@ TEST_P(EveryPlugin, MissingPicturesAreTransparentAndNeverFatal) {
     host.takeDown(index);
 }
 
+TEST_P(EveryPlugin, APictureThatIsRefusedIsGivenBack) {
+    OfxTestHost host(kBundle);
+    host.bringUp(index, kContextTransition);
+    struct Refusal {
+        const char* what;
+        OfxStatus status;
+        void (*spoil)(TestImage&);
+    };
+    const Refusal refusals[] = {
+        {"components", kErrUnsupported, [](TestImage& image) { image.components = "OfxImageComponentRGB"; }},
+        {"depth", kErrUnsupported, [](TestImage& image) { image.depth = "OfxBitDepthHalf"; }},
+        {"bounds", kErrValue, [](TestImage& image) { image.bounds.x1 = -(1 << 24) - 1; }}};
+    for (const double position : {0.0, 0.5, 1.0}) {
+        for (const Refusal& refusal : refusals) {
+            for (int which = 0; which < 3; ++which) {
+                TestImage images[3] = {TestImage::make(32, 32), TestImage::make(32, 32),
+                                       TestImage::make(32, 32)};
+                // The window is the whole picture's whatever its bounds say.
+                const OfxRectI window = images[2].bounds;
+                refusal.spoil(images[which]);
+                const OfxStatus status =
+                    host.render(index, position, &images[0], &images[1], images[2], &window);
+                EXPECT_TRUE(status == kOK || status == refusal.status) << refusal.what;
+                if (which == 2) {
+                    EXPECT_EQ(status, refusal.status) << refusal.what;
+                }
+                EXPECT_EQ(host.imagesOut, 0) << refusal.what << " of image " << which << " at " << position;
+            }
+        }
+    }
+    host.takeDown(index);
+}
+
 TEST_P(EveryPlugin, MissingSuitesAreNamedByStatus) {
     for (int missing = 0; missing < 3; ++missing) {
         SuiteChoice choice;

@@ -138,7 +138,7 @@ struct TestSuites {
         storeAll<int>(made->handle(), kPropImageBounds, 4, corners);
         store<int>(made->handle(), kPropImageRowBytes, 0, image->rowBytes);
         setString(made->handle(), kPropPixelDepth, 0, image->depth.c_str());
-        setString(made->handle(), kPropComponents, 0, kComponentRGBA);
+        setString(made->handle(), kPropComponents, 0, image->components.c_str());
         setString(made->handle(), kPropPreMultiplication, 0, image->alpha.c_str());
         *set = made->handle();
         active->lent_.push_back(std::move(made));

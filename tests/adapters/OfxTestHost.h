@@ -42,6 +42,7 @@ struct TestImage {
     int rowBytes = 0;  ///< negative: the first row in memory is the top one
     std::string depth = ofx::kDepthByte;
     std::string alpha = ofx::kImageUnPreMultiplied;
+    std::string components = ofx::kComponentRGBA;
 
     /// A picture filled with `fill`, `gap` spare bytes a row.
     static TestImage make(int width, int height, const std::string& depth = ofx::kDepthByte,

@@ -18,6 +18,7 @@ using test::FieldKind;
 using test::Frame;
 using test::Listener;
 using test::randomField;
+using test::randomUnit;
 
 using Wrap = PixRectWrap<ARGBVal>;
 
@@ -121,6 +122,21 @@ TEST(FlowMorphTest, MotionAmongStretchesThatStandStillIsReadAsTheViewsReadIt) {
             }
             field.shiftorigin(3, -2);
             ASSERT_TRUE(roadsAgree(w, 22, field, 0.4F, random)) << "one in " << oneIn << ", shifted";
+        }
+    }
+}
+
+TEST(FlowMorphTest, MotionInOneRowOfCellsIsReadAsTheViewsReadItInEveryRowBetweenThem) {
+    // Fields of 120 rows and more: three rows and more lie below one row of cells, the first of them on it.
+    std::mt19937 random(40);
+    for (const int h : {240, 320, 480}) {
+        for (const int row : {0, 1, 2, 19, 38, 39}) {
+            Field field(40, 40);
+            for (int x = 3; x < 37; x += 5) {
+                field.set(x, row,
+                          RGBPixel<float>(9.0F * randomUnit(random), 5.0F * randomUnit(random), 0.0F));
+            }
+            ASSERT_TRUE(roadsAgree(96, h, field, 0.5F, random)) << "row " << row;
         }
     }
 }
