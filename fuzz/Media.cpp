@@ -1,32 +1,45 @@
-// Any bytes as a clip or picture: opened, read and gone through, or refused in words.
+// Any bytes as a clip or picture under any name, steady or changing while it is read: opened, read and gone
+// through, or refused in words.
+//   The last three bytes of an input say under which ending it is read, what trouble there is, and at which
+//   reading.
 
-#include <sys/mman.h>
-#include <unistd.h>
-
+#include <array>
 #include <vector>
 
 #include "fuzz/Target.h"
+#include "fuzz/UnsteadyFile.h"
 #include "media/Reader.h"
 #include "media/StillIO.h"
 
 namespace {
 
 using tumblewash::fuzz::demand;
+using tumblewash::fuzz::Trouble;
+using tumblewash::fuzz::UnsteadyFile;
 
-/// The bytes as a file that has a name.
-class MemoryFile {
-  public:
-    MemoryFile(const std::uint8_t* data, std::size_t size) : file_(memfd_create("fuzz", MFD_CLOEXEC)) {
-        demand(file_ >= 0 && write(file_, data, size) == static_cast<ssize_t>(size), "no file in memory");
-    }
-    ~MemoryFile() { close(file_); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-    std::string path() const { return "/proc/self/fd/" + std::to_string(file_); }
+// fuzz/make_corpora.py counts in the same order.
+constexpr std::array kEndings{"",      ".mp4",  ".mov", ".mkv", ".webm", ".avi", ".mpg",   ".ts",
+                              ".y4m",  ".wav",  ".png", ".jpg", ".webp", ".gif", ".bmp",   ".tiff",
+                              ".ppm",  ".tga",  ".exr", ".jp2", ".dpx",  ".sgi", ".pcx",   ".qoi",
+                              ".heic", ".avif", ".svg", ".psd", ".txt",  ".y",   "%d.jpg", "*.png"};
 
-  private:
-    int file_;
+/// What an input's last bytes choose.
+struct Choice {
+    std::string ending;
+    Trouble trouble = Trouble::none;
+    int reading = 0;
 };
+
+Choice choiceOf(std::span<const std::uint8_t>& bytes) {
+    Choice choice;
+    if (bytes.size() < 3) return choice;
+    const auto tail = bytes.last(3);
+    bytes = bytes.first(bytes.size() - 3);
+    choice.ending = kEndings[tail[0] % kEndings.size()];
+    choice.trouble = static_cast<Trouble>(tail[1] % tumblewash::fuzz::kTroubles);
+    choice.reading = tail[2];
+    return choice;
+}
 
 void readThrough(const std::string& path) {
     tumblewash::ReaderSettings settings;
@@ -62,8 +75,13 @@ void refusable(void (*work)(const std::string&), const std::string& path) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const MemoryFile file(data, size);
-    refusable(readThrough, file.path());
+    std::span<const std::uint8_t> bytes(data, size);
+    const Choice choice = choiceOf(bytes);
+    {
+        const UnsteadyFile file(bytes, choice.ending, choice.trouble, choice.reading);
+        refusable(readThrough, file.path());
+    }
+    const UnsteadyFile file(bytes, choice.ending, choice.trouble, choice.reading);
     refusable(
         [](const std::string& path) {
             tumblewash::StillSettings settings;

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,9 +47,12 @@ extern "C" void __asan_on_error() {
 
 void run(const Bytes& input) {
     running = &input;
-    alarm(30);  // an input that hangs is a finding too
+    alarm(10);  // an input that hangs is a finding too
     LLVMFuzzerTestOneInput(input.data(), input.size());
     alarm(0);
+    rusage used{};
+    tumblewash::fuzz::demand(getrusage(RUSAGE_SELF, &used) == 0 && used.ru_maxrss < 1L << 20,
+                             "an input takes more than 1 GiB");
     running = nullptr;
 }
 

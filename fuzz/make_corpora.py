@@ -51,16 +51,69 @@ for number, line in enumerate(lines):
     (path / ("%02d" % number)).write_text(line.replace(" ", "\n"))
 
 path = seeds("media")
+# In the order of fuzz/Media.cpp, which reads an input's ending, its trouble and the reading that meets it from the
+# last three bytes.
+ENDINGS = ("", ".mp4", ".mov", ".mkv", ".webm", ".avi", ".mpg", ".ts", ".y4m", ".wav", ".png", ".jpg", ".webp", ".gif",
+           ".bmp", ".tiff", ".ppm", ".tga", ".exr", ".jp2", ".dpx", ".sgi", ".pcx", ".qoi", ".heic", ".avif", ".svg",
+           ".psd", ".txt", ".y", "%d.jpg", "*.png")
+TROUBLES = 7
 video = ("-f", "lavfi", "-i", "testsrc2=size=32x32:rate=10:duration=0.6")
 sound = ("-f", "lavfi", "-i", "sine=duration=0.6:sample_rate=8000")
 still = ("-f", "lavfi", "-i", "testsrc2=size=16x16", "-frames:v", "1")
+clear = ("-f", "lavfi", "-i", "testsrc2=size=16x16,format=rgba,geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='X*16'",
+         "-frames:v", "1")
+few = ("-f", "lavfi", "-i", "testsrc2=size=16x16:rate=10:duration=0.3")
 clips = {"a.mp4": (*video, *sound, "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac"),
          "b.mkv": (*video, "-c:v", "mpeg4"), "c.avi": (*video, *sound, "-c:v", "mjpeg", "-c:a", "pcm_u8"),
          "d.mpg": (*video, "-r", "25", "-c:v", "mpeg2video"), "e.wav": sound, "f.webm": (*video, "-c:v", "libvpx"),
-         "g.y4m": (*video, "-t", "0.2", "-pix_fmt", "yuv420p")}
-for name in ("s.png", "s.jpg", "s.gif", "s.bmp", "s.tiff", "s.webp", "s.ppm", "s.tga"):
-    clips[name] = still
+         "g.y4m": (*video, "-t", "0.2", "-pix_fmt", "yuv420p"), "h.ts": (*video, "-c:v", "libx264", "-bf", "2"),
+         "i.mov": (*video, "-c:v", "prores_ks"), "j.mp4": (*video, "-c:v", "libx265", "-x265-params", "log-level=none"),
+         # Every kind of photo that the program is told to take, most of them in more than one coding.
+         "k.png": still, "k-alpha.png": clear, "k-grey16.png": (*still, "-pix_fmt", "gray16be"),
+         "k-palette.png": (*still, "-pix_fmt", "pal8"), "k-deep.png": (*clear, "-pix_fmt", "rgba64be"),
+         "k-moving.png": (*few, "-f", "apng"),
+         "l.jpg": still, "l-444.jpg": (*still, "-pix_fmt", "yuvj444p"), "l-grey.jpg": (*still, "-pix_fmt", "gray"),
+         "m.webp": still, "m-exact.webp": (*clear, "-lossless", "1"), "m-moving.webp": (*few, "-c:v", "libwebp_anim"),
+         "n.gif": still, "n-moving.gif": few, "o.bmp": still, "o-alpha.bmp": (*clear, "-pix_fmt", "bgra"),
+         "p.tiff": still, "p-lzw.tiff": (*still, "-compression_algo", "lzw"),
+         "p-deflate.tiff": (*clear, "-compression_algo", "deflate"), "p-deep.tiff": (*still, "-pix_fmt", "rgb48le"),
+         "q.ppm": still, "q.pgm": still, "q.pam": clear, "r.tga": still, "r-alpha.tga": (*clear, "-pix_fmt", "bgra"),
+         "s.exr": (*still, "-pix_fmt", "gbrpf32le"), "s-zip.exr": (*clear, "-pix_fmt", "gbrapf32le", "-compression", "zip16"),
+         "t.jp2": still, "t-alpha.jp2": (*clear, "-pix_fmt", "rgba"), "u.dpx": still, "v.sgi": still, "w.pcx": still,
+         "x.qoi": clear, "y.avif": (*still, "-c:v", "libaom-av1", "-cpu-used", "8")}
 for name, arguments in clips.items():
     subprocess.run(["ffmpeg", "-v", "quiet", "-y", *arguments, str(path / name)], stdin=subprocess.DEVNULL, check=False)
+
+# A turned JPEG with a profile that is none, and what is no photo: a program and a list of other files.
+if (path / "l.jpg").is_file():
+    plain = (path / "l.jpg").read_bytes()
+    turned = b"Exif\0\0MM\0\x2a\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06" + bytes(6)
+    profile = b"ICC_PROFILE\0\x01\x01" + bytes(40)
+    marks = b"".join(mark + (len(data) + 2).to_bytes(2, "big") + data
+                     for mark, data in ((b"\xff\xe1", turned), (b"\xff\xe2", profile)))
+    (path / "l-turned.jpg").write_bytes(plain[:2] + marks + plain[2:])
+(path / "z.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg" width="16" height="16"><rect width="9" height="9"/></svg>')
+(path / "z.txt").write_text("ffconcat version 1.0\nfile a.mp4\n")
+
+# Each seed under its own ending and another one's, and with a trouble of every kind at an early and a later reading.
+for number, file in enumerate(sorted(path.iterdir())):
+    data = file.read_bytes()
+    file.unlink()
+    own = ENDINGS.index(file.suffix) if file.suffix in ENDINGS else 0
+    if not data:
+        continue
+    (path / file.name).write_bytes(data + bytes((own, 0, 0)))
+    (path / (file.name + "-renamed")).write_bytes(data + bytes(((own + 1 + number) % len(ENDINGS), 0, 0)))
+    trouble = 1 + number % (TROUBLES - 1)
+    (path / (file.name + "-troubled")).write_bytes(data + bytes((own, trouble, number % 5)))
+# The first readings of one clip and one photo go wrong one by one, in every way.
+for name in ("a.mp4", "k.png"):
+    if not (path / name).is_file():
+        continue
+    data = (path / name).read_bytes()[:-3]
+    for trouble in range(1, TROUBLES):
+        for reading in range(12):
+            (path / ("%s-%d-%02d" % (name, trouble, reading))).write_bytes(
+                data + bytes((ENDINGS.index(pathlib.Path(name).suffix), trouble, reading)))
 
 (folder / "made").write_text("made\n")
