@@ -6,7 +6,13 @@
 
 #include "host/HostError.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using host::HostError;
+using media::PictureRef;
+using media::PixelLayout;
+using media::toArgb;
+
 namespace {
 
 // Makes a world current for a while.
@@ -240,4 +246,4 @@ std::string Canvas::fitted(const std::string& words, int width, int size, Face f
     return "…";
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -10,7 +10,7 @@
 #include "media/Picture.h"
 #include "platform/Carbon.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// An opaque colour.
 struct Colour {
@@ -53,7 +53,7 @@ class Canvas {
 
     int width() const noexcept { return picture_.width(); }
     int height() const noexcept { return picture_.height(); }
-    const PictureRef& picture() const noexcept { return picture_; }
+    const media::PictureRef& picture() const noexcept { return picture_; }
 
     /// Keeps later shapes inside a rectangle; text and pictures ignore it.
     void clip(int x, int y, int w, int h);
@@ -71,7 +71,7 @@ class Canvas {
     /// A line with a head at its end.
     void arrow(double x0, double y0, double x1, double y1, double thickness, Colour colour);
     /// A picture scaled to w x h by area; where its alpha is 0, the board of the palette shows.
-    void image(const PictureRef& picture, int x, int y, int w, int h, const Palette& palette);
+    void image(const media::PictureRef& picture, int x, int y, int w, int h, const Palette& palette);
     /// Text with its baseline at y, `size` in pixels. Gives its width.
     int text(int x, int y, const std::string& words, int size, Colour colour, Face face = Face::Sans,
              Align align = Align::Left);
@@ -83,7 +83,7 @@ class Canvas {
   private:
     void mix(int x, int y, Colour colour, double opacity);
 
-    PictureRef picture_;
+    media::PictureRef picture_;
     int left_ = 0;
     int top_ = 0;
     int right_ = 0;
@@ -91,4 +91,4 @@ class Canvas {
     GWorldPtr world_ = nullptr;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

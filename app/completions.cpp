@@ -1,10 +1,13 @@
 #include <fmt/format.h>
 
-#include "app/effects.h"
 #include "app/help.h"
 #include "app/optiontable.h"
+#include "edit/effects.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::effectIds;
+
 namespace {
 
 std::vector<std::string> wordsOf(const OptionRow& row) {
@@ -114,4 +117,4 @@ std::string completionScript(const std::string& shell) {
     return "";
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

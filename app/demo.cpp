@@ -5,11 +5,18 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "app/errors.h"
 #include "app/movie.h"
 #include "app/sheet.h"
+#include "edit/errors.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::describe;
+using edit::PixelSize;
+using edit::Problem;
+using edit::Refusal;
+using edit::TimeSpan;
+
 namespace {
 
 std::string scene(const char* name, PixelSize size) {
@@ -23,8 +30,8 @@ void makeDemo(const Options& given) {
     std::error_code problem;
     std::filesystem::create_directories(folder, problem);
     if (problem)
-        throw Refusal(ExitCode::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
-                                                       folder.string(), problem.message()));
+        throw Refusal(Problem::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
+                                                      folder.string(), problem.message()));
     const auto file = [&](const char* name) { return (folder / name).string(); };
 
     const PixelSize size = given.size.value_or(PixelSize{720, 480});
@@ -62,4 +69,4 @@ void makeDemo(const Options& given) {
     std::fflush(stdout);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -3,9 +3,9 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Runs `demo`. Replaces the demo's own files in the folder and nothing else.
 void makeDemo(const Options& options);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

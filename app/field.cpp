@@ -7,16 +7,44 @@
 #include <cstdio>
 
 #include "app/canvas.h"
-#include "app/errors.h"
-#include "app/outputs.h"
-#include "app/report.h"
-#include "app/request.h"
 #include "app/say.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "edit/errors.h"
+#include "edit/outputs.h"
+#include "edit/report.h"
+#include "edit/request.h"
 #include "media/StillIO.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::describe;
+using edit::directionFor;
+using edit::directionName;
+using edit::Edges;
+using edit::Effect;
+using edit::findEffect;
+using edit::makeRate;
+using edit::openPlugin;
+using edit::PixelSize;
+using edit::Placement;
+using edit::placementOf;
+using edit::Problem;
+using edit::Refusal;
+using edit::settleSize;
+using edit::StillInput;
+using edit::StillPair;
+using edit::StillRenderer;
+using edit::TransitionJob;
+using edit::writeResultPng;
+using host::PluginModule;
+using media::FrameRate;
+using media::MediaInfo;
+using media::MediaKind;
+using media::PictureRef;
+using media::PngAlpha;
+using media::probe;
+
 namespace {
 
 constexpr int kMargin = 32;
@@ -160,7 +188,7 @@ void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, con
         const auto plate =
             platePosition(module, job, inputs, std::min(job.frames - 1, job.frames * i / kSteps));
         if (!plate)
-            throw Refusal(ExitCode::BadUsage,
+            throw Refusal(Problem::BadRequest,
                           "a loaded module does not tell where its plate is; leave --plugin out");
         plates.push_back(*plate);
     }
@@ -196,7 +224,7 @@ TransitionJob fieldJob(const Options& o, const Effect& effect, const MediaInfo& 
     job.effect = effect;
     job.size = settleSize(o, first, Edges::Any);
     job.frames = first.kind == MediaKind::still ? 1000 : 30;
-    job.direction = directionFor(o, effect);
+    job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;
     return job;
 }
@@ -211,17 +239,18 @@ std::string subtitle(const TransitionJob& job) {
 }  // namespace
 
 void makeField(const Options& o) {
-    const PluginModule module = openPlugin(o);
+    const PluginModule module = openPlugin(o.plugin);
     if (o.effects.size() > 1)
-        throw Refusal(ExitCode::BadUsage, "field draws one effect; give one id to --effect");
+        throw Refusal(Problem::BadRequest, "field draws one effect; give one id to --effect");
     const Effect effect = findEffect(module, o.effects.empty() ? "wash-away" : o.effects.front());
     checkPictureOutput(o);
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
     const TransitionJob job = fieldJob(o, effect, first);
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs[0], job.size, o.fit, rate, false);
+    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag());
     std::unique_ptr<StillInput> b;
-    if (o.inputs.size() > 1) b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false);
+    if (o.inputs.size() > 1)
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false, &interruptFlag());
     const StillPair inputs{&a, b.get()};
 
     int cells = 0;
@@ -258,4 +287,4 @@ void makeField(const Options& o) {
     if (!o.quiet) say("{}: {}, {}\n", o.output, effect.id, describe(job.size));
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

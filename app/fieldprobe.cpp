@@ -11,7 +11,15 @@
 #include "ImageLib/source/SICommon.h"
 #include "app/field.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::Placement;
+using edit::placementOf;
+using edit::StillPair;
+using edit::StillRenderer;
+using edit::TransitionJob;
+using host::PluginModule;
+
 namespace {
 
 // The session keeps its parameter block to itself, so an entry function of our own stands between the two
@@ -116,4 +124,4 @@ std::optional<Plate> platePosition(const PluginModule& module, const TransitionJ
     return lastPlate(trace.text());
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

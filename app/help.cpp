@@ -8,7 +8,7 @@
 #define TUMBLEWASH_VERSION "0"
 #endif
 
-namespace tumblewash {
+namespace tumblewash::app {
 namespace {
 
 constexpr std::size_t kWidth = 100;
@@ -88,7 +88,11 @@ std::string roff(const std::string& text) {
 }  // namespace
 
 std::string versionText() {
-    return "tumblewash " TUMBLEWASH_VERSION "\n";
+    return versionWords() + "\n";
+}
+
+std::string versionWords() {
+    return "tumblewash " TUMBLEWASH_VERSION;
 }
 
 std::string helpText(Command command) {
@@ -145,4 +149,4 @@ std::string manPage() {
     return out;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -6,10 +6,13 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// The version as `--version` prints it.
 std::string versionText();
+
+/// The same without the line end.
+std::string versionWords();
 
 /// Help for one command, or the overview for Command::None. Ends with a newline.
 std::string helpText(Command command);
@@ -20,4 +23,4 @@ std::string manPage();
 /// A completion script for `bash`, `zsh` or `fish`; empty for any other shell.
 std::string completionScript(const std::string& shell);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

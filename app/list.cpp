@@ -5,12 +5,22 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "app/effects.h"
 #include "app/help.h"
 #include "app/optiontable.h"
-#include "app/report.h"
+#include "edit/effects.h"
+#include "edit/report.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::allEffects;
+using edit::directionName;
+using edit::Effect;
+using edit::kindOf;
+using edit::openPlugin;
+using edit::Placement;
+using edit::placementOf;
+using host::PluginModule;
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -69,7 +79,7 @@ Json optionJson(const OptionRow& row) {
 }  // namespace
 
 std::string listText(const Options& options) {
-    const PluginModule module = openPlugin(options);
+    const PluginModule module = openPlugin(options.plugin);
     std::string out = fmt::format("{:>5}  {:14} {:24} {:36} {}\n", "index", "id", "name", "kind", "frames");
     const std::vector<Effect> longest = allEffects(module, 1.0F);
     for (const Effect& effect : allEffects(module, 0.0F)) {
@@ -83,10 +93,8 @@ std::string listText(const Options& options) {
 }
 
 std::string listJson(const Options& options) {
-    const PluginModule module = openPlugin(options);
-    std::string version = versionText();
-    version.pop_back();
-    Json json{{"program", version}, {"plugin", module.name()}};
+    const PluginModule module = openPlugin(options.plugin);
+    Json json{{"program", versionWords()}, {"plugin", module.name()}};
     const std::vector<Effect> longest = allEffects(module, 1.0F);
     for (const Effect& effect : allEffects(module, 0.0F))
         json["effects"].push_back(effectJson(effect, longest[static_cast<std::size_t>(effect.index)]));
@@ -96,4 +104,4 @@ std::string listJson(const Options& options) {
     return json.dump(2) + "\n";
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

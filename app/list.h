@@ -6,7 +6,7 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// A table with one line per transition. Throws Refusal or HostError when the plug-in cannot be asked.
 std::string listText(const Options& options);
@@ -14,4 +14,4 @@ std::string listText(const Options& options);
 /// The same as JSON, with the commands and options of this program beside it.
 std::string listJson(const Options& options);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -2,5 +2,5 @@
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(tumblewash::runProgram(arguments));
+    return static_cast<int>(tumblewash::app::runProgram(arguments));
 }

@@ -4,9 +4,9 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Runs join, out or in. Throws Refusal, MediaError or HostError; an old output is then as it was.
 void makeMovie(const Options& options);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -5,11 +5,16 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "app/errors.h"
-#include "app/nearest.h"
 #include "app/optiontable.h"
+#include "edit/errors.h"
+#include "edit/nearest.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::didYouMean;
+using edit::Problem;
+using edit::Refusal;
+
 namespace {
 
 std::vector<std::string> commandNames() {
@@ -26,12 +31,12 @@ std::vector<std::string> optionNames(Command id) {
 
 [[noreturn]] void refuseWord(const std::string& word) {
     if (word.size() > 1 && word[0] == '-')
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("{}: the command comes first, e.g. tumblewash join A.mp4 B.mp4 "
                                   "-o out.mp4; see tumblewash --help",
                                   word));
-    throw Refusal(ExitCode::BadUsage, fmt::format("{}: no such command{}; see tumblewash --help", word,
-                                                  didYouMean(word, commandNames())));
+    throw Refusal(Problem::BadRequest, fmt::format("{}: no such command{}; see tumblewash --help", word,
+                                                   didYouMean(word, commandNames())));
 }
 
 // One command's parser, built from the table; values are stored afterwards, so that the table's own words
@@ -59,7 +64,7 @@ struct CommandParser {
         for (const std::string& word : app.remaining()) {
             if (word == "--") continue;
             const std::string name = word.substr(0, word.find('='));
-            throw Refusal(ExitCode::BadUsage,
+            throw Refusal(Problem::BadRequest,
                           fmt::format("{}: no such option of {}{}", name, commandRow(id).name,
                                       didYouMean(name, optionNames(id))));
         }
@@ -74,7 +79,7 @@ struct CommandParser {
                 continue;
             }
             if (options[i]->results().size() > 1)
-                throw Refusal(ExitCode::BadUsage, fmt::format("{} is given more than once", rows[i]->name));
+                throw Refusal(Problem::BadRequest, fmt::format("{} is given more than once", rows[i]->name));
             rows[i]->store(result, options[i]->results().front());
         }
     }
@@ -88,11 +93,11 @@ struct CommandParser {
         const std::string words = problem.what();
         for (const OptionRow* row : optionsOf(id))
             if (words.find(row->name) != std::string::npos && *row->value)
-                throw Refusal(ExitCode::BadUsage,
+                throw Refusal(Problem::BadRequest,
                               fmt::format("{} needs a value: {} {}", row->name, row->name, row->value));
         std::string oneLine = words;
         std::replace(oneLine.begin(), oneLine.end(), '\n', ' ');
-        throw Refusal(ExitCode::BadUsage, oneLine + "; see tumblewash --help");
+        throw Refusal(Problem::BadRequest, oneLine + "; see tumblewash --help");
     }
 };
 
@@ -100,31 +105,31 @@ void checkInputs(const Options& o, const CommandRow& row) {
     const int count = static_cast<int>(o.inputs.size());
     for (const std::string& input : o.inputs)
         if (input.empty())
-            throw Refusal(ExitCode::BadUsage, fmt::format("{}: an input's name is empty", row.name));
+            throw Refusal(Problem::BadRequest, fmt::format("{}: an input's name is empty", row.name));
     if (count < row.fewest)
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("{} needs {}{}: tumblewash {} {}", row.name,
                                   row.most == row.fewest ? "" : "at least ",
                                   row.fewest == 1 ? "one input" : fmt::format("{} inputs", row.fewest),
                                   row.name, row.inputs));
     if (row.most >= 0 && count > row.most)
-        throw Refusal(ExitCode::BadUsage, fmt::format("{}: one input too many for {}; it takes {}",
-                                                      o.inputs[static_cast<std::size_t>(row.most)], row.name,
-                                                      row.most == 0 ? "none" : row.inputs));
+        throw Refusal(Problem::BadRequest, fmt::format("{}: one input too many for {}; it takes {}",
+                                                       o.inputs[static_cast<std::size_t>(row.most)], row.name,
+                                                       row.most == 0 ? "none" : row.inputs));
 }
 
 void checkTogether(const Options& o, const CommandRow& row) {
     if (o.duration && o.speed)
-        throw Refusal(ExitCode::BadUsage, "--duration and --speed both set the length; give one of them");
+        throw Refusal(Problem::BadRequest, "--duration and --speed both set the length; give one of them");
     if (row.wantsOutput && o.output.empty() && o.mlt.empty())
-        throw Refusal(ExitCode::BadUsage, fmt::format("{} needs an output: -o FILE", row.name));
+        throw Refusal(Problem::BadRequest, fmt::format("{} needs an output: -o FILE", row.name));
     if (o.output.empty() && !o.mlt.empty() && !o.report.empty())
-        throw Refusal(ExitCode::BadUsage, "--report tells what was rendered; give an output too: -o FILE");
+        throw Refusal(Problem::BadRequest, "--report tells what was rendered; give an output too: -o FILE");
     if (o.frame && *o.frame >= o.of.value_or(30))
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("--frame {} is past the end: of {} frames the last is {}", *o.frame,
                                   o.of.value_or(30), o.of.value_or(30) - 1));
-    if (o.quiet && o.verbose) throw Refusal(ExitCode::BadUsage, "--quiet and --verbose exclude each other");
+    if (o.quiet && o.verbose) throw Refusal(Problem::BadRequest, "--quiet and --verbose exclude each other");
 }
 
 }  // namespace
@@ -149,7 +154,7 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     if (word == "--generate") {
         static const std::vector<std::string> kKinds{"man", "bash", "zsh", "fish"};
         if (arguments.size() != 2 || std::find(kKinds.begin(), kKinds.end(), arguments[1]) == kKinds.end())
-            throw Refusal(ExitCode::BadUsage, "--generate needs one of man, bash, zsh, fish");
+            throw Refusal(Problem::BadRequest, "--generate needs one of man, bash, zsh, fish");
         options.generate = arguments[1];
         return options;
     }
@@ -167,4 +172,4 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     refuseWord(word);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

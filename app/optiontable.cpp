@@ -5,10 +5,21 @@
 #include <algorithm>
 #include <charconv>
 
-#include "app/errors.h"
-#include "app/nearest.h"
+#include "edit/errors.h"
+#include "edit/nearest.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::didYouMean;
+using edit::parseDecimal;
+using edit::parseRate;
+using edit::parseSize;
+using edit::parseTime;
+using edit::Problem;
+using edit::Refusal;
+using host::AudioPolicy;
+using media::Fit;
+
 namespace {
 
 template <typename T>
@@ -16,7 +27,7 @@ T parseInteger(const std::string& text, T least, T most, const char* name) {
     T value{};
     const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (problem != std::errc{} || end != text.data() + text.size() || value < least || value > most)
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("{} {}: give a whole number from {} to {}", name, text, least, most));
     return value;
 }
@@ -34,8 +45,8 @@ T parseWord(const std::string& text, const Word<T> (&words)[N], const char* name
         if (text == row.word) return row.value;
         known.emplace_back(row.word);
     }
-    throw Refusal(ExitCode::BadUsage, fmt::format("{} {}: choose one of {}{}", name, text,
-                                                  fmt::join(known, ", "), didYouMean(text, known)));
+    throw Refusal(Problem::BadRequest, fmt::format("{} {}: choose one of {}{}", name, text,
+                                                   fmt::join(known, ", "), didYouMean(text, known)));
 }
 
 void storeEffects(Options& o, const std::string& text) {
@@ -44,7 +55,7 @@ void storeEffects(Options& o, const std::string& text) {
         const std::size_t comma = text.find(',', start);
         o.effects.push_back(text.substr(start, comma == std::string::npos ? comma : comma - start));
         if (o.effects.back().empty())
-            throw Refusal(ExitCode::BadUsage, fmt::format("--effect {}: an id is missing", text));
+            throw Refusal(Problem::BadRequest, fmt::format("--effect {}: an id is missing", text));
         if (comma == std::string::npos) return;
         start = comma + 1;
     }
@@ -53,7 +64,7 @@ void storeEffects(Options& o, const std::string& text) {
 void storeSpeed(Options& o, const std::string& text) {
     std::int64_t micros = 0;
     if (!parseDecimal(text, micros) || micros > 1000000)
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("--speed {}: give a number from 0 to 1, e.g. 0.5", text));
     o.speed = static_cast<float>(static_cast<double>(micros) / 1e6);
 }
@@ -334,4 +345,4 @@ std::vector<const OptionRow*> optionsOf(Command id) {
     return rows;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -8,7 +8,7 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// What a shell should offer as an option's value.
 enum class ValueKind { None, Text, File, Choice, Effect };
@@ -65,4 +65,4 @@ std::vector<std::string> choicesOf(const OptionRow& row);
 /// The options of one command, in order.
 std::vector<const OptionRow*> optionsOf(Command id);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

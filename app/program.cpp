@@ -12,15 +12,25 @@
 #include "app/list.h"
 #include "app/movie.h"
 #include "app/options.h"
-#include "app/outputs.h"
 #include "app/sheet.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "edit/errors.h"
+#include "edit/outputs.h"
 #include "host/HostError.h"
 #include "media/MediaError.h"
 #include "media/Staging.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::failWhileWorking;
+using edit::Problem;
+using edit::Refusal;
+using host::HostError;
+using media::MediaError;
+using media::MediaErrorCode;
+using media::throwNotWritable;
+
 namespace {
 
 void print(const std::string& text) try {
@@ -76,6 +86,22 @@ ExitCode codeOf(MediaErrorCode code) {
     return ExitCode::RenderFailed;
 }
 
+ExitCode codeOf(Problem problem) {
+    switch (problem) {
+        case Problem::BadRequest:
+            return ExitCode::BadUsage;
+        case Problem::BadInput:
+            return ExitCode::BadInput;
+        case Problem::BadOutput:
+            return ExitCode::BadOutput;
+        case Problem::RenderFailed:
+            return ExitCode::RenderFailed;
+        case Problem::Interrupted:
+            return ExitCode::Interrupted;
+    }
+    return ExitCode::RenderFailed;
+}
+
 ExitCode refuse(ExitCode code, const char* words) {
     // What breaks off after a signal breaks because of it, whatever it says about itself.
     if (interruptFlag().load()) code = ExitCode::Interrupted;
@@ -95,7 +121,7 @@ ExitCode runProgram(const std::vector<std::string>& arguments) noexcept {
         dispatch(parseOptions(arguments));
         return ExitCode::Done;
     } catch (const Refusal& refusal) {
-        return refuse(refusal.code(), refusal.what());
+        return refuse(codeOf(refusal.problem()), refusal.what());
     } catch (const MediaError& problem) {
         return refuse(codeOf(problem.code()), problem.what());
     } catch (const HostError& problem) {
@@ -110,4 +136,4 @@ ExitCode runProgram(const std::vector<std::string>& arguments) noexcept {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

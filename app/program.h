@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "app/errors.h"
+#include "app/exitcode.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Runs the program with the arguments behind its name. Never throws.
 ExitCode runProgram(const std::vector<std::string>& arguments) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -5,7 +5,12 @@
 
 #include <algorithm>
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::microsecondsOf;
+using edit::secondsOf;
+using media::FrameRate;
+
 namespace {
 
 double framesPerSecond(const ProgressState& s) {
@@ -90,4 +95,4 @@ void Progress::show(bool end) {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

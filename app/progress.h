@@ -8,16 +8,16 @@
 #include <string>
 
 #include "app/options.h"
-#include "app/times.h"
+#include "edit/times.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// What the line shows at one moment.
 struct ProgressState {
-    std::int64_t frame = 0;   ///< frames done
-    std::int64_t frames = 1;  ///< frames in all
-    double elapsed = 0;       ///< seconds since the start
-    FrameRate rate{25, 1};    ///< of the result
+    std::int64_t frame = 0;        ///< frames done
+    std::int64_t frames = 1;       ///< frames in all
+    double elapsed = 0;            ///< seconds since the start
+    media::FrameRate rate{25, 1};  ///< of the result
 };
 
 /// The terminal line without its carriage return, e.g. `join  47%  1.8x  0:12 left`.
@@ -30,7 +30,7 @@ std::string progressBlock(const ProgressState& state, bool end);
 /// a terminal; key=value blocks go to standard output, unless `keysToError` says that it carries the result.
 class Progress {
   public:
-    Progress(const Options& options, std::string title, std::int64_t frames, FrameRate rate,
+    Progress(const Options& options, std::string title, std::int64_t frames, media::FrameRate rate,
              bool keysToError = false);
     ~Progress();
     Progress(const Progress&) = delete;
@@ -55,4 +55,4 @@ class Progress {
     bool shown_ = false;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Formats as fmt::format does and writes to standard error; failures of writing are ignored.
 template <class... Values>
@@ -16,4 +16,4 @@ void say(fmt::format_string<Values...> words, Values&&... values) {
     std::fputs(fmt::format(words, std::forward<Values>(values)...).c_str(), stderr);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -10,19 +10,51 @@
 #include <thread>
 
 #include "app/canvas.h"
-#include "app/effects.h"
-#include "app/errors.h"
-#include "app/outputs.h"
 #include "app/progress.h"
-#include "app/request.h"
 #include "app/say.h"
 #include "app/signals.h"
-#include "app/stillrender.h"
 #include "app/stills.h"
+#include "edit/effects.h"
+#include "edit/errors.h"
+#include "edit/outputs.h"
+#include "edit/request.h"
+#include "edit/stillrender.h"
 #include "media/Pattern.h"
 #include "media/StillIO.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::describe;
+using edit::directionFor;
+using edit::Edges;
+using edit::Effect;
+using edit::effectIds;
+using edit::evenFrames;
+using edit::findEffect;
+using edit::makeRate;
+using edit::openPlugin;
+using edit::PixelSize;
+using edit::Placement;
+using edit::placementOf;
+using edit::Problem;
+using edit::Refusal;
+using edit::settleSize;
+using edit::StillInput;
+using edit::StillRenderer;
+using edit::TimeSpan;
+using edit::TransitionJob;
+using edit::writeResultPng;
+using host::kMinPictureSide;
+using host::PluginModule;
+using media::FrameRate;
+using media::isPattern;
+using media::MediaInfo;
+using media::MediaKind;
+using media::parsePattern;
+using media::PictureRef;
+using media::PngAlpha;
+using media::probe;
+
 namespace {
 
 constexpr int kMargin = 40;
@@ -116,7 +148,7 @@ void inParallel(int count, int threads, const std::function<void(int)>& job) {
     const auto work = [&] {
         for (int i = next++; i < count; i = next++) {
             try {
-                if (interruptFlag().load()) throw Refusal(ExitCode::Interrupted, "interrupted");
+                if (interruptFlag().load()) throw Refusal(Problem::Interrupted, "interrupted");
                 job(i);
             } catch (...) {
                 failures[static_cast<std::size_t>(i)] = std::current_exception();
@@ -154,12 +186,13 @@ std::vector<std::string> sheetEffectIds(const Options& o) {
 }
 
 void makeSheet(const Options& o) {
-    const PluginModule module = openPlugin(o);
+    const PluginModule module = openPlugin(o.plugin);
     std::vector<Effect> effects;
     for (const std::string& id : sheetEffectIds(o)) {
         effects.push_back(findEffect(module, id));
         if (placementOf(effects.back()) == Placement::Cut)
-            throw Refusal(ExitCode::BadUsage, fmt::format("{} draws nothing; leave it out of the sheet", id));
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{} draws nothing; leave it out of the sheet", id));
     }
     checkPictureOutput(o);
     const MediaInfo infoA = probe(o.inputs[0], &interruptFlag());
@@ -169,8 +202,8 @@ void makeSheet(const Options& o) {
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
     const std::int64_t n = sheetFrames(o, infoA, infoB, rate);
-    StillInput a(o.inputs[0], size, o.fit, rate, false);
-    StillInput b(o.inputs[1], size, o.fit, rate, false);
+    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag());
+    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag());
 
     const Palette& palette = paletteOf(o.theme);
     const Layout layout(o.columns, static_cast<int>(effects.size()), size);
@@ -188,7 +221,7 @@ void makeSheet(const Options& o) {
         job.effect = effect;
         job.size = size;
         job.frames = n;
-        job.direction = directionFor(o, effect);
+        job.direction = directionFor(o.direction, effect);
         job.seed = o.seed;
         job.proxy = o.proxy;
         StillRenderer renderer(module, job, {&a, &b});
@@ -212,4 +245,4 @@ void makeSheet(const Options& o) {
             describe(PixelSize{canvas.width(), canvas.height()}));
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -3,7 +3,7 @@
 
 #include "app/options.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Runs `sheet`. Throws Refusal, MediaError or HostError; an old output is then as it was.
 void makeSheet(const Options& options);
@@ -11,4 +11,4 @@ void makeSheet(const Options& options);
 /// The effects named by the options; "all" and nothing mean every one that draws.
 std::vector<std::string> sheetEffectIds(const Options& options);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

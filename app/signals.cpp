@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-namespace tumblewash {
+namespace tumblewash::app {
 namespace {
 
 std::atomic<bool> interrupted{false};
@@ -38,4 +38,4 @@ const char* interruptName() {
     return number == SIGINT ? "SIGINT" : number == SIGTERM ? "SIGTERM" : "a signal";
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

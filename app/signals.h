@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// Installs the handlers, once for the process.
 void installSignalHandlers();
@@ -15,4 +15,4 @@ const std::atomic<bool>& interruptFlag();
 /// The name of the signal that raised the flag, or "a signal".
 const char* interruptName();
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

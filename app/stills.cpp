@@ -4,24 +4,57 @@
 
 #include <cstdio>
 
-#include "app/effects.h"
-#include "app/errors.h"
-#include "app/outputs.h"
-#include "app/report.h"
-#include "app/request.h"
+#include "app/help.h"
 #include "app/say.h"
 #include "app/signals.h"
-#include "app/stillrender.h"
+#include "edit/effects.h"
+#include "edit/errors.h"
+#include "edit/outputs.h"
+#include "edit/report.h"
+#include "edit/request.h"
+#include "edit/stillrender.h"
 #include "media/Staging.h"
 #include "media/StillIO.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::describe;
+using edit::directionFor;
+using edit::directionName;
+using edit::Edges;
+using edit::Effect;
+using edit::findEffect;
+using edit::makeRate;
+using edit::openPlugin;
+using edit::Problem;
+using edit::Refusal;
+using edit::refuseInputAsOutput;
+using edit::Report;
+using edit::ReportedTransition;
+using edit::reportJson;
+using edit::settleSize;
+using edit::StillInput;
+using edit::StillPair;
+using edit::StillRenderer;
+using edit::TransitionJob;
+using edit::writeResultPng;
+using edit::writeTextFile;
+using host::FrameResult;
+using host::PluginModule;
+using media::checkTarget;
+using media::FrameRate;
+using media::MediaInfo;
+using media::PictureRef;
+using media::PngAlpha;
+using media::probe;
+
 namespace {
 
 void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& result,
                  const HYPluginClipInfo& clip, const PluginModule& module) {
     if (o.report.empty()) return;
     Report report;
+    report.program = versionWords();
     report.command = "frame";
     report.output = o.output;
     report.plugin = module.name();
@@ -48,9 +81,16 @@ void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& 
 
 }  // namespace
 
+void sayWarnings(const StillPair& inputs) {
+    for (const StillInput* input : {inputs.a, inputs.b}) {
+        if (!input) continue;
+        for (const std::string& line : input->warnings()) say("tumblewash: warning: {}\n", line);
+    }
+}
+
 void checkPictureOutput(const Options& o) {
     if (o.output.size() < 5 || o.output.substr(o.output.size() - 4) != ".png")
-        throw Refusal(ExitCode::BadUsage,
+        throw Refusal(Problem::BadRequest,
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png", o.output));
     refuseInputAsOutput(o.output, o.inputs);
     checkTarget(o.output, o.force);
@@ -61,9 +101,9 @@ void checkPictureOutput(const Options& o) {
 
 void makeFrame(const Options& given) {
     Options o = given;
-    const PluginModule module = openPlugin(o);
+    const PluginModule module = openPlugin(o.plugin);
     if (o.effects.size() > 1)
-        throw Refusal(ExitCode::BadUsage, "frame renders one effect; give one id to --effect");
+        throw Refusal(Problem::BadRequest, "frame renders one effect; give one id to --effect");
     const Effect effect = findEffect(module, o.effects.empty() ? "wash-away" : o.effects.front());
     checkPictureOutput(o);
 
@@ -74,14 +114,15 @@ void makeFrame(const Options& given) {
     job.effect = effect;
     job.size = settleSize(o, first, Edges::Any);
     job.frames = frames;
-    job.direction = directionFor(o, effect);
+    job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;
     job.proxy = o.proxy;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha);
+    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha, &interruptFlag());
     std::unique_ptr<StillInput> b;
-    if (o.inputs.size() > 1) b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.alpha);
+    if (o.inputs.size() > 1)
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.alpha, &interruptFlag());
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
     const PictureRef picture = renderer.render(*o.frame, &result);
@@ -93,4 +134,4 @@ void makeFrame(const Options& given) {
     say("{}: frame {} of {} of {}, {}\n", o.output, *o.frame, frames, effect.id, describe(job.size));
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

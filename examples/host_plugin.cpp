@@ -10,7 +10,16 @@
 #include "pluginDistort/v1/Catalogue.h"
 #include "pluginDistort/v1/Transitions.h"
 
-using namespace tumblewash;
+using tumblewash::host::FrameRequest;
+using tumblewash::host::FrameResult;
+using tumblewash::host::FrameSource;
+using tumblewash::host::LentFrame;
+using tumblewash::host::pictureStride;
+using tumblewash::host::PluginModule;
+using tumblewash::host::Session;
+using tumblewash::host::SessionSettings;
+using tumblewash::plugin::EffectRecord;
+using tumblewash::plugin::findEffectRecord;
 
 namespace {
 

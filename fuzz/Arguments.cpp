@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "app/errors.h"
 #include "app/options.h"
-#include "app/times.h"
+#include "edit/errors.h"
+#include "edit/times.h"
 #include "fuzz/Target.h"
 
 namespace {
@@ -24,8 +24,8 @@ std::vector<std::string> wordsOf(const std::uint8_t* data, std::size_t size) {
     return words;
 }
 
-void checkUnderstood(const tumblewash::Options& o) {
-    using tumblewash::Command;
+void checkUnderstood(const tumblewash::app::Options& o) {
+    using tumblewash::app::Command;
     demand(!o.speed || (*o.speed >= 0 && *o.speed <= 1), "a speed outside 0 to 1");
     demand(!o.fps || (o.fps->num > 0 && o.fps->den > 0), "a rate that is none");
     demand(o.threads >= 0 && o.threads <= 64, "a number of threads out of range");
@@ -40,7 +40,7 @@ template <class Parse>
 void tryOne(const std::string& word, Parse parse) {
     try {
         static_cast<void>(parse(word));
-    } catch (const tumblewash::Refusal&) {
+    } catch (const tumblewash::edit::Refusal&) {
     }
 }
 
@@ -49,16 +49,17 @@ void tryOne(const std::string& word, Parse parse) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::vector<std::string> words = wordsOf(data, size);
     try {
-        checkUnderstood(tumblewash::parseOptions(words));
-    } catch (const tumblewash::Refusal& refusal) {
-        demand(refusal.code() == tumblewash::ExitCode::BadUsage, "a command line refused with another code");
+        checkUnderstood(tumblewash::app::parseOptions(words));
+    } catch (const tumblewash::edit::Refusal& refusal) {
+        demand(refusal.problem() == tumblewash::edit::Problem::BadRequest,
+               "a command line refused with another code");
         const std::string line = refusal.what();
         demand(!line.empty() && line.find('\n') == std::string::npos, "a refusal is not one line: " + line);
     }
     for (const std::string& word : words) {
-        tryOne(word, tumblewash::parseTime);
-        tryOne(word, tumblewash::parseSize);
-        tryOne(word, tumblewash::parseRate);
+        tryOne(word, tumblewash::edit::parseTime);
+        tryOne(word, tumblewash::edit::parseSize);
+        tryOne(word, tumblewash::edit::parseRate);
     }
     return 0;
 }

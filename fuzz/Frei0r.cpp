@@ -21,7 +21,7 @@ using tumblewash::fuzz::demand;
 /// One loaded file; it stays loaded.
 struct Library {
     explicit Library(int index) {
-        std::string stem = tumblewash::effectRecord(static_cast<short>(index)).id;
+        std::string stem = tumblewash::plugin::effectRecord(static_cast<short>(index)).id;
         std::replace(stem.begin(), stem.end(), '-', '_');
         handle = dlopen((std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so").c_str(),
                         RTLD_NOW | RTLD_LOCAL);

@@ -42,16 +42,16 @@ Choice choiceOf(std::span<const std::uint8_t>& bytes) {
 }
 
 void readThrough(const std::string& path) {
-    tumblewash::ReaderSettings settings;
+    tumblewash::media::ReaderSettings settings;
     settings.width = 32;
     settings.height = 32;
     settings.threads = 1;
     settings.prefetch = 0;
-    tumblewash::Reader reader = tumblewash::Reader::open(path, settings);
+    tumblewash::media::Reader reader = tumblewash::media::Reader::open(path, settings);
     demand(reader.info().width > 0 && reader.info().height > 0, "a clip without a size");
     demand(reader.frameCount() >= 0, "a clip of fewer than no pictures");
     for (int i = 0; i < 6; ++i) {
-        const tumblewash::PictureRef picture = reader.readPicture();
+        const tumblewash::media::PictureRef picture = reader.readPicture();
         if (!picture) break;
         demand(picture.width() == 32 && picture.height() == 32, "a picture of another size");
     }
@@ -65,7 +65,7 @@ void readThrough(const std::string& path) {
 void refusable(void (*work)(const std::string&), const std::string& path) {
     try {
         work(path);
-    } catch (const tumblewash::MediaError& error) {
+    } catch (const tumblewash::media::MediaError& error) {
         const std::string line = error.what();
         demand(!line.empty() && line.find('\n') == std::string::npos, "a refusal is not one line: " + line);
     } catch (const std::bad_alloc&) {
@@ -84,9 +84,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const UnsteadyFile file(bytes, choice.ending, choice.trouble, choice.reading);
     refusable(
         [](const std::string& path) {
-            tumblewash::StillSettings settings;
+            tumblewash::media::StillSettings settings;
             settings.width = settings.height = 24;
-            static_cast<void>(tumblewash::readStill(path, settings));
+            static_cast<void>(tumblewash::media::readStill(path, settings));
         },
         file.path());
     return 0;

@@ -9,7 +9,7 @@
 
 #include "host/Catalogue.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -123,4 +123,4 @@ void saturate(std::span<float> samples) noexcept {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

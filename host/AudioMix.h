@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// Who decides the two clips' levels.
 enum class AudioPolicy {
@@ -64,4 +64,4 @@ void addRamped(std::span<float> out, std::span<const float> in, int channels, in
 /// Limits a finished mix to -1..1; what is no number becomes 0.
 void saturate(std::span<float> samples) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

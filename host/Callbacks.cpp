@@ -11,7 +11,7 @@
 #include "platform/CopyBits.h"
 #include "platform/Resources.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -240,4 +240,4 @@ HYPluginResult HostInstance::setClipInfo(const HYPluginClipInfo&) {
     return kPluginBadParams;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

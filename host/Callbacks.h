@@ -8,7 +8,7 @@
 #include "hostapi/HYPlugin.h"
 #include "platform/Types.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// The host's side of one transition. Every request is refused unless a derived class serves it; the records
 /// of transition, title and filter are lent from here, each loan counted.
@@ -51,4 +51,4 @@ class HostInstance {
     _HYProcs procs_{};
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -9,7 +9,7 @@
 
 #include "platform/Resources.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -79,4 +79,4 @@ std::string_view nearestEffectId(std::string_view text) {
     return nearest->id;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

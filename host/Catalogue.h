@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// One variant: `index` as the entry function takes it, `id` as the command line takes it, `name` in English.
 struct EffectName {
@@ -39,4 +39,4 @@ inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet 
     return effect == 5 || effect == 9 || effect == 13;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -5,7 +5,7 @@
 #include "platform/Types.h"
 #include "platform/World.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// Remembers the current world when made and sets it again when it goes.
 class CurrentWorld {
@@ -20,4 +20,4 @@ class CurrentWorld {
     GDHandle device_ = nullptr;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -5,7 +5,7 @@
 
 #include "host/HostError.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -83,4 +83,4 @@ int FrameLoans::endRequest() noexcept {
     return stillOut;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -11,7 +11,7 @@
 #include "host/FrameSource.h"
 #include "host/WorldOver.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// One frame on loan. The world outlives the loan until the request ends: the morph restores the locks of
 /// pixel maps whose frames it has already returned.
@@ -56,4 +56,4 @@ class FrameLoans {
     std::vector<std::vector<std::uint8_t>> spareBuffers_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -8,7 +8,7 @@
 
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// Pixel memory of somebody: `stride` is the distance in bytes from a row to the one below it and may be
 /// negative (bottom row first in memory) or hold padding. Nothing is owned.
@@ -64,4 +64,4 @@ class FrameSource {
     virtual void giveBack(const LentFrame& frame) noexcept = 0;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

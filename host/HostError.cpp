@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -42,4 +42,4 @@ std::string resultSentence(int code) {
     return "the plug-in answered with the unknown result " + std::to_string(code);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -8,7 +8,7 @@
 
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// A request that cannot be met. what() is one line without a final stop or line end, meant to follow
 /// "tumblewash: ".
@@ -32,4 +32,4 @@ class HostError : public std::runtime_error {
 /// answered.
 [[nodiscard]] std::string resultSentence(int code);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

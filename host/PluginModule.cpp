@@ -10,7 +10,7 @@
 
 #include "host/HostError.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -84,4 +84,4 @@ HYPluginResult PluginModule::call(int effect, HYPluginParams& params) const noex
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -9,7 +9,7 @@
 
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// The entry function: effect index and parameter block in, a result code in the low eight bits out.
 using PluginEntry = int (*)(short which, HYPluginParams* params);
@@ -40,4 +40,4 @@ class PluginModule {
     std::string name_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -4,7 +4,7 @@
 
 #include <mutex>
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// Held from seeding until the plug-in has drawn its random field. The generator belongs to the process, so
 /// the lock does too: an inline variable that is visible outside its library is one object even when several
@@ -14,4 +14,4 @@ struct [[gnu::visibility("default")]] SeedLock {
     static inline std::mutex mutex;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -16,7 +16,7 @@
 #include "host/FrameLoans.h"
 #include "host/SeedLock.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -450,4 +450,4 @@ AudioLevels Session::levels() const noexcept {
     return impl_->levels;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

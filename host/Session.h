@@ -17,7 +17,7 @@
 #include "host/SessionSettings.h"
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// The outcome of one frame.
 struct FrameResult {
@@ -85,4 +85,4 @@ class Session {
     std::unique_ptr<Impl> impl_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -6,7 +6,7 @@
 #include "host/Callbacks.h"
 #include "host/Catalogue.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -176,4 +176,4 @@ void checkSettings(const SessionSettings& settings, ClipLayout layout) {
     checkAudio(settings.audio);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -12,7 +12,7 @@
 #include "host/PluginModule.h"
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// How the clips of a transition lie to each other.
 enum class ClipLayout {
@@ -105,4 +105,4 @@ void checkPictureSize(int width, int height);
 /// outside 0..1, more frames than a clip has, numbers past 32 bits, sound without channels or frame rate.
 void checkSettings(const SessionSettings& settings, ClipLayout layout);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -6,7 +6,7 @@
 #include "host/CurrentWorld.h"
 #include "platform/Carbon.h"
 
-namespace tumblewash::callbacks {
+namespace tumblewash::host::callbacks {
 
 namespace {
 
@@ -127,4 +127,4 @@ float cgStringWidth(ConstStr255Param text, float size) {
     return width * std::min(size, kLargestText) / static_cast<float>(whole);
 }
 
-}  // namespace tumblewash::callbacks
+}  // namespace tumblewash::host::callbacks

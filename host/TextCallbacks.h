@@ -7,7 +7,7 @@
 #include "hostapi/HYPlugin.h"
 #include "platform/Types.h"
 
-namespace tumblewash::callbacks {
+namespace tumblewash::host::callbacks {
 
 /// Fills the part of `rect` inside the map with the colour's high bytes and alpha 255.
 HYPluginResult fillRect(const PixMap* destination, const Rect* rect, const RGBColor* color);
@@ -29,4 +29,4 @@ HYPluginResult cgDrawText(GWorldPtr world, ConstStr255Param text, const Rect* re
 /// Advance at `size` pixels: measured at the nearest whole size and scaled.
 float cgStringWidth(ConstStr255Param text, float size);
 
-}  // namespace tumblewash::callbacks
+}  // namespace tumblewash::host::callbacks

@@ -6,7 +6,7 @@
 #include "host/HostError.h"
 #include "platform/World.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 namespace {
 
@@ -58,4 +58,4 @@ void WorldOver::writeBack() const {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

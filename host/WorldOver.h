@@ -9,7 +9,7 @@
 #include "host/FrameSource.h"
 #include "platform/Types.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 
 /// What the user of a world expects of the memory under it.
 struct WorldNeeds {
@@ -45,4 +45,4 @@ class WorldOver {
     GWorldPtr world_ = nullptr;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::host

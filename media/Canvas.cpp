@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -176,4 +176,4 @@ double scatter(int a, int b) noexcept {
     return (h >> 8) / 16777216.0;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

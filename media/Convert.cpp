@@ -8,7 +8,7 @@
 
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -195,4 +195,4 @@ PictureRef fromArgb(const PictureRef& picture, ColourMatrix matrix, FieldOrder f
     return wrapFrame(std::move(out), fields, matrix);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -8,7 +8,7 @@
 
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -218,4 +218,4 @@ PictureRef fromDeep(const PictureRef& picture, PixelLayout layout, ColourMatrix 
     return wrapFrame(std::move(out), fields, matrix);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -17,7 +17,7 @@ extern "C" {
 #include <libavutil/intreadwrite.h>
 }
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -302,4 +302,4 @@ bool StreamDecoder::seek(int64_t timestamp) {
     return true;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -6,7 +6,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 std::string line(const std::string& file, const std::string& problem) {
@@ -27,4 +27,4 @@ void setMediaVerbose(bool verbose) noexcept {
     av_log_set_level(verbose && quietFromTheStart ? AV_LOG_INFO : AV_LOG_QUIET);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

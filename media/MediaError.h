@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// The kinds of failure a caller may want to tell apart.
 enum class MediaErrorCode {
@@ -44,4 +44,4 @@ using CancelFlag = const std::atomic<bool>*;
 /// For the whole process; safe from any thread.
 void setMediaVerbose(bool verbose) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

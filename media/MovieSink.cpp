@@ -17,7 +17,7 @@ extern "C" {
 #include "media/Staging.h"
 #include "media/detail/Sink.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -384,4 +384,4 @@ std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings&
     return std::make_unique<MovieSink>(output, settings);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

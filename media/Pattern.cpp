@@ -11,7 +11,7 @@
 #include "media/Probe.h"
 #include "media/detail/Scenes.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -132,4 +132,4 @@ void playPattern(const DrawnScene& drawn, int sampleRate, int64_t first, float* 
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

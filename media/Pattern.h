@@ -9,7 +9,7 @@
 
 #include "media/Picture.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// A parsed drawn source.
 struct DrawnScene {
@@ -38,4 +38,4 @@ void drawPattern(const DrawnScene& drawn, double seconds, uint8_t* argb, ptrdiff
 /// The scene's sound: `frames` sample frames, interleaved left, right, from sample frame `first` on.
 void playPattern(const DrawnScene& drawn, int sampleRate, int64_t first, float* interleaved, size_t frames);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@
 #include "media/Probe.h"
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -180,4 +180,4 @@ ColourMatrix PictureRef::matrix() const noexcept {
     return storage_ ? storage_->matrix : ColourMatrix::bt709;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

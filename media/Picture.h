@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// An exact rate or ratio, num / den, den > 0.
 struct FrameRate {
@@ -119,4 +119,4 @@ PictureRef toDeep(const PictureRef& picture);
 PictureRef fromDeep(const PictureRef& picture, PixelLayout layout, ColourMatrix matrix,
                     FieldOrder fields = FieldOrder::progressive);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -324,4 +324,4 @@ void PictureGraph::reset() {
     ready_.clear();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

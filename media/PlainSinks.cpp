@@ -17,7 +17,7 @@ extern "C" {
 #include <libavutil/md5.h>
 }
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -149,4 +149,4 @@ std::unique_ptr<Sink> makeNull(const std::string&, const WriterSettings&) {
     return std::make_unique<NullSink>();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -8,7 +8,7 @@
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -213,4 +213,4 @@ MediaInfo probe(const std::string& path, CancelFlag cancel) {
     return probeDetail(path, cancel).info;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

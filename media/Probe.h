@@ -10,7 +10,7 @@
 #include "media/MediaError.h"
 #include "media/Picture.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 enum class MediaKind { clip, still };
 
@@ -48,4 +48,4 @@ MediaInfo probe(const std::string& path, CancelFlag cancel = nullptr);
 /// The largest width or height of a picture that this room decodes or makes.
 constexpr int kMaxPictureSide = 16384;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

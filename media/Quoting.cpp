@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -136,4 +136,4 @@ bool isUtf8(std::string_view text) noexcept {
     return all;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// `name` unchanged when it is UTF-8, holds no control character and does not begin with a double quote; else
 /// in double quotes, with `"` and `\` behind a backslash, the control characters of C as \a \b \t \n \v \f
@@ -26,4 +26,4 @@ std::string printable(std::string_view text);
 /// True when `text` is UTF-8 throughout.
 bool isUtf8(std::string_view text) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -11,7 +11,7 @@
 #include "media/detail/Sound.h"
 #include "media/detail/SteadyPictures.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -230,4 +230,4 @@ std::vector<std::string> Reader::warnings() const {
     return out;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -11,7 +11,7 @@
 
 #include "media/Probe.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// How a picture is brought to a size of another shape.
 enum class Fit {
@@ -92,4 +92,4 @@ class Reader {
     std::unique_ptr<Impl> impl_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -6,7 +6,7 @@
 
 #include "media/detail/Scenes.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -193,4 +193,4 @@ Ears playCity(double t) {
     return {out.left + bass, out.right + bass};
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -6,7 +6,7 @@
 
 #include "media/detail/Scenes.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -201,4 +201,4 @@ Ears playHarbour(double t) {
     return {out.left + surf, out.right + surf};
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

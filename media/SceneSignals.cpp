@@ -3,7 +3,7 @@
 
 #include "media/detail/Scenes.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -52,4 +52,4 @@ Ears playFlash(double seconds) {
     return {value, value};
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

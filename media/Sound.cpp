@@ -6,7 +6,7 @@
 
 #include "media/detail/Input.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -240,4 +240,4 @@ std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, int sampleRate,
     return std::make_unique<FileSound>(facts, sampleRate, cancel);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

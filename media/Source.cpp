@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -293,4 +293,4 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     return extent;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

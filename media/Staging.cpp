@@ -15,7 +15,7 @@
 
 #include "media/MediaError.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace fs = std::filesystem;
 
@@ -266,4 +266,4 @@ void StagedSequence::commit() {
     syncDirectory(directory_, pattern_);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// Throws MediaError (notWritable) when `path` could not become a file: missing, closed or no directory, a
 /// directory itself, no regular file, already there without `force`.
@@ -76,4 +76,4 @@ bool isNumberPattern(const std::string& output);
 /// The pattern with its number filled in.
 std::string numbered(const std::string& pattern, int64_t number);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

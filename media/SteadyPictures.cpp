@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -135,4 +135,4 @@ void SteadyPictures::seek(int64_t index) {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

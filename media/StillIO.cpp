@@ -5,7 +5,7 @@
 #include "media/Staging.h"
 #include "media/detail/Png.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 PngEncoder::PngEncoder(std::string file, int width, int height, PngAlpha alpha)
     : file_(std::move(file)), alpha_(alpha) {
@@ -97,4 +97,4 @@ void writePng(const std::string& path, const PictureRef& picture, PngAlpha alpha
     writePng(path, argb.data(), argb.width(), argb.height(), argb.stride(), alpha, force);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

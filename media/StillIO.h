@@ -9,7 +9,7 @@
 #include "media/Picture.h"
 #include "media/Reader.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// Size and shape wanted of one picture.
 struct StillSettings {
@@ -41,4 +41,4 @@ void writePng(const std::string& path, const uint8_t* argb, int width, int heigh
 void writePng(const std::string& path, const PictureRef& picture, PngAlpha alpha = PngAlpha::drop,
               bool force = false);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

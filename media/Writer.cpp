@@ -14,7 +14,7 @@
 #include "media/Staging.h"
 #include "media/detail/Sink.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 namespace {
 
@@ -288,4 +288,4 @@ void Writer::commit() {
     impl_->committed = true;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -13,7 +13,7 @@
 #include "media/MediaError.h"
 #include "media/Picture.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// What to write, in sizes, rates and quality.
 struct WriterSettings {
@@ -97,4 +97,4 @@ std::vector<OutputKind> outputKinds();
 /// round.
 bool needsEvenSize(const std::string& output);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

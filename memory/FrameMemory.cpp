@@ -20,7 +20,7 @@
 #include <sanitizer/asan_interface.h>
 #endif
 
-namespace tumblewash {
+namespace tumblewash::memory {
 
 namespace {
 
@@ -154,4 +154,4 @@ void dropKeptFrames() noexcept {
     kept.drop();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::memory

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <new>
 
-namespace tumblewash {
+namespace tumblewash::memory {
 
 /// `bytes` bytes that begin on a cache line, with undefined values; null when there are none. From any
 /// thread. The caller owns them and gives them back with freeFrameMemory.
@@ -48,4 +48,4 @@ struct FrameAllocator {
     }
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::memory

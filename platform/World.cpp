@@ -9,6 +9,9 @@
 #include "platform/WorldRecord.h"
 
 namespace tumblewash::platform {
+
+using memory::newFrameMemory;
+
 namespace {
 
 thread_local OpaqueWorld* currentWorld = nullptr;
@@ -81,7 +84,7 @@ OSErr NewGWorld(GWorldPtr* world, short depth, const Rect* bounds, CTabHandle, G
     void* pixels = zeroedPixels(rows * static_cast<std::size_t>(stride));
     if (pixels == nullptr) return memFullErr;
     const OSErr error = makeWorld(world, pixels, stride, *bounds, true);
-    if (error != noErr) tumblewash::freeFrameMemory(pixels);
+    if (error != noErr) tumblewash::memory::freeFrameMemory(pixels);
     return error;
 }
 
@@ -89,7 +92,7 @@ void DisposeGWorld(GWorldPtr world) {
     if (world == nullptr) return;
     if (currentWorld == world) currentWorld = nullptr;
     DisposeHandle(reinterpret_cast<Handle>(world->map));
-    tumblewash::freeFrameMemory(world->owned);
+    tumblewash::memory::freeFrameMemory(world->owned);
     delete world;
 }
 

@@ -18,7 +18,7 @@
 #include "ImageLib/kernels/PixelWord.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -168,7 +168,7 @@ HWY_INLINE void readExactly(const FieldReading& field, const float* atX, const f
 
 #endif
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif

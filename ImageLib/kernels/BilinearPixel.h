@@ -9,7 +9,7 @@
 #include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/kernels/PixelWord.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// A cell of four neighbours that lie inside the field, and their weights in the order
 /// (floor, floor), (ceil, floor), (ceil, ceil), (floor, ceil).
@@ -84,4 +84,4 @@ inline void bilinearAnywhere(const FieldPixels& field, double x, double y, unsig
                 {(1.0 - dx) * (1.0 - dy), dx * (1.0 - dy), dx * dy, (1.0 - dx) * dy}, out);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

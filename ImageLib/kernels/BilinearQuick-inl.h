@@ -19,7 +19,7 @@
 #include "ImageLib/kernels/BilinearRow.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -251,7 +251,7 @@ HWY_INLINE void fetchWindow(const unsigned char*, const Window&, hn::Mask<P>, Pi
 
 #endif
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #endif

@@ -3,7 +3,7 @@
 #include "ImageLib/kernels/BilinearPixel.h"
 #include "ImageLib/kernels/PixelWord.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                        int count) {
@@ -36,4 +36,4 @@ void bilinearStillRow(const FieldReading* fields, int fieldCount, int column, in
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// One field of a frame: `rows` rows of `columns` pixels, `pitch` bytes from one row to the next.
 struct FieldPixels {
@@ -34,4 +34,4 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 /// them inside each field: its pixels, with four times their alpha and 255.
 void bilinearStillRow(const FieldReading* fields, int fieldCount, int column, int row, int count);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

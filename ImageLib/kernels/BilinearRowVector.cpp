@@ -2,13 +2,13 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count) {
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -25,7 +25,7 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 #include "ImageLib/kernels/BilinearQuick-inl.h"
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -176,11 +176,11 @@ HWY_ATTR void bilinearRow(const FieldReading* fields, int fieldCount, const floa
     readScalar(fields, fieldCount, atX, atY, done, count - done);
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(bilinearRow);
 
@@ -188,7 +188,7 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
     HWY_DYNAMIC_DISPATCH(bilinearRow)(fields, fieldCount, atX, atY, count);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "ImageLib/kernels/PixelBytes.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void blendInProportionRowScalar(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p) {
     for (; pixels > 0; --pixels, dst += 4, src += 4)
@@ -16,4 +16,4 @@ void blendByAlphaRowScalar(unsigned char* dst, const unsigned char* src, std::si
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// dst = (dst p + src) / (p + 1) for each colour of `pixels` pixels.
 void blendInProportionRowScalar(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p);
@@ -17,4 +17,4 @@ void blendByAlphaRowScalar(unsigned char* dst, const unsigned char* src, std::si
 void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p);
 void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -3,7 +3,7 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p) {
     blendInProportionRowScalar(dst, src, pixels, p);
@@ -13,7 +13,7 @@ void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t p
     blendByAlphaRowScalar(dst, src, pixels);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -23,7 +23,7 @@ void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t p
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -115,11 +115,11 @@ HWY_ATTR void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std:
     blendByAlphaRowScalar(dst + 4 * i, src + 4 * i, pixels - i);
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 namespace {
 
@@ -144,7 +144,7 @@ void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t p
     HWY_DYNAMIC_DISPATCH(blendByAlphaRow)(dst, src, pixels);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void matchSumsScalar(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
                      std::uint32_t* sums) {
@@ -21,4 +21,4 @@ void matchSumsScalar(const unsigned char* block, const unsigned char* around, st
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

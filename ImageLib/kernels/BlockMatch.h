@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// Side of the block that is matched, in pixels.
 constexpr int matchSide = 3;
@@ -26,4 +26,4 @@ void matchSumsScalar(const unsigned char* block, const unsigned char* around, st
 void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
                std::uint32_t* sums);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

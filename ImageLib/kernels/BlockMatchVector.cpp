@@ -2,14 +2,14 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
                std::uint32_t* sums) {
     matchSumsScalar(block, around, pitch, sums);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -19,7 +19,7 @@ void matchSums(const unsigned char* block, const unsigned char* around, std::ptr
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -57,11 +57,11 @@ HWY_ATTR void matchSums(const unsigned char* block, const unsigned char* around,
 #endif
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(matchSums);
 
@@ -70,7 +70,7 @@ void matchSums(const unsigned char* block, const unsigned char* around, std::ptr
     HWY_DYNAMIC_DISPATCH(matchSums)(block, around, pitch, sums);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void sumColumnsScalar(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
     for (int i = 0; i < bytes; ++i) {
@@ -32,4 +32,4 @@ void addBlockRunsScalar(const std::uint16_t* columns, const BlockRun* runs, int 
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// `count` neighbouring columns, beginning with `first`, that belong to block number `block`.
 struct BlockRun {
@@ -32,4 +32,4 @@ void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::
 /// The version in use: the same sums, with the vectors of the machine it runs on.
 void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

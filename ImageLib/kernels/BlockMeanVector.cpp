@@ -2,7 +2,7 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
     sumColumnsScalar(rows, rowCount, bytes, columns);
@@ -12,7 +12,7 @@ void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCou
     addBlockRunsScalar(columns, runs, runCount, sums);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -22,7 +22,7 @@ void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCou
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -130,11 +130,11 @@ HWY_ATTR void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, i
 
 #endif
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(sumColumns);
 HWY_EXPORT(addBlockRuns);
@@ -147,7 +147,7 @@ void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCou
     HWY_DYNAMIC_DISPATCH(addBlockRuns)(columns, runs, runCount, sums);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "ImageLib/kernels/PixelBytes.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 namespace {
 
 /// A product truncated toward zero and held to the range of int; 0 when it is no number.
@@ -79,4 +79,4 @@ void convolveRowScalar(const ConvolveWeights& weights, const unsigned char* cons
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// One weight k of the kernel, applied to the pixel `column` places right of the neighbourhood's left edge in
 /// row `row`. What k makes of a byte is stored twice: as a table, which always holds, and as three numbers:
@@ -46,4 +46,4 @@ void convolveRowScalar(const ConvolveWeights& weights, const unsigned char* cons
 void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&rows)[5], int pixels, int other,
                  unsigned char* out);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

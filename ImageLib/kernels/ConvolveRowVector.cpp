@@ -5,14 +5,14 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&rows)[5], int pixels, int other,
                  unsigned char* out) {
     convolveRowScalar(weights, rows, pixels, other, out);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -23,7 +23,7 @@ void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&ro
 
 #ifndef TUMBLEWASH_CONVOLVE_ROW_ONCE
 #define TUMBLEWASH_CONVOLVE_ROW_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// A tap over a certain row; 16-bit numbers stand twice in a word, which is the cheaper broadcast.
 struct RowTap {
@@ -52,11 +52,11 @@ struct RowTaps {
     }
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -149,11 +149,11 @@ HWY_ATTR void convolveRow(const ConvolveWeights& weights, const unsigned char* c
                       pixels - done, other, out + rest);
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(convolveRow);
 
@@ -162,7 +162,7 @@ void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&ro
     HWY_DYNAMIC_DISPATCH(convolveRow)(weights, rows, pixels, other, out);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

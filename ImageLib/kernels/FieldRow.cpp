@@ -1,6 +1,6 @@
 #include "ImageLib/kernels/FieldRow.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void enlargeFieldRowScalar(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
                            double farY, const FieldChannel* channels, int channelCount, int /*limit*/) {
@@ -36,4 +36,4 @@ void enlargeCellRowScalar(const FieldRun* runs, int runCount, const FieldColumns
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -3,7 +3,7 @@
 // It knows no rectangles and makes no tables; ImageLib/source/FieldRows prepares both.
 #pragma once
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// Consecutive columns [first, end) that lie between the same two cells of a field row.
 struct FieldRun {
@@ -47,4 +47,4 @@ void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& col
 void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
                     float* out, int limit);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -2,7 +2,7 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
                      double farY, const FieldChannel* channels, int channelCount, int limit) {
@@ -14,7 +14,7 @@ void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& colu
     enlargeCellRowScalar(runs, runCount, columns, cells, out, limit);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -24,7 +24,7 @@ void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& colu
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -121,11 +121,11 @@ HWY_ATTR void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColu
 #endif
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(enlargeFieldRow);
 HWY_EXPORT(enlargeCellRow);
@@ -141,7 +141,7 @@ void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& colu
     HWY_DYNAMIC_DISPATCH(enlargeCellRow)(runs, runCount, columns, cells, out, limit);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -1,6 +1,6 @@
 #include "ImageLib/kernels/MorphRow.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 // Plain enough for every compiler to make vectors of.
 void morphPositionRow(const float* red, const float* green, float t, int y, int first, int end, float* outX,
@@ -12,4 +12,4 @@ void morphPositionRow(const float* red, const float* green, float t, int y, int 
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// dst[i] += src[i] modulo 256 for `bytes` bytes. dst and src may be the same row.
 inline void addBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes) {
@@ -73,4 +73,4 @@ inline std::uint64_t sumColourDifferencesRow(const std::uint8_t* a, const std::u
     return total;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

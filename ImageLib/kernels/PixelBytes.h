@@ -2,7 +2,7 @@
 // The rules themselves, one byte at a time; pixels, rows and vectors are told elsewhere in these terms.
 #pragma once
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// Held to 0..255 and truncated toward zero; 0 when v is no number.
 constexpr unsigned char heldToByte(float v) {
@@ -20,4 +20,4 @@ constexpr unsigned char mixedByAlpha(unsigned char c, unsigned char s, unsigned 
     return static_cast<unsigned char>(((c * 256 + s * a) / (a + 255)) & 0xFF);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

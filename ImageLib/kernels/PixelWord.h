@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// How far the alpha byte stands from the word's low end.
 constexpr int alphaShift = std::endian::native == std::endian::little ? 0 : 24;
@@ -31,4 +31,4 @@ inline std::uint32_t wholePositionAlpha(std::uint32_t word) {
     return (word & ~mask) | (alpha << alphaShift);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

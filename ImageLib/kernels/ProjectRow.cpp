@@ -1,6 +1,6 @@
 #include "ImageLib/kernels/ProjectRow.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void projectRowScalar(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX,
                       float* atY, std::uint64_t* inside) {
@@ -19,4 +19,4 @@ void projectRowScalar(const float* h, int y, int first, int count, const OpenBou
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

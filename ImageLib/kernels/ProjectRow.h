@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// The open interval of positions in each direction that count as inside; not-a-number never does.
 struct OpenBounds {
@@ -27,4 +27,4 @@ void projectRowScalar(const float* h, int y, int first, int count, const OpenBou
 void projectRow(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX, float* atY,
                 std::uint64_t* inside);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -2,14 +2,14 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void projectRow(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX, float* atY,
                 std::uint64_t* inside) {
     projectRowScalar(h, y, first, count, bounds, atX, atY, inside);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -19,7 +19,7 @@ void projectRow(const float* h, int y, int first, int count, const OpenBounds& b
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -60,11 +60,11 @@ HWY_ATTR void projectRow(const float* h, int y, int first, int count, const Open
                      inside + done / columnsInWord);
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(projectRow);
 
@@ -73,7 +73,7 @@ void projectRow(const float* h, int y, int first, int count, const OpenBounds& b
     HWY_DYNAMIC_DISPATCH(projectRow)(h, y, first, count, bounds, atX, atY, inside);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

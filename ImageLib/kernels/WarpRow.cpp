@@ -6,7 +6,7 @@
 #include "ImageLib/kernels/PixelWord.h"
 #include "ImageLib/kernels/WarpWhole.h"
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int first,
                         int end, std::int32_t* index) {
@@ -86,4 +86,4 @@ void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, cons
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

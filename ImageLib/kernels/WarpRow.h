@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// An index that leaves its destination pixels alone.
 constexpr std::int32_t leavePixel = -1;
@@ -77,4 +77,4 @@ void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, c
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
                         int count, unsigned char* even, unsigned char* odd);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels

@@ -4,7 +4,7 @@
 
 #if defined(TUMBLEWASH_NO_SIMD)
 
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
                   std::int32_t* index) {
@@ -31,7 +31,7 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
     warpFetchRowScalar(shape, frame, index, count, even, odd);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 
 #else
 
@@ -44,7 +44,7 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
 
 #ifndef TUMBLEWASH_WARP_ROW_ONCE
 #define TUMBLEWASH_WARP_ROW_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 /// Columns are exact in float, and indices of pixels fit 32 bits.
 inline bool smallEnough(const WarpShape& shape) {
@@ -52,11 +52,11 @@ inline bool smallEnough(const WarpShape& shape) {
            static_cast<std::int64_t>(shape.stride) * shape.height < (std::int64_t{1} << 29);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif
 
 HWY_BEFORE_NAMESPACE();
-namespace tumblewash::HWY_NAMESPACE {
+namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -367,11 +367,11 @@ HWY_ATTR void warpFetchRowGathering(const WarpShape& shape, const unsigned char*
 #endif
 }
 
-}  // namespace tumblewash::HWY_NAMESPACE
+}  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace tumblewash {
+namespace tumblewash::kernels {
 
 HWY_EXPORT(warpIndexRow);
 HWY_EXPORT(estimateIndexRow);
@@ -409,7 +409,7 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
     warpFetchRowGathering(shape, frame, index, count, even, odd);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::kernels
 #endif  // HWY_ONCE
 
 #endif

@@ -13,7 +13,7 @@
 #include "ImageLib/kernels/PixelBytes.h"
 #include "ImageLib/source/Pixel.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// The float sum of a byte and a channel, truncated toward zero, low byte kept.
 template <class T>
@@ -27,7 +27,7 @@ constexpr unsigned char average(unsigned char a, unsigned char b) {
     return static_cast<unsigned char>((a + b) / 2);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 struct RGBGrVal;
 
@@ -127,9 +127,9 @@ struct ARGBVal : public RGBPixelType {
     /// Adds a pixel's colour in single precision; the truncated sum keeps its low byte. Alpha stays.
     template <class T>
     ARGBVal& operator+=(const Pixel<T>& p) {
-        _red = tumblewash::wrappedsum(_red, p.getred());
-        _green = tumblewash::wrappedsum(_green, p.getgreen());
-        _blue = tumblewash::wrappedsum(_blue, p.getblue());
+        _red = tumblewash::imagelib::wrappedsum(_red, p.getred());
+        _green = tumblewash::imagelib::wrappedsum(_green, p.getgreen());
+        _blue = tumblewash::imagelib::wrappedsum(_blue, p.getblue());
         return *this;
     }
 
@@ -147,29 +147,29 @@ struct ARGBVal : public RGBPixelType {
     }
     /// The mean of both, all four bytes.
     constexpr void averageWith(const ARGBVal& p) {
-        _alpha = tumblewash::average(_alpha, p._alpha);
+        _alpha = tumblewash::imagelib::average(_alpha, p._alpha);
         mixAverageWith(p);
     }
     /// The mean of both colours; alpha stays.
     constexpr void mixAverageWith(const ARGBVal& p) {
-        _red = tumblewash::average(_red, p._red);
-        _green = tumblewash::average(_green, p._green);
-        _blue = tumblewash::average(_blue, p._blue);
+        _red = tumblewash::imagelib::average(_red, p._red);
+        _green = tumblewash::imagelib::average(_green, p._green);
+        _blue = tumblewash::imagelib::average(_blue, p._blue);
     }
     /// (this p + src) / (p + 1) per colour: p is the weight of the existing pixel against 1 for src. Alpha
     /// stays.
     constexpr void mixInProportion(const ARGBVal& src, float p) {
-        _red = tumblewash::proportion(_red, src._red, p);
-        _green = tumblewash::proportion(_green, src._green, p);
-        _blue = tumblewash::proportion(_blue, src._blue, p);
+        _red = tumblewash::kernels::proportion(_red, src._red, p);
+        _green = tumblewash::kernels::proportion(_green, src._green, p);
+        _blue = tumblewash::kernels::proportion(_blue, src._blue, p);
     }
     /// Draws src over this pixel by src's alpha a: (this 256 + src a) / (a + 255) per colour, so that an
     /// opaque source gives an even mix. a = 0 changes nothing; this pixel's alpha stays.
     constexpr void mixByAlphaSrc(const ARGBVal& src) {
         if (src._alpha == 0) return;
-        _red = tumblewash::mixedByAlpha(_red, src._red, src._alpha);
-        _green = tumblewash::mixedByAlpha(_green, src._green, src._alpha);
-        _blue = tumblewash::mixedByAlpha(_blue, src._blue, src._alpha);
+        _red = tumblewash::kernels::mixedByAlpha(_red, src._red, src._alpha);
+        _green = tumblewash::kernels::mixedByAlpha(_green, src._green, src._alpha);
+        _blue = tumblewash::kernels::mixedByAlpha(_blue, src._blue, src._alpha);
     }
 
     /// Prints "ARGBVal a,r,g,b" through `siprintf`.
@@ -276,25 +276,28 @@ struct RGBGrVal : public RGBPixelType {
     /// Adds a pixel's colour in single precision; the truncated sum keeps its low byte.
     template <class T>
     RGBGrVal& operator+=(const Pixel<T>& p) {
-        set(tumblewash::wrappedsum(_red, p.getred()), tumblewash::wrappedsum(_green, p.getgreen()),
-            tumblewash::wrappedsum(_blue, p.getblue()));
+        set(tumblewash::imagelib::wrappedsum(_red, p.getred()),
+            tumblewash::imagelib::wrappedsum(_green, p.getgreen()),
+            tumblewash::imagelib::wrappedsum(_blue, p.getblue()));
         return *this;
     }
 
     /// The mean of both, all four bytes (the cached level is averaged too).
     constexpr void averageWith(const RGBGrVal& p) {
-        *this = RGBGrVal(tumblewash::average(_red, p._red), tumblewash::average(_green, p._green),
-                         tumblewash::average(_blue, p._blue), tumblewash::average(_grey, p._grey));
+        *this = RGBGrVal(
+            tumblewash::imagelib::average(_red, p._red), tumblewash::imagelib::average(_green, p._green),
+            tumblewash::imagelib::average(_blue, p._blue), tumblewash::imagelib::average(_grey, p._grey));
     }
     /// The mean of both colours.
     constexpr void mixAverageWith(const RGBGrVal& p) {
-        set(tumblewash::average(_red, p._red), tumblewash::average(_green, p._green),
-            tumblewash::average(_blue, p._blue));
+        set(tumblewash::imagelib::average(_red, p._red), tumblewash::imagelib::average(_green, p._green),
+            tumblewash::imagelib::average(_blue, p._blue));
     }
     /// (this p + src) / (p + 1) per colour.
     constexpr void mixInProportion(const RGBGrVal& src, float p) {
-        set(tumblewash::proportion(_red, src._red, p), tumblewash::proportion(_green, src._green, p),
-            tumblewash::proportion(_blue, src._blue, p));
+        set(tumblewash::kernels::proportion(_red, src._red, p),
+            tumblewash::kernels::proportion(_green, src._green, p),
+            tumblewash::kernels::proportion(_blue, src._blue, p));
     }
 
     /// Prints "RGBGrVal r,g,b,grey" through `siprintf`.

@@ -4,7 +4,7 @@
 
 #include "ImageLib/source/RealPosition.h"
 
-using tumblewash::wholePart;
+using tumblewash::imagelib::wholePart;
 
 namespace {
 

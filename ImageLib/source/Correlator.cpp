@@ -14,9 +14,9 @@ using Metric = SIerrorcode (*)(const PixRectRW<ARGBVal>&, const PixRectRW<ARGBVa
 
 void scorewith(Metric metric, const PixRectRW<ARGBVal>& block, Surface& surface, PixRectRW<ARGBVal>& search,
                int fxsize, int fysize) {
-    tumblewash::scoreOffsets(surface, search, fxsize, fysize, [&](PixRectRW<ARGBVal>& trial, double& result) {
-        return metric(block, trial, result);
-    });
+    tumblewash::imagelib::scoreOffsets(
+        surface, search, fxsize, fysize,
+        [&](PixRectRW<ARGBVal>& trial, double& result) { return metric(block, trial, result); });
 }
 
 /// The whole number nearest to zero, held to what 64 bits can count; not a number counts as 0.
@@ -28,19 +28,21 @@ double truncated(double v) {
 void scoretotals(const PixRectRW<ARGBVal>& block, Surface& surface, PixRectRW<ARGBVal>& search, int fxsize,
                  int fysize) {
     const double total = truncated(block.totalLum());
-    tumblewash::scoreOffsets(surface, search, fxsize, fysize, [&](PixRectRW<ARGBVal>& trial, double& result) {
-        result = std::fabs(total - truncated(trial.totalLum()));
-        return IMAGE_OK;
-    });
+    tumblewash::imagelib::scoreOffsets(surface, search, fxsize, fysize,
+                                       [&](PixRectRW<ARGBVal>& trial, double& result) {
+                                           result = std::fabs(total - truncated(trial.totalLum()));
+                                           return IMAGE_OK;
+                                       });
 }
 
 void scorehues(const PixRectRW<ARGBVal>& block, Surface& surface, PixRectRW<ARGBVal>& search, int fxsize,
                int fysize) {
     const float hue = block.averageHue();
-    tumblewash::scoreOffsets(surface, search, fxsize, fysize, [&](PixRectRW<ARGBVal>& trial, double& result) {
-        result = truncated(std::fabs(hue - trial.averageHue()));
-        return IMAGE_OK;
-    });
+    tumblewash::imagelib::scoreOffsets(surface, search, fxsize, fysize,
+                                       [&](PixRectRW<ARGBVal>& trial, double& result) {
+                                           result = truncated(std::fabs(hue - trial.averageHue()));
+                                           return IMAGE_OK;
+                                       });
 }
 
 void printpixel(const ARGBVal& p) {

@@ -42,7 +42,7 @@ class Correlator : public SICommon {
     sicomparator comparator;  ///< which score to compute
 };
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// What a trial scores when its metric leaves no result, and what ends a surface when a metric fails.
 inline constexpr double unmatchedScore = 4294967295.0;
@@ -76,6 +76,6 @@ void scoreOffsets(PixRectRW<GreyPixel<float>>& surface, PixRectRW<T>& search, in
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 extern template class Correlator<ARGBVal>;

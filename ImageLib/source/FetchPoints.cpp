@@ -4,7 +4,14 @@
 #include <cmath>
 #include <cstddef>
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::estimateIndexRow;
+using kernels::farthestEstimate;
+using kernels::WarpEstimate;
+using kernels::warpIndexRow;
+using kernels::warpIndexRowScalar;
+using kernels::WarpShape;
 
 namespace {
 
@@ -134,4 +141,4 @@ const std::int32_t* FetchPoints::row(int y, int first, int end) {
     return _index.data();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -10,13 +10,13 @@
 #include "ImageLib/kernels/WarpRow.h"
 #include "ImageLib/source/FieldRows.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// The fetch points of one frame, row by row.
 class FetchPoints {
   public:
     /// Prepares the rows of a frame of this shape. `flow` must outlive the object and not change.
-    FetchPoints(const WarpShape& shape, PixRectRW<RGBPixel<float>>& flow);
+    FetchPoints(const kernels::WarpShape& shape, PixRectRW<RGBPixel<float>>& flow);
 
     /// True when neighbouring columns may fetch from different rows.
     bool crossesRows() const { return _green.moves; }
@@ -41,11 +41,11 @@ class FetchPoints {
     bool prepare(Channel& channel, const std::vector<float>& cells);
     bool oneDisplacement(const Channel& channel, const std::vector<float>& cells,
                          const FieldRows::Between& at, float& displacement) const;
-    WarpEstimate estimate(Channel& channel, const std::vector<float>& cells, const FieldRows::Between& at,
-                          int limit, int first, int end);
+    kernels::WarpEstimate estimate(Channel& channel, const std::vector<float>& cells,
+                                   const FieldRows::Between& at, int limit, int first, int end);
     void exactRow(int y, int first, int end);
 
-    WarpShape _shape;
+    kernels::WarpShape _shape;
     FieldRows _field;
     Channel _red;
     Channel _green;
@@ -57,4 +57,4 @@ class FetchPoints {
     std::vector<int> _undecided;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -8,7 +8,14 @@
 #include "ImageLib/source/SICommon.h"
 #include "ImageLib/source/SamplePixRect.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::enlargeCellRow;
+using kernels::enlargeFieldRow;
+using kernels::enlargeFieldRowScalar;
+using kernels::FieldChannel;
+using kernels::FieldColumns;
+using kernels::FieldRun;
 
 namespace {
 
@@ -196,4 +203,4 @@ void FieldRows::selectReduced(int y) {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -10,7 +10,7 @@
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/RGBPixel.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Rows of a field enlarged to `width` x `height` (one field of the source picture). Column x, row y is bit
 /// for bit `SamplePixRectNC<RGBPixel<float>, RGBPixel<float>>(ContImageRef(field, SIInterpBilinear), xs, ys,
@@ -71,8 +71,8 @@ class FieldRows {
 
   private:
     void makeColumns(int columns, int lx, int hx);
-    void enlargeBetween(const Between& at, const FieldRun* runs, int count);
-    int runsWithin(int first, int end, const FieldRun*& from) const;
+    void enlargeBetween(const Between& at, const kernels::FieldRun* runs, int count);
+    int runsWithin(int first, int end, const kernels::FieldRun*& from) const;
     void selectReduced(int y);
 
     PixRectRW<RGBPixel<float>>& _field;
@@ -86,7 +86,7 @@ class FieldRows {
     bool _anyGreen = false;
     std::vector<float> _cellRed;
     std::vector<float> _cellGreen;
-    std::vector<FieldRun> _runs;
+    std::vector<kernels::FieldRun> _runs;
     std::vector<std::int32_t> _runOf;
     std::vector<double> _near;
     std::vector<double> _far;
@@ -94,4 +94,4 @@ class FieldRows {
     std::vector<float> _green;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

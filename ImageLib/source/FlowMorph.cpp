@@ -17,7 +17,7 @@ unsigned char* bytesOf(const PixRectWrap<ARGBVal>& frame) {
 }
 
 /// The field of a frame that begins with line `first` (0 even, 1 odd).
-tumblewash::FieldPixels fieldOf(const PixRectWrap<ARGBVal>& frame, int first) {
+tumblewash::kernels::FieldPixels fieldOf(const PixRectWrap<ARGBVal>& frame, int first) {
     const auto pitch = static_cast<std::ptrdiff_t>(frame.width()) * 4;
     return {bytesOf(frame) + first * pitch, 2 * pitch, frame.width(), (frame.height() + 1 - first) / 2};
 }
@@ -49,7 +49,7 @@ class MorphedRows {
     }
 
   private:
-    using FieldRows = tumblewash::FieldRows;
+    using FieldRows = tumblewash::imagelib::FieldRows;
 
     /// What may move in row y; rows between the same cells share it.
     const std::vector<FieldRows::Columns>& movingColumns(int y) {
@@ -68,19 +68,20 @@ class MorphedRows {
 
     void standStill(int y, int first, int end) {
         const Outputs out = outputs(y, first);
-        tumblewash::bilinearStillRow(out.fields, 2, first, y, end - first);
+        tumblewash::kernels::bilinearStillRow(out.fields, 2, first, y, end - first);
     }
 
     void move(int y, int first, int end) {
         _field.select(y, first, end);
-        tumblewash::morphPositionRow(_field.red(), _field.green(), _t, y, first, end, _atX.data(),
-                                     _atY.data());
+        tumblewash::kernels::morphPositionRow(_field.red(), _field.green(), _t, y, first, end, _atX.data(),
+                                              _atY.data());
         const Outputs out = outputs(y, first);
-        tumblewash::bilinearRow(out.fields, 2, _atX.data() + first, _atY.data() + first, end - first);
+        tumblewash::kernels::bilinearRow(out.fields, 2, _atX.data() + first, _atY.data() + first,
+                                         end - first);
     }
 
     struct Outputs {
-        tumblewash::FieldReading fields[2];
+        tumblewash::kernels::FieldReading fields[2];
     };
 
     Outputs outputs(int y, int column) const {
@@ -93,8 +94,8 @@ class MorphedRows {
     const PixRectWrap<ARGBVal>& _dest;
     int _columns;
     float _t;
-    tumblewash::FieldPixels _even;
-    tumblewash::FieldPixels _odd;
+    tumblewash::kernels::FieldPixels _even;
+    tumblewash::kernels::FieldPixels _odd;
     FieldRows _field;
     std::vector<FieldRows::Columns> _everything;
     std::vector<FieldRows::Columns> _moving;
@@ -121,13 +122,13 @@ void morphRows(const PixRectWrap<ARGBVal>& source, const PixRectWrap<ARGBVal>& d
 
 void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& /*other*/, PixRectWrap<ARGBVal>& dest,
                   PixRectRW<RGBPixel<float>>* flow, float t) {
-    tumblewash::logLine("MorphBetween1\n\r");
-    tumblewash::logLine("MorphBetween2\n\r");
+    tumblewash::imagelib::logLine("MorphBetween1\n\r");
+    tumblewash::imagelib::logLine("MorphBetween2\n\r");
     const bool somePixels = source.getwrapdata() != nullptr && dest.getwrapdata() != nullptr &&
                             dest.width() >= 0 && dest.height() > 1 && source.width() >= 0 &&
                             source.height() > 0;
     if (somePixels) {
         morphRows(source, dest, *flow, t);
     }
-    tumblewash::logLine("MorphBetween3\n\r");
+    tumblewash::imagelib::logLine("MorphBetween3\n\r");
 }

@@ -16,7 +16,7 @@
 /// (`ContImageRef<ARGBVal>`) of the same source field at (x + t red, y + t green), formed in float and not
 /// truncated. Every position of the rows that both fields have is written, with the zero pixel where the
 /// fetch point lies outside; the last row of an odd frame keeps its contents. `other` is not read. Steps are
-/// reported through `tumblewash::logLine`, the last row through the debug state of `dest` at `DBGProblem`. No
-/// state is kept; allocation failure throws `std::bad_alloc`.
+/// reported through `tumblewash::imagelib::logLine`, the last row through the debug state of `dest` at
+/// `DBGProblem`. No state is kept; allocation failure throws `std::bad_alloc`.
 void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& other, PixRectWrap<ARGBVal>& dest,
                   PixRectRW<RGBPixel<float>>* flow, float t);

@@ -24,7 +24,7 @@ constexpr int sourceRowsAhead = 4;
 /// fetch from different rows jump about in a way that no machine foresees. A hint only.
 class SourceAhead {
   public:
-    SourceAhead(const tumblewash::WarpShape& shape, const unsigned char* src, int first, int end)
+    SourceAhead(const tumblewash::kernels::WarpShape& shape, const unsigned char* src, int first, int end)
         : shape_(shape), strip_(src + std::ptrdiff_t{first} * 4), first_(first), end_(end) {}
 
     void follow(const std::int32_t* index) {
@@ -47,18 +47,18 @@ class SourceAhead {
     }
 
   private:
-    const tumblewash::WarpShape& shape_;
+    const tumblewash::kernels::WarpShape& shape_;
     const unsigned char* strip_;
     int first_;
     int end_;
     int asked_ = -1;
 };
 
-void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::WarpShape& shape,
+void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::kernels::WarpShape& shape,
               PixRectRW<RGBPixel<float>>& flow) {
     const int rows = shape.height / 2;
     const auto pitch = static_cast<std::ptrdiff_t>(shape.stride) * 4;
-    tumblewash::FetchPoints points(shape, flow);
+    tumblewash::imagelib::FetchPoints points(shape, flow);
     const bool inStrips = points.crossesRows();
     const int strip = inStrips ? stripWidth : shape.stride;
     for (int first = 0; first < shape.stride; first += strip) {
@@ -72,7 +72,7 @@ void warpRows(const unsigned char* src, unsigned char* dest, const tumblewash::W
                 ahead.follow(index);
                 if (y + rowsAhead < rows) ahead.askForLinePair(even + 2 * rowsAhead * pitch);
             }
-            tumblewash::warpFetchRow(shape, src, index + first, end - first, even, even + pitch);
+            tumblewash::kernels::warpFetchRow(shape, src, index + first, end - first, even, even + pitch);
         }
     }
 }
@@ -84,13 +84,13 @@ void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth, int w
     char line[128];
     std::snprintf(line, sizeof line, "DistortUsingFlow dw=%d %d %d fac=%f\n\r", dwidth, width, height,
                   static_cast<double>(fac));
-    tumblewash::logLine(line);
-    tumblewash::logLine("Distort 1\n\r");
+    tumblewash::imagelib::logLine(line);
+    tumblewash::imagelib::logLine("Distort 1\n\r");
     const bool indexable =
         static_cast<std::int64_t>(dwidth) * height <= std::numeric_limits<std::int32_t>::max();
     if (dwidth > 0 && height > 1 && indexable) {
         warpRows(src, dest, {dwidth, width, height, (height + 1) / 2, fac}, *flow);
     }
-    tumblewash::logLine("Distort 2\n\r");
-    tumblewash::logLine("Distort done\n\r");
+    tumblewash::imagelib::logLine("Distort 2\n\r");
+    tumblewash::imagelib::logLine("Distort done\n\r");
 }

@@ -19,6 +19,7 @@
 /// destination gets the zero pixel.
 ///
 /// `fac` is the strength, 0 leaving every fetch point on its own pixel. Nothing is returned and no state is
-/// kept; allocation failure throws `std::bad_alloc`. Steps are reported through `tumblewash::logLine`.
+/// kept; allocation failure throws `std::bad_alloc`. Steps are reported through
+/// `tumblewash::imagelib::logLine`.
 void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
                       PixRectRW<RGBPixel<float>>* flow, float fac);

@@ -68,11 +68,11 @@ void ImageStats<T>::calcme() {
     start(min, max);
     const PixRect<T>* src = this->src();
     if (src == nullptr) return;
-    const tumblewash::Region all = tumblewash::boundsOf(*src);
+    const tumblewash::imagelib::Region all = tumblewash::imagelib::boundsOf(*src);
     if (all.empty()) return;
     const auto* writable = dynamic_cast<const PixRectRW<T>*>(src);
     // Stepping through memory is only right where memory lies behind every pixel shown.
-    const tumblewash::PixelRows<T> rows(*src);
+    const tumblewash::imagelib::PixelRows<T> rows(*src);
     if (writable != nullptr && rows.found() && rows.reach().covers(all)) {
         PixRectRWIterator<T> walk(writable);
         for (const T* p = walk.firstptr(); p != nullptr; p = walk.nextptr())

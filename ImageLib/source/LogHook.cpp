@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 namespace {
 std::atomic<LogSink> currentSink{nullptr};
@@ -18,4 +18,4 @@ void logLine(const char* line) {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -5,7 +5,7 @@
 #pragma once
 
 /// Code of this project's own, beside the fixed names, which are global.
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Receives one finished line of the log. The text belongs to the caller and lives only during the call.
 using LogSink = void (*)(const char* line);
@@ -17,4 +17,4 @@ LogSink setLogSink(LogSink sink);
 /// Hands a line to the sink, if there is one, on the calling thread.
 void logLine(const char* line);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

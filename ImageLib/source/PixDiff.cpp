@@ -12,7 +12,7 @@
 
 namespace {
 
-using tumblewash::SafeReader;
+using tumblewash::imagelib::SafeReader;
 
 /// Hands out rows of one rectangle as plain memory: the stored row itself where the rectangle shows only
 /// stored pixels, a copy read pixel by pixel otherwise.
@@ -21,7 +21,8 @@ class RowSource {
     explicit RowSource(const PixRectRW<ARGBVal>& rect)
         : rect_(rect),
           reader_(rect),
-          direct_(reader_.rows().found() && reader_.rows().reach().covers(tumblewash::boundsOf(rect))) {
+          direct_(reader_.rows().found() &&
+                  reader_.rows().reach().covers(tumblewash::imagelib::boundsOf(rect))) {
         if (!direct_ && rect.width() > 0) copy_.resize(static_cast<std::size_t>(rect.width()));
     }
 
@@ -69,8 +70,8 @@ SIerrorcode sumdiff(const PixRectRW<ARGBVal>& a, const PixRectRW<ARGBVal>& b, do
     RowSource rowsa(a), rowsb(b);
     std::uint64_t sum = 0;
     for (int row = 0; row < height; ++row)
-        sum += tumblewash::sumColourDifferencesRow(bytes(rowsa.row(row)), bytes(rowsb.row(row)),
-                                                   static_cast<std::size_t>(width));
+        sum += tumblewash::kernels::sumColourDifferencesRow(bytes(rowsa.row(row)), bytes(rowsb.row(row)),
+                                                            static_cast<std::size_t>(width));
     result = ((static_cast<double>(sum) / width) / height) / 3.0;
     a._debug(DBGMatch, "sumdiff:sumdiff=%f\n", result);
     return IMAGE_OK;
@@ -138,7 +139,7 @@ SIerrorcode sumdiffrms(const PixRectRW<ARGBVal>& a, const PixRectRW<ARGBVal>& b,
 template <class T>
 SIerrorcode sumdiff(const PixRectRW<T>& a, const PixRectRW<T>& b, double& result) {
     double sum = 0.0, count = 0.0;
-    if (!tumblewash::boundsOf(a).empty() && !tumblewash::boundsOf(b).empty()) {
+    if (!tumblewash::imagelib::boundsOf(a).empty() && !tumblewash::imagelib::boundsOf(b).empty()) {
         // Both walks test bounds on every read: neither may step past memory that its rectangle lacks.
         PixRectIterator<T> ia(a), ib(b);
         for (ia.first(), ib.first(); !ia.isDone() && !ib.isDone(); ia.next(), ib.next()) {

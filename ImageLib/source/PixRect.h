@@ -68,7 +68,7 @@ struct Shape2D {
     }
 };
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 // Bounds arithmetic wraps in 32 bits, so that no bounds, however wild, are undefined.
 /// a + b.
@@ -85,7 +85,7 @@ constexpr bool withinint(double x, double y) {
     return x > -2147483649.0 && x < 2147483648.0 && y > -2147483649.0 && y < 2147483648.0;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 /// Bounds, scale and the abstract read interface of every rectangle of T.
 template <class T>
@@ -99,7 +99,8 @@ class PixRectBase : public SICommon {
     /// As by default, with these debug categories.
     explicit PixRectBase(const DBGState& s) : SICommon(s) {}
     /// Bounds (0, 0, w - 1, h - 1).
-    PixRectBase(int w, int h) : PixRectBase(0, 0, tumblewash::wrapsub(w, 1), tumblewash::wrapsub(h, 1)) {}
+    PixRectBase(int w, int h)
+        : PixRectBase(0, 0, tumblewash::imagelib::wrapsub(w, 1), tumblewash::imagelib::wrapsub(h, 1)) {}
     /// With these inclusive bounds, stored unchanged.
     PixRectBase(int lx, int ly, int hx, int hy) : _lx(lx), _ly(ly), _hx(hx), _hy(hy) {}
     /// Copies carry bounds, scale pair and debug state.
@@ -142,13 +143,13 @@ class PixRectBase : public SICommon {
     /// An inclusive bound.
     int hy() const { return _hy; }
     /// Not positive for an empty rectangle.
-    int width() const { return tumblewash::wrapadd(tumblewash::wrapsub(_hx, _lx), 1); }
+    int width() const { return tumblewash::imagelib::wrapadd(tumblewash::imagelib::wrapsub(_hx, _lx), 1); }
     /// Not positive for an empty rectangle.
-    int height() const { return tumblewash::wrapadd(tumblewash::wrapsub(_hy, _ly), 1); }
+    int height() const { return tumblewash::imagelib::wrapadd(tumblewash::imagelib::wrapsub(_hy, _ly), 1); }
     /// The centre: the low bound plus half the size, truncating.
-    int cx() const { return tumblewash::wrapadd(_lx, width() / 2); }
+    int cx() const { return tumblewash::imagelib::wrapadd(_lx, width() / 2); }
     /// The centre: the low bound plus half the size, truncating.
-    int cy() const { return tumblewash::wrapadd(_ly, height() / 2); }
+    int cy() const { return tumblewash::imagelib::wrapadd(_ly, height() / 2); }
     /// The scale factor along this axis.
     double xs() const { return _xs; }
     /// The scale factor along this axis.
@@ -172,7 +173,7 @@ class PixRectBase : public SICommon {
         setbounds(*r);
     }
     /// hx = lx + w - 1.
-    void setwidth(int w) { _hx = tumblewash::wrapsub(tumblewash::wrapadd(_lx, w), 1); }
+    void setwidth(int w) { _hx = tumblewash::imagelib::wrapsub(tumblewash::imagelib::wrapadd(_lx, w), 1); }
     /// Sets both scale factors; no pixel and no bound changes.
     void setscale(double xs, double ys) {
         _xs = xs;

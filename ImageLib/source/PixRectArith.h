@@ -14,7 +14,7 @@
 // One rule for every pixel type: integer channels are truncated toward zero and wrap modulo their own width,
 // floating channels take the plain result. The clamping operators of the pixels are not used on integer
 // channels.
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// A number truncated toward zero and wrapped to an integer channel.
 template <class C>
@@ -102,14 +102,14 @@ void sumpixel(T& p, const U& s, int sign) {
     }
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::fillWith(const U& v) {
     T value;  // taken first: v may be one of the pixels about to be filled
     SIConvert(value, v);
-    return tumblewash::forEachRow(*this, [&value](T* p, int n) {
+    return tumblewash::imagelib::forEachRow(*this, [&value](T* p, int n) {
         for (int i = 0; i < n; ++i) p[i] = value;
     });
 }
@@ -117,35 +117,39 @@ SIerrorcode PixRectRW<T>::fillWith(const U& v) {
 template <class T>
 SIerrorcode PixRectRW<T>::fillwithcount() {
     std::uint32_t count = 0;
-    return tumblewash::forEachRow(*this, [&count](T* p, int n) {
-        for (int i = 0; i < n; ++i) tumblewash::setchannels(p[i], count++);
+    return tumblewash::imagelib::forEachRow(*this, [&count](T* p, int n) {
+        for (int i = 0; i < n; ++i) tumblewash::imagelib::setchannels(p[i], count++);
     });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::add(const PixRect<U>& src) {
-    return tumblewash::forEachRowPair(*this, src, [](T* p, const U* s, int n, tumblewash::RunPlace) {
-        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
-            tumblewash::addBytesRow(tumblewash::bytesof(p), tumblewash::bytesof(s),
-                                    static_cast<std::size_t>(n) * 4);
-        } else {
-            for (int i = 0; i < n; ++i) tumblewash::sumpixel(p[i], s[i], 1);
-        }
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [](T* p, const U* s, int n, tumblewash::imagelib::RunPlace) {
+            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
+                tumblewash::kernels::addBytesRow(tumblewash::imagelib::bytesof(p),
+                                                 tumblewash::imagelib::bytesof(s),
+                                                 static_cast<std::size_t>(n) * 4);
+            } else {
+                for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], 1);
+            }
+        });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::subtract(const PixRect<U>& src) {
-    return tumblewash::forEachRowPair(*this, src, [](T* p, const U* s, int n, tumblewash::RunPlace) {
-        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
-            tumblewash::subtractBytesRow(tumblewash::bytesof(p), tumblewash::bytesof(s),
-                                         static_cast<std::size_t>(n) * 4);
-        } else {
-            for (int i = 0; i < n; ++i) tumblewash::sumpixel(p[i], s[i], -1);
-        }
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [](T* p, const U* s, int n, tumblewash::imagelib::RunPlace) {
+            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
+                tumblewash::kernels::subtractBytesRow(tumblewash::imagelib::bytesof(p),
+                                                      tumblewash::imagelib::bytesof(s),
+                                                      static_cast<std::size_t>(n) * 4);
+            } else {
+                for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], -1);
+            }
+        });
 }
 
 template <class T>
@@ -159,18 +163,20 @@ SIerrorcode PixRectRW<T>::incrementby(const U& v) {
             step[0] = 0;
             step[1] = step[2] = step[3] = static_cast<std::uint8_t>(SIChannelCast<int>(v));
         }
-        return tumblewash::forEachRow(*this, [&step](T* p, int n) {
-            tumblewash::addPixelRow(tumblewash::bytesof(p), static_cast<std::size_t>(n), step);
+        return tumblewash::imagelib::forEachRow(*this, [&step](T* p, int n) {
+            tumblewash::kernels::addPixelRow(tumblewash::imagelib::bytesof(p), static_cast<std::size_t>(n),
+                                             step);
         });
     } else if constexpr (std::is_arithmetic_v<U>) {
         const double d = static_cast<double>(v);
-        return tumblewash::forEachRow(*this, [d](T* p, int n) {
+        return tumblewash::imagelib::forEachRow(*this, [d](T* p, int n) {
             for (int i = 0; i < n; ++i)
-                tumblewash::eachchannel(p[i], [d](auto c) { return tumblewash::shiftedchannel(c, d); });
+                tumblewash::imagelib::eachchannel(
+                    p[i], [d](auto c) { return tumblewash::imagelib::shiftedchannel(c, d); });
         });
     } else {
         const U step = v;
-        return tumblewash::forEachRow(*this, [&step](T* p, int n) {
+        return tumblewash::imagelib::forEachRow(*this, [&step](T* p, int n) {
             for (int i = 0; i < n; ++i) p[i] += step;
         });
     }
@@ -180,14 +186,17 @@ template <class T>
 SIerrorcode PixRectRW<T>::multiplyby(double d) {
     if constexpr (std::is_same_v<T, ARGBVal>) {
         std::uint8_t table[256];
-        for (int c = 0; c < 256; ++c) table[c] = tumblewash::scaledchannel(static_cast<std::uint8_t>(c), d);
-        return tumblewash::forEachRow(*this, [&table](T* p, int n) {
-            tumblewash::mapColoursRow(tumblewash::bytesof(p), static_cast<std::size_t>(n), table);
+        for (int c = 0; c < 256; ++c)
+            table[c] = tumblewash::imagelib::scaledchannel(static_cast<std::uint8_t>(c), d);
+        return tumblewash::imagelib::forEachRow(*this, [&table](T* p, int n) {
+            tumblewash::kernels::mapColoursRow(tumblewash::imagelib::bytesof(p), static_cast<std::size_t>(n),
+                                               table);
         });
     } else {
-        return tumblewash::forEachRow(*this, [d](T* p, int n) {
+        return tumblewash::imagelib::forEachRow(*this, [d](T* p, int n) {
             for (int i = 0; i < n; ++i)
-                tumblewash::eachchannel(p[i], [d](auto c) { return tumblewash::scaledchannel(c, d); });
+                tumblewash::imagelib::eachchannel(
+                    p[i], [d](auto c) { return tumblewash::imagelib::scaledchannel(c, d); });
         });
     }
 }
@@ -195,41 +204,46 @@ SIerrorcode PixRectRW<T>::multiplyby(double d) {
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwith(const PixRect<U>& src, float p) {
-    return tumblewash::forEachRowPair(*this, src, [p](T* mine, const U* s, int n, tumblewash::RunPlace) {
-        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
-            tumblewash::blendInProportionRow(tumblewash::bytesof(mine), tumblewash::bytesof(s),
-                                             static_cast<std::size_t>(n), p);
-        else
-            for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [p](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
+            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+                tumblewash::kernels::blendInProportionRow(tumblewash::imagelib::bytesof(mine),
+                                                          tumblewash::imagelib::bytesof(s),
+                                                          static_cast<std::size_t>(n), p);
+            else
+                for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
+        });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwithalpha(const PixRect<U>& src, sialphamethod m) {
-    return tumblewash::forEachRowPair(*this, src, [m](T* mine, const U* s, int n, tumblewash::RunPlace) {
-        if (m != 0) return;
-        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
-            tumblewash::blendByAlphaRow(tumblewash::bytesof(mine), tumblewash::bytesof(s),
-                                        static_cast<std::size_t>(n));
-        else
-            for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [m](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
+            if (m != 0) return;
+            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+                tumblewash::kernels::blendByAlphaRow(tumblewash::imagelib::bytesof(mine),
+                                                     tumblewash::imagelib::bytesof(s),
+                                                     static_cast<std::size_t>(n));
+            else
+                for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
+        });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwithlimit(const PixRect<U>& src, int limit, int& rejected) {
     rejected = 0;
-    return tumblewash::forEachRowPair(*this, src, [&](T* mine, const U* s, int n, tumblewash::RunPlace) {
-        for (int i = 0; i < n; ++i) {
-            const int g = std::abs(SILuminanceOfPixel(s[i]) - SILuminanceOfPixel(mine[i]));
-            if (g < limit)
-                mine[i].mixInProportion(s[i], static_cast<float>(1 + g / 10.0));
-            else
-                ++rejected;
-        }
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [&](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
+            for (int i = 0; i < n; ++i) {
+                const int g = std::abs(SILuminanceOfPixel(s[i]) - SILuminanceOfPixel(mine[i]));
+                if (g < limit)
+                    mine[i].mixInProportion(s[i], static_cast<float>(1 + g / 10.0));
+                else
+                    ++rejected;
+            }
+        });
 }
 
 template <class T>
@@ -238,23 +252,23 @@ SIerrorcode PixRectRW<T>::blendwithlimitrgb(const PixRect<U>& src, int limit) {
     const auto toward = [limit](unsigned char c, unsigned char s) {
         return static_cast<unsigned char>(c + decrease(c, s, limit));
     };
-    return tumblewash::forEachRowPair(
+    return tumblewash::imagelib::forEachRowPair(
         *this, src,
-        [&toward](T* mine, const U* s, int n, tumblewash::RunPlace) {
+        [&toward](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
             for (int i = 0; i < n; ++i) {
                 mine[i]._red = toward(mine[i]._red, s[i]._red);
                 mine[i]._green = toward(mine[i]._green, s[i]._green);
                 mine[i]._blue = toward(mine[i]._blue, s[i]._blue);
             }
         },
-        tumblewash::Reads::tested);
+        tumblewash::imagelib::Reads::tested);
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwithpeak(const PixRect<U>& src, Shape2D& shape) {
-    return tumblewash::forEachRowPair(
-        *this, src, [&shape](T* mine, const U* s, int n, tumblewash::RunPlace place) {
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [&shape](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace place) {
             for (int i = 0; i < n; ++i) {
                 const float w = shape.weight(place.row, place.column + i);
                 mine[i].mixInProportion(s[i], static_cast<float>((1.025 - w) * 40.0));

@@ -49,8 +49,8 @@ PixRectRW<T>* PixRectC<T>::cachetile(int x, int y) const {
     std::unique_ptr<PixRectRW<T>>& tile = _tiles[r][c];
     if (tile == nullptr) {
         const int left = this->lx() + _tilew * col, top = this->ly() + _tileh * row;
-        const tumblewash::Region place{left, top, left + _tilew - 1, top + _tileh - 1};
-        if (place.clipped(tumblewash::boundsOf(*_src)).empty()) return nullptr;
+        const tumblewash::imagelib::Region place{left, top, left + _tilew - 1, top + _tileh - 1};
+        if (place.clipped(tumblewash::imagelib::boundsOf(*_src)).empty()) return nullptr;
         PixRectRef<T> view(*_src, place.lx, place.ly, place.hx, place.hy);
         tile = std::make_unique<PixRectRW<T>>(static_cast<const PixRect<T>&>(view));
         _ages[r][c] = _clock;

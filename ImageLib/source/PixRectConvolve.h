@@ -9,7 +9,7 @@
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Adds one weighed sample to the accumulator. Polymorphic pixels are weighed by their own `*=`; an HSV
 /// pixel's hue, saturation and value travel in the accumulator's red, green and blue.
@@ -88,23 +88,23 @@ template <class T>
 void filterPackedInterior(PixRectRW<T>& to, const PixelRows<T>& from, const float (&kernel)[5][5],
                           float normal) {
     constexpr bool cached = std::is_same_v<T, RGBGrVal>;
-    const ConvolveWeights weights(kernel, normal);
+    const kernels::ConvolveWeights weights(kernel, normal);
     eachInteriorRow(to, from, [&weights](const T* const(&rows)[5], T* out, int pixels) {
         const unsigned char* bytes[5];
         for (int j = 0; j < 5; ++j) bytes[j] = reinterpret_cast<const unsigned char*>(rows[j]);
-        convolveRow(weights, bytes, pixels, cached ? 3 : 0, reinterpret_cast<unsigned char*>(out));
+        kernels::convolveRow(weights, bytes, pixels, cached ? 3 : 0, reinterpret_cast<unsigned char*>(out));
         if constexpr (cached)
             for (int x = 0; x < pixels; ++x) out[x].set(out[x]._red, out[x]._green, out[x]._blue);
     });
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 template <class T>
 PixRectRW<T>::PixRectRW(const PixRectRW& src, float kernel[5][5])
     : PixRect<T>(static_cast<const PixRect<T>&>(src)) {
     PixRectRW::init();
-    const tumblewash::Region all = tumblewash::boundsOf(*this);
+    const tumblewash::imagelib::Region all = tumblewash::imagelib::boundsOf(*this);
     if (this->width() < 7 || this->height() < 7) return;
     float weights[5][5], sum = 0.0f;
     for (int i = 0; i < 5; ++i) {
@@ -118,7 +118,7 @@ PixRectRW<T>::PixRectRW(const PixRectRW& src, float kernel[5][5])
         return;
     }
     const PixRect<T>& shown = src;
-    const tumblewash::SafeReader<T> read(shown);
+    const tumblewash::imagelib::SafeReader<T> read(shown);
     PixRectRW<T> copy;
     if (!read.rows().found() || !read.rows().reach().covers(all)) {
         // Some of what src shows lies in no memory: filter a copy in which that is the zero pixel.
@@ -126,10 +126,10 @@ PixRectRW<T>::PixRectRW(const PixRectRW& src, float kernel[5][5])
         for (int y = all.ly; y <= all.hy; ++y)
             for (int x = all.lx; x <= all.hx; ++x) copy._rast[y][x] = read(x, y);
     }
-    const tumblewash::PixelRows<T> rows(copy.rasters() != nullptr ? static_cast<const PixRect<T>&>(copy)
-                                                                  : shown);
+    const tumblewash::imagelib::PixelRows<T> rows(
+        copy.rasters() != nullptr ? static_cast<const PixRect<T>&>(copy) : shown);
     if constexpr (std::is_base_of_v<SICommon, T>)
-        tumblewash::filterInterior(*this, rows, weights, 1.0f / sum);
+        tumblewash::imagelib::filterInterior(*this, rows, weights, 1.0f / sum);
     else
-        tumblewash::filterPackedInterior(*this, rows, weights, 1.0f / sum);
+        tumblewash::imagelib::filterPackedInterior(*this, rows, weights, 1.0f / sum);
 }

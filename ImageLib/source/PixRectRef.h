@@ -30,11 +30,12 @@ class PixRectRef : public virtual PixRect<T> {
     /// The source's `pix`, within the view's bounds; else `blackpixel`.
     T pix(int x, int y) const override {
         if (_src == nullptr || !this->withinbounds(x, y)) return this->blackpixel;
-        return _src->pix(tumblewash::wrapsub(x, sx), tumblewash::wrapsub(y, sy));
+        return _src->pix(tumblewash::imagelib::wrapsub(x, sx), tumblewash::imagelib::wrapsub(y, sy));
     }
     T pixNB(int x, int y) const override {
-        return _src == nullptr ? this->blackpixel
-                               : _src->pixNB(tumblewash::wrapsub(x, sx), tumblewash::wrapsub(y, sy));
+        return _src == nullptr
+                   ? this->blackpixel
+                   : _src->pixNB(tumblewash::imagelib::wrapsub(x, sx), tumblewash::imagelib::wrapsub(y, sy));
     }
     /// The source's `pixdd`, untested by the view's own bounds.
     T pixdd(double x, double y) const override {
@@ -91,11 +92,13 @@ class PixRectRWRef : public PixRectRef<T>, public PixRectRW<T> {
     /// The source's `pixref`, within the view's bounds; else `blackpixel`, which must not be written.
     T& pixref(int x, int y) const override {
         if (_src == nullptr || !this->withinbounds(x, y)) return this->blackpixel;
-        return _src->pixref(tumblewash::wrapsub(x, this->sx), tumblewash::wrapsub(y, this->sy));
+        return _src->pixref(tumblewash::imagelib::wrapsub(x, this->sx),
+                            tumblewash::imagelib::wrapsub(y, this->sy));
     }
     T& pixrefNB(int x, int y) const override {
         if (_src == nullptr) return this->blackpixel;
-        return _src->pixrefNB(tumblewash::wrapsub(x, this->sx), tumblewash::wrapsub(y, this->sy));
+        return _src->pixrefNB(tumblewash::imagelib::wrapsub(x, this->sx),
+                              tumblewash::imagelib::wrapsub(y, this->sy));
     }
     double totalLum() const override { return PixRect<T>::totalLum(); }
     float averageHue() const override { return PixRect<T>::averageHue(); }
@@ -141,8 +144,8 @@ PixRectRef<T>::PixRectRef(PixRect<T>& src) {
 template <class T>
 SIerrorcode PixRectRef<T>::shiftorigin(int dx, int dy) {
     if (_src == nullptr) return IMAGE_NODATA;
-    sx = tumblewash::wrapadd(sx, dx);
-    sy = tumblewash::wrapadd(sy, dy);
+    sx = tumblewash::imagelib::wrapadd(sx, dx);
+    sy = tumblewash::imagelib::wrapadd(sy, dy);
     return PixRectBase<T>::shiftorigin(dx, dy);
 }
 
@@ -164,7 +167,7 @@ SIerrorcode PixRectRef<T>::setbounds(int lx, int ly, int hx, int hy) {
 
 template <class T>
 bool PixRectRef<T>::validatebounds(int x1, int y1, int x2, int y2) const {
-    using tumblewash::wrapsub;
+    using tumblewash::imagelib::wrapsub;
     return _src != nullptr && PixRectBase<T>::validatebounds(x1, y1, x2, y2) &&
            _src->validatebounds(wrapsub(x1, sx), wrapsub(y1, sy), wrapsub(x2, sx), wrapsub(y2, sy));
 }

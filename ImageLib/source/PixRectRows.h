@@ -20,7 +20,7 @@ class PixRectRef;
 template <class T>
 class PixRectRWRef;
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// A rectangle of coordinates, inclusive on all four sides; empty when a high side lies below its low side.
 struct Region {
@@ -206,6 +206,6 @@ SIerrorcode forEachRowPair(PixRectRW<T>& rect, const PixRect<U>& src, RowOp op,
     return IMAGE_OK;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 #endif  // TUMBLEWASH_PIXRECTROWS_H

@@ -9,7 +9,7 @@
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectRows.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Hands every pixel of the bounds to op(x, y, value) in walk order, read like `pixNB`; where a view shows a
 /// place its source does not have, the value is the zero pixel.
@@ -39,7 +39,7 @@ void convertRow(T* to, const U* from, int n) {
     for (int i = 0; i < n; ++i) SIConvert(to[i], from[i]);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib
 
 template <class T>
 void PixRectBase<T>::printInfo() const {
@@ -59,39 +59,40 @@ bool PixRectBase<T>::equalsize(const PixRectBase& a, const PixRectBase& b) const
 
 template <class T>
 SIerrorcode PixRectBase<T>::shiftorigin(int dx, int dy) {
-    setbounds(tumblewash::wrapadd(_lx, dx), tumblewash::wrapadd(_ly, dy), tumblewash::wrapadd(_hx, dx),
-              tumblewash::wrapadd(_hy, dy));
+    setbounds(tumblewash::imagelib::wrapadd(_lx, dx), tumblewash::imagelib::wrapadd(_ly, dy),
+              tumblewash::imagelib::wrapadd(_hx, dx), tumblewash::imagelib::wrapadd(_hy, dy));
     return IMAGE_OK;
 }
 
 template <class T>
 SIerrorcode PixRectBase<T>::zeroorigin() {
-    return shiftorigin(tumblewash::wrapsub(0, _lx), tumblewash::wrapsub(0, _ly));
+    return shiftorigin(tumblewash::imagelib::wrapsub(0, _lx), tumblewash::imagelib::wrapsub(0, _ly));
 }
 
 template <class T>
 SIerrorcode PixRectBase<T>::centreorigin() {
-    return shiftorigin(tumblewash::wrapsub(-(width() / 2), _lx), tumblewash::wrapsub(-(height() / 2), _ly));
+    return shiftorigin(tumblewash::imagelib::wrapsub(-(width() / 2), _lx),
+                       tumblewash::imagelib::wrapsub(-(height() / 2), _ly));
 }
 
 template <class T>
 double PixRectBase<T>::totalLum() const {
     if constexpr (std::is_same_v<T, ARGBVal>) {
         if (const auto* rect = dynamic_cast<const PixRect<T>*>(this)) {
-            const tumblewash::PixelRows<T> rows(*rect);
-            const tumblewash::Region all = tumblewash::boundsOf(*this);
+            const tumblewash::imagelib::PixelRows<T> rows(*rect);
+            const tumblewash::imagelib::Region all = tumblewash::imagelib::boundsOf(*this);
             if (rows.found() && !all.empty() && rows.reach().covers(all)) {
                 std::uint64_t total = 0;
                 for (int y = all.ly; y <= all.hy; ++y)
-                    total +=
-                        tumblewash::sumLuminanceRow(reinterpret_cast<const std::uint8_t*>(rows.at(all.lx, y)),
-                                                    static_cast<std::size_t>(width()));
+                    total += tumblewash::kernels::sumLuminanceRow(
+                        reinterpret_cast<const std::uint8_t*>(rows.at(all.lx, y)),
+                        static_cast<std::size_t>(width()));
                 return static_cast<double>(total);
             }
         }
     }
     double sum = 0.0;
-    tumblewash::forEachValue(
+    tumblewash::imagelib::forEachValue(
         *this, [&sum](int, int, const T& p) { sum += static_cast<double>(SILuminanceOfPixel(p)); });
     return sum;
 }
@@ -101,7 +102,7 @@ float PixRectBase<T>::averageHue() const {
     if (width() <= 0 || height() <= 0) return 0.0f;
     float sum = 0.0f;
     HSVPixel<float> hsv;
-    tumblewash::forEachValue(*this, [&sum, &hsv](int, int, const T& p) {
+    tumblewash::imagelib::forEachValue(*this, [&sum, &hsv](int, int, const T& p) {
         SIConvert(hsv, p);
         sum += hsv._hue;
     });
@@ -123,8 +124,8 @@ PixRectBase<T>* PixRectBase<T>::duplicate() const {
     auto copy = std::make_unique<PixRectRW<T>>(_lx, _ly, _hx, _hy);
     copy->setscale(_xs, _ys);
     copy->dbg = dbg;
-    tumblewash::forEachValue(*this,
-                             [&copy](int x, int y, const T& p) { SIConvert(copy->pixrefNB(x, y), p); });
+    tumblewash::imagelib::forEachValue(
+        *this, [&copy](int x, int y, const T& p) { SIConvert(copy->pixrefNB(x, y), p); });
     return copy.release();
 }
 
@@ -143,7 +144,7 @@ template <class T>
 void PixRect<T>::printRows(std::int64_t limit) const {
     // The walk has no effect but its text.
     if (!SICommon_H::tracing()) return;
-    const tumblewash::SafeReader<T> read(*this);
+    const tumblewash::imagelib::SafeReader<T> read(*this);
     for (int y = this->_ly; y <= this->_hy; ++y) {
         for (int x = this->_lx; x <= this->_hx && limit > 0; ++x, --limit) {
             const T p = read(x, y);
@@ -250,8 +251,8 @@ PixRectRW<T>::~PixRectRW() {
 
 template <class T>
 T PixRectRW<T>::pixdd(double x, double y) const {
-    return tumblewash::withinint(x, y) ? this->pix(static_cast<int>(x), static_cast<int>(y))
-                                       : this->blackpixel;
+    return tumblewash::imagelib::withinint(x, y) ? this->pix(static_cast<int>(x), static_cast<int>(y))
+                                                 : this->blackpixel;
 }
 
 template <class T>
@@ -289,7 +290,8 @@ template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
     // Rectangles with rows in memory are read from those, without a virtual call for each pixel.
-    return tumblewash::forEachRowPair(*this, src, [](T* to, const U* from, int n, tumblewash::RunPlace) {
-        tumblewash::convertRow(to, from, n);
-    });
+    return tumblewash::imagelib::forEachRowPair(
+        *this, src, [](T* to, const U* from, int n, tumblewash::imagelib::RunPlace) {
+            tumblewash::imagelib::convertRow(to, from, n);
+        });
 }

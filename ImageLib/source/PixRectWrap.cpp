@@ -11,14 +11,14 @@
 namespace {
 
 struct FreePixels {
-    void operator()(ARGBVal* pixels) const { tumblewash::freeFrameMemory(pixels); }
+    void operator()(ARGBVal* pixels) const { tumblewash::memory::freeFrameMemory(pixels); }
 };
 using OwnPixels = std::unique_ptr<ARGBVal[], FreePixels>;
 
 /// Pixels without values, to be written before they are read.
 OwnPixels newPixels(std::size_t count) {
     if (count > PTRDIFF_MAX / sizeof(ARGBVal)) throw std::bad_array_new_length();
-    void* memory = tumblewash::newFrameMemory(count * sizeof(ARGBVal));
+    void* memory = tumblewash::memory::newFrameMemory(count * sizeof(ARGBVal));
     if (memory == nullptr) throw std::bad_alloc();
     return OwnPixels(static_cast<ARGBVal*>(memory));
 }
@@ -28,13 +28,13 @@ OwnPixels newPixels(std::size_t count) {
 PixRectWrap<ARGBVal>::PixRectWrap(ARGBVal* data, int w, int h, siwraptype type) : _data(data), _type(type) {
     switch (type) {
         case SIAllLines:
-            setbounds(0, 0, tumblewash::wrapsub(w, 1), tumblewash::wrapsub(h, 1));
+            setbounds(0, 0, tumblewash::imagelib::wrapsub(w, 1), tumblewash::imagelib::wrapsub(h, 1));
             break;
         case SIEvenLines:
-            setbounds(0, 0, tumblewash::wrapsub(w, 1), tumblewash::wrapadd(h, 1) / 2 - 1);
+            setbounds(0, 0, tumblewash::imagelib::wrapsub(w, 1), tumblewash::imagelib::wrapadd(h, 1) / 2 - 1);
             break;
         case SIOddLines:
-            setbounds(0, 0, tumblewash::wrapsub(w, 1), h / 2 - 1);
+            setbounds(0, 0, tumblewash::imagelib::wrapsub(w, 1), h / 2 - 1);
             break;
         default:
             return;

@@ -7,7 +7,7 @@
 
 #include "ImageLib/source/PixRect.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Truncates `v` toward zero into `whole`. False, with `whole` untouched, when the result is no int.
 inline bool wholePart(double v, int& whole) {
@@ -24,4 +24,4 @@ inline bool nearestWhole(double v, int& whole) {
     return wholePart(std::nearbyint(v), whole);
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

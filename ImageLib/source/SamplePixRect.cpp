@@ -9,8 +9,8 @@
 #include "ImageLib/kernels/BlockMean.h"
 #include "ImageLib/source/RealPosition.h"
 
-using tumblewash::nearestWhole;
-using tumblewash::wholePart;
+using tumblewash::imagelib::nearestWhole;
+using tumblewash::imagelib::wholePart;
 
 namespace {
 
@@ -116,9 +116,9 @@ std::vector<int> sampleCoordinates(int at, int own, float scale, int low, int hi
 }
 
 /// The sampled columns of every block of a row, as runs of neighbours.
-std::vector<tumblewash::BlockRun> blockRuns(int lx, int hx, float scale, int low, int high,
-                                            std::vector<int>& counts) {
-    std::vector<tumblewash::BlockRun> runs;
+std::vector<tumblewash::kernels::BlockRun> blockRuns(int lx, int hx, float scale, int low, int high,
+                                                     std::vector<int>& counts) {
+    std::vector<tumblewash::kernels::BlockRun> runs;
     for (int x = lx; x <= hx; ++x) {
         const std::vector<int> columns = sampleCoordinates(x, lx, scale, low, high);
         counts.push_back(static_cast<int>(columns.size()));
@@ -138,7 +138,7 @@ std::vector<tumblewash::BlockRun> blockRuns(int lx, int hx, float scale, int low
 template <class D>
 bool meansOfRows(const PixRectRW<ARGBVal>& src, float scaleX, float scaleY, PixRectRW<D>& dest) {
     std::vector<int> counts;
-    const std::vector<tumblewash::BlockRun> runs =
+    const std::vector<tumblewash::kernels::BlockRun> runs =
         blockRuns(dest.lx(), dest.hx(), scaleX, src.lx(), src.hx(), counts);
     const int widest = *std::max_element(counts.begin(), counts.end());
     if (widest * (static_cast<double>(scaleY) + 1.0) * 255.0 >= 4294967296.0) {
@@ -155,11 +155,12 @@ bool meansOfRows(const PixRectRW<ARGBVal>& src, float scaleX, float scaleY, PixR
         for (const int row : rows) {
             at.push_back(reinterpret_cast<const unsigned char*>(&src.pixrefNB(src.lx(), row)));
         }
-        for (std::size_t done = 0; done < at.size(); done += tumblewash::mostRowsInColumns) {
+        for (std::size_t done = 0; done < at.size(); done += tumblewash::kernels::mostRowsInColumns) {
             const std::size_t some =
-                std::min(at.size() - done, static_cast<std::size_t>(tumblewash::mostRowsInColumns));
-            tumblewash::sumColumns(&at[done], static_cast<int>(some), bytes, columns.data());
-            tumblewash::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), sums.data());
+                std::min(at.size() - done, static_cast<std::size_t>(tumblewash::kernels::mostRowsInColumns));
+            tumblewash::kernels::sumColumns(&at[done], static_cast<int>(some), bytes, columns.data());
+            tumblewash::kernels::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()),
+                                              sums.data());
         }
         int columnsOfFactor = -1;
         double factor = 0.0;

@@ -23,7 +23,7 @@ class Canvas {
         if (width == width_ && height == height_) return;
         width_ = width > 0 ? width : 0;
         height_ = height > 0 ? height : 0;
-        stride_ = width_ > 0 ? static_cast<std::size_t>(pictureStride(width_)) : 0;
+        stride_ = width_ > 0 ? static_cast<std::size_t>(host::pictureStride(width_)) : 0;
         foreign_ = nullptr;
         opaque_ = false;
         bytes_.assign(stride_ * static_cast<std::size_t>(height_), 0);
@@ -52,7 +52,7 @@ class Canvas {
         return (foreign_ != nullptr ? foreign_ : bytes_.data()) + stride_ * static_cast<std::size_t>(y);
     }
     /// The canvas as a session takes it. Valid until the next resize.
-    [[nodiscard]] Picture picture() noexcept {
+    [[nodiscard]] host::Picture picture() noexcept {
         return {pixels(), static_cast<std::ptrdiff_t>(stride_), width_, height_};
     }
 
@@ -64,7 +64,7 @@ class Canvas {
     int width_ = 0;
     int height_ = 0;
     std::size_t stride_ = 0;
-    std::vector<std::uint8_t, FrameAllocator<std::uint8_t>> bytes_;
+    std::vector<std::uint8_t, memory::FrameAllocator<std::uint8_t>> bytes_;
 };
 
 /// c x a / 255, rounded to nearest: straight to premultiplied.

@@ -7,6 +7,8 @@
 
 namespace tumblewash::adapters {
 
+using host::Picture;
+
 namespace {
 
 PixRectWrap<ARGBVal> wrap(Canvas& canvas) {

@@ -12,6 +12,22 @@
 
 namespace tumblewash::adapters {
 
+using host::FrameRequest;
+using host::FrameResult;
+using host::FrameSource;
+using host::HostError;
+using host::kMaxPictureHeight;
+using host::kMaxPictureWidth;
+using host::kMinPictureSide;
+using host::LentFrame;
+using host::PluginModule;
+using host::Session;
+using host::SessionSettings;
+using memory::dropKeptFrames;
+using plugin::EffectDriver;
+using plugin::EffectRecord;
+using plugin::FieldMaker;
+
 namespace {
 
 // Far finer than any host's step, and start + count + frame stays inside 32 bits.

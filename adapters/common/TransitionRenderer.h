@@ -23,13 +23,13 @@ struct Knobs {
 };
 
 /// True when the variant joins two clips (mixers), false when it works on one (filters).
-[[nodiscard]] bool joinsTwoClips(const EffectRecord& effect) noexcept;
+[[nodiscard]] bool joinsTwoClips(const plugin::EffectRecord& effect) noexcept;
 
 /// True for the variants with one clip whose picture arrives: position 0 shows nothing, 1 the picture.
-[[nodiscard]] bool pictureArrives(const EffectRecord& effect) noexcept;
+[[nodiscard]] bool pictureArrives(const plugin::EffectRecord& effect) noexcept;
 
 /// True when the direction and seed knobs change the picture.
-[[nodiscard]] bool hasKnobs(const EffectRecord& effect) noexcept;
+[[nodiscard]] bool hasKnobs(const plugin::EffectRecord& effect) noexcept;
 
 /// Where a position lies: at the ends a host must hand through one picture, bit for bit.
 enum class Phase { first, between, last };
@@ -41,7 +41,7 @@ class TransitionRenderer {
   public:
     /// Cheap: sessions are made on first use. Sizes that the plug-in does not take (below 16 x 16, wider than
     /// 4095) are rendered as a plain cross-dissolve, see `note`.
-    TransitionRenderer(const EffectRecord& effect, int width, int height);
+    TransitionRenderer(const plugin::EffectRecord& effect, int width, int height);
     ~TransitionRenderer();
     TransitionRenderer(const TransitionRenderer&) = delete;
     TransitionRenderer& operator=(const TransitionRenderer&) = delete;
@@ -67,7 +67,7 @@ class TransitionRenderer {
     void cut(double position, const Canvas& from, const Canvas* to, Canvas& out) const;
     void dissolve(double position, const Canvas& from, const Canvas* to, Canvas& out) const;
 
-    const EffectRecord& effect_;
+    const plugin::EffectRecord& effect_;
     int width_;
     int height_;
     std::string note_;

@@ -23,7 +23,8 @@ extern "C" {
 
 namespace {
 
-using namespace tumblewash;
+using tumblewash::plugin::EffectRecord;
+using tumblewash::plugin::effectRecord;
 using namespace tumblewash::adapters;
 
 const EffectRecord& effect() {

@@ -13,7 +13,9 @@
 
 namespace {
 
-using namespace tumblewash;
+using tumblewash::plugin::effectCatalogue;
+using tumblewash::plugin::EffectDriver;
+using tumblewash::plugin::EffectRecord;
 using namespace tumblewash::adapters;
 
 // A composition's position runs over its whole length, however often that changes: MLT counts -1 from the

@@ -18,6 +18,10 @@
 
 namespace tumblewash::ofx {
 
+using plugin::effectCatalogue;
+using plugin::EffectRecord;
+using plugin::effectRecord;
+
 namespace {
 
 using adapters::Canvas;

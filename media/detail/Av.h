@@ -23,7 +23,7 @@ extern "C" {
 #include "media/MediaError.h"
 #include "media/Picture.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// Calls one of the libraries' "free and null the pointer" functions.
 template <auto Free>
@@ -102,4 +102,4 @@ void deepToArgb(const PictureRef& deep, uint8_t* argb, ptrdiff_t stride);
 /// True when nobody else refers to the bytes.
 bool ownsBytes(const PictureRef& picture);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// A colour with opacity, each 0..1.
 struct Paint {
@@ -60,4 +60,4 @@ class Canvas {
 /// A fixed number in 0..1 for each pair of integers: the scenes' only source of variety.
 double scatter(int a, int b) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@
 
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// Moments further than this from a stream's zero are damage, and count as missing: sums and differences of
 /// the others stay within 64 bits.
@@ -94,4 +94,4 @@ class StreamDecoder {
     bool draining_ = false;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -8,7 +8,7 @@
 #include "media/Reader.h"
 #include "media/detail/Source.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// A finished picture with its source time.
 struct TimedPicture {
@@ -55,4 +55,4 @@ class PictureGraph {
     std::deque<TimedPicture> ready_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

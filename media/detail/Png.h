@@ -8,7 +8,7 @@
 #include "media/StillIO.h"
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 class PngEncoder {
   public:
@@ -26,4 +26,4 @@ class PngEncoder {
     std::vector<uint8_t> bytes_;
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@
 #include "media/Probe.h"
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 struct ProbeDetail {
     MediaInfo info;
@@ -26,4 +26,4 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel);
 /// Field order of one decoded frame.
 FieldOrder fieldsOf(const AVFrame& frame) noexcept;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -8,7 +8,7 @@
 
 #include "media/detail/Canvas.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// A full turn.
 constexpr double kTau = 2 * std::numbers::pi;
@@ -35,4 +35,4 @@ Ears playBars(double seconds);
 void drawFlash(Canvas& canvas, double seconds);
 Ears playFlash(double seconds);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@
 #include "media/Writer.h"
 #include "media/detail/Av.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 class Sink {
   public:
@@ -44,4 +44,4 @@ std::unique_ptr<Sink> makeDigest(const std::string& output, const WriterSettings
 void checkNull(const std::string& output, const WriterSettings& settings);
 std::unique_ptr<Sink> makeNull(const std::string& output, const WriterSettings& settings);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -11,7 +11,7 @@
 #include "media/Reader.h"
 #include "media/detail/ProbeDetail.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 class SoundSource {
   public:
@@ -29,4 +29,4 @@ class SoundSource {
 /// Silence for inputs without sound.
 std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, int sampleRate, CancelFlag cancel);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

@@ -9,7 +9,7 @@
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 /// One picture of a source with its time and length in the source's time base. An empty frame is the end.
 struct TimedFrame {
@@ -45,4 +45,4 @@ struct Extent {
 /// (cancelled).
 Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

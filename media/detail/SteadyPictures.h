@@ -7,7 +7,7 @@
 
 #include "media/detail/PictureGraph.h"
 
-namespace tumblewash {
+namespace tumblewash::media {
 
 class SteadyPictures {
   public:
@@ -51,4 +51,4 @@ class SteadyPictures {
     bool drained_ = false;  // the source has no more
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::media

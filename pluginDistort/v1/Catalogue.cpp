@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 namespace {
 
@@ -109,4 +109,4 @@ std::int32_t framesForSpeed(float speed) {
     return n % 2 == 0 ? n : n + 1;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

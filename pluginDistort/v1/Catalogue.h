@@ -9,7 +9,7 @@
 
 #include "hostapi/HYPlugin.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// Which frame driver renders an effect.
 enum class EffectDriver : std::uint8_t { none, morph, distort, tumble };
@@ -75,4 +75,4 @@ inline constexpr std::int32_t kMinSpeedFrames = 10;
 /// See above: the longest.
 inline constexpr std::int32_t kMaxSpeedFrames = 120;
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -87,10 +87,11 @@ float scoreOf(std::uint32_t sum) {
 Offset matchBytes(const ThumbnailBytes& from, const ThumbnailBytes& to, int x, int y) {
     constexpr int f = kFeatureSize / 2;
     constexpr int s = f + kRange;
-    constexpr int places = tumblewash::matchPlaces;
-    static_assert(kFeatureSize == tumblewash::matchSide && kRange == tumblewash::matchRange);
+    constexpr int places = tumblewash::kernels::matchPlaces;
+    static_assert(kFeatureSize == tumblewash::kernels::matchSide &&
+                  kRange == tumblewash::kernels::matchRange);
     std::uint32_t sums[places * places];
-    tumblewash::matchSums(to.at(x - f, y - f), from.at(x - s, y - s), ThumbnailBytes::kPitch, sums);
+    tumblewash::kernels::matchSums(to.at(x - f, y - f), from.at(x - s, y - s), ThumbnailBytes::kPitch, sums);
     const auto least = static_cast<int>(std::min_element(std::begin(sums), std::end(sums)) - sums);
     const std::uint32_t most = *std::max_element(std::begin(sums), std::end(sums));
     if (std::fabs(scoreOf(most) - scoreOf(sums[least])) < kFlatness) return {0, 0};
@@ -128,7 +129,7 @@ std::unique_ptr<Field> latticeOfOffsets(PixRectRW<ARGBVal>& from, PixRectRW<ARGB
             flow->set(
                 gx, gy,
                 RGBPixel<float>(sx * static_cast<float>(best.x), sy * static_cast<float>(best.y), 0.0f));
-            if (!tumblewash::logIsObserved()) continue;
+            if (!tumblewash::plugin::logIsObserved()) continue;
             char text[256];
             std::snprintf(text, sizeof text, "Flow at %d %d is %d %d\n\r", x, y, best.x, best.y);
             logMessage(text);

@@ -5,7 +5,7 @@
 
 #include "platform/Carbon.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 MapShape shapeOf(GWorldPtr world) {
     const PixMap& map = **GetGWorldPixMap(world);
@@ -36,4 +36,4 @@ void dropEffectWorld(_PluginParams& params) {
     ed->effectGWorld = nullptr;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -7,7 +7,7 @@
 #include "hostapi/HYPlugin.h"
 #include "platform/Types.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// Rows and row length (in pixels) of a world's pixel map. Whoever works on two maps with one row length
 /// compares these first.
@@ -58,4 +58,4 @@ inline _EffectData* stateOf(const _PluginParams& params) {
 /// Disposes of the state's effect world, if there is one, after making `params.frame` current.
 void dropEffectWorld(_PluginParams& params);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

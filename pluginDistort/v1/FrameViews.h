@@ -8,7 +8,7 @@
 #include "ImageLib/source/PixRectWrap.h"
 #include "ImageLib/source/SICommon.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// Views over `height` rows of `dwidth` pixels, row after row, each with its lower bounds at 0.
 struct FrameViews {
@@ -25,4 +25,4 @@ struct FrameViews {
     PixRectWrap<ARGBVal> even;  ///< lines 0, 2, 4, ...; one more than the odd ones when the height is odd
 };
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -18,9 +18,9 @@
 
 namespace {
 
-using tumblewash::FieldPixels;
-using tumblewash::PixelRows;
-using tumblewash::Region;
+using tumblewash::imagelib::PixelRows;
+using tumblewash::imagelib::Region;
+using tumblewash::kernels::FieldPixels;
 
 /// The greatest float that is not above v, and the smallest that is not below it: a float lies beyond either
 /// exactly where it lies beyond v.
@@ -34,31 +34,32 @@ float floatAbove(double v) {
 }
 
 /// The positions whose truncation toward zero lies in `source`.
-tumblewash::OpenBounds truncatedBounds(const Region& source) {
+tumblewash::kernels::OpenBounds truncatedBounds(const Region& source) {
     const auto after = [](int lo) { return floatBelow(lo <= 0 ? lo - 1.0 : std::nextafter(lo, 0.0)); };
     const auto before = [](int hi) { return floatAbove(hi >= 0 ? hi + 1.0 : std::nextafter(hi, 0.0)); };
     return {after(source.lx), before(source.hx), after(source.ly), before(source.hy)};
 }
 
 /// Positions that are projected before the first of them is read: few enough to stay in the nearest cache.
-constexpr int stretchColumns = 8 * tumblewash::columnsInWord;
+constexpr int stretchColumns = 8 * tumblewash::kernels::columnsInWord;
 
 /// One stretch of a row: its positions, and runs of those that lie inside.
 class Stretch {
   public:
-    void project(const PlanarProj& pp, int y, int first, int count, const tumblewash::OpenBounds& bounds) {
+    void project(const PlanarProj& pp, int y, int first, int count,
+                 const tumblewash::kernels::OpenBounds& bounds) {
         count_ = count;
-        tumblewash::projectRow(pp.B, y, first, count, bounds, x, y_, inside_);
+        tumblewash::kernels::projectRow(pp.B, y, first, count, bounds, x, y_, inside_);
     }
 
     /// The first column from `at` on that is inside, or (wanted false) outside; the count if there is none.
     int find(bool wanted, int at) const {
         while (at < count_) {
-            const std::uint64_t word = inside_[at / tumblewash::columnsInWord];
-            const int bit = at % tumblewash::columnsInWord;
+            const std::uint64_t word = inside_[at / tumblewash::kernels::columnsInWord];
+            const int bit = at % tumblewash::kernels::columnsInWord;
             const std::uint64_t left = (wanted ? word : ~word) >> bit;
             if (left != 0) return std::min(count_, at + std::countr_zero(left));
-            at += tumblewash::columnsInWord - bit;
+            at += tumblewash::kernels::columnsInWord - bit;
         }
         return count_;
     }
@@ -69,7 +70,7 @@ class Stretch {
   private:
     int count_ = 0;
     float x[stretchColumns], y_[stretchColumns];
-    std::uint64_t inside_[stretchColumns / tumblewash::columnsInWord];
+    std::uint64_t inside_[stretchColumns / tumblewash::kernels::columnsInWord];
 };
 
 /// Visits `box` row by row and hands over every run of pixels whose source positions, truncated toward zero,
@@ -78,7 +79,7 @@ class Stretch {
 template <class Fill>
 void forEachProjectedRun(const Region& box, const Region& source, const PlanarProj& pp, Fill fill) {
     if (box.empty() || source.empty()) return;
-    const tumblewash::OpenBounds bounds = truncatedBounds(source);
+    const tumblewash::kernels::OpenBounds bounds = truncatedBounds(source);
     Stretch stretch;
     for (int y = box.ly; y <= box.hy; ++y) {
         for (int x = box.lx; x <= box.hx; x += stretchColumns) {
@@ -117,7 +118,7 @@ std::optional<FieldPixels> plainField(const ContImageRef<ARGBVal>& image) {
     if (image.type() != SIInterpBilinear || image.sx != 0 || image.sy != 0 || !frame || !isPlainFrame(*frame))
         return std::nullopt;
     const PixelRows<ARGBVal> rows(*frame);
-    const Region bounds = tumblewash::boundsOf(*frame);
+    const Region bounds = tumblewash::imagelib::boundsOf(*frame);
     if (!rows.found() || bounds.lx != 0 || bounds.ly != 0 || bounds.empty() || !sameBounds(image, *frame))
         return std::nullopt;
     const auto* first = reinterpret_cast<const unsigned char*>(rows.at(0, 0));
@@ -130,17 +131,17 @@ void fillFromFields(const FieldPixels* from, const PixelRows<ARGBVal>* to, int f
                     const PlanarProj& pp) {
     const Region source{0, 0, from[0].columns - 1, from[0].rows - 1};
     forEachProjectedRun(box, source, pp, [&](int x, int y, int n, const float* x2, const float* y2) {
-        tumblewash::FieldReading readings[2];
+        tumblewash::kernels::FieldReading readings[2];
         for (int f = 0; f < fieldCount; ++f)
             readings[f] = {from[f], reinterpret_cast<unsigned char*>(to[f].at(x, y))};
-        tumblewash::bilinearRow(readings, fieldCount, x2, y2, n);
+        tumblewash::kernels::bilinearRow(readings, fieldCount, x2, y2, n);
     });
 }
 
 /// Any other continuous image; its bounds have been tested by the time it is read here.
 void fillFromImage(const ContImageRef<ARGBVal>& from, const PixelRows<ARGBVal>& to, const Region& box,
                    const PlanarProj& pp) {
-    forEachProjectedRun(box, tumblewash::boundsOf(from), pp,
+    forEachProjectedRun(box, tumblewash::imagelib::boundsOf(from), pp,
                         [&](int x, int y, int n, const float* x2, const float* y2) {
                             ARGBVal* out = to.at(x, y);
                             for (int i = 0; i < n; ++i) out[i] = from.interpPix(x2[i], y2[i]);
@@ -150,7 +151,7 @@ void fillFromImage(const ContImageRef<ARGBVal>& from, const PixelRows<ARGBVal>& 
 /// Any rectangles, through their virtual slots. A destination without pixels refers to the shared zero pixel,
 /// which is never written.
 void fillFromSlots(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, const PlanarProj& pp) {
-    forEachProjectedRun(tumblewash::boundsOf(dest), tumblewash::boundsOf(src), pp,
+    forEachProjectedRun(tumblewash::imagelib::boundsOf(dest), tumblewash::imagelib::boundsOf(src), pp,
                         [&](int x, int y, int n, const float* x2, const float* y2) {
                             for (int i = 0; i < n; ++i) {
                                 ARGBVal& pixel = dest.pixrefNB(x + i, y);
@@ -163,7 +164,7 @@ void fillFromSlots(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, const Planar
 }  // namespace
 
 void ProjWith(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, PlanarProj& pp) {
-    const Region box = tumblewash::boundsOf(dest);
+    const Region box = tumblewash::imagelib::boundsOf(dest);
     const PixelRows<ARGBVal> to(dest);
     if (!to.found() || !to.reach().covers(box)) return fillFromSlots(src, dest, pp);
     if (typeid(src) == typeid(ContImageRef<ARGBVal>)) {
@@ -172,15 +173,17 @@ void ProjWith(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, PlanarProj& pp) {
         return field ? fillFromFields(&*field, &to, 1, box, pp) : fillFromImage(image, to, box, pp);
     }
     const PixelRows<ARGBVal> from(src);
-    if (isPlainFrame(src) && from.found()) return fillFromRows(from, tumblewash::boundsOf(src), to, box, pp);
+    if (isPlainFrame(src) && from.found())
+        return fillFromRows(from, tumblewash::imagelib::boundsOf(src), to, box, pp);
     fillFromSlots(src, dest, pp);
 }
 
-void tumblewash::projectFields(ContImageRef<ARGBVal>& even, ContImageRef<ARGBVal>& odd,
-                               PixRectRW<ARGBVal>& toEven, PixRectRW<ARGBVal>& toOdd, PlanarProj& pp) {
+void tumblewash::plugin::projectFields(ContImageRef<ARGBVal>& even, ContImageRef<ARGBVal>& odd,
+                                       PixRectRW<ARGBVal>& toEven, PixRectRW<ARGBVal>& toOdd,
+                                       PlanarProj& pp) {
     const std::optional<FieldPixels> first = plainField(even), second = plainField(odd);
     const PixelRows<ARGBVal> to[2] = {PixelRows<ARGBVal>(toEven), PixelRows<ARGBVal>(toOdd)};
-    const Region box = boundsOf(toEven);
+    const Region box = imagelib::boundsOf(toEven);
     const bool alike = first && second && first->columns == second->columns && first->rows == second->rows &&
                        first->pitch == second->pitch && sameBounds(toEven, toOdd) && to[0].found() &&
                        to[1].found() && to[0].reach().covers(box) && to[1].reach().covers(box);
@@ -196,8 +199,8 @@ void tumblewash::projectFields(ContImageRef<ARGBVal>& even, ContImageRef<ARGBVal
 void DistortUsingProj(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width,
                       int height, float factor, bool proxyOnly) {
     siprintf("DistortUsingProj %d %d fac=%f\n\r", width, height, static_cast<double>(factor));
-    tumblewash::FrameViews from(src, dwidth, height);
-    tumblewash::FrameViews to(dest, dwidth, height);
+    tumblewash::plugin::FrameViews from(src, dwidth, height);
+    tumblewash::plugin::FrameViews to(dest, dwidth, height);
     ContImageRef<ARGBVal> sce(from.even, SIInterpBilinear);
     ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
     const int w = dwidth;
@@ -212,6 +215,6 @@ void DistortUsingProj(_EffectData*, unsigned char* src, unsigned char* dest, int
     if (proxyOnly) {
         ProjWith(from.all, to.all, pp);
     } else {
-        tumblewash::projectFields(sce, sco, to.even, to.odd, pp);
+        tumblewash::plugin::projectFields(sce, sco, to.even, to.odd, pp);
     }
 }

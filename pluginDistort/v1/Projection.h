@@ -8,11 +8,11 @@
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PlanarProj.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// `ProjWith(even, toEven, pp)` and `ProjWith(odd, toOdd, pp)`. The sources and the destinations must not
 /// share pixels.
 void projectFields(ContImageRef<ARGBVal>& even, ContImageRef<ARGBVal>& odd, PixRectRW<ARGBVal>& toEven,
                    PixRectRW<ARGBVal>& toOdd, PlanarProj& pp);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -13,7 +13,7 @@
 
 namespace {
 
-using tumblewash::MapShape;
+using tumblewash::plugin::MapShape;
 using FrameWrap = PixRectWrap<ARGBVal>;
 using Field = PixRectRW<RGBPixel<float>>;
 
@@ -22,8 +22,8 @@ constexpr std::int32_t kFewestMorphFrames = 3;
 
 /// A wrapper over the world's pixels, all lines, that spans the whole row length.
 FrameWrap wrapped(GWorldPtr world, int rows) {
-    return FrameWrap(reinterpret_cast<ARGBVal*>(tumblewash::pixelsOf(world)),
-                     tumblewash::shapeOf(world).stride, rows, SIAllLines);
+    return FrameWrap(reinterpret_cast<ARGBVal*>(tumblewash::plugin::pixelsOf(world)),
+                     tumblewash::plugin::shapeOf(world).stride, rows, SIAllLines);
 }
 
 /// Puts the debug categories of an object back when it goes.
@@ -43,11 +43,11 @@ class MorphFrame {
   public:
     explicit MorphFrame(_PluginParams* params)
         : params_(*params),
-          ed_(tumblewash::stateOf(*params)),
+          ed_(tumblewash::plugin::stateOf(*params)),
           percent_((static_cast<double>(params->renderFrame) + 1) / params->frameCount) {}
 
     HYPluginResult render() {
-        const std::int32_t frame1 = tumblewash::wrappingSum(params_.startFrame, params_.renderFrame);
+        const std::int32_t frame1 = tumblewash::plugin::wrappingSum(params_.startFrame, params_.renderFrame);
         lastNumber_ = static_cast<std::int32_t>(static_cast<std::uint32_t>(params_.startFrame) +
                                                 static_cast<std::uint32_t>(params_.frameCount) - 1u);
         if (frame1 < 0) return kPluginFailed;
@@ -63,8 +63,8 @@ class MorphFrame {
     HYPluginResult borrow(std::int32_t frame, GWorldPtr& world, std::int16_t& volume, HYFrameCookie& cookie) {
         const Rect& rect = params_.frameRect;
         const HYPluginResult result = params_.procs->GetFrame(
-            params_.instance, frame, &world, tumblewash::widthOf(rect), tumblewash::heightOf(rect),
-            tumblewash::qualityFor(params_), &volume, &cookie);
+            params_.instance, frame, &world, tumblewash::plugin::widthOf(rect),
+            tumblewash::plugin::heightOf(rect), tumblewash::plugin::qualityFor(params_), &volume, &cookie);
         return result == kPluginOK && !world ? kPluginCantGetNeededFrame : result;
     }
 
@@ -87,7 +87,7 @@ class MorphFrame {
             const HYPluginResult released = params_.procs->ReleaseFrame(params_.instance, cookie1_);
             result = pending_ == kPluginOK ? released : pending_;
         }
-        tumblewash::dropEffectWorld(params_);
+        tumblewash::plugin::dropEffectWorld(params_);
         // The effect world's map is gone by now; its lock knows how to leave a purged handle alone.
         effectLock.Restore();
         destinationLock.Restore();
@@ -101,9 +101,9 @@ class MorphFrame {
         GetPortBounds(before_, &srcRect_);
         if (NewGWorld(&ed_->effectGWorld, 32, &srcRect_, nullptr, nullptr, 0) != noErr || !ed_->effectGWorld)
             return false;
-        shape_ = tumblewash::shapeOf(ed_->effectGWorld);
-        if (tumblewash::shapeOf(before_) == shape_ && keyPicturesFit()) return true;
-        tumblewash::dropEffectWorld(params_);
+        shape_ = tumblewash::plugin::shapeOf(ed_->effectGWorld);
+        if (tumblewash::plugin::shapeOf(before_) == shape_ && keyPicturesFit()) return true;
+        tumblewash::plugin::dropEffectWorld(params_);
         return false;
     }
 
@@ -117,7 +117,7 @@ class MorphFrame {
     void playSound() {
         if (params_.proxyOnly) return;
         params_.procs->MixAudio(params_.instance, cookie1_,
-                                static_cast<std::int16_t>(tumblewash::scalableVolume(volume_)));
+                                static_cast<std::int16_t>(tumblewash::plugin::scalableVolume(volume_)));
     }
 
     /// False when the last frame's shape does not fit; nothing has been drawn then.
@@ -125,7 +125,7 @@ class MorphFrame {
         char text[256];
         std::snprintf(text, sizeof text, "Morphing frame %d result=%d\n\r", params_.renderFrame, 0);
         logMessage(text);
-        const int rows = tumblewash::heightOf(srcRect_);
+        const int rows = tumblewash::plugin::heightOf(srcRect_);
         FrameWrap effWrap = wrapped(ed_->effectGWorld, rows);
         FrameWrap wrap1 = wrapped(before_, rows);
         if (!ed_->flowField1 && !makeKeys(wrap1, effWrap)) return false;
@@ -147,7 +147,7 @@ class MorphFrame {
         if (borrow(lastNumber_, last, volume2, cookie2) != kPluginOK) return true;
         StGWorldLock lastLock(last);
         GetPortBounds(last, &srcRect_);
-        const bool fits = tumblewash::shapeOf(last) == shape_;
+        const bool fits = tumblewash::plugin::shapeOf(last) == shape_;
         if (fits) {
             estimate(wrap1, last, effWrap);
             if (cookie2) pending_ = params_.procs->ReleaseFrame(params_.instance, cookie2);
@@ -158,7 +158,7 @@ class MorphFrame {
 
     /// The key pictures are deep copies: both host frames go back at the end of this request.
     void estimate(FrameWrap& wrap1, GWorldPtr last, FrameWrap& effWrap) {
-        FrameWrap wrapLast = wrapped(last, tumblewash::heightOf(srcRect_));
+        FrameWrap wrapLast = wrapped(last, tumblewash::plugin::heightOf(srcRect_));
         auto first = std::make_unique<FrameWrap>(wrap1);
         auto final = std::make_unique<FrameWrap>(wrapLast);
         std::unique_ptr<Field> forward(MakeFlowField(wrap1, wrapLast, effWrap));
@@ -174,7 +174,7 @@ class MorphFrame {
         Rect effect{}, destination{};
         return EqualRect(GetPortBounds(ed_->effectGWorld, &effect),
                          GetPortBounds(params_.frame, &destination)) &&
-               tumblewash::shapeOf(params_.frame) == shape_;
+               tumblewash::plugin::shapeOf(params_.frame) == shape_;
     }
 
     /// What a morph into the effect world and a copy of that world make of the destination, in one pass where
@@ -207,7 +207,7 @@ class MorphFrame {
         MorphBetween(*ed_->lastFrame, *ed_->firstFrame, effWrap, ed_->flowField2,
                      static_cast<float>(1 - percent_));
         params_.procs->Blit(*GetGWorldPixMap(ed_->effectGWorld), *GetGWorldPixMap(params_.frame), &srcRect_,
-                            &params_.frameRect, tumblewash::truncatedLevel(percent_ * 255));
+                            &params_.frameRect, tumblewash::plugin::truncatedLevel(percent_ * 255));
     }
 
     _PluginParams& params_;

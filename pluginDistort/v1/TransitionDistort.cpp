@@ -14,7 +14,7 @@ void copyBackground(GWorldPtr from, GWorldPtr effect, const Rect*) {
     CopyGWorldBits(from, effect);
 }
 
-void warp(const tumblewash::GeometryCall& call) {
+void warp(const tumblewash::plugin::GeometryCall& call) {
     DistortUsingFlow(call.source, call.effect, call.dwidth, call.width, call.height, call.state->flowField1,
                      call.percent);
 }
@@ -25,7 +25,7 @@ void present(GWorldPtr effect, GWorldPtr destination, const Rect*, const Rect*) 
     CopyGWorldBits(effect, destination);
 }
 
-constexpr tumblewash::TwoClipStyle kDistortStyle{
+constexpr tumblewash::plugin::TwoClipStyle kDistortStyle{
     .needsField = true,
     .pinFirst = nullptr,
     .pinSecond = nullptr,
@@ -47,5 +47,5 @@ constexpr tumblewash::TwoClipStyle kDistortStyle{
 }  // namespace
 
 HYPluginResult TransitionDistort(_PluginParams* params, bool overnext, double percent, bool washin) {
-    return tumblewash::renderTwoClips(params, overnext, percent, washin, kDistortStyle);
+    return tumblewash::plugin::renderTwoClips(params, overnext, percent, washin, kDistortStyle);
 }

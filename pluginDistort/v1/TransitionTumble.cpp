@@ -19,12 +19,12 @@ void copyBackground(GWorldPtr from, GWorldPtr effect, const Rect* bounds) {
     copyPort(from, effect, bounds, bounds);
 }
 
-void tumble(const tumblewash::GeometryCall& call) {
+void tumble(const tumblewash::plugin::GeometryCall& call) {
     TumbleAway(call.state, call.source, call.effect, call.dwidth, call.width, call.height, call.percent,
                call.progressive);
 }
 
-constexpr tumblewash::TwoClipStyle kTumbleStyle{
+constexpr tumblewash::plugin::TwoClipStyle kTumbleStyle{
     .needsField = false,
     .pinFirst = "Pinning SRC1\n\r",
     .pinSecond = "Pinning SRC2\n\r",
@@ -46,5 +46,5 @@ constexpr tumblewash::TwoClipStyle kTumbleStyle{
 }  // namespace
 
 HYPluginResult TransitionTumble(_PluginParams* params, bool overnext, double percent, bool tumblein) {
-    return tumblewash::renderTwoClips(params, overnext, percent, tumblein, kTumbleStyle);
+    return tumblewash::plugin::renderTwoClips(params, overnext, percent, tumblein, kTumbleStyle);
 }

@@ -14,11 +14,11 @@
 
 namespace {
 
-using tumblewash::ClipFade;
-using tumblewash::EffectDriver;
-using tumblewash::EffectRecord;
-using tumblewash::FieldMaker;
-using tumblewash::TakeRule;
+using tumblewash::plugin::ClipFade;
+using tumblewash::plugin::EffectDriver;
+using tumblewash::plugin::EffectRecord;
+using tumblewash::plugin::FieldMaker;
+using tumblewash::plugin::TakeRule;
 
 /// The oldest host interface with all the callbacks used here.
 constexpr std::int16_t kOldestInterface = 4;
@@ -51,8 +51,8 @@ void describe(const EffectRecord& effect, std::int32_t length, HYPluginGetInfo& 
     info.takeFromClipBefore = framesTaken(effect.takeBefore, length);
     info.takeFromClipAfter = framesTaken(effect.takeAfter, length);
     if (effect.describesDirection) info.defaultDirection = kPluginDirectionRight;
-    info.minSpeedFrames = tumblewash::kMinSpeedFrames;
-    info.maxSpeedFrames = tumblewash::kMaxSpeedFrames;
+    info.minSpeedFrames = tumblewash::plugin::kMinSpeedFrames;
+    info.maxSpeedFrames = tumblewash::plugin::kMaxSpeedFrames;
     info.mustTakeFromSingleClips = 1;
 }
 
@@ -63,7 +63,7 @@ HYPluginResult getInfo(const EffectRecord& effect, HYPluginParams& params) {
     const HYPluginResult lent = params.procs->GetTransitionInfo(params.instance, &info);
     if (lent != kPluginOK || !info) return lent;
     params.getInfo.defaultFontSize = 0;
-    describe(effect, tumblewash::framesForSpeed(info->speed), params.getInfo);
+    describe(effect, tumblewash::plugin::framesForSpeed(info->speed), params.getInfo);
     const HYPluginResult released = params.procs->ReleaseTransitionInfo(params.instance, info);
     logMessage("EffectGetInfo T Done\n\r");
     return released;
@@ -89,7 +89,7 @@ HYPluginResult initialize(const EffectRecord& effect, HYPluginParams& params) {
         params.clientData = params.procs->NewPtrClear(static_cast<std::int32_t>(sizeof(_EffectData)));
         if (!params.clientData) return kPluginOutOfMemory;
     }
-    _EffectData* ed = tumblewash::stateOf(params);
+    _EffectData* ed = tumblewash::plugin::stateOf(params);
     SISetup(ed);
     HYPluginTransitionInfo* info = nullptr;
     params.procs->GetTransitionInfo(params.instance, &info);
@@ -122,8 +122,8 @@ class HeldPixels {
 
 HYPluginResult drawPlaceholder(HYPluginParams& params) {
     logMessage("kPlugFilePlaceHolder");
-    const std::int16_t w = tumblewash::widthOf(params.frameRect);
-    const std::int16_t h = tumblewash::heightOf(params.frameRect);
+    const std::int16_t w = tumblewash::plugin::widthOf(params.frameRect);
+    const std::int16_t h = tumblewash::plugin::heightOf(params.frameRect);
     SetGWorld(params.frame, nullptr);
     const HeldPixels held(params.frame);
     Str255 text{};
@@ -181,7 +181,7 @@ HYPluginResult doFrame(const EffectRecord& effect, HYPluginParams& params) {
     siprintf("EffectDrive: fc:%d frame:%d\n\r", params.frameCount, params.renderFrame);
     if (params.frameCount <= 0) return kPluginOK;
     const double fraction =
-        tumblewash::effectFraction(effect.fraction, params.renderFrame, params.frameCount);
+        tumblewash::plugin::effectFraction(effect.fraction, params.renderFrame, params.frameCount);
     if (!params.clientData) return kPluginBadParams;
     if (!params.frame && effect.driver != EffectDriver::none) return kPluginBadParams;
     siprintf("EffectDrive: GetGWorld params->frame=\n\r", static_cast<void*>(params.frame));
@@ -189,7 +189,7 @@ HYPluginResult doFrame(const EffectRecord& effect, HYPluginParams& params) {
     try {
         return callDriver(effect, params, fraction);
     } catch (...) {
-        tumblewash::dropEffectWorld(params);
+        tumblewash::plugin::dropEffectWorld(params);
         throw;
     }
 }
@@ -211,7 +211,7 @@ HYPluginResult terminate(const EffectRecord& effect, HYPluginParams& params) {
     params.procs->GetClipInfo(params.instance, 1, &clip);
     writeFade(effect.clipFade, params.frameCount, clip);
     params.procs->SetClipInfo(params.instance, &clip);
-    SICleanup(tumblewash::stateOf(params));
+    SICleanup(tumblewash::plugin::stateOf(params));
     if (params.clientData) {
         params.procs->DisposePtr(params.clientData);
         params.clientData = nullptr;
@@ -230,8 +230,8 @@ HYPluginResult serve(short which, HYPluginParams* params) {
     if (params->interfaceVersion < kOldestInterface) return kPluginAppIsTooOld;
     if (!handles(params->selector)) return kPluginOK;
     if (!params->procs) return kPluginBadParams;
-    tumblewash::connectLibraryLog();
-    const EffectRecord& effect = tumblewash::effectRecord(which);
+    tumblewash::plugin::connectLibraryLog();
+    const EffectRecord& effect = tumblewash::plugin::effectRecord(which);
     switch (params->selector) {
         case kPlugGetInfo:
             return getInfo(effect, *params);

@@ -144,8 +144,8 @@ void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidt
     if (dwidth < 2 || height < 2) return;
     const int rows = proxyOnly ? height : height / 2;
     const bool interlaced = rows != height;
-    tumblewash::FrameViews from(src, dwidth, height);
-    tumblewash::FrameViews to(dest, dwidth, height);
+    tumblewash::plugin::FrameViews from(src, dwidth, height);
+    tumblewash::plugin::FrameViews to(dest, dwidth, height);
     paintBorder(from.all, dwidth, height, averageColour(from.all, dwidth, height));
 
     Plate plate = flippedPlate(dwidth, rows, factor);
@@ -166,7 +166,7 @@ void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidt
     ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
     if (box.meets(to.even) && box.meets(to.odd)) {
         PixRectRWRef<ARGBVal> even = box.of(to.even), odd = box.of(to.odd);
-        tumblewash::projectFields(sce, sco, even, odd, pp);
+        tumblewash::plugin::projectFields(sce, sco, even, odd, pp);
     } else if (box.meets(to.even)) {
         PixRectRWRef<ARGBVal> even = box.of(to.even);
         ProjWith(sce, even, pp);

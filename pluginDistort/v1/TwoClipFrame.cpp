@@ -5,7 +5,7 @@
 #include "pluginDistort/v1/FrameParts.h"
 #include "pluginDistort/v1/process_init.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 namespace {
 
@@ -195,4 +195,4 @@ HYPluginResult renderTwoClips(_PluginParams* params, bool overnext, double perce
     return TwoClipFrame(params, overnext, percent, reveal, style).render();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

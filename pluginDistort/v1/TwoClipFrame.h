@@ -6,7 +6,7 @@
 #include "hostapi/HYPlugin.h"
 #include "platform/Types.h"
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// What the geometry is handed: two frames of the same layout and the place in the effect.
 struct GeometryCall {
@@ -47,4 +47,4 @@ struct TwoClipStyle {
 HYPluginResult renderTwoClips(_PluginParams* params, bool overnext, double percent, bool reveal,
                               const TwoClipStyle& style);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -10,7 +10,7 @@
 
 namespace {
 
-std::atomic<tumblewash::LogObserver> logObserver{nullptr};
+std::atomic<tumblewash::plugin::LogObserver> logObserver{nullptr};
 
 }  // namespace
 
@@ -35,10 +35,13 @@ bool SICleanup(_EffectData* ed) {
 }
 
 void logMessage(char* text) {
-    if (const tumblewash::LogObserver observer = logObserver.load(std::memory_order_acquire)) observer(text);
+    if (const tumblewash::plugin::LogObserver observer = logObserver.load(std::memory_order_acquire))
+        observer(text);
 }
 
-namespace tumblewash {
+namespace tumblewash::plugin {
+
+using imagelib::setLogSink;
 
 LogObserver setLogObserver(LogObserver observer) {
     return logObserver.exchange(observer, std::memory_order_acq_rel);
@@ -52,4 +55,4 @@ void connectLibraryLog() {
     setLogSink([](const char* line) { ::logMessage(line); });
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

@@ -22,7 +22,7 @@ inline void logMessage(const char* text) {
     logMessage(const_cast<char*>(text));
 }
 
-namespace tumblewash {
+namespace tumblewash::plugin {
 
 /// Told of every text of the log, on the thread that logs. The text is the caller's and lives for the call
 /// only.
@@ -37,4 +37,4 @@ bool logIsObserved();
 /// Lets the image library's texts reach `logMessage`. Called by the entry function on every request.
 void connectLibraryLog();
 
-}  // namespace tumblewash
+}  // namespace tumblewash::plugin

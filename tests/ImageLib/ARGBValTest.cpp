@@ -273,8 +273,8 @@ TEST(RGBGrValTest, MixesLikeAFramePixel) {
 }
 
 TEST(PackedPixelTest, PrintsItsBytes) {
-    EXPECT_EQ(tumblewash::printed([] { ARGBVal(1, 2, 3, 4).printInfo(); }), "ARGBVal 1,2,3,4 \n");
-    EXPECT_EQ(tumblewash::printed([] { RGBGrVal(1, 2, 3, 4).printInfo(); }), "RGBGrVal 1,2,3,4 \n");
+    EXPECT_EQ(tumblewash::imagelib::printed([] { ARGBVal(1, 2, 3, 4).printInfo(); }), "ARGBVal 1,2,3,4 \n");
+    EXPECT_EQ(tumblewash::imagelib::printed([] { RGBGrVal(1, 2, 3, 4).printInfo(); }), "RGBGrVal 1,2,3,4 \n");
 }
 
 TEST(NamedColoursTest, EveryNameHasItsTriple) {

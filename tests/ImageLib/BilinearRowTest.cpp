@@ -13,7 +13,13 @@
 #include "tests/ImageLib/EveryTarget.h"
 #include "tests/ImageLib/Noise.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::bilinearRow;
+using kernels::bilinearRowScalar;
+using kernels::FieldPixels;
+using kernels::FieldReading;
+
 namespace {
 
 using test::between;
@@ -379,4 +385,4 @@ TEST(BilinearRowTest, RowsFullOfDoubtfulPixelsAreReadToTheEnd) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

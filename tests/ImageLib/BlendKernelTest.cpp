@@ -10,7 +10,13 @@
 #include "tests/ImageLib/EveryTarget.h"
 #include "tests/ImageLib/Noise.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::blendByAlphaRow;
+using kernels::blendByAlphaRowScalar;
+using kernels::blendInProportionRow;
+using kernels::blendInProportionRowScalar;
+
 namespace {
 
 using test::EveryTarget;
@@ -128,4 +134,4 @@ TEST(BlendKernelTest, ASourceThatShowsTheDestinationSeesEveryPixelMixedBefore) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -6,7 +6,7 @@
 
 #include "ImageLib/source/SICommon.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Collects all diagnostic text while it lives; afterwards text is discarded.
 class Capture {
@@ -41,4 +41,4 @@ std::string printed(F f) {
     return capture.text();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -12,7 +12,14 @@
 #include "ImageLib/kernels/ConvolveRow.h"
 #include "tests/ImageLib/EveryTarget.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::convolveRow;
+using kernels::convolveRowScalar;
+using kernels::ConvolveTap;
+using kernels::ConvolveWeights;
+using kernels::makeConvolveTap;
+
 namespace {
 
 using test::EveryTarget;
@@ -156,4 +163,4 @@ TEST(ConvolveKernelTest, OnlyWhereNumbersStandForEveryTableDoesAKernelMultiply) 
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -209,7 +209,7 @@ TEST_F(CorrelatorTest, AFailingMetricEndsTheSurface) {
     PixRectRW<Grey> s(-1, -1, 1, 1);
     auto search = noise(5, 5);
     int calls = 0;
-    tumblewash::scoreOffsets(s, search, 3, 3, [&](PixRectRW<ARGBVal>& trial, double& result) {
+    tumblewash::imagelib::scoreOffsets(s, search, 3, 3, [&](PixRectRW<ARGBVal>& trial, double& result) {
         EXPECT_EQ(3, trial.width());
         EXPECT_EQ(4294967295.0, result);
         result = 10.0 + calls;

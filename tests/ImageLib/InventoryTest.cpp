@@ -20,11 +20,11 @@
 #include "tests/ImageLib/Pictures.h"
 #include "tests/ImageLib/Slots.h"
 
-using tumblewash::paint;
-using tumblewash::pixelAt;
-using tumblewash::printed;
-using tumblewash::same;
-using tumblewash::slotOf;
+using tumblewash::imagelib::paint;
+using tumblewash::imagelib::pixelAt;
+using tumblewash::imagelib::printed;
+using tumblewash::imagelib::same;
+using tumblewash::imagelib::slotOf;
 
 #define SAME(expression, type) \
     { expression } -> std::same_as<type>
@@ -199,7 +199,7 @@ concept ViewMembers = ReadMembers<V, T> && requires(V v, const V c) {
 
 template <class T>
 class Inventory : public ::testing::Test {};
-TYPED_TEST_SUITE(Inventory, tumblewash::RectPixels);
+TYPED_TEST_SUITE(Inventory, tumblewash::imagelib::RectPixels);
 
 TYPED_TEST(Inventory, EveryRectangleTypeHasItsMembersAndHoldsData) {
     using T = TypeParam;

@@ -10,6 +10,7 @@
 #include "tests/ImageLib/Pictures.h"
 
 using namespace tumblewash;
+using namespace tumblewash::imagelib;
 
 template <class T>
 class Walks : public ::testing::Test {};

@@ -15,7 +15,29 @@
 #include "tests/ImageLib/EveryTarget.h"
 #include "tests/ImageLib/Noise.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::addBlockRuns;
+using kernels::addBlockRunsScalar;
+using kernels::BlockRun;
+using kernels::enlargeFieldRow;
+using kernels::enlargeFieldRowScalar;
+using kernels::FieldChannel;
+using kernels::FieldColumns;
+using kernels::FieldRun;
+using kernels::leavePixel;
+using kernels::matchSums;
+using kernels::matchSumsScalar;
+using kernels::mostRowsInColumns;
+using kernels::sumColumns;
+using kernels::sumColumnsScalar;
+using kernels::warpFetchRow;
+using kernels::warpFetchRowScalar;
+using kernels::warpIndexRow;
+using kernels::warpIndexRowScalar;
+using kernels::WarpShape;
+using kernels::zeroPixel;
+
 namespace {
 
 using test::between;
@@ -271,4 +293,4 @@ TEST(KernelTest, MatchSumsAreTheScalarOnesOnEveryTarget) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

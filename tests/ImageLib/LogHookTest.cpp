@@ -16,21 +16,21 @@ void hear(const char* line) {
 void ignore(const char*) {}
 
 TEST(LogHookTest, WithoutASinkLinesAreDiscarded) {
-    const tumblewash::LogSink before = tumblewash::setLogSink(nullptr);
+    const tumblewash::imagelib::LogSink before = tumblewash::imagelib::setLogSink(nullptr);
     heard.clear();
-    tumblewash::logLine("lost");
+    tumblewash::imagelib::logLine("lost");
     EXPECT_TRUE(heard.empty());
-    tumblewash::setLogSink(before);
+    tumblewash::imagelib::setLogSink(before);
 }
 
 TEST(LogHookTest, TheSinkHearsEveryLineInOrder) {
     heard.clear();
-    const tumblewash::LogSink before = tumblewash::setLogSink(hear);
-    tumblewash::logLine("one\n\r");
-    tumblewash::logLine("two");
-    EXPECT_EQ(tumblewash::setLogSink(ignore), hear);
-    tumblewash::logLine("three");
-    EXPECT_EQ(tumblewash::setLogSink(before), ignore);
+    const tumblewash::imagelib::LogSink before = tumblewash::imagelib::setLogSink(hear);
+    tumblewash::imagelib::logLine("one\n\r");
+    tumblewash::imagelib::logLine("two");
+    EXPECT_EQ(tumblewash::imagelib::setLogSink(ignore), hear);
+    tumblewash::imagelib::logLine("three");
+    EXPECT_EQ(tumblewash::imagelib::setLogSink(before), ignore);
     EXPECT_EQ(heard, (std::vector<std::string>{"one\n\r", "two"}));
 }
 

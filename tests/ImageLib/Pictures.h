@@ -6,7 +6,7 @@
 
 #include "ImageLib/source/PixRect.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// Exactly the pixel types that have rectangles.
 using RectPixels =
@@ -61,4 +61,4 @@ bool hasBounds(const PixRectBase<T>& r, int lx, int ly, int hx, int hy) {
     return r.lx() == lx && r.ly() == ly && r.hx() == hx && r.hy() == hy;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

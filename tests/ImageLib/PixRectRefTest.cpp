@@ -7,6 +7,7 @@
 #include "tests/ImageLib/Pictures.h"
 
 using namespace tumblewash;
+using namespace tumblewash::imagelib;
 
 template <class T>
 class Views : public ::testing::Test {

@@ -8,6 +8,7 @@
 #include "tests/ImageLib/Pictures.h"
 
 using namespace tumblewash;
+using namespace tumblewash::imagelib;
 
 TEST(PixRectTest, SizeConstructorsSetBoundsAndFreshAlphaIsOpaque) {
     const PixRectRW<ARGBVal> r(4, 3);

@@ -8,6 +8,7 @@
 #include "tests/ImageLib/Pictures.h"
 
 using namespace tumblewash;
+using namespace tumblewash::imagelib;
 using Wrap = PixRectWrap<ARGBVal>;
 
 namespace {

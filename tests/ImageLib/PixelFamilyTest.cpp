@@ -5,7 +5,7 @@
 #include "ImageLib/source/PixelConvert.h"
 #include "tests/ImageLib/Capture.h"
 
-using tumblewash::printed;
+using tumblewash::imagelib::printed;
 
 TEST(PixelFamilyTest, DefaultPixelsAreAllZero) {
     const GreyPixel<int> g;

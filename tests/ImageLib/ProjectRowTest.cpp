@@ -12,7 +12,12 @@
 #include "ImageLib/source/PlanarProj.h"
 #include "tests/ImageLib/EveryTarget.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::OpenBounds;
+using kernels::projectRow;
+using kernels::projectRowScalar;
+
 namespace {
 
 using test::EveryTarget;
@@ -84,4 +89,4 @@ TEST(ProjectRowTest, BoundsAreOpenAndNoNumberIsInside) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -7,8 +7,8 @@
 #include "tests/ImageLib/Capture.h"
 #include "tests/ImageLib/Slots.h"
 
-using tumblewash::printed;
-using tumblewash::slotOf;
+using tumblewash::imagelib::printed;
+using tumblewash::imagelib::slotOf;
 
 TEST(SICommonTest, EnumsHaveTheirValues) {
     EXPECT_EQ((std::vector<int>{DBGNone, DBGMem, DBGMatch, DBGPixel, DBGRect, DBGBitmap, DBGUI, DBGIter,
@@ -125,7 +125,7 @@ TEST(SICommonTest, DecreaseMovesHalfWayAndWrapsToAByte) {
 TEST(SICommonTest, SiprintfAlwaysReturnsZero) {
     SICommon_H::traceto(nullptr);
     EXPECT_EQ(siprintf("x %d\n", 7), 0);
-    const tumblewash::Capture capture;
+    const tumblewash::imagelib::Capture capture;
     EXPECT_EQ(siprintf("x %d %s %.1lf\n", 7, "seven", 7.5), 0);
     EXPECT_EQ(siprintf("surplus\n", 1), 0);
     EXPECT_EQ(capture.text(), "x 7 seven 7.5\nsurplus\n");

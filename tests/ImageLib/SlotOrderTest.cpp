@@ -10,9 +10,9 @@
 #include "ImageLib/source/SamplePixRect.h"
 #include "tests/ImageLib/Slots.h"
 
-using tumblewash::completeDestructorAt;
-using tumblewash::deletingDestructorAt;
-using tumblewash::slotOf;
+using tumblewash::imagelib::completeDestructorAt;
+using tumblewash::imagelib::deletingDestructorAt;
+using tumblewash::imagelib::slotOf;
 
 template <class T>
 void pixelSlots() {

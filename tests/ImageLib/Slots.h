@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
 
 /// The slot number of a virtual member, or -1 for a member that is not virtual.
 template <class Member>
@@ -64,4 +64,4 @@ bool deletingDestructorAt(int slot) {
     return gone;
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

@@ -10,7 +10,22 @@
 #include "ImageLib/kernels/WarpRow.h"
 #include "tests/ImageLib/EveryTarget.h"
 
-namespace tumblewash {
+namespace tumblewash::imagelib {
+
+using kernels::enlargeCellRow;
+using kernels::enlargeCellRowScalar;
+using kernels::estimateIndexRow;
+using kernels::estimateIndexRowScalar;
+using kernels::FieldRun;
+using kernels::leavePixel;
+using kernels::WarpEstimate;
+using kernels::warpFetchRow;
+using kernels::warpFetchRowGathering;
+using kernels::warpFetchRowScalar;
+using kernels::warpFetchRowSingly;
+using kernels::WarpShape;
+using kernels::zeroPixel;
+
 namespace {
 
 using test::EveryTarget;
@@ -154,4 +169,4 @@ TEST(WarpKernelTest, FetchesWithAndWithoutGathersAreTheScalarOnesOnEveryTarget) 
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::imagelib

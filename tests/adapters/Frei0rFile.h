@@ -21,7 +21,7 @@ namespace tumblewash::test {
 /// One loaded file. Functions throw std::runtime_error when it cannot be loaded.
 class Frei0rFile {
   public:
-    explicit Frei0rFile(const EffectRecord& effect) : two_(adapters::joinsTwoClips(effect)) {
+    explicit Frei0rFile(const plugin::EffectRecord& effect) : two_(adapters::joinsTwoClips(effect)) {
         std::string stem = effect.id;
         std::replace(stem.begin(), stem.end(), '-', '_');
         handle_ = dlopen((std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so").c_str(),

@@ -8,6 +8,11 @@
 #include "tests/adapters/Scene.h"
 
 namespace tumblewash::test {
+
+using plugin::EffectDriver;
+using plugin::EffectRecord;
+using plugin::effectRecord;
+
 namespace {
 
 using adapters::joinsTwoClips;

@@ -18,6 +18,11 @@
 #include "tests/faults/LongForm.h"
 
 namespace tumblewash::test {
+
+using host::Picture;
+using plugin::EffectRecord;
+using plugin::effectRecord;
+
 namespace {
 
 constexpr int kWidth = 96, kHeight = 64, kThreads = 8, kSteps = 16;

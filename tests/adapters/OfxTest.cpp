@@ -12,6 +12,12 @@
 #include "tests/adapters/Scene.h"
 
 namespace tumblewash::test {
+
+using plugin::effectCatalogue;
+using plugin::EffectDriver;
+using plugin::EffectRecord;
+using plugin::effectRecord;
+
 namespace {
 
 using adapters::AlphaKind;

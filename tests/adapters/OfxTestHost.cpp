@@ -9,6 +9,7 @@
 
 namespace tumblewash::test {
 
+using namespace tumblewash;
 using namespace tumblewash::ofx;
 
 namespace {

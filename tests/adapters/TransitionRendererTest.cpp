@@ -15,6 +15,19 @@
 #include "tests/adapters/Scene.h"
 
 namespace tumblewash::adapters {
+
+using host::FrameRequest;
+using host::FrameResult;
+using host::FrameSource;
+using host::LentFrame;
+using host::PluginModule;
+using host::Session;
+using host::SessionSettings;
+using plugin::EffectDriver;
+using plugin::EffectRecord;
+using plugin::effectRecord;
+using plugin::findEffectRecord;
+
 namespace {
 
 using test::scene;

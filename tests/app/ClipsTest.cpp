@@ -9,7 +9,11 @@
 #include "media/Reader.h"
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using media::MediaInfo;
+using media::probe;
+
 namespace {
 
 std::vector<std::string> realClips() {
@@ -70,4 +74,4 @@ TEST(ClipsTest, TheFirstClipsDisplaySizeIsTheResults) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

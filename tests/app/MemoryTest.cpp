@@ -19,7 +19,7 @@
 #endif
 
 #ifndef TUMBLEWASH_SANITIZED
-namespace tumblewash {
+namespace tumblewash::app {
 namespace {
 
 long residentKiB(long pid) {
@@ -55,5 +55,5 @@ TEST(MemoryTest, NothingGrowsFromFrameOneThousandToTenThousand) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app
 #endif

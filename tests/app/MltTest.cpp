@@ -3,7 +3,7 @@
 
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 namespace {
 
 using testing::HasSubstr;
@@ -88,4 +88,4 @@ TEST(MltTest, MeltRendersTheProjectToTheJoinsLength) {
 #endif
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

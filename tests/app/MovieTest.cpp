@@ -3,10 +3,13 @@
 
 #include <cmath>
 
-#include "app/effects.h"
+#include "edit/effects.h"
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::effectIds;
+
 namespace {
 
 using testing::HasSubstr;
@@ -308,4 +311,4 @@ TEST(MovieTest, NothingButErrorsIsSaidInAQuietRunAndNoProgressInAPipe) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -1,11 +1,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/errors.h"
 #include "app/options.h"
 #include "app/optiontable.h"
+#include "edit/errors.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::parseTime;
+using edit::PixelSize;
+using edit::Problem;
+using edit::Refusal;
+using edit::TimeSpan;
+using host::AudioPolicy;
+using media::Fit;
+using media::FrameRate;
+
 namespace {
 
 using testing::HasSubstr;
@@ -14,7 +24,7 @@ std::string refusalOf(const std::vector<std::string>& words) {
     try {
         parseOptions(words);
     } catch (const Refusal& refusal) {
-        EXPECT_EQ(refusal.code(), ExitCode::BadUsage);
+        EXPECT_EQ(refusal.problem(), Problem::BadRequest);
         EXPECT_EQ(std::string(refusal.what()).find('\n'), std::string::npos) << "one line";
         return refusal.what();
     }
@@ -192,4 +202,4 @@ TEST(OptionTableTest, EveryExampleParses) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -4,15 +4,24 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "app/effects.h"
-#include "app/errors.h"
 #include "app/help.h"
 #include "app/list.h"
 #include "app/optiontable.h"
 #include "app/progress.h"
-#include "app/report.h"
+#include "edit/effects.h"
+#include "edit/errors.h"
+#include "edit/report.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::effectIds;
+using edit::findEffect;
+using edit::openPlugin;
+using edit::Refusal;
+using edit::Report;
+using edit::reportJson;
+using host::PluginModule;
+
 namespace {
 
 using testing::HasSubstr;
@@ -100,4 +109,4 @@ TEST(ReportTest, AnyFileNameGivesValidJson) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -3,13 +3,30 @@
 
 #include <cstring>
 
-#include "app/effects.h"
 #include "app/field.h"
-#include "app/picturesource.h"
+#include "edit/effects.h"
+#include "edit/picturesource.h"
 #include "media/StillIO.h"
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::effectIds;
+using edit::findEffect;
+using edit::openPlugin;
+using edit::PictureSource;
+using edit::sessionSettings;
+using edit::StillInput;
+using edit::TransitionJob;
+using host::PluginModule;
+using host::Session;
+using media::Fit;
+using media::PictureRef;
+using media::PngAlpha;
+using media::readStill;
+using media::StillSettings;
+using media::writePng;
+
 namespace {
 
 // Two pictures with alpha that differ everywhere.
@@ -117,7 +134,7 @@ TEST(FrameTest, EffectsOfOneClipTakeTheClipThatLeavesOrArrives) {
         std::vector<std::string> words{"frame", "-o", shop.file("f.png"), "-e", id, "--of", "10", "-f"};
         words.insert(words.end(), inputs.begin(), inputs.end());
         EXPECT_EQ(shop.run(words).code, 0);
-        return tumblewash::bytesOf(shop.file("f.png"));
+        return tumblewash::app::bytesOf(shop.file("f.png"));
     };
     const std::string a = scene("harbour", 1);
     const std::string b = scene("city", 1);
@@ -141,7 +158,8 @@ TEST(SheetTest, OneRowPerEffectAndOneTilePerStep) {
     EXPECT_GT(all.height(), 4 * two.height());
     EXPECT_LE(all.width(), 4095);
     ASSERT_EQ(shop.run({"sheet", a, b, "-o", shop.file("again.png"), "-d", "20f", "--threads", "1"}).code, 0);
-    EXPECT_EQ(tumblewash::bytesOf(shop.file("all.png")), tumblewash::bytesOf(shop.file("again.png")));
+    EXPECT_EQ(tumblewash::app::bytesOf(shop.file("all.png")),
+              tumblewash::app::bytesOf(shop.file("again.png")));
 }
 
 TEST(FieldTest, TheWashsFieldIsWhatTheCatalogueMakes) {
@@ -210,4 +228,4 @@ TEST(DemoTest, MakesTwoMoviesAndASheet) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

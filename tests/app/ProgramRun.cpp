@@ -15,7 +15,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::filesystem::path& folder)
     : out_(folder / ".out"), err_(folder / ".err") {
@@ -134,4 +134,4 @@ std::string scene(const std::string& name, double seconds, const std::string& si
     return text.str();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace tumblewash {
+namespace tumblewash::app {
 
 /// What a finished process left.
 struct RunResult {
@@ -74,4 +74,4 @@ int shell(const std::string& command);
 std::string scene(const std::string& name, double seconds, const std::string& size = "64x48",
                   bool sound = true);
 
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -4,10 +4,14 @@
 
 #include <filesystem>
 
-#include "app/outputs.h"
+#include "edit/outputs.h"
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
+
+using edit::sameFile;
+using edit::writeTextFile;
+
 namespace {
 
 using testing::HasSubstr;
@@ -242,4 +246,4 @@ TEST(OutputsTest, ATextFileIsReplacedWholeOrNotAtAll) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

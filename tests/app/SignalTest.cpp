@@ -8,7 +8,7 @@
 
 #include "tests/app/ProgramRun.h"
 
-namespace tumblewash {
+namespace tumblewash::app {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -89,4 +89,4 @@ TEST(SignalTest, AnInterruptedSequenceOrPictureLeavesNothing) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::app

@@ -23,6 +23,18 @@
 #include "tests/faults/LongForm.h"
 
 namespace tumblewash::faults {
+
+using host::FrameRequest;
+using host::FrameResult;
+using host::FrameSource;
+using host::HostError;
+using host::LentFrame;
+using host::Picture;
+using host::pictureStride;
+using host::PluginModule;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 using Kind = FailingAllocations::Kind;

@@ -95,6 +95,7 @@ long liveBlocks() {
 
 }  // namespace tumblewash::faults
 
+using namespace tumblewash;
 using namespace tumblewash::faults;
 
 void* __wrap_malloc(std::size_t size) {

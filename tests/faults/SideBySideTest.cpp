@@ -14,6 +14,16 @@
 #include "tests/faults/LongForm.h"
 
 namespace tumblewash::faults {
+
+using host::FrameRequest;
+using host::FrameResult;
+using host::FrameSource;
+using host::LentFrame;
+using host::pictureStride;
+using host::PluginModule;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 constexpr int kWidth = 64, kHeight = 48;

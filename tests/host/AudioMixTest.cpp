@@ -8,7 +8,7 @@
 
 #include "host/AudioMix.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 namespace {
 
 // a * b * c / divisor, cut off, with a product of up to 128 bits in 32-bit digits: long multiplication and
@@ -201,4 +201,4 @@ TEST(SaturateTest, LimitsAndHealsSamples) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::host

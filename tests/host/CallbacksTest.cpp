@@ -8,6 +8,12 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::FrameRequest;
+using host::FrameResult;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 /// Runs `body` as the plug-in's work for one frame.

@@ -5,7 +5,7 @@
 #include "host/Catalogue.h"
 #include "host/HostError.h"
 
-namespace tumblewash {
+namespace tumblewash::host {
 namespace {
 
 TEST(HostCatalogueTest, IdsStandInTheOrderOfTheirIndices) {
@@ -66,4 +66,4 @@ TEST(ResultTableTest, EveryCodeHasItsNameAndSentence) {
 }
 
 }  // namespace
-}  // namespace tumblewash
+}  // namespace tumblewash::host

@@ -11,6 +11,18 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::ClipLayout;
+using host::describe;
+using host::FrameRequest;
+using host::FrameResult;
+using host::HostError;
+using host::kEffectCount;
+using host::PluginModule;
+using host::samplesBefore;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 PluginModule builtIn() {

@@ -11,6 +11,10 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::PluginModule;
+using host::SessionSettings;
+
 namespace {
 
 int throwsAllocation(short, HYPluginParams*) {

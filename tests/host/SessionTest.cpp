@@ -10,6 +10,15 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::FrameRequest;
+using host::FrameResult;
+using host::FrameSource;
+using host::HostError;
+using host::LentFrame;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 /// An open session on the fake with its source and destination.

@@ -6,6 +6,14 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::ClipLayout;
+using host::describe;
+using host::locateFrame;
+using host::Session;
+using host::SessionSettings;
+using host::TransitionInfo;
+
 namespace {
 
 using Change = std::function<void(SessionSettings&)>;

@@ -5,6 +5,15 @@
 #include "tests/host/TestSource.h"
 
 namespace tumblewash::test {
+
+using host::AudioLevels;
+using host::AudioPolicy;
+using host::FrameRequest;
+using host::FrameResult;
+using host::samplesBefore;
+using host::Session;
+using host::SessionSettings;
+
 namespace {
 
 SessionSettings soundSettings(int effect = 3) {

@@ -31,24 +31,24 @@ inline std::uint8_t patternByte(int clip, std::int32_t index, int x, int y, int 
 class OwnPicture {
   public:
     OwnPicture(int width, int height, std::ptrdiff_t stride = 0, std::uint8_t fill = 0x5A)
-        : stride_(stride == 0 ? pictureStride(width) : stride), width_(width), height_(height) {
+        : stride_(stride == 0 ? host::pictureStride(width) : stride), width_(width), height_(height) {
         const std::ptrdiff_t step = std::abs(stride_);
         memory_.assign(static_cast<std::size_t>(step * height), 0xA5);
-        for (int y = 0; y < height; ++y) std::fill_n(row(y), pictureStride(width), fill);
+        for (int y = 0; y < height; ++y) std::fill_n(row(y), host::pictureStride(width), fill);
     }
     [[nodiscard]] std::uint8_t* row(int y) {
         return memory_.data() + (stride_ < 0 ? -stride_ * (height_ - 1) : 0) + y * stride_;
     }
-    [[nodiscard]] Picture view() { return {row(0), stride_, width_, height_}; }
+    [[nodiscard]] host::Picture view() { return {row(0), stride_, width_, height_}; }
     [[nodiscard]] std::vector<std::uint8_t> bytes() {
         std::vector<std::uint8_t> all;
-        for (int y = 0; y < height_; ++y) all.insert(all.end(), row(y), row(y) + pictureStride(width_));
+        for (int y = 0; y < height_; ++y) all.insert(all.end(), row(y), row(y) + host::pictureStride(width_));
         return all;
     }
     [[nodiscard]] bool paddingUntouched() {
         for (int y = 0; y < height_; ++y) {
             const std::ptrdiff_t step = std::abs(stride_);
-            for (std::ptrdiff_t i = pictureStride(width_); i < step; ++i) {
+            for (std::ptrdiff_t i = host::pictureStride(width_); i < step; ++i) {
                 if (row(y)[i] != 0xA5) return false;
             }
         }
@@ -69,16 +69,16 @@ class OwnPicture {
 
 /// A source of two clips. Memory given back is overwritten at once, so that whoever still reads it is found
 /// out.
-class TestSource : public FrameSource {
+class TestSource : public host::FrameSource {
   public:
     ~TestSource() override { EXPECT_EQ(out(), 0) << "frames never given back"; }
 
-    LentFrame lend(const FrameRequest& request) override {
+    host::LentFrame lend(const host::FrameRequest& request) override {
         requests.push_back(request);
         if (onLend) onLend(request);
         auto picture = std::make_unique<OwnPicture>(request.width + oversize, request.height, stride);
         picture->drawPattern(request.clip, request.index);
-        LentFrame frame;
+        host::LentFrame frame;
         frame.picture = picture->view();
         frame.writable = writable;
         frame.volume = volumes[request.clip];
@@ -95,13 +95,13 @@ class TestSource : public FrameSource {
         return frame;
     }
 
-    void giveBack(const LentFrame& frame) noexcept override {
+    void giveBack(const host::LentFrame& frame) noexcept override {
         ++returned;
         const auto found = pictures_.find(frame.token);
         EXPECT_NE(found, pictures_.end()) << "given back twice";
         if (found == pictures_.end()) return;
         for (int y = 0; y < frame.picture.height; ++y) {
-            std::fill_n(found->second->row(y), pictureStride(frame.picture.width), std::uint8_t{0xDD});
+            std::fill_n(found->second->row(y), host::pictureStride(frame.picture.width), std::uint8_t{0xDD});
         }
         graveyard_.push_back(std::move(found->second));
         pictures_.erase(found);
@@ -109,9 +109,9 @@ class TestSource : public FrameSource {
 
     [[nodiscard]] int out() const { return static_cast<int>(pictures_.size()); }
 
-    std::vector<FrameRequest> requests;
-    std::function<void(const FrameRequest&)> onLend;
-    std::function<float(const FrameRequest&, int i, int channel)> sound;
+    std::vector<host::FrameRequest> requests;
+    std::function<void(const host::FrameRequest&)> onLend;
+    std::function<float(const host::FrameRequest&, int i, int channel)> sound;
     std::ptrdiff_t stride = 0;  ///< 0: the one that needs no copy
     int oversize = 0;
     bool writable = true;
@@ -126,12 +126,12 @@ class TestSource : public FrameSource {
     std::vector<float> samples_;
 };
 
-inline PluginModule fakeModule() {
-    return PluginModule(fakeEntry, "fake");
+inline host::PluginModule fakeModule() {
+    return host::PluginModule(fakeEntry, "fake");
 }
 
-inline SessionSettings smallSettings(int effect = 3) {
-    SessionSettings settings;
+inline host::SessionSettings smallSettings(int effect = 3) {
+    host::SessionSettings settings;
     settings.effect = effect;
     settings.width = 40;
     settings.height = 24;
@@ -148,14 +148,14 @@ inline std::uint64_t hashOf(const std::vector<std::uint8_t>& bytes,
 }
 
 /// Renders every frame of a transition and hashes pictures and sound.
-inline std::uint64_t runHash(const PluginModule& module, const SessionSettings& settings,
-                             FrameSource& source) {
-    Session session(module, settings, source);
+inline std::uint64_t runHash(const host::PluginModule& module, const host::SessionSettings& settings,
+                             host::FrameSource& source) {
+    host::Session session(module, settings, source);
     session.open();
     OwnPicture target(settings.width, settings.height);
     std::uint64_t hash = 1469598103934665603U;
     for (std::int32_t k = 0; k < settings.frameCount; ++k) {
-        const FrameResult result = session.renderFrame(k, target.view());
+        const host::FrameResult result = session.renderFrame(k, target.view());
         EXPECT_TRUE(result.ok()) << result.problem;
         hash = hashOf(target.bytes(), hash);
         std::vector<std::uint8_t> sound(result.samples.size() * sizeof(float));
@@ -172,7 +172,7 @@ template <class Action>
 std::string refusalOf(Action action) {
     try {
         action();
-    } catch (const HostError& error) {
+    } catch (const host::HostError& error) {
         return error.what();
     }
     return {};

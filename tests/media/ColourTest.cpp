@@ -8,6 +8,19 @@
 
 namespace tumblewash::test {
 
+using media::ColourMatrix;
+using media::FieldOrder;
+using media::fromArgb;
+using media::MediaError;
+using media::MediaInfo;
+using media::PictureRef;
+using media::PixelLayout;
+using media::probe;
+using media::Reader;
+using media::ReaderSettings;
+using media::readStill;
+using media::toArgb;
+
 namespace {
 
 PictureRef yuvPicture(int width, int height) {

@@ -7,6 +7,17 @@
 
 namespace tumblewash::test {
 
+using media::ColourMatrix;
+using media::FieldOrder;
+using media::fromDeep;
+using media::kDeepOpaque;
+using media::MediaError;
+using media::MediaErrorCode;
+using media::PictureRef;
+using media::PixelLayout;
+using media::toArgb;
+using media::toDeep;
+
 namespace {
 
 struct Weights {

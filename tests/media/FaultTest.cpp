@@ -5,6 +5,14 @@
 
 namespace tumblewash::test {
 
+using media::MediaError;
+using media::MediaErrorCode;
+using media::PictureRef;
+using media::Reader;
+using media::ReaderSettings;
+using media::readStill;
+using media::StillSettings;
+
 namespace {
 
 struct Outcome {

@@ -6,6 +6,19 @@
 
 namespace tumblewash::test {
 
+using media::DrawnScene;
+using media::drawPattern;
+using media::FrameRate;
+using media::isPattern;
+using media::MediaErrorCode;
+using media::MediaInfo;
+using media::parsePattern;
+using media::patternNames;
+using media::PictureRef;
+using media::playPattern;
+using media::probe;
+using media::Reader;
+
 TEST(PatternTest, EverySceneIsDrawnOpaqueInManyColoursAndMoves) {
     for (const std::string& name : patternNames()) {
         DrawnScene drawn = parsePattern("pattern:" + name + "?size=160x90");

@@ -5,6 +5,17 @@
 
 namespace tumblewash::test {
 
+using media::FieldOrder;
+using media::FrameRate;
+using media::MediaErrorCode;
+using media::MediaInfo;
+using media::MediaKind;
+using media::PictureRef;
+using media::probe;
+using media::Reader;
+using media::readStill;
+using media::StillSettings;
+
 namespace {
 
 uint32_t crc(const std::string& bytes) {

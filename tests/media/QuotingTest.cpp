@@ -8,6 +8,13 @@
 
 namespace tumblewash::test {
 
+using media::isUtf8;
+using media::MediaError;
+using media::printable;
+using media::probe;
+using media::quotedName;
+using media::unquotedName;
+
 TEST(QuotingTest, NamesThatCanBeShownAreShownAsTheyAre) {
     for (const char* name : {"clip.mp4", "./a b.mp4", "Köln-東京-😀.mov", "it's.png", "back\\slash.png",
                              "a\"b.png", "-o", "%d.png", "\xC2\xA0.png"})

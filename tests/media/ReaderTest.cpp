@@ -6,6 +6,19 @@
 
 namespace tumblewash::test {
 
+using media::ColourMatrix;
+using media::FieldOrder;
+using media::Fit;
+using media::FrameRate;
+using media::MediaErrorCode;
+using media::PictureRef;
+using media::PixelLayout;
+using media::probe;
+using media::Reader;
+using media::ReaderSettings;
+using media::toArgb;
+using media::writePng;
+
 namespace {
 
 ReaderSettings atRate(FrameRate rate) {

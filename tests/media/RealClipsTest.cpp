@@ -9,6 +9,15 @@
 
 namespace tumblewash::test {
 
+using media::FieldOrder;
+using media::MediaInfo;
+using media::MediaKind;
+using media::PictureRef;
+using media::probe;
+using media::Reader;
+using media::ReaderSettings;
+using media::Writer;
+
 namespace fs = std::filesystem;
 
 namespace {

@@ -7,6 +7,12 @@
 
 namespace tumblewash::test {
 
+using media::FrameRate;
+using media::PictureRef;
+using media::Reader;
+using media::ReaderSettings;
+using media::Writer;
+
 namespace {
 
 constexpr int kRate = 48000;

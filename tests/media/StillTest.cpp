@@ -3,6 +3,18 @@
 
 namespace tumblewash::test {
 
+using media::Fit;
+using media::MediaErrorCode;
+using media::MediaInfo;
+using media::MediaKind;
+using media::PictureRef;
+using media::PngAlpha;
+using media::probe;
+using media::Reader;
+using media::readStill;
+using media::StillSettings;
+using media::writePng;
+
 namespace {
 
 /// Every byte different in its neighbourhood, alpha among them.

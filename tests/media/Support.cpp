@@ -9,6 +9,10 @@
 
 namespace tumblewash::test {
 
+using media::PictureRef;
+using media::Reader;
+using media::WriterSettings;
+
 namespace fs = std::filesystem;
 
 TempDir::TempDir() {

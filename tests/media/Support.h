@@ -41,32 +41,32 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
 
 using Rgb = std::array<int, 3>;
-Rgb pixel(const PictureRef& picture, int x, int y);
+Rgb pixel(const media::PictureRef& picture, int x, int y);
 /// All bytes of an ARGB picture.
-std::string bytesOf(const PictureRef& picture);
+std::string bytesOf(const media::PictureRef& picture);
 /// All pictures as bytes, from where the reader stands.
-std::vector<std::string> allPictures(Reader& reader);
+std::vector<std::string> allPictures(media::Reader& reader);
 /// The first `frames` sample frames, left channel.
-std::vector<float> leftChannel(Reader& reader, size_t frames);
+std::vector<float> leftChannel(media::Reader& reader, size_t frames);
 
 /// Code of the MediaError that `action` throws; fails the test when it throws none, or its line names no
 /// file.
 template <typename Action>
-MediaErrorCode failureOf(Action action, const std::string& file) {
+media::MediaErrorCode failureOf(Action action, const std::string& file) {
     try {
         action();
-    } catch (const MediaError& error) {
+    } catch (const media::MediaError& error) {
         EXPECT_THAT(std::string(error.what()), ::testing::HasSubstr(file));
         EXPECT_THAT(std::string(error.what()), ::testing::Not(::testing::HasSubstr("\n")));
         return error.code();
     }
     ADD_FAILURE() << "nothing was refused: " << file;
-    return MediaErrorCode::encoding;
+    return media::MediaErrorCode::encoding;
 }
 
 /// A solid picture.
-PictureRef solid(int width, int height, Rgb colour, int alpha = 255);
+media::PictureRef solid(int width, int height, Rgb colour, int alpha = 255);
 
-WriterSettings smallMovie(int width = 64, int height = 48);
+media::WriterSettings smallMovie(int width = 64, int height = 48);
 
 }  // namespace tumblewash::test

@@ -13,6 +13,22 @@
 
 namespace tumblewash::test {
 
+using media::ColourMatrix;
+using media::FieldOrder;
+using media::FrameRate;
+using media::MediaError;
+using media::MediaErrorCode;
+using media::needsEvenSize;
+using media::OutputKind;
+using media::outputKinds;
+using media::PictureRef;
+using media::PixelLayout;
+using media::Reader;
+using media::readStill;
+using media::StillSettings;
+using media::Writer;
+using media::WriterSettings;
+
 namespace {
 
 constexpr const char* kMovies[] = {"a.mp4", "a.mov", "a.mkv", "a.webm"};

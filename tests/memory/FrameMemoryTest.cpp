@@ -24,7 +24,7 @@
 #define TUMBLEWASH_OTHER_HEAP
 #endif
 
-namespace tumblewash {
+namespace tumblewash::memory {
 namespace {
 
 constexpr std::size_t kFrame = std::size_t{1920} * 1080 * 4;
@@ -147,4 +147,4 @@ TEST_F(FrameMemoryTest, ThreadsNeverShareAFrame) {
     for (std::thread& thread : threads) thread.join();
 }
 
-}  // namespace tumblewash
+}  // namespace tumblewash::memory

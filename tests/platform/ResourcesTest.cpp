@@ -9,6 +9,7 @@
 #include "platform/Resources.h"
 #include "platform/Utf8.h"
 
+using namespace tumblewash;
 using namespace tumblewash::platform;
 
 namespace {

@@ -15,6 +15,8 @@
 namespace {
 
 using namespace tumblewash;
+using namespace tumblewash::plugin;
+using tumblewash::host::effectNames;
 
 TEST(CatalogueTest, FourteenRecordsStandInIndexOrderUnderTheirIds) {
     const char* const ids[] = {"none",        "morph",       "wash-out",  "wash-away",    "wash-in",

@@ -13,6 +13,7 @@
 namespace {
 
 using namespace tumblewash;
+using namespace tumblewash::plugin;
 using test::FakeHost;
 using testing::ElementsAre;
 using testing::IsEmpty;

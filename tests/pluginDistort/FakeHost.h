@@ -103,12 +103,12 @@ class FakeHost {
         transition.ver2.direction = kPluginDirectionLeft;
         fillTable();
         current() = this;
-        previousObserver_ = setLogObserver([](const char* text) {
+        previousObserver_ = plugin::setLogObserver([](const char* text) {
             if (current()) current()->events.push_back("log " + std::string(text));
         });
     }
     ~FakeHost() {
-        setLogObserver(previousObserver_);
+        plugin::setLogObserver(previousObserver_);
         current() = nullptr;
         dropKeptWorld();
         if (_EffectData* ed = state()) SICleanup(ed);
@@ -415,7 +415,7 @@ class FakeHost {
     std::unique_ptr<TestWorld> destination_;
     Entry entry_;
     _HYProcs procs_{};
-    LogObserver previousObserver_ = nullptr;
+    plugin::LogObserver previousObserver_ = nullptr;
     std::map<std::string, Failure> failures_;
     std::map<std::string, int> counts_;
     std::vector<std::pair<void*, Loan>> lent_;

@@ -16,6 +16,7 @@
 namespace {
 
 using namespace tumblewash;
+using namespace tumblewash::plugin;
 using test::FakeHost;
 
 /// What one request answers and leaves behind.

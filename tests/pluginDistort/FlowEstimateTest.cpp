@@ -268,13 +268,14 @@ TEST(FlowEstimateTest, TextsNameEveryLatticePoint) {
     paintBlocks(from, 720, 480, 1, -2);
     paintBlocks(to, 720, 480, 0, 0);
     told.clear();
-    const auto previous = tumblewash::setLogObserver([](const char* text) { told.emplace_back(text); });
+    const auto previous =
+        tumblewash::plugin::setLogObserver([](const char* text) { told.emplace_back(text); });
     {
         tumblewash::test::TraceCapture trace;
         const Field field = estimated(from, to, 720, 480);
         EXPECT_EQ(trace.text().find("Source and dest are 40x40 and 40x40\n\r"), 0u);
     }
-    tumblewash::setLogObserver(previous);
+    tumblewash::plugin::setLogObserver(previous);
     ASSERT_EQ(told.size(), 144u);
     EXPECT_EQ(told[0], "Flow at 3 3 is 1 -2\n\r");
     EXPECT_EQ(told[1], "Flow at 6 3 is 1 -2\n\r");

@@ -68,27 +68,27 @@ TEST(ProcessInitTest, NullAndEmptyStatesAreFine) {
 
 TEST(LogTest, IsSilentUntilSomebodyListens) {
     heard.clear();
-    const tumblewash::LogObserver previous = tumblewash::setLogObserver(nullptr);
+    const tumblewash::plugin::LogObserver previous = tumblewash::plugin::setLogObserver(nullptr);
     char text[] = "nobody hears\n\r";
     logMessage(text);
     EXPECT_TRUE(heard.empty());
-    EXPECT_EQ(tumblewash::setLogObserver(hear), nullptr);
+    EXPECT_EQ(tumblewash::plugin::setLogObserver(hear), nullptr);
     logMessage(text);
     logMessage("second");
     EXPECT_EQ(heard, (std::vector<std::string>{"nobody hears\n\r", "second"}));
-    EXPECT_EQ(tumblewash::setLogObserver(previous), &hear);
+    EXPECT_EQ(tumblewash::plugin::setLogObserver(previous), &hear);
 }
 
 TEST(LogTest, TheLibrarysLinesArriveOnceConnected) {
     heard.clear();
-    const tumblewash::LogObserver previous = tumblewash::setLogObserver(hear);
-    const tumblewash::LogSink sink = tumblewash::setLogSink(nullptr);
-    tumblewash::logLine("lost");
-    tumblewash::connectLibraryLog();
-    tumblewash::logLine("found");
+    const tumblewash::plugin::LogObserver previous = tumblewash::plugin::setLogObserver(hear);
+    const tumblewash::imagelib::LogSink sink = tumblewash::imagelib::setLogSink(nullptr);
+    tumblewash::imagelib::logLine("lost");
+    tumblewash::plugin::connectLibraryLog();
+    tumblewash::imagelib::logLine("found");
     EXPECT_EQ(heard, (std::vector<std::string>{"found"}));
-    tumblewash::setLogSink(sink);
-    tumblewash::setLogObserver(previous);
+    tumblewash::imagelib::setLogSink(sink);
+    tumblewash::plugin::setLogObserver(previous);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 namespace {
 
 using namespace tumblewash;
+using namespace tumblewash::plugin;
 using test::FakeHost;
 using test::TestWorld;
 using testing::ElementsAre;

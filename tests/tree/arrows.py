@@ -20,7 +20,7 @@ FOREIGN = [
     (re.compile(r"^frei0r\.h$"), ["adapters/frei0r/"]),
     (re.compile(r"^ofx\w+\.h$"), ["adapters/openfx/"]),
     (re.compile(r"^CLI/"), ["app/"]),
-    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "media/"]),
+    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "edit/", "media/"]),
     (re.compile(r"^(gtest|gmock)/"), []),
     (re.compile(r"^(opencv2|benchmark)/"), []),
 ]

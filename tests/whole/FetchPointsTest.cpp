@@ -9,6 +9,13 @@
 #include "tests/whole/Frames.h"
 
 namespace tumblewash {
+
+using imagelib::FetchPoints;
+using imagelib::FieldRows;
+using kernels::leavePixel;
+using kernels::warpIndexRowScalar;
+using kernels::WarpShape;
+
 namespace {
 
 using test::Field;

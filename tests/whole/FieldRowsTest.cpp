@@ -8,6 +8,9 @@
 #include "tests/whole/Frames.h"
 
 namespace tumblewash {
+
+using imagelib::FieldRows;
+
 namespace {
 
 using test::Field;

@@ -10,8 +10,8 @@ namespace tumblewash::test {
 
 class Listener {
   public:
-    Listener() : before_(setLogSink(hear)) { lines().clear(); }
-    ~Listener() { setLogSink(before_); }
+    Listener() : before_(imagelib::setLogSink(hear)) { lines().clear(); }
+    ~Listener() { imagelib::setLogSink(before_); }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
@@ -24,7 +24,7 @@ class Listener {
     }
     static void hear(const char* line) { lines().emplace_back(line); }
 
-    LogSink before_;
+    imagelib::LogSink before_;
 };
 
 }  // namespace tumblewash::test

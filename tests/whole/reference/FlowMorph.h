@@ -14,7 +14,7 @@ namespace tumblewash::reference {
 
 inline void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& other,
                          PixRectWrap<ARGBVal>& dest, PixRectRW<RGBPixel<float>>* flow, float t) {
-    logLine("MorphBetween1\n\r");
+    imagelib::logLine("MorphBetween1\n\r");
     PixRectWrap<ARGBVal> sourceEven(source.getwrapdata(), source.width(), source.height(), SIEvenLines);
     PixRectWrap<ARGBVal> sourceOdd(source.getwrapdata(), source.width(), source.height(), SIOddLines);
     ContImageRef<ARGBVal> imageEven(sourceEven, SIInterpBilinear);
@@ -30,7 +30,7 @@ inline void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& oth
     const float ys = static_cast<float>(flow->height()) / static_cast<float>(sourceEven.height());
     SamplePixRectNC<RGBPixel<float>, RGBPixel<float>> field(image, static_cast<double>(xs),
                                                             static_cast<double>(ys), SIBestSample);
-    logLine("MorphBetween2\n\r");
+    imagelib::logLine("MorphBetween2\n\r");
 
     const int last = std::min(destEven.hy(), destOdd.hy());
     for (int y = destEven.ly(); y <= last; ++y) {
@@ -46,7 +46,7 @@ inline void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& oth
             destOdd.pixrefNB(x, y) = imageOdd.pixdd(static_cast<double>(fx), static_cast<double>(fy));
         }
     }
-    logLine("MorphBetween3\n\r");
+    imagelib::logLine("MorphBetween3\n\r");
 }
 
 }  // namespace tumblewash::reference

@@ -18,7 +18,7 @@ inline void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth
     char line[128];
     std::snprintf(line, sizeof line, "DistortUsingFlow dw=%d %d %d fac=%f\n\r", dwidth, width, height,
                   static_cast<double>(fac));
-    logLine(line);
+    imagelib::logLine(line);
 
     ZeroOriginWrap sourceOdd(src, dwidth, height, SIOddLines);
     ZeroOriginWrap sourceEven(src, dwidth, height, SIEvenLines);
@@ -31,7 +31,7 @@ inline void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth
                                                             static_cast<double>(ys), SIBestSample);
     ContImageRef<ARGBVal> sce(sourceEven, SIInterpBilinear);
     ContImageRef<ARGBVal> sco(sourceOdd, SIInterpBilinear);
-    logLine("Distort 1\n\r");
+    imagelib::logLine("Distort 1\n\r");
 
     const auto W = static_cast<float>(sce.width());
     const auto H = static_cast<float>(sce.height());
@@ -53,8 +53,8 @@ inline void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth
             destOdd.pixrefNB(x, y) = sco.pixdd(ix, iy);
         }
     }
-    logLine("Distort 2\n\r");
-    logLine("Distort done\n\r");
+    imagelib::logLine("Distort 2\n\r");
+    imagelib::logLine("Distort done\n\r");
 }
 
 }  // namespace tumblewash::reference

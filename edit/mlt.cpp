@@ -1,0 +1,280 @@
+#include "edit/mlt.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <numeric>
+#include <vector>
+
+#include "edit/errors.h"
+#include "edit/report.h"
+#include "media/Pattern.h"
+
+namespace tumblewash::edit {
+
+using media::ColourMatrix;
+using media::colourMatrixFor;
+using media::FieldOrder;
+using media::Fit;
+using media::isPattern;
+
+namespace {
+
+/// The mixers' seed knob: 0 is the first field, each thousandth the next.
+constexpr double kSeedStep = 0.001;
+
+/// The tracks with pictures; below them lie black and the two with sound.
+constexpr int kBelow = 3;
+constexpr int kAbove = 4;
+
+/// Marks what Kdenlive adds to every project by itself and does not show as something that the user laid
+/// down.
+constexpr const char* kInternal = "237";
+
+std::string escaped(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        switch (c) {
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
+/// A stretch of one clip on a track.
+struct Piece {
+    int clip = 0;
+    std::int64_t at = 0;     ///< first output frame
+    std::int64_t first = 0;  ///< first frame of the clip
+    std::int64_t count = 0;
+    std::int64_t held = -1;  ///< the frame shown all the time and without sound, or -1
+    std::int64_t fadeIn = 0;
+    std::int64_t fadeOut = 0;
+};
+
+using Track = std::vector<Piece>;
+
+/// Leaving clips lie below, arriving ones above: the order in which a composition takes its pictures. A clip
+/// that arrived and leaves again is cut where it starts to leave.
+struct Tracks {
+    Track below;
+    Track above;
+};
+
+std::string property(const char* name, const std::string& value) {
+    return fmt::format("      <property name=\"{}\">{}</property>\n", name, escaped(value));
+}
+
+std::string clipName(int index) {
+    return fmt::format("clip{}", index);
+}
+
+/// The number by which Kdenlive knows a clip again wherever it lies; smaller ones are its own.
+std::string binNumber(int index) {
+    return std::to_string(index + 2);
+}
+
+void append(Track& track, const Piece& piece) {
+    if (!track.empty()) {
+        Piece& last = track.back();
+        if (last.clip == piece.clip && last.held < 0 && piece.held < 0 && piece.fadeIn == 0 &&
+            last.at + last.count == piece.at && last.first + last.count == piece.first) {
+            last.count += piece.count;
+            last.fadeOut = piece.fadeOut;
+            return;
+        }
+    }
+    track.push_back(piece);
+}
+
+Tracks tracksOf(const MovieRequest& request) {
+    Tracks tracks;
+    int arrived = Segment::kNone;
+    for (const Segment& s : request.plan.segments) {
+        if (s.transition == Segment::kNone) {
+            append(s.clipA == arrived ? tracks.above : tracks.below,
+                   {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count});
+            continue;
+        }
+        arrived = s.clipB;
+        if (placementOf(request.effects[static_cast<std::size_t>(s.transition)]) != Placement::Halves) {
+            append(tracks.below,
+                   {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count, .fadeOut = s.count});
+            append(tracks.above,
+                   {.clip = s.clipB, .at = s.first, .first = s.firstB, .count = s.count, .fadeIn = s.count});
+            continue;
+        }
+        const std::int64_t half = s.count - s.countA;
+        const std::int64_t middle = s.first + s.countA;
+        append(tracks.below, {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.countA});
+        append(tracks.below, {.clip = s.clipA,
+                              .at = middle,
+                              .first = s.firstA,
+                              .count = half,
+                              .held = s.firstA + s.countA - 1});
+        append(tracks.above, {.clip = s.clipB, .at = s.first, .first = 0, .count = s.countA, .held = 0});
+        append(tracks.above, {.clip = s.clipB, .at = middle, .first = 0, .count = half});
+    }
+    return tracks;
+}
+
+std::string profile(const MovieRequest& request) {
+    const int divisor = std::gcd(request.size.width, request.size.height);
+    return fmt::format(
+        "  <profile description=\"tumblewash\" width=\"{}\" height=\"{}\" progressive=\"{}\" "
+        "sample_aspect_num=\"1\" sample_aspect_den=\"1\" display_aspect_num=\"{}\" "
+        "display_aspect_den=\"{}\" frame_rate_num=\"{}\" frame_rate_den=\"{}\" colorspace=\"{}\"/>\n",
+        request.size.width, request.size.height, request.fields == FieldOrder::progressive ? 1 : 0,
+        request.size.width / divisor, request.size.height / divisor, request.rate.num, request.rate.den,
+        colourMatrixFor(request.size.width, request.size.height) == ColourMatrix::bt709 ? 709 : 601);
+}
+
+std::string producer(const std::string& id, int index, const Clip& clip) {
+    return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, clip.frames() - 1) +
+           property("resource", std::filesystem::absolute(clip.path()).lexically_normal().string()) +
+           property("length", std::to_string(clip.frames())) + property("eof", "pause") +
+           property("kdenlive:id", binNumber(index)) + "  </producer>\n";
+}
+
+/// The bin names the clips and carries what Kdenlive needs to take the file for a project of its own.
+std::string bin(const MovieRequest& request) {
+    std::string out = "  <playlist id=\"main_bin\">\n";
+    out += property("kdenlive:docproperties.version", "1.04");
+    out += property("kdenlive:docproperties.profile", "tumblewash");
+    out += property("xml_retain", "1");
+    for (std::size_t i = 0; i < request.clips.size(); ++i)
+        out += fmt::format("    <entry producer=\"{}\" in=\"0\" out=\"{}\"/>\n",
+                           clipName(static_cast<int>(i)), request.clips[i].frames() - 1);
+    return out + "  </playlist>\n";
+}
+
+std::string filter(const std::string& properties, std::int64_t first, std::int64_t count) {
+    return fmt::format("      <filter in=\"{}\" out=\"{}\">\n", first, first + count - 1) + properties +
+           "      </filter>\n";
+}
+
+std::string fade(const Piece& piece, bool in) {
+    const std::int64_t count = in ? piece.fadeIn : piece.fadeOut;
+    if (count == 0) return {};
+    return filter(property("mlt_service", "volume") + property("kdenlive_id", in ? "fadein" : "fadeout") +
+                      property("gain", in ? "0" : "1") + property("end", in ? "1" : "0"),
+                  in ? piece.first : piece.first + piece.count - count, count);
+}
+
+/// One track: Kdenlive keeps two lists on each, the second for mixes of its own.
+std::string track(const std::string& name, const Track& pieces, bool sound, const MovieRequest& request) {
+    const std::string kind = sound ? property("kdenlive:audio_track", "1") : "";
+    std::string out = fmt::format("  <playlist id=\"{}\">\n", name) + kind;
+    std::int64_t end = 0;
+    for (const Piece& piece : pieces) {
+        const Clip& clip = request.clips[static_cast<std::size_t>(piece.clip)];
+        if (sound && (piece.held >= 0 || !clip.info().hasAudio)) continue;
+        if (piece.at > end) out += fmt::format("    <blank length=\"{}\"/>\n", piece.at - end);
+        end = piece.at + piece.count;
+        out += fmt::format("    <entry producer=\"{}{}\" in=\"{}\" out=\"{}\">\n", sound ? "sound" : "clip",
+                           piece.clip, piece.first, piece.first + piece.count - 1);
+        out += property("kdenlive:id", binNumber(piece.clip));
+        if (piece.held >= 0)
+            out += filter(property("mlt_service", "freeze") + property("kdenlive_id", "freeze") +
+                              property("frame", std::to_string(piece.held)),
+                          piece.first, piece.count);
+        if (sound) out += fade(piece, true) + fade(piece, false);
+        out += "    </entry>\n";
+    }
+    out += fmt::format("  </playlist>\n  <playlist id=\"{}_mixes\">\n{}  </playlist>\n", name, kind);
+    out += fmt::format("  <tractor id=\"{}_track\" in=\"0\" out=\"{}\">\n", name, request.plan.frames - 1) +
+           kind;
+    for (const char* list : {"", "_mixes"})
+        out += fmt::format("    <track hide=\"{}\" producer=\"{}{}\"/>\n", sound ? "video" : "audio", name,
+                           list);
+    return out + "  </tractor>\n";
+}
+
+std::string composition(const MovieOrder& o, const Effect& effect, const Segment& s) {
+    std::string service = "frei0r.tumblewash_" + std::string(effect.id);
+    for (char& c : service)
+        if (c == '-') c = '_';
+    // The plug-in's fraction is frame / count, so the last frame stops one step short of the end; the morph
+    // counts from one and reaches it.
+    const bool halves = placementOf(effect) == Placement::Halves;
+    const auto n = static_cast<double>(s.count);
+    std::string out = fmt::format("    <transition in=\"{}\" out=\"{}\">\n", s.first, s.first + s.count - 1);
+    out += property("a_track", std::to_string(kBelow)) + property("b_track", std::to_string(kAbove));
+    out += property("mlt_service", service) + property("kdenlive_id", service);
+    out += property("position",
+                    fmt::format("0={:.6f};-1={:.6f}", halves ? 1.0 / n : 0.0, halves ? 1.0 : (n - 1) / n));
+    if (effect.info.flags != 0) {
+        out += property("direction", directionName(directionFor(o.direction, effect)));
+        out += property("seed", fmt::format("{:.3f}", (o.seed - 1) * kSeedStep));
+    }
+    return out + "    </transition>\n";
+}
+
+/// Adds a sound track to what sounds already.
+std::string sum(int soundTrack) {
+    return "    <transition>\n" + property("a_track", "0") + property("b_track", std::to_string(soundTrack)) +
+           property("mlt_service", "mix") + property("kdenlive_id", "mix") + property("sum", "1") +
+           property("always_active", "1") + property("accepts_blanks", "1") +
+           property("internal_added", kInternal) + "    </transition>\n";
+}
+
+std::string black(std::int64_t frames) {
+    return fmt::format("  <producer id=\"black_track\" in=\"0\" out=\"{}\">\n", frames - 1) +
+           property("mlt_service", "color") + property("resource", "black") +
+           property("length", "2147483647") + property("eof", "continue") + property("set.test_audio", "0") +
+           "  </producer>\n";
+}
+
+}  // namespace
+
+std::string mltProject(const MovieOrder& o, const MovieRequest& request) {
+    for (const std::string& input : o.inputs)
+        if (isPattern(input))
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{}: only this program draws it; an MLT project needs files", input));
+    if (o.fit != Fit::contain)
+        throw Refusal(Problem::BadRequest, "--mlt: a project shows pictures whole; leave --fit out");
+    if (o.seed < 1 || o.seed > 1001)
+        throw Refusal(Problem::BadRequest, "--mlt: a project knows the seeds 1 to 1001");
+    std::string out =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<mlt LC_NUMERIC=\"C\" version=\"7.12.0\" "
+        "title=\"tumblewash\" producer=\"main_bin\">\n";
+    out += profile(request);
+    for (std::size_t i = 0; i < request.clips.size(); ++i) {
+        const int index = static_cast<int>(i);
+        out += producer(clipName(index), index, request.clips[i]);
+        if (request.clips[i].info().hasAudio)
+            out += producer(fmt::format("sound{}", i), index, request.clips[i]);
+    }
+    const Tracks tracks = tracksOf(request);
+    out += bin(request) + black(request.plan.frames);
+    out += track("sound_above", tracks.above, true, request);
+    out += track("sound_below", tracks.below, true, request);
+    out += track("below", tracks.below, false, request);
+    out += track("above", tracks.above, false, request);
+    out += fmt::format("  <tractor id=\"join\" in=\"0\" out=\"{}\">\n    <track producer=\"black_track\"/>\n",
+                       request.plan.frames - 1);
+    for (const char* name : {"sound_above", "sound_below", "below", "above"})
+        out += fmt::format("    <track producer=\"{}_track\"/>\n", name);
+    out += sum(1) + sum(2);
+    for (const Segment& s : request.plan.segments)
+        if (s.transition != Segment::kNone)
+            out += composition(o, request.effects[static_cast<std::size_t>(s.transition)], s);
+    return out + "  </tractor>\n</mlt>\n";
+}
+
+}  // namespace tumblewash::edit

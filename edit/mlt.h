@@ -1,0 +1,17 @@
+// A join as an MLT project that melt, Shotcut and Kdenlive open: the clips in the bin and on two tracks for
+// pictures and two for sound, each seam a composition where they overlap, its sound a pair of fades. The
+// editor decodes the clips itself and renders the seams with this project's frei0r mixers. Text only; nothing
+// is rendered here.
+#pragma once
+
+#include <string>
+
+#include "edit/request.h"
+
+namespace tumblewash::edit {
+
+/// The project as XML. Throws Refusal (BadRequest) for what a project cannot say: sources that the program
+/// draws itself, a --fit other than contain, a seed outside 1 to 1001.
+std::string mltProject(const MovieOrder& order, const MovieRequest& request);
+
+}  // namespace tumblewash::edit

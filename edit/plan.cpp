@@ -1,0 +1,107 @@
+#include "edit/plan.h"
+
+#include <fmt/format.h>
+
+#include "edit/errors.h"
+
+namespace tumblewash::edit {
+namespace {
+
+std::int64_t takenBefore(const PlannedTransition& t) {
+    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::Before ? 0 : t.frames;
+}
+
+std::int64_t takenAfter(const PlannedTransition& t) {
+    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::After ? 0 : t.frames;
+}
+
+std::string framesWord(std::int64_t n) {
+    return n == 1 ? "1 frame" : fmt::format("{} frames", n);
+}
+
+[[noreturn]] void refuseShort(const PlannedClip& clip, const std::string& needs) {
+    throw Refusal(Problem::BadRequest, fmt::format("{}: {}: {}; use a shorter --duration or a longer clip",
+                                                   clip.name, tooFewFrames(clip.frames), needs));
+}
+
+// The seams eat into a clip from both ends; what they take must be there.
+void checkHolds(const PlannedClip& clip, const PlannedTransition* head, const PlannedTransition* tail) {
+    const std::int64_t atHead = head ? takenAfter(*head) : 0;
+    const std::int64_t atTail = tail ? takenBefore(*tail) : 0;
+    if (clip.frames < 1) throw Refusal(Problem::BadInput, clip.name + ": has no picture to show");
+    if (atHead + atTail <= clip.frames) return;
+    if (atHead > 0 && atTail > 0)
+        refuseShort(clip, fmt::format("{} at its start takes {} and {} at its end {}, {} in all", head->id,
+                                      atHead, tail->id, atTail, atHead + atTail));
+    const PlannedTransition& only = atHead > 0 ? *head : *tail;
+    refuseShort(clip, fmt::format("{} takes {}", only.id, atHead + atTail));
+}
+
+class Builder {
+  public:
+    void copy(int clip, std::int64_t from, std::int64_t to) {
+        if (to > from) add({.count = to - from, .clipA = clip, .firstA = from, .countA = to - from});
+    }
+    void add(Segment segment) {
+        segment.first = plan.frames;
+        plan.frames += segment.count;
+        plan.segments.push_back(segment);
+    }
+    FramePlan plan;
+};
+
+}  // namespace
+
+FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<PlannedTransition>& transitions) {
+    const std::size_t last = clips.size() - 1;
+    for (std::size_t i = 0; i < clips.size(); ++i)
+        checkHolds(clips[i], i > 0 ? &transitions[i - 1] : nullptr, i < last ? &transitions[i] : nullptr);
+
+    Builder build;
+    std::int64_t head = 0;  // frames of the current clip that the transition before it has used
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        const int clip = static_cast<int>(i);
+        const std::int64_t origin = i == 0 ? 0 : build.plan.frames - head;
+        build.plan.clipOrigins.push_back(origin);
+        const std::int64_t tail = i < last ? takenBefore(transitions[i]) : 0;
+        build.copy(clip, head, clips[i].frames - tail);
+        head = 0;
+        if (i == last || transitions[i].frames == 0) continue;
+        const PlannedTransition& t = transitions[i];
+        build.add({.count = t.frames,
+                   .transition = clip,
+                   .clipA = clip,
+                   .firstA = clips[i].frames - tail,
+                   .clipB = clip + 1,
+                   .firstB = 0,
+                   .countA = tail});
+        head = takenAfter(t);
+    }
+    return build.plan;
+}
+
+FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& t) {
+    const bool atEnd = t.placement == Placement::After;
+    checkHolds(clip, atEnd ? nullptr : &t, atEnd ? &t : nullptr);
+    Builder build;
+    build.plan.clipOrigins.push_back(0);
+    const std::int64_t first = atEnd ? clip.frames - t.frames : 0;
+    build.copy(0, 0, first);
+    build.add({.count = t.frames, .transition = 0, .clipA = 0, .firstA = first, .countA = t.frames});
+    build.copy(0, first + t.frames, clip.frames);
+    return build.plan;
+}
+
+std::string tooFewFrames(std::int64_t n) {
+    return framesWord(n) + (n == 1 ? " is too few" : " are too few");
+}
+
+std::int64_t evenFrames(std::int64_t wished) {
+    if (wished < 2)
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("a transition of {} is too short; --duration needs 2 frames or more",
+                                  framesWord(wished)));
+    return wished + (wished & 1);
+}
+
+}  // namespace tumblewash::edit

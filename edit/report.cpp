@@ -1,0 +1,97 @@
+#include "edit/report.h"
+
+#include <nlohmann/json.hpp>
+
+#include "media/Reader.h"
+
+namespace tumblewash::edit {
+
+using host::AudioLevels;
+using media::FrameRate;
+using media::kChannels;
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json rateJson(FrameRate rate) {
+    return {{"num", rate.num}, {"den", rate.den}};
+}
+
+Json clipJson(const ReportedClip& clip) {
+    Json json{{"file", clip.file},          {"kind", clip.kind},     {"width", clip.size.width},
+              {"height", clip.size.height}, {"frames", clip.frames}, {"sound", clip.sound}};
+    if (clip.rate) json["rate"] = rateJson(clip.rate);
+    return json;
+}
+
+Json transitionJson(const ReportedTransition& t, bool sound) {
+    Json json{{"effect", t.id},     {"index", t.index}, {"name", t.name},    {"firstFrame", t.firstFrame},
+              {"frames", t.frames}, {"clipA", t.clipA}, {"firstA", t.firstA}};
+    if (t.clipB >= 0) {
+        json["clipB"] = t.clipB;
+        json["firstB"] = t.firstB;
+    }
+    json["direction"] = t.direction;
+    json["seed"] = t.seed;
+    json["sessions"] = t.sessions;
+    if (sound) {
+        Json levels = Json::array();
+        for (const AudioLevels& pair : t.levels) levels.push_back({pair.outgoing, pair.incoming});
+        json["levels"] = std::move(levels);
+    }
+    json["fades"] = {{"fadeIn", t.clip.fadeIn != 0},
+                     {"fadeInFrames", t.clip.ver2.fadeInFrames},
+                     {"fadeOut", t.clip.fadeOut != 0},
+                     {"fadeOutFrames", t.clip.ver2.fadeOutFrames}};
+    json["seconds"] = t.seconds;
+    return json;
+}
+
+}  // namespace
+
+std::string directionName(HYPluginDirection direction) {
+    switch (direction) {
+        case kPluginDirectionUp:
+            return "up";
+        case kPluginDirectionDown:
+            return "down";
+        case kPluginDirectionLeft:
+            return "left";
+        case kPluginDirectionRight:
+            return "right";
+        default:
+            return "none";
+    }
+}
+
+std::string reportJson(const Report& report) {
+    Json json{{"program", report.program},
+              {"command", report.command},
+              {"output", report.output},
+              {"plugin", report.plugin},
+              {"width", report.size.width},
+              {"height", report.size.height},
+              {"rate", rateJson(report.rate)},
+              {"frames", report.frames},
+              {"seconds", secondsOf(report.frames, report.rate)}};
+    if (report.sound)
+        json["sound"] = {{"policy", report.audio}, {"channels", kChannels}, {"samples", report.samples}};
+    else
+        json["sound"] = nullptr;
+    json["clips"] = Json::array();
+    for (const ReportedClip& clip : report.clips) json["clips"].push_back(clipJson(clip));
+    json["transitions"] = Json::array();
+    for (const ReportedTransition& t : report.transitions)
+        json["transitions"].push_back(transitionJson(t, report.sound));
+    json["warnings"] = report.warnings;
+    json["timings"] = {{"open", report.openSeconds},
+                       {"render", report.renderSeconds},
+                       {"finish", report.finishSeconds},
+                       {"total", report.seconds}};
+    // File names may hold any bytes; what is no UTF-8 is replaced rather than refused at the very end of a
+    // run.
+    return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace tumblewash::edit

@@ -1,0 +1,71 @@
+// The record of a run for --report: what was rendered from what, with which levels, seeds and fades.
+// Filled while the run goes on, written as JSON at its end.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "edit/times.h"
+#include "host/AudioMix.h"
+#include "hostapi/HYPlugin.h"
+
+namespace tumblewash::edit {
+
+/// One input.
+struct ReportedClip {
+    std::string file;
+    std::string kind;         ///< clip or still
+    PixelSize size;           ///< display size of the source
+    media::FrameRate rate;    ///< of the source; 0 for stills
+    std::int64_t frames = 0;  ///< at the output's rate
+    bool sound = false;
+};
+
+/// One transition.
+struct ReportedTransition {
+    std::string id;
+    std::string name;
+    int index = 0;
+    std::int64_t firstFrame = 0;  ///< in the output
+    std::int64_t frames = 0;
+    std::int64_t firstA = 0;  ///< first frame taken from the outgoing (or only) clip
+    std::int64_t firstB = 0;
+    int clipA = 0;
+    int clipB = -1;
+    std::string direction;
+    std::uint32_t seed = 1;
+    int sessions = 1;
+    std::vector<host::AudioLevels> levels;  ///< one pair per frame
+    HYPluginClipInfo clip{};                ///< as the plug-in left it
+    double seconds = 0;                     ///< time spent
+};
+
+/// The whole run.
+struct Report {
+    std::string program;  ///< name and version of what renders
+    std::string command;
+    std::string output;
+    std::string plugin;
+    PixelSize size;
+    media::FrameRate rate;
+    std::int64_t frames = 0;
+    bool sound = false;
+    std::int64_t samples = 0;
+    std::string audio;
+    std::vector<ReportedClip> clips;
+    std::vector<ReportedTransition> transitions;
+    std::vector<std::string> warnings;
+    double openSeconds = 0;
+    double renderSeconds = 0;
+    double finishSeconds = 0;
+    double seconds = 0;
+};
+
+/// "up", "down", "left", "right" or "none".
+std::string directionName(HYPluginDirection direction);
+
+/// The report as indented JSON with a final newline.
+std::string reportJson(const Report& report);
+
+}  // namespace tumblewash::edit

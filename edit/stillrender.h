@@ -1,0 +1,75 @@
+// Single frames of transitions, in any order, from stills or clips: what frame, sheet and field draw from.
+// Pictures are fetched once and kept; movies go through ParallelRenderer instead.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "edit/clips.h"
+#include "edit/picturesource.h"
+#include "edit/transition.h"
+
+namespace tumblewash::edit {
+
+/// An input whose pictures are asked for by index. Stills give their one picture for every index. Safe from
+/// several threads.
+class StillInput {
+  public:
+    /// Opens the input for ARGB pictures of one size at one rate. Throws MediaError.
+    StillInput(const std::string& path, PixelSize size, media::Fit fit, media::FrameRate rate, bool keepAlpha,
+               media::CancelFlag cancel = nullptr);
+
+    /// Length in pictures; a still is as long as anybody asks.
+    std::int64_t frames() const noexcept { return frames_; }
+    const std::string& path() const noexcept { return clip_.path(); }
+    /// What could not be had of the input, one line each with its name.
+    std::vector<std::string> warnings() const { return clip_.warnings(); }
+    /// Picture `index`. Throws MediaError, or Refusal (BadRequest) past the end.
+    media::PictureRef at(std::int64_t index);
+
+  private:
+    Clip clip_;
+    bool still_;
+    std::int64_t frames_;
+    std::mutex lock_;
+    std::map<std::int64_t, media::PictureRef> kept_;
+};
+
+/// The inputs of an effect: effects of one clip take A when the picture leaves and B, where given, when it
+/// arrives.
+struct StillPair {
+    StillInput* a = nullptr;
+    StillInput* b = nullptr;  ///< may be null for effects of one clip
+};
+
+/// One session that renders chosen frames of a transition of `frames` frames.
+class StillRenderer {
+  public:
+    /// Checks the lengths (Refusal with the numbers) and opens a session (HostError).
+    StillRenderer(const host::PluginModule& module, TransitionJob job, StillPair inputs);
+    ~StillRenderer();
+
+    /// Frame k with what the session says about it. Throws Refusal, MediaError or HostError.
+    media::PictureRef render(std::int64_t k, host::FrameResult* result = nullptr);
+    /// The source pictures of frame k: the outgoing (or only) one and the incoming one, where there is one.
+    media::PictureRef sourceA(std::int64_t k);
+    media::PictureRef sourceB(std::int64_t k);
+    /// Ends the session; the clip record as the plug-in left it.
+    HYPluginClipInfo finish();
+
+  private:
+    host::FramePlace place(std::int64_t k) const;
+    media::PictureRef pictureAt(host::FramePlace place);
+    host::FrameResult renderInto(std::int64_t k, const media::PictureRef& picture);
+
+    TransitionJob job_;
+    StillInput* clips_[2] = {nullptr, nullptr};
+    PictureSource source_;
+    std::unique_ptr<host::Session> session_;
+    bool keyed_ = false;
+};
+
+}  // namespace tumblewash::edit

@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "edit/sound.h"
+
+namespace tumblewash::edit {
+namespace {
+
+// A steady tone at full scale, so that the output is the level itself.
+FrameSound steady(std::size_t pairs) {
+    return {std::vector<float>(pairs * 2, 1.0F), std::vector<float>(pairs * 2, 0.0F)};
+}
+
+TEST(SoundRampTest, AFrameRunsFromItsOwnLevelToTheNext) {
+    SoundRamp ramp({256, 0});
+    EXPECT_TRUE(ramp.push({256, 0}, steady(4)).empty());
+    const std::vector<float> first = ramp.push({128, 0}, steady(4));
+    ASSERT_EQ(first.size(), 8U);
+    EXPECT_FLOAT_EQ(first[0], 0.875F);
+    EXPECT_FLOAT_EQ(first[7], 0.5F);
+    const std::vector<float> last = ramp.finish({0, 256});
+    ASSERT_EQ(last.size(), 8U);
+    EXPECT_FLOAT_EQ(last[0], 0.375F);
+    EXPECT_FLOAT_EQ(last[7], 0.0F);
+    EXPECT_TRUE(ramp.finish({0, 0}).empty());
+}
+
+TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
+    SoundRamp ramp({256, 0});
+    std::vector<float> all;
+    constexpr int kFrames = 10;
+    constexpr std::size_t kPairs = 160;
+    const auto add = [&](const std::vector<float>& part) { all.insert(all.end(), part.begin(), part.end()); };
+    for (int k = 0; k < kFrames; ++k)
+        add(ramp.push({256 - 256 * k / kFrames, 256 * k / kFrames}, steady(kPairs)));
+    add(ramp.finish({0, 256}));
+    ASSERT_EQ(all.size(), kFrames * kPairs * 2);
+    float before = 1.0F;
+    for (std::size_t i = 0; i < all.size(); i += 2) {
+        EXPECT_LE(std::abs(all[i] - before), 27.0F / 256 / kPairs + 1e-6F);
+        before = all[i];
+    }
+    EXPECT_FLOAT_EQ(before, 0.0F);
+}
+
+TEST(SoundRampTest, TheFirstFrameStartsFromWhatWasBefore) {
+    SoundRamp ramp({256, 0});
+    FrameSound both{std::vector<float>(8, 1.0F), {}};
+    ramp.push({0, 255}, both);
+    const std::vector<float> first = ramp.push({64, 192}, both);
+    ASSERT_EQ(first.size(), 8U);
+    EXPECT_FLOAT_EQ(first[0], 1.0F - 0.75F / 4);
+    EXPECT_FLOAT_EQ(first[7], 0.25F);
+    const std::vector<float> second = ramp.finish({0, 256});
+    EXPECT_FLOAT_EQ(second[0], 0.1875F);
+}
+
+TEST(SoundEndTest, AHeadRisesFromSilenceAndATailFallsToIt) {
+    constexpr int kRate = 2000;
+    std::vector<float> head(40, 1.0F);
+    fadeEnd(head, kRate, SoundEnd::Head);
+    std::vector<float> tail(40, 1.0F);
+    fadeEnd(tail, kRate, SoundEnd::Tail);
+    for (std::size_t pair = 0; pair < 20; ++pair)
+        for (std::size_t c = 0; c < 2; ++c) {
+            EXPECT_FLOAT_EQ(head[pair * 2 + c], pair < 10 ? static_cast<float>(pair) / 10 : 1.0F);
+            EXPECT_FLOAT_EQ(tail[pair * 2 + c], pair < 10 ? 1.0F : static_cast<float>(19 - pair) / 10);
+        }
+}
+
+TEST(SoundEndTest, AShortFrameFadesAllTheWayAndAnEmptyOneStaysEmpty) {
+    std::vector<float> two(4, 1.0F);
+    fadeEnd(two, 48000, SoundEnd::Tail);
+    EXPECT_EQ(two, (std::vector<float>{0.5F, 0.5F, 0.0F, 0.0F}));
+    std::vector<float> none;
+    fadeEnd(none, 48000, SoundEnd::Head);
+    EXPECT_TRUE(none.empty());
+}
+
+TEST(SoundRampTest, MixedSoundStaysWithinFullScale) {
+    SoundRamp ramp({256, 256});
+    FrameSound loud{std::vector<float>(8, 1.0F), std::vector<float>(8, 1.0F)};
+    ramp.push({256, 256}, loud);
+    for (const float sample : ramp.finish({256, 256})) EXPECT_LE(sample, 1.0F);
+}
+
+TEST(SoundRampTest, ASilentClipLeavesTheOtherAlone) {
+    SoundRamp ramp({256, 256});
+    ramp.push({256, 256}, {std::vector<float>(8, 0.25F), {}});
+    const std::vector<float> out = ramp.finish({256, 256});
+    ASSERT_EQ(out.size(), 8U);
+    for (const float sample : out) EXPECT_FLOAT_EQ(sample, 0.25F);
+}
+
+}  // namespace
+}  // namespace tumblewash::edit
