@@ -46,7 +46,7 @@ void makeDemo(const Options& given) {
     join.inputs = {harbour, city};
     join.output = file("wash-away.mp4");
     join.effects = {"wash-away"};
-    join.duration = TimeSpan{TimeSpan::Unit::Frames, 60};
+    join.durations = {TimeSpan{TimeSpan::Unit::Frames, 60}};
     makeMovie(join);
     if (!given.quiet) fmt::print("{}  two scenes with sound, joined by a wash-away\n", join.output);
 

@@ -222,7 +222,7 @@ void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, con
 TransitionJob fieldJob(const Options& o, const Effect& effect, const MediaInfo& first) {
     TransitionJob job;
     job.effect = effect;
-    job.size = settleSize(o, first, Edges::Any);
+    job.size = settleSize(o.size, first, Edges::Any);
     job.frames = first.kind == MediaKind::still ? 1000 : 30;
     job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;

@@ -4,10 +4,15 @@
 
 #include <chrono>
 
+#include "app/editof.h"
 #include "app/help.h"
+#include "app/optiontable.h"
 #include "app/progress.h"
 #include "app/say.h"
 #include "app/signals.h"
+#include "edit/document.h"
+#include "edit/filemark.h"
+#include "edit/jsontext.h"
 #include "edit/mlt.h"
 #include "edit/outputs.h"
 #include "edit/render.h"
@@ -16,13 +21,12 @@ namespace tumblewash::app {
 
 using edit::beginReport;
 using edit::describe;
+using edit::Edit;
 using edit::mltProject;
-using edit::MovieKind;
-using edit::movieKindName;
-using edit::MovieOrder;
 using edit::MovieRequest;
 using edit::prepareMovie;
 using edit::renderMovie;
+using edit::RenderSettings;
 using edit::Report;
 using edit::ReportedTransition;
 using edit::reportJson;
@@ -40,18 +44,16 @@ void keepHeapSmall() {
 #endif
 }
 
-MovieOrder orderOf(const Options& o) {
-    MovieOrder order = o;
-    order.kind = o.command == Command::Out  ? MovieKind::Out
-                 : o.command == Command::In ? MovieKind::In
-                                            : MovieKind::Join;
-    order.cancel = &interruptFlag();
-    return order;
+// How the options of every command become settings of a run.
+RenderSettings settingsOf(const Options& o) {
+    RenderSettings settings = o;
+    settings.cancel = &interruptFlag();
+    return settings;
 }
 
-void sayPlan(const Options& o, const MovieOrder& order, const MovieRequest& request) {
+void sayPlan(const Options& o, const MovieRequest& request) {
     if (!o.verbose) return;
-    say("{}: {} at {} frames per second, {} frames ({:.2f} s)\n", movieKindName(order.kind),
+    say("{}: {} at {} frames per second, {} frames ({:.2f} s)\n", commandRow(o.command).name,
         describe(request.size), describe(request.rate), request.plan.frames,
         secondsOf(request.plan.frames, request.rate));
     for (const Segment& s : request.plan.segments) {
@@ -60,7 +62,7 @@ void sayPlan(const Options& o, const MovieOrder& order, const MovieRequest& requ
             say("  {:6} .. {:<6} {} from its frame {}\n", s.first, s.first + s.count - 1, a, s.firstA);
         else
             say("  {:6} .. {:<6} {}: {} from its frame {}\n", s.first, s.first + s.count - 1,
-                request.effects[static_cast<std::size_t>(s.transition)].id, a, s.firstA);
+                request.seams[static_cast<std::size_t>(s.transition)].effect.id, a, s.firstA);
     }
 }
 
@@ -76,18 +78,17 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
             say("  {}: {} frames in {:.2f} s, {} side by side\n", t.id, t.frames, t.seconds, t.sessions);
 }
 
-}  // namespace
-
-void makeMovie(const Options& o) {
+void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
-    keepHeapSmall();
-    const MovieOrder order = orderOf(o);
-    MovieRequest request = prepareMovie(order);
-    Report report = beginReport(order, request);
+    const RenderSettings settings = settingsOf(o);
+    MovieRequest request = prepareMovie(edit, settings);
+    Report report = beginReport(edit, settings, request);
     report.program = versionWords();
-    sayPlan(o, order, request);
+    report.command = commandRow(o.command).name;
+    sayRemarks(request.remarks, o.quiet || o.output == "md5:");
+    sayPlan(o, request);
     if (!o.mlt.empty()) {
-        writeTextFile(o.mlt, mltProject(order, request), o.force);
+        writeTextFile(o.mlt, mltProject(edit, request), o.force);
         if (!o.quiet) say("{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
         if (o.output.empty()) return;
     }
@@ -96,14 +97,41 @@ void makeMovie(const Options& o) {
     };
     report.openSeconds = since();
     {
-        Progress progress(o, movieKindName(order.kind), request.plan.frames, request.rate,
-                          o.output == "md5:");
-        renderMovie(order, request, report, {.advance = [&](std::int64_t done) { progress.advance(done); }});
+        Progress progress(o, report.command, report.frames, request.rate, o.output == "md5:");
+        renderMovie(settings, request, report,
+                    {.advance = [&](std::int64_t done) { progress.advance(done); }});
         progress.finish();
     }
     report.seconds = since();
     if (!o.report.empty()) writeTextFile(o.report, reportJson(report), o.force);
     sayEnd(o, request, report);
+}
+
+}  // namespace
+
+Edit openDocument(const std::string& file, bool quiet) {
+    const Edit edit = edit::readEdit(edit::readDocument(file), file);
+    if (quiet) return edit;
+    for (const std::string& changed : edit::changedFiles(edit))
+        say("{}: has changed since the edit was planned; planned anew\n", changed);
+    return edit;
+}
+
+void sayRemarks(const std::vector<std::string>& remarks, bool quiet) {
+    constexpr std::size_t kMost = 4;
+    if (quiet) return;
+    for (std::size_t i = 0; i < remarks.size() && i < kMost; ++i) say("{}\n", remarks[i]);
+    if (remarks.size() > kMost) say("and {} more seams are shorter than usual\n", remarks.size() - kMost);
+}
+
+void makeMovie(const Options& o) {
+    keepHeapSmall();
+    makeEdit(o, editOf(o));
+}
+
+void renderDocument(const Options& o) {
+    keepHeapSmall();
+    makeEdit(o, openDocument(o.inputs.front(), o.quiet));
 }
 
 }  // namespace tumblewash::app

@@ -1,12 +1,25 @@
-// The commands that make movies: join, out and in. Everything is checked first; then one pass over the plan
-// copies or renders frame after frame. Decoding, rendering and encoding run at the same time.
+// The commands that make movies: join, out and in out of a command line, render out of a document. Everything
+// is checked first; then one pass over the plan copies or renders frame after frame.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "app/options.h"
+#include "edit/edit.h"
 
 namespace tumblewash::app {
 
 /// Runs join, out or in. Throws Refusal, MediaError or HostError; an old output is then as it was.
 void makeMovie(const Options& options);
+
+/// Runs render. Errors as `makeMovie` has them.
+void renderDocument(const Options& options);
+
+/// The edit in the document `file`; says which of its files changed since it was planned. Throws Refusal.
+edit::Edit openDocument(const std::string& file, bool quiet);
+
+/// Tells standard error what the user should know of a plan; many shortened seams in one line.
+void sayRemarks(const std::vector<std::string>& remarks, bool quiet);
 
 }  // namespace tumblewash::app

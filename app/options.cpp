@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "app/optiontable.h"
+#include "edit/document.h"
 #include "edit/errors.h"
 #include "edit/nearest.h"
 
@@ -74,6 +75,7 @@ struct CommandParser {
         const std::vector<const OptionRow*> rows = optionsOf(id);
         for (std::size_t i = 0; i < rows.size(); ++i) {
             if (options[i]->count() == 0) continue;
+            result.given.emplace_back(rows[i]->name);
             if (!*rows[i]->value) {
                 rows[i]->store(result, "");
                 continue;
@@ -119,12 +121,17 @@ void checkInputs(const Options& o, const CommandRow& row) {
 }
 
 void checkTogether(const Options& o, const CommandRow& row) {
-    if (o.duration && o.speed)
+    if (!o.durations.empty() && o.speed)
         throw Refusal(Problem::BadRequest, "--duration and --speed both set the length; give one of them");
     if (row.wantsOutput && o.output.empty() && o.mlt.empty())
         throw Refusal(Problem::BadRequest, fmt::format("{} needs an output: -o FILE", row.name));
     if (o.output.empty() && !o.mlt.empty() && !o.report.empty())
         throw Refusal(Problem::BadRequest, "--report tells what was rendered; give an output too: -o FILE");
+    if (o.command == Command::Plan && o.inputs.size() > 1)
+        for (const std::string& input : o.inputs)
+            if (edit::isDocumentName(input))
+                throw Refusal(Problem::BadRequest,
+                              fmt::format("{}: is an edit; plan takes one edit alone, or clips", input));
     if (o.frame && *o.frame >= o.of.value_or(30))
         throw Refusal(Problem::BadRequest,
                       fmt::format("--frame {} is past the end: of {} frames the last is {}", *o.frame,
@@ -152,9 +159,9 @@ Options parseOptions(const std::vector<std::string>& arguments) {
         return options;
     }
     if (word == "--generate") {
-        static const std::vector<std::string> kKinds{"man", "bash", "zsh", "fish"};
+        static const std::vector<std::string> kKinds{"man", "bash", "zsh", "fish", "schema"};
         if (arguments.size() != 2 || std::find(kKinds.begin(), kKinds.end(), arguments[1]) == kKinds.end())
-            throw Refusal(Problem::BadRequest, "--generate needs one of man, bash, zsh, fish");
+            throw Refusal(Problem::BadRequest, "--generate needs one of man, bash, zsh, fish, schema");
         options.generate = arguments[1];
         return options;
     }

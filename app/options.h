@@ -6,23 +6,46 @@
 #include <string>
 #include <vector>
 
-#include "edit/order.h"
+#include "edit/request.h"
 
 namespace tumblewash::app {
 
 /// The commands of the program.
-enum class Command { None, Join, Out, In, Frame, Sheet, Field, List, Demo };
+enum class Command { None, Join, Out, In, Plan, Render, Frame, Sheet, Field, List, Demo };
 
 /// How progress is told: a line that a terminal redraws, key=value lines, or not at all.
 enum class ProgressStyle { Auto, KeyValue, None };
 
-/// Colours of contact sheets and field pictures.
+/// Colours of contact sheets, timelines and field pictures.
 enum class Theme { Dark, Light };
 
-/// Everything the command line can say: the order for a movie, and how the program is to behave. Defaults are
-/// the program's.
-struct Options : edit::MovieOrder {
+/// Everything the command line can say: an edit, how and whereto it is rendered, and how the program is to
+/// behave. Defaults are the program's.
+struct Options : edit::RenderSettings {
     Command command = Command::None;
+    std::vector<std::string> inputs;  ///< as typed, media fragments and all
+    std::vector<std::string> given;   ///< the long names of the options that were given
+
+    std::vector<std::string> effects;       ///< ids or indices as typed; empty: the command's default
+    std::vector<edit::TimeSpan> durations;  ///< empty: as the clips allow; or a speed instead
+    std::optional<float> speed;
+    std::optional<HYPluginDirection> direction;  ///< unset: the effect's own default
+    std::uint32_t seed = 1;
+    std::string opening;  ///< the effect at the start, or empty
+    std::string closing;  ///< the effect at the end, or empty
+
+    std::optional<edit::PixelSize> size;
+    std::optional<media::FrameRate> fps;
+    media::Fit fit = media::Fit::contain;
+    edit::TimeSpan still{edit::TimeSpan::Unit::Microseconds, 4000000};
+    host::AudioPolicy audio = host::AudioPolicy::natural;
+    std::optional<int> crf;
+    std::string preset;
+    bool chapters = false;
+    std::string title;
+    std::string comment;
+
+    std::string plot;  ///< `plan`: the picture of the timeline
 
     std::optional<int> frame;  ///< `frame`: K of N
     std::optional<int> of;
@@ -37,7 +60,7 @@ struct Options : edit::MovieOrder {
     bool json = false;
     bool help = false;
     bool version = false;
-    std::string generate;  ///< man, bash, zsh or fish: print that page or script and end
+    std::string generate;  ///< man, bash, zsh, fish or schema: print it and end
 };
 
 /// Reads a command line. Throws Refusal (BadRequest) for anything it does not understand, with the nearest

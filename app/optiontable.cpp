@@ -7,6 +7,7 @@
 
 #include "edit/errors.h"
 #include "edit/nearest.h"
+#include "edit/words.h"
 
 namespace tumblewash::app {
 
@@ -32,33 +33,51 @@ T parseInteger(const std::string& text, T least, T most, const char* name) {
     return value;
 }
 
-template <typename T>
-struct Word {
-    const char* word;
-    T value;
-};
-
-template <typename T, std::size_t N>
-T parseWord(const std::string& text, const Word<T> (&words)[N], const char* name) {
-    std::vector<std::string> known;
-    for (const auto& row : words) {
-        if (text == row.word) return row.value;
-        known.emplace_back(row.word);
-    }
+template <class Value>
+Value parseWord(const std::string& text, std::span<const edit::Word<Value>> table, const char* name) {
+    if (const auto value = edit::meaningOf(table, text)) return *value;
+    const std::vector<std::string> known = edit::wordsOf(table);
     throw Refusal(Problem::BadRequest, fmt::format("{} {}: choose one of {}{}", name, text,
                                                    fmt::join(known, ", "), didYouMean(text, known)));
 }
 
-void storeEffects(Options& o, const std::string& text) {
+/// The words between commas.
+std::vector<std::string> listed(const std::string& text, const char* name, const char* what) {
+    std::vector<std::string> words;
     std::size_t start = 0;
     for (;;) {
         const std::size_t comma = text.find(',', start);
-        o.effects.push_back(text.substr(start, comma == std::string::npos ? comma : comma - start));
-        if (o.effects.back().empty())
-            throw Refusal(Problem::BadRequest, fmt::format("--effect {}: an id is missing", text));
-        if (comma == std::string::npos) return;
+        words.push_back(text.substr(start, comma == std::string::npos ? comma : comma - start));
+        if (words.back().empty())
+            throw Refusal(Problem::BadRequest, fmt::format("{} {}: {} is missing", name, text, what));
+        if (comma == std::string::npos) return words;
         start = comma + 1;
     }
+}
+
+void storeEffects(Options& o, const std::string& text) {
+    o.effects = listed(text, "--effect", "an id");
+}
+
+void storeDurations(Options& o, const std::string& text) {
+    for (const std::string& word : listed(text, "--duration", "a time"))
+        o.durations.push_back(parseTime(word));
+}
+
+/// `FROM..TO`, either of which may be left out.
+void storeOnly(Options& o, const std::string& text) {
+    const std::size_t dots = text.find("..");
+    const std::string first = text.substr(0, dots);
+    const std::string end = dots == std::string::npos ? "" : text.substr(dots + 2);
+    if (first.empty() && end.empty())
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("--only {}: write FROM..TO, FROM.. or ..TO, e.g. 00:10..00:14", text));
+    if (dots == std::string::npos)
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("--only {}: write a stretch, {}..TO or ..{}", text, first, first));
+    o.only.emplace();
+    if (!first.empty()) o.only->first = parseTime(first);
+    if (!end.empty()) o.only->end = parseTime(end);
 }
 
 void storeSpeed(Options& o, const std::string& text) {
@@ -70,56 +89,47 @@ void storeSpeed(Options& o, const std::string& text) {
 }
 
 void storeDirection(Options& o, const std::string& text) {
-    static constexpr Word<HYPluginDirection> kWords[] = {{"up", kPluginDirectionUp},
-                                                         {"down", kPluginDirectionDown},
-                                                         {"left", kPluginDirectionLeft},
-                                                         {"right", kPluginDirectionRight}};
-    o.direction = parseWord(text, kWords, "--direction");
+    o.direction = parseWord(text, edit::directionWords(), "--direction");
 }
 
 void storeFit(Options& o, const std::string& text) {
-    static constexpr Word<Fit> kWords[] = {
-        {"contain", Fit::contain}, {"cover", Fit::cover}, {"stretch", Fit::stretch}};
-    o.fit = parseWord(text, kWords, "--fit");
+    o.fit = parseWord(text, edit::fitWords(), "--fit");
 }
 
 void storeAudio(Options& o, const std::string& text) {
-    static constexpr Word<AudioPolicy> kWords[] = {{"natural", AudioPolicy::natural},
-                                                   {"equal-power", AudioPolicy::equalPower},
-                                                   {"plugin", AudioPolicy::plugin},
-                                                   {"none", AudioPolicy::none}};
-    o.audio = parseWord(text, kWords, "--audio");
+    o.audio = parseWord(text, edit::audioWords(), "--audio");
 }
 
 void storeTheme(Options& o, const std::string& text) {
-    static constexpr Word<Theme> kWords[] = {{"dark", Theme::Dark}, {"light", Theme::Light}};
-    o.theme = parseWord(text, kWords, "--theme");
+    static constexpr edit::Word<Theme> kWords[] = {{"dark", Theme::Dark}, {"light", Theme::Light}};
+    o.theme = parseWord<Theme>(text, kWords, "--theme");
 }
 
 void storeProgress(Options& o, const std::string& text) {
-    static constexpr Word<ProgressStyle> kWords[] = {
+    static constexpr edit::Word<ProgressStyle> kWords[] = {
         {"auto", ProgressStyle::Auto}, {"kv", ProgressStyle::KeyValue}, {"none", ProgressStyle::None}};
-    o.progress = parseWord(text, kWords, "--progress");
+    o.progress = parseWord<ProgressStyle>(text, kWords, "--progress");
 }
 
 void storePreset(Options& o, const std::string& text) {
-    static constexpr Word<const char*> kWords[] = {
-        {"ultrafast", "ultrafast"}, {"superfast", "superfast"}, {"veryfast", "veryfast"},
-        {"faster", "faster"},       {"fast", "fast"},           {"medium", "medium"},
-        {"slow", "slow"},           {"slower", "slower"},       {"veryslow", "veryslow"}};
-    o.preset = parseWord(text, kWords, "--preset");
+    o.preset = parseWord(text, edit::presetWords(), "--preset");
 }
 
 constexpr unsigned kJoin = commandBit(Command::Join);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
+constexpr unsigned kPlan = commandBit(Command::Plan);
+constexpr unsigned kRender = commandBit(Command::Render);
+constexpr unsigned kEdits = kMovies | kPlan;      ///< say what an edit is
+constexpr unsigned kExecute = kMovies | kRender;  ///< render one
 constexpr unsigned kFrame = commandBit(Command::Frame);
 constexpr unsigned kSheet = commandBit(Command::Sheet);
 constexpr unsigned kField = commandBit(Command::Field);
 constexpr unsigned kPictures = kFrame | kSheet | kField;
-constexpr unsigned kRenders = kMovies | kPictures;
+constexpr unsigned kEffects = kEdits | kPictures;
+constexpr unsigned kRenders = kExecute | kPictures;
 constexpr unsigned kDemo = commandBit(Command::Demo);
 constexpr unsigned kList = commandBit(Command::List);
-constexpr unsigned kEvery = kRenders | kDemo | kList;
+constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList;
 
 constexpr const char* kEffectGroup = "Effect";
 constexpr const char* kPictureGroup = "Picture and sound";
@@ -129,32 +139,40 @@ constexpr const char* kRunGroup = "Running";
 const OptionRow kOptions[] = {
     {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
      "where the result goes: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png "
-     "for "
-     "pictures",
-     kRenders, [](Options& o, const std::string& v) { o.output = v; }},
+     "for pictures, a .edit.json for plan",
+     kRenders | kPlan, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
-     kRenders | kDemo, [](Options& o, const std::string&) { o.force = true; }},
+     kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.force = true; }},
     {"--report", "", "FILE.json", ValueKind::File, "", kOutputGroup,
-     "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings", kMovies | kFrame,
-     [](Options& o, const std::string& v) { o.report = v; }},
+     "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings",
+     kExecute | kFrame, [](Options& o, const std::string& v) { o.report = v; }},
     {"--mlt", "", "FILE.mlt", ValueKind::File, "", kOutputGroup,
-     "write the join as an MLT project that melt, Shotcut and Kdenlive open; -o may then be left out", kJoin,
-     [](Options& o, const std::string& v) { o.mlt = v; }},
+     "write the join as an MLT project that melt, Shotcut and Kdenlive open; -o may then be left out",
+     kJoin | kRender, [](Options& o, const std::string& v) { o.mlt = v; }},
     {"--effect", "-e", "ID[,ID...]", ValueKind::Effect, "", kEffectGroup,
-     "the transition, by id or index (see list); several for several seams; all for a sheet", kRenders,
-     storeEffects},
-    {"--duration", "-d", "TIME", ValueKind::Text, "", kEffectGroup,
-     "length of a transition: 1.5s, 500ms, 45f; made even, 2 frames or more (default 1s)", kMovies | kSheet,
-     [](Options& o, const std::string& v) { o.duration = parseTime(v); }},
+     "the transition, by id or index (see list); several go round the seams; shuffle draws them by --seed; "
+     "all "
+     "for a sheet",
+     kEffects, storeEffects},
+    {"--duration", "-d", "TIME[,TIME...]", ValueKind::Text, "", kEffectGroup,
+     "length of a transition: 1.5s, 500ms, 45f; made even, 2 frames or more; several go round the seams "
+     "(default as long as the clips allow, at most 1s)",
+     kEdits | kSheet, storeDurations},
     {"--speed", "", "0..1", ValueKind::Text, "", kEffectGroup,
-     "length of a transition as the effect itself counts it: 0 is 10 frames, 1 is 120", kMovies, storeSpeed},
+     "length of a transition as the effect itself counts it: 0 is 10 frames, 1 is 120", kEdits, storeSpeed},
     {"--direction", "", "WAY", ValueKind::Choice, "up,down,left,right", kEffectGroup,
-     "the edge over which a wash leaves (default right)", kRenders, storeDirection},
+     "the edge over which a wash leaves (default right)", kEffects, storeDirection},
     {"--seed", "", "N", ValueKind::Text, "", kEffectGroup,
-     "the wash's random pattern; the same seed gives the same pattern (default 1)", kRenders,
+     "the wash's random pattern; the same seed gives the same pattern (default 1)", kEffects,
      [](Options& o, const std::string& v) {
          o.seed = parseInteger<std::uint32_t>(v, 0, 0xFFFFFFFFU, "--seed");
      }},
+    {"--opening", "", "ID", ValueKind::Effect, "", kEffectGroup,
+     "bring the picture at the start with this effect: wash-in, tilt-in, tumble-in", kJoin | kPlan,
+     [](Options& o, const std::string& v) { o.opening = v; }},
+    {"--closing", "", "ID", ValueKind::Effect, "", kEffectGroup,
+     "take the picture away at the end with this effect: wash-out, tilt-out, tumble-out", kJoin | kPlan,
+     [](Options& o, const std::string& v) { o.closing = v; }},
     {"--proxy", "", "", ValueKind::None, "", kEffectGroup,
      "render as a quick preview, as the effect does while its host plays back", kRenders,
      [](Options& o, const std::string&) { o.proxy = true; }},
@@ -164,27 +182,38 @@ const OptionRow kOptions[] = {
     {"--of", "-n", "N", ValueKind::Text, "", kEffectGroup, "frames of the whole transition (default 30)",
      kFrame, [](Options& o, const std::string& v) { o.of = parseInteger(v, 2, 1000000, "--of"); }},
     {"--size", "-s", "WxH", ValueKind::Text, "", kPictureGroup,
-     "size of the result, 16x16 to 4095 wide (default the first input's)", kRenders | kDemo,
+     "size of the result, 16x16 to 4095 wide (default the first input's)", kEffects | kDemo,
      [](Options& o, const std::string& v) { o.size = parseSize(v); }},
     {"--fps", "-r", "RATE", ValueKind::Text, "", kPictureGroup,
-     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kMovies,
+     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kEdits,
      [](Options& o, const std::string& v) { o.fps = parseRate(v); }},
     {"--fit", "", "HOW", ValueKind::Choice, "contain,cover,stretch", kPictureGroup,
-     "bars around, edges cut, or shape changed when a picture has another shape (default contain)", kRenders,
+     "bars around, edges cut, or shape changed when a picture has another shape (default contain)", kEffects,
      storeFit},
     {"--still", "", "TIME", ValueKind::Text, "", kPictureGroup, "how long a still picture lasts (default 4s)",
-     kMovies, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
+     kEdits, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
     {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
      "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
      "levels, or no "
      "sound (default natural)",
-     kMovies, storeAudio},
+     kEdits, storeAudio},
     {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
-     "quality of the picture, lower is better: 0 to 51 (H.264), 0 to 63 (VP9)", kMovies,
+     "quality of the picture, lower is better: 0 to 51 (H.264), 0 to 63 (VP9)", kEdits,
      [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
     {"--preset", "", "NAME", ValueKind::Choice,
      "ultrafast,superfast,veryfast,faster,fast,medium,slow,slower,veryslow", kOutputGroup,
-     "speed of the encoder against the size of the file", kMovies, storePreset},
+     "speed of the encoder against the size of the file", kEdits, storePreset},
+    {"--chapters", "", "", ValueKind::None, "", kOutputGroup, "write a chapter at the start of each clip",
+     kEdits, [](Options& o, const std::string&) { o.chapters = true; }},
+    {"--title", "", "TEXT", ValueKind::Text, "", kOutputGroup, "the title written into the movie", kEdits,
+     [](Options& o, const std::string& v) { o.title = v; }},
+    {"--comment", "", "TEXT", ValueKind::Text, "", kOutputGroup, "the comment written into the movie", kEdits,
+     [](Options& o, const std::string& v) { o.comment = v; }},
+    {"--only", "", "FROM..TO", ValueKind::Text, "", kOutputGroup,
+     "render this stretch of the result alone: 00:10..00:14, 250f..300f, ..5s", kExecute, storeOnly},
+    {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
+     "draw the timeline: clips with pictures and sound, seams, times", kPlan,
+     [](Options& o, const std::string& v) { o.plot = v; }},
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
      "keep the effect's transparency in the picture instead of laying it on black", kFrame,
      [](Options& o, const std::string&) { o.alpha = true; }},
@@ -192,11 +221,11 @@ const OptionRow kOptions[] = {
      "pictures in a row of the sheet, 2 to 12 (default 6)", kSheet,
      [](Options& o, const std::string& v) { o.columns = parseInteger(v, 2, 12, "--columns"); }},
     {"--theme", "", "NAME", ValueKind::Choice, "dark,light", kPictureGroup,
-     "colours of the sheet (default dark)", kSheet | kField | kDemo, storeTheme},
+     "colours of the sheet or timeline (default dark)", kSheet | kField | kPlan | kDemo, storeTheme},
     {"--json", "", "", ValueKind::None, "", kOutputGroup, "print the catalogue and all options as JSON",
      kList, [](Options& o, const std::string&) { o.json = true; }},
     {"--plugin", "", "FILE", ValueKind::File, "", kRunGroup,
-     "load the transitions from this module instead of the built-in ones", kRenders | kList | kDemo,
+     "load the transitions from this module instead of the built-in ones", kRenders | kPlan | kList | kDemo,
      [](Options& o, const std::string& v) { o.plugin = v; }},
     {"--threads", "-j", "N", ValueKind::Text, "", kRunGroup,
      "frames of a transition rendered side by side; the result is the same (default by the number of cores)",
@@ -204,11 +233,11 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
     {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,none", kRunGroup,
      "a line on a terminal, key=value lines on standard output, or nothing (default auto)",
-     kMovies | kSheet | kDemo, storeProgress},
-    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kDemo,
+     kExecute | kSheet | kDemo, storeProgress},
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kPlan | kDemo,
      [](Options& o, const std::string&) { o.quiet = true; }},
     {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",
-     kRenders | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},
+     kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},
     {"--help", "-h", "", ValueKind::None, "", kRunGroup, "show this help", kEvery,
      [](Options& o, const std::string&) { o.help = true; }},
 };
@@ -224,8 +253,9 @@ const std::vector<CommandRow> kCommands = {
      "Joins clips in the order given. Effects between two clips overlap the end of one with the start of the "
      "next; "
      "the morph takes half of its frames from each side. Size and rate are the first clip's unless "
-     "given; stills "
-     "last as long as --still says.",
+     "given; stills last as long as --still says. A stretch of a clip is named by its times, A.mp4#t=5,20, "
+     "and "
+     "black:2s is black.",
      {{"tumblewash join A.mp4 B.mp4 -o out.mp4", "wash A away over B"},
       {"tumblewash join A.mp4 B.mp4 C.mov -o out.mp4 --effect tilt-away,tumble-reveal --duration 45f",
        "two seams, two effects"},
@@ -253,6 +283,29 @@ const std::vector<CommandRow> kCommands = {
      "The effect lies over the first frames of the clip; the length stays. Effects: wash-in, tilt-in, "
      "tumble-in.",
      {{"tumblewash in A.mp4 -o start.mp4 --effect wash-in --direction up", "the picture washes in"}}},
+    {Command::Plan,
+     "plan",
+     "CLIP [CLIP...] | EDIT",
+     1,
+     -1,
+     false,
+     "write down what join would do, or show an edit as a table",
+     "With clips, checks them as join would and writes the edit as a document, NAME.edit.json, which can be "
+     "read, changed and rendered; without -o it shows the table alone. With one edit, shows its timeline. "
+     "Nothing is rendered.",
+     {{"tumblewash plan A.mp4#t=5,20 B.mp4 -o my.edit.json --effect tilt-away", "write an edit"},
+      {"tumblewash plan my.edit.json", "show its timeline"},
+      {"tumblewash plan my.edit.json --plot timeline.png", "draw it"}}},
+    {Command::Render,
+     "render",
+     "EDIT",
+     1,
+     1,
+     true,
+     "render an edit",
+     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md tells its form.",
+     {{"tumblewash render my.edit.json -o out.mp4", "the whole edit"},
+      {"tumblewash render my.edit.json -o part.mp4 --only 00:10..00:14", "four seconds of it"}}},
     {Command::Frame,
      "frame",
      "A [B]",

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <new>
 
@@ -12,47 +11,44 @@
 #include "app/list.h"
 #include "app/movie.h"
 #include "app/options.h"
+#include "app/plans.h"
+#include "app/say.h"
 #include "app/sheet.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "edit/documentkeys.h"
 #include "edit/errors.h"
-#include "edit/outputs.h"
 #include "host/HostError.h"
 #include "media/MediaError.h"
-#include "media/Staging.h"
 
 namespace tumblewash::app {
 
-using edit::failWhileWorking;
 using edit::Problem;
 using edit::Refusal;
 using host::HostError;
 using media::MediaError;
 using media::MediaErrorCode;
-using media::throwNotWritable;
 
 namespace {
 
-void print(const std::string& text) try {
-    if (std::fputs(text.c_str(), stdout) == EOF || std::fflush(stdout) != 0)
-        throwNotWritable("standard output", errno);
-} catch (const MediaError& problem) {
-    failWhileWorking(problem);
-}
-
 std::string generated(const std::string& what) {
+    if (what == "schema") return edit::documentSchema();
     return what == "man" ? manPage() : completionScript(what);
 }
 
 void dispatch(const Options& o) {
-    if (o.version) return print(versionText());
-    if (!o.generate.empty()) return print(generated(o.generate));
-    if (o.help) return print(helpText(o.command));
+    if (o.version) return printText(versionText());
+    if (!o.generate.empty()) return printText(generated(o.generate));
+    if (o.help) return printText(helpText(o.command));
     switch (o.command) {
         case Command::Join:
         case Command::Out:
         case Command::In:
             return makeMovie(o);
+        case Command::Plan:
+            return makePlan(o);
+        case Command::Render:
+            return renderDocument(o);
         case Command::Frame:
             return makeFrame(o);
         case Command::Sheet:
@@ -60,11 +56,11 @@ void dispatch(const Options& o) {
         case Command::Field:
             return makeField(o);
         case Command::List:
-            return print(o.json ? listJson(o) : listText(o));
+            return printText(o.json ? listJson(o) : listText(o));
         case Command::Demo:
             return makeDemo(o);
         case Command::None:
-            return print(helpText(Command::None));
+            return printText(helpText(Command::None));
     }
 }
 

@@ -1,5 +1,5 @@
-// Words for the user on standard error. A standard error that is closed or full changes nothing about a run:
-// what was made is made, and the exit code says the rest.
+// Words for the user on standard error, results on standard output. A standard error that is closed or full
+// changes nothing about a run: what was made is made, and the exit code says the rest.
 #pragma once
 
 #include <fmt/format.h>
@@ -15,5 +15,8 @@ template <class... Values>
 void say(fmt::format_string<Values...> words, Values&&... values) {
     std::fputs(fmt::format(words, std::forward<Values>(values)...).c_str(), stderr);
 }
+
+/// Writes a result to standard output. Throws Refusal (RenderFailed) when that cannot be written.
+void printText(const std::string& text);
 
 }  // namespace tumblewash::app

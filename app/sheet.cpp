@@ -17,6 +17,7 @@
 #include "edit/effects.h"
 #include "edit/errors.h"
 #include "edit/outputs.h"
+#include "edit/parallel.h"
 #include "edit/request.h"
 #include "edit/stillrender.h"
 #include "media/Pattern.h"
@@ -141,30 +142,8 @@ void drawLabel(Canvas& canvas, const Layout& layout, int row, const Effect& effe
     canvas.text(kMargin + 18, middle + 36, kind, 12, palette.faint);
 }
 
-// Runs `job(i)` for i in 0..count on several threads; the first failure is thrown here.
-void inParallel(int count, int threads, const std::function<void(int)>& job) {
-    std::atomic<int> next{0};
-    std::vector<std::exception_ptr> failures(static_cast<std::size_t>(count));
-    const auto work = [&] {
-        for (int i = next++; i < count; i = next++) {
-            try {
-                if (interruptFlag().load()) throw Refusal(Problem::Interrupted, "interrupted");
-                job(i);
-            } catch (...) {
-                failures[static_cast<std::size_t>(i)] = std::current_exception();
-            }
-        }
-    };
-    std::vector<std::thread> pool;
-    for (int t = 1; t < std::min(threads, count); ++t) pool.emplace_back(work);
-    work();
-    for (std::thread& thread : pool) thread.join();
-    for (const std::exception_ptr& failure : failures)
-        if (failure) std::rethrow_exception(failure);
-}
-
 std::int64_t sheetFrames(const Options& o, const MediaInfo& a, const MediaInfo& b, FrameRate rate) {
-    if (o.duration) return evenFrames(o.duration->frames(rate));
+    if (!o.durations.empty()) return evenFrames(o.durations.front().frames(rate));
     // Stills have frames without end: fine steps let the last column reach the end of the effect.
     if (a.kind == MediaKind::still && b.kind == MediaKind::still) return 1000;
     return evenFrames(TimeSpan{TimeSpan::Unit::Microseconds, 1000000}.frames(rate));
@@ -197,7 +176,7 @@ void makeSheet(const Options& o) {
     checkPictureOutput(o);
     const MediaInfo infoA = probe(o.inputs[0], &interruptFlag());
     const MediaInfo infoB = probe(o.inputs[1], &interruptFlag());
-    const PixelSize size = renderSize(settleSize(o, infoA, Edges::PreferEven));
+    const PixelSize size = renderSize(settleSize(o.size, infoA, Edges::PreferEven));
     const FrameRate rate = infoA.rate   ? makeRate(infoA.rate.num, infoA.rate.den)
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
@@ -215,7 +194,7 @@ void makeSheet(const Options& o) {
     std::atomic<int> done{0};
     std::mutex drawing;
     const int threads = o.threads > 0 ? o.threads : static_cast<int>(std::thread::hardware_concurrency());
-    inParallel(layout.rows, threads, [&](int row) {
+    edit::inParallel(layout.rows, threads, &interruptFlag(), [&](int row) {
         const Effect& effect = effects[static_cast<std::size_t>(row)];
         TransitionJob job;
         job.effect = effect;

@@ -112,7 +112,7 @@ void makeFrame(const Options& given) {
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
     TransitionJob job;
     job.effect = effect;
-    job.size = settleSize(o, first, Edges::Any);
+    job.size = settleSize(o.size, first, Edges::Any);
     job.frames = frames;
     job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;

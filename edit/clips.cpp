@@ -2,14 +2,46 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace tumblewash::edit {
 
+using media::FieldOrder;
 using media::kChannels;
 using media::MediaError;
 using media::MediaErrorCode;
+using media::MediaInfo;
+using media::MediaKind;
 using media::PictureRef;
+using media::PixelLayout;
 using media::Reader;
 using media::ReaderSettings;
+
+namespace {
+
+// Video black with full alpha, whatever the pictures of a run look like.
+PictureRef blackPicture(const ReaderSettings& settings, FieldOrder fields) {
+    const PictureRef argb = PictureRef::makeArgb(settings.width, settings.height);
+    for (int y = 0; y < argb.height(); ++y) {
+        std::uint8_t* row = argb.data() + y * argb.stride();
+        for (int x = 0; x < argb.width(); ++x) {
+            const std::uint8_t pixel[] = {255, 0, 0, 0};
+            std::copy(std::begin(pixel), std::end(pixel), row + 4 * x);
+        }
+    }
+    switch (settings.layout) {
+        case PixelLayout::yuv420:
+            return fromArgb(argb, settings.matrix, fields);
+        case PixelLayout::yuv420p10:
+            return fromDeep(toDeep(argb), settings.layout, settings.matrix, fields);
+        case PixelLayout::deep:
+            return toDeep(argb);
+        default:
+            return argb;
+    }
+}
+
+}  // namespace
 
 Clip::Clip(std::string path, const ReaderSettings& settings) : path_(std::move(path)), settings_(settings) {
     Reader& open = reader();
@@ -18,12 +50,56 @@ Clip::Clip(std::string path, const ReaderSettings& settings) : path_(std::move(p
     fields_ = open.fields();
 }
 
+Clip::Clip(MediaInfo still, const ReaderSettings& settings)
+    : path_(still.path), settings_(settings), info_(std::move(still)), frames_(settings.stillFrames) {}
+
+Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder fields) {
+    Clip clip;
+    clip.path_ = "black";
+    clip.settings_ = settings;
+    clip.info_.path = clip.path_;
+    clip.info_.kind = MediaKind::still;
+    clip.frames_ = frames;
+    clip.fields_ = fields;
+    clip.black_ = true;
+    return clip;
+}
+
+void Clip::trim(std::int64_t in, std::int64_t out) {
+    in_ = in;
+    frames_ = out - in;
+    if (reader_) reader_->seek(in_);
+}
+
 Reader& Clip::reader() {
-    if (!reader_) reader_ = std::make_unique<Reader>(Reader::open(path_, settings_));
+    if (!reader_) {
+        reader_ = std::make_unique<Reader>(Reader::open(path_, settings_));
+        if (in_ > 0) reader_->seek(in_);
+    }
     return *reader_;
 }
 
+void Clip::seek(std::int64_t index, std::int64_t sample) {
+    if (isBlack()) return;
+    Reader& open = reader();
+    // Frames of the result and of the clip are cut to samples on clocks that differ by a sample at most.
+    const std::int64_t wanted = open.firstSampleOf(in_) + sample;
+    std::int64_t from = in_ + index;
+    while (from > in_ && open.firstSampleOf(from) > wanted) --from;
+    open.seek(from);
+    for (; from < in_ + index; ++from) nextPicture();
+    std::vector<float> passed(
+        static_cast<std::size_t>(std::max<std::int64_t>(0, wanted - open.samplePosition())) * kChannels);
+    if (!passed.empty()) nextSamples(passed);
+}
+
+PictureRef Clip::blackNow() {
+    if (!last_) last_ = blackPicture(settings_, fields_);
+    return last_;
+}
+
 void Clip::close() {
+    if (isBlack()) last_ = {};
     if (!reader_) return;
     for (std::string& line : reader_->warnings()) closedWarnings_.push_back(std::move(line));
     reader_.reset();
@@ -31,6 +107,7 @@ void Clip::close() {
 }
 
 PictureRef Clip::nextPicture() {
+    if (isBlack()) return blackNow();
     PictureRef picture = reader().readPicture();
     if (picture) {
         last_ = picture;
@@ -44,14 +121,19 @@ PictureRef Clip::nextPicture() {
 }
 
 void Clip::nextSamples(std::vector<float>& interleaved) {
+    if (isBlack()) {
+        std::fill(interleaved.begin(), interleaved.end(), 0.0F);
+        return;
+    }
     reader().readSamples(interleaved.data(), interleaved.size() / kChannels);
 }
 
 PictureRef Clip::pictureAt(std::int64_t index) {
+    if (isBlack()) return blackNow();
     Reader& open = reader();
-    open.seek(index);
+    open.seek(in_ + index);
     PictureRef picture = open.readPicture();
-    open.seek(0);
+    open.seek(in_);
     return picture;
 }
 

@@ -12,19 +12,31 @@
 
 namespace tumblewash::edit {
 
-/// An input that can be opened, counted, closed and opened again.
+/// An input that can be opened, counted, closed and opened again; or black, which needs no file. Frames are
+/// counted from 0 within the stretch that is used.
 class Clip {
   public:
     /// Opens and counts. Throws MediaError.
     Clip(std::string path, const media::ReaderSettings& settings);
+    /// A still that was probed: `settings` says how many frames it lasts. It is opened when it is needed.
+    Clip(media::MediaInfo still, const media::ReaderSettings& settings);
+    /// Black and silence of `frames` frames, in the layout and line order of the settings.
+    static Clip black(std::int64_t frames, const media::ReaderSettings& settings, media::FieldOrder fields);
+
+    /// Uses frames [in, out) alone, which must lie within the clip.
+    void trim(std::int64_t in, std::int64_t out);
 
     /// Closes the file; it is opened again at its start when needed. Memory then holds nothing of it.
     void close();
 
+    /// The file's name; "black" for black.
     const std::string& path() const noexcept { return path_; }
+    bool isBlack() const noexcept { return black_; }
     const media::MediaInfo& info() const noexcept { return info_; }
     /// Pictures at the output's rate, as planned from.
     std::int64_t frames() const noexcept { return frames_; }
+    /// The file's frame that is frame 0 here.
+    std::int64_t in() const noexcept { return in_; }
     /// Line order of the pictures delivered.
     media::FieldOrder fields() const noexcept { return fields_; }
 
@@ -35,17 +47,24 @@ class Clip {
     /// Picture `index` out of turn; the clip then stands at its start again.
     media::PictureRef pictureAt(std::int64_t index);
 
+    /// Makes frame `index` the next one, and the sample frame `sample` (from 0 at frame 0) the next one.
+    void seek(std::int64_t index, std::int64_t sample);
+
     /// What was lost, one line each, beginning with the file's name.
     std::vector<std::string> warnings() const;
 
   private:
+    Clip() = default;
     media::Reader& reader();
+    media::PictureRef blackNow();
 
     std::string path_;
     media::ReaderSettings settings_;
     std::unique_ptr<media::Reader> reader_;
     media::MediaInfo info_;
+    std::int64_t in_ = 0;
     std::int64_t frames_ = 0;
+    bool black_ = false;
     media::FieldOrder fields_ = media::FieldOrder::progressive;
     media::PictureRef last_;
     std::int64_t missing_ = 0;

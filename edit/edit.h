@@ -30,9 +30,9 @@ using EditTime = Written<TimeSpan>;
 /// What stands between two clips, or at the start or the end of the edit. What is unset comes from the edit's
 /// `seams`, and what is unset there too is the program's own.
 struct EditSeam {
-    std::optional<std::string> effect;  ///< an id of the catalogue; `none` is a cut
-    std::optional<EditTime> duration;   ///< unset: as long as the clips allow, at most a second
-    std::optional<float> speed;         ///< 0 to 1 instead of a duration: the plug-in's own length for it
+    std::optional<std::string> effect;    ///< an id of the catalogue; `none` is a cut
+    std::optional<EditTime> duration;     ///< unset: as long as the clips allow, at most a second
+    std::optional<Written<float>> speed;  ///< 0 to 1 instead of a duration: the plug-in's own length for it
     std::optional<HYPluginDirection> direction;
     std::optional<std::uint32_t> seed;
     std::optional<host::AudioPolicy> sound;

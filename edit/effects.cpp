@@ -16,6 +16,7 @@ using host::HostError;
 using host::PluginModule;
 using plugin::effectCatalogue;
 using plugin::EffectRecord;
+using plugin::TakeRule;
 
 namespace {
 
@@ -26,6 +27,16 @@ Effect effectOf(const PluginModule& module, const EffectRecord& entry, float spe
     effect.name = entry.name;
     effect.info = describe(module, entry.index, speed);
     return effect;
+}
+
+const EffectRecord& recordOf(const std::string& text) {
+    int index = -1;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), index);
+    const bool number = problem == std::errc{} && end == text.data() + text.size();
+    for (const EffectRecord& entry : effectCatalogue())
+        if (text == entry.id || (number && index == entry.index)) return entry;
+    throw Refusal(Problem::BadRequest, fmt::format("'{}' is no effect{}; tumblewash list shows all", text,
+                                                   didYouMean(text, effectIds())));
 }
 
 }  // namespace
@@ -45,14 +56,21 @@ std::vector<std::string> effectIds() {
     return ids;
 }
 
+std::string effectId(const std::string& text) {
+    return recordOf(text).id;
+}
+
+std::vector<std::string> shuffledEffectIds() {
+    std::vector<std::string> ids;
+    for (const EffectRecord& entry : effectCatalogue()) {
+        if (entry.index != 0 && entry.takeBefore != TakeRule::nothing && entry.takeAfter != TakeRule::nothing)
+            ids.emplace_back(entry.id);
+    }
+    return ids;
+}
+
 Effect findEffect(const PluginModule& module, const std::string& text, float speed) {
-    int index = -1;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), index);
-    const bool number = problem == std::errc{} && end == text.data() + text.size();
-    for (const EffectRecord& entry : effectCatalogue())
-        if (text == entry.id || (number && index == entry.index)) return effectOf(module, entry, speed);
-    throw Refusal(Problem::BadRequest, fmt::format("'{}' is no effect{}; tumblewash list shows all", text,
-                                                   didYouMean(text, effectIds())));
+    return effectOf(module, recordOf(text), speed);
 }
 
 std::vector<Effect> allEffects(const PluginModule& module, float speed) {

@@ -26,6 +26,14 @@ host::PluginModule openPlugin(const std::string& path);
 /// Ids of all transitions in catalogue order.
 std::vector<std::string> effectIds();
 
+/// The id of a transition named by its id or by its index in decimal. Throws Refusal (BadRequest) with the
+/// nearest id.
+std::string effectId(const std::string& text);
+
+/// The ids from which effects are drawn by lot, in catalogue order: all that stand between two clips and
+/// draw.
+std::vector<std::string> shuffledEffectIds();
+
 /// The transition with an id, or an index in decimal. Throws Refusal (BadRequest) with the nearest id.
 Effect findEffect(const host::PluginModule& module, const std::string& text, float speed = 0.5F);
 

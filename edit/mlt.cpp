@@ -101,6 +101,15 @@ void append(Track& track, const Piece& piece) {
     track.push_back(piece);
 }
 
+/// Pieces count the frames of files, the plan those of what is used of them.
+void moveToFiles(Track& track, const MovieRequest& request) {
+    for (Piece& piece : track) {
+        const std::int64_t in = request.clips[static_cast<std::size_t>(piece.clip)].in();
+        piece.first += in;
+        if (piece.held >= 0) piece.held += in;
+    }
+}
+
 Tracks tracksOf(const MovieRequest& request) {
     Tracks tracks;
     int arrived = Segment::kNone;
@@ -111,7 +120,7 @@ Tracks tracksOf(const MovieRequest& request) {
             continue;
         }
         arrived = s.clipB;
-        if (placementOf(request.effects[static_cast<std::size_t>(s.transition)]) != Placement::Halves) {
+        if (placementOf(request.seams[static_cast<std::size_t>(s.transition)].effect) != Placement::Halves) {
             append(tracks.below,
                    {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count, .fadeOut = s.count});
             append(tracks.above,
@@ -129,6 +138,8 @@ Tracks tracksOf(const MovieRequest& request) {
         append(tracks.above, {.clip = s.clipB, .at = s.first, .first = 0, .count = s.countA, .held = 0});
         append(tracks.above, {.clip = s.clipB, .at = middle, .first = 0, .count = half});
     }
+    moveToFiles(tracks.below, request);
+    moveToFiles(tracks.above, request);
     return tracks;
 }
 
@@ -144,9 +155,9 @@ std::string profile(const MovieRequest& request) {
 }
 
 std::string producer(const std::string& id, int index, const Clip& clip) {
-    return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, clip.frames() - 1) +
+    return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, clip.in() + clip.frames() - 1) +
            property("resource", std::filesystem::absolute(clip.path()).lexically_normal().string()) +
-           property("length", std::to_string(clip.frames())) + property("eof", "pause") +
+           property("length", std::to_string(clip.in() + clip.frames())) + property("eof", "pause") +
            property("kdenlive:id", binNumber(index)) + "  </producer>\n";
 }
 
@@ -157,8 +168,9 @@ std::string bin(const MovieRequest& request) {
     out += property("kdenlive:docproperties.profile", "tumblewash");
     out += property("xml_retain", "1");
     for (std::size_t i = 0; i < request.clips.size(); ++i)
-        out += fmt::format("    <entry producer=\"{}\" in=\"0\" out=\"{}\"/>\n",
-                           clipName(static_cast<int>(i)), request.clips[i].frames() - 1);
+        out +=
+            fmt::format("    <entry producer=\"{}\" in=\"0\" out=\"{}\"/>\n", clipName(static_cast<int>(i)),
+                        request.clips[i].in() + request.clips[i].frames() - 1);
     return out + "  </playlist>\n";
 }
 
@@ -204,7 +216,8 @@ std::string track(const std::string& name, const Track& pieces, bool sound, cons
     return out + "  </tractor>\n";
 }
 
-std::string composition(const MovieOrder& o, const Effect& effect, const Segment& s) {
+std::string composition(const SettledSeam& seam, const Segment& s) {
+    const Effect& effect = seam.effect;
     std::string service = "frei0r.tumblewash_" + std::string(effect.id);
     for (char& c : service)
         if (c == '-') c = '_';
@@ -218,8 +231,8 @@ std::string composition(const MovieOrder& o, const Effect& effect, const Segment
     out += property("position",
                     fmt::format("0={:.6f};-1={:.6f}", halves ? 1.0 / n : 0.0, halves ? 1.0 : (n - 1) / n));
     if (effect.info.flags != 0) {
-        out += property("direction", directionName(directionFor(o.direction, effect)));
-        out += property("seed", fmt::format("{:.3f}", (o.seed - 1) * kSeedStep));
+        out += property("direction", directionName(seam.direction));
+        out += property("seed", fmt::format("{:.3f}", (seam.seed - 1) * kSeedStep));
     }
     return out + "    </transition>\n";
 }
@@ -241,15 +254,21 @@ std::string black(std::int64_t frames) {
 
 }  // namespace
 
-std::string mltProject(const MovieOrder& o, const MovieRequest& request) {
-    for (const std::string& input : o.inputs)
-        if (isPattern(input))
+std::string mltProject(const Edit& edit, const MovieRequest& request) {
+    for (const EditClip& clip : edit.clips)
+        if (clip.black() || isPattern(clip.file))
             throw Refusal(Problem::BadRequest,
-                          fmt::format("{}: only this program draws it; an MLT project needs files", input));
-    if (o.fit != Fit::contain)
+                          fmt::format("{}: only this program draws it; an MLT project needs files",
+                                      clip.black() ? "black" : clip.file));
+    if (edit.opening || edit.closing)
+        throw Refusal(Problem::BadRequest,
+                      "--mlt: a project has seams between clips only; leave opening and "
+                      "closing out");
+    if (edit.output.fit != Fit::contain)
         throw Refusal(Problem::BadRequest, "--mlt: a project shows pictures whole; leave --fit out");
-    if (o.seed < 1 || o.seed > 1001)
-        throw Refusal(Problem::BadRequest, "--mlt: a project knows the seeds 1 to 1001");
+    for (const SettledSeam& seam : request.seams)
+        if (seam.seed < 1 || seam.seed > 1001)
+            throw Refusal(Problem::BadRequest, "--mlt: a project knows the seeds 1 to 1001");
     std::string out =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<mlt LC_NUMERIC=\"C\" version=\"7.12.0\" "
         "title=\"tumblewash\" producer=\"main_bin\">\n";
@@ -273,7 +292,7 @@ std::string mltProject(const MovieOrder& o, const MovieRequest& request) {
     out += sum(1) + sum(2);
     for (const Segment& s : request.plan.segments)
         if (s.transition != Segment::kNone)
-            out += composition(o, request.effects[static_cast<std::size_t>(s.transition)], s);
+            out += composition(request.seams[static_cast<std::size_t>(s.transition)], s);
     return out + "  </tractor>\n</mlt>\n";
 }
 

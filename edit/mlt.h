@@ -11,7 +11,7 @@
 namespace tumblewash::edit {
 
 /// The project as XML. Throws Refusal (BadRequest) for what a project cannot say: sources that the program
-/// draws itself, a --fit other than contain, a seed outside 1 to 1001.
-std::string mltProject(const MovieOrder& order, const MovieRequest& request);
+/// draws itself, black, openings and closings, a fit other than contain, a seed outside 1 to 1001.
+std::string mltProject(const Edit& edit, const MovieRequest& request);
 
 }  // namespace tumblewash::edit

@@ -52,18 +52,28 @@ class Builder {
 
 }  // namespace
 
-FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<PlannedTransition>& transitions) {
+FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<PlannedTransition>& transitions,
+                   const std::optional<PlannedTransition>& opening,
+                   const std::optional<PlannedTransition>& closing) {
     const std::size_t last = clips.size() - 1;
-    for (std::size_t i = 0; i < clips.size(); ++i)
-        checkHolds(clips[i], i > 0 ? &transitions[i - 1] : nullptr, i < last ? &transitions[i] : nullptr);
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        const PlannedTransition* first = opening ? &*opening : nullptr;
+        const PlannedTransition* end = closing ? &*closing : nullptr;
+        checkHolds(clips[i], i > 0 ? &transitions[i - 1] : first, i < last ? &transitions[i] : end);
+    }
 
     Builder build;
+    const int afterSeams = static_cast<int>(transitions.size());
     std::int64_t head = 0;  // frames of the current clip that the transition before it has used
     for (std::size_t i = 0; i < clips.size(); ++i) {
         const int clip = static_cast<int>(i);
         const std::int64_t origin = i == 0 ? 0 : build.plan.frames - head;
         build.plan.clipOrigins.push_back(origin);
-        const std::int64_t tail = i < last ? takenBefore(transitions[i]) : 0;
+        if (i == 0 && opening) {
+            build.add({.count = opening->frames, .transition = afterSeams, .countA = opening->frames});
+            head = opening->frames;
+        }
+        const std::int64_t tail = i < last ? takenBefore(transitions[i]) : closing ? closing->frames : 0;
         build.copy(clip, head, clips[i].frames - tail);
         head = 0;
         if (i == last || transitions[i].frames == 0) continue;
@@ -77,18 +87,12 @@ FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<Plan
                    .countA = tail});
         head = takenAfter(t);
     }
-    return build.plan;
-}
-
-FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& t) {
-    const bool atEnd = t.placement == Placement::After;
-    checkHolds(clip, atEnd ? nullptr : &t, atEnd ? &t : nullptr);
-    Builder build;
-    build.plan.clipOrigins.push_back(0);
-    const std::int64_t first = atEnd ? clip.frames - t.frames : 0;
-    build.copy(0, 0, first);
-    build.add({.count = t.frames, .transition = 0, .clipA = 0, .firstA = first, .countA = t.frames});
-    build.copy(0, first + t.frames, clip.frames);
+    if (closing)
+        build.add({.count = closing->frames,
+                   .transition = afterSeams + (opening ? 1 : 0),
+                   .clipA = static_cast<int>(last),
+                   .firstA = clips[last].frames - closing->frames,
+                   .countA = closing->frames});
     return build.plan;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,12 +56,13 @@ struct FramePlan {
     std::vector<std::int64_t> clipOrigins;  ///< per clip: the output frame at which its frame 0 lies
 };
 
-/// Plans clips joined by clips.size() - 1 transitions (overlap, halves or cut).
-/// Throws Refusal (BadRequest) with the numbers when a clip cannot hold its seams.
-FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<PlannedTransition>& transitions);
-
-/// Plans one clip with a transition at its end (After) or its start (Before): the length is the clip's.
-FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& transition);
+/// Plans clips joined by clips.size() - 1 transitions (overlap, halves or cut), with one at the start of the
+/// first clip (Before) and one at the end of the last (After) where they are given. Segments number the
+/// transitions in this order: between the clips, the opening, the closing. Throws Refusal (BadRequest) with
+/// the numbers when a clip cannot hold its seams.
+FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<PlannedTransition>& transitions,
+                   const std::optional<PlannedTransition>& opening = {},
+                   const std::optional<PlannedTransition>& closing = {});
 
 /// The transition's length from a wished one: at least 2 (else Refusal), odd ones one longer, as the plug-in
 /// does with its own counts.

@@ -36,21 +36,28 @@ double since(Clock::time_point start) {
 }
 
 // Decoding and encoding keep about one core busy; the others render.
-int sessionsFor(const MovieOrder& o) {
+int sessionsFor(const RenderSettings& o) {
     return o.threads > 0 ? o.threads : static_cast<int>(std::thread::hardware_concurrency()) - 1;
 }
 
 // One pass over the plan.
 class Pass {
   public:
-    Pass(const MovieOrder& order, MovieRequest& request, Writer& writer, Report& report,
+    Pass(const RenderSettings& settings, MovieRequest& request, Writer& writer, Report& report,
          const RenderHooks& hooks)
-        : order_(order), request_(request), writer_(writer), report_(report), hooks_(hooks) {}
+        : settings_(settings), request_(request), writer_(writer), report_(report), hooks_(hooks) {}
 
     void run() {
+        bool begun = false;
         for (const Segment& segment : request_.plan.segments) {
+            if (segment.first + segment.count <= request_.first || segment.first >= request_.end) continue;
+            const std::int64_t passed = segment.transition == Segment::kNone
+                                            ? std::max<std::int64_t>(0, request_.first - segment.first)
+                                            : 0;
+            if (!begun && segment.first + passed > 0) goTo(segment, passed);
+            begun = true;
             if (segment.transition == Segment::kNone)
-                copy(segment);
+                copy(segment, passed);
             else
                 render(segment);
             closeUsed(segment);
@@ -59,12 +66,32 @@ class Pass {
     }
 
   private:
+    std::int64_t samplesAt(std::int64_t frame) const {
+        return samplesBefore(frame, request_.writer.sampleRate, static_cast<int>(request_.rate.num),
+                             static_cast<int>(request_.rate.den));
+    }
+
     std::size_t pairsOf(std::int64_t frame) const {
-        const auto before = [&](std::int64_t k) {
-            return samplesBefore(k, request_.writer.sampleRate, static_cast<int>(request_.rate.num),
-                                 static_cast<int>(request_.rate.den));
+        return static_cast<std::size_t>(samplesAt(frame + 1) - samplesAt(frame));
+    }
+
+    // Where only a part of the plan is rendered: the clips stand as they would after all that lies before.
+    void goTo(const Segment& segment, std::int64_t passed) {
+        const auto origin = [&](int index) {
+            return request_.plan.clipOrigins[static_cast<std::size_t>(index)];
         };
-        return static_cast<std::size_t>(before(frame + 1) - before(frame));
+        const std::int64_t frame = segment.first + passed;
+        clip(segment.clipA)
+            .seek(segment.firstA + passed, samplesAt(frame) - samplesAt(origin(segment.clipA)));
+    }
+
+    // A transition is rendered whole; frames outside of what was asked for are not written.
+    bool wanted(std::int64_t frame) const { return frame >= request_.first && frame < request_.end; }
+
+    void write(std::int64_t frame, const PictureRef& picture) {
+        if (!wanted(frame)) return;
+        writer_.writePicture(picture);
+        advance();
     }
 
     Clip& clip(int index) { return request_.clips[static_cast<std::size_t>(index)]; }
@@ -75,37 +102,42 @@ class Pass {
         return samples;
     }
 
-    void writeSound(const std::vector<float>& samples) {
-        if (!samples.empty()) writer_.writeSamples(samples.data(), samples.size() / kChannels);
+    void writeSound(std::int64_t frame, const std::vector<float>& samples) {
+        if (wanted(frame) && !samples.empty())
+            writer_.writeSamples(samples.data(), samples.size() / kChannels);
     }
 
     void advance() {
-        if (order_.cancel && order_.cancel->load()) throw Refusal(Problem::Interrupted, "interrupted");
+        if (settings_.cancel && settings_.cancel->load()) throw Refusal(Problem::Interrupted, "interrupted");
         if (hooks_.advance) hooks_.advance(writer_.pictures());
     }
 
-    void copy(const Segment& segment) {
+    void copy(const Segment& segment, std::int64_t passed) {
         Clip& source = clip(segment.clipA);
-        for (std::int64_t k = 0; k < segment.count; ++k) {
-            writer_.writePicture(source.nextPicture());
-            writeSound(soundOf(source, segment.first + k));
-            advance();
+        const std::int64_t end = std::min(segment.first + segment.count, request_.end);
+        for (std::int64_t frame = segment.first + passed; frame < end; ++frame) {
+            write(frame, source.nextPicture());
+            writeSound(frame, soundOf(source, frame));
         }
     }
 
+    const SettledSeam& seamOf(const Segment& segment) const {
+        return request_.seams[static_cast<std::size_t>(segment.transition)];
+    }
+
     TransitionJob jobOf(const Segment& segment) {
-        const auto index = static_cast<std::size_t>(segment.transition);
+        const SettledSeam& seam = seamOf(segment);
         TransitionJob job;
-        job.effect = request_.effects[index];
+        job.effect = seam.effect;
         job.size = request_.size;
         job.frames = segment.count;
         job.firstA = segment.firstA;
         job.framesA = clip(segment.clipA).frames();
         job.framesB = segment.clipB >= 0 ? clip(segment.clipB).frames() : 0;
-        job.direction = directionFor(order_.direction, job.effect);
-        job.speed = order_.speed.value_or(0.5F);
-        job.seed = order_.seed;
-        job.proxy = order_.proxy;
+        job.direction = seam.direction;
+        job.speed = seam.speed;
+        job.seed = seam.seed;
+        job.proxy = settings_.proxy;
         job.layout = writer_.preferredLayout();
         job.matrix = writer_.matrix();
         job.fields = request_.fields;
@@ -121,8 +153,9 @@ class Pass {
         t.frames = segment.count;
         t.clipA = segment.clipA;
         t.clipB = segment.clipB;
-        t.firstA = segment.firstA;
-        t.firstB = segment.firstB;
+        t.firstA = request_.clips[static_cast<std::size_t>(segment.clipA)].in() + segment.firstA;
+        if (segment.clipB >= 0)
+            t.firstB = request_.clips[static_cast<std::size_t>(segment.clipB)].in() + segment.firstB;
         t.direction = directionName(job.direction);
         t.seed = job.seed;
         t.sessions = sessions;
@@ -169,7 +202,7 @@ class Pass {
         now.arriving = placement == Placement::Before;
         now.steady = placement == Placement::Halves;
         now.asked = asked;
-        return decideLevels(order_.audio, now);
+        return decideLevels(seamOf(segment).sound, now);
     }
 
     static AudioLevels levelsBefore(Placement placement) {
@@ -185,12 +218,12 @@ class Pass {
         const Clock::time_point start = Clock::now();
         const TransitionJob job = jobOf(segment);
         const Placement placement = placementOf(job.effect);
-        const int sessions =
-            std::clamp(sessionsFor(order_), 1, static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
+        const int sessions = std::clamp(sessionsFor(settings_), 1,
+                                        static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
         PictureRef key;
         if (placement == Placement::Halves)
             key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
-        ParallelRenderer renderer(request_.module, job, sessions, key, order_.cancel);
+        ParallelRenderer renderer(request_.module, job, sessions, key, settings_.cancel);
         ReportedTransition told = reported(segment, job, sessions);
         SoundRamp ramp(levelsBefore(placement));
         std::int64_t submitted = 0;
@@ -199,16 +232,16 @@ class Pass {
                  ++submitted)
                 submit(renderer, segment, placement, submitted);
             TransitionFrame frame = renderer.take();
-            writer_.writePicture(frame.picture);
+            write(segment.first + k, frame.picture);
             if (!frame.warning.empty())
                 report_.warnings.push_back(fmt::format("{}: {}", job.effect.id, frame.warning));
             if (request_.sound) {
                 told.levels.push_back(levelsFor(segment, job, k, frame.asked));
-                writeSound(ramp.push(told.levels.back(), soundFor(segment, placement, k)));
+                writeSound(segment.first + k - 1,
+                           ramp.push(told.levels.back(), soundFor(segment, placement, k)));
             }
-            advance();
         }
-        writeSound(ramp.finish(levelsAfter(placement)));
+        writeSound(segment.first + segment.count - 1, ramp.finish(levelsAfter(placement)));
         told.clip = renderer.finish();
         told.seconds = since(start);
         report_.transitions.push_back(std::move(told));
@@ -231,7 +264,7 @@ class Pass {
         }
     }
 
-    const MovieOrder& order_;
+    const RenderSettings& settings_;
     MovieRequest& request_;
     Writer& writer_;
     Report& report_;
@@ -240,20 +273,21 @@ class Pass {
 
 }  // namespace
 
-Report beginReport(const MovieOrder& o, const MovieRequest& request) {
+Report beginReport(const Edit& edit, const RenderSettings& settings, const MovieRequest& request) {
     Report report;
-    report.command = movieKindName(o.kind);
-    report.output = o.output;
+    report.output = settings.output;
     report.plugin = request.module.name();
     report.size = request.size;
     report.rate = request.rate;
-    report.frames = request.plan.frames;
+    report.frames = request.end - request.first;
     report.sound = request.sound;
-    report.audio = audioPolicyName(o.audio);
+    report.audio = audioPolicyName(edit.sound);
     for (const Clip& clip : request.clips) {
         const MediaInfo& info = clip.info();
         report.clips.push_back({clip.path(),
-                                info.kind == MediaKind::still ? "still" : "clip",
+                                clip.isBlack()                  ? "black"
+                                : info.kind == MediaKind::still ? "still"
+                                                                : "clip",
                                 {info.width, info.height},
                                 info.rate,
                                 clip.frames(),
@@ -262,13 +296,14 @@ Report beginReport(const MovieOrder& o, const MovieRequest& request) {
     return report;
 }
 
-void renderMovie(const MovieOrder& order, MovieRequest& request, Report& report, const RenderHooks& hooks) {
+void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& report,
+                 const RenderHooks& hooks) {
     try {
         const Clock::time_point opening = Clock::now();
-        Writer writer = Writer::open(order.output, request.writer);
+        Writer writer = Writer::open(settings.output, request.writer);
         report.openSeconds += since(opening);
         const Clock::time_point began = Clock::now();
-        Pass(order, request, writer, report, hooks).run();
+        Pass(settings, request, writer, report, hooks).run();
         report.renderSeconds = since(began);
         report.samples = writer.samples();
         const Clock::time_point ending = Clock::now();

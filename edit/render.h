@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "edit/order.h"
 #include "edit/report.h"
 #include "edit/request.h"
 
@@ -16,11 +15,13 @@ struct RenderHooks {
     std::function<void(std::int64_t done)> advance;  ///< frames of the result that are finished
 };
 
-/// What is known of a run before it begins: inputs, size, rate, length.
-Report beginReport(const MovieOrder& order, const MovieRequest& request);
+/// What is known of a run before it begins: inputs, size, rate, length. The command is the caller's to fill
+/// in.
+Report beginReport(const Edit& edit, const RenderSettings& settings, const MovieRequest& request);
 
 /// Makes the movie and completes the report, all but its total time. Throws Refusal, MediaError or HostError;
 /// an old output is then as it was.
-void renderMovie(const MovieOrder& order, MovieRequest& request, Report& report, const RenderHooks& hooks);
+void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& report,
+                 const RenderHooks& hooks);
 
 }  // namespace tumblewash::edit

@@ -1,52 +1,82 @@
-// A movie that was asked for, checked and ready to be made: clips opened and counted, effects described,
-// sizes and rates settled, the plan drawn up. Nothing has been rendered or written yet.
+// An edit that is about to be rendered, checked and settled: clips opened and counted, seams described and as
+// long as they will be, sizes and rates fixed, the plan drawn up. Nothing has been rendered or written yet.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "edit/clips.h"
+#include "edit/edit.h"
 #include "edit/effects.h"
-#include "edit/order.h"
 #include "edit/plan.h"
 #include "media/Writer.h"
 
 namespace tumblewash::edit {
+
+/// A stretch of the result: [first, end), either of which may be unset.
+struct RenderRange {
+    std::optional<TimeSpan> first;
+    std::optional<TimeSpan> end;
+};
+
+/// How and whereto an edit is rendered. Defaults are the program's.
+struct RenderSettings {
+    std::string output;  ///< a file, a sequence, `md5:` or `null:`; empty: only planned
+    bool force = false;  ///< replace what exists
+    std::string report;  ///< file names written beside the output; checked with it
+    std::string mlt;
+    std::string plugin;                  ///< a module instead of the built-in one
+    int threads = 0;                     ///< sessions side by side; 0 means as many as there are cores
+    bool proxy = false;                  ///< render as a quick preview
+    std::optional<RenderRange> only;     ///< render this stretch alone
+    media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
+};
+
+/// A seam, an opening or a closing with everything that rendering needs to know.
+struct SettledSeam {
+    Effect effect;
+    HYPluginDirection direction = kPluginDirectionRight;
+    float speed = 0.5F;
+    std::uint32_t seed = 1;
+    host::AudioPolicy sound = host::AudioPolicy::natural;
+    std::int64_t frames = 0;  ///< n: even and at least 2, except 0 for a cut
+    bool shortened = false;   ///< nobody gave a length, and the clips did not allow the usual one
+};
 
 /// Everything that rendering needs to know.
 struct MovieRequest {
     explicit MovieRequest(host::PluginModule plugin) : module(std::move(plugin)) {}
 
     host::PluginModule module;
-    std::vector<Effect> effects;  ///< one per seam, or the one of a single clip
+    std::vector<SettledSeam> seams;  ///< as the plan numbers them: between clips, the opening, the closing
     std::vector<Clip> clips;
     PixelSize size;
     media::FrameRate rate;
     media::FieldOrder fields = media::FieldOrder::progressive;
     bool sound = false;
     FramePlan plan;
+    std::int64_t first = 0;  ///< what is rendered of the plan: frames [first, end)
+    std::int64_t end = 0;
     media::WriterSettings writer;
-    std::vector<std::int64_t> lengths;  ///< n of each transition
+    std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
 };
 
-/// Settles a movie request, cheapest checks first, and throws Refusal, MediaError or HostError for what
-/// cannot be made. Writes nothing.
-MovieRequest prepareMovie(const MovieOrder& order);
+/// Settles an edit, cheapest checks first, and throws Refusal, MediaError or HostError for what cannot be
+/// made. Writes nothing.
+MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings);
 
 /// Which sizes a result may have.
 enum class Edges {
     Any,         ///< an odd input keeps its size
-    PreferEven,  ///< an odd input grows by one; an odd --size stays
-    OnlyEven     ///< an odd input grows by one; an odd --size is refused
+    PreferEven,  ///< an odd input grows by one; an odd size that was asked for stays
+    OnlyEven     ///< an odd input grows by one; an odd size that was asked for is refused
 };
 
-/// The size of a result: the order's one, else the first input's display size. Refuses sizes outside the
+/// The size of a result: the one asked for, else the first input's display size. Refuses sizes outside the
 /// limits.
-PixelSize settleSize(const MovieOrder& order, const media::MediaInfo& first, Edges edges);
-
-/// The length n of a transition in frames at `rate`: the order's, or what the plug-in reports for its speed,
-/// or 1 s.
-std::int64_t settleLength(const MovieOrder& order, const Effect& effect, media::FrameRate rate);
+PixelSize settleSize(const std::optional<PixelSize>& asked, const media::MediaInfo& first, Edges edges);
 
 }  // namespace tumblewash::edit

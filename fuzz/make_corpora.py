@@ -46,9 +46,20 @@ lines = [
     "sheet a b -o s.png --columns 8 --theme light", "field a b -o f.png -e wash-away --proxy", "list --json",
     "demo ./demo -j 4", "join a b -o md5: -r 30000/1001 -s 1280x720 --fit cover --audio equal-power --crf 20",
     "--generate man", "--help", "help join", "--version", "join a b --speed 0.5 --preset veryfast --progress kv -q -f",
+    "plan a#t=1,2 black:2s -o x.edit.json --effect shuffle", "render x.edit.json -o y.mp4 --only 1s..2s",
     "join -- -a -b -o x", "join a b -o=out --size=16x16 --fps=29.97", "join a b --mlt p.mlt --report r.json -v"]
 for number, line in enumerate(lines):
     (path / ("%02d" % number)).write_text(line.replace(" ", "\n"))
+
+path = seeds("edits")
+whole = (tree / "docs" / "edit-format.md").read_text().split("```json\n")[1].split("```")[0]
+for name, text in {"whole": whole, "least": '{"tumblewash": 1, "clips": [{"file": "a"}]}',
+                   "keys": '{"tumblewash": 1, "output": {"rate": "29.97", "fit": "cover", "crf": 18, "preset": "slow"}, '
+                           '"sound": "plugin", "still": "00:03.5", "closing": {"effect": "wash-out", "speed": "0.5"}, '
+                           '"clips": [{"file": "a", "in": "5f", "was": {"bytes": 1, "modified": "2026-01-31T12:00:00Z", '
+                           '"head": "0123456789abcdef"}}, {"black": ".5", "seam": {"seed": 7, "sound": "none"}}]}',
+                   "deep": "[" * 70, "fragment": "t=npt:1:02:03.5,1:02:04&t=5"}.items():
+    (path / name).write_text(text)
 
 path = seeds("media")
 # In the order of fuzz/Media.cpp, which reads an input's ending, its trouble and the reading that meets it from the

@@ -46,7 +46,7 @@ TEST(OptionsTest, EveryOptionOfAJoinIsRead) {
     EXPECT_THAT(o.inputs, testing::ElementsAre("a.mp4", "b.mp4", "c.mp4"));
     EXPECT_EQ(o.output, "out.mp4");
     EXPECT_THAT(o.effects, testing::ElementsAre("wash-away", "morph"));
-    EXPECT_EQ(o.duration, (TimeSpan{TimeSpan::Unit::Frames, 45}));
+    EXPECT_THAT(o.durations, testing::ElementsAre(TimeSpan{TimeSpan::Unit::Frames, 45}));
     EXPECT_EQ(o.direction, kPluginDirectionUp);
     EXPECT_EQ(o.seed, 4294967295U);
     EXPECT_EQ(o.size, (PixelSize{640, 480}));
@@ -79,7 +79,7 @@ TEST(OptionsTest, AfterTwoDashesEverythingIsAnInput) {
 TEST(OptionsTest, DefaultsAreTheDocumentedOnes) {
     const Options o = parseOptions({"join", "a", "b", "-o", "x.mp4"});
     EXPECT_EQ(o.seed, 1U);
-    EXPECT_FALSE(o.duration || o.speed || o.size || o.fps || o.direction || o.crf);
+    EXPECT_FALSE(!o.durations.empty() || o.speed || o.size || o.fps || o.direction || o.crf);
     EXPECT_EQ(o.still, parseTime("4s"));
     EXPECT_EQ(o.fit, Fit::contain);
     EXPECT_EQ(o.audio, AudioPolicy::natural);

@@ -34,6 +34,11 @@ std::string refusalOf(const std::function<void()>& call) {
     return "";
 }
 
+FramePlan planSingle(const PlannedClip& clip, const PlannedTransition& t) {
+    if (t.placement == Placement::Before) return planJoin({clip}, {}, t);
+    return planJoin({clip}, {}, {}, t);
+}
+
 TEST(PlanTest, AnOverlapShortensTheJoinByItsFrames) {
     const FramePlan plan = planJoin({{"a", 100}, {"b", 80}}, {wash(30)});
     EXPECT_EQ(plan.frames, 100 + 80 - 30);

@@ -34,4 +34,5 @@ if [ -x "$prefix/bin/tumblewash" ]; then
     grep -q tumble-reveal "$work/list.txt" || fail "the program lists nothing"
     LANG=de_DE.UTF-8 "$prefix/bin/tumblewash" list >"$work/german.txt"
     [ -s "$prefix/share/man/man1/tumblewash.1" ] || fail "no man page"
+    [ -s "$prefix/share/tumblewash/edit.schema.json" ] || fail "no schema of edits"
 fi

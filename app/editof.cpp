@@ -1,0 +1,149 @@
+#include "app/editof.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "edit/effects.h"
+#include "edit/errors.h"
+#include "edit/fragment.h"
+#include "edit/shuffle.h"
+#include "media/Pattern.h"
+
+namespace tumblewash::app {
+
+using edit::Edit;
+using edit::EditClip;
+using edit::EditSeam;
+using edit::EditTime;
+using edit::Problem;
+using edit::Refusal;
+
+namespace {
+
+EditClip clipOf(const std::string& input) {
+    constexpr std::string_view kBlack = "black:";
+    EditClip clip;
+    std::error_code ignored;
+    if (input.rfind(kBlack, 0) == 0 && !std::filesystem::exists(input, ignored)) {
+        clip.length = EditTime{edit::parseTime(input.substr(kBlack.size())), {}};
+        if (clip.length->value.count == 0)
+            throw Refusal(Problem::BadRequest, fmt::format("{}: black needs a length, e.g. black:2s", input));
+        return clip;
+    }
+    edit::Fragment fragment =
+        media::isPattern(input) ? edit::Fragment{input, {}, {}} : edit::splitFragment(input);
+    clip.file = std::move(fragment.file);
+    clip.in = fragment.in;
+    clip.out = fragment.out;
+    return clip;
+}
+
+/// The ids of the seams' effects: one for all, or one for each.
+std::vector<std::string> effectsOf(const Options& o, std::size_t seams) {
+    if (o.effects == std::vector<std::string>{"shuffle"}) {
+        const std::vector<std::string> pool = edit::shuffledEffectIds();
+        std::vector<std::string> ids;
+        for (const int draw : edit::drawShuffled(o.seed, static_cast<int>(pool.size()), seams))
+            ids.push_back(pool[static_cast<std::size_t>(draw)]);
+        return ids;
+    }
+    std::vector<std::string> ids;
+    for (const std::string& text : o.effects) {
+        if (text == "shuffle")
+            throw Refusal(Problem::BadRequest, "--effect shuffle draws every seam's effect; give it alone");
+        ids.push_back(edit::effectId(text));
+    }
+    return ids;
+}
+
+void refuseTooMany(const char* option, const char* what, std::size_t given, std::size_t seams) {
+    if (given <= 1 || given <= seams) return;
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("{} names {} {} for {}; give one, or no more than there are seams", option,
+                              given, what, seams == 1 ? "one seam" : fmt::format("{} seams", seams)));
+}
+
+/// The seams between clips: what all share goes to the edit, what goes round to each.
+void putSeams(const Options& o, Edit& edit) {
+    const std::size_t seams = edit.clips.size() - 1;
+    const std::vector<std::string> ids = effectsOf(o, seams);
+    refuseTooMany("--effect", "effects", ids.size(), seams);
+    refuseTooMany("--duration", "durations", o.durations.size(), seams);
+    if (ids.size() == 1 && seams != 1) edit.seams.effect = ids.front();
+    if (o.durations.size() == 1) edit.seams.duration = EditTime{o.durations.front(), {}};
+    for (std::size_t i = 0; i < seams; ++i) {
+        EditSeam seam;
+        if (ids.size() > 1 || (ids.size() == 1 && seams == 1)) seam.effect = ids[i % ids.size()];
+        if (o.durations.size() > 1) seam.duration = EditTime{o.durations[i % o.durations.size()], {}};
+        if (seam != EditSeam()) edit.clips[i + 1].seam = seam;
+    }
+}
+
+/// The one seam of out and in.
+EditSeam endOf(const Options& o) {
+    EditSeam seam;
+    refuseTooMany("--effect", "effects", o.effects.size(), 1);
+    refuseTooMany("--duration", "durations", o.durations.size(), 1);
+    if (!o.effects.empty()) seam.effect = edit::effectId(o.effects.front());
+    if (!o.durations.empty()) seam.duration = EditTime{o.durations.front(), {}};
+    return seam;
+}
+
+std::optional<EditSeam> chosen(const std::string& effect) {
+    if (effect.empty()) return std::nullopt;
+    EditSeam seam;
+    seam.effect = edit::effectId(effect);
+    return seam;
+}
+
+}  // namespace
+
+Edit editOf(const Options& o) {
+    Edit edit;
+    for (const std::string& input : o.inputs) edit.clips.push_back(clipOf(input));
+    edit.opening = chosen(o.opening);
+    edit.closing = chosen(o.closing);
+    if (o.command == Command::Out)
+        edit.closing = endOf(o);
+    else if (o.command == Command::In)
+        edit.opening = endOf(o);
+    else
+        putSeams(o, edit);
+    if (o.speed) edit.seams.speed = edit::Written<float>{*o.speed, {}};
+    edit.seams.direction = o.direction;
+    if (o.seed != 1) edit.seams.seed = o.seed;
+    edit.output.size = o.size;
+    if (o.fps) edit.output.rate = edit::Written<media::FrameRate>{*o.fps, {}};
+    edit.output.fit = o.fit;
+    edit.output.crf = o.crf;
+    if (!o.preset.empty()) edit.output.preset = o.preset;
+    edit.still = EditTime{o.still, {}};
+    edit.sound = o.audio;
+    edit.chapters = o.chapters;
+    if (!o.title.empty()) edit.title = o.title;
+    if (!o.comment.empty()) edit.comment = o.comment;
+    return edit;
+}
+
+Edit movedTo(const std::string& document, const Edit& edit) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const fs::path folder = fs::path(document).parent_path();
+    const fs::path from = fs::weakly_canonical(folder.empty() ? fs::path(".") : folder, ignored);
+    const fs::path now =
+        fs::weakly_canonical(edit.folder.empty() ? fs::path(".") : fs::path(edit.folder), ignored);
+    Edit moved = edit;
+    moved.folder = folder.string();
+    if (from == now) return moved;
+    for (EditClip& clip : moved.clips) {
+        if (clip.black() || media::isPattern(clip.file) || fs::path(clip.file).is_absolute()) continue;
+        // The file's own name stays, even where it is a link.
+        const fs::path file = now / clip.file;
+        const fs::path parent = fs::weakly_canonical(file.parent_path(), ignored);
+        clip.file = (parent / file.filename()).lexically_proximate(from).string();
+    }
+    return moved;
+}
+
+}  // namespace tumblewash::app

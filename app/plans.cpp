@@ -1,0 +1,83 @@
+#include "app/plans.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "app/editof.h"
+#include "app/movie.h"
+#include "app/optiontable.h"
+#include "app/say.h"
+#include "app/signals.h"
+#include "edit/document.h"
+#include "edit/errors.h"
+#include "edit/filemark.h"
+#include "edit/missing.h"
+#include "edit/outputs.h"
+#include "edit/timeline.h"
+#include "media/Staging.h"
+
+namespace tumblewash::app {
+
+using edit::Edit;
+using edit::MovieRequest;
+using edit::Problem;
+using edit::Refusal;
+using edit::RenderSettings;
+using media::checkTarget;
+
+namespace {
+
+/// A document says everything about an edit itself; only these may stand beside it.
+constexpr const char* kBesideDocuments[] = {"--output", "--force", "--plot",    "--theme",
+                                            "--plugin", "--quiet", "--verbose", "--help"};
+
+Edit editFor(const Options& o) {
+    if (o.inputs.size() != 1 || !edit::isDocumentName(o.inputs.front())) return editOf(o);
+    for (const std::string& option : o.given)
+        if (std::find(std::begin(kBesideDocuments), std::end(kBesideDocuments), option) ==
+            std::end(kBesideDocuments))
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("{}: the edit {} says that itself; change it there", option, o.inputs.front()));
+    return openDocument(o.inputs.front(), o.quiet);
+}
+
+void checkFile(const Options& o, const std::string& file, const std::vector<std::string>& inputs) {
+    if (file.empty()) return;
+    edit::refuseInputAsOutput(file, inputs);
+    checkTarget(file, o.force);
+}
+
+void checkOutputs(const Options& o, const Edit& edit) {
+    if (!o.output.empty() && !edit::isDocumentName(o.output))
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json", o.output));
+    std::vector<std::string> inputs = edit::filesOf(edit);
+    checkFile(o, o.plot, inputs);
+    checkFile(o, o.output, inputs);
+}
+
+}  // namespace
+
+void makePlan(const Options& o) {
+    const Edit edit = editFor(o);
+    checkOutputs(o, edit);
+    RenderSettings settings;
+    settings.plugin = o.plugin;
+    settings.cancel = &interruptFlag();
+    const MovieRequest request = edit::prepareMovie(edit, settings);
+    sayRemarks(request.remarks, o.quiet);
+    if (!o.output.empty()) {
+        Edit written = movedTo(o.output, edit);
+        edit::markFiles(written);
+        edit::writeTextFile(o.output, edit::editJson(written), o.force);
+        if (!o.quiet)
+            say("{}: {} clips, {} frames, {}\n", o.output, edit.clips.size(), request.plan.frames,
+                edit::clockOf(request.plan.frames, request.rate));
+    }
+    if ((o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose)
+        printText(edit::timelineTable(edit, request));
+}
+
+}  // namespace tumblewash::app
