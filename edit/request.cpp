@@ -12,8 +12,10 @@
 #include "edit/outputs.h"
 #include "edit/parallel.h"
 #include "edit/seams.h"
+#include "media/Pattern.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
+#include "media/StillHead.h"
 
 namespace tumblewash::edit {
 
@@ -25,12 +27,14 @@ using media::checkTarget;
 using media::colourMatrixFor;
 using media::FieldOrder;
 using media::FrameRate;
+using media::isPattern;
 using media::kMaxPictureSide;
 using media::MediaInfo;
 using media::MediaKind;
 using media::needsEvenSize;
 using media::PixelLayout;
 using media::probe;
+using media::probeHead;
 using media::ReaderSettings;
 using media::Writer;
 using media::WriterSettings;
@@ -46,43 +50,37 @@ bool carriesFields(const std::string& output) {
     return ending == ".mp4" || ending == ".mov" || ending == ".mkv";
 }
 
-/// What is known of a clip before it is opened.
-struct Source {
-    const EditClip* clip = nullptr;
-    std::string file;
-    MediaInfo info;  ///< of black: nothing
-};
-
-std::vector<Source> probeAll(const Edit& edit, const RenderSettings& s) {
-    std::vector<Source> sources;
-    for (const EditClip& clip : edit.clips)
-        sources.push_back({&clip, clip.black() ? "" : fileOf(edit, clip), {}});
-    refuseMissing(filesOf(edit));
-    inParallel(static_cast<int>(sources.size()), kProbes, s.cancel, [&](int i) {
-        Source& source = sources[static_cast<std::size_t>(i)];
-        if (source.clip->black()) return;
-        if (isDocumentName(source.file))
-            throw Refusal(Problem::BadRequest,
-                          media::printable(source.file) + ": an edit cannot hold an edit; render it first");
-        source.info = probe(source.file, s.cancel);
-    });
-    return sources;
+[[noreturn]] void refuseDocument(const std::string& file) {
+    throw Refusal(Problem::BadRequest,
+                  media::printable(file) + ": an edit cannot hold an edit; render it first");
 }
 
-FieldOrder commonFields(const std::vector<Source>& sources) {
-    std::optional<FieldOrder> common;
-    for (const Source& source : sources) {
-        if (source.clip->black()) continue;
-        if (common && *common != source.info.fields) return FieldOrder::progressive;
-        common = source.info.fields;
+/// The probed facts of the clips that the size and the rate come from: up to the first that moves.
+std::vector<MediaInfo> probeFirst(const Edit& edit, const RenderSettings& s) {
+    std::vector<MediaInfo> infos;
+    for (const EditClip& clip : edit.clips) {
+        if (clip.black()) continue;
+        const std::string file = fileOf(edit, clip);
+        if (isDocumentName(file)) refuseDocument(file);
+        // The first picture is really decoded; of further photos the head is enough.
+        std::optional<MediaInfo> head = infos.empty() ? std::nullopt : probeHead(file);
+        infos.push_back(head ? std::move(*head) : probe(file, s.cancel));
+        if (infos.back().kind == MediaKind::clip || edit.output.rate) break;
     }
-    return common.value_or(FieldOrder::progressive);
+    return infos;
 }
 
-FrameRate settleRate(const Edit& edit, const std::vector<Source>& sources) {
+FrameRate settleRate(const Edit& edit, const std::vector<MediaInfo>& infos) {
     if (edit.output.rate) return edit.output.rate->value;
-    for (const Source& source : sources)
-        if (source.info.rate) return makeRate(source.info.rate.num, source.info.rate.den);
+    for (const MediaInfo& info : infos) {
+        if (!info.rate) continue;
+        if (info.rate.num < info.rate.den || info.rate.num > 240 * info.rate.den)
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("{}: says it has {:.6g} frames per second, outside of 1 to 240; give --fps",
+                            info.path, info.rate.value()));
+        return makeRate(info.rate.num, info.rate.den);
+    }
     return {25, 1};
 }
 
@@ -98,13 +96,12 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     return s;
 }
 
-std::int64_t stillFrames(const Source& source, const EditTime& length, FrameRate rate) {
+std::int64_t stillFrames(const std::string& name, const EditTime& length, FrameRate rate) {
     const std::int64_t frames = length.value.frames(rate);
     if (frames >= 1) return frames;
-    throw Refusal(
-        Problem::BadRequest,
-        fmt::format("{}: {} is shorter than one frame at {} frames per second; give a longer time",
-                    source.clip->black() ? "black" : source.info.path, wordsOf(length), describe(rate)));
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("{}: {} is shorter than one frame at {} frames per second; give a longer time",
+                              name, wordsOf(length), describe(rate)));
 }
 
 /// The stretch of a movie that the edit uses.
@@ -127,34 +124,62 @@ void trim(Clip& clip, const EditClip& said, FrameRate rate) {
     if (said.in || said.out) clip.trim(in, out);
 }
 
-Clip openClip(const Edit& edit, const Source& source, ReaderSettings settings, FieldOrder fields) {
-    const EditClip& said = *source.clip;
-    const FrameRate rate = settings.rate;
-    if (said.black()) return Clip::black(stillFrames(source, *said.length, rate), settings, fields);
-    if (source.info.kind != MediaKind::still) {
-        if (said.length)
-            throw Refusal(
-                Problem::BadRequest,
-                fmt::format("{}: length is for stills and black; give in and out", source.info.path));
-        Clip clip(source.file, settings);
-        if (clip.frames() > 0) trim(clip, said, rate);
-        return clip;
-    }
-    const EditTime& length = said.length ? *said.length : edit.still;
-    const std::int64_t in = said.in ? said.in->value.frames(rate) : 0;
-    settings.stillFrames = said.out ? said.out->value.frames(rate) - in : stillFrames(source, length, rate);
-    if (settings.stillFrames < 1)
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: nothing is left between in and out", source.info.path));
-    return {source.info, settings};
+/// A clip longer than any movie, or slower than any, has times that are damaged.
+void refuseEndless(const Clip& clip, FrameRate rate) {
+    constexpr double kSlowest = 1.0 / 60;
+    const FrameRate own = clip.info().rate;
+    if (own && own.value() < kSlowest)
+        throw Refusal(
+            Problem::BadInput,
+            fmt::format("{}: says it has one picture in {:.0f} s; its times are damaged, or give its "
+                        "pictures as photos",
+                        clip.path(), 1 / own.value()));
+    constexpr double kLongest = 100 * 3600;
+    if (secondsOf(clip.frames(), rate) <= kLongest) return;
+    throw Refusal(
+        Problem::BadInput,
+        fmt::format("{}: would last {:.0f} hours by its own times, which are damaged or those of a picture a "
+                    "day; give its pictures as photos",
+                    clip.path(), secondsOf(clip.frames(), rate) / 3600));
 }
 
-std::vector<Clip> openClips(const Edit& edit, const std::vector<Source>& sources,
-                            const ReaderSettings& settings, FieldOrder fields) {
-    std::vector<std::optional<Clip>> opened(sources.size());
-    inParallel(static_cast<int>(sources.size()), kProbes, settings.cancel, [&](int i) {
+/// How many frames a still would last here.
+std::int64_t framesOfStill(const Edit& edit, const EditClip& said, const std::string& name, FrameRate rate) {
+    const std::int64_t in = said.in ? said.in->value.frames(rate) : 0;
+    if (!said.out) return stillFrames(name, said.length ? *said.length : edit.still, rate);
+    const std::int64_t frames = said.out->value.frames(rate) - in;
+    if (frames >= 1) return frames;
+    throw Refusal(Problem::BadRequest, fmt::format("{}: nothing is left between in and out", name));
+}
+
+Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, FieldOrder fields) {
+    const FrameRate rate = settings.rate;
+    if (said.black()) return Clip::black(stillFrames("black", *said.length, rate), settings, fields);
+    const std::string file = fileOf(edit, said);
+    if (isDocumentName(file)) refuseDocument(file);
+    settings.stillFrames = 1;
+    if (std::optional<MediaInfo> head = probeHead(file)) {
+        settings.stillFrames = framesOfStill(edit, said, file, rate);
+        return {std::move(*head), settings};
+    }
+    Clip clip(file, settings);
+    if (clip.info().kind == MediaKind::still) {
+        settings.stillFrames = framesOfStill(edit, said, file, rate);
+        return {clip.info(), settings};
+    }
+    refuseEndless(clip, rate);
+    if (said.length)
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: length is for stills and black; give in and out", file));
+    if (clip.frames() > 0) trim(clip, said, rate);
+    return clip;
+}
+
+std::vector<Clip> openClips(const Edit& edit, const ReaderSettings& settings, FieldOrder fields) {
+    std::vector<std::optional<Clip>> opened(edit.clips.size());
+    inParallel(static_cast<int>(edit.clips.size()), kProbes, settings.cancel, [&](int i) {
         const auto at = static_cast<std::size_t>(i);
-        opened[at] = openClip(edit, sources[at], settings, fields);
+        opened[at] = openClip(edit, edit.clips[at], settings, fields);
         // Two open files at a time are all that the pass needs.
         if (i >= 2) opened[at]->close();
     });
@@ -178,14 +203,13 @@ void checkOutputs(const RenderSettings& o, const std::vector<std::string>& input
 }
 
 /// The first clip that has a picture of its own.
-const MediaInfo& firstShown(const Edit& edit, const std::vector<Source>& sources) {
+const MediaInfo& firstShown(const Edit& edit, const std::vector<MediaInfo>& infos) {
     static const MediaInfo kBlack = [] {
         MediaInfo info;
         info.path = "black";
         return info;
     }();
-    for (const Source& source : sources)
-        if (!source.clip->black()) return source.info;
+    if (!infos.empty()) return infos.front();
     if (!edit.output.size) throw Refusal(Problem::BadRequest, "black alone has no size; give --size");
     return kBlack;
 }
@@ -207,6 +231,23 @@ void planRequest(const Edit& edit, MovieRequest& request) {
     if (edit.closing) take(closing);
     if (edit.opening) take(opening);
     request.plan = planJoin(clips, transitions, opening, closing);
+}
+
+/// A chapter for each clip that begins in what is rendered, and one for what has begun before.
+std::vector<media::Chapter> chaptersOf(const Edit& edit, const MovieRequest& request) {
+    std::vector<media::Chapter> chapters;
+    for (std::size_t i = 0; i < edit.clips.size(); ++i) {
+        const std::int64_t frame = request.plan.clipOrigins[i] - request.first;
+        if (frame >= request.end - request.first) break;
+        const EditClip& clip = edit.clips[i];
+        std::string title = clip.title             ? *clip.title
+                            : clip.black()         ? std::string("black")
+                            : isPattern(clip.file) ? clip.file.substr(0, clip.file.find('?'))
+                                                   : std::filesystem::path(clip.file).stem().string();
+        if (frame <= 0) chapters.clear();
+        chapters.push_back({std::max<std::int64_t>(0, frame), media::printable(title)});
+    }
+    return chapters;
 }
 
 /// What is rendered of the plan.
@@ -264,21 +305,20 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     checkOutputs(settings, inputs);
     checkWriter(settings, writer);
 
-    const std::vector<Source> sources = probeAll(edit, settings);
+    refuseMissing(inputs);
+    const std::vector<MediaInfo> infos = probeFirst(edit, settings);
     const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
-    request.size = settleSize(edit.output.size, firstShown(edit, sources),
-                              evenOnly ? Edges::OnlyEven : Edges::PreferEven);
-    request.rate = settleRate(edit, sources);
-    request.sound =
-        edit.sound != AudioPolicy::none &&
-        std::any_of(sources.begin(), sources.end(), [](const Source& s) { return s.info.hasAudio; });
+    request.size =
+        settleSize(edit.output.size, firstShown(edit, infos), evenOnly ? Edges::OnlyEven : Edges::PreferEven);
+    request.rate = settleRate(edit, infos);
     writer.width = request.size.width;
     writer.height = request.size.height;
     writer.rate = request.rate;
-    writer.sound = request.sound;
     checkWriter(settings, writer);
 
-    FieldOrder fields = carriesFields(settings.output) ? commonFields(sources) : FieldOrder::progressive;
+    // Line order is kept where all clips have the first one's.
+    FieldOrder fields =
+        carriesFields(settings.output) && !infos.empty() ? infos.front().fields : FieldOrder::progressive;
     ReaderSettings reader = readerSettings(edit, settings, request);
     reader.keepFields = fields != FieldOrder::progressive;
     if (evenOnly) {
@@ -286,18 +326,25 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
         reader.matrix = colourMatrixFor(request.size.width, request.size.height);
     }
     reader.sampleRate = writer.sampleRate;
-    request.clips = openClips(edit, sources, reader, fields);
+    request.clips = openClips(edit, reader, fields);
     const bool kept = std::all_of(request.clips.begin(), request.clips.end(),
                                   [&](const Clip& clip) { return clip.fields() == fields; });
     if (fields != FieldOrder::progressive && !kept) {
         fields = FieldOrder::progressive;
         reader.keepFields = false;
-        request.clips = openClips(edit, sources, reader, fields);
+        request.clips = openClips(edit, reader, fields);
     }
     request.fields = writer.fields = fields;
+    request.sound = writer.sound =
+        edit.sound != AudioPolicy::none && std::any_of(request.clips.begin(), request.clips.end(),
+                                                       [](const Clip& c) { return c.info().hasAudio; });
 
     planRequest(edit, request);
     settleRange(settings, request);
+    writer.title = edit.title.value_or("");
+    writer.comment = edit.comment.value_or("");
+    if (edit.chapters) writer.chapters = chaptersOf(edit, request);
+    writer.pictures = request.end - request.first;
     refuseInputAsOutput(settings.output, inputs, request.end - request.first);
     return request;
 }

@@ -110,6 +110,8 @@ class MovieSink final : public Sink {
     void openVideo();
     void openAudio();
     void writeHeader();
+    void addTags();
+    void addChapters();
     CodecPtr makeEncoder(const char* name) const;
     void open(AVCodecContext& codec, AVStream& stream) const;
     void tagColours(AVCodecContext& codec) const;
@@ -254,7 +256,35 @@ void MovieSink::open(AVCodecContext& codec, AVStream& stream) const {
     if (avcodec_parameters_from_context(stream.codecpar, &codec) < 0) throw std::bad_alloc();
 }
 
+void MovieSink::addTags() {
+    const auto tag = [&](const char* key, const std::string& words) {
+        if (!words.empty() && av_dict_set(&muxer_->metadata, key, words.c_str(), 0) < 0)
+            throw std::bad_alloc();
+    };
+    tag("title", settings_.title);
+    tag("comment", settings_.comment);
+}
+
+void MovieSink::addChapters() {
+    const size_t count = settings_.chapters.size();
+    if (count == 0) return;
+    muxer_->chapters = static_cast<AVChapter**>(orBadAlloc(av_calloc(count, sizeof(AVChapter*))));
+    for (size_t i = 0; i < count; ++i) {
+        const Chapter& chapter = settings_.chapters[i];
+        auto* made = static_cast<AVChapter*>(orBadAlloc(av_mallocz(sizeof(AVChapter))));
+        muxer_->chapters[muxer_->nb_chapters++] = made;
+        made->id = static_cast<int64_t>(i) + 1;
+        made->time_base = av_inv_q(asAv(settings_.rate));
+        made->start = chapter.frame;
+        made->end =
+            i + 1 < count ? settings_.chapters[i + 1].frame : std::max(settings_.pictures, chapter.frame + 1);
+        if (av_dict_set(&made->metadata, "title", chapter.title.c_str(), 0) < 0) throw std::bad_alloc();
+    }
+}
+
 void MovieSink::writeHeader() {
+    addTags();
+    addChapters();
     AVDictionary* options = nullptr;
     // The sound encoder's lead-in lies before time 0 and is marked to be skipped; moving everything up for
     // its sake would part sound and picture by as much.

@@ -15,6 +15,12 @@
 
 namespace tumblewash::media {
 
+/// A named moment of a movie; it lasts until the next one.
+struct Chapter {
+    int64_t frame = 0;  ///< its first picture; ascending, the first one 0
+    std::string title;
+};
+
 /// What to write, in sizes, rates and quality.
 struct WriterSettings {
     int width = 0;  ///< movies: even, 16..16384; pictures: 1..16384
@@ -32,7 +38,11 @@ struct WriterSettings {
     bool keepAlpha = false;  ///< PNG sequences: RGBA with alpha as it comes; else RGB, alpha dropped:
                              ///< the colour bytes as they are
     bool force = false;      ///< replace an existing output
-    int threads = 0;         ///< encoder threads, 0: by the machine
+    std::string title;       ///< movies: tags, none where empty
+    std::string comment;
+    std::vector<Chapter> chapters;  ///< movies: none or two and more make sense
+    int64_t pictures = 0;           ///< how many will be written, where that is known: the last chapter's end
+    int threads = 0;                ///< encoder threads, 0: by the machine
     CancelFlag cancel = nullptr;
 };
 

@@ -214,6 +214,28 @@ TEST(EditTest, OpeningAndClosingStandInTheSamePass) {
               md5Of(shop, {"out", scene("harbour", 1), "--duration", "6f"}));
 }
 
+TEST(EditTest, ChaptersAndTagsAreWrittenInEveryContainer) {
+    for (const char* name : {"o.mp4", "o.mov", "o.mkv", "o.webm"}) {
+        const Workshop shop;
+        const std::string file = shop.file(name);
+        const RunResult run =
+            shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", file, "-q", "--duration", "10f",
+                      "--chapters", "--title", "Two towns", "--comment", "by day", "--preset", "ultrafast"});
+        ASSERT_EQ(run.code, 0) << run.err;
+        ASSERT_EQ(shell("ffprobe -v error -show_chapters -show_entries format_tags -of json " + file + " > " +
+                        shop.file("probe")),
+                  0);
+        const nlohmann::json probe = nlohmann::json::parse(bytesOf(shop.file("probe")));
+        ASSERT_EQ(probe["chapters"].size(), 2U) << name;
+        EXPECT_EQ(probe["chapters"][1]["tags"]["title"], "pattern:city") << name;
+        EXPECT_NEAR(std::stod(probe["chapters"][1]["start_time"].get<std::string>()), 0.6, 0.001) << name;
+        EXPECT_NEAR(std::stod(probe["chapters"][1]["end_time"].get<std::string>()), 1.6, 0.001) << name;
+        const nlohmann::json& tags = probe["format"]["tags"];
+        EXPECT_EQ(tags.value("title", ""), "Two towns") << name << tags;
+        EXPECT_EQ(tags.value("comment", tags.value("COMMENT", "")), "by day") << name << tags;
+    }
+}
+
 TEST(EditTest, BlackIsBlackAndSilent) {
     const Workshop shop;
     ASSERT_EQ(shop.run({"join", "black:10f", scene("harbour", 1), "-o", shop.file("b%05d.png"), "-q",
