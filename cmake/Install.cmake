@@ -34,12 +34,28 @@ install(DIRECTORY pluginDistort/resources/ DESTINATION "${CMAKE_INSTALL_DATADIR}
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
 install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
 
+# Whose work is in each package.
+include(Licences)
+set(install_packages runtime tumblewash dev tumblewash-dev)
+if(TARGET frei0r)
+  list(APPEND install_packages frei0r tumblewash-frei0r)
+endif()
+if(TARGET tumblewash_ofx)
+  list(APPEND install_packages openfx tumblewash-openfx)
+endif()
+while(install_packages)
+  list(POP_FRONT install_packages component package)
+  tw_copyright(${component} ${package})
+  tw_component_list(${component} ${package})
+endwhile()
+
 # Debian packages: cpack -G DEB
 set(CPACK_PACKAGE_NAME tumblewash)
 set(CPACK_PACKAGE_CONTACT "the tumblewash developers <maintainers@tumblewash.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "classic video transitions for clips and photos")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime dev)
 if(TARGET frei0r)
   list(APPEND CPACK_COMPONENTS_ALL frei0r)

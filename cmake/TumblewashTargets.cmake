@@ -9,11 +9,25 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 
-set(CMAKE_UNITY_BUILD ${TUMBLEWASH_UNITY})
+if(TUMBLEWASH_UNITY AND NOT TUMBLEWASH_UNITY STREQUAL "TESTS")
+  set(CMAKE_UNITY_BUILD ON)
+endif()
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  # Paths told from the top of the tree (below) are there so that folders do not matter; they keep no two folders from
+  # sharing what was compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER env "CCACHE_IGNOREOPTIONS=-ffile-prefix-map=*" "${CCACHE_PROGRAM}")
+endif()
+
+# Which vector kernels there are. Every 64-bit ARM processor has NEON, and NEON is what the tests run there: it is the one
+# set, nothing is chosen at run time and nothing of Highway is linked. The second name switches off what Highway would
+# otherwise allow itself beyond that, the instructions for encryption, which older processors lack.
+set(TUMBLEWASH_SIMD_DEFINITIONS)
+if(NOT TUMBLEWASH_SIMD)
+  set(TUMBLEWASH_SIMD_DEFINITIONS TUMBLEWASH_NO_SIMD=1)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  set(TUMBLEWASH_SIMD_DEFINITIONS HWY_COMPILE_ONLY_STATIC=1 TOOLCHAIN_MISS_SYS_AUXV_H=1)
 endif()
 
 # The flags that hold everywhere. Arithmetic is never fused: every target must give the same bytes.
@@ -23,11 +37,29 @@ target_compile_options(tumblewash_flags INTERFACE
   $<$<BOOL:${TUMBLEWASH_WERROR}>:-Werror>)
 target_include_directories(tumblewash_flags INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 target_compile_definitions(tumblewash_flags INTERFACE
-  $<$<BOOL:${SI_DEBUG}>:SI_DEBUG=1> $<$<NOT:$<BOOL:${TUMBLEWASH_SIMD}>>:TUMBLEWASH_NO_SIMD=1>)
+  $<$<BOOL:${SI_DEBUG}>:SI_DEBUG=1> ${TUMBLEWASH_SIMD_DEFINITIONS})
 if(TUMBLEWASH_SANITIZE)
   target_compile_options(tumblewash_flags INTERFACE
     -fsanitize=${TUMBLEWASH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(tumblewash_flags INTERFACE -fsanitize=${TUMBLEWASH_SANITIZE})
+endif()
+
+# What Debian's own packages are hardened with, and control-flow protection where the processor has it. Paths are told
+# from the top of the tree, so that builds in different folders are equal to the byte. None of it for the sources of tests
+# and for sanitizers, which guard memory in their own way.
+include(CheckPIESupported)
+check_pie_supported()
+if(NOT TUMBLEWASH_SANITIZE)
+  set(optimised_builds "Release,RelWithDebInfo,MinSizeRel")
+  set(installed "$<NOT:$<BOOL:$<TARGET_PROPERTY:TUMBLEWASH_TEST>>>")
+  set(hardening -fstack-protector-strong -Wformat -Werror=format-security)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+    list(APPEND hardening -fcf-protection)
+  endif()
+  set(paths "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${PROJECT_BINARY_DIR}=./build")
+  target_compile_options(tumblewash_flags INTERFACE
+    "$<$<AND:${installed},$<CONFIG:${optimised_builds}>>:${hardening};${paths};-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  target_link_options(tumblewash_flags INTERFACE "$<${installed}:LINKER:-z,relro,-z,now>")
 endif()
 
 function(tw_add_room folder)
@@ -75,11 +107,31 @@ function(tw_find_googletest)
   endif()
 endfunction()
 
-# tw_test(NAME SOURCES... USES targets...): a GoogleTest program, registered as one CTest.
+# tw_test_program(NAME [OPTIMISED]): what holds for the sources of tests. OPTIMISED: their own loops take long, so they are
+# compiled as the build is.
+function(tw_test_program name)
+  cmake_parse_arguments(ARG "OPTIMISED" "" "" ${ARGN})
+  set_target_properties(${name} PROPERTIES TUMBLEWASH_TEST ON)
+  if(TUMBLEWASH_UNITY)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
+    # Unity files are sources, not headers: what they define is theirs alone.
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+  endif()
+  if(TUMBLEWASH_TEST_OPTIMISATION AND NOT ARG_OPTIMISED)
+    target_compile_options(${name} PRIVATE ${TUMBLEWASH_TEST_OPTIMISATION})
+  endif()
+endfunction()
+
+# tw_test(NAME [OPTIMISED] SOURCES... USES targets...): a GoogleTest program, registered as one CTest.
 function(tw_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "OPTIMISED" "TIMEOUT" "SOURCES;USES" ${ARGN})
   tw_find_googletest()
   add_executable(${name} ${ARG_SOURCES})
+  set(optimised)
+  if(ARG_OPTIMISED)
+    set(optimised OPTIMISED)
+  endif()
+  tw_test_program(${name} ${optimised})
   target_link_libraries(${name} PRIVATE tumblewash_flags tumblewash_emulated ${ARG_USES} GTest::gmock GTest::gtest GTest::gtest_main)
   tw_register_test(${name} COMMAND ${name})
   if(NOT ARG_TIMEOUT)

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <sstream>
 
 #include "platform/Utf8.h"
 
@@ -16,6 +17,7 @@ namespace tumblewash::platform {
 namespace {
 
 constexpr std::size_t kLargestFile = 1 << 20;
+constexpr const char* kFolder = "tumblewash/resources";
 
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
@@ -100,18 +102,20 @@ std::vector<std::string> ResourceFolders() {
     std::vector<std::string> folders;
     if (const std::string chosen = environment("TUMBLEWASH_RESOURCES"); !chosen.empty())
         folders.push_back(chosen);
-    // An installation may have been moved as a whole: bin/ and lib/ lie one to three levels below the prefix.
+    // An installation may have been moved as a whole: bin/ and lib/ lie one to three levels below the prefix, the
+    // binary of a bundle five. The tree that this was built in is never asked for.
     std::filesystem::path above = ownFolder();
-    for (int level = 0; level < 3 && above.has_relative_path(); ++level) {
+    for (int level = 0; level < 5 && above.has_relative_path(); ++level) {
         above = above.parent_path();
-        folders.push_back((above / "share" / "tumblewash" / "resources").string());
+        folders.push_back((above / "share" / kFolder).string());
     }
-#ifdef TUMBLEWASH_INSTALLED_RESOURCES
-    folders.emplace_back(TUMBLEWASH_INSTALLED_RESOURCES);
-#endif
-#ifdef TUMBLEWASH_SOURCE_RESOURCES
-    folders.emplace_back(TUMBLEWASH_SOURCE_RESOURCES);
-#endif
+    // A program that was linked against the installed libraries may lie anywhere.
+    const std::string data = environment("XDG_DATA_DIRS");
+    std::istringstream list(data.empty() ? "/usr/local/share:/usr/share" : data);
+    for (std::string folder; std::getline(list, folder, ':');) {
+        if (folder.starts_with('/'))
+            folders.push_back((std::filesystem::path(folder) / kFolder).string());
+    }
     return folders;
 }
 

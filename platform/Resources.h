@@ -1,5 +1,5 @@
 // Localised string lists: numbered lists of numbered strings, read from one UTF-8 file per language.
-// Looked for in $TUMBLEWASH_RESOURCES, in the installed share/tumblewash/resources, then in the source tree.
+// Looked for in $TUMBLEWASH_RESOURCES, in share/tumblewash/resources above the program, then in $XDG_DATA_DIRS.
 // The language follows LC_ALL, LC_MESSAGES, LANG; what a language lacks comes from English.
 #pragma once
 

@@ -8,4 +8,5 @@ trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/first" >"$work/install.log" || { cat "$work/install.log" >&2; exit 1; }
 mv "$work/first" "$work/moved"   # nothing may remember where it was installed
+python3 "$here/files.py" "$work/moved" "$(cd "$build" && pwd)" "$(cd "$examples/.." && pwd)" "$work"
 "$here/use.sh" "$work/moved" "$examples" "$cxx"

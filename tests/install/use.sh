@@ -33,6 +33,6 @@ if [ -x "$prefix/bin/tumblewash" ]; then
     "$prefix/bin/tumblewash" list --plugin "$module" >"$work/list.txt" || fail "the module does not load"
     grep -q tumble-reveal "$work/list.txt" || fail "the program lists nothing"
     LANG=de_DE.UTF-8 "$prefix/bin/tumblewash" list >"$work/german.txt"
-    [ -s "$prefix/share/man/man1/tumblewash.1" ] || fail "no man page"
+    gzip -cd "$prefix/share/man/man1/tumblewash.1.gz" | grep -q '^\.SH NAME' || fail "no man page"
     [ -s "$prefix/share/tumblewash/edit.schema.json" ] || fail "no schema of edits"
 fi

@@ -182,10 +182,26 @@ TEST(ResourcesTest, UnusableFolderFallsThroughToTheNext) {
     EXPECT_EQ(indString(17000, 1), "In Progress...");
 }
 
-TEST(ResourcesTest, SourceTreeServesWithoutAnyVariable) {
+TEST(ResourcesTest, FolderAboveTheProgramServesWithoutAnyVariable) {
     const Environment environment("", "C", nullptr, nullptr);
-    EXPECT_EQ(ResourceFolders().back(), kShipped);
     EXPECT_EQ(indString(17000, 1), "In Progress...");
+    for (const std::string& folder : ResourceFolders())
+        EXPECT_EQ(folder.find(kShipped), std::string::npos) << "the source tree is searched: " << folder;
+}
+
+TEST(ResourcesTest, DataFoldersOfTheMachineComeLast) {
+    const Environment environment("", "C", nullptr, nullptr);
+    const auto last = [](const char* value) {
+        setenv("XDG_DATA_DIRS", value, 1);
+        const auto folders = ResourceFolders();
+        unsetenv("XDG_DATA_DIRS");
+        return std::pair(folders[folders.size() - 2], folders.back());
+    };
+    const std::pair<std::string, std::string> standard{"/usr/local/share/tumblewash/resources",
+                                                       "/usr/share/tumblewash/resources"};
+    EXPECT_EQ(last(""), standard);
+    const std::pair<std::string, std::string> chosen{"/a/tumblewash/resources", "/b/c/tumblewash/resources"};
+    EXPECT_EQ(last("/a:here:/b/c"), chosen) << "relative folders are not searched";
 }
 
 TEST(ResourcesTest, EveryShippedLanguageIsComplete) {

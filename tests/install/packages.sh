@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Makes the Debian packages of a build: lintian finds no errors, and every package has its licences.  packages.sh BUILD_DIR
+set -euo pipefail
+build=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+(cd "$build" && cpack -G DEB -B "$work") >"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
+count=0
+for file in "$work"/*.deb; do
+    name=$(basename "$file")
+    name=${name%%_*}
+    dpkg-deb -c "$file" >"$work/content"
+    for document in copyright changelog.gz "$name.spdx.json"; do
+        grep -q "\./usr/share/doc/$name/$document\$" "$work/content" || { echo "$name: no $document" >&2; exit 1; }
+    done
+    count=$((count + 1))
+done
+[ "$count" -eq 4 ] || { echo "$count packages" >&2; exit 1; }
+lintian --fail-on error --allow-root --tag-display-limit 0 "$work"/*.deb >"$work/tags" || { grep '^E:' "$work/tags" >&2; exit 1; }
+! grep '^E:' "$work/tags" >&2
+echo "$count packages without errors"
