@@ -1,5 +1,5 @@
 // EveryTarget: runs a piece of a test once on every instruction set that this machine has.
-// Without vector kernels there is one set, the scalar one.
+// Where there is one set, the scalar one or NEON, nothing is chosen and the piece runs once.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <random>
 
-#if !defined(TUMBLEWASH_NO_SIMD)
+#if !defined(TUMBLEWASH_NO_SIMD) && !defined(HWY_COMPILE_ONLY_STATIC)
 #include <hwy/targets.h>
 #endif
 
@@ -17,7 +17,7 @@ namespace tumblewash::test {
 /// Ends with the machine's own choice restored.
 template <class Body>
 void EveryTarget(Body body) {
-#if defined(TUMBLEWASH_NO_SIMD)
+#if defined(TUMBLEWASH_NO_SIMD) || defined(HWY_COMPILE_ONLY_STATIC)
     std::mt19937 random(99);
     body(random);
 #else

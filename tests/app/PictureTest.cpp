@@ -49,7 +49,7 @@ StillSettings withAlpha() {
     return settings;
 }
 
-std::string bytesOf(const PictureRef& picture) {
+std::string pixelsOf(const PictureRef& picture) {
     return {reinterpret_cast<const char*>(picture.data()),
             static_cast<std::size_t>(picture.stride() * picture.height())};
 }
@@ -87,7 +87,7 @@ TEST(FrameTest, PicturesOfEqualSizeGiveExactlyThePluginsBytes) {
         ASSERT_EQ(result.code, 0) << result.err;
         const PictureRef made = readStill(shop.file("f.png"), withAlpha());
         ASSERT_EQ(made.width(), 97);
-        EXPECT_EQ(bytesOf(made), bytesOf(rendered(id, a, b, 7, 20))) << id;
+        EXPECT_EQ(pixelsOf(made), pixelsOf(rendered(id, a, b, 7, 20))) << id;
     }
 }
 
@@ -124,7 +124,7 @@ TEST(FrameTest, AFrameOfTwoClipsIsTheFrameOfTheirJoin) {
                   0);
         // The transition begins at frame 15, or at 20 for the morph; files count from 1.
         const std::string same = shop.file(id == "morph" ? "j027.png" : "j022.png");
-        EXPECT_EQ(bytesOf(readStill(same)), bytesOf(readStill(shop.file("f.png")))) << id;
+        EXPECT_EQ(pixelsOf(readStill(same)), pixelsOf(readStill(shop.file("f.png")))) << id;
     }
 }
 
