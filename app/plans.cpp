@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <thread>
 
 #include "app/editof.h"
 #include "app/movie.h"
-#include "app/optiontable.h"
+#include "app/plot.h"
 #include "app/say.h"
 #include "app/signals.h"
 #include "edit/document.h"
@@ -53,6 +55,9 @@ void checkOutputs(const Options& o, const Edit& edit) {
     if (!o.output.empty() && !edit::isDocumentName(o.output))
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: plan writes documents; choose a name ending in .edit.json", o.output));
+    if (!o.plot.empty() && !o.plot.ends_with(".png"))
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: pictures are written as PNG; choose a name ending in .png", o.plot));
     std::vector<std::string> inputs = edit::filesOf(edit);
     checkFile(o, o.plot, inputs);
     checkFile(o, o.output, inputs);
@@ -75,6 +80,15 @@ void makePlan(const Options& o) {
         if (!o.quiet)
             say("{}: {} clips, {} frames, {}\n", o.output, edit.clips.size(), request.plan.frames,
                 edit::clockOf(request.plan.frames, request.rate));
+    }
+    if (!o.plot.empty()) {
+        const std::string& document = o.output.empty() ? o.inputs.front() : o.output;
+        const std::string name =
+            edit::isDocumentName(document) ? std::filesystem::path(document).filename().string() : "Timeline";
+        const media::PictureRef picture = drawTimeline(
+            edit, request, name, o.theme, std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
+        edit::writeResultPng(o.plot, picture, media::PngAlpha::drop, o.force);
+        if (!o.quiet) say("{}: the timeline, {}x{}\n", o.plot, picture.width(), picture.height());
     }
     if ((o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose)
         printText(edit::timelineTable(edit, request));

@@ -299,6 +299,30 @@ TEST(EditTest, ThePlanIsShownAsATable) {
     EXPECT_THAT(lines[4], StartsWith("40 frames, 0:00:01.600 at 25 frames per second, 64x48"));
 }
 
+TEST(EditTest, TheTimelineIsDrawnInBothThemesAndInRows) {
+    const Workshop shop;
+    const std::string file = shop.file("timeline.png");
+    Words clips;
+    for (int i = 0; i < 10; ++i) clips.push_back(scene(i % 2 ? "city" : "harbour", 1));
+    const auto heightOf = [&](const Words& words) {
+        const RunResult run = shop.run(with(words, {"--plot", file, "-f", "-q"}));
+        EXPECT_EQ(run.code, 0) << run.err;
+        EXPECT_EQ(streamOf(probeJson(file), "video")["width"], 1600);
+        return streamOf(probeJson(file), "video")["height"].get<int>();
+    };
+    const int two = heightOf({"plan", clips[0], clips[1], "--effect", "morph", "--opening", "wash-in"});
+    const std::string dark = bytesOf(file);
+    EXPECT_EQ(heightOf({"plan", clips[0], clips[1], "--effect", "morph", "--opening", "wash-in", "--theme",
+                        "light"}),
+              two);
+    EXPECT_NE(bytesOf(file), dark);
+    EXPECT_GT(heightOf(with({"plan", "--effect", "none,wash-away"}, clips)), two)
+        << "ten clips take two rows";
+    EXPECT_THAT(refusalOf(shop, {"plan", clips[0], "--plot", shop.file("t.jpg")}, 2),
+                HasSubstr("ending in .png"));
+    EXPECT_THAT(refusalOf(shop, {"plan", clips[0], "--plot", file}, 4), HasSubstr("timeline.png"));
+}
+
 TEST(EditTest, DocumentsThatAreNoneAreRefusedWithTheirLine) {
     const Workshop shop;
     const std::string document = shop.file("my.edit.json");

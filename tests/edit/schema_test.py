@@ -63,7 +63,7 @@ with tempfile.TemporaryDirectory() as folder:
     for words in ([A, B], [A, "black:1s", B, "--effect", "shuffle", "--duration", "4f,6f", "--chapters"],
                   [A, B, "--opening", "wash-in", "--closing", "tilt-out", "--size", "64x48", "--fps", "29.97", "--seed",
                    "7", "--crf", "30", "--preset", "slow", "--still", "500ms", "--title", "t", "--comment", "c"],
-                  [A, B, "--speed", "0.25"]):
+                  [A, B, "--speed", "0.05"]):
         written = pathlib.Path(folder) / "w.edit.json"
         run = subprocess.run([program, "plan", *words, "-o", str(written), "-f"], capture_output=True, text=True)
         if run.returncode != 0:
