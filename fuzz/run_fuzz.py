@@ -1,4 +1,4 @@
-"""One fuzz target as a test: 20 seconds, or half an hour of processor time with TUMBLEWASH_LONG=1.
+"""One fuzz target as a test: 10 seconds, or half an hour of processor time with TUMBLEWASH_LONG=1.
     run_fuzz.py PROGRAM CORPUS LIBFUZZER [FLAG...]
 A finding fails the test; its input is named.
 """
@@ -15,7 +15,7 @@ import time
 
 program, corpus, by_library = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3] == "1"
 long_form = os.environ.get("TUMBLEWASH_LONG") == "1"
-seconds = int(os.environ.get("TUMBLEWASH_FUZZ_SECONDS", "1800" if long_form else "20"))
+seconds = int(os.environ.get("TUMBLEWASH_FUZZ_SECONDS", "1800" if long_form else "10"))
 # The library counts the wall's seconds. Where others took the processor, the long form goes on with what it has found
 # until it has had its own; the limit is for a machine that gives it next to nothing.
 most_rounds = 12 if long_form else 1

@@ -1,5 +1,5 @@
-// One variant of the catalogue as a frei0r plug-in: a mixer for two clips, a filter for one. Built once for
-// each variant with TUMBLEWASH_EFFECT set to its index. frei0r.h is licensed GPL-2+, and so is what this file
+// One variant of the catalogue as a frei0r plug-in: a mixer for two clips, a filter for one. Which one is what the
+// loadable files differ in, and comes from Variant.cpp. frei0r.h is licensed GPL-2+, and so is what this file
 // becomes when it is built; nothing else of the project includes it.
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 
 #include "adapters/common/Rgba.h"
 #include "adapters/common/TransitionRenderer.h"
+#include "adapters/frei0r/Variant.h"
 
 // The header is C and does not say so to C++; its functions are what the file exports.
 #pragma GCC visibility push(default)
@@ -28,7 +29,7 @@ using tumblewash::plugin::effectRecord;
 using namespace tumblewash::adapters;
 
 const EffectRecord& effect() {
-    return effectRecord(TUMBLEWASH_EFFECT);
+    return effectRecord(tumblewash::adapters::kVariant);
 }
 
 enum Parameter { kPosition, kDirection, kSeed };
