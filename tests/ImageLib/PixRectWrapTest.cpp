@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <vector>
 
 #include "ImageLib/source/PixRectRef.h"
@@ -171,11 +172,18 @@ TEST(PixRectWrapTest, FreeingTouchesOnlyWhatTheObjectOwns) {
 
 TEST(PixRectWrapTest, TheTableIsFreedWhateverTheBoundsSay) {
     std::vector<ARGBVal> f = frame(6, 4);
+    const std::vector<ARGBVal> before = f;
     Wrap all(f.data(), 6, 4, SIAllLines);
+    EXPECT_NE(all.rasters(), nullptr);
     all.setbounds(3, 7, 2, 1);
     all.freestore();
-    Wrap again(f.data(), 6, 4, SIAllLines);
-    again.setbounds(0, 3, 5, 3);  // the destructor frees the table it made
+    EXPECT_EQ(all.rasters(), nullptr);
+    {
+        Wrap again(f.data(), 6, 4, SIAllLines);
+        again.setbounds(0, 3, 5, 3);  // the destructor frees the table it made
+    }
+    // The pixels are the caller's.
+    EXPECT_EQ(std::memcmp(f.data(), before.data(), f.size() * sizeof(ARGBVal)), 0);
 }
 
 TEST(PixRectWrapTest, CopyfromwrappedReplacesWhateverTheObjectShowed) {

@@ -245,7 +245,8 @@ TEST(ProbeTest, ASlantedDisplayMatrixCountsAsTheNearestRightAngle) {
     // Five parts of twelve by twelve of thirteen: about 23 and 67 degrees.
     constexpr int slanted[][5] = {{12, 5, -5, 12, 1},   {5, 12, -12, 5, 6},   {-12, -5, 5, -12, 3},
                                   {-5, -12, 12, -5, 8}, {-12, 5, 5, 12, 2},   {12, 5, 5, -12, 4},
-                                  {5, 12, 12, -5, 5},   {-5, -12, -12, 5, 7}, {0, 0, 0, 0, 1}};
+                                  {5, 12, 12, -5, 5},   {-5, -12, -12, 5, 7}, {0, 0, 0, 0, 1},
+                                  {12, 5, 24, 10, 1}};
     for (const auto& turn : slanted) {
         writeFile(dir / "slanted.mp4", withMatrix(movie, turn, 65536 / 13));
         expectUpright(dir / "slanted.mp4", turn[4]);

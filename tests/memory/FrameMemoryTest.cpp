@@ -54,6 +54,14 @@ TEST_F(FrameMemoryTest, EveryBlockBeginsOnACacheLineAndHoldsItsBytes) {
 
 TEST_F(FrameMemoryTest, NothingIsGivenBackForNull) {
     freeFrameMemory(nullptr);
+    // Nor is null kept for the next picture.
+    void* const next = newFrameMemory(kFrame);
+    EXPECT_NE(next, nullptr);
+    freeFrameMemory(next);
+    freeFrameMemory(nullptr);
+    void* const smallest = newFrameMemory(0);
+    EXPECT_NE(smallest, nullptr);
+    freeFrameMemory(smallest);
 }
 
 TEST_F(FrameMemoryTest, MoreThanThereIsIsRefused) {

@@ -228,6 +228,12 @@ TEST_F(ProjectionTest, DestinationsWithoutPixelsAreNotWritten) {
     source.fillWith(ARGBVal(200, 200, 200, 200));
     ProjWith(source, none, pp);
     ProjWith(source, nothing, pp);
+    // What a read outside gives is the one pixel that a careless write would reach.
+    const ARGBVal& black = PixRect<ARGBVal>::blackpixel;
+    EXPECT_EQ(black.getalpha() | black.getred() | black.getgreen() | black.getblue(), 0);
+    EXPECT_EQ(none.rasters(), nullptr);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 4; ++x) EXPECT_EQ(source.pix(x, y).getred(), 200);
 }
 
 TEST_F(ProjectionTest, TrapezoidEqualsItsComposition) {
