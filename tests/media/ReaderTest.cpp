@@ -108,6 +108,17 @@ TEST(ReaderTest, AGapInAVariableRateHoldsThePictureBefore) {
                 ::testing::ElementsAre(0, 1, 2, 2, 2, 2, 6, 7, 8));
 }
 
+TEST(ReaderTest, ALastPictureThatLastsLongerIsHeldForItsTime) {
+    const TempDir dir;
+    for (const int pictures : {1, 2, 5}) {
+        ffmpeg("-f lavfi -i testsrc2=s=32x32:r=10 -frames:v 5 -final_delay " + std::to_string(10 * pictures) +
+               " " + dir / "a.gif");
+        Reader reader = Reader::open(dir / "a.gif", atRate({10, 1}));
+        EXPECT_EQ(reader.frameCount(), 4 + pictures);
+        EXPECT_EQ(static_cast<int64_t>(allPictures(reader).size()), 4 + pictures);
+    }
+}
+
 TEST(ReaderTest, AClockThatJumpsTwiceLeavesEveryPictureAtItsDistanceFromTheOneBefore) {
     const TempDir dir;
     // Pictures 2, 7 and 11 are missing; the clock jumps by minutes in front of pictures 5 and 10.
@@ -159,6 +170,27 @@ TEST(ReaderTest, SeekingFindsThePictureAndTheSampleThatWalkingFinds) {
         }
         seeker.seek(seeker.frameCount());
         EXPECT_FALSE(seeker.readPicture());
+        // A single sample read ahead is gone back for.
+        Reader again = Reader::open(dir / "clip.mp4", atRate(rate));
+        ASSERT_EQ(leftChannel(again, 1)[0], sound[0]);
+        again.seek(0);
+        EXPECT_EQ(leftChannel(again, 1000), std::vector<float>(sound.begin(), sound.begin() + 1000));
+    }
+}
+
+TEST(ReaderTest, SeekingInADeinterlacedClipFindsThePicturesThatWalkingFinds) {
+    const TempDir dir;
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=50:d=2 -vf interlace -c:v ffv1 -g 5 -field_order tt " +
+           dir / "clip.mkv");
+    ReaderSettings settings;
+    settings.keepFields = false;
+    Reader walker = Reader::open(dir / "clip.mkv", settings);
+    const std::vector<std::string> all = allPictures(walker);
+    ASSERT_EQ(all.size(), 50U);
+    Reader seeker = Reader::open(dir / "clip.mkv", settings);
+    for (const int64_t index : {45, 40, 41, 30, 5, 47}) {
+        seeker.seek(index);
+        EXPECT_EQ(bytesOf(seeker.readPicture()), all[static_cast<size_t>(index)]) << index;
     }
 }
 

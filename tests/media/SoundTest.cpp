@@ -135,6 +135,32 @@ TEST(SoundTest, ShorterSoundIsFilledWithSilenceAndLongerIsThereToBeLeft) {
     EXPECT_GT(*std::max_element(rest.end() - 1000, rest.end()), 0.05F);
 }
 
+TEST(SoundTest, AClockThatJumpsForwardsOrBackByMinutesLeavesSoundAndPicturesTogether) {
+    const TempDir dir;
+    makeFlash(dir / "flash.mkv", 1);
+    const auto part = [&](int start) {
+        const std::string path = dir / ("part" + std::to_string(start) + ".ts");
+        ffmpeg("-i " + dir / "flash.mkv" + " -c:v copy -c:a mp2 -output_ts_offset " + std::to_string(start) +
+               " " + path);
+        return readFile(path);
+    };
+    for (const std::vector<int>& starts : {std::vector<int>{0, 400}, {400, 0}, {0, 700, 100}}) {
+        std::string movie;
+        std::vector<double> expected;
+        for (const int start : starts) {
+            expected.push_back(static_cast<double>(expected.size()));
+            movie += part(start);
+        }
+        writeFile(dir / "jumps.ts", movie);
+        ReaderSettings settings;
+        settings.rate = {25, 1};
+        Reader reader = Reader::open(dir / "jumps.ts", settings);
+        expectNear(flashes(reader), expected, 2 * kStep);
+        // Each part's sound ends a piece of a codec's frame later than its pictures.
+        expectNear(onsets(leftChannel(reader, starts.size() * kRate)), expected, 4 * kStep);
+    }
+}
+
 TEST(SoundTest, PastTheEndOfATrackABufferIsFilledWithSilence) {
     const TempDir dir;
     ffmpeg(
