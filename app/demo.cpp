@@ -8,6 +8,7 @@
 #include "app/movie.h"
 #include "app/sheet.h"
 #include "edit/errors.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::app {
 
@@ -16,6 +17,7 @@ using edit::PixelSize;
 using edit::Problem;
 using edit::Refusal;
 using edit::TimeSpan;
+using media::quotedName;
 
 namespace {
 
@@ -31,7 +33,7 @@ void makeDemo(const Options& given) {
     std::filesystem::create_directories(folder, problem);
     if (problem)
         throw Refusal(Problem::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
-                                                      folder.string(), problem.message()));
+                                                      quotedName(folder.string()), problem.message()));
     const auto file = [&](const char* name) { return (folder / name).string(); };
 
     const PixelSize size = given.size.value_or(PixelSize{720, 480});
@@ -48,7 +50,8 @@ void makeDemo(const Options& given) {
     join.effects = {"wash-away"};
     join.durations = {TimeSpan{TimeSpan::Unit::Frames, 60}};
     makeMovie(join);
-    if (!given.quiet) fmt::print("{}  two scenes with sound, joined by a wash-away\n", join.output);
+    if (!given.quiet)
+        fmt::print("{}  two scenes with sound, joined by a wash-away\n", quotedName(join.output));
 
     join.inputs = {city, harbour, city, harbour, city};
     join.output = file("four-effects.mp4");
@@ -56,7 +59,8 @@ void makeDemo(const Options& given) {
     join.direction = kPluginDirectionUp;
     makeMovie(join);
     if (!given.quiet)
-        fmt::print("{}  tumble-away, tilt-reveal, morph and wash-reveal, one after another\n", join.output);
+        fmt::print("{}  tumble-away, tilt-reveal, morph and wash-reveal, one after another\n",
+                   quotedName(join.output));
 
     Options sheet = given;
     sheet.command = Command::Sheet;
@@ -65,7 +69,7 @@ void makeDemo(const Options& given) {
     sheet.inputs = {harbour, city};
     sheet.output = file("sheet.png");
     makeSheet(sheet);
-    if (!given.quiet) fmt::print("{}  every effect at six moments\n", sheet.output);
+    if (!given.quiet) fmt::print("{}  every effect at six moments\n", quotedName(sheet.output));
     std::fflush(stdout);
 }
 

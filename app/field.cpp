@@ -14,6 +14,7 @@
 #include "edit/outputs.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "media/Quoting.h"
 #include "media/StillIO.h"
 
 namespace tumblewash::app {
@@ -44,6 +45,7 @@ using media::MediaKind;
 using media::PictureRef;
 using media::PngAlpha;
 using media::probe;
+using media::quotedName;
 
 namespace {
 
@@ -284,7 +286,7 @@ void makeField(const Options& o) {
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings(inputs);
-    if (!o.quiet) say("{}: {}, {}\n", o.output, effect.id, describe(job.size));
+    if (!o.quiet) say("{}: {}, {}", quotedName(o.output), effect.id, describe(job.size));
 }
 
 }  // namespace tumblewash::app

@@ -9,6 +9,7 @@
 #include "app/optiontable.h"
 #include "edit/effects.h"
 #include "edit/report.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::app {
 
@@ -20,6 +21,7 @@ using edit::openPlugin;
 using edit::Placement;
 using edit::placementOf;
 using host::PluginModule;
+using media::quotedName;
 
 namespace {
 
@@ -94,7 +96,7 @@ std::string listText(const Options& options) {
 
 std::string listJson(const Options& options) {
     const PluginModule module = openPlugin(options.plugin);
-    Json json{{"program", versionWords()}, {"plugin", module.name()}};
+    Json json{{"program", versionWords()}, {"plugin", quotedName(module.name())}};
     const std::vector<Effect> longest = allEffects(module, 1.0F);
     for (const Effect& effect : allEffects(module, 0.0F))
         json["effects"].push_back(effectJson(effect, longest[static_cast<std::size_t>(effect.index)]));

@@ -16,6 +16,7 @@
 #include "edit/mlt.h"
 #include "edit/outputs.h"
 #include "edit/render.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::app {
 
@@ -33,6 +34,7 @@ using edit::reportJson;
 using edit::secondsOf;
 using edit::Segment;
 using edit::writeTextFile;
+using media::quotedName;
 
 namespace {
 
@@ -53,29 +55,29 @@ RenderSettings settingsOf(const Options& o) {
 
 void sayPlan(const Options& o, const MovieRequest& request) {
     if (!o.verbose) return;
-    say("{}: {} at {} frames per second, {} frames ({:.2f} s)\n", commandRow(o.command).name,
+    say("{}: {} at {} frames per second, {} frames ({:.2f} s)", commandRow(o.command).name,
         describe(request.size), describe(request.rate), request.plan.frames,
         secondsOf(request.plan.frames, request.rate));
     for (const Segment& s : request.plan.segments) {
-        const std::string& a = request.clips[static_cast<std::size_t>(s.clipA)].path();
+        const std::string a = quotedName(request.clips[static_cast<std::size_t>(s.clipA)].path());
         if (s.transition == Segment::kNone)
-            say("  {:6} .. {:<6} {} from its frame {}\n", s.first, s.first + s.count - 1, a, s.firstA);
+            say("  {:6} .. {:<6} {} from its frame {}", s.first, s.first + s.count - 1, a, s.firstA);
         else
-            say("  {:6} .. {:<6} {}: {} from its frame {}\n", s.first, s.first + s.count - 1,
+            say("  {:6} .. {:<6} {}: {} from its frame {}", s.first, s.first + s.count - 1,
                 request.seams[static_cast<std::size_t>(s.transition)].effect.id, a, s.firstA);
     }
 }
 
 void sayEnd(const Options& o, const MovieRequest& request, const Report& report) {
-    for (const std::string& line : report.warnings) say("tumblewash: warning: {}\n", line);
+    for (const std::string& line : report.warnings) say("tumblewash: warning: {}", line);
     if (o.quiet || o.output == "md5:") return;
-    const std::string made = o.output == "null:" ? "null" : o.output;
-    say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s\n", made, report.frames,
+    const std::string made = o.output == "null:" ? "null" : quotedName(o.output);
+    say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", made, report.frames,
         secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),
         request.sound ? ", with sound" : "", report.seconds);
     if (o.verbose)
         for (const ReportedTransition& t : report.transitions)
-            say("  {}: {} frames in {:.2f} s, {} side by side\n", t.id, t.frames, t.seconds, t.sessions);
+            say("  {}: {} frames in {:.2f} s, {} side by side", t.id, t.frames, t.seconds, t.sessions);
 }
 
 void makeEdit(const Options& o, const Edit& edit) {
@@ -89,7 +91,7 @@ void makeEdit(const Options& o, const Edit& edit) {
     sayPlan(o, request);
     if (!o.mlt.empty()) {
         writeTextFile(o.mlt, mltProject(edit, request), o.force);
-        if (!o.quiet) say("{}: an MLT project of {} frames\n", o.mlt, request.plan.frames);
+        if (!o.quiet) say("{}: an MLT project of {} frames", quotedName(o.mlt), request.plan.frames);
         if (o.output.empty()) return;
     }
     const auto since = [&] {
@@ -113,15 +115,15 @@ Edit openDocument(const std::string& file, bool quiet) {
     const Edit edit = edit::readEdit(edit::readDocument(file), file);
     if (quiet) return edit;
     for (const std::string& changed : edit::changedFiles(edit))
-        say("{}: has changed since the edit was planned; planned anew\n", changed);
+        say("{}: has changed since the edit was planned; planned anew", quotedName(changed));
     return edit;
 }
 
 void sayRemarks(const std::vector<std::string>& remarks, bool quiet) {
     constexpr std::size_t kMost = 4;
     if (quiet) return;
-    for (std::size_t i = 0; i < remarks.size() && i < kMost; ++i) say("{}\n", remarks[i]);
-    if (remarks.size() > kMost) say("and {} more seams are shorter than usual\n", remarks.size() - kMost);
+    for (std::size_t i = 0; i < remarks.size() && i < kMost; ++i) say("{}", remarks[i]);
+    if (remarks.size() > kMost) say("and {} more seams are shorter than usual", remarks.size() - kMost);
 }
 
 void makeMovie(const Options& o) {

@@ -9,12 +9,14 @@
 #include "edit/document.h"
 #include "edit/errors.h"
 #include "edit/nearest.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::app {
 
 using edit::didYouMean;
 using edit::Problem;
 using edit::Refusal;
+using media::quotedName;
 
 namespace {
 
@@ -115,9 +117,10 @@ void checkInputs(const Options& o, const CommandRow& row) {
                                   row.fewest == 1 ? "one input" : fmt::format("{} inputs", row.fewest),
                                   row.name, row.inputs));
     if (row.most >= 0 && count > row.most)
-        throw Refusal(Problem::BadRequest, fmt::format("{}: one input too many for {}; it takes {}",
-                                                       o.inputs[static_cast<std::size_t>(row.most)], row.name,
-                                                       row.most == 0 ? "none" : row.inputs));
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: one input too many for {}; it takes {}",
+                                  quotedName(o.inputs[static_cast<std::size_t>(row.most)]), row.name,
+                                  row.most == 0 ? "none" : row.inputs));
 }
 
 void checkTogether(const Options& o, const CommandRow& row) {

@@ -17,6 +17,7 @@
 #include "edit/missing.h"
 #include "edit/outputs.h"
 #include "edit/timeline.h"
+#include "media/Quoting.h"
 #include "media/Staging.h"
 
 namespace tumblewash::app {
@@ -39,9 +40,9 @@ Edit editFor(const Options& o) {
     for (const std::string& option : o.given)
         if (std::find(std::begin(kBesideDocuments), std::end(kBesideDocuments), option) ==
             std::end(kBesideDocuments))
-            throw Refusal(
-                Problem::BadRequest,
-                fmt::format("{}: the edit {} says that itself; change it there", option, o.inputs.front()));
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{}: the edit {} says that itself; change it there", option,
+                                      media::quotedName(o.inputs.front())));
     return openDocument(o.inputs.front(), o.quiet);
 }
 
@@ -54,10 +55,12 @@ void checkFile(const Options& o, const std::string& file, const std::vector<std:
 void checkOutputs(const Options& o, const Edit& edit) {
     if (!o.output.empty() && !edit::isDocumentName(o.output))
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json", o.output));
+                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json",
+                                  media::quotedName(o.output)));
     if (!o.plot.empty() && !o.plot.ends_with(".png"))
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: pictures are written as PNG; choose a name ending in .png", o.plot));
+                      fmt::format("{}: pictures are written as PNG; choose a name ending in .png",
+                                  media::quotedName(o.plot)));
     std::vector<std::string> inputs = edit::filesOf(edit);
     checkFile(o, o.plot, inputs);
     checkFile(o, o.output, inputs);
@@ -78,17 +81,19 @@ void makePlan(const Options& o) {
         edit::markFiles(written);
         edit::writeTextFile(o.output, edit::editJson(written), o.force);
         if (!o.quiet)
-            say("{}: {} clips, {} frames, {}\n", o.output, edit.clips.size(), request.plan.frames,
-                edit::clockOf(request.plan.frames, request.rate));
+            say("{}: {} clips, {} frames, {}", media::quotedName(o.output), edit.clips.size(),
+                request.plan.frames, edit::clockOf(request.plan.frames, request.rate));
     }
     if (!o.plot.empty()) {
         const std::string& document = o.output.empty() ? o.inputs.front() : o.output;
-        const std::string name =
-            edit::isDocumentName(document) ? std::filesystem::path(document).filename().string() : "Timeline";
+        const std::string name = edit::isDocumentName(document)
+                                     ? media::quotedName(std::filesystem::path(document).filename().string())
+                                     : "Timeline";
         const media::PictureRef picture = drawTimeline(
             edit, request, name, o.theme, std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
         edit::writeResultPng(o.plot, picture, media::PngAlpha::drop, o.force);
-        if (!o.quiet) say("{}: the timeline, {}x{}\n", o.plot, picture.width(), picture.height());
+        if (!o.quiet)
+            say("{}: the timeline, {}x{}", media::quotedName(o.plot), picture.width(), picture.height());
     }
     if ((o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose)
         printText(edit::timelineTable(edit, request));

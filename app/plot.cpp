@@ -100,7 +100,7 @@ std::string nameOf(const edit::EditClip& clip) {
     if (clip.title) return *clip.title;
     if (clip.black()) return "black";
     if (media::isPattern(clip.file)) return clip.file.substr(0, clip.file.find('?'));
-    return media::printable(std::filesystem::path(clip.file).filename().string());
+    return media::quotedName(std::filesystem::path(clip.file).filename().string());
 }
 
 std::string shortClock(double seconds) {

@@ -105,7 +105,7 @@ ExitCode refuse(ExitCode code, const char* words) {
     if (code == ExitCode::Interrupted)
         std::fprintf(stderr, "tumblewash: interrupted by %s: nothing was written\n", interruptName());
     else
-        std::fprintf(stderr, "tumblewash: %s\n", words);
+        sayLine("tumblewash: ", words);
     return code;
 }
 

@@ -10,10 +10,15 @@
 
 namespace tumblewash::app {
 
-/// Formats as fmt::format does and writes to standard error; failures of writing are ignored.
+/// Writes one line to standard error, `begin` and then `words`, with `printable` made of it, so that nothing
+/// which the user typed moves the cursor or makes two lines of one; failures of writing are ignored. Says it
+/// with less care rather than not at all when memory runs out.
+void sayLine(const char* begin, const char* words) noexcept;
+
+/// Formats as fmt::format does, without an end of line, and says that line.
 template <class... Values>
 void say(fmt::format_string<Values...> words, Values&&... values) {
-    std::fputs(fmt::format(words, std::forward<Values>(values)...).c_str(), stderr);
+    sayLine("", fmt::format(words, std::forward<Values>(values)...).c_str());
 }
 
 /// Writes a result to standard output. Throws Refusal (RenderFailed) when that cannot be written.

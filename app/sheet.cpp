@@ -21,6 +21,7 @@
 #include "edit/request.h"
 #include "edit/stillrender.h"
 #include "media/Pattern.h"
+#include "media/Quoting.h"
 #include "media/StillIO.h"
 
 namespace tumblewash::app {
@@ -55,6 +56,7 @@ using media::parsePattern;
 using media::PictureRef;
 using media::PngAlpha;
 using media::probe;
+using media::quotedName;
 
 namespace {
 
@@ -103,7 +105,7 @@ std::vector<std::int64_t> shownFrames(std::int64_t n, int columns) {
 // What a reader calls an input: the file without its folders, the scene without its numbers.
 std::string inputName(const std::string& path) {
     if (isPattern(path)) return parsePattern(path).name;
-    return std::filesystem::path(path).filename().string();
+    return quotedName(std::filesystem::path(path).filename().string());
 }
 
 PixelSize renderSize(PixelSize size) {
@@ -220,7 +222,7 @@ void makeSheet(const Options& o) {
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     sayWarnings({&a, &b});
     if (!o.quiet)
-        say("{}: {} effects, {} steps each, {}\n", o.output, layout.rows, layout.columns,
+        say("{}: {} effects, {} steps each, {}", quotedName(o.output), layout.rows, layout.columns,
             describe(PixelSize{canvas.width(), canvas.height()}));
 }
 

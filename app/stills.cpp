@@ -13,6 +13,7 @@
 #include "edit/report.h"
 #include "edit/request.h"
 #include "edit/stillrender.h"
+#include "media/Quoting.h"
 #include "media/Staging.h"
 #include "media/StillIO.h"
 
@@ -47,6 +48,7 @@ using media::MediaInfo;
 using media::PictureRef;
 using media::PngAlpha;
 using media::probe;
+using media::quotedName;
 
 namespace {
 
@@ -84,14 +86,15 @@ void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& 
 void sayWarnings(const StillPair& inputs) {
     for (const StillInput* input : {inputs.a, inputs.b}) {
         if (!input) continue;
-        for (const std::string& line : input->warnings()) say("tumblewash: warning: {}\n", line);
+        for (const std::string& line : input->warnings()) say("tumblewash: warning: {}", line);
     }
 }
 
 void checkPictureOutput(const Options& o) {
     if (o.output.size() < 5 || o.output.substr(o.output.size() - 4) != ".png")
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: pictures are written as PNG; choose a name ending in .png", o.output));
+                      fmt::format("{}: pictures are written as PNG; choose a name ending in .png",
+                                  quotedName(o.output)));
     refuseInputAsOutput(o.output, o.inputs);
     checkTarget(o.output, o.force);
     if (o.report.empty()) return;
@@ -130,8 +133,9 @@ void makeFrame(const Options& given) {
     reportFrame(o, job, result, renderer.finish(), module);
     sayWarnings({&a, b.get()});
     if (o.quiet) return;
-    if (!result.warning.empty()) say("tumblewash: warning: {}\n", result.warning);
-    say("{}: frame {} of {} of {}, {}\n", o.output, *o.frame, frames, effect.id, describe(job.size));
+    if (!result.warning.empty()) say("tumblewash: warning: {}", result.warning);
+    say("{}: frame {} of {} of {}, {}", quotedName(o.output), *o.frame, frames, effect.id,
+        describe(job.size));
 }
 
 }  // namespace tumblewash::app

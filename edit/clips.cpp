@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "media/Quoting.h"
+
 namespace tumblewash::edit {
 
 using media::FieldOrder;
@@ -14,6 +16,7 @@ using media::MediaInfo;
 using media::MediaKind;
 using media::PictureRef;
 using media::PixelLayout;
+using media::quotedName;
 using media::Reader;
 using media::ReaderSettings;
 
@@ -140,14 +143,14 @@ PictureRef Clip::pictureAt(std::int64_t index) {
 std::vector<std::string> Clip::warnings() const {
     std::vector<std::string> lines;
     const auto add = [&](const std::vector<std::string>& some) {
-        for (const std::string& line : some) lines.push_back(path_ + ": " + line);
+        for (const std::string& line : some) lines.push_back(quotedName(path_) + ": " + line);
     };
     add(closedWarnings_);
     if (reader_) add(reader_->warnings());
     if (missing_ > 0)
         lines.push_back(
-            fmt::format("{}: {} of {} pictures could not be had; the last good one stands in for them", path_,
-                        missing_, frames_));
+            fmt::format("{}: {} of {} pictures could not be had; the last good one stands in for them",
+                        quotedName(path_), missing_, frames_));
     return lines;
 }
 

@@ -27,7 +27,7 @@ struct Source {
 
     [[noreturn]] void refuse(const std::string& pointer, const std::string& words) const {
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}:{}: {}: {}", name, lineOf(text, pointer),
+                      fmt::format("{}:{}: {}: {}", media::quotedName(name), lineOf(text, pointer),
                                   pointer.empty() ? "/" : media::printable(pointer), words));
     }
 };
@@ -329,7 +329,7 @@ std::string editJson(const Edit& edit) {
     json["clips"] = Json::array();
     for (const EditClip& clip : edit.clips) {
         if (!media::isUtf8(clip.file))
-            throw Refusal(Problem::BadRequest, media::printable(clip.file) +
+            throw Refusal(Problem::BadRequest, media::quotedName(clip.file) +
                                                    ": a document holds names in UTF-8 only; rename the file");
         json["clips"].push_back(clipJson(clip));
     }

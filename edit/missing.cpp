@@ -53,7 +53,7 @@ void refuseMissing(const std::vector<std::string>& files) {
     if (missing.empty()) return;
     std::string named;
     for (std::size_t i = 0; i < missing.size() && i < kNamed; ++i)
-        named += (i ? ", " : "") + media::printable(missing[i]) + nearestIn(missing[i]);
+        named += (i ? ", " : "") + media::quotedName(missing[i]) + nearestIn(missing[i]);
     if (missing.size() > kNamed) named += fmt::format(" and {} more", missing.size() - kNamed);
     throw Refusal(Problem::BadInput,
                   missing.size() == 1

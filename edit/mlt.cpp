@@ -10,6 +10,7 @@
 #include "edit/errors.h"
 #include "edit/report.h"
 #include "media/Pattern.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::edit {
 
@@ -18,6 +19,8 @@ using media::colourMatrixFor;
 using media::FieldOrder;
 using media::Fit;
 using media::isPattern;
+using media::isUtf8;
+using media::quotedName;
 
 namespace {
 
@@ -32,27 +35,45 @@ constexpr int kAbove = 4;
 /// down.
 constexpr const char* kInternal = "237";
 
+/// XML 1.0 has no form for these: other control characters than tab and the ends of lines, bytes that are no
+/// UTF-8, and the two last numbers of the first plane, which are no characters.
+bool fitsXml(const std::string& text) {
+    for (const char c : text)
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r') return false;
+    return isUtf8(text) && text.find("\xEF\xBF\xBE") == std::string::npos &&
+           text.find("\xEF\xBF\xBF") == std::string::npos;
+}
+
+/// `text` inside an element or an attribute. White space and control characters go by their numbers: readers
+/// make spaces of the ends of lines, and nobody should see the others.
 std::string escaped(const std::string& text) {
     std::string out;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const auto byte = static_cast<unsigned char>(c);
+        const bool latinControl =
+            byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+        if (c == '&')
+            out += "&amp;";
+        else if (c == '<')
+            out += "&lt;";
+        else if (c == '>')
+            out += "&gt;";
+        else if (c == '"')
+            out += "&quot;";
+        else if (byte < 0x20 || byte == 0x7F)
+            out += fmt::format("&#{};", byte);
+        else if (latinControl)
+            out += fmt::format("&#{};", static_cast<unsigned char>(text[++i]));
+        else
+            out += c;
     }
     return out;
+}
+
+/// The file's name from the root, as it is: a `..` behind a link is not where its name says, and stays.
+std::string fromRoot(const std::string& path) {
+    return (std::filesystem::current_path() / path).string();
 }
 
 /// A stretch of one clip on a track.
@@ -156,7 +177,7 @@ std::string profile(const MovieRequest& request) {
 
 std::string producer(const std::string& id, int index, const Clip& clip) {
     return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, clip.in() + clip.frames() - 1) +
-           property("resource", std::filesystem::absolute(clip.path()).lexically_normal().string()) +
+           property("resource", fromRoot(clip.path())) +
            property("length", std::to_string(clip.in() + clip.frames())) + property("eof", "pause") +
            property("kdenlive:id", binNumber(index)) + "  </producer>\n";
 }
@@ -259,7 +280,13 @@ std::string mltProject(const Edit& edit, const MovieRequest& request) {
         if (clip.black() || isPattern(clip.file))
             throw Refusal(Problem::BadRequest,
                           fmt::format("{}: only this program draws it; an MLT project needs files",
-                                      clip.black() ? "black" : clip.file));
+                                      clip.black() ? "black" : quotedName(clip.file)));
+    for (const Clip& clip : request.clips)
+        if (!fitsXml(fromRoot(clip.path())))
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("{}: an MLT project cannot hold this name; rename the file or its folder",
+                            quotedName(clip.path())));
     if (edit.opening || edit.closing)
         throw Refusal(Problem::BadRequest,
                       "--mlt: a project has seams between clips only; leave opening and "

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "edit/errors.h"
+#include "media/Quoting.h"
 #include "media/Staging.h"
 
 namespace tumblewash::edit {
@@ -12,6 +13,7 @@ using media::MediaError;
 using media::MediaErrorCode;
 using media::PictureRef;
 using media::PngAlpha;
+using media::quotedName;
 using media::StagedFile;
 using media::writePng;
 
@@ -31,9 +33,10 @@ std::string sequenceName(const std::string& output, std::int64_t number) {
 
 [[noreturn]] void refuseSame(const std::string& output, const std::string& input) {
     throw Refusal(Problem::BadRequest,
-                  output == input ? fmt::format("{}: is an input too; choose another output", output)
-                                  : fmt::format("{}: is the same file as the input {}; choose another output",
-                                                output, input));
+                  output == input
+                      ? fmt::format("{}: is an input too; choose another output", quotedName(output))
+                      : fmt::format("{}: is the same file as the input {}; choose another output",
+                                    quotedName(output), quotedName(input)));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "media/Quoting.h"
 #include "media/Reader.h"
 
 namespace tumblewash::edit {
@@ -9,6 +10,7 @@ namespace tumblewash::edit {
 using host::AudioLevels;
 using media::FrameRate;
 using media::kChannels;
+using media::quotedName;
 
 namespace {
 
@@ -19,8 +21,8 @@ Json rateJson(FrameRate rate) {
 }
 
 Json clipJson(const ReportedClip& clip) {
-    Json json{{"file", clip.file},          {"kind", clip.kind},     {"width", clip.size.width},
-              {"height", clip.size.height}, {"frames", clip.frames}, {"sound", clip.sound}};
+    Json json{{"file", quotedName(clip.file)}, {"kind", clip.kind},     {"width", clip.size.width},
+              {"height", clip.size.height},    {"frames", clip.frames}, {"sound", clip.sound}};
     if (clip.rate) json["rate"] = rateJson(clip.rate);
     return json;
 }
@@ -68,8 +70,8 @@ std::string directionName(HYPluginDirection direction) {
 std::string reportJson(const Report& report) {
     Json json{{"program", report.program},
               {"command", report.command},
-              {"output", report.output},
-              {"plugin", report.plugin},
+              {"output", quotedName(report.output)},
+              {"plugin", quotedName(report.plugin)},
               {"width", report.size.width},
               {"height", report.size.height},
               {"rate", rateJson(report.rate)},
@@ -89,8 +91,8 @@ std::string reportJson(const Report& report) {
                        {"render", report.renderSeconds},
                        {"finish", report.finishSeconds},
                        {"total", report.seconds}};
-    // File names may hold any bytes; what is no UTF-8 is replaced rather than refused at the very end of a
-    // run.
+    // Names are quoted where they are no UTF-8; whatever else is none is replaced rather than refused at the
+    // very end of a run.
     return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 

@@ -35,6 +35,7 @@ using media::needsEvenSize;
 using media::PixelLayout;
 using media::probe;
 using media::probeHead;
+using media::quotedName;
 using media::ReaderSettings;
 using media::Writer;
 using media::WriterSettings;
@@ -51,8 +52,7 @@ bool carriesFields(const std::string& output) {
 }
 
 [[noreturn]] void refuseDocument(const std::string& file) {
-    throw Refusal(Problem::BadRequest,
-                  media::printable(file) + ": an edit cannot hold an edit; render it first");
+    throw Refusal(Problem::BadRequest, quotedName(file) + ": an edit cannot hold an edit; render it first");
 }
 
 /// The probed facts of the clips that the size and the rate come from: up to the first that moves.
@@ -78,7 +78,7 @@ FrameRate settleRate(const Edit& edit, const std::vector<MediaInfo>& infos) {
             throw Refusal(
                 Problem::BadRequest,
                 fmt::format("{}: says it has {:.6g} frames per second, outside of 1 to 240; give --fps",
-                            info.path, info.rate.value()));
+                            quotedName(info.path), info.rate.value()));
         return makeRate(info.rate.num, info.rate.den);
     }
     return {25, 1};
@@ -101,7 +101,7 @@ std::int64_t stillFrames(const std::string& name, const EditTime& length, FrameR
     if (frames >= 1) return frames;
     throw Refusal(Problem::BadRequest,
                   fmt::format("{}: {} is shorter than one frame at {} frames per second; give a longer time",
-                              name, wordsOf(length), describe(rate)));
+                              quotedName(name), wordsOf(length), describe(rate)));
 }
 
 /// The stretch of a movie that the edit uses.
@@ -112,15 +112,16 @@ void trim(Clip& clip, const EditClip& said, FrameRate rate) {
         throw Refusal(
             Problem::BadRequest,
             fmt::format("{}: {} {} is frame {} at {} frames per second, and the clip has {} ({:.2f} s)",
-                        clip.path(), point, wordsOf(time), frame, describe(rate), clip.frames(),
+                        quotedName(clip.path()), point, wordsOf(time), frame, describe(rate), clip.frames(),
                         secondsOf(clip.frames(), rate)));
     };
     if (said.out && out > clip.frames()) refuse("out", *said.out, out);
     if (said.in && in >= clip.frames()) refuse("in", *said.in, in);
     if (in >= out)
-        throw Refusal(Problem::BadRequest, fmt::format("{}: nothing is left between in {} and out {}",
-                                                       clip.path(), said.in ? wordsOf(*said.in) : "0",
-                                                       said.out ? wordsOf(*said.out) : "the end"));
+        throw Refusal(
+            Problem::BadRequest,
+            fmt::format("{}: nothing is left between in {} and out {}", quotedName(clip.path()),
+                        said.in ? wordsOf(*said.in) : "0", said.out ? wordsOf(*said.out) : "the end"));
     if (said.in || said.out) clip.trim(in, out);
 }
 
@@ -133,14 +134,14 @@ void refuseEndless(const Clip& clip, FrameRate rate) {
             Problem::BadInput,
             fmt::format("{}: says it has one picture in {:.0f} s; its times are damaged, or give its "
                         "pictures as photos",
-                        clip.path(), 1 / own.value()));
+                        quotedName(clip.path()), 1 / own.value()));
     constexpr double kLongest = 100 * 3600;
     if (secondsOf(clip.frames(), rate) <= kLongest) return;
     throw Refusal(
         Problem::BadInput,
         fmt::format("{}: would last {:.0f} hours by its own times, which are damaged or those of a picture a "
                     "day; give its pictures as photos",
-                    clip.path(), secondsOf(clip.frames(), rate) / 3600));
+                    quotedName(clip.path()), secondsOf(clip.frames(), rate) / 3600));
 }
 
 /// How many frames a still would last here.
@@ -149,7 +150,8 @@ std::int64_t framesOfStill(const Edit& edit, const EditClip& said, const std::st
     if (!said.out) return stillFrames(name, said.length ? *said.length : edit.still, rate);
     const std::int64_t frames = said.out->value.frames(rate) - in;
     if (frames >= 1) return frames;
-    throw Refusal(Problem::BadRequest, fmt::format("{}: nothing is left between in and out", name));
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("{}: nothing is left between in and out", quotedName(name)));
 }
 
 Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, FieldOrder fields) {
@@ -170,7 +172,7 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     refuseEndless(clip, rate);
     if (said.length)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: length is for stills and black; give in and out", file));
+                      fmt::format("{}: length is for stills and black; give in and out", quotedName(file)));
     if (clip.frames() > 0) trim(clip, said, rate);
     return clip;
 }
@@ -198,8 +200,8 @@ void checkOutputs(const RenderSettings& o, const std::vector<std::string>& input
         if (!file.empty()) checkTarget(file, o.force);
     if (!o.report.empty() &&
         (o.report == o.output || o.report == o.mlt || sameFile(o.report, outputFile(o.output))))
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: is the output too; give the report another name", o.report));
+        throw Refusal(Problem::BadRequest, fmt::format("{}: is the output too; give the report another name",
+                                                       quotedName(o.report)));
 }
 
 /// The first clip that has a picture of its own.
@@ -217,7 +219,7 @@ const MediaInfo& firstShown(const Edit& edit, const std::vector<MediaInfo>& info
 /// Lengths of the seams and the plan, once the clips are counted.
 void planRequest(const Edit& edit, MovieRequest& request) {
     std::vector<PlannedClip> clips;
-    for (const Clip& clip : request.clips) clips.push_back({clip.path(), clip.frames()});
+    for (const Clip& clip : request.clips) clips.push_back({quotedName(clip.path()), clip.frames()});
     settleLengths(edit, clips, request.rate, request.seams, request.remarks);
     std::vector<PlannedTransition> transitions;
     for (const SettledSeam& seam : request.seams)
@@ -274,8 +276,9 @@ void checkWriter(const RenderSettings& o, const WriterSettings& settings) {
 PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& first, Edges edges) {
     const PixelSize own{first.width, first.height};
     const PixelSize size = asked ? *asked : edges == Edges::Any ? own : evenSize(own);
-    const std::string whose = asked ? fmt::format("--size {}", describe(size))
-                                    : fmt::format("{}: the picture is {}", first.path, describe(size));
+    const std::string whose =
+        asked ? fmt::format("--size {}", describe(size))
+              : fmt::format("{}: the picture is {}", quotedName(first.path), describe(size));
     if (size.width < kMinPictureSide || size.height < kMinPictureSide)
         throw Refusal(
             Problem::BadRequest,

@@ -7,6 +7,7 @@
 
 #include "edit/errors.h"
 #include "edit/plan.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::edit {
 
@@ -23,6 +24,7 @@ using media::FrameRate;
 using media::MediaKind;
 using media::PictureRef;
 using media::PixelLayout;
+using media::quotedName;
 using media::ReaderSettings;
 
 namespace {
@@ -56,7 +58,7 @@ PictureRef StillInput::at(std::int64_t index) {
     if (!picture) picture = clip_.pictureAt(wanted);
     if (!picture)
         throw Refusal(Problem::BadInput,
-                      fmt::format("{}: picture {} cannot be decoded", clip_.path(), wanted));
+                      fmt::format("{}: picture {} cannot be decoded", quotedName(clip_.path()), wanted));
     return picture;
 }
 
@@ -77,7 +79,7 @@ StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, Stil
     const auto refuse = [&](const StillInput& input, std::int64_t needs) {
         if (input.frames() < needs)
             throw Refusal(Problem::BadRequest,
-                          fmt::format("{}: {}: {} takes {}; use fewer frames", input.path(),
+                          fmt::format("{}: {}: {} takes {}; use fewer frames", quotedName(input.path()),
                                       tooFewFrames(input.frames()), job_.effect.id, needs));
     };
     const std::int64_t takenA = placement == Placement::Halves ? n / 2 : n;

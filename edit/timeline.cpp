@@ -34,7 +34,7 @@ std::string seamLine(const MovieRequest& request, std::size_t index, const Segme
 }
 
 std::string clipWords(const EditClip& said, const Clip& clip) {
-    std::string words = clip.isBlack() ? "black" : media::printable(clip.path());
+    std::string words = clip.isBlack() ? "black" : media::quotedName(clip.path());
     if (!said.black() && (said.in || said.out))
         words +=
             fmt::format("  {}..{}", said.in ? wordsOf(*said.in) : "", said.out ? wordsOf(*said.out) : "");
