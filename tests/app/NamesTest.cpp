@@ -42,7 +42,7 @@ bool canBeShown(const std::string& text) {
 struct WildPictures {
     WildPictures() {
         EXPECT_EQ(shop.run({"frame", scene("harbour", 1), scene("city", 1), "-o", shop.file("plain.png"),
-                            "--frame", "0"})
+                            "--frame", "0", "--of", "10"})
                       .code,
                   0);
         for (const std::string& name : kWildNames)
@@ -158,7 +158,8 @@ TEST(NamesTest, AProjectIsWellFormedAndNamesTheTrueFileOrIsRefused) {
             continue;
         }
         ASSERT_EQ(result.code, 0) << result.err;
-        EXPECT_TRUE(canBeShown(bytesOf(shop.file("p.mlt")))) << name;
+        for (const char c : bytesOf(shop.file("p.mlt")))
+            EXPECT_TRUE(c == '\n' || std::iscntrl(static_cast<unsigned char>(c)) == 0) << name;
         EXPECT_THAT(resourcesOf(shop), testing::ElementsAre(shop.file("plain.png"), input, "black"));
         std::filesystem::remove(shop.file("p.mlt"));
         ++written;

@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
 #include "media/StillIO.h"
 #include "tests/media/Support.h"
 
@@ -87,6 +91,30 @@ TEST(StillTest, HiddenColoursDoNotBleedWhenScaled) {
     settings.keepAlpha = false;
     const PictureRef flat = readStill(dir / "cut.png", settings);
     for (int i = 0; i < 37 * 41; ++i) EXPECT_LE(flat.data()[4 * i + 1], 1) << i;
+}
+
+TEST(StillTest, ColoursUnderAlphaComeBackToTheNearestCodeWhenScaled) {
+    const TempDir dir;
+    for (const int alpha : {2, 3, 40, 77, 128, 201, 254, 255})
+        for (const int colour : {1, 60, 101, 200, 255}) {
+            writePng(dir / "solid.png", solid(16, 16, {colour, 255 - colour, 0}, alpha), PngAlpha::keep,
+                     true);
+            StillSettings settings;
+            settings.width = 9;
+            settings.height = 11;
+            settings.fit = Fit::stretch;
+            settings.keepAlpha = true;
+            const PictureRef scaled = readStill(dir / "solid.png", settings);
+            const auto thereAndBack = [&](int c) {
+                return std::min(
+                    255L, std::lround(static_cast<double>(std::lround(c * alpha / 255.0)) * 255 / alpha));
+            };
+            const Rgb got = pixel(scaled, 4, 5);
+            EXPECT_EQ(scaled.data()[0], alpha);
+            EXPECT_EQ(got[0], thereAndBack(colour)) << alpha;
+            EXPECT_EQ(got[1], thereAndBack(255 - colour)) << alpha;
+            EXPECT_EQ(got[2], 0);
+        }
 }
 
 TEST(StillTest, APictureOfAClipIsFoundByItsNumber) {
