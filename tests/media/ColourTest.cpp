@@ -196,6 +196,30 @@ TEST(ColourTest, TagsAndRangesOfTheSourceAreHonoured) {
     }
 }
 
+TEST(ColourTest, EveryMatrixAndRangeOfAPlainStreamIsHonouredOnBothRoads) {
+    const TempDir dir;
+    for (const char* space : {"bt709", "fcc", "smpte240m", "bt2020nc"})
+        for (const char* range : {"tv", "pc"}) {
+            const std::string path = dir / (std::string(space) + range + ".mkv");
+            const std::string scaled = space == std::string("bt2020nc") ? "bt2020" : space;
+            ffmpeg(
+                "-f lavfi -i color=0x30A0D0:s=64x64,format=rgb24 -frames:v 2 -vf "
+                "scale=flags=accurate_rnd:out_color_matrix=" +
+                scaled + ":out_range=" + range + ",format=yuv420p,setparams=colorspace=" + space + ":range=" +
+                range + " -colorspace " + space + " -color_range " + range + " -c:v ffv1 " + path);
+            ReaderSettings settings;
+            for (const PixelLayout layout : {PixelLayout::argb, PixelLayout::yuv420})
+                for (const ColourMatrix matrix : {ColourMatrix::bt601, ColourMatrix::bt709}) {
+                    settings.layout = layout;
+                    settings.matrix = matrix;
+                    const Rgb got = pixel(toArgb(Reader::open(path, settings).readPicture()), 30, 30);
+                    EXPECT_NEAR(got[0], 0x30, 3) << path;
+                    EXPECT_NEAR(got[1], 0xA0, 3) << path;
+                    EXPECT_NEAR(got[2], 0xD0, 3) << path;
+                }
+        }
+}
+
 TEST(ColourTest, UntaggedClipsGoByTheirSize) {
     const TempDir dir;
     for (const bool large : {false, true}) {

@@ -134,6 +134,19 @@ TEST(WriterTest, SoundIsCutAndFilledToThePicturesLength) {
         }
 }
 
+TEST(WriterTest, SoundEndsWithTheLastSampleBeforeTheEndOfThePictures) {
+    const TempDir dir;
+    for (const auto& [pictures, samples] : {std::pair{1, 1601}, {2, 3203}, {3, 4804}, {5, 8008}}) {
+        WriterSettings settings = smallMovie();
+        settings.rate = {30000, 1001};
+        settings.force = true;
+        Writer writer = Writer::open("md5:" + dir / "sums", settings);
+        fill(writer, pictures, 9000);
+        writer.commit();
+        EXPECT_THAT(readFile(dir / "sums"), ::testing::HasSubstr("sound " + std::to_string(samples) + " "));
+    }
+}
+
 TEST(WriterTest, WithoutSoundThereIsNoSoundStream) {
     const TempDir dir;
     WriterSettings settings = smallMovie();
