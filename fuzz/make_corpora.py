@@ -127,4 +127,66 @@ for name in ("a.mp4", "k.png"):
             (path / ("%s-%d-%02d" % (name, trouble, reading))).write_bytes(
                 data + bytes((ENDINGS.index(pathlib.Path(name).suffix), trouble, reading)))
 
+# Profiles as packages and libraries ship them; the long tables of presses are left to the long form.
+path = seeds("profiles")
+found = [file for where in ("/usr/share/color/icc", "/usr/share/ghostscript") if pathlib.Path(where).is_dir()
+         for file in sorted(pathlib.Path(where).rglob("*.icc"))]
+for number, file in enumerate(found):
+    if file.stat().st_size <= 65536:
+        shutil.copy(file, path / ("%02d.icc" % number))
+
+
+def profile(space, connection, kind, tags):
+    """A profile of version 2.1 with these tags, which lie one after the other."""
+    table, body = b"", b""
+    for name, content in tags:
+        content += bytes(-len(content) % 4)
+        table += name + (132 + 12 * len(tags) + len(body)).to_bytes(4, "big") + len(content).to_bytes(4, "big")
+        body += content
+    head = (132 + len(table) + len(body)).to_bytes(4, "big") + bytes(4) + b"\x02\x10\0\0" + kind + space + connection
+    head += bytes(12) + b"acsp" + bytes(28) + bytes.fromhex("0000f6d6000100000000d32d") + bytes(48)
+    return head + len(tags).to_bytes(4, "big") + table + body
+
+
+def xyz(*numbers):
+    return b"XYZ " + bytes(4) + b"".join(round(n * 65536).to_bytes(4, "big", signed=True) for n in numbers)
+
+
+def table(inputs, points):
+    """A lut8Type: curves, points, curves."""
+    grid = bytes((i * 37) % 256 for i in range(3 * points ** inputs))
+    unit = b"".join((65536 if i % 4 == 0 else 0).to_bytes(4, "big") for i in range(9))
+    return b"mft1" + bytes(4) + bytes((inputs, 3, points, 0)) + unit + bytes(range(256)) * inputs + grid + bytes(range(256)) * 3
+
+
+gamma = b"curv" + bytes(4) + (1).to_bytes(4, "big") + (0x0233).to_bytes(2, "big")
+steps = b"curv" + bytes(4) + (16).to_bytes(4, "big") + b"".join((i * i * 291).to_bytes(2, "big") for i in range(16))
+name = b"desc" + bytes(4) + (5).to_bytes(4, "big") + b"wide\0" + bytes(78)
+shaper = [(b"desc", name), (b"wtpt", xyz(0.9642, 1, 0.8249)), (b"rXYZ", xyz(0.61, 0.311, 0.0195)),
+          (b"gXYZ", xyz(0.205, 0.6256, 0.0609)), (b"bXYZ", xyz(0.149, 0.063, 0.745))]
+(path / "rgb.icc").write_bytes(profile(b"RGB ", b"XYZ ", b"mntr", [*shaper, *((t, gamma) for t in (b"rTRC", b"gTRC", b"bTRC"))]))
+(path / "rgb-steps.icc").write_bytes(profile(b"RGB ", b"XYZ ", b"mntr", [*shaper, *((t, steps) for t in (b"rTRC", b"gTRC", b"bTRC"))]))
+(path / "grey.icc").write_bytes(profile(b"GRAY", b"XYZ ", b"mntr", [(b"desc", name), (b"wtpt", xyz(0.9642, 1, 0.8249)), (b"kTRC", steps)]))
+(path / "table.icc").write_bytes(profile(b"RGB ", b"Lab ", b"scnr", [(b"desc", name), (b"A2B0", table(3, 3))]))
+(path / "ink.icc").write_bytes(profile(b"CMYK", b"Lab ", b"prtr", [(b"desc", name), (b"A2B0", table(4, 2))]))
+(path / "link.icc").write_bytes(profile(b"RGB ", b"RGB ", b"link", [(b"desc", name), (b"A2B0", table(3, 2))]))
+
+# HEIC by libheif's own tool, AVIF by ffmpeg: plain, deep, with alpha, with an EXIF block, and a sequence.
+path = seeds("heif")
+made = folder / "heif-pictures"
+made.mkdir(exist_ok=True)
+pictures = {"rgb.png": still, "alpha.png": clear, "grey.png": (*still, "-pix_fmt", "gray"), "deep.png": (*still, "-pix_fmt", "rgb48be")}
+for name, arguments in pictures.items():
+    subprocess.run(["ffmpeg", "-v", "quiet", "-y", *arguments, str(made / name)], stdin=subprocess.DEVNULL, check=False)
+av1 = ("-c:v", "libaom-av1", "-cpu-used", "8")
+for name, arguments in {"a.avif": (*still, *av1), "b.avif": (*still, *av1, "-pix_fmt", "gbrp"), "d.avif": (*few, *av1),
+                        "c.avif": (*still, *av1, "-pix_fmt", "yuv444p10le")}.items():
+    subprocess.run(["ffmpeg", "-v", "quiet", "-y", *arguments, str(path / name)], stdin=subprocess.DEVNULL, check=False)
+if shutil.which("heif-enc"):
+    for name, arguments in {"e.heic": ["rgb.png"], "f.heic": ["alpha.png"], "g.heic": ["grey.png"], "h.heic": ["-b", "10", "deep.png"],
+                            "i.avif": ["-A", "alpha.png"], "j.heic": ["-p", "chroma=444", "rgb.png"]}.items():
+        subprocess.run(["heif-enc", *arguments[:-1], str(made / arguments[-1]), "-o", str(path / name)],
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+shutil.rmtree(made)
+
 (folder / "made").write_text("made\n")

@@ -3,10 +3,16 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <string_view>
 
+#include "media/detail/ExifOrientation.h"
+#include "media/detail/GainMap.h"
+#include "media/detail/HeifItems.h"
+#include "media/detail/HeifPicture.h"
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
+#include "media/detail/WebpAnimation.h"
 
 namespace tumblewash::media {
 
@@ -19,7 +25,8 @@ bool near(AVRational a, AVRational b, double tolerance) {
     return b.num > 0 && std::abs(av_q2d(a) / av_q2d(b) - 1) <= tolerance;
 }
 
-/// The standard rate within half a percent of a measured one, else the measured one in small numbers.
+}  // namespace
+
 AVRational standardRate(AVRational measured) {
     constexpr AVRational standards[] = {{24000, 1001}, {24, 1}, {25, 1},       {30000, 1001},
                                         {30, 1},       {48, 1}, {50, 1},       {12, 1},
@@ -35,6 +42,8 @@ AVRational standardRate(AVRational measured) {
     av_reduce(&reduced.num, &reduced.den, measured.num, measured.den, 100'000);
     return reduced;
 }
+
+namespace {
 
 /// Containers state a base rate and an average; variable rates and field rates make the two differ.
 AVRational rateOf(const AVStream& stream) {
@@ -105,6 +114,7 @@ void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, ProbeDetail&
     const AVRational aspect = pixelAspectOf(file.context(), stream, frame);
     info.pixelAspect = fromAv(aspect);
     info.orientation = orientationOf(stream, frame);
+    if (file.isImage() && info.orientation == 1) info.orientation = std::max(1, orientationOfFile(info.path));
     info.width = std::max(1, static_cast<int>(std::lround(frame.width * av_q2d(aspect))));
     info.height = frame.height;
     if (info.orientation >= 5) std::swap(info.width, info.height);
@@ -116,19 +126,19 @@ void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, ProbeDetail&
 /// picture.
 bool isStill(const InputFile& file, StreamDecoder& decoder) {
     const std::string_view container = file.context().iformat->name;
-    return file.isImage() || ((container == "gif" || container == "apng") && !decoder.next());
+    const bool sequenceOfOne = file.context().nb_streams == 1 && file.context().streams[0]->nb_frames == 1 &&
+                               heifKind(file.path()) == HeifKind::sequence;
+    return file.isImage() || sequenceOfOne ||
+           ((container == "gif" || container == "apng") && !decoder.next());
 }
 
-void fillTimes(const InputFile& file, const AVStream& stream, const AVFrame& frame, bool still,
-               ProbeDetail& out) {
-    MediaInfo& info = out.info;
+void fillTimes(const AVStream& stream, const AVFrame& frame, ProbeDetail& out) {
     out.timeBase = stream.time_base;
     out.firstPts = frame.pts == AV_NOPTS_VALUE ? 0 : frame.pts;
-    if (still) {
-        info.kind = MediaKind::still;
-        info.frameCount = 1;
-        return;
-    }
+}
+
+void fillRate(const InputFile& file, const AVStream& stream, ProbeDetail& out) {
+    MediaInfo& info = out.info;
     info.rate = fromAv(rateOf(stream));
     if (stream.nb_frames > 0) info.frameCount = stream.nb_frames;
     if (stream.duration > 0)
@@ -147,6 +157,90 @@ void fillSound(const InputFile& file, ProbeDetail& out) {
     out.info.sampleRate = sound.sample_rate;
     out.info.channels = sound.ch_layout.nb_channels;
     out.info.audioCodec = avcodec_get_name(sound.codec_id);
+}
+
+/// Makes `still` the one picture of `out`, whose size and colour tags stand there already.
+void keepStill(StillPicture still, ProbeDetail& out) {
+    MediaInfo& info = out.info;
+    info.kind = MediaKind::still;
+    info.frameCount = 1;
+    still.space = out.space;
+    still.fullRange = info.fullRange;
+    for (const std::string& line : still.remarks) out.conversions.push_back(line);
+    if (needsWork(still)) {
+        out.space = AVCOL_SPC_RGB;
+        info.fullRange = true;
+    }
+    out.still = std::make_shared<const StillPicture>(std::move(still));
+}
+
+/// A photo decoded by FFmpeg: what its frame says of colours, and what only the file knows.
+StillPicture stillOf(FramePtr frame, const MediaInfo& info) {
+    StillPicture out;
+    out.frame = std::move(frame);
+    std::span<const uint8_t> profile;
+    if (const AVFrameSideData* side = av_frame_get_side_data(out.frame.get(), AV_FRAME_DATA_ICC_PROFILE))
+        profile = {side->data, side->size};
+    setProfile(out, profile);
+    if (info.videoCodec == "mjpeg" && jpegHasGainMap(info.path))
+        out.remarks.push_back("its HDR gain map is left out; the ordinary picture is used");
+    return out;
+}
+
+/// Size and tags of a picture that another library decoded.
+void fillStill(const StillPicture& still, ProbeDetail& out) {
+    MediaInfo& info = out.info;
+    const AVFrame& frame = *still.frame;
+    info.codedWidth = frame.width;
+    info.codedHeight = frame.height;
+    info.width = frame.width;
+    info.height = frame.height;
+    info.orientation = still.orientation;
+    if (info.orientation >= 5) std::swap(info.width, info.height);
+    fillColour(frame, out);
+}
+
+ProbeDetail probeHeif(const std::string& path, CancelFlag cancel) {
+    ProbeDetail out;
+    out.info.path = path;
+    out.info.container = "heif";
+    StillPicture still = decodeHeif(path, cancel);
+    out.info.videoCodec = still.codec;
+    fillStill(still, out);
+    keepStill(std::move(still), out);
+    return out;
+}
+
+ProbeDetail probeWebp(const std::string& path, CancelFlag cancel) {
+    throwIfRaised(cancel, path);
+    WebpAnimation animation(path);
+    ProbeDetail out;
+    MediaInfo& info = out.info;
+    info.path = path;
+    info.container = info.videoCodec = "webp";
+    StillPicture first;
+    first.frame = animation.next();
+    if (!first.frame)
+        throw MediaError(MediaErrorCode::undecodable, path,
+                         "not one of its pictures can be decoded; the file is damaged, get a complete copy");
+    first.orientation = std::max(1, exifOrientation(animation.exif()));
+    setProfile(first, animation.profile());
+    fillStill(first, out);
+    info.hasAlpha = animation.hasAlpha();
+    if (animation.durations().size() == 1) {
+        if (animation.cutOff())
+            first.remarks.push_back("the file is cut off: pictures are missing at its end");
+        keepStill(std::move(first), out);
+        return out;
+    }
+    for (const std::string& line : first.remarks) out.conversions.push_back(line);
+    out.milliseconds = animation.durations();
+    out.cutOff = animation.cutOff();
+    out.timeBase = {1, 1000};
+    info.rate = rateOfDurations(out.milliseconds);
+    info.frameCount = static_cast<int64_t>(out.milliseconds.size());
+    info.seconds = std::accumulate(out.milliseconds.begin(), out.milliseconds.end(), 0.0) / 1000;
+    return out;
 }
 
 ProbeDetail probePattern(const std::string& path) {
@@ -181,6 +275,9 @@ FieldOrder fieldsOf(const AVFrame& frame) noexcept {
 
 ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
     if (isPattern(path)) return probePattern(path);
+    checkReadable(path);
+    if (heifKind(path) == HeifKind::picture) return probeHeif(path, cancel);
+    if (isAnimatedWebp(path)) return probeWebp(path, cancel);
     InputFile file(path, cancel);
     ProbeDetail out;
     out.info.path = path;
@@ -198,13 +295,17 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
     file.useOnly(out.videoStream);
     StreamDecoder decoder(file, out.videoStream, 1);
     decoder.setPatience(kProbePatience);
-    const FramePtr frame = decoder.next();
+    FramePtr frame = decoder.next();
     if (!frame)
         throw MediaError(MediaErrorCode::undecodable, path,
                          "not one picture of its " + out.info.videoCodec +
                              " stream can be decoded; the file is damaged or cut off, get a complete copy");
     fillPicture(file, stream, *frame, out);
-    fillTimes(file, stream, *frame, isStill(file, decoder), out);
+    fillTimes(stream, *frame, out);
+    if (isStill(file, decoder))
+        keepStill(stillOf(std::move(frame), out.info), out);
+    else
+        fillRate(file, stream, out);
     fillSound(file, out);
     return out;
 }

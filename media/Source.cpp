@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
+
+#include "media/detail/ExifOrientation.h"
+#include "media/detail/WebpAnimation.h"
 
 namespace tumblewash::media {
 
@@ -119,6 +123,62 @@ class PatternSource final : public StreamSource {
     const ProbeDetail facts_;
     CancelFlag cancel_;
     int64_t index_ = 0;
+};
+
+/// A photo: the picture that was decoded when it was probed.
+class StillSource final : public StreamSource {
+  public:
+    StillSource(const ProbeDetail& facts, CancelFlag cancel)
+        : still_(facts.still), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
+
+    TimedFrame next() override {
+        throwIfRaised(cancel_, path_);
+        TimedFrame out;
+        if (given_) return out;
+        given_ = true;
+        out.frame = ordinary(*still_);
+        return out;
+    }
+    AVRational timeBase() const override { return base_; }
+    bool seek(int64_t) override { return false; }
+
+  private:
+    const std::shared_ptr<const StillPicture> still_;
+    const std::string path_;
+    const AVRational base_;
+    CancelFlag cancel_;
+    bool given_ = false;
+};
+
+/// The pictures of an animated WebP at the file's own times.
+class WebpSource final : public StreamSource {
+  public:
+    WebpSource(const ProbeDetail& facts, CancelFlag cancel)
+        : animation_(facts.info.path), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
+
+    TimedFrame next() override {
+        throwIfRaised(cancel_, path_);
+        TimedFrame out;
+        still_.frame = animation_.next();
+        if (!still_.frame) return out;
+        if (index_ == 0) setProfile(still_, animation_.profile());
+        out.frame = ordinary(still_);
+        out.pts = pts_;
+        out.duration = animation_.durations()[index_++];
+        pts_ += out.duration;
+        return out;
+    }
+    AVRational timeBase() const override { return base_; }
+    bool seek(int64_t) override { return false; }
+
+  private:
+    WebpAnimation animation_;
+    const std::string path_;
+    const AVRational base_;
+    CancelFlag cancel_;
+    StillPicture still_;
+    size_t index_ = 0;
+    int64_t pts_ = 0;
 };
 
 /// What reading all packets once tells of a file.
@@ -243,16 +303,30 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
 
 /// Says so when a still can only be had with its missing part patched up.
 std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
+    constexpr const char* patched = "the picture is damaged or cut off; what is missing of it is made up";
+    // The strict decoder of TIFF takes every tag that it does not know for damage.
+    if (facts.info.videoCodec == "tiff") return tiffIsCutOff(facts.info.path) ? patched : "";
     InputFile file(facts.info.path, cancel);
     StreamDecoder strict(file, facts.videoStream, 1, true);
-    if (strict.next()) return {};
-    return "the picture is damaged or cut off; what is missing of it is made up";
+    return strict.next() ? "" : patched;
+}
+
+/// The end of a file whose pictures' times are all known.
+Extent extentOfTimes(const ProbeDetail& facts) {
+    Extent out;
+    out.seekable = false;
+    if (facts.cutOff) out.warning = "the file is cut off: pictures are missing at its end";
+    out.lastDuration = facts.milliseconds.back();
+    out.lastPts = std::accumulate(facts.milliseconds.begin(), facts.milliseconds.end() - 1, int64_t{0});
+    return out;
 }
 
 }  // namespace
 
 std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
+    if (facts.still) return std::make_unique<StillSource>(facts, cancel);
+    if (!facts.milliseconds.empty()) return std::make_unique<WebpSource>(facts, cancel);
     return std::make_unique<FileSource>(facts, threads, cancel);
 }
 
@@ -263,9 +337,10 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         return extent;
     }
     if (facts.info.kind == MediaKind::still) {
-        extent.warning = patchedPart(facts, cancel);
+        if (facts.videoStream >= 0) extent.warning = patchedPart(facts, cancel);
         return extent;
     }
+    if (!facts.milliseconds.empty()) return extentOfTimes(facts);
     PacketScan scan;
     {
         InputFile file(facts.info.path, cancel);

@@ -3,11 +3,14 @@
 // Plain data.
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "media/Pattern.h"
 #include "media/Probe.h"
 #include "media/detail/Av.h"
+#include "media/detail/StillPicture.h"
 
 namespace tumblewash::media {
 
@@ -19,9 +22,16 @@ struct ProbeDetail {
     AVRational timeBase{1, 25};
     int64_t firstPts = 0;  ///< of the first decoded picture, stream units
     AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
+    std::vector<std::string> conversions;  ///< what reading converts or leaves out, without the file's name
+    std::shared_ptr<const StillPicture> still;  ///< a photo's one picture, already decoded
+    std::vector<int> milliseconds;              ///< of an animated WebP: how long each picture is shown
+    bool cutOff = false;                        ///< of an animated WebP: pictures are missing at its end
 };
 
 ProbeDetail probeDetail(const std::string& path, CancelFlag cancel);
+
+/// The standard rate within half a percent of a measured one, else the measured one in small numbers.
+AVRational standardRate(AVRational measured);
 
 /// Field order of one decoded frame.
 FieldOrder fieldsOf(const AVFrame& frame) noexcept;

@@ -65,6 +65,8 @@ def originals(folder):
     still = ("-f", "lavfi", "-i", "testsrc2=size=128x96", "-frames:v", "1")
     for name in ("still.png", "still.jpg", "still.gif", "still.bmp", "still.webp", "still.tiff"):
         make(name, *still)
+    make("still.avif", *still, "-c:v", "libaom-av1", "-cpu-used", "8")
+    make("moving.webp", "-f", "lavfi", "-i", "testsrc2=size=128x96:rate=10:duration=2", "-c:v", "libwebp_anim")
     return made
 
 

@@ -14,6 +14,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 # What a header outside of this tree and of the standard library is called, and the folders it may be met in.
 FOREIGN = [
     (re.compile(r"^lib(av|sw)\w+/"), ["media/"]),
+    (re.compile(r"^(lcms2(_plugin)?\.h$|libheif/|webp/)"), ["media/"]),
     (re.compile(r"^hwy/"), ["ImageLib/kernels/", "adapters/openfx/HighwayTargets.cpp"]),
     (re.compile(r"^(lapacke?|cblas|f77blas)\.h$"), ["ImageLib/source/PlanarProj.cpp"]),
     (re.compile(r"^(pango/|fontconfig/|ft2build|freetype/|glib|cairo)"), ["platform/"]),

@@ -1,0 +1,12 @@
+// Whether a JPEG photo carries a gain map, the second picture from which displays make an HDR one.
+// It reads the file's markers, no pixels.
+#pragma once
+
+#include <string>
+
+namespace tumblewash::media {
+
+/// True when the markers of the JPEG file's first picture announce a gain map. False for other formats.
+bool jpegHasGainMap(const std::string& path);
+
+}  // namespace tumblewash::media
