@@ -265,25 +265,38 @@ void setLight(AVFrame& frame, const HeifTags& tags) {
         static_cast<AVColorTransferCharacteristic>(named(tags.transfer, AVCOL_TRC_NB, AVCOL_TRC_UNSPECIFIED));
 }
 
-Image decode(const heif_image_handle* handle, heif_colorspace space, heif_chroma chroma,
+/// The decoder of AV1 that keeps to itself: the other one writes to standard error about damage.
+const char* quietDecoder() {
+    constexpr const char* quiet = "aom";
+    std::array<const heif_decoder_descriptor*, 8> found{};
+    const int count =
+        heif_get_decoder_descriptors(heif_compression_AV1, found.data(), static_cast<int>(found.size()));
+    for (int i = 0; i < count; ++i)
+        if (std::strcmp(heif_decoder_descriptor_get_id_name(found[static_cast<size_t>(i)]), quiet) == 0)
+            return quiet;
+    return nullptr;
+}
+
+Image decode(const heif_image_handle* handle, bool av1, heif_colorspace space, heif_chroma chroma,
              const std::string& path) {
     const Options options(orBadAlloc(heif_decoding_options_alloc()));
+    if (av1 && options->version >= 4) options->decoder_id = quietDecoder();
     heif_image* raw = nullptr;
     check(heif_decode_image(handle, &raw, space, chroma, options.get()), path);
     return Image(orBadAlloc(raw));
 }
 
 /// Without conversion where the library lets it be: told nothing, it makes R'G'B' with coarse chroma.
-Image decodeAsStored(const heif_image_handle* handle, HeifChroma chroma, const std::string& path) {
+Image decodeAsStored(const heif_image_handle* handle, bool av1, HeifChroma chroma, const std::string& path) {
     switch (chroma) {
         case HeifChroma::yuv420:
-            return decode(handle, heif_colorspace_YCbCr, heif_chroma_420, path);
+            return decode(handle, av1, heif_colorspace_YCbCr, heif_chroma_420, path);
         case HeifChroma::yuv422:
-            return decode(handle, heif_colorspace_YCbCr, heif_chroma_422, path);
+            return decode(handle, av1, heif_colorspace_YCbCr, heif_chroma_422, path);
         case HeifChroma::yuv444:
-            return decode(handle, heif_colorspace_YCbCr, heif_chroma_444, path);
+            return decode(handle, av1, heif_colorspace_YCbCr, heif_chroma_444, path);
         default:
-            return decode(handle, heif_colorspace_undefined, heif_chroma_undefined, path);
+            return decode(handle, av1, heif_colorspace_undefined, heif_chroma_undefined, path);
     }
 }
 
@@ -313,8 +326,9 @@ StillPicture decodeHeif(const std::string& path, CancelFlag cancel) {
     throwIfRaised(cancel, path);
 
     const bool green = items.tags && !isOwnMatrix(items.tags->matrix);
-    const Image image = green ? decode(handle.get(), heif_colorspace_RGB, heif_chroma_444, path)
-                              : decodeAsStored(handle.get(), items.chroma, path);
+    const bool av1 = items.codec == "av1";
+    const Image image = green ? decode(handle.get(), av1, heif_colorspace_RGB, heif_chroma_444, path)
+                              : decodeAsStored(handle.get(), av1, items.chroma, path);
     throwIfRaised(cancel, path);
 
     StillPicture out;
