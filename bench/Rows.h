@@ -20,6 +20,8 @@ void addCopies(Table& table, int width, int height, Times& times);
 void addLibrary(Table& table, int width, int height, Times& times);
 /// What an adapter's conversions cost in a mixed frame.
 void addAdapters(Table& table, int width, int height);
+/// Whole frames over deep pixels beside the plug-in's own.
+void addDeep(Table& table, int width, int height);
 /// The plain composition of views beside the shipped paths: what the reformulations are worth.
 void addComposition(Table& table, int width, int height);
 

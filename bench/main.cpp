@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
         addPerPixel(table, times, base, w, h);
     }
     bench::addAdapters(table, 1920, 1080);
+    bench::addDeep(table, 1920, 1080);
     bench::addComposition(table, 1920, 1080);
     std::printf("\n%d rows miss their target.\n", table.missed());
     return 0;

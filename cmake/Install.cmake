@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 
 set(install_headers "${CMAKE_INSTALL_INCLUDEDIR}/tumblewash")
 set(install_package "${CMAKE_INSTALL_LIBDIR}/cmake/tumblewash")
-set(install_rooms memory platform hostapi ImageLib Utility pluginDistort host)
+set(install_rooms memory platform hostapi ImageLib Utility pluginDistort effects host)
 
 foreach(room ${install_rooms})
   target_include_directories(${room} INTERFACE "$<INSTALL_INTERFACE:${install_headers}>")

@@ -1,9 +1,10 @@
 // FlowMorph: one frame moved a fraction of the way along a motion field, field by field of an interlaced
 // frame. A morph calls it once for each of its two pictures; every pixel is interpolated between its
-// neighbours. It does not estimate the motion and does not blend the two pictures.
+// neighbours. It does not estimate the motion, and only its sibling for deep pixels blends the two pictures.
 #pragma once
 
 #include "ImageLib/source/ARGBVal.h"
+#include "ImageLib/source/DeepPicture.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectWrap.h"
 #include "ImageLib/source/RGBPixel.h"
@@ -20,3 +21,23 @@
 /// `DBGProblem`. No state is kept; allocation failure throws `std::bad_alloc`.
 void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& other, PixRectWrap<ARGBVal>& dest,
                   PixRectRW<RGBPixel<float>>* flow, float t);
+
+namespace tumblewash::imagelib {
+
+/// Two pictures on their way into each other, and the motion between them.
+struct DeepMorph {
+    DeepView first;                        ///< where the morph begins
+    DeepView last;                         ///< where it ends; of the same size
+    PixRectRW<RGBPixel<float>>* forward;   ///< how the first one moves
+    PixRectRW<RGBPixel<float>>* backward;  ///< how the last one moves
+};
+
+/// A whole morph frame of deep pixels: the first picture moved the fraction `forward` of its way, over it the
+/// last picture moved the fraction `back` of its way, blended by level / 255 (`deepBlendRow`). Positions as
+/// in `MorphBetween`, readings as in `deepBilinearRow`, with `nothing` outside and in the last row of an odd
+/// height. `dest` has the pictures' size and overlaps neither. No state, no log; allocation failure throws
+/// `std::bad_alloc`.
+void morphDeep(const DeepMorph& morph, const DeepTarget& dest, float forward, float back, int level,
+               const kernels::DeepPixel& nothing);
+
+}  // namespace tumblewash::imagelib

@@ -3,6 +3,7 @@
 // It does not make fields (the plug-in's surface builders do) and it does not interpolate between pixels.
 #pragma once
 
+#include "ImageLib/source/DeepPicture.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/RGBPixel.h"
 
@@ -23,3 +24,14 @@
 /// `tumblewash::imagelib::logLine`.
 void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
                       PixRectRW<RGBPixel<float>>* flow, float fac);
+
+namespace tumblewash::imagelib {
+
+/// The same for deep pixels: every pixel of `dest` that `DistortUsingFlow` would write in a frame of this
+/// size without gaps gets the deep pixel of `src` from the same place, all four channels as they are, and
+/// `nothing` in place of the zero pixel; the others stay. The pictures have one size and do not overlap. No
+/// state, no log; allocation failure throws `std::bad_alloc`.
+void warpDeep(const DeepView& src, const DeepTarget& dest, PixRectRW<RGBPixel<float>>& flow, float fac,
+              const kernels::DeepPixel& nothing);
+
+}  // namespace tumblewash::imagelib

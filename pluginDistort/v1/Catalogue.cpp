@@ -77,7 +77,10 @@ const EffectRecord* findEffectRecord(std::string_view id) {
 }
 
 double effectFraction(FractionRule rule, std::int32_t renderFrame, std::int32_t frameCount) {
-    const double percent = static_cast<double>(renderFrame) / static_cast<double>(frameCount);
+    return effectFractionAt(rule, static_cast<double>(renderFrame) / static_cast<double>(frameCount));
+}
+
+double effectFractionAt(FractionRule rule, double percent) {
     const double hundredth = percent / 100;
     const double remaining = (1 - percent) / 100;
     const double lpercent = hundredth * hundredth * 10000;

@@ -65,6 +65,9 @@ const EffectRecord* findEffectRecord(std::string_view id);
 /// eased rules keep a detour through hundredths, which decides the last bits.
 double effectFraction(FractionRule rule, std::int32_t renderFrame, std::int32_t frameCount);
 
+/// The same at any p, 0 to 1.
+double effectFractionAt(FractionRule rule, double p);
+
 /// Length in frames that a speed setting (0 to 1) asks for: speed x 110 + 10 in single precision, truncated,
 /// made even by adding 1 when odd. Speeds outside 0 to 1 keep the formula; the result saturates at the
 /// largest even 32-bit number and at the smallest, and a speed that is not a number gives 0.

@@ -25,6 +25,11 @@ PixRectRW<RGBPixel<float>>* makeWashAway(hyPluginDirection direction);
 /// column, both most at the top, like a plate tipping away. Ownership and failure as in `makeWashAway`.
 PixRectRW<RGBPixel<float>>* makeTiltPlate(float zoom, int gran);
 
+/// What the tilts of the catalogue make their plate with.
+inline constexpr float kTiltZoom = 5.0f;
+/// Cells along each side of that plate.
+inline constexpr int kTiltCells = 32;
+
 /// The magnifying-glass field: `gran` x `gran` cells, a lens of 0.4 x gran cells in the middle; its rim is a
 /// visible step. No effect of the catalogue uses it. Ownership and failure as in `makeWashAway`.
 PixRectRW<RGBPixel<float>>* makeMagnifyingGlass(float zoom, int gran);

@@ -5,12 +5,15 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <vector>
 
 #include "ImageLib/kernels/BlockMatch.h"
+#include "ImageLib/kernels/DeepConvertRow.h"
 #include "ImageLib/source/Correlator.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/SICommon.h"
 #include "ImageLib/source/SamplePixRect.h"
+#include "pluginDistort/v1/DeepProcess.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/process_init.h"
 
@@ -172,4 +175,24 @@ Field* MakeFlowField(Frame& fromFrame, Frame& toFrame, Frame&) {
     from.prepare();
     const std::unique_ptr<Field> flow = latticeOfOffsets(from.pixels(), to.pixels(), sx, sy);
     return enlarged(*flow);
+}
+
+tumblewash::plugin::DeepMotion tumblewash::plugin::estimateDeepMotion(const imagelib::DeepView& first,
+                                                                      const imagelib::DeepView& last,
+                                                                      const kernels::DeepRange& range) {
+    const auto shallow = [&range](const imagelib::DeepView& picture) {
+        const auto pitch = static_cast<std::size_t>(picture.width) * 4;
+        std::vector<unsigned char> frame(pitch * static_cast<std::size_t>(picture.height));
+        for (int y = 0; y < picture.height; ++y)
+            kernels::deepToFrameRow(picture.row(y), &frame[pitch * static_cast<std::size_t>(y)],
+                                    picture.width, range);
+        return frame;
+    };
+    std::vector<unsigned char> firstBytes = shallow(first), lastBytes = shallow(last);
+    Frame firstFrame(reinterpret_cast<ARGBVal*>(firstBytes.data()), first.width, first.height, SIAllLines);
+    Frame lastFrame(reinterpret_cast<ARGBVal*>(lastBytes.data()), last.width, last.height, SIAllLines);
+    DeepMotion motion;
+    motion.forward.reset(MakeFlowField(firstFrame, lastFrame, firstFrame));
+    motion.backward.reset(MakeFlowField(lastFrame, firstFrame, firstFrame));
+    return motion;
 }

@@ -196,6 +196,22 @@ void tumblewash::plugin::projectFields(ContImageRef<ARGBVal>& even, ContImageRef
     fillFromFields(from, to, 2, box, pp);
 }
 
+void tumblewash::plugin::projectDeep(const DeepFill* fields, int fieldCount, const imagelib::Region& box,
+                                     const PlanarProj& pp, bool nearest) {
+    const kernels::DeepField& first = fields[0].from;
+    const imagelib::Region source{0, 0, first.columns - 1, first.rows - 1};
+    forEachProjectedRun(box, source, pp, [&](int x, int y, int n, const float* x2, const float* y2) {
+        kernels::DeepReading readings[2];
+        for (int f = 0; f < fieldCount; ++f)
+            readings[f] = {fields[f].from,
+                           fields[f].to + y * fields[f].toPitch + x * kernels::deepPixelBytes};
+        if (nearest)
+            kernels::deepNearestRow(readings[0], x2, y2, n);
+        else
+            kernels::deepBilinearRow(readings, fieldCount, x2, y2, n);
+    });
+}
+
 void DistortUsingProj(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width,
                       int height, float factor, bool proxyOnly) {
     siprintf("DistortUsingProj %d %d fac=%f\n\r", width, height, static_cast<double>(factor));

@@ -1,7 +1,10 @@
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 
+#include "pluginDistort/v1/DeepProcess.h"
 #include "pluginDistort/v1/DistortProcess.h"
 
 namespace {
@@ -27,20 +30,38 @@ int washReach(hyPluginDirection direction, int x, int y) {
     }
 }
 
-}  // namespace
-
-Field* makeWashAway(hyPluginDirection direction) {
+/// One number drawn for each cell, row by row.
+template <class Draw>
+std::unique_ptr<Field> washAway(hyPluginDirection direction, Draw draw) {
     const bool vertical = direction == kPluginDirectionUp || direction == kPluginDirectionDown;
     auto field = std::make_unique<Field>(64, 64);
     for (int y = 0; y < 64; ++y) {
         for (int x = 0; x < 64; ++x) {
-            const int n = std::rand() % 25 + 1;
+            const int n = draw() % 25 + 1;
             const float speed = static_cast<float>(n + 3) / static_cast<float>(n + 1);
             const float move = speed * static_cast<float>(washReach(direction, x, y)) * 0.015625f;
             store(*field, x, y, vertical ? 0.0f : move, vertical ? move : 0.0f);
         }
     }
-    return field.release();
+    return field;
+}
+
+}  // namespace
+
+Field* makeWashAway(hyPluginDirection direction) {
+    return washAway(direction, [] { return std::rand(); }).release();
+}
+
+std::unique_ptr<Field> tumblewash::plugin::seededWashAway(hyPluginDirection direction, unsigned seed) {
+    // 128 bytes select the additive generator behind the library's rand().
+    std::array<char, 128> state{};
+    random_data data{};
+    initstate_r(seed, state.data(), state.size(), &data);
+    return washAway(direction, [&data] {
+        std::int32_t drawn = 0;
+        random_r(&data, &drawn);
+        return drawn;
+    });
 }
 
 Field* makeTiltPlate(float zoom, int gran) {

@@ -75,7 +75,7 @@ void makeField(const EffectRecord& effect, const HYPluginTransitionInfo* info, _
             ed.flowField1 = makeWashAway(info ? info->ver2.direction : kPluginDirectionNone);
             break;
         case FieldMaker::tiltPlate:
-            ed.flowField1 = makeTiltPlate(5.0f, 32);
+            ed.flowField1 = makeTiltPlate(kTiltZoom, kTiltCells);
             break;
         case FieldMaker::none:
             break;

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <tuple>
 
 #include "ImageLib/source/ContImage.h"
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/SICommon.h"
+#include "pluginDistort/v1/DeepProcess.h"
 #include "pluginDistort/v1/DistortProcess.h"
 #include "pluginDistort/v1/FrameViews.h"
 #include "pluginDistort/v1/Projection.h"
@@ -99,6 +101,14 @@ Corner spun(Corner corner, int cx, int cy, float rotat, bool interlaced) {
     return {sum(cx, x), sum(cy, interlaced ? y / 2 : y)};
 }
 
+/// The plate after the spin about the middle of the picture.
+Plate spunPlate(const Plate& flat, int width, int rows, float factor, bool interlaced) {
+    const auto rotat = static_cast<float>(factor * 6.283185308);
+    Plate plate = flat;
+    for (Corner& corner : plate) corner = spun(corner, width / 2, rows / 2, rotat, interlaced);
+    return plate;
+}
+
 void logCorners(const char* format, const Plate& p) {
     siprintf(format, p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y, p[3].x, p[3].y);
 }
@@ -132,10 +142,74 @@ struct Box {
     bool meets(const PixRectWrap<ARGBVal>& frame) const {
         return maxx >= frame.lx() && minx <= frame.hx() && maxy >= frame.ly() && miny <= frame.hy();
     }
+    /// The same for deep pixels: what of the box lies inside, empty where nothing does.
+    tumblewash::imagelib::Region within(int columns, int rows) const {
+        return tumblewash::imagelib::Region{minx, miny, maxx, maxy}.clipped({0, 0, columns - 1, rows - 1});
+    }
     PixRectRWRef<ARGBVal> of(PixRectWrap<ARGBVal>& frame) const { return {frame, minx, miny, maxx, maxy}; }
 };
 
+/// The mean of the same lattice of deep pixels, weighed by their alpha, opaque; black where all is
+/// transparent. A frame's byte truncates the mean, so this one is as coarse: 255 steps from black to white.
+tumblewash::kernels::DeepPixel averageColour(const tumblewash::imagelib::DeepView& picture,
+                                             const tumblewash::kernels::DeepRange& range) {
+    const int stepx = std::max(1, picture.width / 16);
+    const int stepy = std::max(1, picture.height / 16);
+    std::int64_t alpha = 0, red = 0, green = 0, blue = 0;
+    for (int y = 0; y < picture.height; y += stepy) {
+        for (int x = 0; x < picture.width; x += stepx) {
+            const tumblewash::kernels::DeepPixel pixel =
+                tumblewash::kernels::loadDeep(picture.row(y) + x * tumblewash::kernels::deepPixelBytes);
+            alpha += pixel.alpha;
+            red += pixel.red - range.black;
+            green += pixel.green - range.black;
+            blue += pixel.blue - range.black;
+        }
+    }
+    const auto mean = [&](std::int64_t sum) {
+        if (alpha == 0 || sum < 0) return range.black;
+        const std::int64_t span = range.white - range.black;
+        const std::int64_t step = std::min<std::int64_t>(sum * 65535 * 255 / (alpha * span), 255);
+        return static_cast<std::uint16_t>(range.black + (step * span + 127) / 255);
+    };
+    return {65535, mean(red), mean(green), mean(blue)};
+}
+
+/// A field of a deep picture, or all of it, with its rim, and the same lines of the picture to fill.
+tumblewash::plugin::DeepFill fieldFill(const tumblewash::imagelib::DeepView& src,
+                                       const tumblewash::imagelib::DeepTarget& dest, int line, int lines,
+                                       const tumblewash::kernels::DeepPixel& rim,
+                                       const tumblewash::kernels::DeepPixel& nothing) {
+    const int rows = (src.height + lines - 1 - line) / lines;
+    return {{src.row(line), lines * src.stride, src.width, rows, nothing, {2, 2 / lines, rim}},
+            dest.row(line),
+            lines * dest.stride};
+}
+
 }  // namespace
+
+void tumblewash::plugin::tumbleDeep(const imagelib::DeepView& src, const imagelib::DeepTarget& dest,
+                                    float factor, bool progressive, const kernels::DeepRange& range,
+                                    const kernels::DeepPixel& nothing) {
+    if (src.width < 2 || src.height < 2) return;
+    const int rows = progressive ? src.height : src.height / 2;
+    const bool interlaced = rows != src.height;
+    const Plate flat = flippedPlate(src.width, rows, factor);
+    const Plate plate = spunPlate(flat, src.width, rows, factor, interlaced);
+    const PlanarProj pp = projectionFor(plate, src.width, rows);
+    const Box box(plate);
+    const kernels::DeepPixel rim = averageColour(src, range);
+    if (progressive) {
+        const DeepFill all = fieldFill(src, dest, 0, 1, rim, nothing);
+        return projectDeep(&all, 1, box.within(src.width, src.height), pp, true);
+    }
+    const DeepFill fields[2] = {fieldFill(src, dest, 0, 2, rim, nothing),
+                                fieldFill(src, dest, 1, 2, rim, nothing)};
+    if (fields[0].from.rows == fields[1].from.rows)
+        return projectDeep(fields, 2, box.within(src.width, rows), pp, false);
+    for (const DeepFill& field : fields)
+        projectDeep(&field, 1, box.within(src.width, field.from.rows), pp, false);
+}
 
 void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
                 float factor, bool proxyOnly) {
@@ -150,8 +224,7 @@ void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidt
 
     Plate plate = flippedPlate(dwidth, rows, factor);
     logCorners("Tumble corners   %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
-    const auto rotat = static_cast<float>(factor * 6.283185308);
-    for (Corner& corner : plate) corner = spun(corner, width / 2, rows / 2, rotat, interlaced);
+    plate = spunPlate(plate, width, rows, factor, interlaced);
     logCorners("Tumble corners R %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
 
     PlanarProj pp = projectionFor(plate, dwidth, rows);
