@@ -118,6 +118,7 @@ Edit editOf(const Options& o) {
     edit.output.fit = o.fit;
     edit.output.crf = o.crf;
     if (!o.preset.empty()) edit.output.preset = o.preset;
+    edit.output.alpha = o.alpha;
     edit.still = EditTime{o.still, {}};
     edit.sound = o.audio;
     edit.chapters = o.chapters;

@@ -41,6 +41,7 @@ struct Options : edit::RenderSettings {
     host::AudioPolicy audio = host::AudioPolicy::natural;
     std::optional<int> crf;
     std::string preset;
+    bool alpha = false;
     bool chapters = false;
     std::string title;
     std::string comment;
@@ -49,7 +50,6 @@ struct Options : edit::RenderSettings {
 
     std::optional<int> frame;  ///< `frame`: K of N
     std::optional<int> of;
-    bool alpha = false;
     int columns = 6;
     Theme theme = Theme::Dark;
 

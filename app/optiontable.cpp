@@ -215,8 +215,8 @@ const OptionRow kOptions[] = {
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,
      [](Options& o, const std::string& v) { o.plot = v; }},
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
-     "keep the effect's transparency in the picture instead of laying it on black", kFrame,
-     [](Options& o, const std::string&) { o.alpha = true; }},
+     "keep transparency instead of laying it on black: in pictures, .mov (ProRes 4444), .mkv (FFV1), .webm",
+     kEdits | kFrame, [](Options& o, const std::string&) { o.alpha = true; }},
     {"--columns", "", "N", ValueKind::Text, "", kPictureGroup,
      "pictures in a row of the sheet, 2 to 12 (default 6)", kSheet,
      [](Options& o, const std::string& v) { o.columns = parseInteger(v, 2, 12, "--columns"); }},
@@ -315,8 +315,8 @@ const std::vector<CommandRow> kCommands = {
      "render one frame of a transition into a picture",
      "Takes pictures or clips; of clips it takes the frames that a join would. With pictures of equal size "
      "the result "
-     "holds exactly the bytes that the effect wrote: the colours, or with --alpha all four channels. Effects "
-     "of one "
+     "holds exactly the bytes that the effect wrote: the colours, or with --alpha all four channels; "
+     "transparent pictures move with their alpha then. Effects of one "
      "clip take A when the picture leaves, and B, where given, when it arrives.",
      {{"tumblewash frame a.png b.png -o mid.png --effect tumble-away --frame 15 --of 30",
        "the middle of a tumble"}}},

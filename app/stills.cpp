@@ -120,6 +120,7 @@ void makeFrame(const Options& given) {
     job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;
     job.proxy = o.proxy;
+    job.alpha = o.alpha;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
     StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha, &interruptFlag());

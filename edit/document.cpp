@@ -182,6 +182,7 @@ EditOutput readOutput(const Fields& in) {
     output.fit = in.word("fit", fitWords()).value_or(output.fit);
     if (const auto crf = in.whole("crf", 0, 63)) output.crf = static_cast<int>(*crf);
     if (const auto preset = in.word("preset", presetWords())) output.preset = *preset;
+    output.alpha = in.flag("alpha").value_or(false);
     return output;
 }
 
@@ -256,6 +257,7 @@ Json outputJson(const EditOutput& output) {
     if (output.fit != EditOutput().fit) json["fit"] = wordFor(fitWords(), output.fit);
     if (output.crf) json["crf"] = *output.crf;
     if (output.preset) json["preset"] = *output.preset;
+    if (output.alpha) json["alpha"] = true;
     return json;
 }
 

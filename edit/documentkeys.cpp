@@ -122,7 +122,8 @@ std::span<const KeyRow> outputKeys() {
         {"rate", KeyType::Rate, "frames per second; else the first clip's"},
         {"fit", KeyType::Fit, "how pictures of another shape are brought to the size"},
         {"crf", KeyType::Crf, "quality of the encoder, lower is better"},
-        {"preset", KeyType::Preset, "speed of the encoder against the size of the file"}};
+        {"preset", KeyType::Preset, "speed of the encoder against the size of the file"},
+        {"alpha", KeyType::Flag, "keep transparency, in files that hold it"}};
     return kKeys;
 }
 

@@ -67,6 +67,7 @@ struct EditOutput {
     media::Fit fit = media::Fit::contain;
     std::optional<int> crf;
     std::optional<std::string> preset;
+    bool alpha = false;  ///< keep transparency; the kind of file must hold it
     bool operator==(const EditOutput&) const = default;
 };
 

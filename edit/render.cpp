@@ -141,6 +141,7 @@ class Pass {
         job.layout = writer_.preferredLayout();
         job.matrix = writer_.matrix();
         job.fields = request_.fields;
+        job.alpha = request_.writer.keepAlpha;
         return job;
     }
 

@@ -304,6 +304,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.crf = edit.output.crf.value_or(-1);
     writer.preset = edit.output.preset.value_or("");
     writer.force = settings.force;
+    writer.keepAlpha = edit.output.alpha;
     writer.cancel = settings.cancel;
     checkOutputs(settings, inputs);
     checkWriter(settings, writer);
@@ -319,12 +320,14 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.rate = request.rate;
     checkWriter(settings, writer);
 
-    // Line order is kept where all clips have the first one's.
-    FieldOrder fields =
-        carriesFields(settings.output) && !infos.empty() ? infos.front().fields : FieldOrder::progressive;
+    const bool alpha = edit.output.alpha;
+    // Line order is kept where all clips have the first one's; pictures with transparency have none.
+    FieldOrder fields = carriesFields(settings.output) && !alpha && !infos.empty() ? infos.front().fields
+                                                                                   : FieldOrder::progressive;
     ReaderSettings reader = readerSettings(edit, settings, request);
     reader.keepFields = fields != FieldOrder::progressive;
-    if (evenOnly) {
+    reader.keepAlpha = alpha;
+    if (evenOnly && !alpha) {
         reader.layout = PixelLayout::yuv420;
         reader.matrix = colourMatrixFor(request.size.width, request.size.height);
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "edit/deepframes.h"
 #include "edit/errors.h"
 #include "edit/plan.h"
 #include "media/Quoting.h"
@@ -63,7 +64,8 @@ PictureRef StillInput::at(std::int64_t index) {
 }
 
 StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, StillPair inputs)
-    : job_(std::move(job)) {
+    : job_(std::move(job)), alpha_(job_.alpha) {
+    job_.alpha = false;
     const Placement placement = placementOf(job_.effect);
     const bool two = placement == Placement::Overlap || placement == Placement::Halves;
     if (placement == Placement::Cut)
@@ -138,7 +140,24 @@ PictureRef StillRenderer::render(std::int64_t k, FrameResult* result) {
     keyed_ = true;
     FrameResult done = renderInto(k, picture);
     if (result) *result = std::move(done);
-    return picture;
+    if (!alpha_ || !transparent(k)) return picture;
+    TransitionJob deep = job_;
+    deep.alpha = true;
+    const bool morph = placementOf(job_.effect) == Placement::Halves;
+    return DeepFrames(deep, morph ? sourceA(0) : PictureRef(), sourceB(k)).render(k, sourceA(k), sourceB(k));
+}
+
+bool StillRenderer::transparent(std::int64_t k) {
+    const std::int64_t first = placementOf(job_.effect) == Placement::Halves ? 0 : k;
+    for (const PictureRef& picture : {sourceA(first), sourceB(k)}) {
+        if (!picture) continue;
+        for (int y = 0; y < picture.height(); ++y) {
+            const std::uint8_t* row = picture.data() + y * picture.stride();
+            for (int x = 0; x < picture.width(); ++x)
+                if (row[4 * x] != 255) return true;
+        }
+    }
+    return false;
 }
 
 HYPluginClipInfo StillRenderer::finish() {

@@ -45,7 +45,9 @@ struct StillPair {
     StillInput* b = nullptr;  ///< may be null for effects of one clip
 };
 
-/// One session that renders chosen frames of a transition of `frames` frames.
+/// One session that renders chosen frames of a transition of `frames` frames. With the job's alpha, frames of
+/// pictures that are transparent somewhere are rendered over deep pixels; those of opaque pictures are the
+/// plug-in's own bytes as ever.
 class StillRenderer {
   public:
     /// Checks the lengths (Refusal with the numbers) and opens a session (HostError).
@@ -64,8 +66,10 @@ class StillRenderer {
     host::FramePlace place(std::int64_t k) const;
     media::PictureRef pictureAt(host::FramePlace place);
     host::FrameResult renderInto(std::int64_t k, const media::PictureRef& picture);
+    bool transparent(std::int64_t k);
 
     TransitionJob job_;
+    bool alpha_;
     StillInput* clips_[2] = {nullptr, nullptr};
     PictureSource source_;
     std::unique_ptr<host::Session> session_;

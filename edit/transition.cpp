@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "edit/deepframes.h"
 #include "edit/errors.h"
 #include "edit/picturesource.h"
 
@@ -38,8 +41,8 @@ struct Task {
 SessionSettings sessionSettings(const TransitionJob& job) {
     SessionSettings s;
     s.effect = job.effect.index;
-    s.width = job.size.width;
-    s.height = job.size.height;
+    s.width = job.deep() ? host::kMinPictureSide : job.size.width;
+    s.height = job.deep() ? host::kMinPictureSide : job.size.height;
     s.startFrame = static_cast<std::int32_t>(job.firstA);
     s.frameCount = static_cast<std::int32_t>(job.frames);
     s.proxy = job.proxy;
@@ -86,10 +89,11 @@ struct ParallelRenderer::Impl {
         const bool two = static_cast<bool>(task.b);
         worker.source->put(a, std::move(task.a));
         if (two) worker.source->put(b, std::move(task.b));
-        out = PictureRef::makeArgb(job.size.width, job.size.height);
+        const SessionSettings& settings = worker.session->settings();
+        out = PictureRef::makeArgb(settings.width, settings.height);
         FrameResult result =
             worker.session->renderFrame(static_cast<std::int32_t>(task.frame),
-                                        {out.data(), out.stride(), job.size.width, job.size.height});
+                                        {out.data(), out.stride(), settings.width, settings.height});
         worker.source->drop(a);
         if (two) worker.source->drop(b);
         if (!result.ok())
@@ -99,10 +103,26 @@ struct ParallelRenderer::Impl {
         return result;
     }
 
+    /// What the session says about a frame that is rendered over deep pixels.
+    Task standIn(const Task& task) const { return {task.frame, blank, task.b ? blank : PictureRef()}; }
+
+    /// The motion of a morph is found once, by whoever comes first.
+    const DeepFrames& deepFrames() {
+        std::call_once(deepMade, [this] { deep.emplace(job, first.a, key); });
+        return *deep;
+    }
+
     TransitionFrame render(Worker& worker, Task task) {
+        if (!job.deep()) return renderBytes(worker, std::move(task));
+        TransitionFrame frame = renderBytes(worker, standIn(task));
+        frame.picture = deepFrames().render(task.frame, task.a, task.b);
+        return frame;
+    }
+
+    TransitionFrame renderBytes(Worker& worker, Task task) {
         PictureRef picture;
         if (morph && !worker.keyed && task.frame != 0) {
-            renderTask(worker, first, picture);
+            renderTask(worker, job.deep() ? standIn(first) : first, picture);
             restoreKey(worker);
         }
         worker.keyed = true;
@@ -111,14 +131,19 @@ struct ParallelRenderer::Impl {
         TransitionFrame frame;
         frame.asked = result.asked;
         frame.warning = result.warning;
-        frame.picture =
-            job.layout == PixelLayout::argb ? std::move(picture) : fromArgb(picture, job.matrix, job.fields);
+        if (!job.deep())
+            frame.picture = job.layout == PixelLayout::argb ? std::move(picture)
+                                                            : fromArgb(picture, job.matrix, job.fields);
         return frame;
     }
 
     // The last frame's place is also a frame's own: dropping that one must not lose the key.
-    void restoreKey(Worker& worker) { worker.source->put(placeA(job.frames - 1), key); }
+    void restoreKey(Worker& worker) { worker.source->put(placeA(job.frames - 1), job.deep() ? blank : key); }
     PictureRef key;
+
+    PictureRef blank;  ///< what a session is lent whose pictures nobody sees
+    std::once_flag deepMade;
+    std::optional<DeepFrames> deep;
 
     void work(Worker& worker) {
         for (;;) {
@@ -172,6 +197,11 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
     impl_->cancel = cancel;
     impl_->morph = placementOf(job.effect) == Placement::Halves;
     impl_->key = std::move(key);
+    if (job.deep()) {
+        impl_->blank = PictureRef::makeArgb(host::kMinPictureSide, host::kMinPictureSide);
+        std::memset(impl_->blank.data(), 0,
+                    static_cast<std::size_t>(impl_->blank.stride()) * host::kMinPictureSide);
+    }
     impl_->workers.resize(static_cast<std::size_t>(std::max(1, sessions)));
     for (Impl::Worker& worker : impl_->workers) {
         worker.source = std::make_unique<PictureSource>();

@@ -28,8 +28,15 @@ struct TransitionJob {
     std::uint32_t seed = 1;
     bool proxy = false;
     media::PixelLayout layout = media::PixelLayout::argb;       ///< of the pictures handed out
-    media::ColourMatrix matrix = media::ColourMatrix::bt601;    ///< of yuv420 pictures handed out
-    media::FieldOrder fields = media::FieldOrder::progressive;  ///< of yuv420 pictures handed out
+    media::ColourMatrix matrix = media::ColourMatrix::bt601;    ///< of planar pictures handed out
+    media::FieldOrder fields = media::FieldOrder::progressive;  ///< of planar pictures handed out
+    bool alpha = false;  ///< pictures come and go with straight alpha, which moves with them
+
+    /// True when the pictures are rendered over deep pixels (deepframes.h) instead of by the plug-in, which
+    /// knows 8 bits and no transparency.
+    bool deep() const noexcept {
+        return alpha || layout == media::PixelLayout::deep || layout == media::PixelLayout::yuv420p10;
+    }
 };
 
 /// One finished frame.
@@ -39,7 +46,9 @@ struct TransitionFrame {
     std::string warning;                     ///< something the plug-in got over by itself, or empty
 };
 
-/// Session settings of a job, without sound: levels are asked for, samples are mixed by the caller.
+/// Session settings of a job, without sound: levels are asked for, samples are mixed by the caller. Where the
+/// pictures are rendered over deep pixels, the session has the smallest pictures there are: it is asked for
+/// its levels and its clip record only.
 host::SessionSettings sessionSettings(const TransitionJob& job);
 
 /// Renders in threads of its own. One thread submits and takes.

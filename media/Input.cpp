@@ -213,6 +213,13 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads, bool stri
     : file_(file), stream_(file.context().streams[stream]) {
     const AVCodecParameters& parameters = *stream_->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
+    // The library's own decoder of VP9 and VP8 leaves out the second stream, which holds transparency.
+    if (const AVDictionaryEntry* mode = av_dict_get(stream_->metadata, "alpha_mode", nullptr, 0);
+        mode != nullptr && std::strcmp(mode->value, "1") == 0) {
+        const AVCodec* both = avcodec_find_decoder_by_name(
+            parameters.codec_id == AV_CODEC_ID_VP9 ? "libvpx-vp9" : "libvpx");
+        if (both != nullptr && both->id == parameters.codec_id) decoder = both;
+    }
     if (decoder == nullptr)
         undecodable(file.path(), std::string("holds ") + avcodec_get_name(parameters.codec_id) +
                                      ", which no decoder here knows; convert it first");

@@ -15,6 +15,7 @@ extern "C" {
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
+#include "media/detail/AlphaPictures.h"
 #include "media/detail/Sink.h"
 
 namespace tumblewash::media {
@@ -108,6 +109,9 @@ class MovieSink final : public Sink {
   private:
     void openMuxer();
     void openVideo();
+    void setUpAlpha(AVCodecContext& codec) const;
+    void setUpVp9(AVCodecContext& codec) const;
+    FramePtr nativeFrame(const PictureRef& picture) const;
     void openAudio();
     void writeHeader();
     void addTags();
@@ -121,6 +125,7 @@ class MovieSink final : public Sink {
         : output_(output),
           settings_(settings),
           container_(container),
+          alpha_(settings.keepAlpha ? &alphaEncoderFor(output) : nullptr),
           matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
           file_(output, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
@@ -128,6 +133,7 @@ class MovieSink final : public Sink {
     const std::string output_;
     const WriterSettings settings_;
     const Container& container_;
+    const AlphaEncoder* const alpha_;  // null: opaque pictures
     const ColourMatrix matrix_;
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
@@ -195,29 +201,23 @@ void MovieSink::tagColours(AVCodecContext& codec) const {
 
 void MovieSink::openVideo() {
     const bool webm = isWebm(container_);
-    video_ = makeEncoder(container_.videoEncoder);
+    video_ = makeEncoder(alpha_ != nullptr ? alpha_->encoder : container_.videoEncoder);
     AVCodecContext& codec = *video_;
     codec.width = settings_.width;
     codec.height = settings_.height;
-    codec.pix_fmt = AV_PIX_FMT_YUV420P;
+    codec.pix_fmt = alpha_ != nullptr ? alpha_->format : AV_PIX_FMT_YUV420P;
     codec.framerate = asAv(settings_.rate);
     codec.time_base = av_inv_q(codec.framerate);
     codec.sample_aspect_ratio = {1, 1};
     codec.thread_count =
         settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxEncoderThreads);
     tagColours(codec);
-    const int crf = settings_.crf >= 0 ? settings_.crf : (webm ? 31 : 20);
     const Preset& preset = presetOf(output_, settings_.preset);
-    av_opt_set_int(codec.priv_data, "crf", crf, 0);
     const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
     if (webm) {
-        codec.bit_rate = 0;
-        codec.gop_size = static_cast<int>(std::lround(5 * settings_.rate.value()));
-        av_opt_set(codec.priv_data, "deadline", "good", 0);
-        av_opt_set_int(codec.priv_data, "cpu-used", preset.cpuUsed, 0);
-        av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
-        av_opt_set_int(codec.priv_data, "lag-in-frames", large ? kLargeLag : kUsualLag, 0);
-    } else {
+        setUpVp9(codec);
+    } else if (alpha_ == nullptr) {
+        av_opt_set_int(codec.priv_data, "crf", settings_.crf >= 0 ? settings_.crf : 20, 0);
         av_opt_set(codec.priv_data, "preset", preset.name, 0);
         if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
         std::string parameters = large ? kLargeParameters : kUsualParameters;
@@ -231,10 +231,40 @@ void MovieSink::openVideo() {
         }
         av_opt_set(codec.priv_data, "x264-params", parameters.c_str(), 0);
     }
+    if (alpha_ != nullptr) setUpAlpha(codec);
     videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     videoStream_->avg_frame_rate = videoStream_->r_frame_rate = codec.framerate;
     videoStream_->sample_aspect_ratio = {1, 1};
     open(codec, *videoStream_);
+}
+
+void MovieSink::setUpVp9(AVCodecContext& codec) const {
+    const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
+    codec.bit_rate = 0;
+    codec.gop_size = static_cast<int>(std::lround(5 * settings_.rate.value()));
+    av_opt_set_int(codec.priv_data, "crf", settings_.crf >= 0 ? settings_.crf : 31, 0);
+    av_opt_set(codec.priv_data, "deadline", "good", 0);
+    av_opt_set_int(codec.priv_data, "cpu-used", presetOf(output_, settings_.preset).cpuUsed, 0);
+    av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
+    av_opt_set_int(codec.priv_data, "lag-in-frames", large ? kLargeLag : kUsualLag, 0);
+}
+
+/// What the encoders want besides, to keep transparency.
+void MovieSink::setUpAlpha(AVCodecContext& codec) const {
+    if (codec.pix_fmt == AV_PIX_FMT_YUVA420P) {
+        // Its two streams must have their pictures in step.
+        av_opt_set_int(codec.priv_data, "auto-alt-ref", 0, 0);
+    } else if (codec.pix_fmt == AV_PIX_FMT_YUVA444P10) {
+        av_opt_set(codec.priv_data, "profile", "4444", 0);
+        av_opt_set(codec.priv_data, "vendor", "apl0", 0);
+        av_opt_set_int(codec.priv_data, "alpha_bits", 16, 0);
+    } else {
+        codec.level = 3;
+        codec.slices = 4;
+        codec.colorspace = AVCOL_SPC_RGB;
+        codec.color_range = AVCOL_RANGE_JPEG;
+        av_opt_set_int(codec.priv_data, "slicecrc", 1, 0);
+    }
 }
 
 void MovieSink::openAudio() {
@@ -318,14 +348,18 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
     }
 }
 
+FramePtr MovieSink::nativeFrame(const PictureRef& picture) const {
+    if (alpha_ != nullptr) return alphaFrame(picture, *alpha_, matrix_);
+    return shareFrame(*fromArgb(picture, matrix_, settings_.fields).storage()->frame);
+}
+
 void MovieSink::picture(const PictureRef& picture) {
-    const PictureRef native = fromArgb(picture, matrix_, settings_.fields);
-    const FramePtr frame = shareFrame(*native.storage()->frame);
+    const FramePtr frame = nativeFrame(picture);
     frame->pts = pictures_++;
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->pkt_duration = 1;
     frame->sample_aspect_ratio = {1, 1};
-    frame->color_range = AVCOL_RANGE_MPEG;
+    frame->color_range = video_->color_range;
     frame->colorspace = video_->colorspace;
     frame->color_primaries = video_->color_primaries;
     frame->color_trc = video_->color_trc;
@@ -393,6 +427,14 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
     if (settings.width % 2 != 0 || settings.height % 2 != 0)
         refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
                std::to_string(settings.height) + "; round the size");
+    if (settings.keepAlpha) {
+        const AlphaEncoder& encoder = alphaEncoderFor(output);
+        if (settings.crf >= 0 && !encoder.crf)
+            refuse(std::string("transparency goes into ") + encoder.name +
+                   " here, which has no --crf; leave it out");
+        if (settings.fields != FieldOrder::progressive)
+            refuse("pictures with transparency are not interlaced");
+    }
     const int best = isWebm(container) ? 63 : 51;
     if (settings.crf > best) refuse("--crf goes from 0 to " + std::to_string(best) + " here");
     if (settings.fields != FieldOrder::progressive && isWebm(container))

@@ -240,7 +240,7 @@ const WriterSettings& Writer::settings() const noexcept {
     return impl_->settings;
 }
 PixelLayout Writer::preferredLayout() const noexcept {
-    return impl_->kind.layout;
+    return impl_->settings.keepAlpha ? PixelLayout::argb : impl_->kind.layout;
 }
 ColourMatrix Writer::matrix() const noexcept {
     return impl_->settings.matrix.value_or(colourMatrixFor(impl_->settings.width, impl_->settings.height));

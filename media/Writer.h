@@ -35,8 +35,8 @@ struct WriterSettings {
         FieldOrder::progressive;         ///< interlaced coding and tags (H.264); others need progressive
     std::optional<ColourMatrix> matrix;  ///< of the movie's pictures and tags; none: `colourMatrixFor` its
                                          ///< size. The clips' own saves them a conversion
-    bool keepAlpha = false;  ///< PNG sequences: RGBA with alpha as it comes; else RGB, alpha dropped:
-                             ///< the colour bytes as they are
+    bool keepAlpha = false;  ///< straight alpha as it comes: PNG sequences, .mov (ProRes 4444), .mkv (FFV1),
+                             ///< .webm (VP9); else alpha is dropped, the colour bytes as they are
     bool force = false;      ///< replace an existing output
     std::string title;       ///< movies: tags, none where empty
     std::string comment;
@@ -65,7 +65,7 @@ class Writer {
     ~Writer();
 
     const WriterSettings& settings() const noexcept;
-    /// The layout this output takes without a conversion: what readers should be asked for.
+    /// The layout this output takes without a conversion: what readers should be asked for; ARGB with alpha.
     PixelLayout preferredLayout() const noexcept;
     /// The matrix of yuv420 pictures it takes without a conversion: as set, else `colourMatrixFor` its size.
     ColourMatrix matrix() const noexcept;

@@ -43,6 +43,13 @@ PictureRef drawn(int width, int height, int salt) {
     return picture;
 }
 
+// The same picture without transparency.
+PictureRef opaque(const PictureRef& picture) {
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x) picture.data()[y * picture.stride() + x * 4] = 255;
+    return picture;
+}
+
 StillSettings withAlpha() {
     StillSettings settings;
     settings.keepAlpha = true;
@@ -76,8 +83,8 @@ PictureRef rendered(const std::string& id, const PictureRef& a, const PictureRef
 
 TEST(FrameTest, PicturesOfEqualSizeGiveExactlyThePluginsBytes) {
     const Workshop shop;
-    const PictureRef a = drawn(97, 61, 3);
-    const PictureRef b = drawn(97, 61, 11);
+    const PictureRef a = opaque(drawn(97, 61, 3));
+    const PictureRef b = opaque(drawn(97, 61, 11));
     writePng(shop.file("a.png"), a, PngAlpha::keep);
     writePng(shop.file("b.png"), b, PngAlpha::keep);
     for (const std::string id : {"wash-away", "tilt-reveal", "tumble-away", "wash-reveal"}) {
@@ -88,6 +95,67 @@ TEST(FrameTest, PicturesOfEqualSizeGiveExactlyThePluginsBytes) {
         const PictureRef made = readStill(shop.file("f.png"), withAlpha());
         ASSERT_EQ(made.width(), 97);
         EXPECT_EQ(pixelsOf(made), pixelsOf(rendered(id, a, b, 7, 20))) << id;
+    }
+}
+
+TEST(FrameTest, TransparentPicturesMoveWithTheirAlphaAndColours) {
+    const Workshop shop;
+    const PictureRef a = drawn(97, 61, 3);
+    const PictureRef b = drawn(97, 61, 11);
+    writePng(shop.file("a.png"), a, PngAlpha::keep);
+    writePng(shop.file("b.png"), b, PngAlpha::keep);
+    // Where every pixel comes from: opaque pictures that hold their own addresses.
+    PictureRef places[2] = {opaque(drawn(97, 61, 1)), opaque(drawn(97, 61, 1))};
+    for (int n = 0; n < 2 * 97 * 61; ++n) {
+        std::uint8_t* p = places[n % 2].data() + n / 2 * 4;
+        for (int c = 1; c < 4; ++c) p[c] = static_cast<std::uint8_t>((n + 1) >> (8 * (c - 1)));
+    }
+    for (const std::string id : {"wash-away", "tilt-reveal", "wash-reveal"}) {
+        const RunResult result = shop.run({"frame", shop.file("a.png"), shop.file("b.png"), "-o",
+                                           shop.file("f.png"), "-e", id, "--frame", "7", "--of", "20",
+                                           "--alpha", "--direction", "left", "--seed", "9", "--force"});
+        ASSERT_EQ(result.code, 0) << result.err;
+        const PictureRef made = readStill(shop.file("f.png"), withAlpha());
+        const PictureRef from = rendered(id, places[0], places[1], 7, 20);
+        std::string moved;
+        for (int i = 0; i < 97 * 61; ++i) {
+            const std::uint8_t* p = from.data() + i * 4;
+            const int n = (p[1] | p[2] << 8 | p[3] << 16) - 1;
+            if (n < 0)
+                moved.append(4, 0);
+            else
+                moved.append(reinterpret_cast<const char*>((n % 2 == 0 ? a : b).data() + n / 2 * 4), 4);
+        }
+        EXPECT_EQ(pixelsOf(made), moved) << id;
+    }
+}
+
+TEST(FrameTest, ARampOfAlphaKeepsItsOrderAndItsColourWherePixelsAreMixed) {
+    const Workshop shop;
+    PictureRef ramp = PictureRef::makeArgb(96, 64);
+    for (int i = 0; i < 96 * 64; ++i) {
+        std::uint8_t* p = ramp.data() + i * 4;
+        p[0] = static_cast<std::uint8_t>(i % 96 * 255 / 95);
+        p[1] = p[2] = p[3] = 255;
+    }
+    writePng(shop.file("r.png"), ramp, PngAlpha::keep);
+    for (const std::string id : {"morph", "tumble-away"}) {
+        const RunResult result =
+            shop.run({"frame", shop.file("r.png"), shop.file("r.png"), "-o", shop.file("f.png"), "-e", id,
+                      "--frame", "2", "--of", "40", "--alpha", "--force"});
+        ASSERT_EQ(result.code, 0) << result.err;
+        const PictureRef made = readStill(shop.file("f.png"), withAlpha());
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 96; ++x) {
+                const std::uint8_t* p = made.data() + y * made.stride() + x * 4;
+                if (p[0] > 2) {
+                    ASSERT_GE(p[1], 254) << id << ": a dark fringe at " << x << ',' << y;
+                }
+                if (id != "morph" || x == 0 || y > 61) continue;
+                ASSERT_GE(p[0] + 2, p[-4]) << "the ramp turns round at " << x << ',' << y;
+                ASSERT_NEAR(p[0], x * 255 / 95, 2) << x << ',' << y;
+            }
+        }
     }
 }
 

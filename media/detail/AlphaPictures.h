@@ -1,0 +1,29 @@
+// Pictures with transparency as encoders take them: which encoder keeps it in which kind of file, and
+// straight alpha carried over without a rounding of its own: opaque stays opaque, nothing stays nothing. It
+// encodes nothing.
+#pragma once
+
+#include <string>
+
+#include "media/detail/Av.h"
+
+namespace tumblewash::media {
+
+/// The encoder that keeps transparency in one kind of movie file.
+struct AlphaEncoder {
+    const char* ending;    ///< of the file's name
+    const char* name;      ///< for readers
+    const char* encoder;   ///< the library's
+    AVPixelFormat format;  ///< what it is given
+    bool crf;              ///< it has such a scale
+};
+
+/// The one for `output`, a movie. Throws MediaError (badRequest), naming those there are, for files that hold
+/// no transparency.
+const AlphaEncoder& alphaEncoderFor(const std::string& output);
+
+/// A new frame of the encoder's format from a picture with straight alpha. Where chroma is shared by a block,
+/// pixels that do not show take no part in it.
+FramePtr alphaFrame(const PictureRef& picture, const AlphaEncoder& encoder, ColourMatrix matrix);
+
+}  // namespace tumblewash::media
