@@ -1,9 +1,5 @@
 #include "media/detail/Input.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -99,20 +95,15 @@ AVCodecID codecOfPhotos(std::string_view reader) {
 
 /// A file is what it holds, whatever it is called: a text called .mp4 is told apart here, and a WebP called
 /// .jpg is read as one. Its name is asked only where the content says nothing.
-Recognised recognise(const std::string& url, const std::string& path, const AVIOInterruptCB& interrupt) {
-    AVIOContext* io = nullptr;
-    const int opened = avio_open2(&io, url.c_str(), AVIO_FLAG_READ, &interrupt, nullptr);
-    if (opened == AVERROR_EXIT) return {};
-    if (opened < 0)
-        throw MediaError(MediaErrorCode::unreadable, path, "cannot be opened (" + avMessage(opened) + ")");
+Recognised recognise(const InputBytes& bytes, const std::string& url, const AVIOInterruptCB& interrupt) {
+    const InputIoPtr io = bytes.open(interrupt);
     const AVInputFormat* format = nullptr;
-    int score = av_probe_input_buffer2(io, &format, "", nullptr, 0, 0);
+    int score = av_probe_input_buffer2(io.get(), &format, "", nullptr, 0, 0);
     if (score != AVERROR_EXIT && score <= AVPROBE_SCORE_RETRY)
-        score = av_probe_input_buffer2(io, &format, url.c_str(), nullptr, 0, 0);
-    avio_closep(&io);
+        score = av_probe_input_buffer2(io.get(), &format, url.c_str(), nullptr, 0, 0);
     if (score == AVERROR_EXIT) return {};
     if (score < 0 || format == nullptr || refusedFormat(format->name))
-        undecodable(path, "is no movie or picture this program knows; convert it to MP4 or PNG first");
+        undecodable(bytes.path(), "is no movie or picture this program knows; convert it to MP4 or PNG first");
     constexpr std::string_view piped = "_pipe";
     const std::string_view name = format->name;
     if (!name.ends_with(piped)) return {format};
@@ -122,58 +113,67 @@ Recognised recognise(const std::string& url, const std::string& path, const AVIO
 
 }  // namespace
 
-void checkReadable(const std::string& path) {
-    struct stat status {};
-    const auto refuse = [&](const std::string& why) {
-        throw MediaError(MediaErrorCode::unreadable, path, why);
-    };
-    if (path.empty()) refuse("an empty file name; name a clip or a picture");
-    if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR) refuse("there is no such file; check the name");
-        refuse(std::string("cannot be opened (") + std::strerror(errno) + "); check the permissions");
-    }
-    if (S_ISDIR(status.st_mode)) refuse("is a folder; name one clip or picture in it");
-    if (!S_ISREG(status.st_mode)) refuse("is a pipe or device; save it as an ordinary file first");
-    if (status.st_size == 0) refuse("is empty (0 bytes); get a complete copy");
-    if (access(path.c_str(), R_OK) != 0) refuse("may not be read; check the permissions");
-}
-
-InputFile::InputFile(const std::string& path, CancelFlag cancel) : path_(path), cancel_(cancel) {
-    checkReadable(path);
-    throwIfRaised(cancel, path);
+InputFile::InputFile(std::shared_ptr<const InputBytes> bytes, CancelFlag cancel)
+    : bytes_(std::move(bytes)), cancel_(cancel) {
+    bytes_->checkUnchanged();
+    throwIfRaised(cancel, path());
     setDeadline(std::chrono::seconds(8));
-    const std::string url = "file:" + path;
+    const std::string url = "file:" + path();
     AVFormatContext* raw = orBadAlloc(avformat_alloc_context());
     raw->interrupt_callback = {&InputFile::interrupted, this};
+    raw->opaque = this;
+    raw->io_open = &InputFile::openSame;
+    raw->io_close2 = &InputFile::closeSame;
     Recognised found;
     try {
-        found = recognise(url, path, raw->interrupt_callback);
+        found = recognise(*bytes_, url, raw->interrupt_callback);
+        image_ = found.format != nullptr && std::strcmp(found.format->name, "image2") == 0;
+        // The reader of pictures asks for the file by its name, and gets the same one.
+        if (!image_) io_ = bytes_->open(raw->interrupt_callback);
     } catch (...) {
         avformat_free_context(raw);
         throw;
     }
     const AVInputFormat* const format = found.format;
+    raw->pb = io_.get();
     if (format == nullptr) {
         avformat_free_context(raw);
-        throwIfRaised(cancel, path);
-        undecodable(path, "takes too long to recognise; it is damaged, get a complete copy");
+        throwIfRaised(cancel, path());
+        undecodable(path(), "takes too long to recognise; it is damaged, get a complete copy");
     }
-    image_ = std::strcmp(format->name, "image2") == 0;
     raw->video_codec_id = found.photo;
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     if (image_) av_dict_set(&options, "pattern_type", "none", 0);
     const int opened = avformat_open_input(&raw, url.c_str(), format, &options);  // frees raw when it fails
     av_dict_free(&options);
-    throwIfRaised(cancel, path);
+    throwIfRaised(cancel, path());
     if (opened < 0)
-        undecodable(path, "is damaged or cut off (" + avMessage(opened) + "); get a complete copy");
+        undecodable(path(), "is damaged or cut off (" + avMessage(opened) + "); get a complete copy");
     context_.reset(raw);
     const int described = avformat_find_stream_info(raw, nullptr);
-    throwIfRaised(cancel, path);
+    throwIfRaised(cancel, path());
     if (described < 0)
-        undecodable(path, "is damaged or cut off (" + avMessage(described) + "); get a complete copy");
+        undecodable(path(), "is damaged or cut off (" + avMessage(described) + "); get a complete copy");
     clearDeadline();
+}
+
+/// The library opens files by name of its own accord, and may be told to by what a file holds: it gets this
+/// file or none.
+int InputFile::openSame(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
+                        AVDictionary**) {
+    if (std::strcmp(url, context->url) != 0 || (flags & AVIO_FLAG_WRITE) != 0) return AVERROR(EACCES);
+    try {
+        *io = static_cast<InputFile*>(context->opaque)->bytes_->open(context->interrupt_callback).release();
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return AVERROR(ENOMEM);
+    }
+}
+
+int InputFile::closeSame(AVFormatContext*, AVIOContext* io) {
+    FreeInputIo()(io);
+    return 0;
 }
 
 int InputFile::interrupted(void* self) {
@@ -204,13 +204,20 @@ int InputFile::bestAudio() const noexcept {
     return stream < 0 ? -1 : stream;
 }
 
+AVStream& InputFile::stream(int index, AVMediaType kind) const {
+    if (index < 0 || static_cast<unsigned>(index) >= context_->nb_streams) throwChanged(path());
+    AVStream& stream = *context_->streams[index];
+    if (stream.codecpar->codec_type != kind) throwChanged(path());
+    return stream;
+}
+
 void InputFile::useOnly(int stream) noexcept {
     for (unsigned i = 0; i < context_->nb_streams; ++i)
         context_->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
-StreamDecoder::StreamDecoder(InputFile& file, int stream, int threads, bool strict)
-    : file_(file), stream_(file.context().streams[stream]) {
+StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, bool strict)
+    : file_(file), stream_(&file.stream(stream, kind)) {
     const AVCodecParameters& parameters = *stream_->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
     // The library's own decoder of VP9 and VP8 leaves out the second stream, which holds transparency.

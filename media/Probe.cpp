@@ -266,19 +266,9 @@ ProbeDetail probePattern(const std::string& path) {
     return out;
 }
 
-}  // namespace
-
-FieldOrder fieldsOf(const AVFrame& frame) noexcept {
-    if (frame.interlaced_frame == 0) return FieldOrder::progressive;
-    return frame.top_field_first != 0 ? FieldOrder::topFirst : FieldOrder::bottomFirst;
-}
-
-ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
-    if (isPattern(path)) return probePattern(path);
-    checkReadable(path);
-    if (heifKind(path) == HeifKind::picture) return probeHeif(path, cancel);
-    if (isAnimatedWebp(path)) return probeWebp(path, cancel);
-    InputFile file(path, cancel);
+ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag cancel) {
+    const std::string& path = bytes->path();
+    InputFile file(bytes, cancel);
     ProbeDetail out;
     out.info.path = path;
     out.info.container = file.context().iformat->name;
@@ -293,7 +283,7 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
     out.info.videoCodec = avcodec_get_name(stream.codecpar->codec_id);
     file.setDeadline(std::chrono::seconds(5));
     file.useOnly(out.videoStream);
-    StreamDecoder decoder(file, out.videoStream, 1);
+    StreamDecoder decoder(file, out.videoStream, AVMEDIA_TYPE_VIDEO, 1);
     decoder.setPatience(kProbePatience);
     FramePtr frame = decoder.next();
     if (!frame)
@@ -307,6 +297,27 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel) {
     else
         fillRate(file, stream, out);
     fillSound(file, out);
+    return out;
+}
+
+}  // namespace
+
+FieldOrder fieldsOf(const AVFrame& frame) noexcept {
+    if (frame.interlaced_frame == 0) return FieldOrder::progressive;
+    return frame.top_field_first != 0 ? FieldOrder::topFirst : FieldOrder::bottomFirst;
+}
+
+ProbeDetail probeDetail(const std::string& path, CancelFlag cancel,
+                        const std::optional<FileIdentity>& identity) {
+    if (isPattern(path)) return probePattern(path);
+    const auto bytes = std::make_shared<InputBytes>(path);
+    if (identity && *identity != bytes->identity()) throwChanged(path);
+    ProbeDetail out = heifKind(path) == HeifKind::picture ? probeHeif(path, cancel)
+                      : isAnimatedWebp(path)              ? probeWebp(path, cancel)
+                                                          : probeFile(bytes, cancel);
+    if (out.videoStream < 0) bytes->checkStillNamed();
+    out.bytes = bytes;
+    out.info.identity = bytes->identity();
     return out;
 }
 

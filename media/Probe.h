@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "media/FileIdentity.h"
 #include "media/MediaError.h"
 #include "media/Picture.h"
 
@@ -16,7 +17,8 @@ enum class MediaKind { clip, still };
 
 /// The facts of one input.
 struct MediaInfo {
-    std::string path;  ///< as given
+    std::string path;                      ///< as given
+    std::optional<FileIdentity> identity;  ///< which file that was; none for drawn sources
     MediaKind kind = MediaKind::clip;
     int width = 0;  ///< display size in square pixels: after rotation, EXIF and pixel aspect
     int height = 0;

@@ -45,7 +45,7 @@ ReaderSettings completed(const MediaInfo& info, ReaderSettings settings) {
 
 struct Reader::Impl {
     Impl(const std::string& path, const ReaderSettings& wanted)
-        : facts(probeDetail(path, wanted.cancel)),
+        : facts(probeDetail(path, wanted.cancel, wanted.identity)),
           settings(completed(facts.info, wanted)),
           extent(measureExtent(facts, settings.threads, settings.cancel)),
           pictures(facts, settings, extent),

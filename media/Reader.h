@@ -36,6 +36,8 @@ struct ReaderSettings {
                              ///< when lines are scaled, cut to an odd offset, or turned
     int threads = 0;         ///< decoder threads, 0: by the machine. Output never depends on it
     int prefetch = 3;        ///< pictures decoded ahead in a thread of the reader; 0: no thread
+    std::optional<FileIdentity> identity;  ///< only this very file will do: what was decided from an earlier
+                                           ///< look at the name holds for no other
     CancelFlag cancel = nullptr;
 };
 

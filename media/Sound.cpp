@@ -119,9 +119,9 @@ void FileSound::open() {
     lastEnd_ = AV_NOPTS_VALUE;
     drained_ = finished_ = false;
     try {
-        file_ = std::make_unique<InputFile>(facts_.info.path, cancel_);
+        file_ = std::make_unique<InputFile>(facts_.bytes, cancel_);
         file_->useOnly(facts_.audioStream);
-        decoder_ = std::make_unique<StreamDecoder>(*file_, facts_.audioStream, 1);
+        decoder_ = std::make_unique<StreamDecoder>(*file_, facts_.audioStream, AVMEDIA_TYPE_AUDIO, 1);
     } catch (const MediaError& error) {
         if (error.code() != MediaErrorCode::undecodable) throw;
         failure_ = error.what();

@@ -39,8 +39,8 @@ class FileSource final : public StreamSource {
   public:
     FileSource(const ProbeDetail& facts, int threads, CancelFlag cancel)
         : facts_(facts),
-          file_(facts.info.path, cancel),
-          decoder_(prepare(file_, facts), facts.videoStream, threads) {}
+          file_(facts.bytes, cancel),
+          decoder_(prepare(file_, facts), facts.videoStream, AVMEDIA_TYPE_VIDEO, threads) {}
 
     TimedFrame next() override {
         TimedFrame out;
@@ -286,7 +286,7 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
         std::snprintf(out, sizeof out, "%.1f s", seconds);
         return std::string(out);
     };
-    const AVStream& stream = *file.context().streams[facts.videoStream];
+    const AVStream& stream = file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO);
     if (stream.nb_frames > scan.packets)
         return "the file is cut off: " + std::to_string(stream.nb_frames - scan.packets) + " of " +
                std::to_string(stream.nb_frames) + " pictures (" +
@@ -306,8 +306,8 @@ std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
     constexpr const char* patched = "the picture is damaged or cut off; what is missing of it is made up";
     // The strict decoder of TIFF takes every tag that it does not know for damage.
     if (facts.info.videoCodec == "tiff") return tiffIsCutOff(facts.info.path) ? patched : "";
-    InputFile file(facts.info.path, cancel);
-    StreamDecoder strict(file, facts.videoStream, 1, true);
+    InputFile file(facts.bytes, cancel);
+    StreamDecoder strict(file, facts.videoStream, AVMEDIA_TYPE_VIDEO, 1, true);
     return strict.next() ? "" : patched;
 }
 
@@ -326,7 +326,10 @@ Extent extentOfTimes(const ProbeDetail& facts) {
 std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
     if (facts.still) return std::make_unique<StillSource>(facts, cancel);
-    if (!facts.milliseconds.empty()) return std::make_unique<WebpSource>(facts, cancel);
+    if (!facts.milliseconds.empty()) {
+        facts.bytes->checkStillNamed();
+        return std::make_unique<WebpSource>(facts, cancel);
+    }
     return std::make_unique<FileSource>(facts, threads, cancel);
 }
 
@@ -343,11 +346,11 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     if (!facts.milliseconds.empty()) return extentOfTimes(facts);
     PacketScan scan;
     {
-        InputFile file(facts.info.path, cancel);
+        InputFile file(facts.bytes, cancel);
         scan = scanPackets(file, facts);
         extent.warning = missingPart(file, facts, scan);
         extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
-        if (extent.seekable && packetsArePictures(scan, facts, *file.context().streams[facts.videoStream])) {
+        if (extent.seekable && packetsArePictures(scan, facts, file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO))) {
             extent.lastPts = scan.latest - facts.firstPts;
             extent.lastDuration = pictureTicks(facts, scan.latestDuration);
             return extent;

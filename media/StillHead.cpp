@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media/Pattern.h"
+#include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
 namespace {
@@ -126,6 +127,7 @@ std::optional<MediaInfo> probeHead(const std::string& path) {
     const Bytes bytes(head);
     MediaInfo info;
     info.path = path;
+    info.identity = identityOf(facts);
     info.kind = MediaKind::still;
     info.frameCount = 1;
     info.container = "image2";

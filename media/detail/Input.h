@@ -8,6 +8,7 @@
 #include <string>
 
 #include "media/detail/Av.h"
+#include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
 
@@ -21,19 +22,22 @@ inline int64_t timeOrNone(int64_t stamp) noexcept {
 /// An opened container. Not movable: the library keeps its address for interrupts.
 class InputFile {
   public:
-    /// Throws MediaError (unreadable, undecodable, cancelled).
-    InputFile(const std::string& path, CancelFlag cancel);
+    /// Throws MediaError (unreadable, when the file has changed meanwhile; undecodable, cancelled).
+    InputFile(std::shared_ptr<const InputBytes> bytes, CancelFlag cancel);
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
     AVFormatContext& context() const noexcept { return *context_; }
-    const std::string& path() const noexcept { return path_; }
+    const std::string& path() const noexcept { return bytes_->path(); }
     CancelFlag cancel() const noexcept { return cancel_; }
     bool isImage() const noexcept { return image_; }
 
     /// Index of the stream to use, or -1. Cover pictures of sound files are no video.
     int bestVideo() const noexcept;
     int bestAudio() const noexcept;
+    /// The stream of that number. Throws MediaError (unreadable) when there is none of that kind: what an
+    /// earlier opening found need not be there any more.
+    AVStream& stream(int index, AVMediaType kind) const;
     /// All streams but this one are skipped while reading.
     void useOnly(int stream) noexcept;
     /// Reads the next packet of the streams in use; its times are such as `timeOrNone` lets through, its
@@ -45,22 +49,24 @@ class InputFile {
 
   private:
     static int interrupted(void* self);
+    static int openSame(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
+                        AVDictionary** options);
+    static int closeSame(AVFormatContext* context, AVIOContext* io);
+    std::shared_ptr<const InputBytes> bytes_;
+    InputIoPtr io_;  // outlives the context, which reads through it
     InputPtr context_;
-    std::string path_;
     CancelFlag cancel_;
     std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
     bool image_ = false;
 };
 
-/// Throws MediaError (unreadable) unless `path` is a regular, non-empty, readable file.
-void checkReadable(const std::string& path);
-
 /// Decodes one stream of a file from where the file stands.
 class StreamDecoder {
   public:
-    /// Throws MediaError (undecodable). `threads` 0: by the machine. The file must outlive the decoder.
-    /// A strict decoder drops pictures that are not all there, where the usual one patches what is missing.
-    StreamDecoder(InputFile& file, int stream, int threads, bool strict = false);
+    /// For the stream of that number and kind. Throws MediaError (undecodable; unreadable when there is none).
+    /// `threads` 0: by the machine. The file must outlive the decoder. A strict decoder drops pictures that
+    /// are not all there, where the usual one patches what is missing.
+    StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, bool strict = false);
 
     /// The next frame, or null after the last. Damage is skipped and counted. Throws MediaError (cancelled).
     /// `pts` is the best known time in the stream's units, or AV_NOPTS_VALUE.

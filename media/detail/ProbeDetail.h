@@ -10,12 +10,14 @@
 #include "media/Pattern.h"
 #include "media/Probe.h"
 #include "media/detail/Av.h"
+#include "media/detail/InputBytes.h"
 #include "media/detail/StillPicture.h"
 
 namespace tumblewash::media {
 
 struct ProbeDetail {
     MediaInfo info;
+    std::shared_ptr<const InputBytes> bytes;  ///< the file itself, open; null for drawn sources
     std::optional<DrawnScene> pattern;  ///< set for drawn sources
     int videoStream = -1;
     int audioStream = -1;
@@ -28,7 +30,9 @@ struct ProbeDetail {
     bool cutOff = false;                        ///< of an animated WebP: pictures are missing at its end
 };
 
-ProbeDetail probeDetail(const std::string& path, CancelFlag cancel);
+/// As `probe`; with `identity`, a file that is another by now is refused (unreadable).
+ProbeDetail probeDetail(const std::string& path, CancelFlag cancel,
+                        const std::optional<FileIdentity>& identity = std::nullopt);
 
 /// The standard rate within half a percent of a measured one, else the measured one in small numbers.
 AVRational standardRate(AVRational measured);
