@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -16,6 +17,7 @@ extern "C" {
 #include "media/Reader.h"
 #include "media/Staging.h"
 #include "media/detail/AlphaPictures.h"
+#include "media/detail/MuxerFile.h"
 #include "media/detail/Sink.h"
 
 namespace tumblewash::media {
@@ -96,7 +98,7 @@ class MovieSink final : public Sink {
     }
     ~MovieSink() override {
         if (muxer_ == nullptr) return;
-        if (muxer_->pb != nullptr) avio_closep(&muxer_->pb);
+        bytes_.reset();
         avformat_free_context(muxer_);
     }
     MovieSink(const MovieSink&) = delete;
@@ -137,6 +139,7 @@ class MovieSink final : public Sink {
     const ColourMatrix matrix_;
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
+    std::optional<MuxerFile> bytes_;
     CodecPtr video_, audio_;
     AVStream* videoStream_ = nullptr;
     AVStream* audioStream_ = nullptr;
@@ -162,15 +165,8 @@ void MovieSink::openMuxer() {
     if (made < 0) failed("this FFmpeg cannot write such files", made);
     // Nothing of the moment goes into the file: the same pictures give the same bytes.
     muxer_->flags |= AVFMT_FLAG_BITEXACT;
-    // Moving the index to the front of a long file can be broken off as well.
-    muxer_->interrupt_callback = {
-        [](void* self) { return raised(static_cast<const MovieSink*>(self)->settings_.cancel) ? 1 : 0; },
-        this};
-    const std::string url = "file:" + file_.temporary();
-    muxer_->url = orBadAlloc(av_strdup(url.c_str()));
-    const int opened =
-        avio_open2(&muxer_->pb, url.c_str(), AVIO_FLAG_WRITE, &muxer_->interrupt_callback, nullptr);
-    if (opened < 0) throwNotWritable(output_, AVUNERROR(opened));
+    muxer_->url = orBadAlloc(av_strdup(output_.c_str()));
+    bytes_.emplace(*muxer_, file_.descriptor(), settings_.cancel);
 }
 
 CodecPtr MovieSink::makeEncoder(const char* name) const {
@@ -409,8 +405,8 @@ void MovieSink::finish() {
     const int ended = av_write_trailer(muxer_);
     throwIfRaised(settings_.cancel, output_);
     if (ended < 0) failed("its index cannot be written", ended);
-    const int closed = avio_closep(&muxer_->pb);
-    if (closed < 0) failed("cannot be written", closed);
+    const int flushed = bytes_->flush();
+    if (flushed < 0) failed("cannot be written", flushed);
     file_.commit();
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "media/StagedSequence.h"
 #include "media/Staging.h"
 #include "media/detail/Png.h"
 #include "media/detail/Sink.h"
@@ -36,15 +37,15 @@ class SequenceSink final : public Sink {
     void picture(const PictureRef& picture) override {
         const PictureRef argb = picture.layout() == PixelLayout::argb ? picture : toArgb(picture);
         const std::vector<uint8_t>& bytes = encoder_.encode(argb.data(), argb.stride());
-        files_.add(++number_, bytes.data(), bytes.size());
+        files_.add(bytes.data(), bytes.size());
     }
     void samples(const float*, size_t) override {}
     void finish() override { files_.commit(); }
+    std::vector<std::string> warnings() const override { return files_.warnings(); }
 
   private:
     StagedSequence files_;
     PngEncoder encoder_;
-    int64_t number_ = 0;
 };
 
 class NullSink final : public Sink {

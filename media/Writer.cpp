@@ -10,8 +10,8 @@
 #include <thread>
 #include <variant>
 
+#include "media/NumberPattern.h"
 #include "media/Reader.h"
-#include "media/Staging.h"
 #include "media/detail/Sink.h"
 
 namespace tumblewash::media {
@@ -286,6 +286,10 @@ void Writer::commit() {
     impl_->stop();
     impl_->sink->finish();
     impl_->committed = true;
+}
+
+std::vector<std::string> Writer::warnings() const {
+    return impl_->committed ? impl_->sink->warnings() : std::vector<std::string>();
 }
 
 }  // namespace tumblewash::media

@@ -82,10 +82,13 @@ class Writer {
     int64_t pictures() const noexcept;
     int64_t samples() const noexcept;
 
-    /// Finishes the file: the encoder's last pictures, the index, fsync, rename, fsync of the directory.
+    /// Finishes the file: the encoder's last pictures, the index, fsync, close, rename, fsync of the folder.
     /// Afterwards the output is complete under its name. Throws MediaError, and then the old file is as it
     /// was.
     void commit();
+
+    /// What a user should know about the committed output, one line each without its name.
+    std::vector<std::string> warnings() const;
 
     struct Impl;
 

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "media/Writer.h"
 #include "media/detail/Av.h"
@@ -18,6 +19,8 @@ class Sink {
     virtual void samples(const float* interleaved, size_t frames) = 0;
     /// Completes the output and puts it in place.
     virtual void finish() = 0;
+    /// What a user should know about the finished output.
+    virtual std::vector<std::string> warnings() const { return {}; }
 };
 
 /// One record of the table of outputs.
