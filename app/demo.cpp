@@ -1,14 +1,16 @@
 #include "app/demo.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 
 #include "app/movie.h"
+#include "app/say.h"
 #include "app/sheet.h"
 #include "edit/errors.h"
 #include "media/Quoting.h"
+#include "media/Staging.h"
 
 namespace tumblewash::app {
 
@@ -17,6 +19,7 @@ using edit::PixelSize;
 using edit::Problem;
 using edit::Refusal;
 using edit::TimeSpan;
+using media::checkTarget;
 using media::quotedName;
 
 namespace {
@@ -25,16 +28,41 @@ std::string scene(const char* name, PixelSize size) {
     return fmt::format("pattern:{}?size={}&seconds=4&fps=30000/1001", name, describe(size));
 }
 
+// The demo's folder. One that was made for it and stays empty is removed again.
+class DemoFolder {
+  public:
+    explicit DemoFolder(const std::string& name) : path_(name) {
+        std::error_code problem;
+        made_ = std::filesystem::create_directories(path_, problem);
+        if (problem)
+            throw Refusal(Problem::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
+                                                          quotedName(name), problem.message()));
+    }
+    ~DemoFolder() {
+        if (made_) ::rmdir(path_.c_str());
+    }
+    DemoFolder(const DemoFolder&) = delete;
+    DemoFolder& operator=(const DemoFolder&) = delete;
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+    bool made_ = false;
+};
+
+// A line about a finished file, for standard output; that it cannot be written is a failure like any other.
+void tell(const Options& o, const std::string& file, const char* what) {
+    if (o.quiet) return;
+    printText(fmt::format("{}  {}\n", quotedName(file), what));
+}
+
 }  // namespace
 
 void makeDemo(const Options& given) {
-    const std::filesystem::path folder = given.inputs.front();
-    std::error_code problem;
-    std::filesystem::create_directories(folder, problem);
-    if (problem)
-        throw Refusal(Problem::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
-                                                      quotedName(folder.string()), problem.message()));
-    const auto file = [&](const char* name) { return (folder / name).string(); };
+    const DemoFolder folder(given.inputs.front());
+    const auto file = [&](const char* name) { return (folder.path() / name).string(); };
+    for (const char* name : {"wash-away.mp4", "four-effects.mp4", "sheet.png"})
+        checkTarget(file(name), given.force);
 
     const PixelSize size = given.size.value_or(PixelSize{720, 480});
     const std::string harbour = scene("harbour", size);
@@ -42,35 +70,28 @@ void makeDemo(const Options& given) {
 
     Options join = given;
     join.command = Command::Join;
-    // These names are the demo's own, so that a second run replaces the first one's files.
-    join.force = true;
     join.quiet = true;
     join.inputs = {harbour, city};
     join.output = file("wash-away.mp4");
     join.effects = {"wash-away"};
     join.durations = {TimeSpan{TimeSpan::Unit::Frames, 60}};
     makeMovie(join);
-    if (!given.quiet)
-        fmt::print("{}  two scenes with sound, joined by a wash-away\n", quotedName(join.output));
+    tell(given, join.output, "two scenes with sound, joined by a wash-away");
 
     join.inputs = {city, harbour, city, harbour, city};
     join.output = file("four-effects.mp4");
     join.effects = {"tumble-away", "tilt-reveal", "morph", "wash-reveal"};
     join.direction = kPluginDirectionUp;
     makeMovie(join);
-    if (!given.quiet)
-        fmt::print("{}  tumble-away, tilt-reveal, morph and wash-reveal, one after another\n",
-                   quotedName(join.output));
+    tell(given, join.output, "tumble-away, tilt-reveal, morph and wash-reveal, one after another");
 
     Options sheet = given;
     sheet.command = Command::Sheet;
-    sheet.force = true;
     sheet.quiet = true;
     sheet.inputs = {harbour, city};
     sheet.output = file("sheet.png");
     makeSheet(sheet);
-    if (!given.quiet) fmt::print("{}  every effect at six moments\n", quotedName(sheet.output));
-    std::fflush(stdout);
+    tell(given, sheet.output, "every effect at six moments");
 }
 
 }  // namespace tumblewash::app

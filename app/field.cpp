@@ -10,6 +10,7 @@
 #include "app/say.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "app/written.h"
 #include "edit/errors.h"
 #include "edit/outputs.h"
 #include "edit/report.h"
@@ -285,6 +286,7 @@ void makeField(const Options& o) {
     }
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    noteWritten(o.output);
     sayWarnings(inputs);
     if (!o.quiet) say("{}: {}, {}", quotedName(o.output), effect.id, describe(job.size));
 }

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <chrono>
+#include <optional>
 
 #include "app/editof.h"
 #include "app/help.h"
@@ -10,6 +11,7 @@
 #include "app/progress.h"
 #include "app/say.h"
 #include "app/signals.h"
+#include "app/written.h"
 #include "edit/document.h"
 #include "edit/filemark.h"
 #include "edit/jsontext.h"
@@ -25,6 +27,7 @@ using edit::describe;
 using edit::Edit;
 using edit::mltProject;
 using edit::MovieRequest;
+using edit::outputFile;
 using edit::prepareMovie;
 using edit::renderMovie;
 using edit::RenderSettings;
@@ -33,7 +36,7 @@ using edit::ReportedTransition;
 using edit::reportJson;
 using edit::secondsOf;
 using edit::Segment;
-using edit::writeTextFile;
+using edit::TextFile;
 using media::quotedName;
 
 namespace {
@@ -82,17 +85,25 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
 
 void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
-    const RenderSettings settings = settingsOf(o);
+    RenderSettings settings = settingsOf(o);
+    settings.reads = o.inputs;
     MovieRequest request = prepareMovie(edit, settings);
     Report report = beginReport(edit, settings, request);
     report.program = versionWords();
     report.command = commandRow(o.command).name;
     sayRemarks(request.remarks, o.quiet || o.output == "md5:");
     sayPlan(o, request);
-    if (!o.mlt.empty()) {
-        writeTextFile(o.mlt, mltProject(edit, request), o.force);
+    // Nothing of a run that fails is there to be found: the project stands when the movie does.
+    std::optional<TextFile> project;
+    const auto putProject = [&] {
+        if (!project) return;
+        project->commit();
+        noteWritten(o.mlt);
         if (!o.quiet) say("{}: an MLT project of {} frames", quotedName(o.mlt), request.plan.frames);
-        if (o.output.empty()) return;
+    };
+    if (!o.mlt.empty()) {
+        project.emplace(o.mlt, mltProject(edit, request), o.force);
+        if (o.output.empty()) return putProject();
     }
     const auto since = [&] {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -104,8 +115,10 @@ void makeEdit(const Options& o, const Edit& edit) {
                     {.advance = [&](std::int64_t done) { progress.advance(done); }});
         progress.finish();
     }
+    noteWritten(outputFile(o.output));
+    putProject();
     report.seconds = since();
-    if (!o.report.empty()) writeTextFile(o.report, reportJson(report), o.force);
+    if (!o.report.empty()) TextFile(o.report, reportJson(report), o.force).commit();
     sayEnd(o, request, report);
 }
 

@@ -84,7 +84,12 @@ struct CommandParser {
             }
             if (options[i]->results().size() > 1)
                 throw Refusal(Problem::BadRequest, fmt::format("{} is given more than once", rows[i]->name));
-            rows[i]->store(result, options[i]->results().front());
+            const std::string& value = options[i]->results().front();
+            if (value.empty() && rows[i]->kind == ValueKind::File)
+                throw Refusal(Problem::BadRequest,
+                              fmt::format("{} names no file: {} {}", rows[i]->name, rows[i]->name,
+                                          rows[i]->value));
+            rows[i]->store(result, value);
         }
     }
 

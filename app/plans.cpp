@@ -11,6 +11,7 @@
 #include "app/plot.h"
 #include "app/say.h"
 #include "app/signals.h"
+#include "app/written.h"
 #include "edit/document.h"
 #include "edit/errors.h"
 #include "edit/filemark.h"
@@ -46,12 +47,6 @@ Edit editFor(const Options& o) {
     return openDocument(o.inputs.front(), o.quiet);
 }
 
-void checkFile(const Options& o, const std::string& file, const std::vector<std::string>& inputs) {
-    if (file.empty()) return;
-    edit::refuseInputAsOutput(file, inputs);
-    checkTarget(file, o.force);
-}
-
 void checkOutputs(const Options& o, const Edit& edit) {
     if (!o.output.empty() && !edit::isDocumentName(o.output))
         throw Refusal(Problem::BadRequest,
@@ -62,8 +57,10 @@ void checkOutputs(const Options& o, const Edit& edit) {
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png",
                                   media::quotedName(o.plot)));
     std::vector<std::string> inputs = edit::filesOf(edit);
-    checkFile(o, o.plot, inputs);
-    checkFile(o, o.output, inputs);
+    if (!o.plugin.empty()) inputs.push_back(o.plugin);
+    edit::checkFiles({std::move(inputs), o.output, 0, {o.plot}});
+    for (const std::string& file : {o.plot, o.output})
+        if (!file.empty()) checkTarget(file, o.force);
 }
 
 }  // namespace
@@ -79,7 +76,8 @@ void makePlan(const Options& o) {
     if (!o.output.empty()) {
         Edit written = movedTo(o.output, edit);
         edit::markFiles(written);
-        edit::writeTextFile(o.output, edit::editJson(written), o.force);
+        edit::TextFile(o.output, edit::editJson(written), o.force).commit();
+        noteWritten(o.output);
         if (!o.quiet)
             say("{}: {} clips, {} frames, {}", media::quotedName(o.output), edit.clips.size(),
                 request.plan.frames, edit::clockOf(request.plan.frames, request.rate));
@@ -92,6 +90,7 @@ void makePlan(const Options& o) {
         const media::PictureRef picture = drawTimeline(
             edit, request, name, o.theme, std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
         edit::writeResultPng(o.plot, picture, media::PngAlpha::drop, o.force);
+        noteWritten(o.plot);
         if (!o.quiet)
             say("{}: the timeline, {}x{}", media::quotedName(o.plot), picture.width(), picture.height());
     }

@@ -16,6 +16,7 @@
 #include "app/sheet.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "app/written.h"
 #include "edit/documentkeys.h"
 #include "edit/errors.h"
 #include "host/HostError.h"
@@ -103,7 +104,10 @@ ExitCode refuse(ExitCode code, const char* words) {
     if (interruptFlag().load()) code = ExitCode::Interrupted;
     // Plain calls: memory may have run out, and standard error may be closed.
     if (code == ExitCode::Interrupted)
-        std::fprintf(stderr, "tumblewash: interrupted by %s: nothing was written\n", interruptName());
+        std::fprintf(stderr, "tumblewash: interrupted by %s: %s\n", interruptName(),
+                     anythingWritten() ? writtenWords().c_str() : "nothing was written");
+    else if (anythingWritten())
+        std::fprintf(stderr, "tumblewash: %s; %s\n", words, writtenWords().c_str());
     else
         sayLine("tumblewash: ", words);
     return code;

@@ -14,6 +14,7 @@
 #include "app/say.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "app/written.h"
 #include "edit/effects.h"
 #include "edit/errors.h"
 #include "edit/outputs.h"
@@ -220,6 +221,7 @@ void makeSheet(const Options& o) {
     });
     progress.finish();
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
+    noteWritten(o.output);
     sayWarnings({&a, &b});
     if (!o.quiet)
         say("{}: {} effects, {} steps each, {}", quotedName(o.output), layout.rows, layout.columns,

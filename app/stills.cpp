@@ -7,6 +7,7 @@
 #include "app/help.h"
 #include "app/say.h"
 #include "app/signals.h"
+#include "app/written.h"
 #include "edit/effects.h"
 #include "edit/errors.h"
 #include "edit/outputs.h"
@@ -19,6 +20,7 @@
 
 namespace tumblewash::app {
 
+using edit::checkFiles;
 using edit::describe;
 using edit::directionFor;
 using edit::directionName;
@@ -27,19 +29,21 @@ using edit::Effect;
 using edit::findEffect;
 using edit::makeRate;
 using edit::openPlugin;
+using edit::Placement;
+using edit::placementOf;
 using edit::Problem;
 using edit::Refusal;
-using edit::refuseInputAsOutput;
 using edit::Report;
+using edit::reportedClip;
 using edit::ReportedTransition;
 using edit::reportJson;
 using edit::settleSize;
 using edit::StillInput;
 using edit::StillPair;
 using edit::StillRenderer;
+using edit::TextFile;
 using edit::TransitionJob;
 using edit::writeResultPng;
-using edit::writeTextFile;
 using host::FrameResult;
 using host::PluginModule;
 using media::checkTarget;
@@ -52,16 +56,17 @@ using media::quotedName;
 
 namespace {
 
-void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& result,
-                 const HYPluginClipInfo& clip, const PluginModule& module) {
+void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer, const StillPair& inputs,
+                 const FrameResult& result, const HYPluginClipInfo& clip, const PluginModule& module) {
     if (o.report.empty()) return;
+    const TransitionJob& job = renderer.job();
     Report report;
     report.program = versionWords();
     report.command = "frame";
     report.output = o.output;
     report.plugin = module.name();
     report.size = job.size;
-    report.rate = {25, 1};
+    report.rate = rate;
     report.frames = 1;
     ReportedTransition t;
     t.id = job.effect.id;
@@ -69,6 +74,11 @@ void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& 
     t.index = job.effect.index;
     t.firstFrame = *o.frame;
     t.frames = job.frames;
+    const Placement placement = placementOf(job.effect);
+    // An effect that brings a picture shows the second clip, where there is one.
+    t.clipA = placement == Placement::Before && inputs.b ? 1 : 0;
+    t.clipB = placement == Placement::Overlap || placement == Placement::Halves ? 1 : -1;
+    t.firstA = job.firstA;
     t.direction = directionName(job.direction);
     t.seed = job.seed;
     t.levels = {result.levels};
@@ -76,9 +86,9 @@ void reportFrame(const Options& o, const TransitionJob& job, const FrameResult& 
     report.sound = result.asked.has_value();
     report.audio = "plugin";
     report.transitions.push_back(t);
-    for (const std::string& input : o.inputs)
-        report.clips.push_back({input, "still", job.size, {}, 1, false});
-    writeTextFile(o.report, reportJson(report), o.force);
+    for (const StillInput* input : {inputs.a, inputs.b})
+        if (input) report.clips.push_back(reportedClip(input->clip()));
+    TextFile(o.report, reportJson(report), o.force).commit();
 }
 
 }  // namespace
@@ -95,11 +105,11 @@ void checkPictureOutput(const Options& o) {
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png",
                                   quotedName(o.output)));
-    refuseInputAsOutput(o.output, o.inputs);
+    std::vector<std::string> inputs = o.inputs;
+    if (!o.plugin.empty()) inputs.push_back(o.plugin);
+    checkFiles({std::move(inputs), o.output, 0, {o.report}});
     checkTarget(o.output, o.force);
-    if (o.report.empty()) return;
-    refuseInputAsOutput(o.report, o.inputs);
-    checkTarget(o.report, o.force);
+    if (!o.report.empty()) checkTarget(o.report, o.force);
 }
 
 void makeFrame(const Options& given) {
@@ -131,7 +141,8 @@ void makeFrame(const Options& given) {
     FrameResult result;
     const PictureRef picture = renderer.render(*o.frame, &result);
     writeResultPng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
-    reportFrame(o, job, result, renderer.finish(), module);
+    noteWritten(o.output);
+    reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);
     sayWarnings({&a, b.get()});
     if (o.quiet) return;
     if (!result.warning.empty()) say("tumblewash: warning: {}", result.warning);

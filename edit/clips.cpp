@@ -51,10 +51,14 @@ Clip::Clip(std::string path, const ReaderSettings& settings) : path_(std::move(p
     info_ = open.info();
     frames_ = open.frameCount();
     fields_ = open.fields();
+    // What was planned holds for this file and no other that may take its name.
+    settings_.identity = info_.identity;
 }
 
 Clip::Clip(MediaInfo still, const ReaderSettings& settings)
-    : path_(still.path), settings_(settings), info_(std::move(still)), frames_(settings.stillFrames) {}
+    : path_(still.path), settings_(settings), info_(std::move(still)), frames_(settings.stillFrames) {
+    if (!settings_.identity) settings_.identity = info_.identity;
+}
 
 Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder fields) {
     Clip clip;

@@ -12,6 +12,7 @@
 #include "edit/outputs.h"
 #include "edit/sound.h"
 #include "edit/transition.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::edit {
 
@@ -283,17 +284,7 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.frames = request.end - request.first;
     report.sound = request.sound;
     report.audio = audioPolicyName(edit.sound);
-    for (const Clip& clip : request.clips) {
-        const MediaInfo& info = clip.info();
-        report.clips.push_back({clip.path(),
-                                clip.isBlack()                  ? "black"
-                                : info.kind == MediaKind::still ? "still"
-                                                                : "clip",
-                                {info.width, info.height},
-                                info.rate,
-                                clip.frames(),
-                                info.hasAudio});
-    }
+    for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
     return report;
 }
 
@@ -310,6 +301,8 @@ void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& 
         const Clock::time_point ending = Clock::now();
         writer.commit();
         report.finishSeconds = since(ending);
+        for (const std::string& line : writer.warnings())
+            report.warnings.push_back(media::quotedName(settings.output) + ": " + line);
     } catch (const MediaError& problem) {
         failWhileWorking(problem);
     }

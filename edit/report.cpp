@@ -52,6 +52,18 @@ Json transitionJson(const ReportedTransition& t, bool sound) {
 
 }  // namespace
 
+ReportedClip reportedClip(const Clip& clip) {
+    const media::MediaInfo& info = clip.info();
+    return {clip.path(),
+            clip.isBlack()                         ? "black"
+            : info.kind == media::MediaKind::still ? "still"
+                                                   : "clip",
+            {info.width, info.height},
+            info.rate,
+            clip.frames(),
+            info.hasAudio};
+}
+
 std::string directionName(HYPluginDirection direction) {
     switch (direction) {
         case kPluginDirectionUp:

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "edit/clips.h"
 #include "edit/times.h"
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
@@ -61,6 +62,9 @@ struct Report {
     double finishSeconds = 0;
     double seconds = 0;
 };
+
+/// What a report says of an input.
+ReportedClip reportedClip(const Clip& clip);
 
 /// "up", "down", "left", "right" or "none".
 std::string directionName(HYPluginDirection direction);

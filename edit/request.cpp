@@ -177,11 +177,17 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     return clip;
 }
 
-std::vector<Clip> openClips(const Edit& edit, const ReaderSettings& settings, FieldOrder fields) {
+/// Opens all clips. `infos` are the facts of the first that are no black: sizes, rates and sound were settled by
+/// these very files, and no other will do.
+std::vector<Clip> openClips(const Edit& edit, const std::vector<MediaInfo>& infos,
+                            const ReaderSettings& settings, FieldOrder fields) {
     std::vector<std::optional<Clip>> opened(edit.clips.size());
+    std::vector<ReaderSettings> each(edit.clips.size(), settings);
+    for (std::size_t i = 0, known = 0; i < each.size() && known < infos.size(); ++i)
+        if (!edit.clips[i].black()) each[i].identity = infos[known++].identity;
     inParallel(static_cast<int>(edit.clips.size()), kProbes, settings.cancel, [&](int i) {
         const auto at = static_cast<std::size_t>(i);
-        opened[at] = openClip(edit, edit.clips[at], settings, fields);
+        opened[at] = openClip(edit, edit.clips[at], each[at], fields);
         // Two open files at a time are all that the pass needs.
         if (i >= 2) opened[at]->close();
     });
@@ -191,17 +197,10 @@ std::vector<Clip> openClips(const Edit& edit, const ReaderSettings& settings, Fi
     return clips;
 }
 
-void checkOutputs(const RenderSettings& o, const std::vector<std::string>& inputs) {
-    for (const std::string& file : {o.output, o.report, o.mlt}) {
-        if (file.empty()) continue;
-        refuseInputAsOutput(file, inputs);
-    }
-    for (const std::string& file : {o.report, o.mlt})
-        if (!file.empty()) checkTarget(file, o.force);
-    if (!o.report.empty() &&
-        (o.report == o.output || o.report == o.mlt || sameFile(o.report, outputFile(o.output))))
-        throw Refusal(Problem::BadRequest, fmt::format("{}: is the output too; give the report another name",
-                                                       quotedName(o.report)));
+void checkOutputs(const RenderSettings& o, std::vector<std::string> inputs, std::int64_t pictures = 0) {
+    inputs.insert(inputs.end(), o.reads.begin(), o.reads.end());
+    if (!o.plugin.empty()) inputs.push_back(o.plugin);
+    checkFiles({std::move(inputs), o.output, pictures, {o.report, o.mlt}});
 }
 
 /// The first clip that has a picture of its own.
@@ -306,12 +305,14 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.force = settings.force;
     writer.keepAlpha = edit.output.alpha;
     writer.cancel = settings.cancel;
+    const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
     checkOutputs(settings, inputs);
+    for (const std::string& file : {settings.report, settings.mlt})
+        if (!file.empty()) checkTarget(file, settings.force);
     checkWriter(settings, writer);
 
     refuseMissing(inputs);
     const std::vector<MediaInfo> infos = probeFirst(edit, settings);
-    const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
     request.size =
         settleSize(edit.output.size, firstShown(edit, infos), evenOnly ? Edges::OnlyEven : Edges::PreferEven);
     request.rate = settleRate(edit, infos);
@@ -332,13 +333,13 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
         reader.matrix = colourMatrixFor(request.size.width, request.size.height);
     }
     reader.sampleRate = writer.sampleRate;
-    request.clips = openClips(edit, reader, fields);
+    request.clips = openClips(edit, infos, reader, fields);
     const bool kept = std::all_of(request.clips.begin(), request.clips.end(),
                                   [&](const Clip& clip) { return clip.fields() == fields; });
     if (fields != FieldOrder::progressive && !kept) {
         fields = FieldOrder::progressive;
         reader.keepFields = false;
-        request.clips = openClips(edit, reader, fields);
+        request.clips = openClips(edit, infos, reader, fields);
     }
     request.fields = writer.fields = fields;
     request.sound = writer.sound =
@@ -351,7 +352,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.comment = edit.comment.value_or("");
     if (edit.chapters) writer.chapters = chaptersOf(edit, request);
     writer.pictures = request.end - request.first;
-    refuseInputAsOutput(settings.output, inputs, request.end - request.first);
+    checkOutputs(settings, inputs, request.end - request.first);
     return request;
 }
 

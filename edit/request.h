@@ -28,6 +28,7 @@ struct RenderSettings {
     bool force = false;  ///< replace what exists
     std::string report;  ///< file names written beside the output; checked with it
     std::string mlt;
+    std::vector<std::string> reads;      ///< files read besides the clips: the edit's own
     std::string plugin;                  ///< a module instead of the built-in one
     int threads = 0;                     ///< sessions side by side; 0 means as many as there are cores
     bool proxy = false;                  ///< render as a quick preview

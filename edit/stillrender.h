@@ -25,6 +25,7 @@ class StillInput {
     /// Length in pictures; a still is as long as anybody asks.
     std::int64_t frames() const noexcept { return frames_; }
     const std::string& path() const noexcept { return clip_.path(); }
+    const Clip& clip() const noexcept { return clip_; }
     /// What could not be had of the input, one line each with its name.
     std::vector<std::string> warnings() const { return clip_.warnings(); }
     /// Picture `index`. Throws MediaError, or Refusal (BadRequest) past the end.
@@ -59,6 +60,8 @@ class StillRenderer {
     /// The source pictures of frame k: the outgoing (or only) one and the incoming one, where there is one.
     media::PictureRef sourceA(std::int64_t k);
     media::PictureRef sourceB(std::int64_t k);
+    /// The transition as it was settled: the clips' lengths and first frames filled in.
+    const TransitionJob& job() const noexcept { return job_; }
     /// Ends the session; the clip record as the plug-in left it.
     HYPluginClipInfo finish();
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "app/field.h"
 #include "edit/effects.h"
@@ -291,8 +292,14 @@ TEST(DemoTest, MakesTwoMoviesAndASheet) {
     EXPECT_FALSE(streamOf(probeJson(shop.file("demo/wash-away.mp4")), "audio").is_null());
     EXPECT_EQ(streamOf(probeJson(shop.file("demo/wash-away.mp4")), "video")["width"], 96);
     EXPECT_GT(readStill(shop.file("demo/sheet.png")).height(), 1000);
-    EXPECT_EQ(shop.run({"demo", shop.file("demo"), "--size", "96x64", "-q"}).code, 0)
-        << "a second demo replaces the first";
+    const std::string movie = app::bytesOf(shop.file("demo/wash-away.mp4"));
+    std::filesystem::remove(shop.file("demo/four-effects.mp4"));
+    const RunResult again = shop.run({"demo", shop.file("demo"), "--size", "64x48", "-q"});
+    EXPECT_EQ(again.code, 4) << again.err;
+    EXPECT_EQ(app::bytesOf(shop.file("demo/wash-away.mp4")), movie);
+    EXPECT_FALSE(std::filesystem::exists(shop.file("demo/four-effects.mp4")));
+    EXPECT_EQ(shop.run({"demo", shop.file("demo"), "--size", "64x48", "-q", "--force"}).code, 0);
+    EXPECT_NE(app::bytesOf(shop.file("demo/wash-away.mp4")), movie);
 }
 
 }  // namespace

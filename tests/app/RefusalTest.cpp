@@ -9,8 +9,7 @@
 
 namespace tumblewash::app {
 
-using edit::sameFile;
-using edit::writeTextFile;
+using edit::TextFile;
 
 namespace {
 
@@ -226,23 +225,19 @@ TEST(RefusalTest, FullDisksAndClosedPipesEndInOneLineAndLeaveTheOldFile) {
     EXPECT_EQ(linesOf(bytesOf(shop.file("said"))).size(), 1U) << bytesOf(shop.file("said"));
 }
 
-TEST(OutputsTest, OneFileUnderTwoNamesIsRecognised) {
-    const Workshop shop;
-    writeBytes(shop.file("a"), "x");
-    writeBytes(shop.file("b"), "x");
-    std::filesystem::create_symlink(shop.file("a"), shop.file("link"));
-    EXPECT_TRUE(sameFile(shop.file("a"), shop.file("link")));
-    EXPECT_FALSE(sameFile(shop.file("a"), shop.file("b")));
-    EXPECT_FALSE(sameFile(shop.file("a"), shop.file("missing")));
-}
-
 TEST(OutputsTest, ATextFileIsReplacedWholeOrNotAtAll) {
     const Workshop shop;
-    writeTextFile(shop.file("t"), "one\n", false);
-    writeTextFile(shop.file("t"), "two\n", true);
+    TextFile(shop.file("t"), "one\n", false).commit();
+    {
+        TextFile second(shop.file("t"), "two\n", true);
+        EXPECT_EQ(bytesOf(shop.file("t")), "one\n");
+        second.commit();
+    }
+    EXPECT_EQ(bytesOf(shop.file("t")), "two\n");
+    { const TextFile abandoned(shop.file("t"), "three\n", true); }
     EXPECT_EQ(bytesOf(shop.file("t")), "two\n");
     EXPECT_THAT(shop.names(), testing::ElementsAre("t"));
-    EXPECT_ANY_THROW(writeTextFile(shop.file("no/t"), "x", true));
+    EXPECT_ANY_THROW(TextFile(shop.file("no/t"), "x", true));
 }
 
 }  // namespace
