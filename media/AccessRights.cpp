@@ -54,7 +54,7 @@ bool adoptRights(int file, const AccessRights& rights) noexcept {
         if (rights.list || !rights.listKnown) mode &= kOwnerOnly;
     }
     fchmod(file, mode);
-    return fstat(file, &mine) == 0 && (mine.st_mode & ~S_IFMT & ~mode) == 0;
+    return fstat(file, &mine) == 0 && (mine.st_mode & 07777 & ~mode) == 0;
 }
 
 }  // namespace tumblewash::media

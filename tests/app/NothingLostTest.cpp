@@ -182,7 +182,7 @@ TEST(NothingLostTest, WhatWasWrittenBeforeAFailureIsNamed) {
 
 TEST(NothingLostTest, AnInterruptedDemoNamesWhatItHasMade) {
     const Workshop shop;
-    RunningProgram program({"demo", shop.file("demo"), "--size", "640x480"}, shop.folder());
+    RunningProgram program({"demo", shop.file("demo"), "--size", "320x240"}, shop.folder());
     for (int i = 0; i < 3000 && !std::filesystem::exists(shop.file("demo/wash-away.mp4")); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     program.signal(SIGTERM);
@@ -192,7 +192,7 @@ TEST(NothingLostTest, AnInterruptedDemoNamesWhatItHasMade) {
     EXPECT_EQ(probeJson(shop.file("demo/wash-away.mp4"))["streams"].size(), 2U);
 
     const Workshop early;
-    RunningProgram first({"demo", early.file("demo"), "--size", "640x480"}, early.folder());
+    RunningProgram first({"demo", early.file("demo"), "--size", "320x240"}, early.folder());
     first.waitForHandler(SIGTERM);
     first.signal(SIGTERM);
     EXPECT_THAT(first.wait().err, HasSubstr("nothing was written"));
