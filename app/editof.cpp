@@ -99,17 +99,10 @@ std::optional<EditSeam> chosen(const std::string& effect) {
 
 }  // namespace
 
-Edit editOf(const Options& o) {
-    Edit edit;
-    for (const std::string& input : o.inputs) edit.clips.push_back(clipOf(input));
-    edit.opening = chosen(o.opening);
-    edit.closing = chosen(o.closing);
-    if (o.command == Command::Out)
-        edit.closing = endOf(o);
-    else if (o.command == Command::In)
-        edit.opening = endOf(o);
-    else
-        putSeams(o, edit);
+namespace {
+
+/// What an edit says beside its clips and their seams.
+void putRest(const Options& o, Edit& edit) {
     if (o.speed) edit.seams.speed = edit::Written<float>{*o.speed, {}};
     edit.seams.direction = o.direction;
     if (o.seed != 1) edit.seams.seed = o.seed;
@@ -124,6 +117,37 @@ Edit editOf(const Options& o) {
     edit.chapters = o.chapters;
     if (!o.title.empty()) edit.title = o.title;
     if (!o.comment.empty()) edit.comment = o.comment;
+}
+
+}  // namespace
+
+Edit editOf(const Options& o) {
+    Edit edit;
+    for (const std::string& input : o.inputs) edit.clips.push_back(clipOf(input));
+    edit.opening = chosen(o.opening);
+    edit.closing = chosen(o.closing);
+    if (o.command == Command::Out)
+        edit.closing = endOf(o);
+    else if (o.command == Command::In)
+        edit.opening = endOf(o);
+    else
+        putSeams(o, edit);
+    putRest(o, edit);
+    return edit;
+}
+
+Edit exchangedEdit(const Options& o, std::vector<std::string>& remarks) {
+    const std::string& file = o.inputs.front();
+    refuseTooMany("--effect", "effects", o.effects.size(), 1);
+    edit::ExchangeSettings settings = o.exchange;
+    settings.fps = o.fps;
+    Edit edit = edit::readExchange(file, settings, remarks);
+    const std::optional<edit::Written<media::FrameRate>> rate = edit.output.rate;
+    const std::optional<std::string> title = edit.title;
+    putRest(o, edit);
+    if (rate) edit.output.rate = rate;
+    if (o.title.empty()) edit.title = title;
+    if (!o.effects.empty()) edit.seams.effect = edit::effectId(o.effects.front());
     return edit;
 }
 

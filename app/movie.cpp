@@ -13,6 +13,7 @@
 #include "app/signals.h"
 #include "app/written.h"
 #include "edit/document.h"
+#include "edit/exchange.h"
 #include "edit/filemark.h"
 #include "edit/jsontext.h"
 #include "edit/mlt.h"
@@ -124,9 +125,17 @@ void makeEdit(const Options& o, const Edit& edit) {
 
 }  // namespace
 
-Edit openDocument(const std::string& file, bool quiet) {
+Edit openDocument(const Options& o) {
+    const std::string& file = o.inputs.front();
+    if (edit::isExchangeName(file)) {
+        std::vector<std::string> remarks;
+        Edit edit = exchangedEdit(o, remarks);
+        for (const std::string& remark : remarks)
+            if (!o.quiet) say("{}: {}", media::quotedName(file), remark);
+        return edit;
+    }
     const Edit edit = edit::readEdit(edit::readDocument(file), file);
-    if (quiet) return edit;
+    if (o.quiet) return edit;
     for (const std::string& changed : edit::changedFiles(edit))
         say("{}: has changed since the edit was planned; planned anew", quotedName(changed));
     return edit;
@@ -146,7 +155,7 @@ void makeMovie(const Options& o) {
 
 void renderDocument(const Options& o) {
     keepHeapSmall();
-    makeEdit(o, openDocument(o.inputs.front(), o.quiet));
+    makeEdit(o, openDocument(o));
 }
 
 }  // namespace tumblewash::app

@@ -16,8 +16,9 @@ void makeMovie(const Options& options);
 /// Runs render. Errors as `makeMovie` has them.
 void renderDocument(const Options& options);
 
-/// The edit in the document `file`; says which of its files changed since it was planned. Throws Refusal.
-edit::Edit openDocument(const std::string& file, bool quiet);
+/// The edit in the document that is the one input, this program's or another's; says which of its files
+/// changed since it was planned, and what could not be taken over. Throws Refusal or MediaError.
+edit::Edit openDocument(const Options& options);
 
 /// Tells standard error what the user should know of a plan; many shortened seams in one line.
 void sayRemarks(const std::vector<std::string>& remarks, bool quiet);

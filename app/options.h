@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "edit/exchange.h"
 #include "edit/request.h"
 
 namespace tumblewash::app {
@@ -46,7 +47,8 @@ struct Options : edit::RenderSettings {
     std::string title;
     std::string comment;
 
-    std::string plot;  ///< `plan`: the picture of the timeline
+    edit::ExchangeSettings exchange;  ///< how documents of other programs are read
+    std::string plot;                 ///< `plan`: the picture of the timeline
 
     std::optional<int> frame;  ///< `frame`: K of N
     std::optional<int> of;

@@ -121,6 +121,7 @@ constexpr unsigned kPlan = commandBit(Command::Plan);
 constexpr unsigned kRender = commandBit(Command::Render);
 constexpr unsigned kEdits = kMovies | kPlan;      ///< say what an edit is
 constexpr unsigned kExecute = kMovies | kRender;  ///< render one
+constexpr unsigned kDocuments = kPlan | kRender;  ///< read an edit
 constexpr unsigned kFrame = commandBit(Command::Frame);
 constexpr unsigned kSheet = commandBit(Command::Sheet);
 constexpr unsigned kField = commandBit(Command::Field);
@@ -139,7 +140,7 @@ constexpr const char* kRunGroup = "Running";
 const OptionRow kOptions[] = {
     {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
      "where the result goes: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png "
-     "for pictures, a .edit.json for plan",
+     "for pictures, a .edit.json, .otio, .edl or .ffconcat for plan",
      kRenders | kPlan, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
      kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.force = true; }},
@@ -214,6 +215,15 @@ const OptionRow kOptions[] = {
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,
      [](Options& o, const std::string& v) { o.plot = v; }},
+    {"--media", "", "FOLDER", ValueKind::File, "", kRunGroup,
+     "where the clips of an .otio or .edl are looked for, subfolders too (default beside it)", kDocuments,
+     [](Options& o, const std::string& v) { o.exchange.media = v; }},
+    {"--track", "", "N", ValueKind::Text, "", kRunGroup,
+     "which of several tracks with pictures of an .otio is taken, from 1", kDocuments,
+     [](Options& o, const std::string& v) { o.exchange.track = parseInteger(v, 1, 1000, "--track"); }},
+    {"--unsafe-paths", "", "", ValueKind::None, "", kRunGroup,
+     "take files of an .ffconcat from outside its folder too", kDocuments,
+     [](Options& o, const std::string&) { o.exchange.unsafePaths = true; }},
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
      "keep transparency instead of laying it on black: in pictures, .mov (ProRes 4444), .mkv (FFV1), .webm",
      kEdits | kFrame, [](Options& o, const std::string&) { o.alpha = true; }},
@@ -291,11 +301,15 @@ const std::vector<CommandRow> kCommands = {
      false,
      "write down what join would do, or show an edit as a table",
      "With clips, checks them as join would and writes the edit as a document, NAME.edit.json, which can be "
-     "read, changed and rendered; without -o it shows the table alone. With one edit, shows its timeline. "
-     "Nothing is rendered.",
+     "read, changed and rendered; without -o it shows the table alone. With one edit, shows its timeline or "
+     "writes it again. Documents of other programs are read and written too: OpenTimelineIO (.otio), CMX "
+     "3600 "
+     "(.edl) and ffmpeg's concat lists (.ffconcat). Nothing is rendered.",
      {{"tumblewash plan A.mp4#t=5,20 B.mp4 -o my.edit.json --effect tilt-away", "write an edit"},
       {"tumblewash plan my.edit.json", "show its timeline"},
-      {"tumblewash plan my.edit.json --plot timeline.png", "draw it"}}},
+      {"tumblewash plan my.edit.json --plot timeline.png", "draw it"},
+      {"tumblewash plan my.edit.json -o my.otio", "hand it to an editor"},
+      {"tumblewash plan cut.edl --media rushes -o my.edit.json", "take one from an editor"}}},
     {Command::Render,
      "render",
      "EDIT",
@@ -303,7 +317,9 @@ const std::vector<CommandRow> kCommands = {
      1,
      true,
      "render an edit",
-     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md tells its form.",
+     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md tells its form. An .otio, "
+     ".edl or "
+     ".ffconcat of another program is rendered too.",
      {{"tumblewash render my.edit.json -o out.mp4", "the whole edit"},
       {"tumblewash render my.edit.json -o part.mp4 --only 00:10..00:14", "four seconds of it"}}},
     {Command::Frame,

@@ -14,6 +14,7 @@
 #include "app/written.h"
 #include "edit/document.h"
 #include "edit/errors.h"
+#include "edit/exchange.h"
 #include "edit/filemark.h"
 #include "edit/missing.h"
 #include "edit/outputs.h"
@@ -37,6 +38,7 @@ constexpr const char* kBesideDocuments[] = {"--output", "--force", "--plot",    
                                             "--plugin", "--quiet", "--verbose", "--help"};
 
 Edit editFor(const Options& o) {
+    if (o.inputs.size() == 1 && edit::isExchangeName(o.inputs.front())) return openDocument(o);
     if (o.inputs.size() != 1 || !edit::isDocumentName(o.inputs.front())) return editOf(o);
     for (const std::string& option : o.given)
         if (std::find(std::begin(kBesideDocuments), std::end(kBesideDocuments), option) ==
@@ -44,14 +46,14 @@ Edit editFor(const Options& o) {
             throw Refusal(Problem::BadRequest,
                           fmt::format("{}: the edit {} says that itself; change it there", option,
                                       media::quotedName(o.inputs.front())));
-    return openDocument(o.inputs.front(), o.quiet);
+    return openDocument(o);
 }
 
 void checkOutputs(const Options& o, const Edit& edit) {
-    if (!o.output.empty() && !edit::isDocumentName(o.output))
+    if (!o.output.empty() && !edit::isDocumentName(o.output) && !edit::isExchangeName(o.output))
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json",
-                                  media::quotedName(o.output)));
+                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json, {}",
+                                  media::quotedName(o.output), edit::exchangeEndings()));
     if (!o.plot.empty() && !o.plot.ends_with(".png"))
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png",
@@ -61,6 +63,20 @@ void checkOutputs(const Options& o, const Edit& edit) {
     edit::checkFiles({std::move(inputs), o.output, 0, {o.plot}});
     for (const std::string& file : {o.plot, o.output})
         if (!file.empty()) checkTarget(file, o.force);
+}
+
+/// The document for -o, in the form of its ending.
+std::string documentText(const Options& o, const Edit& edit, const MovieRequest& request) {
+    if (!edit::isExchangeName(o.output)) {
+        Edit written = movedTo(o.output, edit);
+        edit::markFiles(written);
+        return edit::editJson(written);
+    }
+    std::vector<std::string> remarks;
+    std::string text = edit::exchangeText(o.output, edit, request, remarks);
+    for (const std::string& remark : remarks)
+        if (!o.quiet) say("{}: {}", media::quotedName(o.output), remark);
+    return text;
 }
 
 }  // namespace
@@ -74,9 +90,7 @@ void makePlan(const Options& o) {
     const MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);
     if (!o.output.empty()) {
-        Edit written = movedTo(o.output, edit);
-        edit::markFiles(written);
-        edit::TextFile(o.output, edit::editJson(written), o.force).commit();
+        edit::TextFile(o.output, documentText(o, edit, request), o.force).commit();
         noteWritten(o.output);
         if (!o.quiet)
             say("{}: {} clips, {} frames, {}", media::quotedName(o.output), edit.clips.size(),
