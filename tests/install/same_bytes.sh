@@ -6,7 +6,8 @@ source=$1 cxx=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export CCACHE_DISABLE=1
-rooms=(cmake memory platform hostapi ImageLib Utility pluginDistort host adapters)
+mapfile -t rooms < <(cd "$source" && printf '%s\n' cmake && for list in */CMakeLists.txt; do printf '%s\n' "${list%/*}"; done |
+    grep -vxE 'build|tests|bench|fuzz|examples')
 for copy in one another/folder; do
     mkdir -p "$work/$copy"
     (cd "$source" && cp -r CMakeLists.txt LICENSE "${rooms[@]}" "$work/$copy")
