@@ -35,8 +35,9 @@ class DemoFolder {
         std::error_code problem;
         made_ = std::filesystem::create_directories(path_, problem);
         if (problem)
-            throw Refusal(Problem::BadOutput, fmt::format("{}: cannot be made a folder ({}); choose another one",
-                                                          quotedName(name), problem.message()));
+            throw Refusal(Problem::BadOutput,
+                          fmt::format("{}: cannot be made a folder ({}); choose another one",
+                                      quotedName(name), problem.message()));
     }
     ~DemoFolder() {
         if (made_) ::rmdir(path_.c_str());

@@ -250,10 +250,11 @@ void makeField(const Options& o) {
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
     const TransitionJob job = fieldJob(o, effect, first);
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag());
+    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
-        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false, &interruptFlag());
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false, &interruptFlag(),
+                                         o.colour.toneMap);
     const StillPair inputs{&a, b.get()};
 
     int cells = 0;
@@ -287,7 +288,7 @@ void makeField(const Options& o) {
     canvas.frame(at.x, at.y, at.width, at.height, palette.edge);
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     noteWritten(o.output);
-    sayWarnings(inputs);
+    sayWarnings(o, inputs);
     if (!o.quiet) say("{}: {}, {}", quotedName(o.output), effect.id, describe(job.size));
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "app/optiontable.h"
+#include "media/Codecs.h"
 
 #ifndef TUMBLEWASH_VERSION
 #define TUMBLEWASH_VERSION "0"
@@ -72,6 +73,23 @@ std::string overview() {
     return out;
 }
 
+// One line for each kind of movie file: what goes into it.
+std::string codecLines() {
+    std::string out;
+    for (const media::MovieKind& kind : media::movieKinds()) {
+        std::string codecs;
+        for (const media::Codec id : kind.codecs) {
+            const media::CodecFacts& facts = media::factsOf(id);
+            const char* depths = facts.eight && facts.ten ? "8, 10" : facts.ten ? "10" : "8";
+            codecs += fmt::format("{}{} ({})", codecs.empty() ? "" : ", ", facts.word, depths);
+        }
+        for (const media::Codec id : kind.alpha)
+            codecs += fmt::format("; with --alpha {}", media::factsOf(id).word);
+        out += fmt::format("  {:6} {}\n", kind.ending, codecs);
+    }
+    return out + "  The first codec of a line is the usual one; 10 bits go into hevc, in .webm into vp9.\n";
+}
+
 std::string roff(const std::string& text) {
     std::string out;
     for (char c : text) {
@@ -113,6 +131,8 @@ std::string helpText(Command command) {
             out += wrap(optionHelp(*option), kColumn, kColumn) + "\n";
         }
     }
+    if (command == Command::Join || command == Command::Out || command == Command::In)
+        out += "\nMovie files, their codecs and the bits of each colour:\n" + codecLines();
     out += "\nExamples:\n";
     for (const Example& example : row.examples)
         out += fmt::format("  {}\n      {}\n", example.line, example.purpose);
@@ -140,6 +160,7 @@ std::string manPage() {
         out += fmt::format(".TP\n{}\\fB{}\\fR{}\n{}.\nCommands: {}.\n", letter, roff(row.name), value,
                            roff(optionHelp(row)), commands);
     }
+    out += ".SH MOVIE FILES AND CODECS\n.nf\n" + roff(codecLines()) + ".fi\n";
     out += ".SH TIMES\n1.5s, 500ms, 45f (frames), [HH:]MM:SS.m, .5 (seconds).\n.SH EXIT STATUS\n";
     for (const auto& row : kExitCodes) out += fmt::format(".TP\n.B {}\n{}\n", row[0], roff(row[1]));
     out += ".SH EXAMPLES\n";

@@ -9,6 +9,7 @@
 #include "app/optiontable.h"
 #include "edit/effects.h"
 #include "edit/report.h"
+#include "media/Codecs.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::app {
@@ -78,6 +79,30 @@ Json optionJson(const OptionRow& row) {
     return json;
 }
 
+// What the kinds of movie file hold.
+Json outputsJson() {
+    Json all = Json::array();
+    for (const media::MovieKind& kind : media::movieKinds()) {
+        Json codecs = Json::array();
+        for (const media::Codec id : kind.codecs) {
+            const media::CodecFacts& facts = media::factsOf(id);
+            Json depths = Json::array();
+            if (facts.eight) depths.push_back(8);
+            if (facts.ten) depths.push_back(10);
+            codecs.push_back(
+                {{"codec", facts.word},
+                 {"name", facts.name},
+                 {"depths", depths},
+                 {"hdr", facts.ten},
+                 {"alpha", std::find(kind.alpha.begin(), kind.alpha.end(), id) != kind.alpha.end()},
+                 {"default", id == kind.codecs.front()},
+                 {"defaultFor10", id == kind.deepCodec}});
+        }
+        all.push_back({{"ending", kind.ending}, {"codecs", codecs}});
+    }
+    return all;
+}
+
 }  // namespace
 
 std::string listText(const Options& options) {
@@ -103,6 +128,7 @@ std::string listJson(const Options& options) {
     for (const CommandRow& row : commandTable())
         json["commands"].push_back({{"name", row.name}, {"inputs", row.inputs}, {"summary", row.summary}});
     for (const OptionRow& row : optionTable()) json["options"].push_back(optionJson(row));
+    json["outputs"] = outputsJson();
     return json.dump(2) + "\n";
 }
 

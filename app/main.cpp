@@ -5,9 +5,9 @@
 
 namespace {
 
-// A program may be started without standard streams. The first files it opened would then get their numbers, and
-// what is meant for a terminal would go into a movie. The null device keeps the numbers, opened the wrong way
-// round, so that reading and writing them still fails as it does on a closed stream.
+// A program may be started without standard streams. The first files it opened would then get their numbers,
+// and what is meant for a terminal would go into a movie. The null device keeps the numbers, opened the wrong
+// way round, so that reading and writing them still fails as it does on a closed stream.
 bool keepStandardNumbers() {
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(number, F_GETFD) >= 0) continue;

@@ -73,7 +73,9 @@ void sayPlan(const Options& o, const MovieRequest& request) {
 }
 
 void sayEnd(const Options& o, const MovieRequest& request, const Report& report) {
-    for (const std::string& line : report.warnings) say("tumblewash: warning: {}", line);
+    // The first ones were told before the work began.
+    for (std::size_t i = request.notes.size(); i < report.warnings.size(); ++i)
+        say("tumblewash: warning: {}", report.warnings[i]);
     if (o.quiet || o.output == "md5:") return;
     const std::string made = o.output == "null:" ? "null" : quotedName(o.output);
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", made, report.frames,
@@ -93,6 +95,8 @@ void makeEdit(const Options& o, const Edit& edit) {
     report.program = versionWords();
     report.command = commandRow(o.command).name;
     sayRemarks(request.remarks, o.quiet || o.output == "md5:");
+    if (!o.quiet)
+        for (const std::string& note : request.notes) say("tumblewash: {}", note);
     sayPlan(o, request);
     // Nothing of a run that fails is there to be found: the project stands when the movie does.
     std::optional<TextFile> project;

@@ -86,9 +86,8 @@ struct CommandParser {
                 throw Refusal(Problem::BadRequest, fmt::format("{} is given more than once", rows[i]->name));
             const std::string& value = options[i]->results().front();
             if (value.empty() && rows[i]->kind == ValueKind::File)
-                throw Refusal(Problem::BadRequest,
-                              fmt::format("{} names no file: {} {}", rows[i]->name, rows[i]->name,
-                                          rows[i]->value));
+                throw Refusal(Problem::BadRequest, fmt::format("{} names no file: {} {}", rows[i]->name,
+                                                               rows[i]->name, rows[i]->value));
             rows[i]->store(result, value);
         }
     }

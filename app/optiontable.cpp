@@ -115,6 +115,36 @@ void storePreset(Options& o, const std::string& text) {
     o.preset = parseWord(text, edit::presetWords(), "--preset");
 }
 
+void storeCodec(Options& o, const std::string& text) {
+    std::vector<std::string> words;
+    for (const media::CodecFacts& facts : media::codecTable()) {
+        if (text == facts.word) o.colour.codec = facts.id;
+        words.emplace_back(facts.word);
+    }
+    if (!o.colour.codec)
+        throw Refusal(Problem::BadRequest, fmt::format("--codec {}: choose one of {}{}", text,
+                                                       fmt::join(words, ", "), didYouMean(text, words)));
+}
+
+void storeDepth(Options& o, const std::string& text) {
+    static constexpr edit::Word<int> kWords[] = {{"8", 8}, {"10", 10}};
+    o.colour.depth = parseWord<int>(text, kWords, "--depth");
+}
+
+void storeHdr(Options& o, const std::string& text) {
+    using media::HdrPolicy;
+    static constexpr edit::Word<HdrPolicy> kWords[] = {
+        {"auto", HdrPolicy::automatic}, {"keep", HdrPolicy::keep}, {"sdr", HdrPolicy::sdr}};
+    o.colour.hdr = parseWord<HdrPolicy>(text, kWords, "--hdr");
+}
+
+void storeToneMap(Options& o, const std::string& text) {
+    using media::ToneMap;
+    static constexpr edit::Word<ToneMap> kWords[] = {{"natural", ToneMap::natural},
+                                                     {"white", ToneMap::white}};
+    o.colour.toneMap = parseWord<ToneMap>(text, kWords, "--tone-map");
+}
+
 constexpr unsigned kJoin = commandBit(Command::Join);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
 constexpr unsigned kPlan = commandBit(Command::Plan);
@@ -199,7 +229,7 @@ const OptionRow kOptions[] = {
      "sound (default natural)",
      kEdits, storeAudio},
     {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
-     "quality of the picture, lower is better: 0 to 51 (H.264), 0 to 63 (VP9)", kEdits,
+     "quality of the picture, lower is better: 0 to 51 (H.264, HEVC), 0 to 63 (VP9, AV1)", kEdits,
      [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
     {"--preset", "", "NAME", ValueKind::Choice,
      "ultrafast,superfast,veryfast,faster,fast,medium,slow,slower,veryslow", kOutputGroup,
@@ -224,6 +254,18 @@ const OptionRow kOptions[] = {
     {"--unsafe-paths", "", "", ValueKind::None, "", kRunGroup,
      "take files of an .ffconcat from outside its folder too", kDocuments,
      [](Options& o, const std::string&) { o.exchange.unsafePaths = true; }},
+    {"--codec", "", "NAME", ValueKind::Choice, "h264,hevc,vp9,av1,prores,ffv1", kOutputGroup,
+     "picture codec of a movie (default what its kind of file is used with)", kExecute, storeCodec},
+    {"--depth", "", "BITS", ValueKind::Choice, "8,10", kOutputGroup,
+     "bits of each colour in a movie (default 8, and 10 where HDR is kept)", kExecute, storeDepth},
+    {"--hdr", "", "HOW", ValueKind::Choice, "auto,keep,sdr", kPictureGroup,
+     "HDR clips: kept when all are of one kind, an HDR movie even of mixed clips, or an ordinary movie "
+     "(default auto)",
+     kExecute, storeHdr},
+    {"--tone-map", "", "HOW", ValueKind::Choice, "natural,white", kPictureGroup,
+     "how HDR becomes SDR: the whole range bent as an eye adapts, or all as it is up to white and highlights "
+     "bent (default natural)",
+     kRenders | kRender, storeToneMap},
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
      "keep transparency instead of laying it on black: in pictures, .mov (ProRes 4444), .mkv (FFV1), .webm",
      kEdits | kFrame, [](Options& o, const std::string&) { o.alpha = true; }},

@@ -184,8 +184,8 @@ void makeSheet(const Options& o) {
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
     const std::int64_t n = sheetFrames(o, infoA, infoB, rate);
-    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag());
-    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag());
+    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
+    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
 
     const Palette& palette = paletteOf(o.theme);
     const Layout layout(o.columns, static_cast<int>(effects.size()), size);
@@ -222,7 +222,7 @@ void makeSheet(const Options& o) {
     progress.finish();
     writeResultPng(o.output, canvas.picture(), PngAlpha::drop, o.force);
     noteWritten(o.output);
-    sayWarnings({&a, &b});
+    sayWarnings(o, {&a, &b});
     if (!o.quiet)
         say("{}: {} effects, {} steps each, {}", quotedName(o.output), layout.rows, layout.columns,
             describe(PixelSize{canvas.width(), canvas.height()}));

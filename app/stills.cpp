@@ -50,11 +50,21 @@ using media::checkTarget;
 using media::FrameRate;
 using media::MediaInfo;
 using media::PictureRef;
+using media::planColours;
 using media::PngAlpha;
 using media::probe;
 using media::quotedName;
 
 namespace {
+
+std::vector<std::string> colourLines(const Options& o, const StillPair& inputs) {
+    std::vector<MediaInfo> infos;
+    for (const StillInput* input : {inputs.a, inputs.b})
+        if (input) infos.push_back(input->clip().info());
+    media::ColourWishes wishes;
+    wishes.alpha = o.alpha;
+    return planColours(infos, wishes, o.output, infos.front().width, infos.front().height).lines;
+}
 
 void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer, const StillPair& inputs,
                  const FrameResult& result, const HYPluginClipInfo& clip, const PluginModule& module) {
@@ -88,12 +98,15 @@ void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer
     report.transitions.push_back(t);
     for (const StillInput* input : {inputs.a, inputs.b})
         if (input) report.clips.push_back(reportedClip(input->clip()));
+    report.warnings = colourLines(o, inputs);
     TextFile(o.report, reportJson(report), o.force).commit();
 }
 
 }  // namespace
 
-void sayWarnings(const StillPair& inputs) {
+void sayWarnings(const Options& o, const StillPair& inputs) {
+    if (!o.quiet)
+        for (const std::string& line : colourLines(o, inputs)) say("tumblewash: {}", line);
     for (const StillInput* input : {inputs.a, inputs.b}) {
         if (!input) continue;
         for (const std::string& line : input->warnings()) say("tumblewash: warning: {}", line);
@@ -133,17 +146,18 @@ void makeFrame(const Options& given) {
     job.alpha = o.alpha;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha, &interruptFlag());
+    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha, &interruptFlag(), o.colour.toneMap);
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
-        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.alpha, &interruptFlag());
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.alpha, &interruptFlag(),
+                                         o.colour.toneMap);
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
     const PictureRef picture = renderer.render(*o.frame, &result);
     writeResultPng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
     noteWritten(o.output);
     reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);
-    sayWarnings({&a, b.get()});
+    sayWarnings(o, {&a, b.get()});
     if (o.quiet) return;
     if (!result.warning.empty()) say("tumblewash: warning: {}", result.warning);
     say("{}: frame {} of {} of {}, {}", quotedName(o.output), *o.frame, frames, effect.id,

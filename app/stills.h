@@ -10,7 +10,7 @@ namespace tumblewash::app {
 void makeFrame(const Options& options);
 
 /// Tells standard error what could not be had of the inputs.
-void sayWarnings(const edit::StillPair& inputs);
+void sayWarnings(const Options& options, const edit::StillPair& inputs);
 
 /// Checks shared by the commands that make one picture: a .png output in a writable folder that is no input.
 void checkPictureOutput(const Options& options);

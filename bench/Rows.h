@@ -18,6 +18,8 @@ void addGeometry(Table& table, int width, int height, Times& times);
 void addCopies(Table& table, int width, int height, Times& times);
 /// Convolution, metrics, arithmetic, sampling.
 void addLibrary(Table& table, int width, int height, Times& times);
+/// HDR into SDR through the colour table.
+void addColour(Table& table, int width, int height);
 /// What an adapter's conversions cost in a mixed frame.
 void addAdapters(Table& table, int width, int height);
 /// Whole frames over deep pixels beside the plug-in's own.

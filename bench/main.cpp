@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
         bench::addLibrary(table, w, h, times);
         addPerPixel(table, times, base, w, h);
     }
+    bench::addColour(table, 1920, 1080);
     bench::addAdapters(table, 1920, 1080);
     bench::addDeep(table, 1920, 1080);
     bench::addComposition(table, 1920, 1080);

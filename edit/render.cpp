@@ -285,6 +285,8 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.sound = request.sound;
     report.audio = audioPolicyName(edit.sound);
     for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
+    report.colour = request.writer.colour;
+    report.warnings = request.notes;
     return report;
 }
 

@@ -20,10 +20,46 @@ Json rateJson(FrameRate rate) {
     return {{"num", rate.num}, {"den", rate.den}};
 }
 
+Json lightJson(const std::optional<media::MasteringDisplay>& mastering,
+               const std::optional<media::LightLevel>& light) {
+    Json json;
+    if (mastering) json["masteringNits"] = {mastering->minNits, mastering->maxNits};
+    if (light) {
+        json["maxCLL"] = light->maxContent;
+        json["maxFALL"] = light->maxAverage;
+    }
+    return json;
+}
+
+Json colourJson(const media::ClipColour& colour) {
+    Json json{{"signal", transferWord(colour.transfer)},
+              {"transfer", colour.transferName},
+              {"primaries", colour.primariesName},
+              {"matrix", colour.matrixName},
+              {"range", colour.fullRange ? "full" : "limited"},
+              {"depth", colour.depth},
+              {"chroma", colour.chroma},
+              {"alpha", colour.alpha}};
+    if (colour.hasProfile) json["profile"] = colour.profile.empty() ? "ICC" : colour.profile;
+    if (colour.dolbyVision) json["dolbyVision"] = *colour.dolbyVision;
+    if (colour.hdr10Plus) json["hdr10Plus"] = true;
+    const Json light = lightJson(colour.mastering, colour.light);
+    if (!light.is_null()) json["light"] = light;
+    return json;
+}
+
+Json movieColourJson(const media::MovieColour& colour) {
+    Json json{{"signal", transferWord(colour.transfer)}, {"depth", colour.depth}};
+    const Json light = lightJson(colour.mastering, colour.light);
+    if (!light.is_null()) json["light"] = light;
+    return json;
+}
+
 Json clipJson(const ReportedClip& clip) {
     Json json{{"file", quotedName(clip.file)}, {"kind", clip.kind},     {"width", clip.size.width},
               {"height", clip.size.height},    {"frames", clip.frames}, {"sound", clip.sound}};
     if (clip.rate) json["rate"] = rateJson(clip.rate);
+    json["colour"] = colourJson(clip.colour);
     return json;
 }
 
@@ -61,7 +97,8 @@ ReportedClip reportedClip(const Clip& clip) {
             {info.width, info.height},
             info.rate,
             clip.frames(),
-            info.hasAudio};
+            info.hasAudio,
+            info.colour};
 }
 
 std::string directionName(HYPluginDirection direction) {
@@ -93,6 +130,7 @@ std::string reportJson(const Report& report) {
         json["sound"] = {{"policy", report.audio}, {"channels", kChannels}, {"samples", report.samples}};
     else
         json["sound"] = nullptr;
+    if (report.colour) json["colour"] = movieColourJson(*report.colour);
     json["clips"] = Json::array();
     for (const ReportedClip& clip : report.clips) json["clips"].push_back(clipJson(clip));
     json["transitions"] = Json::array();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "edit/times.h"
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
+#include "media/MovieColour.h"
 
 namespace tumblewash::edit {
 
@@ -21,6 +23,7 @@ struct ReportedClip {
     media::FrameRate rate;    ///< of the source; 0 for stills
     std::int64_t frames = 0;  ///< at the output's rate
     bool sound = false;
+    media::ClipColour colour;
 };
 
 /// One transition.
@@ -54,6 +57,7 @@ struct Report {
     bool sound = false;
     std::int64_t samples = 0;
     std::string audio;
+    std::optional<media::MovieColour> colour;  ///< of a movie or sequence
     std::vector<ReportedClip> clips;
     std::vector<ReportedTransition> transitions;
     std::vector<std::string> warnings;

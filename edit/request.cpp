@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <thread>
 
 #include "edit/document.h"
@@ -24,19 +23,26 @@ using host::kMaxPictureWidth;
 using host::kMinPictureSide;
 using host::PluginModule;
 using media::checkTarget;
-using media::colourMatrixFor;
+using media::Codec;
+using media::codecFor;
+using media::ColourPlan;
+using media::factsOf;
 using media::FieldOrder;
 using media::FrameRate;
 using media::isPattern;
 using media::kMaxPictureSide;
 using media::MediaInfo;
 using media::MediaKind;
+using media::MovieColour;
+using media::movieKindOf;
 using media::needsEvenSize;
 using media::PixelLayout;
+using media::planColours;
 using media::probe;
 using media::probeHead;
 using media::quotedName;
 using media::ReaderSettings;
+using media::restLine;
 using media::Writer;
 using media::WriterSettings;
 
@@ -45,10 +51,9 @@ namespace {
 /// Files that are opened side by side while an edit is checked: some wait for the disk while others decode.
 constexpr int kProbes = 4;
 
-// Only H.264 containers carry interlaced pictures here.
-bool carriesFields(const std::string& output) {
-    const std::string ending = std::filesystem::path(output).extension().string();
-    return ending == ".mp4" || ending == ".mov" || ending == ".mkv";
+// Only H.264 carries interlaced pictures here.
+bool carriesFields(const std::string& output, const MovieColour& colour) {
+    return movieKindOf(output) != nullptr && colour.codec == Codec::h264;
 }
 
 [[noreturn]] void refuseDocument(const std::string& file) {
@@ -177,8 +182,8 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     return clip;
 }
 
-/// Opens all clips. `infos` are the facts of the first that are no black: sizes, rates and sound were settled by
-/// these very files, and no other will do.
+/// Opens all clips. `infos` are the facts of the first that are no black: sizes, rates and sound were settled
+/// by these very files, and no other will do.
 std::vector<Clip> openClips(const Edit& edit, const std::vector<MediaInfo>& infos,
                             const ReaderSettings& settings, FieldOrder fields) {
     std::vector<std::optional<Clip>> opened(edit.clips.size());
@@ -266,13 +271,52 @@ void settleRange(const RenderSettings& settings, MovieRequest& request) {
                         request.plan.frames, secondsOf(request.plan.frames, request.rate)));
 }
 
+// The largest size of this shape, with even edges.
+PixelSize largestWithin(PixelSize size, int widest) {
+    const double scale = std::min(
+        {1.0, static_cast<double>(widest) / size.width, static_cast<double>(kMaxPictureSide) / size.height});
+    const auto even = [&](int side) {
+        return std::max(kMinPictureSide, 2 * static_cast<int>(side * scale / 2));
+    };
+    return {even(size.width), even(size.height)};
+}
+
+// Enough of the colours to check quality and codec before the clips are known.
+MovieColour colourAsked(const RenderSettings& settings) {
+    MovieColour out;
+    out.depth = settings.colour.depth.value_or(factsOf(*settings.colour.codec).eight ? 8 : 10);
+    out.codec = codecFor(settings.output, settings.colour.codec, out.depth);
+    return out;
+}
+
+// How pictures must be read for such a result.
+void readAs(const MovieColour& colour, bool planar, ReaderSettings& reader) {
+    reader.transfer = colour.transfer;
+    if (!planar) return;
+    reader.layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
+    reader.matrix = colour.matrix;
+}
+
+bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
+    return a.transfer == b.transfer && a.layout == b.layout && a.matrix == b.matrix &&
+           a.keepFields == b.keepFields;
+}
+
+std::vector<MediaInfo> shownOf(const std::vector<Clip>& clips) {
+    std::vector<MediaInfo> infos;
+    for (const Clip& clip : clips)
+        if (!clip.isBlack()) infos.push_back(clip.info());
+    return infos;
+}
+
 void checkWriter(const RenderSettings& o, const WriterSettings& settings) {
     if (!o.output.empty()) Writer::check(o.output, settings);
 }
 
 }  // namespace
 
-PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& first, Edges edges) {
+PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& first, Edges edges,
+                     Reach reach) {
     const PixelSize own{first.width, first.height};
     const PixelSize size = asked ? *asked : edges == Edges::Any ? own : evenSize(own);
     const std::string whose =
@@ -282,10 +326,12 @@ PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& fir
         throw Refusal(
             Problem::BadRequest,
             fmt::format("{}: both edges must be {} or more; give a larger --size", whose, kMinPictureSide));
-    if (size.width > kMaxPictureWidth || size.height > kMaxPictureSide)
+    const int widest = reach == Reach::Effects ? kMaxPictureWidth : kMaxPictureSide;
+    if (size.width > widest || size.height > kMaxPictureSide)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: effects reach {} pixels across and {} down; give a smaller --size",
-                                  whose, kMaxPictureWidth, kMaxPictureSide));
+                      fmt::format("{}: {} reach {} pixels across and {} down; give --size {}", whose,
+                                  reach == Reach::Effects ? "effects" : "pictures", widest, kMaxPictureSide,
+                                  describe(largestWithin(size, widest))));
     if (edges == Edges::OnlyEven && evenSize(size) != size)
         throw Refusal(Problem::BadRequest, fmt::format("{}: movies need even edges; give --size {}", whose,
                                                        describe(evenSize(size))));
@@ -309,42 +355,64 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     checkOutputs(settings, inputs);
     for (const std::string& file : {settings.report, settings.mlt})
         if (!file.empty()) checkTarget(file, settings.force);
+    if (settings.colour.codec && !settings.output.empty()) writer.colour = colourAsked(settings);
     checkWriter(settings, writer);
+    writer.colour.reset();
 
     refuseMissing(inputs);
     const std::vector<MediaInfo> infos = probeFirst(edit, settings);
+    const bool cutsOnly = std::all_of(request.seams.begin(), request.seams.end(), [](const SettledSeam& s) {
+        return placementOf(s.effect) == Placement::Cut;
+    });
     request.size =
-        settleSize(edit.output.size, firstShown(edit, infos), evenOnly ? Edges::OnlyEven : Edges::PreferEven);
+        settleSize(edit.output.size, firstShown(edit, infos), evenOnly ? Edges::OnlyEven : Edges::PreferEven,
+                   cutsOnly ? Reach::Cuts : Reach::Effects);
     request.rate = settleRate(edit, infos);
     writer.width = request.size.width;
     writer.height = request.size.height;
     writer.rate = request.rate;
     checkWriter(settings, writer);
 
+    // Clips are opened once, as the first ones suggest; only when the others turn out to be of another kind
+    // are they opened anew.
     const bool alpha = edit.output.alpha;
+    media::ColourWishes wishes = settings.colour;
+    wishes.alpha = alpha;
+    const auto colours = [&](const std::vector<MediaInfo>& of) {
+        return planColours(of, wishes, settings.output, request.size.width, request.size.height);
+    };
+    ColourPlan plan = colours(infos);
     // Line order is kept where all clips have the first one's; pictures with transparency have none.
-    FieldOrder fields = carriesFields(settings.output) && !alpha && !infos.empty() ? infos.front().fields
-                                                                                   : FieldOrder::progressive;
+    FieldOrder fields = carriesFields(settings.output, plan.movie) && !alpha && !infos.empty()
+                            ? infos.front().fields
+                            : FieldOrder::progressive;
     ReaderSettings reader = readerSettings(edit, settings, request);
+    reader.toneMap = settings.colour.toneMap;
     reader.keepFields = fields != FieldOrder::progressive;
     reader.keepAlpha = alpha;
-    if (evenOnly && !alpha) {
-        reader.layout = PixelLayout::yuv420;
-        reader.matrix = colourMatrixFor(request.size.width, request.size.height);
-    }
+    const bool planar = evenOnly && !alpha;
+    readAs(plan.movie, planar, reader);
     reader.sampleRate = writer.sampleRate;
     request.clips = openClips(edit, infos, reader, fields);
-    const bool kept = std::all_of(request.clips.begin(), request.clips.end(),
+    plan = colours(shownOf(request.clips));
+    const bool kept = carriesFields(settings.output, plan.movie) && !alpha &&
+                      std::all_of(request.clips.begin(), request.clips.end(),
                                   [&](const Clip& clip) { return clip.fields() == fields; });
-    if (fields != FieldOrder::progressive && !kept) {
-        fields = FieldOrder::progressive;
-        reader.keepFields = false;
-        request.clips = openClips(edit, infos, reader, fields);
-    }
+    if (!kept) fields = FieldOrder::progressive;
+    ReaderSettings settled = reader;
+    settled.keepFields = fields != FieldOrder::progressive;
+    readAs(plan.movie, planar, settled);
+    if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields);
+    if (evenOnly) writer.colour = plan.movie;
     request.fields = writer.fields = fields;
     request.sound = writer.sound =
         edit.sound != AudioPolicy::none && std::any_of(request.clips.begin(), request.clips.end(),
                                                        [](const Clip& c) { return c.info().hasAudio; });
+    request.notes = std::move(plan.lines);
+    for (const MediaInfo& info : shownOf(request.clips))
+        if (std::string rest = restLine(info, request.sound); !rest.empty())
+            request.notes.push_back(std::move(rest));
+    checkWriter(settings, writer);
 
     planRequest(edit, request);
     settleRange(settings, request);

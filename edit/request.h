@@ -12,6 +12,7 @@
 #include "edit/edit.h"
 #include "edit/effects.h"
 #include "edit/plan.h"
+#include "media/ColourPlan.h"
 #include "media/Writer.h"
 
 namespace tumblewash::edit {
@@ -33,6 +34,7 @@ struct RenderSettings {
     int threads = 0;                     ///< sessions side by side; 0 means as many as there are cores
     bool proxy = false;                  ///< render as a quick preview
     std::optional<RenderRange> only;     ///< render this stretch alone
+    media::ColourWishes colour;          ///< what becomes of HDR, depth and codec
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
 };
 
@@ -62,6 +64,7 @@ struct MovieRequest {
     std::int64_t first = 0;  ///< what is rendered of the plan: frames [first, end)
     std::int64_t end = 0;
     media::WriterSettings writer;
+    std::vector<std::string> notes;  ///< what is lost or converted of each clip, one line each with its name
     std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
 };
 
@@ -76,8 +79,15 @@ enum class Edges {
     OnlyEven     ///< an odd input grows by one; an odd size that was asked for is refused
 };
 
+/// What a result's pictures pass through, which limits its size.
+enum class Reach {
+    Effects,  ///< transitions, whose worlds have a greatest width
+    Cuts      ///< nothing: pictures are copied as they are
+};
+
 /// The size of a result: the one asked for, else the first input's display size. Refuses sizes outside the
-/// limits.
-PixelSize settleSize(const std::optional<PixelSize>& asked, const media::MediaInfo& first, Edges edges);
+/// limits, and names the largest of that shape which fits.
+PixelSize settleSize(const std::optional<PixelSize>& asked, const media::MediaInfo& first, Edges edges,
+                     Reach reach = Reach::Effects);
 
 }  // namespace tumblewash::edit

@@ -27,10 +27,12 @@ using media::PictureRef;
 using media::PixelLayout;
 using media::quotedName;
 using media::ReaderSettings;
+using media::ToneMap;
 
 namespace {
 
-ReaderSettings stillSettings(PixelSize size, Fit fit, FrameRate rate, bool keepAlpha, CancelFlag cancel) {
+ReaderSettings stillSettings(PixelSize size, Fit fit, FrameRate rate, bool keepAlpha, CancelFlag cancel,
+                             ToneMap toneMap) {
     ReaderSettings s;
     s.width = size.width;
     s.height = size.height;
@@ -41,14 +43,15 @@ ReaderSettings stillSettings(PixelSize size, Fit fit, FrameRate rate, bool keepA
     s.keepAlpha = keepAlpha;
     s.prefetch = 0;
     s.cancel = cancel;
+    s.toneMap = toneMap;
     return s;
 }
 
 }  // namespace
 
 StillInput::StillInput(const std::string& path, PixelSize size, Fit fit, FrameRate rate, bool keepAlpha,
-                       CancelFlag cancel)
-    : clip_(path, stillSettings(size, fit, rate, keepAlpha, cancel)),
+                       CancelFlag cancel, ToneMap toneMap)
+    : clip_(path, stillSettings(size, fit, rate, keepAlpha, cancel, toneMap)),
       still_(clip_.info().kind == MediaKind::still),
       frames_(still_ ? kFramesUnlimited : clip_.frames()) {}
 

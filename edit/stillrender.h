@@ -20,7 +20,7 @@ class StillInput {
   public:
     /// Opens the input for ARGB pictures of one size at one rate. Throws MediaError.
     StillInput(const std::string& path, PixelSize size, media::Fit fit, media::FrameRate rate, bool keepAlpha,
-               media::CancelFlag cancel = nullptr);
+               media::CancelFlag cancel = nullptr, media::ToneMap toneMap = media::ToneMap::natural);
 
     /// Length in pictures; a still is as long as anybody asks.
     std::int64_t frames() const noexcept { return frames_; }

@@ -24,7 +24,7 @@ using host::locateFrame;
 using host::PluginModule;
 using host::Session;
 using host::SessionSettings;
-using media::fromArgb;
+using media::inLayout;
 using media::PictureRef;
 using media::PixelLayout;
 
@@ -131,9 +131,7 @@ struct ParallelRenderer::Impl {
         TransitionFrame frame;
         frame.asked = result.asked;
         frame.warning = result.warning;
-        if (!job.deep())
-            frame.picture = job.layout == PixelLayout::argb ? std::move(picture)
-                                                            : fromArgb(picture, job.matrix, job.fields);
+        if (!job.deep()) frame.picture = inLayout(picture, job.layout, job.matrix, job.fields);
         return frame;
     }
 

@@ -195,4 +195,16 @@ PictureRef fromArgb(const PictureRef& picture, ColourMatrix matrix, FieldOrder f
     return wrapFrame(std::move(out), fields, matrix);
 }
 
+PictureRef inLayout(const PictureRef& picture, PixelLayout layout, ColourMatrix matrix, FieldOrder fields) {
+    const bool same = picture && picture.layout() == layout;
+    if (same && (isPacked(layout) || picture.matrix() == matrix)) return picture;
+    if (layout == PixelLayout::argb) return toArgb(picture);
+    if (layout == PixelLayout::deep) return toDeep(picture);
+    // Eight bits that come from eight bits take the road of the effects' own pictures.
+    if (layout == PixelLayout::yuv420 && picture.layout() == PixelLayout::argb)
+        return fromArgb(picture, matrix, fields);
+    return fromDeep(picture.layout() == PixelLayout::deep ? picture : toDeep(picture), layout, matrix,
+                    fields);
+}
+
 }  // namespace tumblewash::media

@@ -7,36 +7,23 @@
 #include <vector>
 
 #include "media/detail/Av.h"
+#include "media/detail/DeepMatrix.h"
 
 namespace tumblewash::media {
 
 namespace {
 
-// 16 bits of limited range are 64 steps to one of 10 bits.
-constexpr int kStep = 64;
 constexpr double kSwing = kDeepWhite - kDeepBlack;
 constexpr double kChromaSwing = 896;
-
-constexpr int kToDeepBits = 12;
-constexpr int kLumaBits = 14;
-constexpr int kChromaBits = 19;
-
-/// A matrix between 10-bit Y'CbCr codes and deep words, both ways.
-struct DeepCoefficients {
-    int redCr, greenCb, greenCr, blueCb;  // to R'G'B', kToDeepBits
-    int yRed, yGreen, yBlue;              // to Y', kLumaBits; their sum is exactly 1
-    int cbRed, cbGreen, cbBlue;           // to Cb, kChromaBits; sum 0, so that grey stays grey
-    int crRed, crGreen, crBlue;
-};
 
 constexpr int fixed(double value, int bits) {
     return static_cast<int>(value * (1 << bits) + (value < 0 ? -0.5 : 0.5));
 }
 
-constexpr DeepCoefficients coefficients(double kr, double kb) {
+constexpr DeepMatrix deepMatrix(double kr, double kb) {
     const double kg = 1 - kr - kb;
     const double up = kSwing / kChromaSwing;
-    DeepCoefficients c{};
+    DeepMatrix c{};
     c.redCr = fixed(2 * (1 - kr) * up, kToDeepBits);
     c.blueCb = fixed(2 * (1 - kb) * up, kToDeepBits);
     c.greenCb = fixed(-2 * (1 - kb) * kb / kg * up, kToDeepBits);
@@ -46,28 +33,17 @@ constexpr DeepCoefficients coefficients(double kr, double kb) {
     c.yGreen = (1 << kLumaBits) - c.yRed - c.yBlue;
     c.cbBlue = fixed(0.5 / up, kChromaBits);
     c.cbRed = fixed(-0.5 * kr / (1 - kb) / up, kChromaBits);
-    c.cbGreen = -c.cbBlue - c.cbRed;
     c.crRed = c.cbBlue;
     c.crBlue = fixed(-0.5 * kb / (1 - kr) / up, kChromaBits);
-    c.crGreen = -c.crRed - c.crBlue;
     return c;
 }
 
-constexpr DeepCoefficients kBt601 = coefficients(0.299, 0.114);
-constexpr DeepCoefficients kBt709 = coefficients(0.2126, 0.0722);
-constexpr DeepCoefficients kBt2020 = coefficients(0.2627, 0.0593);
-
-const DeepCoefficients& of(ColourMatrix matrix) {
-    if (matrix == ColourMatrix::bt2020) return kBt2020;
-    return matrix == ColourMatrix::bt709 ? kBt709 : kBt601;
-}
+constexpr DeepMatrix kBt601 = deepMatrix(0.299, 0.114);
+constexpr DeepMatrix kBt709 = deepMatrix(0.2126, 0.0722);
+constexpr DeepMatrix kBt2020 = deepMatrix(0.2627, 0.0593);
 
 inline uint16_t wordOf(int value) {
     return static_cast<uint16_t>(std::clamp(value, 0, 65535));
-}
-
-inline int chromaRow(int y, bool fields) {
-    return fields ? (y / 4) * 2 + (y & 1) : y / 2;
 }
 
 /// A sample of a plane as a 10-bit code, whatever its depth.
@@ -82,11 +58,11 @@ const Sample* rowOf(const AVFrame& frame, int plane, int row) {
 }
 
 template <typename Sample>
-void rowToDeep(const DeepCoefficients& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
+void rowToDeep(const DeepMatrix& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
                uint16_t* out) {
     constexpr int half = 1 << (kToDeepBits - 1);
     for (int x = 0; x < width; ++x, out += 4) {
-        const int grey = code10(y[x]) * kStep;
+        const int grey = code10(y[x]) * kDeepStep;
         const int u = code10(cb[x / 2]) - 512;
         const int v = code10(cr[x / 2]) - 512;
         out[0] = kDeepOpaque;
@@ -97,9 +73,9 @@ void rowToDeep(const DeepCoefficients& c, const Sample* y, const Sample* cb, con
 }
 
 template <typename Sample>
-void planesToDeep(const AVFrame& from, const DeepCoefficients& c, bool fields, uint16_t* out) {
+void planesToDeep(const AVFrame& from, const DeepMatrix& c, bool fields, uint16_t* out) {
     for (int y = 0; y < from.height; ++y) {
-        const int row = std::min(chromaRow(y, fields), (from.height + 1) / 2 - 1);
+        const int row = std::min(sharedChromaLine(y, fields), (from.height + 1) / 2 - 1);
         rowToDeep(c, rowOf<Sample>(from, 0, y), rowOf<Sample>(from, 1, row), rowOf<Sample>(from, 2, row),
                   from.width, out + ptrdiff_t{4} * from.width * y);
     }
@@ -126,14 +102,14 @@ Sample lumaCode(int sum) {
 }
 
 template <typename Sample>
-void deepToLuma(const DeepCoefficients& c, const uint16_t* in, int width, Sample* out) {
+void deepToLuma(const DeepMatrix& c, const uint16_t* in, int width, Sample* out) {
     for (int x = 0; x < width; ++x, in += 4)
         out[x] = lumaCode<Sample>(c.yRed * in[1] + c.yGreen * in[2] + c.yBlue * in[3]);
 }
 
 template <typename Sample>
-void deepToChroma(const DeepCoefficients& c, const uint16_t* above, const uint16_t* below, int width,
-                  Sample* cb, Sample* cr) {
+void deepToChroma(const DeepMatrix& c, const uint16_t* above, const uint16_t* below, int width, Sample* cb,
+                  Sample* cr) {
     constexpr int shift = kChromaBits + 2 + (sizeof(Sample) == 1 ? 2 : 0);
     constexpr int zero = sizeof(Sample) == 1 ? 128 : 512;
     constexpr int most = sizeof(Sample) == 1 ? 255 : 1023;
@@ -151,20 +127,22 @@ void deepToChroma(const DeepCoefficients& c, const uint16_t* above, const uint16
 }
 
 template <typename Sample>
-void deepToPlanes(const PictureRef& from, const DeepCoefficients& c, bool fields, AVFrame& to) {
+void deepToPlanes(const PictureRef& from, const DeepMatrix& c, bool fields, AVFrame& to) {
     const auto in = [&](int y) { return from.words() + ptrdiff_t{4} * to.width * y; };
     const auto out = [&](int plane, int row) { return const_cast<Sample*>(rowOf<Sample>(to, plane, row)); };
     for (int y = 0; y < to.height; ++y) deepToLuma(c, in(y), to.width, out(0, y));
     for (int row = 0; row < to.height / 2; ++row) {
-        // As in 8 bits: two last lines without partners in their fields share one sample.
-        const bool paired = fields && 4 * (row / 2) + 3 < to.height;
-        const int above = paired ? 4 * (row / 2) + (row & 1) : 2 * row;
-        const int below = paired ? above + 2 : above + 1;
+        const auto [above, below] = lumaLines(row, to.height, fields);
         deepToChroma(c, in(above), in(below), to.width, out(1, row), out(2, row));
     }
 }
 
 }  // namespace
+
+const DeepMatrix& deepMatrixOf(ColourMatrix matrix) noexcept {
+    if (matrix == ColourMatrix::bt2020) return kBt2020;
+    return matrix == ColourMatrix::bt709 ? kBt709 : kBt601;
+}
 
 void deepToArgb(const PictureRef& deep, uint8_t* argb, ptrdiff_t stride) {
     constexpr int swing = kDeepWhite - kDeepBlack;
@@ -191,9 +169,9 @@ PictureRef toDeep(const PictureRef& picture) {
     if (picture.layout() == PixelLayout::argb)
         argbToDeep(from, words);
     else if (picture.layout() == PixelLayout::yuv420)
-        planesToDeep<uint8_t>(from, of(picture.matrix()), fields, words);
+        planesToDeep<uint8_t>(from, deepMatrixOf(picture.matrix()), fields, words);
     else
-        planesToDeep<uint16_t>(from, of(picture.matrix()), fields, words);
+        planesToDeep<uint16_t>(from, deepMatrixOf(picture.matrix()), fields, words);
     return wrapFrame(std::move(out), picture.fields(), picture.matrix());
 }
 
@@ -212,9 +190,9 @@ PictureRef fromDeep(const PictureRef& picture, PixelLayout layout, ColourMatrix 
     if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
     const bool apart = fields != FieldOrder::progressive;
     if (layout == PixelLayout::yuv420)
-        deepToPlanes<uint8_t>(picture, of(matrix), apart, *out);
+        deepToPlanes<uint8_t>(picture, deepMatrixOf(matrix), apart, *out);
     else
-        deepToPlanes<uint16_t>(picture, of(matrix), apart, *out);
+        deepToPlanes<uint16_t>(picture, deepMatrixOf(matrix), apart, *out);
     return wrapFrame(std::move(out), fields, matrix);
 }
 

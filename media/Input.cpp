@@ -155,6 +155,12 @@ InputFile::InputFile(std::shared_ptr<const InputBytes> bytes, CancelFlag cancel)
     throwIfRaised(cancel, path());
     if (described < 0)
         undecodable(path(), "is damaged or cut off (" + avMessage(described) + "); get a complete copy");
+    for (unsigned i = 0; i < raw->nb_streams; ++i) {
+        AVCodecParameters& parameters = *raw->streams[i]->codecpar;
+        nameOr(AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB, parameters.color_space);
+        nameOr(AVCOL_TRC_UNSPECIFIED, AVCOL_TRC_NB, parameters.color_trc);
+        nameOr(AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB, parameters.color_primaries);
+    }
     clearDeadline();
 }
 
@@ -223,8 +229,8 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     // The library's own decoder of VP9 and VP8 leaves out the second stream, which holds transparency.
     if (const AVDictionaryEntry* mode = av_dict_get(stream_->metadata, "alpha_mode", nullptr, 0);
         mode != nullptr && std::strcmp(mode->value, "1") == 0) {
-        const AVCodec* both = avcodec_find_decoder_by_name(
-            parameters.codec_id == AV_CODEC_ID_VP9 ? "libvpx-vp9" : "libvpx");
+        const AVCodec* both =
+            avcodec_find_decoder_by_name(parameters.codec_id == AV_CODEC_ID_VP9 ? "libvpx-vp9" : "libvpx");
         if (both != nullptr && both->id == parameters.codec_id) decoder = both;
     }
     if (decoder == nullptr)
@@ -290,6 +296,8 @@ FramePtr StreamDecoder::next() {
             frame->pkt_duration = lengthOrNone(frame->pkt_duration);
             nameOr(AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB, frame->colorspace);
             nameOr(AVCOL_RANGE_UNSPECIFIED, AVCOL_RANGE_NB, frame->color_range);
+            nameOr(AVCOL_TRC_UNSPECIFIED, AVCOL_TRC_NB, frame->color_trc);
+            nameOr(AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB, frame->color_primaries);
             return frame;
         }
         if (received == AVERROR_EOF) return nullptr;

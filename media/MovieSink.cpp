@@ -9,16 +9,12 @@
 #include <string_view>
 #include <vector>
 
-extern "C" {
-#include <libavutil/cpu.h>
-}
-
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
-#include "media/detail/AlphaPictures.h"
 #include "media/detail/MuxerFile.h"
 #include "media/detail/Sink.h"
+#include "media/detail/VideoEncoder.h"
 
 namespace tumblewash::media {
 
@@ -28,42 +24,17 @@ namespace {
 struct Container {
     const char* ending;
     const char* muxer;
-    const char* videoEncoder;
     const char* audioEncoder;
     int64_t audioBits;
     bool faststart;
 };
 
 constexpr std::array kContainers{
-    Container{".mp4", "mp4", "libx264", "aac", 192'000, true},
-    Container{".mov", "mov", "libx264", "aac", 192'000, true},
-    Container{".mkv", "matroska", "libx264", "aac", 192'000, false},
-    Container{".webm", "webm", "libvpx-vp9", "libopus", 128'000, false},
+    Container{".mp4", "mp4", "aac", 192'000, true},
+    Container{".mov", "mov", "aac", 192'000, true},
+    Container{".mkv", "matroska", "aac", 192'000, false},
+    Container{".webm", "webm", "libopus", 128'000, false},
 };
-
-/// The presets from fast to thorough, and what VP9 calls them.
-struct Preset {
-    const char* name;
-    int cpuUsed;
-};
-constexpr std::array kPresets{Preset{"ultrafast", 8}, Preset{"superfast", 7}, Preset{"veryfast", 6},
-                              Preset{"faster", 5},    Preset{"fast", 4},      Preset{"medium", 3},
-                              Preset{"slow", 2},      Preset{"slower", 1},    Preset{"veryslow", 0}};
-
-// More encoder threads cost memory and gain little beside the decoding and rendering threads.
-constexpr int kMaxEncoderThreads = 8;
-
-// From this many pixels on every picture an encoder holds back costs five megabytes and more: there it keeps
-// fewer. Memory counts for more here than the last percent of file size. Threads that work on pictures of
-// their own are quickest, but each holds some; from the fourth thread on all of them share one picture.
-constexpr int64_t kLargePicture = 1'500'000;
-constexpr int kPictureThreads = 3;
-constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none";
-constexpr const char* kSlicedThreads = ":sliced-threads=1";
-constexpr const char* kUsualParameters = "sync-lookahead=0";
-constexpr int kUsualLookahead = 20;
-constexpr int kUsualLag = 12;
-constexpr int kLargeLag = 4;
 
 const Container& containerOf(const std::string& output) {
     for (const Container& container : kContainers)
@@ -74,16 +45,6 @@ const Container& containerOf(const std::string& output) {
 
 bool isWebm(const Container& container) {
     return std::string_view(container.muxer) == "webm";
-}
-
-const Preset& presetOf(const std::string& output, const std::string& name) {
-    const std::string_view wanted = name.empty() ? "veryfast" : std::string_view(name);
-    for (const Preset& preset : kPresets)
-        if (wanted == preset.name) return preset;
-    std::string all;
-    for (const Preset& preset : kPresets) all.append(all.empty() ? "" : ", ").append(preset.name);
-    throw MediaError(MediaErrorCode::badRequest, output,
-                     "there is no preset " + name + "; choose one of " + all);
 }
 
 class MovieSink final : public Sink {
@@ -111,32 +72,26 @@ class MovieSink final : public Sink {
   private:
     void openMuxer();
     void openVideo();
-    void setUpAlpha(AVCodecContext& codec) const;
-    void setUpVp9(AVCodecContext& codec) const;
-    FramePtr nativeFrame(const PictureRef& picture) const;
     void openAudio();
     void writeHeader();
     void addTags();
     void addChapters();
     CodecPtr makeEncoder(const char* name) const;
     void open(AVCodecContext& codec, AVStream& stream) const;
-    void tagColours(AVCodecContext& codec) const;
     void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
     void sendSound(size_t frames);
     MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
         : output_(output),
           settings_(settings),
           container_(container),
-          alpha_(settings.keepAlpha ? &alphaEncoderFor(output) : nullptr),
-          matrix_(settings.matrix.value_or(colourMatrixFor(settings.width, settings.height))),
+          colour_(movieColourOf(output, settings)),
           file_(output, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
 
     const std::string output_;
     const WriterSettings settings_;
     const Container& container_;
-    const AlphaEncoder* const alpha_;  // null: opaque pictures
-    const ColourMatrix matrix_;
+    const MovieColour colour_;
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
     std::optional<MuxerFile> bytes_;
@@ -181,86 +136,13 @@ CodecPtr MovieSink::makeEncoder(const char* name) const {
     return codec;
 }
 
-void MovieSink::tagColours(AVCodecContext& codec) const {
-    codec.color_range = AVCOL_RANGE_MPEG;
-    codec.chroma_sample_location = AVCHROMA_LOC_LEFT;
-    if (matrix_ == ColourMatrix::bt709) {
-        codec.colorspace = AVCOL_SPC_BT709;
-        codec.color_primaries = AVCOL_PRI_BT709;
-        codec.color_trc = AVCOL_TRC_BT709;
-        return;
-    }
-    codec.colorspace = AVCOL_SPC_SMPTE170M;
-    codec.color_primaries = settings_.height == 576 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
-    codec.color_trc = AVCOL_TRC_SMPTE170M;
-}
-
 void MovieSink::openVideo() {
-    const bool webm = isWebm(container_);
-    video_ = makeEncoder(alpha_ != nullptr ? alpha_->encoder : container_.videoEncoder);
-    AVCodecContext& codec = *video_;
-    codec.width = settings_.width;
-    codec.height = settings_.height;
-    codec.pix_fmt = alpha_ != nullptr ? alpha_->format : AV_PIX_FMT_YUV420P;
-    codec.framerate = asAv(settings_.rate);
-    codec.time_base = av_inv_q(codec.framerate);
-    codec.sample_aspect_ratio = {1, 1};
-    codec.thread_count =
-        settings_.threads > 0 ? settings_.threads : std::clamp(av_cpu_count(), 1, kMaxEncoderThreads);
-    tagColours(codec);
-    const Preset& preset = presetOf(output_, settings_.preset);
-    const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
-    if (webm) {
-        setUpVp9(codec);
-    } else if (alpha_ == nullptr) {
-        av_opt_set_int(codec.priv_data, "crf", settings_.crf >= 0 ? settings_.crf : 20, 0);
-        av_opt_set(codec.priv_data, "preset", preset.name, 0);
-        if (!large && preset.cpuUsed < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
-        std::string parameters = large ? kLargeParameters : kUsualParameters;
-        if (large && codec.thread_count > kPictureThreads) parameters += kSlicedThreads;
-        if (settings_.fields != FieldOrder::progressive) {
-            const bool top = settings_.fields == FieldOrder::topFirst;
-            codec.flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
-            codec.field_order = top ? AV_FIELD_TT : AV_FIELD_BB;
-            // The encoder settles the fields' times before the first picture tells it their order.
-            parameters += top ? ":tff=1" : ":bff=1";
-        }
-        av_opt_set(codec.priv_data, "x264-params", parameters.c_str(), 0);
-    }
-    if (alpha_ != nullptr) setUpAlpha(codec);
+    video_ = makeVideoEncoder(output_, settings_, (muxer_->oformat->flags & AVFMT_GLOBALHEADER) != 0);
     videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
-    videoStream_->avg_frame_rate = videoStream_->r_frame_rate = codec.framerate;
+    videoStream_->avg_frame_rate = videoStream_->r_frame_rate = video_->framerate;
     videoStream_->sample_aspect_ratio = {1, 1};
-    open(codec, *videoStream_);
-}
-
-void MovieSink::setUpVp9(AVCodecContext& codec) const {
-    const bool large = int64_t{settings_.width} * settings_.height > kLargePicture;
-    codec.bit_rate = 0;
-    codec.gop_size = static_cast<int>(std::lround(5 * settings_.rate.value()));
-    av_opt_set_int(codec.priv_data, "crf", settings_.crf >= 0 ? settings_.crf : 31, 0);
-    av_opt_set(codec.priv_data, "deadline", "good", 0);
-    av_opt_set_int(codec.priv_data, "cpu-used", presetOf(output_, settings_.preset).cpuUsed, 0);
-    av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
-    av_opt_set_int(codec.priv_data, "lag-in-frames", large ? kLargeLag : kUsualLag, 0);
-}
-
-/// What the encoders want besides, to keep transparency.
-void MovieSink::setUpAlpha(AVCodecContext& codec) const {
-    if (codec.pix_fmt == AV_PIX_FMT_YUVA420P) {
-        // Its two streams must have their pictures in step.
-        av_opt_set_int(codec.priv_data, "auto-alt-ref", 0, 0);
-    } else if (codec.pix_fmt == AV_PIX_FMT_YUVA444P10) {
-        av_opt_set(codec.priv_data, "profile", "4444", 0);
-        av_opt_set(codec.priv_data, "vendor", "apl0", 0);
-        av_opt_set_int(codec.priv_data, "alpha_bits", 16, 0);
-    } else {
-        codec.level = 3;
-        codec.slices = 4;
-        codec.colorspace = AVCOL_SPC_RGB;
-        codec.color_range = AVCOL_RANGE_JPEG;
-        av_opt_set_int(codec.priv_data, "slicecrc", 1, 0);
-    }
+    open(*video_, *videoStream_);
+    markVideoStream(output_, settings_, *videoStream_);
 }
 
 void MovieSink::openAudio() {
@@ -344,26 +226,9 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
     }
 }
 
-FramePtr MovieSink::nativeFrame(const PictureRef& picture) const {
-    if (alpha_ != nullptr) return alphaFrame(picture, *alpha_, matrix_);
-    return shareFrame(*fromArgb(picture, matrix_, settings_.fields).storage()->frame);
-}
-
 void MovieSink::picture(const PictureRef& picture) {
-    const FramePtr frame = nativeFrame(picture);
+    const FramePtr frame = encoderFrame(picture, output_, settings_, *video_, colour_);
     frame->pts = pictures_++;
-    frame->pict_type = AV_PICTURE_TYPE_NONE;
-    frame->pkt_duration = 1;
-    frame->sample_aspect_ratio = {1, 1};
-    frame->color_range = video_->color_range;
-    frame->colorspace = video_->colorspace;
-    frame->color_primaries = video_->color_primaries;
-    frame->color_trc = video_->color_trc;
-    frame->interlaced_frame = settings_.fields != FieldOrder::progressive ? 1 : 0;
-    frame->top_field_first = settings_.fields == FieldOrder::topFirst ? 1 : 0;
-    // What the source's container said of its picture is not true of this one.
-    while (frame->nb_side_data > 0) av_frame_remove_side_data(frame.get(), frame->side_data[0]->type);
-    av_dict_free(&frame->metadata);
     send(*video_, *videoStream_, frame.get());
 }
 
@@ -423,18 +288,7 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
     if (settings.width % 2 != 0 || settings.height % 2 != 0)
         refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
                std::to_string(settings.height) + "; round the size");
-    if (settings.keepAlpha) {
-        const AlphaEncoder& encoder = alphaEncoderFor(output);
-        if (settings.crf >= 0 && !encoder.crf)
-            refuse(std::string("transparency goes into ") + encoder.name +
-                   " here, which has no --crf; leave it out");
-        if (settings.fields != FieldOrder::progressive)
-            refuse("pictures with transparency are not interlaced");
-    }
-    const int best = isWebm(container) ? 63 : 51;
-    if (settings.crf > best) refuse("--crf goes from 0 to " + std::to_string(best) + " here");
-    if (settings.fields != FieldOrder::progressive && isWebm(container))
-        refuse("WebM has no interlaced pictures");
+    checkVideo(output, settings);
     constexpr std::array opusRates{8000, 12000, 16000, 24000, 48000};
     constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
                                   24000, 22050, 16000, 12000, 11025, 8000};
@@ -444,7 +298,6 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
     if (settings.sound && !(isWebm(container) ? known(opusRates) : known(aacRates)))
         refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
                " samples a second; use 48000");
-    presetOf(output, settings.preset);
     checkTarget(output, settings.force);
 }
 

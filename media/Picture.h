@@ -119,4 +119,8 @@ PictureRef toDeep(const PictureRef& picture);
 PictureRef fromDeep(const PictureRef& picture, PixelLayout layout, ColourMatrix matrix,
                     FieldOrder fields = FieldOrder::progressive);
 
+/// `picture` in `layout`: itself where it is that already, else by the conversions above.
+PictureRef inLayout(const PictureRef& picture, PixelLayout layout, ColourMatrix matrix,
+                    FieldOrder fields = FieldOrder::progressive);
+
 }  // namespace tumblewash::media

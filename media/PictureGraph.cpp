@@ -49,6 +49,7 @@ const char* matrixName(AVColorSpace space) {
 }
 
 const char* matrixName(ColourMatrix matrix) {
+    if (matrix == ColourMatrix::bt2020) return "bt2020";
     return matrix == ColourMatrix::bt709 ? "bt709" : "bt601";
 }
 
@@ -88,6 +89,15 @@ void setOpaque(AVFrame& frame) {
     }
 }
 
+/// True when square pixels need one more line or column, or both, and nothing else to have the size asked:
+/// they are given copies of their last ones, since scaling would soften every line for the sake of one.
+bool missesALine(const MediaInfo& info, const ReaderSettings& settings) {
+    const int columns = settings.width - info.width, lines = settings.height - info.height;
+    const int turned = info.orientation >= 5 ? info.codedHeight : info.codedWidth;
+    return info.pixelAspect == FrameRate{1, 1} && turned == info.width && columns >= 0 && columns <= 1 &&
+           lines >= 0 && lines <= 1 && columns + lines > 0;
+}
+
 int evenNear(double value) {
     return std::max(2, 2 * static_cast<int>(std::lround(value / 2)));
 }
@@ -103,19 +113,29 @@ struct PictureGraph::Plan {
     bool keepsFields = false;
     bool scale = false;
     bool toArgb = false;
+    bool road = false;                          // the colours are converted behind the graph, by ColourRoad
+    AVPixelFormat format = AV_PIX_FMT_NONE;     // at the graph's end
+    ColourMatrix matrix = ColourMatrix::bt709;  // there, of Y'CbCr
 };
 
 PictureGraph::PictureGraph(const ProbeDetail& facts, const ReaderSettings& settings)
-    : facts_(facts), settings_(settings) {}
+    : facts_(facts), settings_(settings), road_(facts, settings), grows_(missesALine(facts.info, settings)) {}
 
 PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
     Plan out;
     // R'G'B' sources become Y'CbCr by this room's own conversion, the one that leaves no step at a seam.
     out.toArgb = alpha_ || settings_.layout == PixelLayout::argb || facts_.space == AVCOL_SPC_RGB;
+    out.road = !alpha_ && road_.takes(frame);
+    out.matrix = out.road ? road_.matrix() : settings_.matrix;
+    out.format = out.road                                     ? road_.format(frame)
+                 : out.toArgb                                 ? AV_PIX_FMT_ARGB
+                 : settings_.layout == PixelLayout::yuv420p10 ? AV_PIX_FMT_YUV420P10
+                                                              : AV_PIX_FMT_YUV420P;
+    if (out.road) out.toArgb = facts_.space == AVCOL_SPC_RGB;
     const bool swap = facts_.info.orientation >= 5;
     // A stream that changes its size in the middle keeps filling the place of its first pictures.
-    const double shownWidth = facts_.info.width;
-    const double shownHeight = facts_.info.height;
+    const double shownWidth = grows_ ? settings_.width : facts_.info.width;
+    const double shownHeight = grows_ ? settings_.height : facts_.info.height;
     const double byWidth = settings_.width / shownWidth;
     const double byHeight = settings_.height / shownHeight;
     double inWidth = settings_.width, inHeight = settings_.height;
@@ -125,7 +145,7 @@ PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
         inWidth = shownWidth * factor;
         inHeight = shownHeight * factor;
     }
-    const bool even = settings_.layout == PixelLayout::yuv420;
+    const bool even = !isPacked(settings_.layout);
     const auto side = [&](double wanted, int limit) {
         // Slivers of less than two pixels come from rounding display sizes: fill them.
         if (std::abs(wanted - limit) < 2) return limit;
@@ -158,10 +178,10 @@ std::string PictureGraph::describe(const AVFrame& frame, const Plan& plan) const
     const bool rgb =
         descriptor != nullptr && (descriptor->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
     const bool grey = descriptor != nullptr && descriptor->nb_components <= 2 && !rgb;
-    const bool sameYuv = !plan.toArgb && format == AV_PIX_FMT_YUV420P && !facts_.info.fullRange &&
+    const bool sameYuv = !plan.toArgb && format == plan.format && !facts_.info.fullRange &&
                          std::strcmp(matrixName(facts_.space) != nullptr ? matrixName(facts_.space) : "",
-                                     matrixName(settings_.matrix)) == 0;
-    const bool sameRgb = plan.toArgb && format == AV_PIX_FMT_ARGB;
+                                     matrixName(plan.matrix)) == 0;
+    const bool sameRgb = plan.toArgb && format == plan.format;
     if (plan.scale || !(sameYuv || sameRgb)) {
         char line[256];
         std::snprintf(line, sizeof line, "scale=w=%d:h=%d:flags=%s:interl=%d", plan.innerWidth,
@@ -172,10 +192,10 @@ std::string PictureGraph::describe(const AVFrame& frame, const Plan& plan) const
             text += facts_.info.fullRange ? ":in_range=full" : ":in_range=limited";
         }
         if (!plan.toArgb)
-            text += std::string(":out_color_matrix=") + matrixName(settings_.matrix) + ":out_range=limited";
+            text += std::string(":out_color_matrix=") + matrixName(plan.matrix) + ":out_range=limited";
         text += ",";
     }
-    text += plan.toArgb ? "format=argb" : "format=yuv420p";
+    text += std::string("format=") + av_get_pix_fmt_name(plan.format);
     char line[128];
     if (plan.innerWidth > settings_.width || plan.innerHeight > settings_.height) {
         std::snprintf(line, sizeof line, ",crop=%d:%d:%d:%d:exact=1",
@@ -225,6 +245,7 @@ void PictureGraph::build(const AVFrame& frame) {
     format_ = frame.format;
     interlaced_ = frame.interlaced_frame != 0;
     deinterlaces_ = what.deinterlace;
+    onRoad_ = what.road;
     premultiplied_ = alpha_ && !(settings_.keepAlpha && !what.scale);
     fieldsOut_ = what.keepsFields ? fieldsOf(frame) : FieldOrder::progressive;
 }
@@ -233,6 +254,45 @@ void PictureGraph::build(const AVFrame& frame) {
 bool PictureGraph::fits(const AVFrame& frame) const {
     return graph_ && frame.width == width_ && frame.height == height_ && frame.format == format_ &&
            (deinterlaces_ || (frame.interlaced_frame != 0) == interlaced_);
+}
+
+/// The stored picture with its last line or column once more, as the size asked wants it.
+FramePtr PictureGraph::grown(FramePtr frame) const {
+    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
+    const bool bySamples = d != nullptr &&
+                           (d->flags & (AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_PAL)) == 0 &&
+                           ((d->flags & AV_PIX_FMT_FLAG_PLANAR) != 0 || d->log2_chroma_w == 0);
+    if (!bySamples || frame->width != facts_.info.codedWidth || frame->height != facts_.info.codedHeight)
+        return frame;
+    const bool turned = facts_.info.orientation >= 5;
+    FramePtr out = newFrame();
+    out->format = frame->format;
+    out->width = turned ? settings_.height : settings_.width;
+    out->height = turned ? settings_.width : settings_.height;
+    if (av_frame_get_buffer(out.get(), 0) < 0 || av_frame_copy_props(out.get(), frame.get()) < 0)
+        throw std::bad_alloc();
+    const int period = frame->interlaced_frame != 0 ? 2 : 1;
+    for (int plane = 0; plane < 4 && frame->data[plane] != nullptr; ++plane) {
+        int step = 0;
+        for (int c = 0; c < d->nb_components; ++c)
+            if (d->comp[c].plane == plane) step = std::max(step, d->comp[c].step);
+        const bool chroma = plane == 1 || plane == 2;
+        const auto side = [&](int length, int shift) {
+            return chroma ? AV_CEIL_RSHIFT(length, shift) : length;
+        };
+        const int width = side(frame->width, d->log2_chroma_w),
+                  height = side(frame->height, d->log2_chroma_h);
+        const int wide = side(out->width, d->log2_chroma_w), high = side(out->height, d->log2_chroma_h);
+        for (int y = 0; y < high; ++y) {
+            const int from = y < height ? y : std::max(0, y - period);
+            const uint8_t* in = frame->data[plane] + ptrdiff_t{from} * frame->linesize[plane];
+            uint8_t* to = out->data[plane] + ptrdiff_t{y} * out->linesize[plane];
+            std::memcpy(to, in, static_cast<size_t>(width) * static_cast<size_t>(step));
+            if (wide > width)
+                std::memcpy(to + width * step, to + (width - 1) * step, static_cast<size_t>(step));
+        }
+    }
+    return out;
 }
 
 FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
@@ -250,7 +310,9 @@ FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
         SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr,
         nullptr, nullptr);
     if (scaler == nullptr) graphFailed(facts_.info.path, AVERROR(EINVAL));
-    const int* table = sws_getCoefficients(facts_.space == AVCOL_SPC_BT709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
+    const int* table = sws_getCoefficients(facts_.space == AVCOL_SPC_BT709        ? SWS_CS_ITU709
+                                           : facts_.space == AVCOL_SPC_BT2020_NCL ? SWS_CS_BT2020
+                                                                                  : SWS_CS_ITU601);
     sws_setColorspaceDetails(scaler, table, facts_.info.fullRange ? 1 : 0, table, 1, 0, 1 << 16, 1 << 16);
     sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, argb->data, argb->linesize);
     sws_freeContext(scaler);
@@ -274,6 +336,7 @@ void PictureGraph::push(TimedFrame timed) {
     frame->sample_aspect_ratio = {1, 1};
     const bool alpha = (hasAlpha(frame->format) || isPalette(frame->format)) && !facts_.pattern;
     if (alpha) frame = prepareAlpha(std::move(frame), false);
+    if (grows_) frame = grown(std::move(frame));
     if (!fits(*frame) || alpha != alpha_) {
         if (graph_) push(TimedFrame{});
         alpha_ = alpha;
@@ -300,15 +363,23 @@ void PictureGraph::drain() {
 
 void PictureGraph::collect(FramePtr frame) {
     const int64_t pts = frame->pts;
+    if (onRoad_) {
+        ready_.push_back({road_.convert(*frame, fieldsOut_), pts});
+        return;
+    }
     if (alpha_) {
         if (av_frame_make_writable(frame.get()) < 0) throw std::bad_alloc();
         if (!settings_.keepAlpha)
             setOpaque(*frame);
         else if (premultiplied_)
             divideByAlpha(*frame);
+        if (!settings_.keepAlpha && road_.converts()) {
+            ready_.push_back({road_.convert(*frame, fieldsOut_), pts});
+            return;
+        }
     }
     PictureRef picture = wrapFrame(std::move(frame), fieldsOut_, settings_.matrix);
-    if (settings_.layout == PixelLayout::yuv420) picture = fromArgb(picture, settings_.matrix, fieldsOut_);
+    picture = inLayout(picture, settings_.layout, settings_.matrix, fieldsOut_);
     ready_.push_back({std::move(picture), pts});
 }
 

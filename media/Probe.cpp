@@ -12,6 +12,8 @@
 #include "media/detail/HeifPicture.h"
 #include "media/detail/Input.h"
 #include "media/detail/ProbeDetail.h"
+#include "media/detail/ReadColour.h"
+#include "media/detail/RestOfClip.h"
 #include "media/detail/WebpAnimation.h"
 
 namespace tumblewash::media {
@@ -85,10 +87,12 @@ AVRational pixelAspectOf(AVFormatContext& context, AVStream& stream, AVFrame& fr
     return aspect;
 }
 
-AVColorSpace spaceOf(const AVFrame& frame, bool rgb) {
+AVColorSpace spaceOf(const AVFrame& frame, bool rgb, const ClipColour& colour) {
     if (rgb) return AVCOL_SPC_RGB;
     if (frame.colorspace != AVCOL_SPC_UNSPECIFIED && frame.colorspace != AVCOL_SPC_RGB)
         return frame.colorspace;
+    // Wide signals that do not say their matrix have the one made for them.
+    if (colour.primaries == Primaries::bt2020) return AVCOL_SPC_BT2020_NCL;
     return colourMatrixFor(frame.width, frame.height) == ColourMatrix::bt709 ? AVCOL_SPC_BT709
                                                                              : AVCOL_SPC_SMPTE170M;
 }
@@ -101,14 +105,16 @@ void fillColour(const AVFrame& frame, ProbeDetail& out) {
     const bool fullFormat = format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
                             format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
                             format == AV_PIX_FMT_YUVJ411P;
-    out.space = spaceOf(frame, rgb);
-    out.info.matrix = out.space == AVCOL_SPC_BT709 ? ColourMatrix::bt709 : ColourMatrix::bt601;
+    out.space = spaceOf(frame, rgb, out.info.colour);
+    out.info.matrix = matrixOf(out.space);
     out.info.fullRange = rgb || fullFormat || frame.color_range == AVCOL_RANGE_JPEG;
+    out.info.colour.fullRange = out.info.fullRange;
     out.info.hasAlpha = (flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
-void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, ProbeDetail& out) {
+void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, bool still, ProbeDetail& out) {
     MediaInfo& info = out.info;
+    info.colour = readColour(file.path(), stream, frame, still);
     info.codedWidth = frame.width;
     info.codedHeight = frame.height;
     const AVRational aspect = pixelAspectOf(file.context(), stream, frame);
@@ -156,6 +162,7 @@ void fillSound(const InputFile& file, ProbeDetail& out) {
     out.info.hasAudio = true;
     out.info.sampleRate = sound.sample_rate;
     out.info.channels = sound.ch_layout.nb_channels;
+    out.info.channelLayout = channelsWord(sound.ch_layout);
     out.info.audioCodec = avcodec_get_name(sound.codec_id);
 }
 
@@ -170,6 +177,7 @@ void keepStill(StillPicture still, ProbeDetail& out) {
     if (needsWork(still)) {
         out.space = AVCOL_SPC_RGB;
         info.fullRange = true;
+        info.colour.readAsOrdinary = true;
     }
     out.still = std::make_shared<const StillPicture>(std::move(still));
 }
@@ -197,6 +205,7 @@ void fillStill(const StillPicture& still, ProbeDetail& out) {
     info.height = frame.height;
     info.orientation = still.orientation;
     if (info.orientation >= 5) std::swap(info.width, info.height);
+    describeFormat(frame, true, info.colour);
     fillColour(frame, out);
 }
 
@@ -256,9 +265,12 @@ ProbeDetail probePattern(const std::string& path) {
     info.seconds = static_cast<double>(*info.frameCount) / drawn.rate.value();
     info.fullRange = true;
     info.matrix = colourMatrixFor(drawn.width, drawn.height);
+    info.colour.fullRange = true;
+    info.colour.chroma = "RGB";
     info.hasAudio = drawn.sound;
     info.sampleRate = drawn.sound ? 48000 : 0;
     info.channels = drawn.sound ? 2 : 0;
+    info.channelLayout = drawn.sound ? "stereo" : "";
     info.container = "pattern";
     info.videoCodec = drawn.name;
     out.timeBase = av_inv_q(asAv(drawn.rate));
@@ -290,17 +302,24 @@ ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag
         throw MediaError(MediaErrorCode::undecodable, path,
                          "not one picture of its " + out.info.videoCodec +
                              " stream can be decoded; the file is damaged or cut off, get a complete copy");
-    fillPicture(file, stream, *frame, out);
+    const bool still = isStill(file, decoder);
+    fillPicture(file, stream, *frame, still, out);
     fillTimes(stream, *frame, out);
-    if (isStill(file, decoder))
+    if (still)
         keepStill(stillOf(std::move(frame), out.info), out);
     else
         fillRate(file, stream, out);
     fillSound(file, out);
+    if (!still) out.info.leftOut = restOfClip(file.context(), out.videoStream, out.audioStream);
     return out;
 }
 
 }  // namespace
+
+ColourMatrix matrixOf(AVColorSpace space) noexcept {
+    if (space == AVCOL_SPC_BT2020_NCL) return ColourMatrix::bt2020;
+    return space == AVCOL_SPC_BT709 ? ColourMatrix::bt709 : ColourMatrix::bt601;
+}
 
 FieldOrder fieldsOf(const AVFrame& frame) noexcept {
     if (frame.interlaced_frame == 0) return FieldOrder::progressive;

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "media/Colour.h"
 #include "media/FileIdentity.h"
 #include "media/MediaError.h"
 #include "media/Picture.h"
@@ -33,18 +35,21 @@ struct MediaInfo {
     ColourMatrix matrix = ColourMatrix::bt601;  ///< by tag, else by size
     bool fullRange = false;
     bool hasAlpha = false;
+    ClipColour colour;
     bool hasAudio = false;
     int sampleRate = 0;  ///< 0 without sound
     int channels = 0;
-    std::string container;  ///< short names, for reports
+    std::string channelLayout;         ///< "stereo", "5.1" and so on
+    std::vector<std::string> leftOut;  ///< what else the file holds, in words: "2 subtitle tracks"
+    std::string container;             ///< short names, for reports
     std::string videoCodec;
     std::string audioCodec;
 };
 
 /// Opens `path` and decodes the first picture. Throws MediaError: unreadable (missing, empty, directory,
-/// FIFO, no permission), undecodable (no media, broken, absurd size), noVideo (sound only), cancelled.
-/// Returns within a second for ordinary files: a file that gives no picture in its first megabytes is
-/// refused.
+/// FIFO, no permission), undecodable (no media, broken, absurd size, colours that cannot be converted),
+/// noVideo (sound only), cancelled. Returns within a second for ordinary files: a file that gives no picture
+/// in its first megabytes is refused.
 MediaInfo probe(const std::string& path, CancelFlag cancel = nullptr);
 
 /// The largest width or height of a picture that this room decodes or makes.

@@ -35,7 +35,7 @@ ReaderSettings completed(const MediaInfo& info, ReaderSettings settings) {
     if (settings.width == 0) settings.width = std::min(info.width, kMaxPictureSide);
     if (settings.height == 0) settings.height = std::min(info.height, kMaxPictureSide);
     if (!settings.rate) settings.rate = info.rate ? info.rate : FrameRate{25, 1};
-    if (settings.layout == PixelLayout::yuv420 && (settings.width % 2 != 0 || settings.height % 2 != 0))
+    if (!isPacked(settings.layout) && (settings.width % 2 != 0 || settings.height % 2 != 0))
         throw MediaError(MediaErrorCode::badRequest, info.path,
                          "4:2:0 pictures need even sides; round the size");
     return settings;

@@ -30,7 +30,10 @@ struct ReaderSettings {
     int64_t stillFrames = 0;  ///< the same in pictures; wins when above 0
     int sampleRate = 48000;
     PixelLayout layout = PixelLayout::argb;
-    ColourMatrix matrix = ColourMatrix::bt709;  ///< of yuv420 pictures; take the writer's
+    ColourMatrix matrix = ColourMatrix::bt709;  ///< of planar pictures; take the writer's
+    Transfer transfer = Transfer::sdr;   ///< what signal the pictures shall be: SDR in BT.709, or HLG or
+                                         ///< PQ in BT.2020. Clips of another kind are converted
+    ToneMap toneMap = ToneMap::natural;  ///< how HDR becomes SDR
     bool keepAlpha = false;  ///< ARGB: keep straight alpha as stored; else flattened on black, 255
     bool keepFields = true;  ///< false: interlaced pictures are always made progressive. True: only
                              ///< when lines are scaled, cut to an odd offset, or turned

@@ -41,22 +41,22 @@ const std::array<SinkKind, 7>& kinds() {
          checkSequence,
          makeSequence,
          PixelLayout::argb},
-        {{"NAME.mp4", "H.264 and AAC"},
+        {{"NAME.mp4", "H.264 or another codec, and AAC"},
          [](const std::string& s) { return endsIn(s, ".mp4"); },
          checkMovie,
          makeMovie,
          PixelLayout::yuv420},
-        {{"NAME.mov", "H.264 and AAC"},
+        {{"NAME.mov", "H.264 or another codec, and AAC"},
          [](const std::string& s) { return endsIn(s, ".mov"); },
          checkMovie,
          makeMovie,
          PixelLayout::yuv420},
-        {{"NAME.mkv", "H.264 and AAC"},
+        {{"NAME.mkv", "H.264 or another codec, and AAC"},
          [](const std::string& s) { return endsIn(s, ".mkv"); },
          checkMovie,
          makeMovie,
          PixelLayout::yuv420},
-        {{"NAME.webm", "VP9 and Opus"},
+        {{"NAME.webm", "VP9 or AV1, and Opus"},
          [](const std::string& s) { return endsIn(s, ".webm"); },
          checkMovie,
          makeMovie,
@@ -240,9 +240,12 @@ const WriterSettings& Writer::settings() const noexcept {
     return impl_->settings;
 }
 PixelLayout Writer::preferredLayout() const noexcept {
-    return impl_->settings.keepAlpha ? PixelLayout::argb : impl_->kind.layout;
+    if (impl_->settings.keepAlpha) return PixelLayout::argb;
+    const bool deep = impl_->settings.colour && impl_->settings.colour->depth > 8;
+    return deep && impl_->kind.layout == PixelLayout::yuv420 ? PixelLayout::yuv420p10 : impl_->kind.layout;
 }
 ColourMatrix Writer::matrix() const noexcept {
+    if (impl_->settings.colour) return impl_->settings.colour->matrix;
     return impl_->settings.matrix.value_or(colourMatrixFor(impl_->settings.width, impl_->settings.height));
 }
 int64_t Writer::pictures() const noexcept {

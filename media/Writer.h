@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "media/MediaError.h"
+#include "media/MovieColour.h"
 #include "media/Picture.h"
 
 namespace tumblewash::media {
@@ -29,12 +30,14 @@ struct WriterSettings {
     bool sound = true;  ///< false: no sound stream at all
     int sampleRate =
         48000;     ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
-    int crf = -1;  ///< quality, lower is better; -1: 20 for H.264 (0..51), 31 for VP9 (0..63)
+    int crf = -1;  ///< quality, lower is better; -1: the codec's usual one, see codecTable
     std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
     FieldOrder fields =
         FieldOrder::progressive;         ///< interlaced coding and tags (H.264); others need progressive
     std::optional<ColourMatrix> matrix;  ///< of the movie's pictures and tags; none: `colourMatrixFor` its
                                          ///< size. The clips' own saves them a conversion
+    std::optional<MovieColour> colour;   ///< movies: signal, depth, matrix and codec; none: SDR of 8 bits in
+                                         ///< the file's usual codec, with `matrix`
     bool keepAlpha = false;  ///< straight alpha as it comes: PNG sequences, .mov (ProRes 4444), .mkv (FFV1),
                              ///< .webm (VP9); else alpha is dropped, the colour bytes as they are
     bool force = false;      ///< replace an existing output
@@ -50,10 +53,11 @@ struct WriterSettings {
 /// own behind a short queue, so a call may wait for it. Errors of that thread are thrown by the next call.
 class Writer {
   public:
-    /// `output` is FILE.mp4, FILE.mov, FILE.mkv (H.264, AAC), FILE.webm (VP9, Opus), NAME%05d.png (any %d,
-    /// numbered from 1), `null:`, `md5:` (standard output) or `md5:FILE`. Throws MediaError: badRequest for
-    /// an unknown type or impossible settings, notWritable for an output that exists (without `force`), is a
-    /// directory or no regular file, or lies in a directory that is missing or not writable.
+    /// `output` is FILE.mp4, FILE.mov, FILE.mkv (H.264 or another codec of `movieKinds`, AAC), FILE.webm (VP9
+    /// or AV1, Opus), NAME%05d.png (any %d, numbered from 1), `null:`, `md5:` (standard output) or
+    /// `md5:FILE`. Throws MediaError: badRequest for an unknown type or impossible settings, notWritable for
+    /// an output that exists (without `force`), is a directory or no regular file, or lies in a directory
+    /// that is missing or not writable.
     static Writer open(const std::string& output, const WriterSettings& settings);
 
     /// The checks of `open` without making anything, so that a program can refuse before it decodes.
@@ -67,10 +71,10 @@ class Writer {
     const WriterSettings& settings() const noexcept;
     /// The layout this output takes without a conversion: what readers should be asked for; ARGB with alpha.
     PixelLayout preferredLayout() const noexcept;
-    /// The matrix of yuv420 pictures it takes without a conversion: as set, else `colourMatrixFor` its size.
+    /// The matrix of planar pictures it takes without a conversion: as set, else `colourMatrixFor` its size.
     ColourMatrix matrix() const noexcept;
 
-    /// The next picture, of the settings' size, in either layout. Shares the picture until it is encoded: its
+    /// The next picture, of the settings' size, in any layout. Shares the picture until it is encoded: its
     /// bytes must not change afterwards. Throws MediaError.
     void writePicture(const PictureRef& picture);
     /// The same from the caller's memory (alpha, red, green, blue), copied before the call returns.

@@ -6,6 +6,7 @@
 #include <deque>
 
 #include "media/Reader.h"
+#include "media/detail/ColourRoad.h"
 #include "media/detail/Source.h"
 
 namespace tumblewash::media {
@@ -37,11 +38,14 @@ class PictureGraph {
     void build(const AVFrame& frame);
     void drain();
     void collect(FramePtr frame);
+    FramePtr grown(FramePtr frame) const;
     FramePtr prepareAlpha(FramePtr frame, bool premultiply) const;
     bool fits(const AVFrame& frame) const;
 
     const ProbeDetail& facts_;
     const ReaderSettings& settings_;
+    const ColourRoad road_;
+    const bool grows_;  // the pictures miss one line or column of the size asked
     GraphPtr graph_;
     AVFilterContext* in_ = nullptr;
     AVFilterContext* out_ = nullptr;
@@ -50,6 +54,7 @@ class PictureGraph {
     bool interlaced_ = false;
     bool alpha_ = false;
     bool premultiplied_ = false;
+    bool onRoad_ = false;
     bool deinterlaces_ = false;
     FieldOrder fieldsOut_ = FieldOrder::progressive;
     std::deque<TimedPicture> ready_;

@@ -37,6 +37,9 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel,
 /// The standard rate within half a percent of a measured one, else the measured one in small numbers.
 AVRational standardRate(AVRational measured);
 
+/// The matrix of this room for one of the library's; BT.601 stands for those that have none here.
+ColourMatrix matrixOf(AVColorSpace space) noexcept;
+
 /// Field order of one decoded frame.
 FieldOrder fieldsOf(const AVFrame& frame) noexcept;
 

@@ -156,7 +156,7 @@ TEST(RefusalTest, ImpossibleSizesAreRefusedInWordsAtBothEdges) {
     EXPECT_EQ(shop.run(join("16x16", "null:")).code, 0);
     EXPECT_EQ(shop.run(join("4095x16", "null:")).code, 0);
     expectRefused(shop, {"join", "pattern:bars?size=5000x64&seconds=1", b, "-o", "null:"}, 2,
-                  "smaller --size");
+                  "give --size 4094x52");
 }
 
 TEST(RefusalTest, AClipTooShortForItsSeamsIsRefusedWithTheNumbers) {

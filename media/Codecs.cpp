@@ -1,0 +1,95 @@
+#include "media/Codecs.h"
+
+#include <algorithm>
+
+namespace tumblewash::media {
+
+namespace {
+
+bool has(const std::vector<Codec>& codecs, Codec codec) {
+    return std::find(codecs.begin(), codecs.end(), codec) != codecs.end();
+}
+
+std::string wordsOf(const std::vector<Codec>& codecs) {
+    std::string out;
+    for (const Codec codec : codecs) out.append(out.empty() ? "" : ", ").append(factsOf(codec).word);
+    return out;
+}
+
+}  // namespace
+
+const std::vector<CodecFacts>& codecTable() {
+    // Ten bits of H.264 hardly play anywhere without a program of its own for it: HEVC takes their place.
+    static const std::vector<CodecFacts> table{
+        {Codec::h264, "h264", "H.264", "libx264", true, false, false, 51, 20},
+        {Codec::hevc, "hevc", "HEVC", "libx265", true, true, false, 51, 22},
+        {Codec::vp9, "vp9", "VP9", "libvpx-vp9", true, true, true, 63, 31},
+        {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, 63, 30},
+        {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, -1, -1},
+        {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, -1, -1},
+    };
+    return table;
+}
+
+const CodecFacts& factsOf(Codec codec) {
+    return *std::find_if(codecTable().begin(), codecTable().end(),
+                         [&](const CodecFacts& facts) { return facts.id == codec; });
+}
+
+const std::vector<MovieKind>& movieKinds() {
+    static const std::vector<MovieKind> kinds{
+        {".mp4", "mp4", {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9}, Codec::hevc, {}},
+        {".mov", "mov", {Codec::h264, Codec::hevc, Codec::prores}, Codec::hevc, {Codec::prores}},
+        {".mkv",
+         "matroska",
+         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1},
+         Codec::hevc,
+         {Codec::ffv1}},
+        {".webm", "webm", {Codec::vp9, Codec::av1}, Codec::vp9, {Codec::vp9}},
+    };
+    return kinds;
+}
+
+const MovieKind* movieKindOf(const std::string& output) {
+    for (const MovieKind& kind : movieKinds()) {
+        const std::string ending = kind.ending;
+        if (output.size() > ending.size() && output.ends_with(ending)) return &kind;
+    }
+    return nullptr;
+}
+
+Codec codecFor(const std::string& output, std::optional<Codec> wanted, int depth) {
+    const MovieKind* kind = movieKindOf(output);
+    const auto refuse = [&](const std::string& why) {
+        throw MediaError(MediaErrorCode::badRequest, output, why);
+    };
+    if (kind == nullptr) refuse("--codec is for movies: .mp4, .mov, .mkv and .webm");
+    if (!wanted) {
+        const CodecFacts& first = factsOf(kind->codecs.front());
+        return (depth > 8 ? first.ten : first.eight) ? first.id : kind->deepCodec;
+    }
+    const CodecFacts& facts = factsOf(*wanted);
+    if (!has(kind->codecs, *wanted))
+        refuse(std::string(facts.name) + " does not go into " + kind->ending + " files; they take " +
+               wordsOf(kind->codecs) + ", and " + facts.word + " goes into " + endingsOf(*wanted));
+    if (depth > 8 && !facts.ten)
+        refuse(std::string(facts.name) + " holds 8 bits here; use --codec " + factsOf(kind->deepCodec).word +
+               " for 10");
+    if (depth <= 8 && !facts.eight)
+        refuse(std::string(facts.name) + " holds 10 bits; leave out --depth 8 or choose another --codec");
+    return *wanted;
+}
+
+bool carriesTenBits(const std::string& output, std::optional<Codec> wanted) {
+    const MovieKind* kind = movieKindOf(output);
+    return kind != nullptr && (!wanted || factsOf(*wanted).ten);
+}
+
+std::string endingsOf(Codec codec) {
+    std::string out;
+    for (const MovieKind& kind : movieKinds())
+        if (has(kind.codecs, codec)) out.append(out.empty() ? "" : ", ").append(kind.ending + 1);
+    return out;
+}
+
+}  // namespace tumblewash::media

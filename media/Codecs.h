@@ -1,0 +1,54 @@
+// Which picture codec goes into which kind of file, with how many bits, with or without transparency: one
+// table that the writer, the help texts, the lists for programs and the colour plan read.
+// It opens nothing; whether the FFmpeg of this machine has an encoder shows when a file is written.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/MediaError.h"
+
+namespace tumblewash::media {
+
+enum class Codec { h264, hevc, vp9, av1, prores, ffv1 };
+
+/// One codec.
+struct CodecFacts {
+    Codec id;
+    const char* word;     ///< on the command line
+    const char* name;     ///< for readers
+    const char* encoder;  ///< the library's
+    bool eight;           ///< takes 8 bits a component
+    bool ten;             ///< takes 10
+    bool alpha;           ///< can hold transparency
+    int worstCrf;         ///< --crf goes from 0 to this; -1: it has no such scale
+    int usualCrf;         ///< where none is asked for
+};
+
+/// One kind of movie file.
+struct MovieKind {
+    const char* ending;         ///< ".mp4"
+    const char* muxer;          ///< the library's
+    std::vector<Codec> codecs;  ///< the first one is used unless another is asked for, or needed
+    Codec deepCodec;            ///< used for 10 bits unless another is asked for
+    std::vector<Codec> alpha;   ///< those that hold transparency in this kind of file
+};
+
+const std::vector<CodecFacts>& codecTable();
+const CodecFacts& factsOf(Codec codec);
+const std::vector<MovieKind>& movieKinds();
+/// The kind of file that `output` names by its ending; null when it is no movie.
+const MovieKind* movieKindOf(const std::string& output);
+
+/// The codec for `output`, a movie: the one asked for, else the usual one for this depth. Throws MediaError
+/// (badRequest) that says what goes into such files when the choice does not.
+Codec codecFor(const std::string& output, std::optional<Codec> wanted, int depth);
+
+/// True when `output` can hold 10-bit pictures with the codec asked for, if any.
+bool carriesTenBits(const std::string& output, std::optional<Codec> wanted);
+
+/// "mp4, mov, mkv": the kinds of file that hold a codec.
+std::string endingsOf(Codec codec);
+
+}  // namespace tumblewash::media

@@ -1,0 +1,297 @@
+#include "media/detail/ColourRoad.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "media/detail/DeepMatrix.h"
+#include "media/detail/Dither.h"
+
+namespace tumblewash::media {
+
+namespace {
+
+inline uint16_t wordOf(int value) {
+    return static_cast<uint16_t>(std::clamp(value, 0, 65535));
+}
+
+template <typename Sample>
+int code10(Sample sample) {
+    return sizeof(Sample) == 1 ? sample * 4 : sample;
+}
+
+template <typename Sample>
+const Sample* lineOf(const AVFrame& frame, int plane, int row) {
+    return reinterpret_cast<const Sample*>(frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane]);
+}
+
+template <typename Sample>
+Sample* lineOf(AVFrame& frame, int plane, int row) {
+    return reinterpret_cast<Sample*>(frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane]);
+}
+
+/// One line in deep words, a plane for each colour.
+struct Line {
+    std::vector<uint16_t> red, green, blue;
+    explicit Line(int width)
+        : red(static_cast<size_t>(width)),
+          green(static_cast<size_t>(width)),
+          blue(static_cast<size_t>(width)) {}
+};
+
+/// `wide`: the chroma lines have half the samples.
+template <typename Sample, bool wide>
+void lineFromYuv(const DeepMatrix& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
+                 Line& out) {
+    constexpr int half = 1 << (kToDeepBits - 1);
+    constexpr int step = wide ? 2 : 1;
+    uint16_t* red = out.red.data();
+    uint16_t* green = out.green.data();
+    uint16_t* blue = out.blue.data();
+    for (int x = 0; x < width / step; ++x) {
+        const int u = code10(cb[x]) - 512;
+        const int v = code10(cr[x]) - 512;
+        const int r = (c.redCr * v + half) >> kToDeepBits;
+        const int g = (c.greenCb * u + c.greenCr * v + half) >> kToDeepBits;
+        const int b = (c.blueCb * u + half) >> kToDeepBits;
+        for (int k = step * x; k < step * x + step; ++k) {
+            const int grey = code10(y[k]) * kDeepStep;
+            red[k] = wordOf(grey + r);
+            green[k] = wordOf(grey + g);
+            blue[k] = wordOf(grey + b);
+        }
+    }
+}
+
+template <typename Sample>
+void lineFromPlanes(const AVFrame& frame, const DeepMatrix& c, int y, bool fields, Line& out) {
+    const bool halved = frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUV420P10;
+    const int row = halved ? std::min(sharedChromaLine(y, fields), (frame.height + 1) / 2 - 1) : y;
+    const Sample* luma = lineOf<Sample>(frame, 0, y);
+    const Sample* cb = lineOf<Sample>(frame, 1, row);
+    const Sample* cr = lineOf<Sample>(frame, 2, row);
+    if (halved)
+        lineFromYuv<Sample, true>(c, luma, cb, cr, frame.width, out);
+    else
+        lineFromYuv<Sample, false>(c, luma, cb, cr, frame.width, out);
+}
+
+/// Whole-range samples of `step` to a pixel, red first.
+template <typename Sample>
+void lineFromRgb(const Sample* in, int step, int width, Line& out) {
+    constexpr uint32_t swing = kDeepWhite - kDeepBlack;
+    constexpr uint32_t full = sizeof(Sample) == 1 ? 255 : 65535;
+    const auto word = [](Sample v) {
+        return static_cast<uint16_t>(kDeepBlack + (v * swing + full / 2) / full);
+    };
+    for (size_t x = 0; x < static_cast<size_t>(width); ++x, in += step) {
+        out.red[x] = word(in[0]);
+        out.green[x] = word(in[1]);
+        out.blue[x] = word(in[2]);
+    }
+}
+
+/// Half a step everywhere, or the pattern's share.
+inline int shareAt(bool dither, unsigned x, unsigned y) {
+    return dither ? ditherShare(x, y) : 128;
+}
+
+void lumaOf(const DeepMatrix& c, const Line& in, size_t width, unsigned y, bool dither, uint8_t* out) {
+    const uint16_t *red = in.red.data(), *green = in.green.data(), *blue = in.blue.data();
+    for (size_t x = 0; x < width; ++x) {
+        const int word = (c.yRed * red[x] + c.yGreen * green[x] + c.yBlue * blue[x]) >> kLumaBits;
+        out[x] =
+            static_cast<uint8_t>(std::min((word + shareAt(dither, static_cast<unsigned>(x), y)) >> 8, 255));
+    }
+}
+
+void lumaOf(const DeepMatrix& c, const Line& in, size_t width, unsigned, bool, uint16_t* out) {
+    constexpr int shift = kLumaBits + 6;
+    const uint16_t *red = in.red.data(), *green = in.green.data(), *blue = in.blue.data();
+    for (size_t x = 0; x < width; ++x) {
+        const int sum = c.yRed * red[x] + c.yGreen * green[x] + c.yBlue * blue[x];
+        out[x] = static_cast<uint16_t>(std::min((sum + (1 << (shift - 1))) >> shift, 1023));
+    }
+}
+
+/// A sum of differences over four pixels as a code around the middle.
+inline void putChroma(int sum, bool dither, unsigned x, unsigned y, uint8_t& out) {
+    const int word = sum >> (kChromaBits + 2 - 6);
+    out = static_cast<uint8_t>(std::clamp(128 + ((word + shareAt(dither, x, y)) >> 8), 0, 255));
+}
+inline void putChroma(int sum, bool, unsigned, unsigned, uint16_t& out) {
+    constexpr int shift = kChromaBits + 2;
+    out = static_cast<uint16_t>(std::clamp(512 + ((sum + (1 << (shift - 1))) >> shift), 0, 1023));
+}
+
+template <typename Sample>
+void chromaOf(const DeepMatrix& c, const Line& above, const Line& below, size_t width, unsigned row,
+              bool dither, Sample* cb, Sample* cr) {
+    for (size_t x = 0; x < width / 2; ++x) {
+        const size_t k = 2 * x;
+        const int green = above.green[k] + above.green[k + 1] + below.green[k] + below.green[k + 1];
+        const int red = above.red[k] + above.red[k + 1] + below.red[k] + below.red[k + 1] - green;
+        const int blue = above.blue[k] + above.blue[k + 1] + below.blue[k] + below.blue[k + 1] - green;
+        putChroma(c.cbRed * red + c.cbBlue * blue, dither, static_cast<unsigned>(x), row, cb[x]);
+        putChroma(c.crRed * red + c.crBlue * blue, dither, static_cast<unsigned>(x), row, cr[x]);
+    }
+}
+
+void argbOf(const Line& in, size_t width, unsigned y, uint8_t* out) {
+    // Bytes in 256ths: 56064 is 255.
+    const auto byte = [](uint16_t word, unsigned share) {
+        const uint32_t inside = std::clamp<uint32_t>(word, kDeepBlack, kDeepWhite) - kDeepBlack;
+        return static_cast<uint8_t>((((inside * 38155) >> 15) + share) >> 8);
+    };
+    for (size_t x = 0; x < width; ++x, out += 4) {
+        const unsigned share = ditherShare(static_cast<unsigned>(x), y);
+        out[0] = 255;
+        out[1] = byte(in.red[x], share);
+        out[2] = byte(in.green[x], share);
+        out[3] = byte(in.blue[x], share);
+    }
+}
+
+void wordsOf(const Line& in, size_t width, uint16_t* out) {
+    for (size_t x = 0; x < width; ++x, out += 4) {
+        out[0] = kDeepOpaque;
+        out[1] = in.red[x];
+        out[2] = in.green[x];
+        out[3] = in.blue[x];
+    }
+}
+
+}  // namespace
+
+SignalConversion conversionOf(const ClipColour& colour, const ReaderSettings& settings) {
+    SignalConversion out;
+    out.fromTransfer = colour.transfer;
+    out.fromPrimaries = colour.primaries;
+    // Only PQ has a peak of its own; equal conversions shall share their table.
+    out.fromPeak = colour.transfer == Transfer::pq ? peakOf(colour) : kHlgPeak;
+    out.toTransfer = settings.transfer;
+    out.toPrimaries = settings.transfer == Transfer::sdr ? Primaries::bt709 : Primaries::bt2020;
+    out.toneMap = settings.toneMap;
+    return out;
+}
+
+ColourRoad::ColourRoad(const ProbeDetail& facts, const ReaderSettings& settings)
+    : settings_(settings),
+      from_(matrixOf(facts.space)),
+      rgb_(facts.space == AVCOL_SPC_RGB),
+      deep_(asRead(facts.info.colour).depth > 8),
+      sameMatrix_(from_ == settings.matrix) {
+    const SignalConversion conversion = conversionOf(asRead(facts.info.colour), settings);
+    if (!conversion.none()) table_ = ColourTable::of(conversion);
+}
+
+bool ColourRoad::takes(const AVFrame&) const {
+    if (table_ || settings_.layout == PixelLayout::deep) return true;
+    if (settings_.layout == PixelLayout::argb) return deep_;
+    if (rgb_) return deep_ || settings_.layout == PixelLayout::yuv420p10;
+    return !sameMatrix_ || (deep_ && settings_.layout == PixelLayout::yuv420);
+}
+
+AVPixelFormat ColourRoad::format(const AVFrame&) const {
+    if (rgb_) return deep_ ? AV_PIX_FMT_RGBA64 : AV_PIX_FMT_ARGB;
+    if (isPacked(settings_.layout)) return deep_ ? AV_PIX_FMT_YUV444P10 : AV_PIX_FMT_YUV444P;
+    return deep_ ? AV_PIX_FMT_YUV420P10 : AV_PIX_FMT_YUV420P;
+}
+
+PictureRef ColourRoad::convert(const AVFrame& frame, FieldOrder fields) const {
+    if (isPacked(settings_.layout)) return toPacked(frame, fields);
+    const bool bitsOnly = !table_ && !rgb_ && sameMatrix_;
+    return bitsOnly ? dropBits(frame, fields) : toPlanes(frame, fields);
+}
+
+struct ColourRoad::Rows {
+    explicit Rows(int width) : line{Line(width), Line(width)} {}
+    std::array<Line, 2> line;
+};
+
+void ColourRoad::load(const AVFrame& frame, int y, bool fields, Rows& rows, size_t set) const {
+    Line& line = rows.line[set];
+    const DeepMatrix& matrix = deepMatrixOf(from_);
+    if (frame.format == AV_PIX_FMT_ARGB)
+        lineFromRgb(lineOf<uint8_t>(frame, 0, y) + 1, 4, frame.width, line);
+    else if (frame.format == AV_PIX_FMT_RGBA64)
+        lineFromRgb(lineOf<uint16_t>(frame, 0, y), 4, frame.width, line);
+    else if (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUV444P)
+        lineFromPlanes<uint8_t>(frame, matrix, y, fields, line);
+    else
+        lineFromPlanes<uint16_t>(frame, matrix, y, fields, line);
+    if (table_)
+        table_->convertRow(line.red.data(), line.green.data(), line.blue.data(),
+                           static_cast<size_t>(frame.width));
+}
+
+namespace {
+
+FramePtr newPlanarFrame(const AVFrame& like, AVPixelFormat format) {
+    FramePtr out = newFrame();
+    out->width = like.width;
+    out->height = like.height;
+    out->format = format;
+    out->sample_aspect_ratio = {1, 1};
+    out->pts = like.pts;
+    if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
+    return out;
+}
+
+}  // namespace
+
+PictureRef ColourRoad::toPlanes(const AVFrame& frame, FieldOrder fields) const {
+    const bool ten = settings_.layout == PixelLayout::yuv420p10;
+    const bool apart = fields != FieldOrder::progressive;
+    const bool dither = deep_ || table_;
+    const DeepMatrix& to = deepMatrixOf(settings_.matrix);
+    const auto width = static_cast<size_t>(frame.width);
+    FramePtr out = newPlanarFrame(frame, ten ? AV_PIX_FMT_YUV420P10 : AV_PIX_FMT_YUV420P);
+    Rows rows(frame.width);
+    const auto writePair = [&](auto sample, int row) {
+        using Sample = decltype(sample);
+        const auto [above, below] = lumaLines(row, frame.height, apart);
+        load(frame, above, apart, rows, 0);
+        load(frame, below, apart, rows, 1);
+        lumaOf(to, rows.line[0], width, static_cast<unsigned>(above), dither, lineOf<Sample>(*out, 0, above));
+        lumaOf(to, rows.line[1], width, static_cast<unsigned>(below), dither, lineOf<Sample>(*out, 0, below));
+        chromaOf(to, rows.line[0], rows.line[1], width, static_cast<unsigned>(row), dither,
+                 lineOf<Sample>(*out, 1, row), lineOf<Sample>(*out, 2, row));
+    };
+    for (int row = 0; row < frame.height / 2; ++row)
+        if (ten)
+            writePair(uint16_t{}, row);
+        else
+            writePair(uint8_t{}, row);
+    return wrapFrame(std::move(out), fields, settings_.matrix);
+}
+
+PictureRef ColourRoad::toPacked(const AVFrame& frame, FieldOrder fields) const {
+    const bool deep = settings_.layout == PixelLayout::deep;
+    const bool apart = fields != FieldOrder::progressive;
+    const auto width = static_cast<size_t>(frame.width);
+    FramePtr out = deep ? newDeepFrame(frame.width, frame.height) : newArgbFrame(frame.width, frame.height);
+    Rows rows(frame.width);
+    for (int y = 0; y < frame.height; ++y) {
+        load(frame, y, apart, rows, 0);
+        if (deep)
+            wordsOf(rows.line[0], width, lineOf<uint16_t>(*out, 0, y));
+        else
+            argbOf(rows.line[0], width, static_cast<unsigned>(y), lineOf<uint8_t>(*out, 0, y));
+    }
+    return wrapFrame(std::move(out), fields, settings_.matrix);
+}
+
+PictureRef ColourRoad::dropBits(const AVFrame& frame, FieldOrder fields) const {
+    FramePtr out = newPlanarFrame(frame, AV_PIX_FMT_YUV420P);
+    for (int plane = 0; plane < 3; ++plane) {
+        const int width = plane == 0 ? frame.width : frame.width / 2;
+        const int height = plane == 0 ? frame.height : frame.height / 2;
+        for (int y = 0; y < height; ++y)
+            ditherRow(lineOf<uint16_t>(frame, plane, y), static_cast<size_t>(width), static_cast<unsigned>(y),
+                      2, lineOf<uint8_t>(*out, plane, y));
+    }
+    return wrapFrame(std::move(out), fields, settings_.matrix);
+}
+
+}  // namespace tumblewash::media
