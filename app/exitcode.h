@@ -10,7 +10,7 @@ enum class ExitCode : int {
     BadUsage = 2,      ///< wrong usage, or a request that cannot be met
     BadInput = 3,      ///< an input cannot be read
     BadOutput = 4,     ///< the output cannot be written
-    Interrupted = 130  ///< a signal ended the run
+    Interrupted = 130  ///< a signal ended the run; the process returns 128 and its number
 };
 
 }  // namespace tumblewash::app

@@ -19,7 +19,8 @@ constexpr const char* kExitCodes[][2] = {
     {"2", "wrong usage, or a request that cannot be met"},
     {"3", "an input cannot be read"},
     {"4", "the output cannot be written"},
-    {"130", "interrupted by a signal; nothing is left behind and an old output is as it was"}};
+    {"129, 130, 143",
+     "ended by SIGHUP, SIGINT or SIGTERM; nothing is left behind and an old output is as it was"}};
 
 // Breaks `text` at spaces so that no line passes kWidth; later lines start at column `indent`.
 std::string wrap(const std::string& text, std::size_t indent, std::size_t column) {

@@ -1,7 +1,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <initializer_list>
+
+#include "app/exitcode.h"
 #include "app/program.h"
+#include "media/InputMemory.h"
 
 namespace {
 
@@ -20,6 +26,9 @@ bool keepStandardNumbers() {
 
 int main(int argc, char** argv) {
     if (!keepStandardNumbers()) return static_cast<int>(tumblewash::app::ExitCode::RenderFailed);
-    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(tumblewash::app::runProgram(arguments));
+    const int status = tumblewash::app::runProgram(argc, argv);
+    if (!tumblewash::media::workLeftBehind()) return status;
+    // Nothing may be taken away from under a decoder that was given up.
+    std::fflush(stdout);
+    std::_Exit(status);
 }

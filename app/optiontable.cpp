@@ -223,6 +223,9 @@ const OptionRow kOptions[] = {
      storeFit},
     {"--still", "", "TIME", ValueKind::Text, "", kPictureGroup, "how long a still picture lasts (default 4s)",
      kEdits, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
+    {"--max-duration", "", "TIME", ValueKind::Text, "", kPictureGroup,
+     "refuse a result that would last longer than this, such as 48:00:00 (default 24:00:00)", kMovies,
+     [](Options& o, const std::string& v) { o.longest = parseTime(v); }},
     {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
      "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
      "levels, or no "

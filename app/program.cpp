@@ -4,8 +4,12 @@
 
 #include <cstdio>
 #include <new>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "app/demo.h"
+#include "app/exitcode.h"
 #include "app/field.h"
 #include "app/help.h"
 #include "app/list.h"
@@ -20,6 +24,7 @@
 #include "edit/documentkeys.h"
 #include "edit/errors.h"
 #include "host/HostError.h"
+#include "media/InputMemory.h"
 #include "media/MediaError.h"
 
 namespace tumblewash::app {
@@ -99,27 +104,28 @@ ExitCode codeOf(Problem problem) {
     return ExitCode::RenderFailed;
 }
 
-ExitCode refuse(ExitCode code, const char* words) {
+int refuse(ExitCode code, const char* words) {
     // What breaks off after a signal breaks because of it, whatever it says about itself.
-    if (interruptFlag().load()) code = ExitCode::Interrupted;
+    if (interruptFlag().load()) {
+        sayInterrupted(writtenWords().c_str());
+        return interruptStatus();
+    }
     // Plain calls: memory may have run out, and standard error may be closed.
-    if (code == ExitCode::Interrupted)
-        std::fprintf(stderr, "tumblewash: interrupted by %s: %s\n", interruptName(),
-                     anythingWritten() ? writtenWords().c_str() : "nothing was written");
-    else if (anythingWritten())
+    if (anythingWritten())
         std::fprintf(stderr, "tumblewash: %s; %s\n", words, writtenWords().c_str());
     else
         sayLine("tumblewash: ", words);
-    return code;
+    return static_cast<int>(code);
 }
 
 }  // namespace
 
-ExitCode runProgram(const std::vector<std::string>& arguments) noexcept {
+int runProgram(int argc, char** argv) noexcept {
     try {
         installSignalHandlers();
-        dispatch(parseOptions(arguments));
-        return ExitCode::Done;
+        media::limitMemoryOfInputs();
+        dispatch(parseOptions(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc)));
+        return static_cast<int>(ExitCode::Done);
     } catch (const Refusal& refusal) {
         return refuse(codeOf(refusal.problem()), refusal.what());
     } catch (const MediaError& problem) {
@@ -129,6 +135,11 @@ ExitCode runProgram(const std::vector<std::string>& arguments) noexcept {
                       problem.what());
     } catch (const std::bad_alloc&) {
         return refuse(ExitCode::RenderFailed, "memory ran out; use a smaller --size or fewer --threads");
+    } catch (const std::system_error& problem) {
+        if (problem.code() != std::errc::resource_unavailable_try_again)
+            return refuse(ExitCode::RenderFailed, problem.what());
+        return refuse(ExitCode::RenderFailed,
+                      "the system starts no more threads; end other programs, or raise the limit of processes");
     } catch (const std::exception& problem) {
         return refuse(ExitCode::RenderFailed, problem.what());
     } catch (...) {

@@ -1,5 +1,7 @@
 #include "app/written.h"
 
+#include <atomic>
+#include <new>
 #include <vector>
 
 #include "media/Quoting.h"
@@ -12,14 +14,22 @@ std::vector<std::string>& files() {
     return noted;
 }
 
+std::atomic<bool> any{false};
+
 }  // namespace
 
-void noteWritten(const std::string& file) {
-    if (!file.empty()) files().push_back(file);
+void noteWritten(const std::string& file) noexcept {
+    if (file.empty()) return;
+    any = true;
+    try {
+        files().push_back(file);
+    } catch (const std::bad_alloc&) {
+        // The file is in place all the same, and the run goes on.
+    }
 }
 
 std::string writtenWords() {
-    if (files().empty()) return "nothing was written";
+    if (files().empty()) return any ? "its output was written" : "nothing was written";
     std::string words;
     for (std::size_t i = 0; i < files().size(); ++i) {
         if (i > 0) words += i + 1 == files().size() ? " and " : ", ";
@@ -29,7 +39,7 @@ std::string writtenWords() {
 }
 
 bool anythingWritten() noexcept {
-    return !files().empty();
+    return any;
 }
 
 }  // namespace tumblewash::app

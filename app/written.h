@@ -7,12 +7,12 @@
 namespace tumblewash::app {
 
 /// Notes a file that is in place; an empty name is none.
-void noteWritten(const std::string& file);
+void noteWritten(const std::string& file) noexcept;
 
 /// "nothing was written", or the names of what was: "a.mp4 and b.png were written".
 std::string writtenWords();
 
-/// True when something was noted.
+/// True when something was noted. Safe in a signal handler.
 bool anythingWritten() noexcept;
 
 }  // namespace tumblewash::app

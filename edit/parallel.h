@@ -29,10 +29,15 @@ inline void inParallel(int count, int threads, media::CancelFlag cancel,
             }
         }
     };
-    std::vector<std::thread> pool;
-    for (int t = 1; t < std::min(threads, count); ++t) pool.emplace_back(work);
+    std::vector<std::jthread> pool;
+    try {
+        for (int t = 1; t < std::min(threads, count); ++t) pool.emplace_back(work);
+    } catch (...) {
+        next = count;  // those that did start end after the job in hand
+        throw;
+    }
     work();
-    for (std::thread& thread : pool) thread.join();
+    pool.clear();
     for (const std::exception_ptr& failure : failures)
         if (failure) std::rethrow_exception(failure);
 }

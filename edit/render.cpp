@@ -300,6 +300,9 @@ void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& 
         Pass(settings, request, writer, report, hooks).run();
         report.renderSeconds = since(began);
         report.samples = writer.samples();
+        // Nothing that needs memory comes after the commit: what fails leaves the old file.
+        for (const Clip& clip : request.clips)
+            for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
         const Clock::time_point ending = Clock::now();
         writer.commit();
         report.finishSeconds = since(ending);
@@ -308,8 +311,6 @@ void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& 
     } catch (const MediaError& problem) {
         failWhileWorking(problem);
     }
-    for (const Clip& clip : request.clips)
-        for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
 }
 
 }  // namespace tumblewash::edit

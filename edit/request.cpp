@@ -313,6 +313,24 @@ void checkWriter(const RenderSettings& o, const WriterSettings& settings) {
     if (!o.output.empty()) Writer::check(o.output, settings);
 }
 
+std::string clockTime(std::int64_t seconds) {
+    return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+// A clip with a broken clock, or a slip of the keyboard, must not fill the disk for days.
+void checkLength(const RenderSettings& settings, const MovieRequest& request) {
+    const std::int64_t most = settings.longest.frames(request.rate);
+    const std::int64_t asked = request.end - request.first;
+    if (asked <= most) return;
+    const auto lasts = [&](std::int64_t frames) {
+        return clockTime(static_cast<std::int64_t>(secondsOf(frames, request.rate)));
+    };
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("the result would last {} ({} frames), and {} is the most; give a longer "
+                              "--max-duration if that is meant",
+                              lasts(asked), asked, lasts(most)));
+}
+
 }  // namespace
 
 PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& first, Edges edges,
@@ -416,6 +434,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
 
     planRequest(edit, request);
     settleRange(settings, request);
+    checkLength(settings, request);
     writer.title = edit.title.value_or("");
     writer.comment = edit.comment.value_or("");
     if (edit.chapters) writer.chapters = chaptersOf(edit, request);

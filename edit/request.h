@@ -33,6 +33,7 @@ struct RenderSettings {
     std::string plugin;                  ///< a module instead of the built-in one
     int threads = 0;                     ///< sessions side by side; 0 means as many as there are cores
     bool proxy = false;                  ///< render as a quick preview
+    TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;     ///< render this stretch alone
     media::ColourWishes colour;          ///< what becomes of HDR, depth and codec
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null

@@ -54,6 +54,12 @@ SessionSettings sessionSettings(const TransitionJob& job) {
 }
 
 struct ParallelRenderer::Impl {
+    Impl() = default;
+    // Whatever ends its owner, a thread that does not start among them, ends the threads first.
+    ~Impl() { join(); }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
     struct Worker {
         std::unique_ptr<PictureSource> source;
         std::unique_ptr<Session> session;
@@ -211,9 +217,7 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
         worker.thread = std::thread([impl = impl_.get(), &worker] { impl->work(worker); });
 }
 
-ParallelRenderer::~ParallelRenderer() {
-    impl_->join();
-}
+ParallelRenderer::~ParallelRenderer() = default;
 
 std::size_t ParallelRenderer::window() const noexcept {
     return impl_->workers.size() + 1;

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "media/Probe.h"
+#include "media/detail/Allowance.h"
+#include "media/detail/CostlyInput.h"
 
 extern "C" {
 #include <libavutil/cpu.h>
@@ -17,13 +21,19 @@ namespace tumblewash::media {
 
 namespace {
 
-// Largest pictures worth decoding: beyond these a file is damaged or hostile, and memory would go first.
-constexpr int64_t kMaxClipPixels = 36'000'000;
-constexpr int64_t kMaxStillPixels = 100'000'000;
-constexpr int64_t kSingleThreadPixels = 10'000'000;
-
-// Every decoder thread holds pictures of its own.
+// Every decoder thread holds pictures of its own: there are fewer threads for large ones.
 constexpr int kMaxDecoderThreads = 8;
+constexpr int64_t kThreadsBytes = 200 << 20;
+
+// Pictures that the library may decode by itself while it looks at a file.
+constexpr int64_t kMostPixelsUncounted = 10'000'000;
+
+// More scans than this of one JPEG picture are there to keep a decoder busy.
+constexpr int kMostScans = 200;
+
+// Opening a file, or looking for its first picture. Seconds of the processor, so that a slow disk or a busy
+// machine refuses nothing.
+constexpr double kOpeningSeconds = 4;
 
 // A decoder that only reports errors while it is emptied is given up after this many.
 constexpr int kMaxDrainErrors = 256;
@@ -97,11 +107,16 @@ AVCodecID codecOfPhotos(std::string_view reader) {
 /// .jpg is read as one. Its name is asked only where the content says nothing.
 Recognised recognise(const InputBytes& bytes, const std::string& url, const AVIOInterruptCB& interrupt) {
     const InputIoPtr io = bytes.open(interrupt);
+    checkNoDrawing(*io, bytes.path());
+    checkHeader(*io, bytes.path());
+    if (avio_seek(io.get(), 0, SEEK_SET) < 0) return {};
     const AVInputFormat* format = nullptr;
     int score = av_probe_input_buffer2(io.get(), &format, "", nullptr, 0, 0);
     if (score != AVERROR_EXIT && score <= AVPROBE_SCORE_RETRY)
         score = av_probe_input_buffer2(io.get(), &format, url.c_str(), nullptr, 0, 0);
     if (score == AVERROR_EXIT) return {};
+    if (format != nullptr && std::string_view(format->name) == "svg_pipe") refuseDrawing(bytes.path());
+    throwIfNoRoom(score);
     if (score < 0 || format == nullptr || refusedFormat(format->name))
         undecodable(bytes.path(), "is no movie or picture this program knows; convert it to MP4 or PNG first");
     constexpr std::string_view piped = "_pipe";
@@ -117,7 +132,7 @@ InputFile::InputFile(std::shared_ptr<const InputBytes> bytes, CancelFlag cancel)
     : bytes_(std::move(bytes)), cancel_(cancel) {
     bytes_->checkUnchanged();
     throwIfRaised(cancel, path());
-    setDeadline(std::chrono::seconds(8));
+    setDeadline(kOpeningSeconds);
     const std::string url = "file:" + path();
     AVFormatContext* raw = orBadAlloc(avformat_alloc_context());
     raw->interrupt_callback = {&InputFile::interrupted, this};
@@ -143,16 +158,21 @@ InputFile::InputFile(std::shared_ptr<const InputBytes> bytes, CancelFlag cancel)
     }
     raw->video_codec_id = found.photo;
     AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    if (image_) av_dict_set(&options, "pattern_type", "none", 0);
-    const int opened = avformat_open_input(&raw, url.c_str(), format, &options);  // frees raw when it fails
+    int opened = av_dict_set(&options, "protocol_whitelist", "file", 0);
+    if (opened >= 0 && image_) opened = av_dict_set(&options, "pattern_type", "none", 0);
+    if (opened >= 0)
+        opened = avformat_open_input(&raw, url.c_str(), format, &options);  // frees raw when it fails
+    else
+        avformat_free_context(raw);
     av_dict_free(&options);
     throwIfRaised(cancel, path());
+    throwIfNoRoom(opened);
     if (opened < 0)
         undecodable(path(), "is damaged or cut off (" + avMessage(opened) + "); get a complete copy");
     context_.reset(raw);
-    const int described = avformat_find_stream_info(raw, nullptr);
+    const int described = findStreams();
     throwIfRaised(cancel, path());
+    throwIfNoRoom(described);
     if (described < 0)
         undecodable(path(), "is damaged or cut off (" + avMessage(described) + "); get a complete copy");
     for (unsigned i = 0; i < raw->nb_streams; ++i) {
@@ -184,15 +204,41 @@ int InputFile::closeSame(AVFormatContext*, AVIOContext* io) {
 
 int InputFile::interrupted(void* self) {
     const auto* file = static_cast<const InputFile*>(self);
-    return raised(file->cancel_) || std::chrono::steady_clock::now() > file->deadline_ ? 1 : 0;
+    return raised(file->cancel_) || file->late() ? 1 : 0;
 }
 
-void InputFile::setDeadline(std::chrono::steady_clock::duration fromNow) noexcept {
-    deadline_ = std::chrono::steady_clock::now() + fromNow;
+void InputFile::setDeadline(double seconds) noexcept {
+    deadline_ = threadSeconds() + seconds;
+}
+
+void InputFile::clearDeadline() noexcept {
+    deadline_ = std::numeric_limits<double>::infinity();
+}
+
+bool InputFile::late() const noexcept {
+    // The thread's clock is a call of the system, and most reading has no deadline.
+    return std::isfinite(deadline_) && threadSeconds() > deadline_;
+}
+
+/// Fills in what the container does not say of its streams. 0 or more, or the library's error.
+int InputFile::findStreams() {
+    // The library would decode a photo for it, which the reader of a photo does anyway.
+    if (image_) return 0;
+    // It decodes without asking about memory: pictures beyond this size are left to our own decoder.
+    std::vector<AVDictionary*> each(context_->nb_streams, nullptr);
+    int found = 0;
+    for (AVDictionary*& one : each)
+        found = std::min(found, av_dict_set_int(&one, "max_pixels", kMostPixelsUncounted, 0));
+    if (found == 0)
+        found = avformat_find_stream_info(context_.get(), each.empty() ? nullptr : each.data());
+    for (AVDictionary*& one : each) av_dict_free(&one);
+    return found;
 }
 
 bool InputFile::read(AVPacket& packet) {
-    if (av_read_frame(context_.get(), &packet) < 0) return false;
+    const int got = av_read_frame(context_.get(), &packet);
+    throwIfNoRoom(got);
+    if (got < 0) return false;
     packet.pts = timeOrNone(packet.pts);
     packet.dts = timeOrNone(packet.dts);
     packet.duration = lengthOrNone(packet.duration);
@@ -223,9 +269,12 @@ void InputFile::useOnly(int stream) noexcept {
 }
 
 StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, bool strict)
-    : file_(file), stream_(&file.stream(stream, kind)) {
+    : file_(file),
+      stream_(&file.stream(stream, kind)),
+      memory_(file.isImage() ? DecoderMemory::Kind::photo : DecoderMemory::Kind::clip) {
     const AVCodecParameters& parameters = *stream_->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
+    if (parameters.codec_id == AV_CODEC_ID_SVG) refuseDrawing(file.path());
     // The library's own decoder of VP9 and VP8 leaves out the second stream, which holds transparency.
     if (const AVDictionaryEntry* mode = av_dict_get(stream_->metadata, "alpha_mode", nullptr, 0);
         mode != nullptr && std::strcmp(mode->value, "1") == 0) {
@@ -240,17 +289,20 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
     if (strict) codec_->err_recognition |= AV_EF_EXPLODE;
-    const int64_t pixels = int64_t{parameters.width} * parameters.height;
     const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxDecoderThreads);
-    codec_->thread_count = pixels > kSingleThreadPixels ? 1 : wanted;
-    codec_->max_pixels = file.isImage() ? kMaxStillPixels : kMaxClipPixels;
-    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO &&
-        (pixels > codec_->max_pixels || parameters.width > kMaxPictureSide ||
-         parameters.height > kMaxPictureSide))
-        undecodable(file.path(), "claims pictures of " + std::to_string(parameters.width) + "x" +
-                                     std::to_string(parameters.height) +
-                                     ", more than this program takes; scale it first");
+    codec_->thread_count = wanted;
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+        if (!memory_.fitsLimits(parameters.width, parameters.height))
+            undecodable(file.path(), "claims pictures of " + std::to_string(parameters.width) + "x" +
+                                         std::to_string(parameters.height) +
+                                         ", more than this program takes; scale it first");
+        const int64_t picture =
+            std::max<int64_t>(1, pictureBytes(parameters.width, parameters.height, parameters.format));
+        codec_->thread_count = static_cast<int>(std::clamp<int64_t>(kThreadsBytes / picture, 1, wanted));
+    }
+    memory_.watch(*codec_);
     const int opened = avcodec_open2(codec_.get(), decoder, nullptr);
+    throwIfNotStarted(opened);
     if (opened < 0)
         undecodable(file.path(), std::string("its ") + decoder->name + " stream cannot be decoded (" +
                                      avMessage(opened) + "); convert it first");
@@ -275,15 +327,33 @@ void StreamDecoder::feed() {
         }
         ++packets_;
         if (codec_->codec_id == AV_CODEC_ID_WEBP) endBehindPicture(*packet_);
+        if (codec_->codec_id == AV_CODEC_ID_MJPEG && !takesScans(*packet_)) {
+            av_packet_unref(packet_.get());
+            ++damaged_;
+            continue;
+        }
         const bool skim =
             skimmed_ != AV_NOPTS_VALUE && packet_->pts != AV_NOPTS_VALUE && packet_->pts < skimmed_;
         codec_->skip_frame = skim ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
         const int sent = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
-        if (sent == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (memory_.refused()) undecodable(file_.path(), memory_.reason());
+        throwIfNoRoom(sent);
         if (sent < 0) ++damaged_;
         return;
     }
+}
+
+/// False for a picture of a movie with absurdly many scans; a photo is refused for them. Each is a walk over the
+/// whole picture, and some take only a few bytes.
+bool StreamDecoder::takesScans(const AVPacket& packet) {
+    const JpegScans scans = scansOf({packet.data, static_cast<size_t>(packet.size)}, file_.isImage());
+    // Decoders keep the coefficients of a progressive picture until its last scan.
+    memory_.addWorking(scans.progressive ? 2 : 0);
+    if (scans.count <= kMostScans) return true;
+    if (!file_.isImage()) return false;
+    undecodable(file_.path(), "is drawn in " + std::to_string(scans.count) + " passes, more than " +
+                                  std::to_string(kMostScans) + "; save it again with another program");
 }
 
 FramePtr StreamDecoder::next() {
@@ -292,6 +362,7 @@ FramePtr StreamDecoder::next() {
         const int received = avcodec_receive_frame(codec_.get(), frame.get());
         if (received == 0) {
             ++frames_;
+            DecoderMemory::release(*frame);
             frame->pts = timeOrNone(frame->best_effort_timestamp);
             frame->pkt_duration = lengthOrNone(frame->pkt_duration);
             nameOr(AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB, frame->colorspace);
@@ -300,8 +371,9 @@ FramePtr StreamDecoder::next() {
             nameOr(AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB, frame->color_primaries);
             return frame;
         }
+        if (memory_.refused()) undecodable(file_.path(), memory_.reason());
         if (received == AVERROR_EOF) return nullptr;
-        if (received == AVERROR(ENOMEM)) throw std::bad_alloc();
+        throwIfNoRoom(received);
         if (received != AVERROR(EAGAIN)) {
             ++damaged_;
             if (draining_ && ++drainErrors_ < kMaxDrainErrors) continue;

@@ -87,6 +87,7 @@ class MovieSink final : public Sink {
           colour_(movieColourOf(output, settings)),
           file_(output, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
+    void option(int set) const;
 
     const std::string output_;
     const WriterSettings settings_;
@@ -113,6 +114,10 @@ void MovieSink::failed(const char* what, int error) const {
     for (const int number : disk)
         if (error == AVERROR(number)) throwNotWritable(output_, number);
     throw MediaError(MediaErrorCode::encoding, output_, std::string(what) + " (" + avMessage(error) + ")");
+}
+
+void MovieSink::option(int set) const {
+    if (set < 0) failed("its encoder does not take these settings", set);
 }
 
 void MovieSink::openMuxer() {
@@ -159,6 +164,7 @@ void MovieSink::openAudio() {
 
 void MovieSink::open(AVCodecContext& codec, AVStream& stream) const {
     const int opened = avcodec_open2(&codec, codec.codec, nullptr);
+    throwIfNotStarted(opened);
     if (opened < 0) failed("its encoder does not start with these settings", opened);
     stream.time_base = codec.time_base;
     if (avcodec_parameters_from_context(stream.codecpar, &codec) < 0) throw std::bad_alloc();
@@ -197,7 +203,7 @@ void MovieSink::writeHeader() {
     // The sound encoder's lead-in lies before time 0 and is marked to be skipped; moving everything up for
     // its sake would part sound and picture by as much.
     muxer_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
-    if (container_.faststart) av_dict_set(&options, "movflags", "+faststart", 0);
+    if (container_.faststart) option(av_dict_set(&options, "movflags", "+faststart", 0));
     const int written = avformat_write_header(muxer_, &options);
     av_dict_free(&options);
     if (written < 0) failed("its header cannot be written", written);

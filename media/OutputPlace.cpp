@@ -59,7 +59,8 @@ std::string unforeseenEnding() {
 template <typename Make>
 HiddenEntry makeHidden(const OutputPlace& place, Make make) {
     for (int attempt = 0; attempt < kMostTries; ++attempt) {
-        HiddenEntry entry{hiddenBeside(place.name, unforeseenEnding()), Descriptor()};
+        HiddenEntry entry{hiddenBeside(place.name, unforeseenEnding()), Descriptor(), HiddenName()};
+        entry.listed = HiddenName(place.folder.get(), entry.name);
         entry.opened = Descriptor(make(entry.name));
         if (entry.opened) return entry;
         // A folder can vanish, or be one that takes no files and says so oddly.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "media/Descriptor.h"
+#include "media/HiddenNames.h"
 
 namespace tumblewash::media {
 
@@ -31,6 +32,7 @@ std::optional<struct stat> fileAt(const OutputPlace& place, const std::string& n
 struct HiddenEntry {
     std::string name;
     Descriptor opened;
+    HiddenName listed;  ///< for an end without destructors
 };
 /// Makes an empty file, open for reading and writing. Throws MediaError (notWritable).
 HiddenEntry makeHiddenFile(const OutputPlace& place, mode_t mode);

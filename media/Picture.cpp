@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -59,6 +60,27 @@ BufferPools& pools() {
 }
 
 }  // namespace
+
+void throwIfNotStarted(int error) {
+    throwIfNoRoom(error);
+    if (error == AVERROR(EAGAIN)) throw std::system_error(EAGAIN, std::generic_category());
+}
+
+int connectGraph(AVFilterGraph& graph, AVFilterContext& in, AVFilterContext& out,
+                 const std::string& description) {
+    AVFilterInOut* outputs = avfilter_inout_alloc();
+    AVFilterInOut* inputs = avfilter_inout_alloc();
+    int result = AVERROR(ENOMEM);
+    if (outputs != nullptr && inputs != nullptr) {
+        *outputs = {av_strdup("in"), &in, 0, nullptr};
+        *inputs = {av_strdup("out"), &out, 0, nullptr};
+        if (outputs->name != nullptr && inputs->name != nullptr)
+            result = avfilter_graph_parse_ptr(&graph, description.c_str(), &inputs, &outputs, nullptr);
+    }
+    avfilter_inout_free(&inputs);
+    avfilter_inout_free(&outputs);
+    return result < 0 ? result : avfilter_graph_config(&graph, nullptr);
+}
 
 std::string avMessage(int error) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};

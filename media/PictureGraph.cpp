@@ -215,7 +215,8 @@ void PictureGraph::build(const AVFrame& frame) {
     const Plan what = plan(frame);
     graph_.reset(orBadAlloc(avfilter_graph_alloc()));
     graph_->nb_threads = settings_.threads;
-    av_opt_set(graph_.get(), "scale_sws_opts", (std::string("flags=") + kScaleFlags).c_str(), 0);
+    throwIfNoRoom(
+        throwIfNoRoom(av_opt_set(graph_.get(), "scale_sws_opts", (std::string("flags=") + kScaleFlags).c_str(), 0)));
     char arguments[256];
     const AVRational base = facts_.timeBase;
     const AVRational rate = asAv(facts_.info.rate ? facts_.info.rate : FrameRate{25, 1});
@@ -223,23 +224,14 @@ void PictureGraph::build(const AVFrame& frame) {
                   "video_size=%dx%d:pix_fmt=%d:time_base=%d/%d:frame_rate=%d/%d:pixel_aspect=1/1",
                   frame.width, frame.height, frame.format, base.num, base.den, rate.num, rate.den);
     const auto check = [&](int result) {
-        if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+        throwIfNotStarted(result);
         if (result < 0) graphFailed(facts_.info.path, result);
     };
     check(avfilter_graph_create_filter(&in_, avfilter_get_by_name("buffer"), "in", arguments, nullptr,
                                        graph_.get()));
     check(avfilter_graph_create_filter(&out_, avfilter_get_by_name("buffersink"), "out", nullptr, nullptr,
                                        graph_.get()));
-    AVFilterInOut* outputs = orBadAlloc(avfilter_inout_alloc());
-    AVFilterInOut* inputs = orBadAlloc(avfilter_inout_alloc());
-    *outputs = {av_strdup("in"), in_, 0, nullptr};
-    *inputs = {av_strdup("out"), out_, 0, nullptr};
-    const int parsed =
-        avfilter_graph_parse_ptr(graph_.get(), describe(frame, what).c_str(), &inputs, &outputs, nullptr);
-    avfilter_inout_free(&inputs);
-    avfilter_inout_free(&outputs);
-    check(parsed);
-    check(avfilter_graph_config(graph_.get(), nullptr));
+    check(connectGraph(*graph_, *in_, *out_, describe(frame, what)));
     width_ = frame.width;
     height_ = frame.height;
     format_ = frame.format;
@@ -309,6 +301,8 @@ FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
         AV_PIX_FMT_ARGB,
         SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr,
         nullptr, nullptr);
+    if (scaler == nullptr && sws_isSupportedInput(static_cast<AVPixelFormat>(frame->format)) != 0)
+        throw std::bad_alloc();
     if (scaler == nullptr) graphFailed(facts_.info.path, AVERROR(EINVAL));
     const int* table = sws_getCoefficients(facts_.space == AVCOL_SPC_BT709        ? SWS_CS_ITU709
                                            : facts_.space == AVCOL_SPC_BT2020_NCL ? SWS_CS_BT2020

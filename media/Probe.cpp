@@ -6,6 +6,7 @@
 #include <numeric>
 #include <string_view>
 
+#include "media/detail/Allowance.h"
 #include "media/detail/ExifOrientation.h"
 #include "media/detail/GainMap.h"
 #include "media/detail/HeifItems.h"
@@ -22,6 +23,9 @@ namespace {
 
 // A file whose first packets give no picture at all is refused instead of being read to its end.
 constexpr int64_t kProbePatience = 300;
+
+// Looking for it may take this many seconds of the processor.
+constexpr double kFirstPictureSeconds = 4;
 
 bool near(AVRational a, AVRational b, double tolerance) {
     return b.num > 0 && std::abs(av_q2d(a) / av_q2d(b) - 1) <= tolerance;
@@ -293,7 +297,7 @@ ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag
     }
     AVStream& stream = *file.context().streams[out.videoStream];
     out.info.videoCodec = avcodec_get_name(stream.codecpar->codec_id);
-    file.setDeadline(std::chrono::seconds(5));
+    file.setDeadline(kFirstPictureSeconds);
     file.useOnly(out.videoStream);
     StreamDecoder decoder(file, out.videoStream, AVMEDIA_TYPE_VIDEO, 1);
     decoder.setPatience(kProbePatience);
@@ -331,9 +335,15 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel,
     if (isPattern(path)) return probePattern(path);
     const auto bytes = std::make_shared<InputBytes>(path);
     if (identity && *identity != bytes->identity()) throwChanged(path);
-    ProbeDetail out = heifKind(path) == HeifKind::picture ? probeHeif(path, cancel)
-                      : isAnimatedWebp(path)              ? probeWebp(path, cancel)
-                                                          : probeFile(bytes, cancel);
+    ProbeDetail out;
+    runWithMemoryAllowance(path, [&] {
+        out = withinAllowance<ProbeDetail>(path, cancel, [bytes](CancelFlag flag) {
+            const std::string& file = bytes->path();
+            if (heifKind(file) == HeifKind::picture) return probeHeif(file, flag);
+            if (isAnimatedWebp(file)) return probeWebp(file, flag);
+            return probeFile(bytes, flag);
+        });
+    });
     if (out.videoStream < 0) bytes->checkStillNamed();
     out.bytes = bytes;
     out.info.identity = bytes->identity();

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <thread>
 
+#include "media/detail/Allowance.h"
 #include "media/detail/Sound.h"
 #include "media/detail/SteadyPictures.h"
 
@@ -102,28 +103,28 @@ void Reader::Impl::stop() {
 
 void Reader::Impl::produce() {
     const auto depth = static_cast<size_t>(settings.prefetch);
-    for (;;) {
-        PictureRef picture;
-        std::exception_ptr problem;
+    std::exception_ptr problem;
+    for (bool more = true; more;) {
+        // Whatever goes wrong here, the receiver is waiting to be told.
         try {
-            picture = pictures.next();
+            PictureRef picture = pictures.next();
+            std::unique_lock lock(mutex);
+            damaged = pictures.damaged();
+            missing = pictures.missing();
+            more = static_cast<bool>(picture);
+            changed.wait(lock, [&] { return stopping || queue.size() < depth; });
+            if (stopping) return;
+            if (more) queue.push_back(std::move(picture));
         } catch (...) {
             problem = std::current_exception();
+            more = false;
         }
-        std::unique_lock lock(mutex);
-        damaged = pictures.damaged();
-        missing = pictures.missing();
-        if (!picture) {
-            failure = problem;
-            ended = true;
-            changed.notify_all();
-            return;
-        }
-        changed.wait(lock, [&] { return stopping || queue.size() < depth; });
-        if (stopping) return;
-        queue.push_back(std::move(picture));
-        changed.notify_all();
+        if (more) changed.notify_all();
     }
+    const std::lock_guard lock(mutex);
+    failure = problem;
+    ended = true;
+    changed.notify_all();
 }
 
 PictureRef Reader::Impl::take() {
@@ -152,7 +153,9 @@ Reader& Reader::operator=(Reader&&) noexcept = default;
 Reader::~Reader() = default;
 
 Reader Reader::open(const std::string& path, const ReaderSettings& settings) {
-    return Reader(std::make_unique<Impl>(path, settings));
+    std::unique_ptr<Impl> impl;
+    runWithMemoryAllowance(path, [&] { impl = std::make_unique<Impl>(path, settings); });
+    return Reader(std::move(impl));
 }
 
 const MediaInfo& Reader::info() const noexcept {

@@ -131,7 +131,7 @@ void FileSound::open() {
 
 void FileSound::buildGraph(const AVFrame& frame) {
     const auto check = [&](int result) {
-        if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+        throwIfNotStarted(result);
         if (result < 0)
             throw MediaError(MediaErrorCode::encoding, facts_.info.path,
                              "its sound cannot be converted (" + avMessage(result) + ")");
@@ -163,16 +163,7 @@ void FileSound::buildGraph(const AVFrame& frame) {
     std::snprintf(resample, sizeof resample,
                   "aresample=%d:async=1:min_hard_comp=0.015%s,aformat=sample_fmts=flt:channel_layouts=stereo",
                   rate_, first ? ":first_pts=0" : "");
-    AVFilterInOut* outputs = orBadAlloc(avfilter_inout_alloc());
-    AVFilterInOut* inputs = orBadAlloc(avfilter_inout_alloc());
-    *outputs = {av_strdup("in"), in_, 0, nullptr};
-    *inputs = {av_strdup("out"), out_, 0, nullptr};
-    const int parsed =
-        avfilter_graph_parse_ptr(graph_.get(), (toStereo + resample).c_str(), &inputs, &outputs, nullptr);
-    avfilter_inout_free(&inputs);
-    avfilter_inout_free(&outputs);
-    check(parsed);
-    check(avfilter_graph_config(graph_.get(), nullptr));
+    check(connectGraph(*graph_, *in_, *out_, toStereo + resample));
     inFormat_ = frame.format;
     inRate_ = frame.sample_rate;
     inChannels_ = frame.ch_layout.nb_channels;

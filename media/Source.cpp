@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "media/detail/Allowance.h"
 #include "media/detail/ExifOrientation.h"
 #include "media/detail/WebpAnimation.h"
 
@@ -16,6 +17,10 @@ constexpr double kMaxStepSeconds = 60;
 
 // The pictures of this last stretch are decoded in full to find the end of a clip.
 constexpr double kDecisiveSeconds = 1;
+
+// Reading all packets may take this many seconds of the processor, and one more for so many megabytes.
+constexpr double kScanSeconds = 4;
+constexpr double kSlowestScan = 10;
 
 int64_t frameTicks(const ProbeDetail& facts) {
     if (!facts.info.rate) return 1;
@@ -200,6 +205,9 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     const double start = file.context().start_time == AV_NOPTS_VALUE
                              ? 0
                              : static_cast<double>(file.context().start_time) / AV_TIME_BASE;
+    // Reading goes by at hundreds of megabytes in a second, but packets may unfold to a thousand times their size.
+    const auto megabytes = static_cast<double>(std::max<int64_t>(0, avio_size(file.context().pb))) / 1e6;
+    file.setDeadline(kScanSeconds + megabytes / kSlowestScan);
     while (file.read(*packet)) {
         const AVStream& stream = *file.context().streams[packet->stream_index];
         if (packet->pts != AV_NOPTS_VALUE)
@@ -224,6 +232,11 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
         av_packet_unref(packet.get());
     }
     throwIfRaised(file.cancel(), file.path());
+    if (file.late())
+        throw MediaError(MediaErrorCode::undecodable, file.path(),
+                         "takes too long to read; it is damaged or made to be slow, save it again with another "
+                         "program");
+    file.clearDeadline();
     return out;
 }
 
@@ -306,9 +319,13 @@ std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
     constexpr const char* patched = "the picture is damaged or cut off; what is missing of it is made up";
     // The strict decoder of TIFF takes every tag that it does not know for damage.
     if (facts.info.videoCodec == "tiff") return tiffIsCutOff(facts.info.path) ? patched : "";
-    InputFile file(facts.bytes, cancel);
-    StreamDecoder strict(file, facts.videoStream, AVMEDIA_TYPE_VIDEO, 1, true);
-    return strict.next() ? "" : patched;
+    const bool whole = withinAllowance<bool>(
+        facts.info.path, cancel, [bytes = facts.bytes, stream = facts.videoStream](CancelFlag flag) {
+            InputFile file(bytes, flag);
+            StreamDecoder strict(file, stream, AVMEDIA_TYPE_VIDEO, 1, true);
+            return strict.next() != nullptr;
+        });
+    return whole ? "" : patched;
 }
 
 /// The end of a file whose pictures' times are all known.

@@ -102,7 +102,8 @@ void heal(const OutputPlace& place) {
     const auto undo = readUndo(place);
     if (!undo) return;
     const HiddenEntry hidden{undo->folder, Descriptor(openat(place.folder.get(), undo->folder.c_str(),
-                                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC))};
+                                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)),
+                          HiddenName()};
     if (!hidden.opened && errno != ENOENT) throwNotWritable(place.shown, errno);
     struct stat status {};
     const bool mine = hidden.opened && fstat(hidden.opened.get(), &status) == 0 && status.st_uid == geteuid();
@@ -264,6 +265,7 @@ void StagedSequence::commit() {
     write("undo", textOf(plan.undo));
     if (fsync(hidden_.opened.get()) != 0) throwNotWritable(place_.shown, errno);
     const std::string record = undoNameOf(place_.name);
+    hidden_.listed.hold();  // it holds older pictures from here on
     const int noted = renameToNew(hidden_.opened.get(), "undo", place_.folder.get(), record);
     if (noted == EEXIST)
         refuseOutput(place_.shown, quotedName(record) + " of another user stands in the way; let them write the pictures, "

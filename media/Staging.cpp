@@ -37,6 +37,7 @@ StagedFile::StagedFile(const std::string& path, bool force) : place_(findPlace(p
     HiddenEntry made = makeHiddenFile(place_, place_.there ? 0600 : 0666);
     hidden_ = std::move(made.name);
     file_ = std::move(made.opened);
+    listed_ = std::move(made.listed);
 }
 
 StagedFile::~StagedFile() {
@@ -85,6 +86,7 @@ void StagedFile::commit() {
     const Descriptor second(place_.listable ? -1 : fcntl(file_.get(), F_DUPFD_CLOEXEC, 3));
     if (file_.close() != 0) throwNotWritable(place_.shown, errno);
     const int folder = place_.folder.get();
+    listed_.hold();  // the hidden name may stand for the old file from here on
     const bool exchanged = place(old.has_value());
     const int error = syncFolder(place_, second.get());
     if (error != 0) {
@@ -97,6 +99,7 @@ void StagedFile::commit() {
     }
     if (exchanged) unlinkat(folder, hidden_.c_str(), 0);
     hidden_.clear();
+    listed_.forget();
 }
 
 }  // namespace tumblewash::media

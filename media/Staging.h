@@ -44,6 +44,7 @@ class StagedFile {
     bool force_;
     std::optional<AccessRights> before_;
     std::string hidden_;  // empty when there is nothing to remove
+    HiddenName listed_;
     Descriptor file_;
 };
 

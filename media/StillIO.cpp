@@ -23,8 +23,9 @@ PngEncoder::PngEncoder(std::string file, int width, int height, PngAlpha alpha)
     codec_->color_range = AVCOL_RANGE_JPEG;
     codec_->compression_level = 3;
     codec_->thread_count = 1;
-    av_opt_set(codec_.get(), "pred", "up", AV_OPT_SEARCH_CHILDREN);
+    throwIfNoRoom(av_opt_set(codec_.get(), "pred", "up", AV_OPT_SEARCH_CHILDREN));
     const int opened = avcodec_open2(codec_.get(), encoder, nullptr);
+    throwIfNotStarted(opened);
     if (opened < 0)
         throw MediaError(MediaErrorCode::encoding, file_, "no PNG can be made (" + avMessage(opened) + ")");
     frame_ = newFrame();

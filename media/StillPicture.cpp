@@ -211,7 +211,7 @@ class ScaledLines final : public DeepLines {
         scaler_.reset(sws_alloc_context());
         if (!scaler_) throw std::bad_alloc();
         const auto set = [&](const char* name, int64_t value) {
-            av_opt_set_int(scaler_.get(), name, value, 0);
+            throwIfNoRoom(av_opt_set_int(scaler_.get(), name, value, 0));
         };
         set("srcw", frame_.width);
         set("srch", lines);

@@ -111,8 +111,8 @@ std::string lightWords(const LightLevel& light) {
 
 void setH264(const WriterSettings& settings, const Preset& preset, AVCodecContext& codec) {
     const bool large = isLarge(settings);
-    av_opt_set(codec.priv_data, "preset", preset.name, 0);
-    if (!large && preset.vp9 < 6) av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "preset", preset.name, 0));
+    if (!large && preset.vp9 < 6) throwIfNoRoom(av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0));
     std::string parameters = large ? kLargeParameters : kUsualParameters;
     if (large && codec.thread_count > kPictureThreads) parameters += kSlicedThreads;
     if (settings.fields != FieldOrder::progressive) {
@@ -122,12 +122,12 @@ void setH264(const WriterSettings& settings, const Preset& preset, AVCodecContex
         // The encoder settles the fields' times before the first picture tells it their order.
         parameters += top ? ":tff=1" : ":bff=1";
     }
-    av_opt_set(codec.priv_data, "x264-params", parameters.c_str(), 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "x264-params", parameters.c_str(), 0));
 }
 
 void setHevc(const WriterSettings& settings, const Preset& preset, const MovieColour& colour,
              AVCodecContext& codec) {
-    av_opt_set(codec.priv_data, "preset", preset.name, 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "preset", preset.name, 0));
     // No words of its own on standard error, and one picture at a time: the machine's other cores render.
     std::string parameters =
         "log-level=error:info=0:frame-threads=1:pools=" + std::to_string(codec.thread_count);
@@ -136,16 +136,16 @@ void setHevc(const WriterSettings& settings, const Preset& preset, const MovieCo
     if (isWhole(colour))
         parameters += ":master-display=" + displayWords(*colour.mastering, "(%.0f,%.0f)", 50000, 10000);
     if (colour.light) parameters += ":max-cll=" + lightWords(*colour.light);
-    av_opt_set(codec.priv_data, "x265-params", parameters.c_str(), 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "x265-params", parameters.c_str(), 0));
 }
 
 void setVp9(const WriterSettings& settings, const Preset& preset, AVCodecContext& codec) {
     codec.bit_rate = 0;
     codec.gop_size = static_cast<int>(std::lround(5 * settings.rate.value()));
-    av_opt_set(codec.priv_data, "deadline", "good", 0);
-    av_opt_set_int(codec.priv_data, "cpu-used", preset.vp9, 0);
-    av_opt_set_int(codec.priv_data, "row-mt", 1, 0);
-    av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "deadline", "good", 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "cpu-used", preset.vp9, 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "row-mt", 1, 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0));
 }
 
 void setAv1(const WriterSettings& settings, const Preset& preset, const MovieColour& colour,
@@ -153,41 +153,41 @@ void setAv1(const WriterSettings& settings, const Preset& preset, const MovieCol
     // Its library talks on standard error unless it is told otherwise here.
     setenv("SVT_LOG", "1", 0);
     codec.gop_size = static_cast<int>(std::lround(5 * settings.rate.value()));
-    av_opt_set_int(codec.priv_data, "preset", preset.av1, 0);
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "preset", preset.av1, 0));
     std::string parameters = "lp=" + std::to_string(codec.thread_count);
     if (isWhole(colour))
         parameters += ":mastering-display=" + displayWords(*colour.mastering, "(%.5f,%.5f)", 1, 1);
     if (colour.light) parameters += ":content-light=" + lightWords(*colour.light);
-    av_opt_set(codec.priv_data, "svtav1-params", parameters.c_str(), 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "svtav1-params", parameters.c_str(), 0));
 }
 
 void setProres(AVCodecContext& codec) {
-    av_opt_set(codec.priv_data, "profile", "hq", 0);
-    av_opt_set(codec.priv_data, "vendor", "apl0", 0);
+    throwIfNoRoom(av_opt_set(codec.priv_data, "profile", "hq", 0));
+    throwIfNoRoom(av_opt_set(codec.priv_data, "vendor", "apl0", 0));
 }
 
 void setFfv1(AVCodecContext& codec) {
     codec.level = 3;
     codec.gop_size = 1;
     codec.slices = 4;
-    av_opt_set_int(codec.priv_data, "slicecrc", 1, 0);
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "slicecrc", 1, 0));
 }
 
 /// What the encoders want besides, to keep transparency.
 void setAlpha(AVCodecContext& codec) {
     if (codec.pix_fmt == AV_PIX_FMT_YUVA420P) {
         // Its two streams must have their pictures in step.
-        av_opt_set_int(codec.priv_data, "auto-alt-ref", 0, 0);
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "auto-alt-ref", 0, 0));
     } else if (codec.pix_fmt == AV_PIX_FMT_YUVA444P10) {
-        av_opt_set(codec.priv_data, "profile", "4444", 0);
-        av_opt_set(codec.priv_data, "vendor", "apl0", 0);
-        av_opt_set_int(codec.priv_data, "alpha_bits", 16, 0);
+        throwIfNoRoom(av_opt_set(codec.priv_data, "profile", "4444", 0));
+        throwIfNoRoom(av_opt_set(codec.priv_data, "vendor", "apl0", 0));
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "alpha_bits", 16, 0));
     } else {
         codec.level = 3;
         codec.slices = 4;
         codec.colorspace = AVCOL_SPC_RGB;
         codec.color_range = AVCOL_RANGE_JPEG;
-        av_opt_set_int(codec.priv_data, "slicecrc", 1, 0);
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "slicecrc", 1, 0));
     }
 }
 
@@ -331,7 +331,7 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
     tagColours(settings, colour, codec);
     const Preset& preset = presetOf(output, settings.preset);
     if (facts.worstCrf >= 0 && (alpha == nullptr || alpha->crf))
-        av_opt_set_int(codec.priv_data, "crf", settings.crf >= 0 ? settings.crf : facts.usualCrf, 0);
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "crf", settings.crf >= 0 ? settings.crf : facts.usualCrf, 0));
     if (alpha == nullptr || colour.codec == Codec::vp9) setCodec(settings, preset, colour, codec);
     if (alpha != nullptr) setAlpha(codec);
     return made;

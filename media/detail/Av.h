@@ -58,6 +58,18 @@ inline FramePtr shareFrame(const AVFrame& frame) {
     return FramePtr(orBadAlloc(av_frame_clone(&frame)));
 }
 
+/// Throws std::bad_alloc when the library found no memory: that is no trouble with a file.
+inline void throwIfNoRoom(int error) {
+    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+}
+/// The same for what opens a codec or a graph, and std::system_error when it found no thread.
+void throwIfNotStarted(int error);
+
+/// Puts the filters of `description` between `in`, its source, and `out`, its sink. Below 0: the library's
+/// error.
+int connectGraph(AVFilterGraph& graph, AVFilterContext& in, AVFilterContext& out,
+                 const std::string& description);
+
 /// The library's words for its error number, or the system's for errno values.
 std::string avMessage(int error);
 

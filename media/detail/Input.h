@@ -3,11 +3,12 @@
 // It converts nothing: frames come as the codec made them, with a time that is never missing.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "media/detail/Av.h"
+#include "media/detail/DecoderMemory.h"
 #include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
@@ -43,20 +44,24 @@ class InputFile {
     /// Reads the next packet of the streams in use; its times are such as `timeOrNone` lets through, its
     /// length none below 0. False at the end, at damage that hides the rest, and when interrupted.
     bool read(AVPacket& packet);
-    /// Work past this moment is broken off; opening and probing may not hang on absurd files.
-    void setDeadline(std::chrono::steady_clock::duration fromNow) noexcept;
-    void clearDeadline() noexcept { deadline_ = std::chrono::steady_clock::time_point::max(); }
+    /// Reading is broken off when the calling thread has had this much more of the processor; opening and
+    /// probing may not hang on absurd files. To be cleared by the same thread.
+    void setDeadline(double seconds) noexcept;
+    void clearDeadline() noexcept;
+    /// True when reading was broken off for that.
+    bool late() const noexcept;
 
   private:
     static int interrupted(void* self);
     static int openSame(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
                         AVDictionary** options);
     static int closeSame(AVFormatContext* context, AVIOContext* io);
+    int findStreams();
     std::shared_ptr<const InputBytes> bytes_;
     InputIoPtr io_;  // outlives the context, which reads through it
     InputPtr context_;
     CancelFlag cancel_;
-    std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
+    double deadline_ = std::numeric_limits<double>::infinity();  // on the thread's own clock
     bool image_ = false;
 };
 
@@ -86,9 +91,11 @@ class StreamDecoder {
 
   private:
     void feed();
+    bool takesScans(const AVPacket& packet);
 
     InputFile& file_;
     AVStream* stream_;
+    DecoderMemory memory_;  // outlives the decoder
     CodecPtr codec_;
     PacketPtr packet_ = newPacket();
     int64_t damaged_ = 0;

@@ -36,6 +36,13 @@ with Workshop() as folder:
     tested += edges(JOIN, "--duration", ("2f", "50f"), ("0f", "1f"), "2 frames or more")
     tested += edges(JOIN, "--duration", (), ("52f",), "too few")
     tested += edges(short, "--fps", ("2", "240"), ("0.9", "241"), "1 to 240")
+    # Two clips of 50 frames share 4.
+    tested += edges(short, "--max-duration", ("96f", "3.84s", "48:00:00"), ("95f", "3.8s", "0"), "--max-duration")
+    picture = folder / "still.png"
+    ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x48", "-frames:v", 1, picture)
+    refuses(["join", picture, picture, "-o", folder / "long.mkv", "--quiet", "--fps", "1", "--still", "12:30:00",
+             "--effect", "wash-away", "--duration", "2f"], "would last 24:59:5")
+    tested += 1
     tested += edges(JOIN, "--speed", ("0",), ("1.000001", "-0.1"), "0 to 1")
     tested += edges(short, "--seed", ("0", "4294967295"), ("4294967296", "-1"), "4294967295")
     tested += edges(short, "--threads", ("1", "64"), ("0", "65"), "1 to 64")

@@ -53,12 +53,14 @@ class Workshop:
 class Run:
     """One run of the program, ended."""
 
-    def __init__(self, arguments, cwd=None, timeout=120, limits=None, stdout=None, program=PROGRAM):
+    def __init__(self, arguments, cwd=None, timeout=120, limits=None, stdout=None, program=PROGRAM,
+                 environment=None):
         self.arguments = [str(a) for a in arguments]
         started = time.monotonic()
         # Words come through a pipe: a file would fall under the limits of the run itself.
         child = subprocess.Popen([program] + self.arguments, cwd=cwd, stdin=subprocess.DEVNULL,
-                                 stdout=stdout or subprocess.DEVNULL, stderr=subprocess.PIPE, preexec_fn=limits)
+                                 stdout=stdout or subprocess.DEVNULL, stderr=subprocess.PIPE, preexec_fn=limits,
+                                 env=environment)
         words = []
         reader = threading.Thread(target=lambda: words.append(child.stderr.read()))
         reader.start()
