@@ -276,6 +276,8 @@ void MovieSink::finish() {
     const int ended = av_write_trailer(muxer_);
     throwIfRaised(settings_.cancel, output_);
     if (ended < 0) failed("its index cannot be written", ended);
+    // The library passes over want of memory here: while there is none, its index is not to be trusted.
+    av_free(orBadAlloc(av_malloc(1)));
     const int flushed = bytes_->flush();
     if (flushed < 0) failed("cannot be written", flushed);
     file_.commit();

@@ -216,7 +216,7 @@ void PictureGraph::build(const AVFrame& frame) {
     graph_.reset(orBadAlloc(avfilter_graph_alloc()));
     graph_->nb_threads = settings_.threads;
     throwIfNoRoom(
-        throwIfNoRoom(av_opt_set(graph_.get(), "scale_sws_opts", (std::string("flags=") + kScaleFlags).c_str(), 0)));
+        av_opt_set(graph_.get(), "scale_sws_opts", (std::string("flags=") + kScaleFlags).c_str(), 0));
     char arguments[256];
     const AVRational base = facts_.timeBase;
     const AVRational rate = asAv(facts_.info.rate ? facts_.info.rate : FrameRate{25, 1});

@@ -27,7 +27,8 @@ def feed(path, folder, what, space=3 << 30, environment=None, timeout=600):
     first = feed.turn = not getattr(feed, "turn", False)
     other = scene("city", 1)
     inputs = [path, other] if first else [other, path]
-    run = Run(["join", *inputs, "-o", "null:", "--size", "64x48", "--duration", "4f", "--threads", "2"],
+    run = Run(["join", *inputs, "-o", "null:", "--size", "64x48", "--duration", "4f", "--threads", "2",
+               "--quiet"],
               limits=limited(space), timeout=timeout * SLOWNESS, environment=environment)
     worst["seconds"] = max(worst["seconds"], run.processor)
     worst["bytes"] = max(worst["bytes"], run.memory)
