@@ -285,7 +285,9 @@ class Reader {
         const Node in = child(node, "in_offset");
         const Node out = child(node, "out_offset");
         if (!in.json || !out.json) refuse(node, "a transition needs in_offset and out_offset");
-        Fade fade{{}, moment(in), moment(out)};
+        Fade fade;
+        fade.before = moment(in);
+        fade.after = moment(out);
         if (fade.before < Moment() || fade.after < Moment())
             refuse(node, "a transition's offset is negative");
         if (!enabled(node)) {
