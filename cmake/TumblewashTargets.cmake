@@ -89,6 +89,10 @@ function(tw_register_test name)
   if(CMAKE_CROSSCOMPILING OR TUMBLEWASH_SANITIZE)
     list(APPEND environment "TUMBLEWASH_SAMPLED=set:1")
   endif()
+  if(TUMBLEWASH_SANITIZE MATCHES "address")
+    list(APPEND environment
+      "LSAN_OPTIONS=set:suppressions='${PROJECT_SOURCE_DIR}/tests/support/leaks.txt':print_suppressions=0")
+  endif()
   set_tests_properties(${TUMBLEWASH_TEST_PREFIX}${name} PROPERTIES ENVIRONMENT_MODIFICATION "${environment}")
 endfunction()
 
