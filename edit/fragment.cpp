@@ -22,21 +22,6 @@ int hexDigit(char c) {
     return -1;
 }
 
-std::string percentDecoded(const std::string& text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool triple =
-            text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0;
-        if (!triple) {
-            out += text[i];
-            continue;
-        }
-        out += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
-        i += 2;
-    }
-    return out;
-}
-
 bool digits(const std::string& text, std::size_t least, std::size_t most) {
     if (text.size() < least || text.size() > most) return false;
     for (const char c : text)
@@ -74,6 +59,21 @@ bool readTime(const std::string& value, Fragment& into) {
 }
 
 }  // namespace
+
+std::string percentDecoded(const std::string& text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool triple =
+            text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0;
+        if (!triple) {
+            out += text[i];
+            continue;
+        }
+        out += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+        i += 2;
+    }
+    return out;
+}
 
 std::optional<TimeSpan> parseFragmentTime(const std::string& text) {
     const std::vector<std::string> parts = split(text, ':');

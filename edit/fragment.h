@@ -22,6 +22,9 @@ struct Fragment {
 /// for other units, an end that is not after the start, and a fragment that says no time.
 Fragment splitFragment(const std::string& name);
 
+/// `text` with each %XX as the byte that it stands for, decoded once; other percent signs stay.
+std::string percentDecoded(const std::string& text);
+
 /// The fragment's own words: `5`, `5.5`, `01:02`, `1:02:03.5`; nothing for other texts.
 std::optional<TimeSpan> parseFragmentTime(const std::string& text);
 

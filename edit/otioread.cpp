@@ -9,6 +9,7 @@
 #include "edit/effects.h"
 #include "edit/errors.h"
 #include "edit/exacttime.h"
+#include "edit/fragment.h"
 #include "edit/jsontext.h"
 #include "edit/otio.h"
 #include "edit/startcode.h"
@@ -523,36 +524,18 @@ class Reader {
     std::optional<Range> stackRange_;
 };
 
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-std::string decodedOnce(const std::string& text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool triple =
-            text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0;
-        out += triple ? static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2])) : text[i];
-        if (triple) i += 2;
-    }
-    return out;
-}
-
 }  // namespace
 
 std::string pathOfUrl(const std::string& url) {
     const std::size_t scheme = url.find("://");
     if (scheme == std::string::npos) {
-        if (url.rfind("file:/", 0) == 0) return decodedOnce(url.substr(5));
-        return decodedOnce(url);
+        if (url.rfind("file:/", 0) == 0) return percentDecoded(url.substr(5));
+        return percentDecoded(url);
     }
     if (url.substr(0, scheme) != "file")
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: only files are read; download it first", printable(url)));
-    std::string rest = decodedOnce(url.substr(scheme + 3));
+    std::string rest = percentDecoded(url.substr(scheme + 3));
     if (rest.rfind("localhost/", 0) == 0) rest = rest.substr(9);
     return rest;
 }
