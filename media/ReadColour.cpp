@@ -66,16 +66,25 @@ std::string chromaOf(const AVPixFmtDescriptor& d) {
     return "other";
 }
 
+/// Whether a stored alpha, an integer or a floating-point number of `depth` bits, is fully opaque.
+bool isOpaque(uint32_t alpha, int depth, bool floating) {
+    if (!floating) return alpha >= (uint64_t{1} << depth) - 1;
+    const uint32_t one = depth == 16 ? 0x3C00 : 0x3F800000, sign = uint32_t{1} << (depth - 1);
+    // Positive floating-point numbers are ordered as their bits are.
+    return (alpha & sign) == 0 && alpha >= one;
+}
+
 bool hasTransparentPixel(const AVFrame& frame, const AVPixFmtDescriptor& d) {
     const bool palette = (d.flags & AV_PIX_FMT_FLAG_PAL) != 0;
+    const bool floating = (d.flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
     const int component = palette ? 3 : d.nb_components - 1;
-    const uint32_t opaque = palette ? 255 : (1U << d.comp[component].depth) - 1;
+    const int depth = palette ? 8 : d.comp[component].depth;
     std::vector<uint32_t> line(static_cast<size_t>(frame.width));
     for (int y = 0; y < frame.height; ++y) {
         av_read_image_line2(line.data(), const_cast<const uint8_t**>(frame.data), frame.linesize, &d, 0, y,
                             component, frame.width, palette ? 1 : 0, sizeof line[0]);
         for (const uint32_t alpha : line)
-            if (alpha != opaque) return true;
+            if (!isOpaque(alpha, depth, floating)) return true;
     }
     return false;
 }

@@ -225,6 +225,20 @@ TEST(StillColourTest, SixteenBitsThatAreWholeCodesOfEightComeBackExactly) {
     EXPECT_EQ(meanDifference(readStill(dir / "16.png"), readStill(dir / "8.png")), 0);
 }
 
+TEST(StillColourTest, FloatingPointAlphaIsTransparentBelowOne) {
+    const TempDir dir;
+    const auto alphaOf = [&](const std::string& name, float atCorner) {
+        writeFile(dir / name,
+                  exrFile(6, 4, [&](int x, int y) { return x == 5 && y == 3 ? atCorner : 1.0F; }));
+        return probe(dir / name).colour.alpha;
+    };
+    EXPECT_FALSE(alphaOf("opaque.exr", 1.0F));
+    EXPECT_FALSE(alphaOf("above.exr", 1.5F));
+    EXPECT_TRUE(alphaOf("half.exr", 0.5F));
+    EXPECT_TRUE(alphaOf("clear.exr", 0.0F));
+    EXPECT_TRUE(alphaOf("below.exr", -1.0F));
+}
+
 TEST(StillColourTest, AGainMapIsLeftOutAndSaid) {
     const TempDir dir;
     ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 -update 1 " + dir / "a.jpg");

@@ -4,6 +4,7 @@
 #include <lcms2.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace tumblewash::test {
@@ -173,6 +174,35 @@ std::string pngFile(const Codes& picture, const Blocks& blocks) {
     if (!blocks.profile.empty()) out += pngChunk("iCCP", std::string("a\0\0", 3) + stored(blocks.profile));
     if (!blocks.exif.empty()) out += pngChunk("eXIf", blocks.exif);
     return out + pngChunk("IDAT", stored(pixels(picture, true, true))) + pngChunk("IEND", "");
+}
+
+std::string exrFile(int width, int height, const std::function<float(int, int)>& alpha) {
+    const auto n = [](uint64_t value, size_t bytes) { return number(value, bytes, false); };
+    const auto side = [](int value) { return static_cast<uint64_t>(value); };
+    const auto attribute = [&](const std::string& name, const std::string& type, const std::string& value) {
+        return name + '\0' + type + '\0' + n(value.size(), 4) + value;
+    };
+    const auto real = [&](float value) { return n(std::bit_cast<uint32_t>(value), 4); };
+    std::string channels;
+    for (const char* name : {"A", "B", "G", "R"})
+        channels += std::string(name) + '\0' + n(2, 4) + n(0, 4) + n(1, 4) + n(1, 4);
+    const std::string window = n(0, 8) + n(side(width - 1), 4) + n(side(height - 1), 4);
+    std::string file =
+        "\x76\x2f\x31\x01" + n(2, 4) + attribute("channels", "chlist", channels + '\0') +
+        attribute("compression", "compression", n(0, 1)) + attribute("dataWindow", "box2i", window) +
+        attribute("displayWindow", "box2i", window) + attribute("lineOrder", "lineOrder", n(0, 1)) +
+        attribute("pixelAspectRatio", "float", real(1)) +
+        attribute("screenWindowCenter", "v2f", real(0) + real(0)) +
+        attribute("screenWindowWidth", "float", real(1)) + '\0';
+    const size_t lineBytes = 4 * 4 * static_cast<size_t>(width);
+    const size_t linesAt = file.size() + 8 * static_cast<size_t>(height);
+    for (int y = 0; y < height; ++y) file += n(linesAt + side(y) * (8 + lineBytes), 8);
+    for (int y = 0; y < height; ++y) {
+        file += n(side(y), 4) + n(lineBytes, 4);
+        for (int x = 0; x < width; ++x) file += real(alpha(x, y));
+        for (int colour = 0; colour < 3 * width; ++colour) file += real(0.5F);
+    }
+    return file;
 }
 
 std::string tiffFile(const Codes& picture, int orientation, const std::string& profile, bool bigEndian) {

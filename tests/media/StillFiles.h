@@ -42,6 +42,9 @@ std::string pngFile(const Codes& picture, const Blocks& blocks = {});
 /// An uncompressed TIFF with the orientation's tag, and one that no decoder knows.
 std::string tiffFile(const Codes& picture, int orientation = 0, const std::string& profile = {},
                      bool bigEndian = false);
+/// An uncompressed OpenEXR picture of 32-bit floating-point numbers, grey 0.5 under an alpha of its own for
+/// each pixel.
+std::string exrFile(int width, int height, const std::function<float(int, int)>& alpha);
 /// `jpeg` with blocks behind its first marker.
 std::string withBlocksJpeg(const std::string& jpeg, const Blocks& blocks);
 /// A plain WebP file as an extended one with blocks.
