@@ -1,7 +1,7 @@
 # Sourced by ./run and ./test: makes sure that the packages of the named jobs are there.
 # need_packages JOB...: silent and quick when nothing is missing.
 need_packages() {
-    local list missing=() package
+    local list missing=() package job name rest more
     list=$(dirname "${BASH_SOURCE[0]}")/debian-packages.txt
     local wanted=()
     for job in "$@"; do
