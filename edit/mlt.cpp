@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <numeric>
@@ -11,6 +12,7 @@
 #include "edit/report.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
+#include "pluginDistort/v1/Catalogue.h"
 
 namespace tumblewash::edit {
 
@@ -27,9 +29,16 @@ namespace {
 /// The mixers' seed knob: 0 is the first field, each thousandth the next.
 constexpr double kSeedStep = 0.001;
 
+/// The position of a seam's first frame where that is not its first picture.
+constexpr double kJustBegun = 1e-9;
+
 /// The tracks with pictures; below them lie black and the two with sound.
 constexpr int kBelow = 3;
 constexpr int kAbove = 4;
+
+/// In place of a clip's number: the black from which an opening brings the picture, and to which a closing
+/// leaves.
+constexpr int kBlack = -1;
 
 /// Marks what Kdenlive adds to every project by itself and does not show as something that the user laid
 /// down.
@@ -78,7 +87,7 @@ std::string fromRoot(const std::string& path) {
 
 /// A stretch of one clip on a track.
 struct Piece {
-    int clip = 0;
+    int clip = 0;            ///< the clip, or kBlack
     std::int64_t at = 0;     ///< first output frame
     std::int64_t first = 0;  ///< first frame of the clip
     std::int64_t count = 0;
@@ -101,7 +110,7 @@ std::string property(const char* name, const std::string& value) {
 }
 
 std::string clipName(int index) {
-    return fmt::format("clip{}", index);
+    return index == kBlack ? "black" : fmt::format("clip{}", index);
 }
 
 /// The number by which Kdenlive knows a clip again wherever it lies; smaller ones are its own.
@@ -125,6 +134,7 @@ void append(Track& track, const Piece& piece) {
 /// Pieces count the frames of files, the plan those of what is used of them.
 void moveToFiles(Track& track, const MovieRequest& request) {
     for (Piece& piece : track) {
+        if (piece.clip == kBlack) continue;
         const std::int64_t in = request.clips[static_cast<std::size_t>(piece.clip)].in();
         piece.first += in;
         if (piece.held >= 0) piece.held += in;
@@ -140,8 +150,22 @@ Tracks tracksOf(const MovieRequest& request) {
                    {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count});
             continue;
         }
+        const Placement placement = placementOf(request.seams[static_cast<std::size_t>(s.transition)].effect);
+        if (placement == Placement::Before) {
+            arrived = s.clipA;
+            append(tracks.below, {.clip = kBlack, .at = s.first, .count = s.count});
+            append(tracks.above,
+                   {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count, .fadeIn = s.count});
+            continue;
+        }
+        if (placement == Placement::After) {
+            append(tracks.below,
+                   {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count, .fadeOut = s.count});
+            append(tracks.above, {.clip = kBlack, .at = s.first, .count = s.count});
+            continue;
+        }
         arrived = s.clipB;
-        if (placementOf(request.seams[static_cast<std::size_t>(s.transition)].effect) != Placement::Halves) {
+        if (placement != Placement::Halves) {
             append(tracks.below,
                    {.clip = s.clipA, .at = s.first, .first = s.firstA, .count = s.count, .fadeOut = s.count});
             append(tracks.above,
@@ -175,29 +199,64 @@ std::string profile(const MovieRequest& request) {
         colourMatrixFor(request.size.width, request.size.height) == ColourMatrix::bt709 ? 709 : 601);
 }
 
-std::string producer(const std::string& id, int index, const Clip& clip) {
-    return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, clip.in() + clip.frames() - 1) +
-           property("resource", fromRoot(clip.path())) +
-           property("length", std::to_string(clip.in() + clip.frames())) + property("eof", "pause") +
+/// Bars beside a picture are opaque, and so are those that a track lays around one: a mixer would take
+/// transparent ones along as holes. Every producer on the way of a picture must say so.
+std::string opaqueBars() {
+    return property("set.resize_alpha", "255");
+}
+
+std::string producer(const std::string& id, int index, std::int64_t frames, const std::string& source) {
+    return fmt::format("  <producer id=\"{}\" in=\"0\" out=\"{}\">\n", id, frames - 1) + source +
+           property("length", std::to_string(frames)) + property("eof", "pause") + opaqueBars() +
            property("kdenlive:id", binNumber(index)) + "  </producer>\n";
 }
 
+/// Black as Kdenlive's own colour clips are.
+std::string blackSource() {
+    return property("mlt_service", "color") + property("resource", "0x000000ff") +
+           property("kdenlive:clip_type", "2");
+}
+
+std::string sourceOf(const Clip& clip) {
+    return clip.isBlack() ? blackSource() : property("resource", fromRoot(clip.path()));
+}
+
+std::int64_t lengthOf(const Clip& clip) {
+    return clip.in() + clip.frames();
+}
+
+/// How long the longest opening or closing shows black; 0 without one.
+std::int64_t blackFrames(const Tracks& tracks) {
+    std::int64_t most = 0;
+    for (const Track* track : {&tracks.below, &tracks.above})
+        for (const Piece& piece : *track)
+            if (piece.clip == kBlack) most = std::max(most, piece.count);
+    return most;
+}
+
 /// The bin names the clips and carries what Kdenlive needs to take the file for a project of its own.
-std::string bin(const MovieRequest& request) {
+std::string bin(const MovieRequest& request, std::int64_t blackFrames) {
     std::string out = "  <playlist id=\"main_bin\">\n";
     out += property("kdenlive:docproperties.version", "1.04");
     out += property("kdenlive:docproperties.profile", "tumblewash");
     out += property("xml_retain", "1");
+    const auto entry = [&](int index, std::int64_t frames) {
+        out += fmt::format("    <entry producer=\"{}\" in=\"0\" out=\"{}\"/>\n", clipName(index), frames - 1);
+    };
     for (std::size_t i = 0; i < request.clips.size(); ++i)
-        out +=
-            fmt::format("    <entry producer=\"{}\" in=\"0\" out=\"{}\"/>\n", clipName(static_cast<int>(i)),
-                        request.clips[i].in() + request.clips[i].frames() - 1);
+        entry(static_cast<int>(i), lengthOf(request.clips[i]));
+    if (blackFrames > 0) entry(kBlack, blackFrames);
     return out + "  </playlist>\n";
 }
 
 std::string filter(const std::string& properties, std::int64_t first, std::int64_t count) {
     return fmt::format("      <filter in=\"{}\" out=\"{}\">\n", first, first + count - 1) + properties +
            "      </filter>\n";
+}
+
+bool sounds(const Piece& piece, const MovieRequest& request) {
+    return piece.clip != kBlack && piece.held < 0 &&
+           request.clips[static_cast<std::size_t>(piece.clip)].info().hasAudio;
 }
 
 std::string fade(const Piece& piece, bool in) {
@@ -208,19 +267,24 @@ std::string fade(const Piece& piece, bool in) {
                   in ? piece.first : piece.first + piece.count - count, count);
 }
 
+/// Black stands last in the bin.
+int binIndex(int clip, const MovieRequest& request) {
+    return clip == kBlack ? static_cast<int>(request.clips.size()) : clip;
+}
+
 /// One track: Kdenlive keeps two lists on each, the second for mixes of its own.
 std::string track(const std::string& name, const Track& pieces, bool sound, const MovieRequest& request) {
     const std::string kind = sound ? property("kdenlive:audio_track", "1") : "";
     std::string out = fmt::format("  <playlist id=\"{}\">\n", name) + kind;
     std::int64_t end = 0;
     for (const Piece& piece : pieces) {
-        const Clip& clip = request.clips[static_cast<std::size_t>(piece.clip)];
-        if (sound && (piece.held >= 0 || !clip.info().hasAudio)) continue;
+        if (sound && !sounds(piece, request)) continue;
         if (piece.at > end) out += fmt::format("    <blank length=\"{}\"/>\n", piece.at - end);
         end = piece.at + piece.count;
-        out += fmt::format("    <entry producer=\"{}{}\" in=\"{}\" out=\"{}\">\n", sound ? "sound" : "clip",
-                           piece.clip, piece.first, piece.first + piece.count - 1);
-        out += property("kdenlive:id", binNumber(piece.clip));
+        const std::string name = sound ? fmt::format("sound{}", piece.clip) : clipName(piece.clip);
+        out += fmt::format("    <entry producer=\"{}\" in=\"{}\" out=\"{}\">\n", name, piece.first,
+                           piece.first + piece.count - 1);
+        out += property("kdenlive:id", binNumber(binIndex(piece.clip, request)));
         if (piece.held >= 0)
             out += filter(property("mlt_service", "freeze") + property("kdenlive_id", "freeze") +
                               property("frame", std::to_string(piece.held)),
@@ -230,27 +294,45 @@ std::string track(const std::string& name, const Track& pieces, bool sound, cons
     }
     out += fmt::format("  </playlist>\n  <playlist id=\"{}_mixes\">\n{}  </playlist>\n", name, kind);
     out += fmt::format("  <tractor id=\"{}_track\" in=\"0\" out=\"{}\">\n", name, request.plan.frames - 1) +
-           kind;
+           opaqueBars() + kind;
     for (const char* list : {"", "_mixes"})
         out += fmt::format("    <track hide=\"{}\" producer=\"{}{}\"/>\n", sound ? "video" : "audio", name,
                            list);
     return out + "  </tractor>\n";
 }
 
+/// The mixer that renders an effect. What brings a single picture is what reveals it over black, and what
+/// takes it away takes it away from over black, to the byte.
+std::string mixerOf(const Effect& effect) {
+    std::string id = effect.id;
+    if (placementOf(effect) == Placement::Before) id = id.substr(0, id.rfind('-')) + "-reveal";
+    if (placementOf(effect) == Placement::After) id = id.substr(0, id.rfind('-')) + "-away";
+    return id;
+}
+
+/// Where a mixer starts. The plug-in's fraction is frame / count; the morph counts from one. A mixer at 0
+/// hands its first picture through. That is what a displacement of nothing shows, which has no smallest step;
+/// the first frame of other effects need not be that picture.
+double startOf(const std::string& mixer, bool halves, double frames) {
+    if (halves) return 1.0 / frames;
+    const plugin::EffectRecord* record = plugin::findEffectRecord(mixer);
+    const bool displaces = record && record->driver == plugin::EffectDriver::distort;
+    return displaces && mixer.ends_with("-away") ? 0.0 : kJustBegun;
+}
+
 std::string composition(const SettledSeam& seam, const Segment& s) {
     const Effect& effect = seam.effect;
-    std::string service = "frei0r.tumblewash_" + std::string(effect.id);
-    for (char& c : service)
-        if (c == '-') c = '_';
-    // The plug-in's fraction is frame / count, so the last frame stops one step short of the end; the morph
-    // counts from one and reaches it.
+    const std::string mixer = mixerOf(effect);
+    std::string service = "frei0r.tumblewash_" + mixer;
+    std::replace(service.begin(), service.end(), '-', '_');
+    // The last frame stops one step short of the end, except the morph's, which reaches it.
     const bool halves = placementOf(effect) == Placement::Halves;
     const auto n = static_cast<double>(s.count);
     std::string out = fmt::format("    <transition in=\"{}\" out=\"{}\">\n", s.first, s.first + s.count - 1);
     out += property("a_track", std::to_string(kBelow)) + property("b_track", std::to_string(kAbove));
     out += property("mlt_service", service) + property("kdenlive_id", service);
     out += property("position",
-                    fmt::format("0={:.6f};-1={:.6f}", halves ? 1.0 / n : 0.0, halves ? 1.0 : (n - 1) / n));
+                    fmt::format("0={:.9f};-1={:.9f}", startOf(mixer, halves, n), halves ? 1.0 : (n - 1) / n));
     if (effect.info.flags != 0) {
         out += property("direction", directionName(seam.direction));
         out += property("seed", fmt::format("{:.3f}", (seam.seed - 1) * kSeedStep));
@@ -277,20 +359,18 @@ std::string black(std::int64_t frames) {
 
 std::string mltProject(const Edit& edit, const MovieRequest& request) {
     for (const EditClip& clip : edit.clips)
-        if (clip.black() || isPattern(clip.file))
+        if (isPattern(clip.file))
             throw Refusal(Problem::BadRequest,
                           fmt::format("{}: only this program draws it; an MLT project needs files",
-                                      clip.black() ? "black" : quotedName(clip.file)));
+                                      quotedName(clip.file)));
     for (const Clip& clip : request.clips)
         if (!fitsXml(fromRoot(clip.path())))
             throw Refusal(
                 Problem::BadRequest,
                 fmt::format("{}: an MLT project cannot hold this name; rename the file or its folder",
                             quotedName(clip.path())));
-    if (edit.opening || edit.closing)
-        throw Refusal(Problem::BadRequest,
-                      "--mlt: a project has seams between clips only; leave opening and "
-                      "closing out");
+    if (request.first != 0 || request.end != request.plan.frames)
+        throw Refusal(Problem::BadRequest, "--mlt: a project holds the whole edit; leave --only out");
     if (edit.output.fit != Fit::contain)
         throw Refusal(Problem::BadRequest, "--mlt: a project shows pictures whole; leave --fit out");
     for (const SettledSeam& seam : request.seams)
@@ -300,20 +380,24 @@ std::string mltProject(const Edit& edit, const MovieRequest& request) {
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<mlt LC_NUMERIC=\"C\" version=\"7.12.0\" "
         "title=\"tumblewash\" producer=\"main_bin\">\n";
     out += profile(request);
+    const Tracks tracks = tracksOf(request);
+    const std::int64_t blackLasts = blackFrames(tracks);
     for (std::size_t i = 0; i < request.clips.size(); ++i) {
         const int index = static_cast<int>(i);
-        out += producer(clipName(index), index, request.clips[i]);
-        if (request.clips[i].info().hasAudio)
-            out += producer(fmt::format("sound{}", i), index, request.clips[i]);
+        const Clip& clip = request.clips[i];
+        out += producer(clipName(index), index, lengthOf(clip), sourceOf(clip));
+        if (clip.info().hasAudio)
+            out += producer(fmt::format("sound{}", i), index, lengthOf(clip), sourceOf(clip));
     }
-    const Tracks tracks = tracksOf(request);
-    out += bin(request) + black(request.plan.frames);
+    if (blackLasts > 0)
+        out += producer(clipName(kBlack), binIndex(kBlack, request), blackLasts, blackSource());
+    out += bin(request, blackLasts) + black(request.plan.frames);
     out += track("sound_above", tracks.above, true, request);
     out += track("sound_below", tracks.below, true, request);
     out += track("below", tracks.below, false, request);
     out += track("above", tracks.above, false, request);
-    out += fmt::format("  <tractor id=\"join\" in=\"0\" out=\"{}\">\n    <track producer=\"black_track\"/>\n",
-                       request.plan.frames - 1);
+    out += fmt::format("  <tractor id=\"join\" in=\"0\" out=\"{}\">\n", request.plan.frames - 1) +
+           opaqueBars() + "    <track producer=\"black_track\"/>\n";
     for (const char* name : {"sound_above", "sound_below", "below", "above"})
         out += fmt::format("    <track producer=\"{}_track\"/>\n", name);
     out += sum(1) + sum(2);

@@ -1,7 +1,7 @@
 // A join as an MLT project that melt, Shotcut and Kdenlive open: the clips in the bin and on two tracks for
-// pictures and two for sound, each seam a composition where they overlap, its sound a pair of fades. The
-// editor decodes the clips itself and renders the seams with this project's frei0r mixers. Text only; nothing
-// is rendered here.
+// pictures and two for sound, each seam a composition where they overlap, its sound a pair of fades. Openings
+// and closings are seams with black. The editor decodes the clips itself and renders the seams with this
+// project's frei0r mixers. Text only; nothing is rendered here.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@
 namespace tumblewash::edit {
 
 /// The project as XML. Throws Refusal (BadRequest) for what a project cannot say: sources that the program
-/// draws itself, black, openings and closings, a fit other than contain, a seed outside 1 to 1001.
+/// draws itself, a fit other than contain, a seed outside 1 to 1001, a part of the edit.
 std::string mltProject(const Edit& edit, const MovieRequest& request);
 
 }  // namespace tumblewash::edit

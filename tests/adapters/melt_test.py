@@ -276,9 +276,50 @@ def project_shows_the_programs_pictures(bench):
             assert difference == 0, f"{effect} at {k}/{N}: {difference}"
 
 
+def equal_in_the_project(bench, *words):
+    """Joins and renders the project of the same join: every picture equal and opaque."""
+    mlt = bench.path("join.mlt")
+    size = f"{bench.width}x{bench.height}"
+    # Eighths, which no rounding touches.
+    hosts.run(bench.program, "join", *words, "-q", "-f", "--mlt", mlt, "-o", bench.path("joined%04d.png"), "--size", size,
+              "--fps", "25", "--duration", "8f", "--still", "1s")
+    joined = bench.pictures("joined")
+    shown = bench.melt("project", mlt)
+    assert len(shown) == len(joined), f"{words}: melt renders {len(shown)} frames, the join has {len(joined)}"
+    for k, (file, wanted) in enumerate(zip(shown, joined)):
+        picture = read_png(file)
+        assert worst(picture, read_png(wanted)) == 0, f"{words}: frame {k}: {worst(picture, read_png(wanted))}"
+        assert set(alphas(picture)) == {255}, f"{words}: frame {k} has holes"
+    for file in joined:
+        os.remove(file)
+
+
+def barred_pictures(bench):
+    tall, wide = bench.path("tall.png"), bench.path("wide.png")
+    hosts.write_png(tall, hosts.scene(0, bench.width // 2, bench.height))
+    hosts.write_png(wide, hosts.scene(1, bench.width, bench.height * 5 // 8))
+    return tall, wide
+
+
+def project_shows_barred_stills_as_the_join_does(bench):
+    tall, wide = barred_pictures(bench)
+    for effect in MIXERS:
+        equal_in_the_project(bench, bench.path("a.png"), tall, wide, "--effect", effect)
+
+
+def project_opens_and_closes_from_black(bench):
+    tall, wide = barred_pictures(bench)
+    a = bench.path("a.png")
+    for opening, closing, words in (("wash-in", "tumble-out", (a, tall, "--effect", "morph")),
+                                    ("tilt-in", "wash-out", (tall, "black:1s", a)),
+                                    ("tumble-in", "tilt-out", ("black:1s", wide, "--effect", "none"))):
+        equal_in_the_project(bench, *words, "--opening", opening, "--closing", closing)
+
+
 if __name__ == "__main__":
     hosts.main({test.__name__: test for test in (
         lists_everything, descriptions_name_what_melt_lists, icons_are_small_pictures, mixers_equal_the_program,
         reversed_mixers_show_the_same_pictures_backwards, filters_equal_the_program, knobs_reach_the_effect,
         threads_out_of_order_change_nothing, project_has_the_joins_length, project_is_a_kdenlive_document,
-        project_shows_the_programs_pictures)})
+        project_shows_the_programs_pictures, project_shows_barred_stills_as_the_join_does,
+        project_opens_and_closes_from_black)})

@@ -32,8 +32,25 @@ TEST(MltTest, AProjectIsWrittenWithoutRenderingAnything) {
          {"width=\"160\" height=\"96\"", "frame_rate_num=\"25\"",
           "<entry producer=\"clip0\" in=\"0\" out=\"49\">", "<blank length=\"30\"/>",
           "<entry producer=\"clip1\" in=\"0\" out=\"49\">", "<transition in=\"30\" out=\"49\">",
-          "frei0r.tumblewash_wash_away", ">0=0.000000;-1=0.950000<", ">up<", ">0.003<",
+          "frei0r.tumblewash_wash_away", ">0=0.000000000;-1=0.950000000<", ">up<", ">0.003<",
           "<filter in=\"30\" out=\"49\">", "<filter in=\"0\" out=\"19\">"})
+        EXPECT_THAT(xml, HasSubstr(part));
+}
+
+TEST(MltTest, OpeningsAndClosingsAreSeamsWithBlack) {
+    const TwoClips clips;
+    ASSERT_EQ(
+        clips.shop
+            .run({"join", clips.shop.file("a.mp4"), "black:1s", clips.shop.file("b.mp4"), "--mlt",
+                  clips.shop.file("p.mlt"), "-d", "10f", "--opening", "wash-in", "--closing", "tumble-out"})
+            .code,
+        0);
+    const std::string xml = bytesOf(clips.shop.file("p.mlt"));
+    for (const char* part :
+         {"<producer id=\"clip1\" in=\"0\" out=\"24\">", "<producer id=\"black\" in=\"0\" out=\"9\">",
+          "<transition in=\"0\" out=\"9\">", "frei0r.tumblewash_wash_reveal",
+          "<transition in=\"95\" out=\"104\">", "frei0r.tumblewash_tumble_away",
+          "<entry producer=\"sound0\" in=\"0\" out=\"39\">"})
         EXPECT_THAT(xml, HasSubstr(part));
 }
 
@@ -50,6 +67,7 @@ TEST(MltTest, WhatAProjectCannotSayIsRefused) {
     EXPECT_THAT(refusal({"--seed", "1002"}), HasSubstr("seeds 1 to 1001"));
     EXPECT_THAT(refusal({"--fit", "cover"}), HasSubstr("--fit"));
     EXPECT_THAT(refusal({scene("city", 2), "-d", "10f"}), HasSubstr("needs files"));
+    EXPECT_THAT(refusal({"--only", "..1s"}), HasSubstr("leave --only out"));
     EXPECT_THAT(clips.shop.names(), testing::ElementsAre("a.mp4", "b.mp4"));
 }
 
