@@ -11,14 +11,15 @@ namespace {
 using tumblewash::fuzz::demand;
 
 void readIt(const std::string& path) {
-    const tumblewash::media::StillPicture still = tumblewash::media::decodeHeif(path, nullptr);
+    const tumblewash::media::InputBytes file(path);
+    const tumblewash::media::StillPicture still = tumblewash::media::decodeHeif(file, nullptr);
     demand(still.frame && still.frame->width > 0 && still.frame->height > 0, "a picture without a size");
     demand(still.orientation >= 1 && still.orientation <= 8, "a turn that there is not");
     for (const std::string& line : still.remarks)
         demand(!line.empty() && line.find('\n') == std::string::npos, "a remark is not one line: " + line);
     tumblewash::media::StillSettings settings;
     settings.width = settings.height = 24;
-    if (tumblewash::media::heifKind(path) != tumblewash::media::HeifKind::none)
+    if (tumblewash::media::heifKind(file) != tumblewash::media::HeifKind::none)
         static_cast<void>(tumblewash::media::readStill(path, settings));
 }
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -44,17 +42,11 @@ class MemoryBlock final : public Block {
 
 class FileBlock final : public Block {
   public:
-    explicit FileBlock(const std::string& path) : file_(path, std::ios::binary) {}
-    bool read(uint64_t at, std::span<uint8_t> to) override {
-        if (at > uint64_t{1} << 62) return false;
-        file_.clear();
-        file_.seekg(static_cast<std::streamoff>(at));
-        file_.read(reinterpret_cast<char*>(to.data()), static_cast<std::streamsize>(to.size()));
-        return static_cast<size_t>(file_.gcount()) == to.size();
-    }
+    explicit FileBlock(const InputBytes& file) : file_(file) {}
+    bool read(uint64_t at, std::span<uint8_t> to) override { return file_.read(at, to) == to.size(); }
 
   private:
-    std::ifstream file_;
+    const InputBytes& file_;
 };
 
 /// One entry of a TIFF directory.
@@ -167,18 +159,18 @@ int exifOrientation(std::span<const uint8_t> block) noexcept {
     }
 }
 
-int orientationOfFile(const std::string& path) {
-    FileBlock file(path);
-    if (isPng(file)) return exifOrientation(pngExif(file));
-    Directory directory(file);
+int orientationOfFile(const InputBytes& file) {
+    FileBlock block(file);
+    if (isPng(block)) return exifOrientation(pngExif(block));
+    Directory directory(block);
     return directory.valid() ? orientationOf(directory) : 0;
 }
 
-bool tiffIsCutOff(const std::string& path) {
-    FileBlock file(path);
-    Directory directory(file);
+bool tiffIsCutOff(const InputBytes& file) {
+    FileBlock block(file);
+    Directory directory(block);
     if (!directory.valid()) return false;
-    const uint64_t size = std::filesystem::file_size(path);
+    const auto size = static_cast<uint64_t>(file.identity().bytes);
     for (const auto& [offsets, counts] :
          {std::pair(kStripOffsets, kStripCounts), std::pair(kTileOffsets, kTileCounts)}) {
         const Entry* places = directory.find(offsets);

@@ -2,8 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -26,20 +24,23 @@ bool announces(std::string_view segment) {
 
 }  // namespace
 
-bool jpegHasGainMap(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::array<char, 2> mark{};
-    if (!file.read(mark.data(), 2) || std::memcmp(mark.data(), "\xFF\xD8", 2) != 0) return false;
-    std::vector<char> segment;
+bool jpegHasGainMap(const InputBytes& file) {
+    std::array<uint8_t, 2> mark{};
+    if (file.read(0, mark) != mark.size() || mark != std::array<uint8_t, 2>{0xFF, 0xD8}) return false;
+    std::vector<uint8_t> segment;
+    uint64_t at = mark.size();
     for (int i = 0; i < kMaxMarkers; ++i) {
         std::array<uint8_t, 4> head{};
-        if (!file.read(reinterpret_cast<char*>(head.data()), 4) || head[0] != 0xFF) return false;
+        if (file.read(at, head) != head.size() || head[0] != 0xFF) return false;
         constexpr uint8_t app1 = 0xE1, app2 = 0xE2, scan = 0xDA;
         const size_t length = size_t{head[2]} << 8 | head[3];
         if (head[1] == scan || length < 2) return false;
         segment.resize(length - 2);
-        if (!file.read(segment.data(), static_cast<std::streamsize>(segment.size()))) return false;
-        if ((head[1] == app1 || head[1] == app2) && announces({segment.data(), segment.size()})) return true;
+        if (file.read(at + head.size(), segment) != segment.size()) return false;
+        if ((head[1] == app1 || head[1] == app2) &&
+            announces({reinterpret_cast<const char*>(segment.data()), segment.size()}))
+            return true;
+        at += 2 + length;
     }
     return false;
 }

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <set>
@@ -333,11 +332,9 @@ class Walk {
 
 }  // namespace
 
-HeifKind heifKind(const std::string& path) {
+HeifKind heifKind(const InputBytes& file) {
     std::array<uint8_t, 12> head{};
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(head.data()), head.size());
-    if (static_cast<size_t>(file.gcount()) != head.size()) return HeifKind::none;
+    if (file.read(0, head) != head.size()) return HeifKind::none;
     Numbers numbers(head);
     numbers.next(4);
     if (numbers.name() != "ftyp") return HeifKind::none;

@@ -11,7 +11,6 @@
 #include "media/Quoting.h"
 #include "media/detail/ExifOrientation.h"
 #include "media/detail/HeifItems.h"
-#include "media/detail/WholeFile.h"
 
 namespace tumblewash::media {
 
@@ -310,9 +309,10 @@ void checkSize(const heif_image_handle* handle, const std::string& path) {
 
 }  // namespace
 
-StillPicture decodeHeif(const std::string& path, CancelFlag cancel) {
+StillPicture decodeHeif(const InputBytes& input, CancelFlag cancel) {
+    const std::string& path = input.path();
     throwIfRaised(cancel, path);
-    std::vector<uint8_t> file = wholeFile(path, kMaxBytes);
+    std::vector<uint8_t> file = input.whole(kMaxBytes);
     const HeifItems items = readHeifItems(file, path);
     const bool asCoded = items.tags && isOwnMatrix(items.tags->matrix) && items.chroma != HeifChroma::unknown;
     if (asCoded) hideTags(file, items.tagPlaces);

@@ -65,11 +65,12 @@ int64_t goTo(void* self, int64_t offset, int whence) {
     return cursor.at = offset;
 }
 
-}  // namespace
-
+/// Which file it is that has these facts.
 FileIdentity identityOf(const struct stat& status) noexcept {
     return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
+
+}  // namespace
 
 void FreeInputIo::operator()(AVIOContext* io) const noexcept {
     delete static_cast<Cursor*>(io->opaque);
@@ -102,8 +103,7 @@ void InputBytes::checkUnchanged() const {
 InputIoPtr InputBytes::open(const AVIOInterruptCB& interrupt) const {
     auto cursor = std::make_unique<Cursor>(Cursor{file_.get(), identity_.bytes, interrupt});
     auto* buffer = static_cast<uint8_t*>(orBadAlloc(av_malloc(kBufferBytes)));
-    AVIOContext* io =
-        avio_alloc_context(buffer, kBufferBytes, 0, cursor.get(), readOn, nullptr, goTo);
+    AVIOContext* io = avio_alloc_context(buffer, kBufferBytes, 0, cursor.get(), readOn, nullptr, goTo);
     if (io == nullptr) {
         av_free(buffer);
         throw std::bad_alloc();
@@ -112,12 +112,32 @@ InputIoPtr InputBytes::open(const AVIOInterruptCB& interrupt) const {
     return InputIoPtr(io);
 }
 
-void checkReadable(const std::string& path) {
-    const InputBytes opened(path);
+size_t InputBytes::read(uint64_t at, std::span<uint8_t> to) const noexcept {
+    size_t done = 0;
+    while (done < to.size() && at + done <= static_cast<uint64_t>(identity_.bytes)) {
+        const ssize_t got =
+            pread(file_.get(), to.data() + done, to.size() - done, static_cast<off_t>(at + done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += static_cast<size_t>(got);
+    }
+    return done;
 }
 
-void InputBytes::checkStillNamed() const {
-    if (InputBytes(path_).identity() != identity_) throwChanged(path_);
+std::vector<uint8_t> InputBytes::whole(size_t most) const {
+    const auto size = static_cast<uint64_t>(identity_.bytes);
+    if (size > most)
+        throw MediaError(MediaErrorCode::undecodable, path_,
+                         "is larger than any picture this program takes; convert it to JPEG first");
+    std::vector<uint8_t> out(static_cast<size_t>(size));
+    const bool all = read(0, out) == out.size();
+    checkUnchanged();
+    if (!all) refuse(path_, "cannot be read to its end");
+    return out;
+}
+
+void checkReadable(const std::string& path) {
+    const InputBytes opened(path);
 }
 
 void throwChanged(const std::string& path) {

@@ -124,7 +124,8 @@ void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, bool still, 
     const AVRational aspect = pixelAspectOf(file.context(), stream, frame);
     info.pixelAspect = fromAv(aspect);
     info.orientation = orientationOf(stream, frame);
-    if (file.isImage() && info.orientation == 1) info.orientation = std::max(1, orientationOfFile(info.path));
+    if (file.isImage() && info.orientation == 1)
+        info.orientation = std::max(1, orientationOfFile(file.bytes()));
     info.width = std::max(1, static_cast<int>(std::lround(frame.width * av_q2d(aspect))));
     info.height = frame.height;
     if (info.orientation >= 5) std::swap(info.width, info.height);
@@ -137,7 +138,7 @@ void fillPicture(InputFile& file, AVStream& stream, AVFrame& frame, bool still, 
 bool isStill(const InputFile& file, StreamDecoder& decoder) {
     const std::string_view container = file.context().iformat->name;
     const bool sequenceOfOne = file.context().nb_streams == 1 && file.context().streams[0]->nb_frames == 1 &&
-                               heifKind(file.path()) == HeifKind::sequence;
+                               heifKind(file.bytes()) == HeifKind::sequence;
     return file.isImage() || sequenceOfOne ||
            ((container == "gif" || container == "apng") && !decoder.next());
 }
@@ -187,14 +188,14 @@ void keepStill(StillPicture still, ProbeDetail& out) {
 }
 
 /// A photo decoded by FFmpeg: what its frame says of colours, and what only the file knows.
-StillPicture stillOf(FramePtr frame, const MediaInfo& info) {
+StillPicture stillOf(FramePtr frame, const MediaInfo& info, const InputBytes& bytes) {
     StillPicture out;
     out.frame = std::move(frame);
     std::span<const uint8_t> profile;
     if (const AVFrameSideData* side = av_frame_get_side_data(out.frame.get(), AV_FRAME_DATA_ICC_PROFILE))
         profile = {side->data, side->size};
     setProfile(out, profile);
-    if (info.videoCodec == "mjpeg" && jpegHasGainMap(info.path))
+    if (info.videoCodec == "mjpeg" && jpegHasGainMap(bytes))
         out.remarks.push_back("its HDR gain map is left out; the ordinary picture is used");
     return out;
 }
@@ -213,20 +214,21 @@ void fillStill(const StillPicture& still, ProbeDetail& out) {
     fillColour(frame, out);
 }
 
-ProbeDetail probeHeif(const std::string& path, CancelFlag cancel) {
+ProbeDetail probeHeif(const InputBytes& bytes, CancelFlag cancel) {
     ProbeDetail out;
-    out.info.path = path;
+    out.info.path = bytes.path();
     out.info.container = "heif";
-    StillPicture still = decodeHeif(path, cancel);
+    StillPicture still = decodeHeif(bytes, cancel);
     out.info.videoCodec = still.codec;
     fillStill(still, out);
     keepStill(std::move(still), out);
     return out;
 }
 
-ProbeDetail probeWebp(const std::string& path, CancelFlag cancel) {
+ProbeDetail probeWebp(const InputBytes& bytes, CancelFlag cancel) {
+    const std::string& path = bytes.path();
     throwIfRaised(cancel, path);
-    WebpAnimation animation(path);
+    WebpAnimation animation(bytes);
     ProbeDetail out;
     MediaInfo& info = out.info;
     info.path = path;
@@ -310,7 +312,7 @@ ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag
     fillPicture(file, stream, *frame, still, out);
     fillTimes(stream, *frame, out);
     if (still)
-        keepStill(stillOf(std::move(frame), out.info), out);
+        keepStill(stillOf(std::move(frame), out.info, *bytes), out);
     else
         fillRate(file, stream, out);
     fillSound(file, out);
@@ -338,13 +340,11 @@ ProbeDetail probeDetail(const std::string& path, CancelFlag cancel,
     ProbeDetail out;
     runWithMemoryAllowance(path, [&] {
         out = withinAllowance<ProbeDetail>(path, cancel, [bytes](CancelFlag flag) {
-            const std::string& file = bytes->path();
-            if (heifKind(file) == HeifKind::picture) return probeHeif(file, flag);
-            if (isAnimatedWebp(file)) return probeWebp(file, flag);
+            if (heifKind(*bytes) == HeifKind::picture) return probeHeif(*bytes, flag);
+            if (isAnimatedWebp(*bytes)) return probeWebp(*bytes, flag);
             return probeFile(bytes, flag);
         });
     });
-    if (out.videoStream < 0) bytes->checkStillNamed();
     out.bytes = bytes;
     out.info.identity = bytes->identity();
     return out;

@@ -159,7 +159,7 @@ class StillSource final : public StreamSource {
 class WebpSource final : public StreamSource {
   public:
     WebpSource(const ProbeDetail& facts, CancelFlag cancel)
-        : animation_(facts.info.path), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
+        : animation_(*facts.bytes), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
 
     TimedFrame next() override {
         throwIfRaised(cancel_, path_);
@@ -318,7 +318,7 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
 std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
     constexpr const char* patched = "the picture is damaged or cut off; what is missing of it is made up";
     // The strict decoder of TIFF takes every tag that it does not know for damage.
-    if (facts.info.videoCodec == "tiff") return tiffIsCutOff(facts.info.path) ? patched : "";
+    if (facts.info.videoCodec == "tiff") return tiffIsCutOff(*facts.bytes) ? patched : "";
     const bool whole = withinAllowance<bool>(
         facts.info.path, cancel, [bytes = facts.bytes, stream = facts.videoStream](CancelFlag flag) {
             InputFile file(bytes, flag);
@@ -343,10 +343,7 @@ Extent extentOfTimes(const ProbeDetail& facts) {
 std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
     if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
     if (facts.still) return std::make_unique<StillSource>(facts, cancel);
-    if (!facts.milliseconds.empty()) {
-        facts.bytes->checkStillNamed();
-        return std::make_unique<WebpSource>(facts, cancel);
-    }
+    if (!facts.milliseconds.empty()) return std::make_unique<WebpSource>(facts, cancel);
     return std::make_unique<FileSource>(facts, threads, cancel);
 }
 

@@ -1,10 +1,7 @@
 #include "media/StillHead.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +14,8 @@ namespace {
 /// Previews and profiles may stand before a JPEG's size; what lies further on is left to `probe`.
 constexpr std::size_t kHead = 256 * 1024;
 constexpr std::size_t kTail = 64;
+/// A photo of fewer bytes is none.
+constexpr std::size_t kLeast = 128;
 
 /// Bytes with bounds: reading past the end gives zeros and is remembered.
 class Bytes {
@@ -103,31 +102,30 @@ bool readPng(const Bytes& bytes, MediaInfo& info) {
     return false;
 }
 
-std::string read(std::ifstream& in, std::size_t at, std::size_t count) {
+std::string read(const InputBytes& file, std::size_t at, std::size_t count) {
     std::string bytes(count, '\0');
-    in.clear();
-    in.seekg(static_cast<std::streamoff>(at));
-    in.read(bytes.data(), static_cast<std::streamsize>(count));
-    bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(0, in.gcount())));
+    bytes.resize(file.read(at, {reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
     return bytes;
 }
 
 }  // namespace
 
 std::optional<MediaInfo> probeHead(const std::string& path) {
-    struct stat facts {};
-    if (isPattern(path) || ::stat(path.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode) ||
-        facts.st_size < 128)
+    if (isPattern(path)) return std::nullopt;
+    std::optional<InputBytes> file;
+    try {
+        file.emplace(path);
+    } catch (const MediaError&) {
         return std::nullopt;
-    const auto size = static_cast<std::size_t>(facts.st_size);
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
-    const std::string head = read(in, 0, std::min(size, kHead));
-    const std::string tail = read(in, size - std::min(size, kTail), std::min(size, kTail));
+    }
+    const auto size = static_cast<std::size_t>(file->identity().bytes);
+    if (size < kLeast) return std::nullopt;
+    const std::string head = read(*file, 0, std::min(size, kHead));
+    const std::string tail = read(*file, size - std::min(size, kTail), std::min(size, kTail));
     const Bytes bytes(head);
     MediaInfo info;
     info.path = path;
-    info.identity = identityOf(facts);
+    info.identity = file->identity();
     info.kind = MediaKind::still;
     info.frameCount = 1;
     info.container = "image2";

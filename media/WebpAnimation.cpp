@@ -5,11 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <fstream>
 #include <numeric>
 
 #include "media/detail/ProbeDetail.h"
-#include "media/detail/WholeFile.h"
 
 namespace tumblewash::media {
 
@@ -45,11 +43,10 @@ int shownFor(int claimed) {
 
 }  // namespace
 
-bool isAnimatedWebp(const std::string& path) {
-    std::array<char, 21> head{};
-    std::ifstream file(path, std::ios::binary);
-    constexpr char animation = 2;
-    return file.read(head.data(), head.size()) && std::memcmp(head.data(), "RIFF", 4) == 0 &&
+bool isAnimatedWebp(const InputBytes& file) {
+    std::array<uint8_t, 21> head{};
+    constexpr uint8_t animation = 2;
+    return file.read(0, head) == head.size() && std::memcmp(head.data(), "RIFF", 4) == 0 &&
            std::memcmp(head.data() + 8, "WEBPVP8X", 8) == 0 && (head[20] & animation) != 0;
 }
 
@@ -108,9 +105,9 @@ struct WebpAnimation::State {
     }
 };
 
-WebpAnimation::WebpAnimation(const std::string& path) : state_(std::make_unique<State>()) {
-    state_->path = path;
-    state_->bytes = wholeFile(path, kMaxBytes);
+WebpAnimation::WebpAnimation(const InputBytes& file) : state_(std::make_unique<State>()) {
+    state_->path = file.path();
+    state_->bytes = file.whole(kMaxBytes);
     state_->readFacts();
 }
 WebpAnimation::~WebpAnimation() = default;

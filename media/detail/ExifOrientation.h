@@ -4,7 +4,8 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
+
+#include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
 
@@ -13,9 +14,9 @@ namespace tumblewash::media {
 int exifOrientation(std::span<const uint8_t> block) noexcept;
 
 /// The orientation that a PNG or TIFF file states, 0 when it is another format or states none.
-int orientationOfFile(const std::string& path);
+int orientationOfFile(const InputBytes& file);
 
-/// True when `path` is a TIFF file whose strips or tiles of pixels end behind the end of the file.
-bool tiffIsCutOff(const std::string& path);
+/// True when `file` is a TIFF file whose strips or tiles of pixels end behind the end of the file.
+bool tiffIsCutOff(const InputBytes& file);
 
 }  // namespace tumblewash::media

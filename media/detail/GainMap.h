@@ -2,11 +2,11 @@
 // It reads the file's markers, no pixels.
 #pragma once
 
-#include <string>
+#include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
 
 /// True when the markers of the JPEG file's first picture announce a gain map. False for other formats.
-bool jpegHasGainMap(const std::string& path);
+bool jpegHasGainMap(const InputBytes& file);
 
 }  // namespace tumblewash::media

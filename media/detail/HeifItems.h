@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "media/detail/InputBytes.h"
+
 namespace tumblewash::media {
 
 /// What a file's brands say it is.
@@ -20,7 +22,7 @@ enum class HeifKind {
 };
 
 /// By the brands at the file's start, never by its name. A file that cannot be read is `none`.
-HeifKind heifKind(const std::string& path);
+HeifKind heifKind(const InputBytes& file);
 
 /// How the colours of a coded picture are sampled, in the numbers of HEVC.
 enum class HeifChroma { grey, yuv420, yuv422, yuv444, unknown };

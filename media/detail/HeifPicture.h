@@ -2,12 +2,13 @@
 // Where a build leaves these formats out, another source file answers with the package that brings them.
 #pragma once
 
+#include "media/detail/InputBytes.h"
 #include "media/detail/StillPicture.h"
 
 namespace tumblewash::media {
 
 /// Decodes the primary picture: its grid put together, turned by its properties, with alpha. Y'CbCr stays
 /// Y'CbCr at its own depth. Throws MediaError: undecodable (damaged, cut, absurd, no decoder), cancelled.
-StillPicture decodeHeif(const std::string& path, CancelFlag cancel);
+StillPicture decodeHeif(const InputBytes& input, CancelFlag cancel);
 
 }  // namespace tumblewash::media

@@ -29,6 +29,7 @@ class InputFile {
     InputFile& operator=(const InputFile&) = delete;
 
     AVFormatContext& context() const noexcept { return *context_; }
+    const InputBytes& bytes() const noexcept { return *bytes_; }
     const std::string& path() const noexcept { return bytes_->path(); }
     CancelFlag cancel() const noexcept { return cancel_; }
     bool isImage() const noexcept { return image_; }

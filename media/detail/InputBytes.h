@@ -3,19 +3,18 @@
 // is noticed when its reading begins again.
 #pragma once
 
-#include <sys/stat.h>
-
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "media/Descriptor.h"
 #include "media/FileIdentity.h"
 #include "media/detail/Av.h"
 
 namespace tumblewash::media {
-
-/// Which file it is that has these facts.
-FileIdentity identityOf(const struct stat& status) noexcept;
 
 /// Frees a way into the file that `InputBytes::open` made.
 struct FreeInputIo {
@@ -32,10 +31,15 @@ class InputBytes {
     const FileIdentity& identity() const noexcept { return identity_; }
     /// Throws MediaError (unreadable) when the file was rewritten since it was opened.
     void checkUnchanged() const;
-    /// The same, and when the name leads elsewhere by now: for libraries that open the file themselves.
-    void checkStillNamed() const;
     /// A way into the file from its beginning, for the library. Reading ends early when `interrupt` says so.
     InputIoPtr open(const AVIOInterruptCB& interrupt) const;
+    /// Reads what stands at `at` into `to`. How many bytes there were: fewer at the file's end and where it
+    /// cannot be read.
+    size_t read(uint64_t at, std::span<uint8_t> to) const noexcept;
+    /// All bytes at one reading, for the formats whose libraries go back and forth in them: what is checked is
+    /// then what is decoded. Throws MediaError: unreadable (it ends early, or was rewritten since it was
+    /// opened), undecodable (more than `most` bytes).
+    std::vector<uint8_t> whole(size_t most) const;
 
   private:
     std::string path_;

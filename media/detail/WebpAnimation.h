@@ -4,21 +4,21 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "media/detail/Av.h"
+#include "media/detail/InputBytes.h"
 
 namespace tumblewash::media {
 
-/// True when the file at `path` says that it is an animated WebP.
-bool isAnimatedWebp(const std::string& path);
+/// True when the file says that it is an animated WebP.
+bool isAnimatedWebp(const InputBytes& file);
 
 /// An opened animation. One thread at a time.
 class WebpAnimation {
   public:
     /// Throws MediaError (unreadable, undecodable).
-    explicit WebpAnimation(const std::string& path);
+    explicit WebpAnimation(const InputBytes& file);
     ~WebpAnimation();
     WebpAnimation(const WebpAnimation&) = delete;
     WebpAnimation& operator=(const WebpAnimation&) = delete;

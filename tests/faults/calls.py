@@ -149,6 +149,38 @@ def links(road, log, folder):
     return 1
 
 
+def make_photos(folder):
+    """An animated WebP and an AVIF, which libraries of their own decode."""
+    ffmpeg("-f", "lavfi", "-i", "testsrc2=s=64x48:r=5:d=1", "-c:v", "libwebp_anim", folder / "moving.webp")
+    ffmpeg("-f", "lavfi", "-i", "testsrc2=s=64x48", "-frames:v", "1", "-c:v", "libaom-av1", "-cpu-used", "8",
+           "-pix_fmt", "yuv420p", folder / "photo.avif")
+
+
+def swapped(folder, log, whole, other):
+    """How often `whole` could be made `other` behind the program's back: at each of its openings."""
+    changed = 0
+    for copied in (0, 1):
+        for k in range(1, 20):
+            given, spare = folder / ("in" + os.path.splitext(whole)[1]), folder / "spare"
+            shutil.copy(folder / whole, given)
+            shutil.copy(folder / other, spare)
+            road = Road(folder / "out", "swap", ["join", given, scene("city", 2), "-o", "null:", "--size", "64x48",
+                                                 "-d", "4f", "--quiet"], ())
+            done, _ = run(road, log, SWAP_NAME=given, SWAP_WITH=spare, SWAP_AT=k, SWAP_COPY=copied)
+            met = given.read_bytes() != (folder / whole).read_bytes()
+            if not met:
+                check(done.code == 0, "%s, which did not change: %s" % (whole, done.describe()))
+                break
+            changed += 1
+            what = "%s for %s at opening %d%s" % (other, whole, k, ", in place" if copied else "")
+            check(not done.crashed() and not done.hung, "%s: %s" % (what, done.describe()))
+            # The first opening finds a file like any other.
+            check(done.code in ((0, 3) if k == 1 else (3,)), "%s: %s" % (what, done.describe()))
+            if k > 1:
+                check("changed while it was being read" in done.err, "%s: %s" % (what, done.describe()))
+    return changed
+
+
 def swaps(folder, log):
     """An input becomes another at each of its openings, by a new file or by new bytes in the old one."""
     make = {"clip.mkv": ("-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=2", "-f", "lavfi", "-i", "sine=d=2", "-map", "1",
@@ -160,28 +192,12 @@ def swaps(folder, log):
     for name, arguments in make.items():
         ffmpeg(*arguments, folder / name)
     (folder / "text").write_text("no movie at all\n" * 50)
+    make_photos(folder)
     changed = 0
     others = ("sound.mkv", "turned.mkv", "still.png", "text")
-    for other in others if LONG else ("sound.mkv", "turned.mkv"):
-        for copied in (0, 1):
-            for k in range(1, 20):
-                given, spare = folder / "in.mkv", folder / "spare"
-                shutil.copy(folder / "clip.mkv", given)
-                shutil.copy(folder / other, spare)
-                road = Road(folder / "out", "swap", ["join", given, scene("city", 2), "-o", "null:", "--size", "64x48",
-                                                     "-d", "4f", "--quiet"], ())
-                done, _ = run(road, log, SWAP_NAME=given, SWAP_WITH=spare, SWAP_AT=k, SWAP_COPY=copied)
-                met = given.read_bytes() != (folder / "clip.mkv").read_bytes()
-                if not met:
-                    check(done.code == 0, "an input that did not change: " + done.describe())
-                    break
-                changed += 1
-                what = "%s at opening %d%s" % (other, k, ", in place" if copied else "")
-                check(not done.crashed() and not done.hung, "%s: %s" % (what, done.describe()))
-                # The first opening finds a file like any other.
-                check(done.code in ((0, 3) if k == 1 else (3,)), "%s: %s" % (what, done.describe()))
-                if k > 1:
-                    check("changed while it was being read" in done.err, "%s: %s" % (what, done.describe()))
+    for whole in ("clip.mkv", "moving.webp", "photo.avif"):
+        for other in others if LONG else ("sound.mkv", "turned.mkv"):
+            changed += swapped(folder, log, whole, other)
     check(changed > 4, "only %d changes" % changed)
     return changed
 

@@ -57,17 +57,17 @@ TEST(ExifTurnTest, ATiffIsCalledCutOffOnlyWhenItIs) {
     const TempDir dir;
     const std::string whole = tiffFile(landmark(), 6);
     writeFile(dir / "whole.tiff", whole);
-    EXPECT_FALSE(tiffIsCutOff(dir / "whole.tiff"));
+    EXPECT_FALSE(tiffIsCutOff(InputBytes(dir / "whole.tiff")));
     // The directory stands behind the pixels: moved before them, a cut leaves it readable.
     const TempDir other;
     ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 -update 1 -compression_algo raw " + other / "a.tiff");
     std::string cut = readFile(other / "a.tiff");
-    EXPECT_FALSE(tiffIsCutOff(other / "a.tiff"));
+    EXPECT_FALSE(tiffIsCutOff(InputBytes(other / "a.tiff")));
     const size_t stripLengths = cut.find(std::string("\x17\x01\x04\0", 4));
     ASSERT_NE(stripLengths, std::string::npos);
     cut[stripLengths + 11] = '\x7F';  // the place of the lengths, far behind the end
     writeFile(other / "b.tiff", cut);
-    EXPECT_NO_THROW(static_cast<void>(tiffIsCutOff(other / "b.tiff")));
+    EXPECT_NO_THROW(static_cast<void>(tiffIsCutOff(InputBytes(other / "b.tiff"))));
 }
 
 }  // namespace tumblewash::test

@@ -287,10 +287,10 @@ TEST(HeifTest, ASequenceIsAClipAndOneOfOnePictureAStill) {
     EXPECT_EQ(Reader::open(dir / "moving.avif").frameCount(), 3);
     ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1" + coding + dir / "still.avif");
     EXPECT_EQ(probe(dir / "still.avif").kind, MediaKind::still);
-    EXPECT_EQ(heifKind(dir / "moving.avif"), HeifKind::sequence);
-    EXPECT_EQ(heifKind(dir / "still.avif"), HeifKind::picture);
+    EXPECT_EQ(heifKind(InputBytes(dir / "moving.avif")), HeifKind::sequence);
+    EXPECT_EQ(heifKind(InputBytes(dir / "still.avif")), HeifKind::picture);
     writeFile(dir / "text", "ftypavif");
-    EXPECT_EQ(heifKind(dir / "text"), HeifKind::none);
+    EXPECT_EQ(heifKind(InputBytes(dir / "text")), HeifKind::none);
 }
 
 }  // namespace tumblewash::test
