@@ -111,7 +111,7 @@ void putRest(const Options& o, Edit& edit) {
     edit.output.fit = o.fit;
     edit.output.crf = o.crf;
     if (!o.preset.empty()) edit.output.preset = o.preset;
-    edit.output.alpha = o.alpha;
+    edit.output.colour = o.wishes;
     edit.still = EditTime{o.still, {}};
     edit.sound = o.audio;
     edit.chapters = o.chapters;

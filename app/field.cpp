@@ -250,11 +250,11 @@ void makeField(const Options& o) {
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
     const TransitionJob job = fieldJob(o, effect, first);
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
+    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
         b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false, &interruptFlag(),
-                                         o.colour.toneMap);
+                                         o.wishes.map());
     const StillPair inputs{&a, b.get()};
 
     int cells = 0;

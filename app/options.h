@@ -42,7 +42,7 @@ struct Options : edit::RenderSettings {
     host::AudioPolicy audio = host::AudioPolicy::natural;
     std::optional<int> crf;
     std::string preset;
-    bool alpha = false;
+    media::ColourWishes wishes;  ///< of the edit: codec, depth, HDR, transparency
     bool chapters = false;
     std::string title;
     std::string comment;

@@ -115,34 +115,27 @@ void storePreset(Options& o, const std::string& text) {
     o.preset = parseWord(text, edit::presetWords(), "--preset");
 }
 
+/// Where what is asked of codec, depth and HDR goes: `render` has its edit from a document, and what is said
+/// beside that counts instead; elsewhere it belongs to the edit.
+media::ColourWishes& wishesOf(Options& o) {
+    return o.command == Command::Render ? o.colour : o.wishes;
+}
+
 void storeCodec(Options& o, const std::string& text) {
-    std::vector<std::string> words;
-    for (const media::CodecFacts& facts : media::codecTable()) {
-        if (text == facts.word) o.colour.codec = facts.id;
-        words.emplace_back(facts.word);
-    }
-    if (!o.colour.codec)
-        throw Refusal(Problem::BadRequest, fmt::format("--codec {}: choose one of {}{}", text,
-                                                       fmt::join(words, ", "), didYouMean(text, words)));
+    wishesOf(o).codec = parseWord(text, edit::codecWords(), "--codec");
 }
 
 void storeDepth(Options& o, const std::string& text) {
     static constexpr edit::Word<int> kWords[] = {{"8", 8}, {"10", 10}};
-    o.colour.depth = parseWord<int>(text, kWords, "--depth");
+    wishesOf(o).depth = parseWord<int>(text, kWords, "--depth");
 }
 
 void storeHdr(Options& o, const std::string& text) {
-    using media::HdrPolicy;
-    static constexpr edit::Word<HdrPolicy> kWords[] = {
-        {"auto", HdrPolicy::automatic}, {"keep", HdrPolicy::keep}, {"sdr", HdrPolicy::sdr}};
-    o.colour.hdr = parseWord<HdrPolicy>(text, kWords, "--hdr");
+    wishesOf(o).hdr = parseWord(text, edit::hdrWords(), "--hdr");
 }
 
 void storeToneMap(Options& o, const std::string& text) {
-    using media::ToneMap;
-    static constexpr edit::Word<ToneMap> kWords[] = {{"natural", ToneMap::natural},
-                                                     {"white", ToneMap::white}};
-    o.colour.toneMap = parseWord<ToneMap>(text, kWords, "--tone-map");
+    wishesOf(o).toneMap = parseWord(text, edit::toneMapWords(), "--tone-map");
 }
 
 constexpr unsigned kJoin = commandBit(Command::Join);
@@ -258,20 +251,20 @@ const OptionRow kOptions[] = {
      "take files of an .ffconcat from outside its folder too", kDocuments,
      [](Options& o, const std::string&) { o.exchange.unsafePaths = true; }},
     {"--codec", "", "NAME", ValueKind::Choice, "h264,hevc,vp9,av1,prores,ffv1", kOutputGroup,
-     "picture codec of a movie (default what its kind of file is used with)", kExecute, storeCodec},
+     "picture codec of a movie (default what its kind of file is used with)", kEdits | kRender, storeCodec},
     {"--depth", "", "BITS", ValueKind::Choice, "8,10", kOutputGroup,
-     "bits of each colour in a movie (default 8, and 10 where HDR is kept)", kExecute, storeDepth},
+     "bits of each colour in a movie (default 8, and 10 where HDR is kept)", kEdits | kRender, storeDepth},
     {"--hdr", "", "HOW", ValueKind::Choice, "auto,keep,sdr", kPictureGroup,
      "HDR clips: kept when all are of one kind, an HDR movie even of mixed clips, or an ordinary movie "
      "(default auto)",
-     kExecute, storeHdr},
+     kEdits | kRender, storeHdr},
     {"--tone-map", "", "HOW", ValueKind::Choice, "natural,white", kPictureGroup,
      "how HDR becomes SDR: the whole range bent as an eye adapts, or all as it is up to white and highlights "
      "bent (default natural)",
-     kRenders | kRender, storeToneMap},
+     kRenders | kPlan, storeToneMap},
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
      "keep transparency instead of laying it on black: in pictures, .mov (ProRes 4444), .mkv (FFV1), .webm",
-     kEdits | kFrame, [](Options& o, const std::string&) { o.alpha = true; }},
+     kEdits | kFrame, [](Options& o, const std::string&) { wishesOf(o).alpha = true; }},
     {"--columns", "", "N", ValueKind::Text, "", kPictureGroup,
      "pictures in a row of the sheet, 2 to 12 (default 6)", kSheet,
      [](Options& o, const std::string& v) { o.columns = parseInteger(v, 2, 12, "--columns"); }},

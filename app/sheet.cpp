@@ -184,8 +184,8 @@ void makeSheet(const Options& o) {
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
     const std::int64_t n = sheetFrames(o, infoA, infoB, rate);
-    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
-    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag(), o.colour.toneMap);
+    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
+    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
 
     const Palette& palette = paletteOf(o.theme);
     const Layout layout(o.columns, static_cast<int>(effects.size()), size);

@@ -62,7 +62,7 @@ std::vector<std::string> colourLines(const Options& o, const StillPair& inputs) 
     for (const StillInput* input : {inputs.a, inputs.b})
         if (input) infos.push_back(input->clip().info());
     media::ColourWishes wishes;
-    wishes.alpha = o.alpha;
+    wishes.alpha = o.wishes.alpha;
     return planColours(infos, wishes, o.output, infos.front().width, infos.front().height).lines;
 }
 
@@ -143,18 +143,18 @@ void makeFrame(const Options& given) {
     job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;
     job.proxy = o.proxy;
-    job.alpha = o.alpha;
+    job.alpha = o.wishes.alpha;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.alpha, &interruptFlag(), o.colour.toneMap);
+    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.wishes.alpha, &interruptFlag(), o.wishes.map());
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
-        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.alpha, &interruptFlag(),
-                                         o.colour.toneMap);
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.wishes.alpha, &interruptFlag(),
+                                         o.wishes.map());
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
     const PictureRef picture = renderer.render(*o.frame, &result);
-    writeResultPng(o.output, picture, o.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
+    writeResultPng(o.output, picture, o.wishes.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
     noteWritten(o.output);
     reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);
     sayWarnings(o, {&a, b.get()});

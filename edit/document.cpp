@@ -171,6 +171,13 @@ std::optional<EditSeam> seamAt(const Fields& in, const char* key) {
     return readSeam(in.inner(key, seamKeys()));
 }
 
+std::optional<int> depthAt(const Fields& in) {
+    const std::optional<std::int64_t> depth = in.whole("depth", 8, 10);
+    if (!depth) return std::nullopt;
+    if (*depth == 9) in.refuse("depth", "give 8 or 10");
+    return static_cast<int>(*depth);
+}
+
 EditOutput readOutput(const Fields& in) {
     EditOutput output;
     if (const auto size = in.parsed("size", "\"1280x720\"", parseSize)) {
@@ -182,7 +189,11 @@ EditOutput readOutput(const Fields& in) {
     output.fit = in.word("fit", fitWords()).value_or(output.fit);
     if (const auto crf = in.whole("crf", 0, 63)) output.crf = static_cast<int>(*crf);
     if (const auto preset = in.word("preset", presetWords())) output.preset = *preset;
-    output.alpha = in.flag("alpha").value_or(false);
+    output.colour.codec = in.word("codec", codecWords());
+    output.colour.depth = depthAt(in);
+    output.colour.hdr = in.word("hdr", hdrWords());
+    output.colour.toneMap = in.word("toneMap", toneMapWords());
+    output.colour.alpha = in.flag("alpha").value_or(false);
     return output;
 }
 
@@ -255,9 +266,14 @@ Json outputJson(const EditOutput& output) {
     if (output.rate)
         json["rate"] = output.rate->words.empty() ? rateWords(output.rate->value) : output.rate->words;
     if (output.fit != EditOutput().fit) json["fit"] = wordFor(fitWords(), output.fit);
+    const media::ColourWishes& colour = output.colour;
+    if (colour.codec) json["codec"] = wordFor(codecWords(), *colour.codec);
+    if (colour.depth) json["depth"] = *colour.depth;
     if (output.crf) json["crf"] = *output.crf;
     if (output.preset) json["preset"] = *output.preset;
-    if (output.alpha) json["alpha"] = true;
+    if (colour.hdr) json["hdr"] = wordFor(hdrWords(), *colour.hdr);
+    if (colour.toneMap) json["toneMap"] = wordFor(toneMapWords(), *colour.toneMap);
+    if (colour.alpha) json["alpha"] = true;
     return json;
 }
 

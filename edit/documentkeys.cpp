@@ -63,6 +63,14 @@ Json typeJson(KeyType type) {
             return oneWord(wordsOf(fitWords()));
         case KeyType::Preset:
             return oneWord(wordsOf(presetWords()));
+        case KeyType::Codec:
+            return oneWord(wordsOf(codecWords()));
+        case KeyType::Depth:
+            return {{"enum", {8, 10}}};
+        case KeyType::Hdr:
+            return oneWord(wordsOf(hdrWords()));
+        case KeyType::ToneMap:
+            return oneWord(wordsOf(toneMapWords()));
         case KeyType::Count:
             return whole(0, std::int64_t{1} << 53);
         case KeyType::Modified:
@@ -121,8 +129,12 @@ std::span<const KeyRow> outputKeys() {
         {"size", KeyType::Size, "width x height; else the first clip's"},
         {"rate", KeyType::Rate, "frames per second; else the first clip's"},
         {"fit", KeyType::Fit, "how pictures of another shape are brought to the size"},
+        {"codec", KeyType::Codec, "picture codec; else what the kind of file is used with"},
+        {"depth", KeyType::Depth, "bits of each colour; else 8, and 10 where HDR is kept"},
         {"crf", KeyType::Crf, "quality of the encoder, lower is better"},
         {"preset", KeyType::Preset, "speed of the encoder against the size of the file"},
+        {"hdr", KeyType::Hdr, "what becomes of HDR clips: auto, kept, or toned down to SDR"},
+        {"toneMap", KeyType::ToneMap, "how HDR becomes SDR"},
         {"alpha", KeyType::Flag, "keep transparency, in files that hold it"}};
     return kKeys;
 }

@@ -11,6 +11,7 @@
 #include "edit/times.h"
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
+#include "media/ColourPlan.h"
 #include "media/Reader.h"
 
 namespace tumblewash::edit {
@@ -67,7 +68,7 @@ struct EditOutput {
     media::Fit fit = media::Fit::contain;
     std::optional<int> crf;
     std::optional<std::string> preset;
-    bool alpha = false;  ///< keep transparency; the kind of file must hold it
+    media::ColourWishes colour;  ///< codec, depth, HDR, transparency; the kind of file must hold them
     bool operator==(const EditOutput&) const = default;
 };
 

@@ -26,6 +26,7 @@ using media::checkTarget;
 using media::Codec;
 using media::codecFor;
 using media::ColourPlan;
+using media::ColourWishes;
 using media::factsOf;
 using media::FieldOrder;
 using media::FrameRate;
@@ -281,11 +282,20 @@ PixelSize largestWithin(PixelSize size, int widest) {
     return {even(size.width), even(size.height)};
 }
 
+// What is asked of the colours. Without an output nothing is known of what it could hold.
+ColourWishes wishesFor(const Edit& edit, const RenderSettings& settings) {
+    const ColourWishes asked = settings.colour.orElse(edit.output.colour);
+    if (!settings.output.empty()) return asked;
+    ColourWishes known;
+    known.alpha = asked.alpha;
+    return known;
+}
+
 // Enough of the colours to check quality and codec before the clips are known.
-MovieColour colourAsked(const RenderSettings& settings) {
+MovieColour colourAsked(const ColourWishes& wishes, const std::string& output) {
     MovieColour out;
-    out.depth = settings.colour.depth.value_or(factsOf(*settings.colour.codec).eight ? 8 : 10);
-    out.codec = codecFor(settings.output, settings.colour.codec, out.depth);
+    out.depth = wishes.depth.value_or(factsOf(*wishes.codec).eight ? 8 : 10);
+    out.codec = codecFor(output, wishes.codec, out.depth);
     return out;
 }
 
@@ -367,13 +377,14 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.crf = edit.output.crf.value_or(-1);
     writer.preset = edit.output.preset.value_or("");
     writer.force = settings.force;
-    writer.keepAlpha = edit.output.alpha;
+    const ColourWishes wishes = wishesFor(edit, settings);
+    writer.keepAlpha = wishes.alpha;
     writer.cancel = settings.cancel;
     const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
     checkOutputs(settings, inputs);
     for (const std::string& file : {settings.report, settings.mlt})
         if (!file.empty()) checkTarget(file, settings.force);
-    if (settings.colour.codec && !settings.output.empty()) writer.colour = colourAsked(settings);
+    if (wishes.codec) writer.colour = colourAsked(wishes, settings.output);
     checkWriter(settings, writer);
     writer.colour.reset();
 
@@ -393,9 +404,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
 
     // Clips are opened once, as the first ones suggest; only when the others turn out to be of another kind
     // are they opened anew.
-    const bool alpha = edit.output.alpha;
-    media::ColourWishes wishes = settings.colour;
-    wishes.alpha = alpha;
+    const bool alpha = wishes.alpha;
     const auto colours = [&](const std::vector<MediaInfo>& of) {
         return planColours(of, wishes, settings.output, request.size.width, request.size.height);
     };
@@ -405,7 +414,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
                             ? infos.front().fields
                             : FieldOrder::progressive;
     ReaderSettings reader = readerSettings(edit, settings, request);
-    reader.toneMap = settings.colour.toneMap;
+    reader.toneMap = wishes.map();
     reader.keepFields = fields != FieldOrder::progressive;
     reader.keepAlpha = alpha;
     const bool planar = evenOnly && !alpha;

@@ -29,13 +29,13 @@ struct RenderSettings {
     bool force = false;  ///< replace what exists
     std::string report;  ///< file names written beside the output; checked with it
     std::string mlt;
-    std::vector<std::string> reads;      ///< files read besides the clips: the edit's own
-    std::string plugin;                  ///< a module instead of the built-in one
-    int threads = 0;                     ///< sessions side by side; 0 means as many as there are cores
-    bool proxy = false;                  ///< render as a quick preview
+    std::vector<std::string> reads;  ///< files read besides the clips: the edit's own
+    std::string plugin;              ///< a module instead of the built-in one
+    int threads = 0;                 ///< sessions side by side; 0 means as many as there are cores
+    bool proxy = false;              ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
-    std::optional<RenderRange> only;     ///< render this stretch alone
-    media::ColourWishes colour;          ///< what becomes of HDR, depth and codec
+    std::optional<RenderRange> only;                              ///< render this stretch alone
+    media::ColourWishes colour;          ///< instead of what the edit says of codec, depth and HDR
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
 };
 

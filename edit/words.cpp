@@ -3,7 +3,10 @@
 namespace tumblewash::edit {
 
 using host::AudioPolicy;
+using media::Codec;
 using media::Fit;
+using media::HdrPolicy;
+using media::ToneMap;
 
 std::span<const Word<HYPluginDirection>> directionWords() {
     static constexpr Word<HYPluginDirection> kWords[] = {{"up", kPluginDirectionUp},
@@ -25,6 +28,26 @@ std::span<const Word<Fit>> fitWords() {
     static constexpr Word<Fit> kWords[] = {
         {"contain", Fit::contain}, {"cover", Fit::cover}, {"stretch", Fit::stretch}};
     return kWords;
+}
+
+std::span<const Word<HdrPolicy>> hdrWords() {
+    static constexpr Word<HdrPolicy> kWords[] = {
+        {"auto", HdrPolicy::automatic}, {"keep", HdrPolicy::keep}, {"sdr", HdrPolicy::sdr}};
+    return kWords;
+}
+
+std::span<const Word<ToneMap>> toneMapWords() {
+    static constexpr Word<ToneMap> kWords[] = {{"natural", ToneMap::natural}, {"white", ToneMap::white}};
+    return kWords;
+}
+
+std::span<const Word<Codec>> codecWords() {
+    static const std::vector<Word<Codec>> words = [] {
+        std::vector<Word<Codec>> out;
+        for (const media::CodecFacts& facts : media::codecTable()) out.push_back({facts.word, facts.id});
+        return out;
+    }();
+    return words;
 }
 
 std::span<const Word<const char*>> presetWords() {

@@ -1,5 +1,6 @@
-// The words of people for values that have names: directions, policies of sound, ways to fit, presets.
-// Options, documents, their schema and reports read the same tables. Effects have a catalogue of their own.
+// The words of people for values that have names: directions, policies of sound, ways to fit, presets,
+// colours. Options, documents, their schema and reports read the same tables. Effects have a catalogue of
+// their own.
 #pragma once
 
 #include <optional>
@@ -10,6 +11,7 @@
 
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
+#include "media/ColourPlan.h"
 #include "media/Reader.h"
 
 namespace tumblewash::edit {
@@ -24,6 +26,9 @@ struct Word {
 std::span<const Word<HYPluginDirection>> directionWords();
 std::span<const Word<host::AudioPolicy>> audioWords();
 std::span<const Word<media::Fit>> fitWords();
+std::span<const Word<media::HdrPolicy>> hdrWords();
+std::span<const Word<media::ToneMap>> toneMapWords();
+std::span<const Word<media::Codec>> codecWords();
 /// The encoder's presets, quickest first.
 std::span<const Word<const char*>> presetWords();
 

@@ -62,12 +62,12 @@ class Planner {
         if (wishes_.alpha && wishes_.codec) refuse("--alpha has its own codec; leave out --codec");
         if (wishes_.alpha && wishes_.depth.value_or(8) > 8)
             refuse("--alpha keeps 8 bits; leave out --depth 10");
-        if (wishes_.alpha && wishes_.hdr == HdrPolicy::keep && firstHdr(clips_) != nullptr)
+        if (wishes_.alpha && wishes_.policy() == HdrPolicy::keep && firstHdr(clips_) != nullptr)
             refuse("--alpha is for ordinary pictures; leave out --hdr keep");
         if (wishes_.codec && !isMovie()) codecFor(output_, wishes_.codec, 8);
         if (!isMovie() && wishes_.depth.value_or(8) > 8)
             refuse("such outputs hold 8 bits here; --depth 10 is for movies");
-        if (wishes_.hdr != HdrPolicy::keep || firstHdr(clips_) == nullptr) return;
+        if (wishes_.policy() != HdrPolicy::keep || firstHdr(clips_) == nullptr) return;
         if (!isMovie()) refuse("such outputs are ordinary pictures here; --hdr keep is for movies");
         if (wishes_.depth.value_or(10) < 10) refuse("HDR needs 10 bits; leave out --depth 8 or --hdr keep");
         if (wishes_.codec && !factsOf(*wishes_.codec).ten) codecFor(output_, wishes_.codec, 10);
@@ -75,8 +75,8 @@ class Planner {
 
     Transfer settleTransfer() const {
         const MediaInfo* hdr = firstHdr(clips_);
-        if (hdr == nullptr || wishes_.hdr == HdrPolicy::sdr) return Transfer::sdr;
-        if (wishes_.hdr == HdrPolicy::keep) return hdr->colour.transfer;
+        if (hdr == nullptr || wishes_.policy() == HdrPolicy::sdr) return Transfer::sdr;
+        if (wishes_.policy() == HdrPolicy::keep) return hdr->colour.transfer;
         const bool alike = firstOther(clips_, hdr->colour.transfer) == nullptr;
         return alike && mayBeDeep() ? hdr->colour.transfer : Transfer::sdr;
     }
@@ -156,7 +156,8 @@ class Planner {
             if (colour.hdr())
                 say(clip,
                     hdrWords(colour) + "; kept, as " + factsOf(out_.movie.codec).name +
-                        (wishes_.hdr == HdrPolicy::automatic ? "; --hdr sdr makes an ordinary movie" : ""));
+                        (wishes_.policy() == HdrPolicy::automatic ? "; --hdr sdr makes an ordinary movie"
+                                                                  : ""));
         } else if (movie == Transfer::sdr) {
             tellToneMap(clip);
         } else if (!colour.hdr()) {
@@ -169,7 +170,7 @@ class Planner {
 
     void tellToneMap(const MediaInfo& clip) {
         const MediaInfo* other = firstOther(clips_, clip.colour.transfer);
-        if (wishes_.hdr != HdrPolicy::automatic || other == nullptr || !mayBeDeep()) {
+        if (wishes_.policy() != HdrPolicy::automatic || other == nullptr || !mayBeDeep()) {
             say(clip, hdrWords(clip.colour) + " is toned down to SDR");
             return;
         }
@@ -196,6 +197,11 @@ class Planner {
 };
 
 }  // namespace
+
+ColourWishes ColourWishes::orElse(const ColourWishes& other) const {
+    return {hdr ? hdr : other.hdr, toneMap ? toneMap : other.toneMap, depth ? depth : other.depth,
+            codec ? codec : other.codec, alpha || other.alpha};
+}
 
 ColourPlan planColours(const std::vector<MediaInfo>& clips, const ColourWishes& wishes,
                        const std::string& output, int width, int height) {

@@ -19,12 +19,19 @@ enum class HdrPolicy {
     sdr         ///< always an ordinary movie
 };
 
+/// What somebody asked for; what is unset is the program's choice.
 struct ColourWishes {
-    HdrPolicy hdr = HdrPolicy::automatic;
-    ToneMap toneMap = ToneMap::natural;
-    std::optional<int> depth;  ///< 8 or 10
+    std::optional<HdrPolicy> hdr;    ///< else automatic
+    std::optional<ToneMap> toneMap;  ///< else natural
+    std::optional<int> depth;        ///< 8 or 10
     std::optional<Codec> codec;
     bool alpha = false;  ///< transparency is kept: 8 bits of SDR, in the codec that holds it
+    bool operator==(const ColourWishes&) const = default;
+
+    HdrPolicy policy() const noexcept { return hdr.value_or(HdrPolicy::automatic); }
+    ToneMap map() const noexcept { return toneMap.value_or(ToneMap::natural); }
+    /// What is unset here is taken from `other`; alpha is kept when either asks for it.
+    ColourWishes orElse(const ColourWishes& other) const;
 };
 
 struct ColourPlan {

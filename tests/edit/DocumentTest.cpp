@@ -22,8 +22,13 @@ constexpr const char* kEverything = R"({
     "size": "1280x720",
     "rate": "29.97",
     "fit": "cover",
+    "codec": "prores",
+    "depth": 10,
     "crf": 18,
-    "preset": "slow"
+    "preset": "slow",
+    "hdr": "keep",
+    "toneMap": "white",
+    "alpha": true
   },
   "sound": "equal-power",
   "still": "00:03.5",
@@ -109,6 +114,8 @@ TEST(DocumentTest, EveryKeyArrivesWithItsValue) {
     EXPECT_EQ(edit.output.size, (PixelSize{1280, 720}));
     EXPECT_EQ(edit.output.rate->value, (media::FrameRate{30000, 1001}));
     EXPECT_EQ(edit.output.fit, media::Fit::cover);
+    EXPECT_EQ(edit.output.colour, (media::ColourWishes{media::HdrPolicy::keep, media::ToneMap::white, 10,
+                                                       media::Codec::prores, true}));
     EXPECT_EQ(edit.sound, host::AudioPolicy::equalPower);
     EXPECT_EQ(edit.still.value, (TimeSpan{TimeSpan::Unit::Microseconds, 3500000}));
     EXPECT_EQ(edit.seams.seed, 4294967295U);
@@ -125,16 +132,23 @@ TEST(DocumentTest, EveryKeyArrivesWithItsValue) {
 
 TEST(DocumentTest, AnUnknownKeyIsNamedWithItsLineAndTheNearestOne) {
     EXPECT_EQ(refusalWith("\"out\"", "\"ouy\""),
-              "my.edit.json:33: /clips/0/ouy: no such key (did you mean out?)");
+              "my.edit.json:38: /clips/0/ouy: no such key (did you mean out?)");
     EXPECT_EQ(refusalWith("\"preset\"", "\"presett\""),
-              "my.edit.json:11: /output/presett: no such key (did you mean preset?)");
+              "my.edit.json:13: /output/presett: no such key (did you mean preset?)");
     EXPECT_THAT(refusalWith("\"title\"", "\"a/b~\""), StartsWith("my.edit.json:3: /a~1b~0: no such key"));
 }
 
 TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
-    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:32: /clips/0/in: write \"5s\" or \"125f\"");
+    EXPECT_EQ(refusalWith("\"depth\": 10", "\"depth\": 9"), "my.edit.json:11: /output/depth: give 8 or 10");
+    EXPECT_EQ(
+        refusalWith("\"prores\"", "\"prorez\""),
+        "my.edit.json:10: /output/codec: choose one of h264, hevc, vp9, av1, prores, ffv1 (did you mean "
+        "prores?)");
+    EXPECT_THAT(refusalWith("\"keep\"", "\"hlg\""),
+                StartsWith("my.edit.json:14: /output/hdr: choose one of auto, keep, sdr"));
+    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:37: /clips/0/in: write \"5s\" or \"125f\"");
     EXPECT_THAT(refusalWith("\"125f\"", "\"soon\""),
-                StartsWith("my.edit.json:32: /clips/0/in: 'soon' is no time"));
+                StartsWith("my.edit.json:37: /clips/0/in: 'soon' is no time"));
     EXPECT_THAT(refusalWith("\"tilt-away\"", "\"tilt-awya\""), HasSubstr("did you mean tilt-away?"));
     EXPECT_THAT(refusalWith("\"cover\"", "\"covr\""), HasSubstr("did you mean cover?"));
     EXPECT_THAT(refusalWith("18", "64"), HasSubstr("/output/crf: give a whole number from 0 to 63"));

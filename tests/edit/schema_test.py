@@ -48,6 +48,8 @@ WRONG = [
     put("still", value=4), put("still", value="4 s"), put("output", value=[]), put("output", "size", value="1280"),
     put("output", "rate", value="fast"), put("output", "fit", value="covers"), put("output", "crf", value=64),
     put("output", "crf", value=1.5), put("output", "preset", value="turbo"), put("seams", "effect", value="fade"),
+    put("output", "codec", value="h265"), put("output", "depth", value=9), put("output", "depth", value="10"),
+    put("output", "hdr", value="hlg"), put("output", "toneMap", value="soft"), put("output", "tone-map", value="white"),
     put("seams", "speed", value=0.5), put("seams", "seed", value=-1), put("seams", "seed", value=1 << 32),
     put("seams", value={"duration": "1s", "speed": "1"}), put("seams", "direction", value="north"),
     put("opening", value="wash-in"), put("clips", 0, value="A.mp4"), put("clips", 0, value={}),
@@ -63,6 +65,7 @@ with tempfile.TemporaryDirectory() as folder:
     for words in ([A, B], [A, "black:1s", B, "--effect", "shuffle", "--duration", "4f,6f", "--chapters"],
                   [A, B, "--opening", "wash-in", "--closing", "tilt-out", "--size", "64x48", "--fps", "29.97", "--seed",
                    "7", "--crf", "30", "--preset", "slow", "--still", "500ms", "--title", "t", "--comment", "c"],
+                  [A, B, "--codec", "ffv1", "--depth", "10", "--hdr", "keep", "--tone-map", "white", "--alpha"],
                   [A, B, "--speed", "0.05"]):
         written = pathlib.Path(folder) / "w.edit.json"
         run = subprocess.run([program, "plan", *words, "-o", str(written), "-f"], capture_output=True, text=True)
