@@ -26,6 +26,7 @@ using media::MediaError;
 using media::MediaInfo;
 using media::MediaKind;
 using media::PictureRef;
+using media::reachesBeyondWhite;
 using media::Writer;
 
 namespace {
@@ -143,6 +144,7 @@ class Pass {
         job.matrix = writer_.matrix();
         job.fields = request_.fields;
         job.alpha = request_.writer.keepAlpha;
+        job.ownEffects = settings_.plugin.empty();
         return job;
     }
 
@@ -164,15 +166,19 @@ class Pass {
         return t;
     }
 
+    struct Sources {
+        PictureRef a;
+        PictureRef b;
+    };
+
     // The pictures that frame k of a transition is made from, each clip read in its own order.
-    void submit(ParallelRenderer& renderer, const Segment& segment, Placement placement, std::int64_t k) {
+    Sources sourcesOf(const Segment& segment, Placement placement, std::int64_t k) {
         if (placement == Placement::Overlap) {
             PictureRef a = clip(segment.clipA).nextPicture();
-            renderer.submit(std::move(a), clip(segment.clipB).nextPicture());
-        } else {
-            const bool second = placement == Placement::Halves && k >= segment.countA;
-            renderer.submit(clip(second ? segment.clipB : segment.clipA).nextPicture(), {});
+            return {std::move(a), clip(segment.clipB).nextPicture()};
         }
+        const bool second = placement == Placement::Halves && k >= segment.countA;
+        return {clip(second ? segment.clipB : segment.clipA).nextPicture(), {}};
     }
 
     FrameSound soundFor(const Segment& segment, Placement placement, std::int64_t k) {
@@ -218,21 +224,28 @@ class Pass {
 
     void render(const Segment& segment) {
         const Clock::time_point start = Clock::now();
-        const TransitionJob job = jobOf(segment);
+        TransitionJob job = jobOf(segment);
         const Placement placement = placementOf(job.effect);
         const int sessions = std::clamp(sessionsFor(settings_), 1,
                                         static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
         PictureRef key;
         if (placement == Placement::Halves)
             key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
+        Sources first = sourcesOf(segment, placement, 0);
+        // What lies beyond white would be cut off for as long as the transition lasts: a flash at both ends.
+        job.beyondWhite = job.ownEffects && (reachesBeyondWhite(first.a) || reachesBeyondWhite(first.b) ||
+                                             reachesBeyondWhite(key));
         ParallelRenderer renderer(request_.module, job, sessions, key, settings_.cancel);
+        renderer.submit(std::move(first.a), std::move(first.b));
         ReportedTransition told = reported(segment, job, sessions);
         SoundRamp ramp(levelsBefore(placement));
-        std::int64_t submitted = 0;
+        std::int64_t submitted = 1;
         for (std::int64_t k = 0; k < segment.count; ++k) {
             for (; submitted < segment.count && submitted - k < static_cast<std::int64_t>(renderer.window());
-                 ++submitted)
-                submit(renderer, segment, placement, submitted);
+                 ++submitted) {
+                Sources next = sourcesOf(segment, placement, submitted);
+                renderer.submit(std::move(next.a), std::move(next.b));
+            }
             TransitionFrame frame = renderer.take();
             write(segment.first + k, frame.picture);
             if (!frame.warning.empty())

@@ -27,6 +27,7 @@ using host::SessionSettings;
 using media::inLayout;
 using media::PictureRef;
 using media::PixelLayout;
+using media::reachesBeyondWhite;
 
 namespace {
 
@@ -34,6 +35,7 @@ struct Task {
     std::int64_t frame = 0;
     PictureRef a;
     PictureRef b;
+    bool deep = false;  ///< shown over deep pixels, whatever the session made of it
 };
 
 }  // namespace
@@ -81,6 +83,11 @@ struct ParallelRenderer::Impl {
     std::int64_t submitted = 0;
     std::int64_t taken = 0;
     bool closing = false;
+    bool deepNow = false;  ///< of what is submitted
+
+    bool leavesTheRange(const PictureRef& picture) const {
+        return !morph && job.ownEffects && reachesBeyondWhite(picture);
+    }
 
     FramePlace placeA(std::int64_t frame) const {
         const SessionSettings s = sessionSettings(job);
@@ -110,7 +117,7 @@ struct ParallelRenderer::Impl {
     }
 
     /// What the session says about a frame that is rendered over deep pixels.
-    Task standIn(const Task& task) const { return {task.frame, blank, task.b ? blank : PictureRef()}; }
+    Task standIn(const Task& task) const { return {task.frame, blank, task.b ? blank : PictureRef(), true}; }
 
     /// The motion of a morph is found once, by whoever comes first.
     const DeepFrames& deepFrames() {
@@ -119,8 +126,8 @@ struct ParallelRenderer::Impl {
     }
 
     TransitionFrame render(Worker& worker, Task task) {
-        if (!job.deep()) return renderBytes(worker, std::move(task));
-        TransitionFrame frame = renderBytes(worker, standIn(task));
+        if (!task.deep) return renderBytes(worker, std::move(task));
+        TransitionFrame frame = renderBytes(worker, job.deep() ? standIn(task) : task);
         frame.picture = deepFrames().render(task.frame, task.a, task.b);
         return frame;
     }
@@ -132,12 +139,13 @@ struct ParallelRenderer::Impl {
             restoreKey(worker);
         }
         worker.keyed = true;
+        const bool deep = task.deep;
         FrameResult result = renderTask(worker, std::move(task), picture);
         if (morph) restoreKey(worker);
         TransitionFrame frame;
         frame.asked = result.asked;
         frame.warning = result.warning;
-        if (!job.deep()) frame.picture = inLayout(picture, job.layout, job.matrix, job.fields);
+        if (!deep) frame.picture = inLayout(picture, job.layout, job.matrix, job.fields);
         return frame;
     }
 
@@ -201,6 +209,7 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
     impl_->cancel = cancel;
     impl_->morph = placementOf(job.effect) == Placement::Halves;
     impl_->key = std::move(key);
+    impl_->deepNow = job.deep();
     if (job.deep()) {
         impl_->blank = PictureRef::makeArgb(host::kMinPictureSide, host::kMinPictureSide);
         std::memset(impl_->blank.data(), 0,
@@ -226,7 +235,9 @@ std::size_t ParallelRenderer::window() const noexcept {
 void ParallelRenderer::submit(PictureRef a, PictureRef b) {
     {
         const std::scoped_lock hold(impl_->lock);
-        Task task{impl_->submitted++, std::move(a), std::move(b)};
+        // Once deep, always deep: one change of road at most, where the bright area comes.
+        impl_->deepNow = impl_->deepNow || impl_->leavesTheRange(a) || impl_->leavesTheRange(b);
+        Task task{impl_->submitted++, std::move(a), std::move(b), impl_->deepNow};
         if (impl_->morph && task.frame == 0) impl_->first = task;
         impl_->tasks.push_back(std::move(task));
     }

@@ -32,10 +32,16 @@ struct TransitionJob {
     media::FieldOrder fields = media::FieldOrder::progressive;  ///< of planar pictures handed out
     bool alpha = false;  ///< pictures come and go with straight alpha, which moves with them
 
+    /// Pictures hold codes beyond black or white, which the plug-in's colours have not got. Where such a
+    /// picture comes only later, the transition changes to deep pixels there by itself.
+    bool beyondWhite = false;
+    bool ownEffects = true;  ///< the plug-in is the built-in one, whose effects deep pixels repeat
+
     /// True when the pictures are rendered over deep pixels (deepframes.h) instead of by the plug-in, which
     /// knows 8 bits and no transparency.
     bool deep() const noexcept {
-        return alpha || layout == media::PixelLayout::deep || layout == media::PixelLayout::yuv420p10;
+        return alpha || beyondWhite || layout == media::PixelLayout::deep ||
+               layout == media::PixelLayout::yuv420p10;
     }
 };
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kBits = 16;
 constexpr int kHalf = 1 << (kBits - 1);
+constexpr int kBlackCode = 16, kWhiteCode = 235;
 
 /// The matrix of ITU-R BT.601 or BT.709 as 16.16 integers, both ways, with the limited ranges 219 and 224 in.
 struct Coefficients {
@@ -205,6 +206,30 @@ PictureRef inLayout(const PictureRef& picture, PixelLayout layout, ColourMatrix 
         return fromArgb(picture, matrix, fields);
     return fromDeep(picture.layout() == PixelLayout::deep ? picture : toDeep(picture), layout, matrix,
                     fields);
+}
+
+bool reachesBeyondWhite(const PictureRef& picture) {
+    if (!picture || picture.layout() != PixelLayout::yuv420) return false;
+    constexpr int side = 8;
+    const AVFrame& frame = *picture.storage()->frame;
+    const auto width = static_cast<size_t>(frame.width);
+    std::vector<uint8_t> least(width), most(width);
+    for (int top = 0; top + side <= frame.height; top += side) {
+        std::fill(least.begin(), least.end(), uint8_t{255});
+        std::fill(most.begin(), most.end(), uint8_t{0});
+        for (int y = top; y < top + side; ++y) {
+            const uint8_t* row = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
+            for (size_t x = 0; x < width; ++x) {
+                least[x] = std::min(least[x], row[x]);
+                most[x] = std::max(most[x], row[x]);
+            }
+        }
+        for (size_t x = 0; x + side <= width; x += side)
+            if (*std::min_element(&least[x], &least[x] + side) > kWhiteCode + 1 ||
+                *std::max_element(&most[x], &most[x] + side) < kBlackCode - 1)
+                return true;
+    }
+    return false;
 }
 
 }  // namespace tumblewash::media

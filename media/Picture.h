@@ -123,4 +123,9 @@ PictureRef fromDeep(const PictureRef& picture, PixelLayout layout, ColourMatrix 
 PictureRef inLayout(const PictureRef& picture, PixelLayout layout, ColourMatrix matrix,
                     FieldOrder fields = FieldOrder::progressive);
 
+/// True when a yuv420 picture has an area, a block of 8x8 pixels, whose luma lies more than a code beyond
+/// black or white throughout: single pixels are what encoders leave beside edges. False for other layouts and
+/// for nothing.
+bool reachesBeyondWhite(const PictureRef& picture);
+
 }  // namespace tumblewash::media

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {
@@ -127,6 +129,102 @@ TEST(ColourTest, CodecsThatDoNotFitAreRefusedInWords) {
     EXPECT_EQ(list["outputs"][0]["ending"], ".mp4");
     EXPECT_EQ(list["outputs"][0]["codecs"][1]["codec"], "hevc");
     EXPECT_THAT(shop.run({"join", "--help"}).out, HasSubstr("ffv1 (8, 10); with --alpha ffv1"));
+}
+
+namespace {
+
+/// Half a second of grey 8-bit pictures of 256x64 whose luma is `codes`, in geq's words.
+std::string greys(const Workshop& shop, const std::string& name, const std::string& codes) {
+    const std::string tags = " -color_trc bt709 -color_primaries bt709 -colorspace bt709 -color_range tv ";
+    const std::string command =
+        "ffmpeg -v error -nostdin -y -f lavfi -i color=gray:s=256x64:r=25:d=0.48,format=yuv420p,geq=lum='" +
+        codes + "':cb=128:cr=128" + tags + "-c:v ffv1" + tags + shop.file(name);
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    return shop.file(name);
+}
+
+/// The luma of one frame.
+std::string lumaOf(const Workshop& shop, const std::string& movie, int frame) {
+    const std::string raw = shop.file("luma.raw");
+    const std::string command = "ffmpeg -v error -nostdin -y -i " + movie + " -vf 'select=eq(n\\," +
+                                std::to_string(frame) + "),extractplanes=y' -frames:v 1 -f rawvideo " + raw;
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    return bytesOf(raw);
+}
+
+}  // namespace
+
+TEST(ColourTest, WhatLiesBeyondWhitePassesASeamUnchanged) {
+    const Workshop shop;
+    // More than R'G'B' between black and white can hold.
+    const std::string ramp = greys(shop, "ramp.mkv", "clip(X\\,1\\,254)");
+    for (const char* effect : {"wash-away", "tilt-away", "tumble-away", "morph"}) {
+        const RunResult result = shop.run({"join", ramp, ramp, "-e", effect, "-d", "4f", "--codec", "ffv1",
+                                           "-f", "-q", "-o", shop.file("o.mkv")});
+        ASSERT_EQ(result.code, 0) << result.err;
+        // The transition's first frame is the clip's own picture; a morph of two equal clips is that
+        // throughout.
+        const int first = std::string(effect) == "morph" ? 10 : 8;
+        for (const int frame : {first - 1, first}) {
+            const std::string luma = lumaOf(shop, shop.file("o.mkv"), frame);
+            ASSERT_EQ(luma.size(), 256U * 64U);
+            // A tumble's card has soft edges from the start.
+            const int edge = std::string(effect) == "tumble-away" ? 3 : 1;
+            for (int x = edge; x < 256 - edge - 1; ++x)
+                EXPECT_NEAR(static_cast<unsigned char>(luma[static_cast<std::size_t>(32 * 256 + x)]), x, 1)
+                    << effect << frame;
+        }
+    }
+}
+
+TEST(ColourTest, WhatGetsBrightInTheMiddleOfATransitionStaysSo) {
+    const Workshop shop;
+    const std::string grey = greys(shop, "grey.mkv", "100");
+    const std::string flash = greys(shop, "flash.mkv", "if(gt(N\\,1)\\,250\\,100)");
+    const RunResult result = shop.run({"join", grey, flash, "-e", "tilt-away", "-d", "4f", "--codec", "ffv1",
+                                       "-q", "-o", shop.file("o.mkv")});
+    ASSERT_EQ(result.code, 0) << result.err;
+    const auto brightest = [&](int frame) {
+        const std::string luma = lumaOf(shop, shop.file("o.mkv"), frame);
+        return static_cast<unsigned char>(*std::max_element(
+            luma.begin(), luma.end(), [](unsigned char a, unsigned char b) { return a < b; }));
+    };
+    EXPECT_NEAR(brightest(9), 100, 1);
+    EXPECT_NEAR(brightest(10), 250, 1);
+    EXPECT_NEAR(brightest(11), 250, 1);
+    EXPECT_EQ(brightest(12), 250);
+}
+
+TEST(ColourTest, AnEditHoldsWhatIsAskedOfColours) {
+    const Workshop shop;
+    const std::string a = tagged(shop, "a.mkv", "bt709"), edit = shop.file("x.edit.json");
+    ASSERT_EQ(shop.run({"plan", a, a, "-d", "4f", "--codec", "ffv1", "--depth", "10", "--hdr", "keep",
+                        "--tone-map", "white", "-q", "-o", edit})
+                  .code,
+              0);
+    const nlohmann::json output = nlohmann::json::parse(bytesOf(edit))["output"];
+    EXPECT_EQ(output,
+              nlohmann::json::parse(R"({"codec": "ffv1", "depth": 10, "hdr": "keep", "toneMap": "white"})"));
+    ASSERT_EQ(shop.run({"render", edit, "-q", "-o", shop.file("a.mkv")}).code, 2) << "an input";
+    ASSERT_EQ(shop.run({"render", edit, "-q", "-o", shop.file("deep.mkv")}).code, 0);
+    EXPECT_EQ(pictureOf(shop.file("deep.mkv"))["codec_name"], "ffv1");
+    EXPECT_EQ(pictureOf(shop.file("deep.mkv"))["pix_fmt"], "yuv420p10le");
+    // What is said beside the document counts instead.
+    ASSERT_EQ(shop.run({"render", edit, "-q", "--codec", "hevc", "--depth", "8", "--preset", "ultrafast",
+                        "-o", shop.file("plain.mkv")})
+                  .code,
+              2)
+        << "--preset belongs to the edit";
+    const RunResult plain =
+        shop.run({"render", edit, "--codec", "h264", "--depth", "8", "-o", shop.file("plain.mkv")});
+    ASSERT_EQ(plain.code, 0) << plain.err;
+    EXPECT_THAT(plain.err, HasSubstr("10 bits become 8, dithered; --depth 10 keeps them"));
+    EXPECT_EQ(pictureOf(shop.file("plain.mkv"))["codec_name"], "h264");
+    EXPECT_EQ(pictureOf(shop.file("plain.mkv"))["pix_fmt"], "yuv420p");
+    // Whether the kind of file holds it shows when one is named.
+    const RunResult wrong = shop.run({"render", edit, "-q", "-o", shop.file("o.mp4")});
+    EXPECT_EQ(wrong.code, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("FFV1 (lossless) does not go into .mp4 files"));
 }
 
 }  // namespace tumblewash::app
