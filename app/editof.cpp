@@ -9,6 +9,7 @@
 #include "edit/fragment.h"
 #include "edit/shuffle.h"
 #include "media/Pattern.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::app {
 
@@ -90,16 +91,32 @@ EditSeam endOf(const Options& o) {
     return seam;
 }
 
-std::optional<EditSeam> chosen(const std::string& effect) {
-    if (effect.empty()) return std::nullopt;
+std::optional<EditSeam> chosen(const std::optional<EndEffect>& end) {
+    if (!end) return std::nullopt;
     EditSeam seam;
-    seam.effect = edit::effectId(effect);
+    seam.effect = edit::effectId(end->effect);
+    if (end->duration) seam.duration = EditTime{*end->duration, {}};
     return seam;
 }
 
-}  // namespace
+/// The effects of an edit from another program, which go round those of its seams that have none of ours.
+void putForeignEffects(const Options& o, Edit& edit) {
+    std::vector<EditSeam*> seams;
+    for (EditClip& clip : edit.clips)
+        if (clip.seam && !clip.seam->effect) seams.push_back(&*clip.seam);
+    const std::vector<std::string> ids = effectsOf(o, seams.size());
+    if (ids.size() > 1) refuseTooMany("--effect", "effects", ids.size(), seams.size());
+    if (ids.size() == 1) edit.seams.effect = ids.front();
+    for (std::size_t i = 0; ids.size() > 1 && i < seams.size(); ++i) seams[i]->effect = ids[i % ids.size()];
+}
 
-namespace {
+void refuseForeignLengths(const Options& o) {
+    if (o.durations.empty() && !o.speed) return;
+    throw Refusal(
+        Problem::BadRequest,
+        fmt::format("{}: {} sets the length of its seams; to change it, write an edit with tumblewash plan",
+                    o.speed ? "--speed" : "--duration", media::quotedName(o.inputs.front())));
+}
 
 /// What an edit says beside its clips and their seams.
 void putRest(const Options& o, Edit& edit) {
@@ -138,7 +155,7 @@ Edit editOf(const Options& o) {
 
 Edit exchangedEdit(const Options& o, std::vector<std::string>& remarks) {
     const std::string& file = o.inputs.front();
-    refuseTooMany("--effect", "effects", o.effects.size(), 1);
+    refuseForeignLengths(o);
     edit::ExchangeSettings settings = o.exchange;
     settings.fps = o.fps;
     Edit edit = edit::readExchange(file, settings, remarks);
@@ -147,7 +164,9 @@ Edit exchangedEdit(const Options& o, std::vector<std::string>& remarks) {
     putRest(o, edit);
     if (rate) edit.output.rate = rate;
     if (o.title.empty()) edit.title = title;
-    if (!o.effects.empty()) edit.seams.effect = edit::effectId(o.effects.front());
+    if (o.opening) edit.opening = chosen(o.opening);
+    if (o.closing) edit.closing = chosen(o.closing);
+    putForeignEffects(o, edit);
     return edit;
 }
 

@@ -1,7 +1,9 @@
 #include "app/movie.h"
 
+#include <fmt/format.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 
@@ -13,6 +15,7 @@
 #include "app/signals.h"
 #include "app/written.h"
 #include "edit/document.h"
+#include "edit/errors.h"
 #include "edit/exchange.h"
 #include "edit/filemark.h"
 #include "edit/jsontext.h"
@@ -86,6 +89,33 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
             say("  {}: {} frames in {:.2f} s, {} side by side", t.id, t.frames, t.seconds, t.sessions);
 }
 
+/// True for the options by which `plan` makes an edit of clips.
+bool saysWhatAnEditIs(const std::string& option) {
+    static constexpr const char* kAboutTheRun[] = {"--output", "--force",   "--plot",
+                                                   "--theme",  "--plugin",  "--max-duration",
+                                                   "--quiet",  "--verbose", "--help"};
+    if (std::find(std::begin(kAboutTheRun), std::end(kAboutTheRun), option) != std::end(kAboutTheRun))
+        return false;
+    const std::vector<const OptionRow*> rows = optionsOf(Command::Plan);
+    return std::any_of(rows.begin(), rows.end(), [&](const OptionRow* row) { return option == row->name; });
+}
+
+/// What `render` is told about the movie counts instead of what the edit says.
+bool overridesAnEdit(const Options& o, const std::string& option) {
+    static constexpr const char* kAboutTheMovie[] = {"--codec", "--depth", "--hdr", "--tone-map", "--alpha"};
+    return o.command == Command::Render && std::find(std::begin(kAboutTheMovie), std::end(kAboutTheMovie),
+                                                     option) != std::end(kAboutTheMovie);
+}
+
+/// A document of this program says everything else about the edit itself.
+void refuseBesideDocument(const Options& o) {
+    for (const std::string& option : o.given)
+        if (saysWhatAnEditIs(option) && !overridesAnEdit(o, option))
+            throw edit::Refusal(edit::Problem::BadRequest,
+                                fmt::format("{}: the edit {} says that itself; change it there", option,
+                                            quotedName(o.inputs.front())));
+}
+
 void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
@@ -138,6 +168,7 @@ Edit openDocument(const Options& o) {
             if (!o.quiet) say("{}: {}", media::quotedName(file), remark);
         return edit;
     }
+    refuseBesideDocument(o);
     const Edit edit = edit::readEdit(edit::readDocument(file), file);
     if (o.quiet) return edit;
     for (const std::string& changed : edit::changedFiles(edit))

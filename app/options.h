@@ -20,6 +20,12 @@ enum class ProgressStyle { Auto, KeyValue, None };
 /// Colours of contact sheets, timelines and field pictures.
 enum class Theme { Dark, Light };
 
+/// The effect at the start or the end of an edit.
+struct EndEffect {
+    std::string effect;                      ///< id or index as typed
+    std::optional<edit::TimeSpan> duration;  ///< unset: as the seams between clips
+};
+
 /// Everything the command line can say: an edit, how and whereto it is rendered, and how the program is to
 /// behave. Defaults are the program's.
 struct Options : edit::RenderSettings {
@@ -32,8 +38,8 @@ struct Options : edit::RenderSettings {
     std::optional<float> speed;
     std::optional<HYPluginDirection> direction;  ///< unset: the effect's own default
     std::uint32_t seed = 1;
-    std::string opening;  ///< the effect at the start, or empty
-    std::string closing;  ///< the effect at the end, or empty
+    std::optional<EndEffect> opening;  ///< at the start
+    std::optional<EndEffect> closing;  ///< at the end
 
     std::optional<edit::PixelSize> size;
     std::optional<media::FrameRate> fps;

@@ -64,6 +64,16 @@ void storeDurations(Options& o, const std::string& text) {
         o.durations.push_back(parseTime(word));
 }
 
+/// `ID` or `ID=TIME`.
+EndEffect parseEnd(const char* name, const std::string& text) {
+    const std::size_t equals = text.find('=');
+    EndEffect end{text.substr(0, equals), {}};
+    if (end.effect.empty())
+        throw Refusal(Problem::BadRequest, fmt::format("{} {}: an id is missing", name, text));
+    if (equals != std::string::npos) end.duration = parseTime(text.substr(equals + 1));
+    return end;
+}
+
 /// `FROM..TO`, either of which may be left out.
 void storeOnly(Options& o, const std::string& text) {
     const std::size_t dots = text.find("..");
@@ -142,8 +152,8 @@ constexpr unsigned kJoin = commandBit(Command::Join);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
 constexpr unsigned kPlan = commandBit(Command::Plan);
 constexpr unsigned kRender = commandBit(Command::Render);
-constexpr unsigned kEdits = kMovies | kPlan;      ///< say what an edit is
-constexpr unsigned kExecute = kMovies | kRender;  ///< render one
+constexpr unsigned kExecute = kMovies | kRender;  ///< render an edit
+constexpr unsigned kEdits = kExecute | kPlan;     ///< say what it is; render where other programs do not
 constexpr unsigned kDocuments = kPlan | kRender;  ///< read an edit
 constexpr unsigned kFrame = commandBit(Command::Frame);
 constexpr unsigned kSheet = commandBit(Command::Sheet);
@@ -191,12 +201,14 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) {
          o.seed = parseInteger<std::uint32_t>(v, 0, 0xFFFFFFFFU, "--seed");
      }},
-    {"--opening", "", "ID", ValueKind::Effect, "", kEffectGroup,
-     "bring the picture at the start with this effect: wash-in, tilt-in, tumble-in", kJoin | kPlan,
-     [](Options& o, const std::string& v) { o.opening = v; }},
-    {"--closing", "", "ID", ValueKind::Effect, "", kEffectGroup,
-     "take the picture away at the end with this effect: wash-out, tilt-out, tumble-out", kJoin | kPlan,
-     [](Options& o, const std::string& v) { o.closing = v; }},
+    {"--opening", "", "ID[=TIME]", ValueKind::Effect, "", kEffectGroup,
+     "bring the picture at the start with this effect: wash-in, tilt-in, tumble-in; wash-in=2s lasts two "
+     "seconds",
+     kJoin | kDocuments, [](Options& o, const std::string& v) { o.opening = parseEnd("--opening", v); }},
+    {"--closing", "", "ID[=TIME]", ValueKind::Effect, "", kEffectGroup,
+     "take the picture away at the end with this effect: wash-out, tilt-out, tumble-out; tumble-out=2s lasts "
+     "two seconds",
+     kJoin | kDocuments, [](Options& o, const std::string& v) { o.closing = parseEnd("--closing", v); }},
     {"--proxy", "", "", ValueKind::None, "", kEffectGroup,
      "render as a quick preview, as the effect does while its host plays back", kRenders,
      [](Options& o, const std::string&) { o.proxy = true; }},
@@ -217,7 +229,7 @@ const OptionRow kOptions[] = {
     {"--still", "", "TIME", ValueKind::Text, "", kPictureGroup, "how long a still picture lasts (default 4s)",
      kEdits, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
     {"--max-duration", "", "TIME", ValueKind::Text, "", kPictureGroup,
-     "refuse a result that would last longer than this, such as 48:00:00 (default 24:00:00)", kMovies,
+     "refuse a result that would last longer than this, such as 48:00:00 (default 24:00:00)", kEdits,
      [](Options& o, const std::string& v) { o.longest = parseTime(v); }},
     {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
      "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
@@ -251,13 +263,13 @@ const OptionRow kOptions[] = {
      "take files of an .ffconcat from outside its folder too", kDocuments,
      [](Options& o, const std::string&) { o.exchange.unsafePaths = true; }},
     {"--codec", "", "NAME", ValueKind::Choice, "h264,hevc,vp9,av1,prores,ffv1", kOutputGroup,
-     "picture codec of a movie (default what its kind of file is used with)", kEdits | kRender, storeCodec},
+     "picture codec of a movie (default what its kind of file is used with)", kEdits, storeCodec},
     {"--depth", "", "BITS", ValueKind::Choice, "8,10", kOutputGroup,
-     "bits of each colour in a movie (default 8, and 10 where HDR is kept)", kEdits | kRender, storeDepth},
+     "bits of each colour in a movie (default 8, and 10 where HDR is kept)", kEdits, storeDepth},
     {"--hdr", "", "HOW", ValueKind::Choice, "auto,keep,sdr", kPictureGroup,
      "HDR clips: kept when all are of one kind, an HDR movie even of mixed clips, or an ordinary movie "
      "(default auto)",
-     kEdits | kRender, storeHdr},
+     kEdits, storeHdr},
     {"--tone-map", "", "HOW", ValueKind::Choice, "natural,white", kPictureGroup,
      "how HDR becomes SDR: the whole range bent as an eye adapts, or all as it is up to white and highlights "
      "bent (default natural)",
@@ -355,11 +367,14 @@ const std::vector<CommandRow> kCommands = {
      1,
      true,
      "render an edit",
-     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md tells its form. An .otio, "
-     ".edl or "
-     ".ffconcat of another program is rendered too.",
+     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md describes its form. An "
+     ".otio, "
+     ".edl or .ffconcat of another program is rendered too, and options say what such a document does not: "
+     "its dissolves become --effect. An .edit.json says all that itself.",
      {{"tumblewash render my.edit.json -o out.mp4", "the whole edit"},
-      {"tumblewash render my.edit.json -o part.mp4 --only 00:10..00:14", "four seconds of it"}}},
+      {"tumblewash render my.edit.json -o part.mp4 --only 00:10..00:14", "four seconds of it"},
+      {"tumblewash render cut.edl -o out.mp4 --media rushes --effect tilt-away",
+       "an edit list whose dissolves become tilts"}}},
     {Command::Frame,
      "frame",
      "A [B]",

@@ -33,20 +33,10 @@ using media::checkTarget;
 
 namespace {
 
-/// A document says everything about an edit itself; only these may stand beside it.
-constexpr const char* kBesideDocuments[] = {"--output", "--force", "--plot",    "--theme",
-                                            "--plugin", "--quiet", "--verbose", "--help"};
-
 Edit editFor(const Options& o) {
-    if (o.inputs.size() == 1 && edit::isExchangeName(o.inputs.front())) return openDocument(o);
-    if (o.inputs.size() != 1 || !edit::isDocumentName(o.inputs.front())) return editOf(o);
-    for (const std::string& option : o.given)
-        if (std::find(std::begin(kBesideDocuments), std::end(kBesideDocuments), option) ==
-            std::end(kBesideDocuments))
-            throw Refusal(Problem::BadRequest,
-                          fmt::format("{}: the edit {} says that itself; change it there", option,
-                                      media::quotedName(o.inputs.front())));
-    return openDocument(o);
+    const std::string& input = o.inputs.front();
+    const bool document = edit::isDocumentName(input) || edit::isExchangeName(input);
+    return o.inputs.size() == 1 && document ? openDocument(o) : editOf(o);
 }
 
 void checkOutputs(const Options& o, const Edit& edit) {
@@ -86,6 +76,7 @@ void makePlan(const Options& o) {
     checkOutputs(o, edit);
     RenderSettings settings;
     settings.plugin = o.plugin;
+    settings.longest = o.longest;
     settings.cancel = &interruptFlag();
     const MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);

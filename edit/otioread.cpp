@@ -343,7 +343,7 @@ class Reader {
             return "";
         }
         if (schema == "ImageSequenceReference")
-            refuse(media, "a sequence of pictures is not understood; make a movie of it first");
+            refuse(media, "image sequences are not read; make a movie of this one first");
         std::string wanted = item.name;
         std::string found;
         if (schema == "ExternalReference") {

@@ -206,6 +206,17 @@ TEST(EditTest, OpeningAndClosingStandInTheSamePass) {
                   {"join", scene("harbour", 1), scene("city", 1), "--opening", "wash-away", "-o", "null:"},
                   2),
         HasSubstr("wash-away is no effect for the start of a clip"));
+    const nlohmann::json own =
+        reportOf(shop, {"join", scene("harbour", 1), scene("city", 1), "--opening", "tilt-in=4f", "--closing",
+                        "wash-out=0.32s", "--duration", "6f"});
+    EXPECT_EQ(own["transitions"][0]["frames"], 4);
+    EXPECT_EQ(own["transitions"][1]["frames"], 6);
+    EXPECT_EQ(own["transitions"][2]["frames"], 8);
+    for (const auto& [value, words] : {std::pair{"tilt-in=", "is no time"}, {"=2s", "an id is missing"}})
+        EXPECT_THAT(
+            refusalOf(shop, {"join", scene("city", 1), scene("city", 1), "-o", "null:", "--opening", value},
+                      2),
+            HasSubstr(words));
     // One clip between an opening and a closing is an out of an in.
     const std::string document = shop.file("one.edit.json");
     writeBytes(document, R"({"tumblewash": 1, "seams": {"duration": "6f"}, "closing": {},

@@ -243,6 +243,17 @@ TEST_F(OtioTest, WhatCannotBeTakenOverIsSaidOrRefused) {
               std::string::npos);
 }
 
+TEST_F(OtioTest, ImageSequencesAreRefusedWithTheirPlace) {
+    const std::string text =
+        timeline({track({"{\"OTIO_SCHEMA\":\"Clip.1\",\"name\":\"shot\",\"source_range\":" + range(0, 5) +
+                         ",\"media_reference\":{\"OTIO_SCHEMA\":\"ImageSequenceReference.1\","
+                         "\"target_url_base\":\"file:///shot/\",\"name_prefix\":\"f.\","
+                         "\"name_suffix\":\".png\",\"start_frame\":1,\"rate\":25}}"})});
+    EXPECT_EQ(refusal(text),
+              "x.otio:3: /tracks/children/0/children/0/media_reference: image sequences are not read; make a "
+              "movie of this one first");
+}
+
 TEST_F(OtioTest, TracksAreTrimmedByTheirOwnRange) {
     const Edit got =
         edit(timeline({track({clip(url("A.mp4"), range(0, 50)), clip(url("B.mp4"), range(10, 50)),
