@@ -193,6 +193,32 @@ TEST_P(EveryFile, EverySizeFromOnePixelOn) {
     EXPECT_EQ(construct(0, 5), nullptr);
 }
 
+TEST_P(EveryFile, WhereAPictureIsMissingTheNearerOneIsShown) {
+    const auto known = scene(0, 32, 32);
+    const f0r_instance_t instance = construct(32, 32);
+    std::vector<std::uint8_t> out(known.size());
+    const auto shown = [&](double position, const std::vector<std::uint8_t>* a,
+                           const std::vector<std::uint8_t>* b) {
+        const auto words = [](const std::vector<std::uint8_t>* picture) {
+            return picture ? reinterpret_cast<const std::uint32_t*>(picture->data()) : nullptr;
+        };
+        set(instance, 0, position);
+        F0R(library, f0r_update2)
+        (instance, 0, words(a), words(b), nullptr, reinterpret_cast<std::uint32_t*>(out.data()));
+        return out;
+    };
+    const std::vector<std::uint8_t> nothing(known.size(), 0);
+    if (joinsTwoClips(effect)) {
+        EXPECT_EQ(shown(0.4, &known, nullptr), known);
+        EXPECT_EQ(shown(0.6, &known, nullptr), nothing);
+        EXPECT_EQ(shown(0.4, nullptr, &known), nothing);
+        EXPECT_EQ(shown(0.6, nullptr, &known), known);
+    } else {
+        EXPECT_EQ(shown(0.4, nullptr, nullptr), nothing);
+    }
+    destruct(instance);
+}
+
 TEST_P(EveryFile, NullsAreForgiven) {
     const f0r_instance_t instance = construct(32, 32);
     std::vector<std::uint8_t> out(32 * 32 * 4, 0xA5);

@@ -233,6 +233,30 @@ TEST_P(EveryPlugin, PixelsAreTheRenderersInEveryDepthAndLayout) {
     }
 }
 
+TEST(OfxDepthTest, DeepPicturesAreRoundedToTheNearestByte) {
+    const int index = plugin::findEffectRecord("wash-away")->index;
+    for (const char* depth : {kDepthShort, kDepthFloat}) {
+        OfxTestHost host(kBundle);
+        host.bringUp(index, kContextTransition);
+        TestImage from = TestImage::make(48, 32, depth, false);
+        TestImage to = TestImage::make(48, 32, depth, false);
+        TestImage out = TestImage::make(48, 32, depth, false);
+        for (TestImage* image : {&from, &to})
+            for (int y = 0; y < 32; ++y)
+                for (int x = 0; x < 48; ++x)
+                    for (int c = 0; c < 4; ++c) {
+                        // 100.7 of 255, and nearly opaque: 254.6.
+                        const std::uint16_t wide = c < 3 ? 25880 : 65432;
+                        const float real = c < 3 ? 0.3949F : 0.99844F;
+                        if (image->depth == kDepthShort) std::memcpy(image->fromTop(x, y) + 2 * c, &wide, 2);
+                        if (image->depth == kDepthFloat) std::memcpy(image->fromTop(x, y) + 4 * c, &real, 4);
+                    }
+        ASSERT_EQ(host.render(index, 0.375, &from, &to, out), kOK);
+        EXPECT_EQ(bytesAt(out, 30, 20), (std::array<int, 4>{101, 101, 101, 255})) << depth;
+        host.takeDown(index);
+    }
+}
+
 TEST_P(EveryPlugin, OnlyTheRenderWindowIsWritten) {
     OfxTestHost host(kBundle);
     host.bringUp(index, kContextTransition);

@@ -129,6 +129,24 @@ TEST_P(EveryEffect, ColoursNeverExceedAlpha) {
     }
 }
 
+// Four truncated shares of a full alpha come to one to three less, which must not show.
+TEST_P(EveryEffect, WhatIsOpaqueStaysOpaqueWhereItIsInterpolated) {
+    if (effect.driver == EffectDriver::distort) return;
+    TransitionRenderer renderer(effect, 90, 61);
+    for (const double position : {0.2, 0.375, 0.7}) {
+        const Canvas out = rendered(renderer, effect, position, SceneAlpha::cutOut);
+        int opaque = 0, nearly = 0;
+        for (int y = 0; y < 61; ++y)
+            for (int x = 0; x < 90; ++x) {
+                const int alpha = out.row(y)[4 * x];
+                opaque += alpha == 255 ? 1 : 0;
+                nearly += alpha >= 252 && alpha < 255 ? 1 : 0;
+            }
+        EXPECT_GT(opaque, 50) << effect.id << " at " << position;
+        EXPECT_EQ(nearly, 0) << effect.id << " at " << position;
+    }
+}
+
 TEST_P(EveryEffect, ASingleClipUncoversNothingness) {
     if (joinsTwoClips(effect)) return;
     TransitionRenderer renderer(effect, 128, 96);

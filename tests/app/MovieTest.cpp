@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "edit/effects.h"
 #include "tests/app/ProgramRun.h"
@@ -177,6 +179,40 @@ TEST(MovieTest, TheOutgoingSoundAlwaysLeavesUnlessThePluginDecides) {
     const auto asked = reportOf(commandFor("wash-reveal"), {"-e", "wash-reveal", "--audio", "plugin"});
     EXPECT_EQ(asked["transitions"][0]["levels"][0][0], 0);
     EXPECT_EQ(asked["transitions"][0]["levels"][0][1], 255);
+}
+
+TEST(MovieTest, AClipThatLeavesEndsInSilenceAndOneThatArrivesBeginsInIt) {
+    const Workshop shop;
+    const std::string tone = shop.file("tone.mkv");
+    ASSERT_EQ(
+        shell("ffmpeg -v error -f lavfi -i testsrc2=s=64x48:r=25:d=1 -f lavfi -i sine=d=1 -c:v ffv1 -c:a "
+              "pcm_s16le " +
+              tone),
+        0);
+    // The loudest sample of each frame.
+    const auto peaks = [&](const char* command, const char* effect) {
+        EXPECT_EQ(shop.run({command, tone, "-o", shop.file("o.mkv"), "-d", "10f", "--effect", effect,
+                            "--preset", "ultrafast", "--force"})
+                      .code,
+                  0);
+        EXPECT_EQ(shell("ffmpeg -v error -y -i " + shop.file("o.mkv") + " -map 0:a -f s16le -ac 1 " +
+                        shop.file("raw")),
+                  0);
+        const std::string raw = bytesOf(shop.file("raw"));
+        std::vector<int> out(25);
+        for (std::size_t i = 0; i + 1 < raw.size() && i / 2 / 1920 < out.size(); i += 2) {
+            const auto low = static_cast<unsigned char>(raw[i]),
+                       high = static_cast<unsigned char>(raw[i + 1]);
+            const int sample = static_cast<std::int16_t>(low | high << 8);
+            out[i / 2 / 1920] = std::max(out[i / 2 / 1920], std::abs(sample));
+        }
+        return out;
+    };
+    const std::vector<int> leaves = peaks("out", "wash-out"), arrives = peaks("in", "wash-in");
+    EXPECT_GT(leaves[10], 3000);
+    EXPECT_LT(leaves[24], leaves[10] / 5);
+    EXPECT_GT(arrives[14], 3000);
+    EXPECT_LT(arrives[0], arrives[14] / 5);
 }
 
 TEST(MovieTest, EqualPowerKeepsTheLoudnessThroughTheMiddle) {

@@ -250,6 +250,29 @@ TEST(SoundTest, AFailedFrameIsSilenceOfItsLength) {
     EXPECT_EQ(session.levels(), (AudioLevels{0, 0}));
 }
 
+TEST(SoundTest, LevelsForTheSameFrameAddUp) {
+    TestSource source;
+    source.sound = constantTone;
+    const SessionSettings settings = soundSettings();
+    const Replace twice(kPlugDoFrame, [](short, HYPluginParams& params) {
+        GWorldPtr world = nullptr;
+        std::int16_t volume = 0;
+        HYFrameCookie cookie = nullptr;
+        params.procs->GetFrame(params.instance, params.startFrame + params.renderFrame, &world,
+                               params.frameRect.right, params.frameRect.bottom, kDVHighQuality, &volume,
+                               &cookie);
+        params.procs->MixAudio(params.instance, cookie, 100);
+        params.procs->MixAudio(params.instance, cookie, 28);
+        return params.procs->ReleaseFrame(params.instance, cookie);
+    });
+    const Heard heard = listen(settings, source);
+    for (const FrameResult& frame : heard.frames) {
+        ASSERT_TRUE(frame.asked);
+        EXPECT_EQ(*frame.asked, (AudioLevels{128, 0}));
+        EXPECT_NEAR(frame.samples.back(), 0.5, 1e-6);
+    }
+}
+
 TEST(SoundTest, WithoutARateThereIsNoSound) {
     TestSource source;
     source.sound = constantTone;

@@ -53,6 +53,21 @@ TEST(ExifTurnTest, BlocksThatLieSayNothing) {
     EXPECT_EQ(exifOrientation({reinterpret_cast<const uint8_t*>(far.data()), far.size()}), 0);
 }
 
+TEST(ExifTurnTest, ATiffMayEndWithItsLastPixel) {
+    const TempDir dir;
+    // The pixels once more, behind the directory, and the place of the strip pointing there.
+    const Codes picture = landmark();
+    std::string file = tiffFile(picture, 6);
+    const size_t strip = file.find(std::string("\x11\x01\x04\0\1\0\0\0", 8)) + 8;
+    ASSERT_LT(strip, file.size());
+    for (size_t i = 0; i < 4; ++i) file[strip + i] = static_cast<char>(file.size() >> (8 * i) & 0xFF);
+    file += file.substr(8, picture.values.size());
+    writeFile(dir / "whole.tiff", file);
+    EXPECT_FALSE(tiffIsCutOff(InputBytes(dir / "whole.tiff")));
+    writeFile(dir / "cut.tiff", file.substr(0, file.size() - 1));
+    EXPECT_TRUE(tiffIsCutOff(InputBytes(dir / "cut.tiff")));
+}
+
 TEST(ExifTurnTest, ATiffIsCalledCutOffOnlyWhenItIs) {
     const TempDir dir;
     const std::string whole = tiffFile(landmark(), 6);

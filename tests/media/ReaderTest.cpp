@@ -44,6 +44,26 @@ std::vector<int> numbers(Reader& reader) {
 
 }  // namespace
 
+TEST(ReaderTest, SeekingWhereTheFileSeeksLateFindsThePicturesThatWalkingFinds) {
+    const TempDir dir;
+    // Packets of a transport stream are found by their times, which are later than those of the pictures
+    // shown.
+    ffmpeg("-f lavfi -i testsrc2=s=96x64:r=25:d=3 -c:v mpeg2video -b:v 2M -bf 2 -g 20 " + dir / "clip.ts");
+    ReaderSettings settings;
+    settings.threads = 1;
+    settings.prefetch = 0;
+    Reader walker = Reader::open(dir / "clip.ts", settings);
+    const std::vector<std::string> all = allPictures(walker);
+    ASSERT_GT(all.size(), 70U);
+    Reader seeker = Reader::open(dir / "clip.ts", settings);
+    // Far apart, so that none is walked to from the one before.
+    for (size_t n = 0; n < all.size(); ++n) {
+        const size_t there = n * 47 % all.size();
+        seeker.seek(static_cast<int64_t>(there));
+        EXPECT_EQ(bytesOf(seeker.readPicture()), all[there]) << there;
+    }
+}
+
 TEST(ReaderTest, CountAfterRateConversionIsWhatIsDeliveredAndWhatFfmpegDelivers) {
     const TempDir dir;
     for (const char* from : {"24", "25", "30000/1001", "10"}) {
@@ -363,6 +383,25 @@ TEST(ReaderTest, BordersKeepEachLineInItsField) {
         }
         EXPECT_EQ(white, 24) << height;
     }
+}
+
+TEST(ReaderTest, ALineThatOddFieldsLackIsACopyOfTheirOwn) {
+    const TempDir dir;
+    // The lines of one field are light, those of the other dark; one is missing at the end.
+    ffmpeg(
+        "-f lavfi -i color=black:s=64x48:r=25:d=0.2 -vf "
+        "\"format=gray,crop=64:47:0:0:exact=1,geq=lum='if(mod(Y,2),200,60)',setfield=tff\" "
+        "-c:v ffv1 -field_order tt " +
+        dir / "lines.mkv");
+    ReaderSettings settings;
+    settings.width = 64;
+    settings.height = 48;
+    Reader reader = Reader::open(dir / "lines.mkv", settings);
+    ASSERT_EQ(reader.fields(), FieldOrder::topFirst);
+    const PictureRef picture = reader.readPicture();
+    EXPECT_EQ(pixel(picture, 9, 46), pixel(picture, 9, 44));
+    EXPECT_EQ(pixel(picture, 9, 47), pixel(picture, 9, 45));
+    EXPECT_GT(pixel(picture, 9, 47)[1] - pixel(picture, 9, 46)[1], 100);
 }
 
 TEST(ReaderTest, ChromaOfKeptFieldsIsNotMixedBetweenThem) {

@@ -7,6 +7,8 @@
 #include <fstream>
 
 #include "media/StillHead.h"
+#include "tests/media/StillFiles.h"
+#include "tests/media/Support.h"
 
 namespace tumblewash::media {
 namespace {
@@ -54,6 +56,17 @@ TEST_F(StillHeadTest, OrdinaryPhotosAreToldByTheirHead) {
     expectAlike(made("a.png", "-pix_fmt rgb24"));
     expectAlike(made("alpha.png", "-pix_fmt rgba"));
     expectAlike(made("grey.png", "-pix_fmt gray"));
+}
+
+TEST_F(StillHeadTest, EveryTurnOfACameraIsTold) {
+    const std::string plain = test::readFile(made("a.jpg", ""));
+    for (int turn = 0; turn <= 9; ++turn)
+        for (const bool bigEndian : {false, true}) {
+            const std::string file = (folder_ / "turned.jpg").string();
+            test::writeFile(file, test::withBlocksJpeg(plain, {{}, test::exifBlock(turn, bigEndian)}));
+            expectAlike(file);
+            EXPECT_EQ(probeHead(file)->orientation, turn >= 1 && turn <= 8 ? turn : 1);
+        }
 }
 
 TEST_F(StillHeadTest, WhatIsNotUsualIsLeftToTheDecoder) {

@@ -74,6 +74,13 @@ TEST(WebpAnimationTest, ItIsAClipWithTheTimesOfTheFile) {
     EXPECT_THAT(reader.warnings(), ::testing::IsEmpty());
 }
 
+TEST(WebpAnimationTest, TenMillisecondsAndFewerAreATenthOfASecond) {
+    const TempDir dir;
+    writeFile(dir / "a.webp",
+              animation(dir, {{{200, 0, 0}, 0}, {{0, 200, 0}, 10}, {{0, 0, 200}, 11}, {{9, 9, 9}, 40}}));
+    EXPECT_EQ(WebpAnimation(InputBytes(dir / "a.webp")).durations(), (std::vector<int>{100, 100, 11, 40}));
+}
+
 TEST(WebpAnimationTest, AlphaAndProfileAreKept) {
     const TempDir dir;
     writeFile(dir / "a.webp", animation(dir, {{{200, 100, 50}, 100}, {{10, 20, 30}, 100}},

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 
 #include "media/Writer.h"
 #include "tests/media/Support.h"
@@ -59,6 +60,40 @@ MediaErrorCode openingFails(const std::string& output, WriterSettings settings =
 }
 
 }  // namespace
+
+TEST(WriterTest, WhatIsOpaqueIsOpaqueInEveryBitOfProRes) {
+    const TempDir dir;
+    WriterSettings settings = smallMovie();
+    settings.sound = false;
+    settings.keepAlpha = true;
+    Writer writer = Writer::open(dir / "a.mov", settings);
+    writer.writePicture(solid(settings.width, settings.height, {200, 80, 20}));
+    writer.commit();
+    const std::string alpha =
+        outputOf("ffmpeg -v error -i " + dir / "a.mov" +
+                 " -vf extractplanes=a,format=gray12le -f rawvideo - | od -An -v -tu2 -w2 | "
+                 "sort -u | tr -d ' \\n'");
+    EXPECT_EQ(alpha, "4095");
+}
+
+TEST(WriterTest, AChapterEndsWhereTheNextOneBegins) {
+    const TempDir dir;
+    for (const char* name : kMovies) {
+        WriterSettings settings = smallMovie();
+        settings.sound = false;
+        settings.pictures = 25;
+        settings.chapters = {{0, "one"}, {10, "two"}};
+        Writer writer = Writer::open(dir / name, settings);
+        fill(writer, 25);
+        writer.commit();
+        std::istringstream ends(
+            outputOf("ffprobe -v error -show_entries chapter=end_time -of csv=p=0 " + dir / name));
+        double first = 0, second = 0;
+        ends >> first >> second;
+        EXPECT_NEAR(first, 10 / settings.rate.value(), 0.002) << name;
+        EXPECT_NEAR(second, 25 / settings.rate.value(), 0.002) << name;
+    }
+}
 
 TEST(WriterTest, EveryMovieHasItsPicturesSizesRateAndTags) {
     const TempDir dir;
