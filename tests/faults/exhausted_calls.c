@@ -1,17 +1,25 @@
 /* Loaded before the C library: the N-th allocation or thread start from main on fails, once or from there on.
    TUMBLEWASH_FAIL is KIND:N or KIND:N+, KIND being memory, library or thread: FFmpeg takes its memory by
    posix_memalign and realloc, everybody else by the others. With N = 0 nothing fails; the number of
-   calls is written to the file TUMBLEWASH_FAIL_COUNT at the end. */
+   calls is written to the file TUMBLEWASH_FAIL_COUNT at the end.
+   Where the program crashes, a line is written to TUMBLEWASH_FAIL_CRASH: "inside" when that was in the very call of
+   the program into a library in which an allocation had failed last, or in a thread that runs nothing but the library's
+   code, else "later"; then the function of the library that had been called, and whose code it was. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
+#include <execinfo.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdatomic.h>
 #include <stddef.h>
 #include <stdio.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/uio.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 extern void* __libc_malloc(size_t);
@@ -26,10 +34,120 @@ static int kind;
 static int lasting;
 static long at;
 
+/* Where the program called into a library that then found no memory, and the library's function. */
+static _Thread_local void* failedIn;
+static _Thread_local void* failedEntry;
+
+enum { mostFrames = 96, mostWords = 4096 };
+
+static const char* nameOf(const char* path) {
+    const char* const slash = path ? strrchr(path, '/') : NULL;
+    return slash ? slash + 1 : path ? path : "?";
+}
+
+/* The module of an address, without its folder. */
+static const char* moduleOf(void* address) {
+    Dl_info found;
+    return dladdr(address, &found) ? nameOf(found.dli_fname) : "?";
+}
+
+static const char* functionOf(void* address) {
+    Dl_info found;
+    return dladdr(address, &found) && found.dli_sname ? found.dli_sname : "?";
+}
+
+static int isProgram(void* address) {
+    return strcmp(moduleOf(address), nameOf(program_invocation_name)) == 0;
+}
+
+/* What stands above the frame that crashes: the C and C++ libraries, this file, the signal's own frames. */
+static int isRuntime(void* address) {
+    static const char* const names[] = {"libc.so", "libstdc++", "libgcc_s", "libm.so", "ld-linux", "libexhausted", "linux-vdso"};
+    const char* const module = moduleOf(address);
+    for (size_t i = 0; i < sizeof names / sizeof *names; ++i)
+        if (strncmp(module, names[i], strlen(names[i])) == 0) return 1;
+    return 0;
+}
+
 static int fails(int which) {
     if (!atomic_load_explicit(&armed, memory_order_relaxed) || which != kind) return 0;
     const long number = atomic_fetch_add(&calls, 1) + 1;
-    return at > 0 && (lasting ? number >= at : number == at);
+    if (at <= 0 || (lasting ? number < at : number != at)) return 0;
+    void* frames[mostFrames];
+    const int count = backtrace(frames, mostFrames);
+    failedIn = NULL;
+    for (int i = 1; i < count && !failedIn; ++i)
+        if (isProgram(frames[i])) {
+            failedIn = frames[i];
+            failedEntry = frames[i - 1];
+        }
+    return 1;
+}
+
+/* The instruction at which a signal came, and every word of the stack above. A library's assembly code cannot be
+   unwound, so addresses are looked for. */
+static int wordsAt(const ucontext_t* context, void** words, int most) {
+#if defined(__x86_64__)
+    words[0] = (void*)context->uc_mcontext.gregs[REG_RIP];
+    uintptr_t at = (uintptr_t)context->uc_mcontext.gregs[REG_RSP];
+#elif defined(__aarch64__)
+    words[0] = (void*)context->uc_mcontext.pc;
+    uintptr_t at = (uintptr_t)context->uc_mcontext.sp;
+#else
+    words[0] = NULL;
+    uintptr_t at = (uintptr_t)context;
+#endif
+    int count = 1;
+    for (;;) {
+        const size_t size = 4096 - at % 4096;
+        if (count + (int)(size / sizeof(void*)) > most) return count;
+        const struct iovec to = {words + count, size}, from = {(void*)at, size};
+        if (process_vm_readv(getpid(), &to, 1, &from, 1, 0) != (ssize_t)size) return count;
+        count += (int)(size / sizeof(void*));
+        at += size;
+    }
+}
+
+static void put(char* line, size_t size, const char* text) {
+    strncat(line, text, size - strlen(line) - 1);
+}
+
+static void crashed(int number, siginfo_t* information, void* context) {
+    (void)information;
+    static void* words[mostWords];
+    atomic_store(&armed, 0);
+    signal(number, SIG_DFL);
+    const int count = wordsAt(context, words, mostWords);
+    void* crash = NULL;
+    int program = 0, same = 0;
+    for (int i = 0; i < count; ++i) {
+        if (words[i] == NULL || strcmp(moduleOf(words[i]), "?") == 0) continue;
+        if (!crash && !isRuntime(words[i])) crash = words[i];
+        program = program || isProgram(words[i]);
+        same = same || (failedIn && words[i] == failedIn);
+    }
+    const int inside = crash && !isProgram(crash) && (same || !program);
+    char line[512] = "";
+    put(line, sizeof line, inside ? "inside " : "later, ");
+    put(line, sizeof line, same ? functionOf(failedEntry) : program ? "in another call" : "a thread of its own");
+    put(line, sizeof line, ", at ");
+    put(line, sizeof line, crash ? moduleOf(crash) : "?");
+    put(line, sizeof line, "\n");
+    const char* const file = getenv("TUMBLEWASH_FAIL_CRASH");
+    const int out = file ? open(file, O_WRONLY | O_CREAT | O_APPEND, 0600) : -1;
+    if (out >= 0 && write(out, line, strlen(line)) < 0) _exit(99);
+    raise(number);
+}
+
+static void watchCrashes(void) {
+    void* frames[2];
+    backtrace(frames, 2); /* loads what it needs while there is memory */
+    const int numbers[] = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL};
+    struct sigaction action;
+    memset(&action, 0, sizeof action);
+    action.sa_sigaction = crashed;
+    action.sa_flags = SA_SIGINFO;
+    for (size_t i = 0; i < sizeof numbers / sizeof *numbers; ++i) sigaction(numbers[i], &action, NULL);
 }
 
 static void* noMemory(void) {
@@ -89,6 +207,7 @@ static int countedMain(int count, char** words, char** environment) {
         char* end = NULL;
         at = number ? strtol(number + 1, &end, 10) : 0;
         lasting = end && *end == '+';
+        watchCrashes();
         atomic_store(&armed, 1);
     }
     const int status = realMain(count, words, environment);

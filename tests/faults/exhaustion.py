@@ -1,5 +1,6 @@
 """Memory and threads that cannot be had: each allocation and each thread start of a short join fails, once and from
 there on; and the system's own limit of processes. One line, exit 1, no litter, no hang; or the whole result."""
+import collections
 import hashlib
 import os
 import pathlib
@@ -30,14 +31,17 @@ class Sweep:
     def __init__(self, folder, output, arguments):
         self.folder, self.output = folder, output
         self.arguments = [*arguments, "-o", str(output), "--force", "--quiet"]
+        self.crash = folder.parent / (folder.name + "-crash")
         run = self.run("memory:0")
         check(run.code == 0, "does not even work: " + run.describe())
         self.whole = hashlib.md5(output.read_bytes()).hexdigest()
-        self.counts = {"refused": 0, "whole": 0, "crashed": 0}
+        self.counts = {"refused": 0, "whole": 0}
+        #: How often the program ended inside which function of a library that had found no memory.
+        self.inside = collections.Counter()
 
     def run(self, failing, count=None):
         self.output.write_bytes(OLD)
-        environment = dict(os.environ, LD_PRELOAD=SHIM, TUMBLEWASH_FAIL=failing)
+        environment = dict(os.environ, LD_PRELOAD=SHIM, TUMBLEWASH_FAIL=failing, TUMBLEWASH_FAIL_CRASH=str(self.crash))
         if count:
             environment["TUMBLEWASH_FAIL_COUNT"] = str(count)
         run = Run(self.arguments, timeout=600, environment=environment)
@@ -72,8 +76,9 @@ class Sweep:
 
 
     def judge_library(self, run, told):
-        """FFmpeg takes some want of memory for damage or for the end of a file, and goes on, or comes to grief
-        itself: then nothing is lost at least."""
+        """FFmpeg takes some want of memory for damage or for the end of a file, and goes on, or comes to grief in the
+        very call in which it found none, or in a thread of its own: then nothing is lost at least. A crash anywhere else
+        is the program's."""
         check(not run.hung, "hangs: " + told)
         if run.code == 0:
             check(readable(self.output), "ends well without a whole movie: " + told)
@@ -81,7 +86,10 @@ class Sweep:
             return
         check(self.output.read_bytes() == OLD, "the old file changed: " + told)
         if run.crashed():
-            self.counts["crashed"] += 1
+            said = self.crash.read_text() if self.crash.exists() else "nobody knows where"
+            self.crash.unlink(missing_ok=True)
+            check(said.startswith("inside "), "crashes %s: %s" % (said.strip(), told))
+            self.inside[said.partition(" ")[2].strip()] += 1
             return
         check(run.code in (1, 3) and run.refused(), "unclear: " + told)
         self.counts["refused"] += 1
@@ -156,7 +164,9 @@ with Workshop() as folder:
             sweep.judge("%s:%d" % (kind, number))
             sweep.judge("%s:%d+" % (kind, number))
         told.append("%d of %s" % (calls, kind))
+    for where, times in sorted(sweep.inside.items()):
+        print("%d times inside %s" % (times, where))
     figures = "%s: %d refused, %d whole, %d ended inside FFmpeg" % (
-        ", ".join(told), sweep.counts["refused"], sweep.counts["whole"], sweep.counts["crashed"])
+        ", ".join(told), sweep.counts["refused"], sweep.counts["whole"], sum(sweep.inside.values()))
     (folder / "out.mp4").unlink()
     finish("%s; limits of processes: %d refused" % (figures, process_limits(folder, join)))
