@@ -89,14 +89,18 @@ Json outputsJson() {
             Json depths = Json::array();
             if (facts.eight) depths.push_back(8);
             if (facts.ten) depths.push_back(10);
-            codecs.push_back(
-                {{"codec", facts.word},
-                 {"name", facts.name},
-                 {"depths", depths},
-                 {"hdr", facts.ten},
-                 {"alpha", std::find(kind.alpha.begin(), kind.alpha.end(), id) != kind.alpha.end()},
-                 {"default", id == kind.codecs.front()},
-                 {"defaultFor10", id == kind.deepCodec}});
+            const bool alpha = std::find(kind.alpha.begin(), kind.alpha.end(), id) != kind.alpha.end();
+            Json alphaDepths = Json::array();
+            if (alpha) alphaDepths.push_back(8);
+            if (alpha && facts.tenAlpha) alphaDepths.push_back(10);
+            codecs.push_back({{"codec", facts.word},
+                              {"name", facts.name},
+                              {"depths", depths},
+                              {"hdr", facts.ten},
+                              {"alpha", alpha},
+                              {"alphaDepths", alphaDepths},
+                              {"default", id == kind.codecs.front()},
+                              {"defaultFor10", id == kind.deepCodec}});
         }
         all.push_back({{"ending", kind.ending}, {"codecs", codecs}});
     }

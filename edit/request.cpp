@@ -302,7 +302,10 @@ MovieColour colourAsked(const ColourWishes& wishes, const std::string& output) {
 // How pictures must be read for such a result.
 void readAs(const MovieColour& colour, bool planar, ReaderSettings& reader) {
     reader.transfer = colour.transfer;
-    if (!planar) return;
+    if (!planar) {
+        reader.layout = colour.depth > 8 ? PixelLayout::deep : PixelLayout::argb;
+        return;
+    }
     reader.layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
     reader.matrix = colour.matrix;
 }
@@ -384,7 +387,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     checkOutputs(settings, inputs);
     for (const std::string& file : {settings.report, settings.mlt})
         if (!file.empty()) checkTarget(file, settings.force);
-    if (wishes.codec) writer.colour = colourAsked(wishes, settings.output);
+    if (wishes.codec && !wishes.alpha) writer.colour = colourAsked(wishes, settings.output);
     checkWriter(settings, writer);
     writer.colour.reset();
 

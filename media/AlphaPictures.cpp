@@ -5,6 +5,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "media/detail/DeepMatrix.h"
+#include "media/detail/FrameRows.h"
+
 extern "C" {
 #include <libswscale/swscale.h>
 }
@@ -14,9 +17,9 @@ namespace tumblewash::media {
 namespace {
 
 constexpr std::array kEncoders{
-    AlphaEncoder{".mov", "ProRes 4444", "prores_ks", AV_PIX_FMT_YUVA444P10, false},
-    AlphaEncoder{".mkv", "FFV1", "ffv1", AV_PIX_FMT_RGB32, false},
-    AlphaEncoder{".webm", "VP9", "libvpx-vp9", AV_PIX_FMT_YUVA420P, true},
+    AlphaEncoder{".mov", "ProRes 4444", "prores_ks", AV_PIX_FMT_YUVA444P10, AV_PIX_FMT_YUVA444P10, false},
+    AlphaEncoder{".mkv", "FFV1", "ffv1", AV_PIX_FMT_RGB32, AV_PIX_FMT_GBRAP10, false},
+    AlphaEncoder{".webm", "VP9", "libvpx-vp9", AV_PIX_FMT_YUVA420P, AV_PIX_FMT_NONE, true},
 };
 
 FramePtr newAlphaFrame(AVPixelFormat format, int width, int height) {
@@ -28,7 +31,7 @@ FramePtr newAlphaFrame(AVPixelFormat format, int width, int height) {
     return frame;
 }
 
-const uint8_t* rowOf(const PictureRef& picture, int y) {
+const uint8_t* pixelsOf(const PictureRef& picture, int y) {
     return picture.data() + y * picture.stride();
 }
 
@@ -36,8 +39,8 @@ const uint8_t* rowOf(const PictureRef& picture, int y) {
 FramePtr wordsOf(const PictureRef& argb) {
     FramePtr frame = newAlphaFrame(AV_PIX_FMT_RGB32, argb.width(), argb.height());
     for (int y = 0; y < argb.height(); ++y) {
-        const uint8_t* in = rowOf(argb, y);
-        uint8_t* out = frame->data[0] + ptrdiff_t{y} * frame->linesize[0];
+        const uint8_t* in = pixelsOf(argb, y);
+        auto* out = rowOf<uint8_t>(*frame, 0, y);
         for (int x = 0; x < argb.width(); ++x, in += 4, out += 4) {
             const uint32_t word =
                 uint32_t{in[0]} << 24 | uint32_t{in[1]} << 16 | uint32_t{in[2]} << 8 | in[3];
@@ -62,9 +65,54 @@ FramePtr deepPlanesOf(const PictureRef& argb, ColourMatrix matrix) {
     sws_scale(scaler, source, pitch, 0, height, frame->data, frame->linesize);
     sws_freeContext(scaler);
     for (int y = 0; y < height; ++y) {
-        const uint8_t* in = rowOf(argb, y);
-        auto* out = reinterpret_cast<uint16_t*>(frame->data[3] + ptrdiff_t{y} * frame->linesize[3]);
+        const uint8_t* in = pixelsOf(argb, y);
+        auto* out = rowOf<uint16_t>(*frame, 3, y);
         for (int x = 0; x < width; ++x) out[x] = static_cast<uint16_t>((in[4 * x] * 1023 + 127) / 255);
+    }
+    return frame;
+}
+
+uint16_t tenBits(uint32_t value, uint32_t top) {
+    return static_cast<uint16_t>((value * 1023 + top / 2) / top);
+}
+
+/// Green, blue, red and alpha of 10 bits over all of 0 ... 1023.
+FramePtr deepWordsOf(const PictureRef& deep) {
+    FramePtr frame = newAlphaFrame(AV_PIX_FMT_GBRAP10, deep.width(), deep.height());
+    for (int y = 0; y < deep.height(); ++y) {
+        const uint16_t* in = deep.words() + ptrdiff_t{4} * deep.width() * y;
+        constexpr int places[4] = {2, 3, 1, 0};  // of a deep pixel's words, plane by plane
+        for (int plane = 0; plane < 4; ++plane) {
+            const uint16_t* word = in + places[plane];
+            auto* out = rowOf<uint16_t>(*frame, plane, y);
+            for (int x = 0; x < deep.width(); ++x, word += 4)
+                out[x] = plane == 3
+                             ? tenBits(*word, 65535)
+                             : tenBits(std::clamp<uint32_t>(*word, kDeepBlack, kDeepWhite) - kDeepBlack,
+                                       kDeepWhite - kDeepBlack);
+        }
+    }
+    return frame;
+}
+
+/// What `deepPlanesOf` makes of 8 bits, of deep words.
+FramePtr deepPlanesOfDeep(const PictureRef& deep, ColourMatrix matrix) {
+    const DeepMatrix& c = deepMatrixOf(matrix);
+    FramePtr frame = newAlphaFrame(AV_PIX_FMT_YUVA444P10, deep.width(), deep.height());
+    const auto rounded = [](int sum, int shift, int zero) {
+        return static_cast<uint16_t>(std::clamp(zero + ((sum + (1 << (shift - 1))) >> shift), 0, 1023));
+    };
+    for (int y = 0; y < deep.height(); ++y) {
+        const uint16_t* in = deep.words() + ptrdiff_t{4} * deep.width() * y;
+        auto *luma = rowOf<uint16_t>(*frame, 0, y), *cb = rowOf<uint16_t>(*frame, 1, y);
+        auto *cr = rowOf<uint16_t>(*frame, 2, y), *alpha = rowOf<uint16_t>(*frame, 3, y);
+        for (int x = 0; x < deep.width(); ++x, in += 4) {
+            const int red = in[1] - in[2], blue = in[3] - in[2];
+            luma[x] = rounded(c.yRed * in[1] + c.yGreen * in[2] + c.yBlue * in[3], kLumaBits + 6, 0);
+            cb[x] = rounded(c.cbRed * red + c.cbBlue * blue, kChromaBits, 512);
+            cr[x] = rounded(c.crRed * red + c.crBlue * blue, kChromaBits, 512);
+            alpha[x] = tenBits(in[0], 65535);
+        }
     }
     return frame;
 }
@@ -101,8 +149,8 @@ FramePtr planesOf(const PictureRef& argb, ColourMatrix matrix) {
                             from.linesize[plane], width >> shift, height >> shift);
     }
     for (int y = 0; y < height; ++y) {
-        const uint8_t* in = rowOf(argb, y);
-        uint8_t* out = frame->data[3] + ptrdiff_t{y} * frame->linesize[3];
+        const uint8_t* in = pixelsOf(argb, y);
+        auto* out = rowOf<uint8_t>(*frame, 3, y);
         for (int x = 0; x < width; ++x) out[x] = in[4 * x];
     }
     return frame;
@@ -120,10 +168,14 @@ const AlphaEncoder& alphaEncoderFor(const std::string& output) {
                      "such a file holds no transparency; with --alpha use " + all + "or NAME%05d.png");
 }
 
-FramePtr alphaFrame(const PictureRef& picture, const AlphaEncoder& encoder, ColourMatrix matrix) {
+FramePtr alphaFrame(const PictureRef& picture, AVPixelFormat format, ColourMatrix matrix) {
+    if (format == AV_PIX_FMT_GBRAP10)
+        return deepWordsOf(picture.layout() == PixelLayout::deep ? picture : toDeep(picture));
+    if (format == AV_PIX_FMT_YUVA444P10 && picture.layout() == PixelLayout::deep)
+        return deepPlanesOfDeep(picture, matrix);
     const PictureRef argb = picture.layout() == PixelLayout::argb ? picture : toArgb(picture);
-    if (encoder.format == AV_PIX_FMT_RGB32) return wordsOf(argb);
-    return encoder.format == AV_PIX_FMT_YUVA420P ? planesOf(argb, matrix) : deepPlanesOf(argb, matrix);
+    if (format == AV_PIX_FMT_RGB32) return wordsOf(argb);
+    return format == AV_PIX_FMT_YUVA420P ? planesOf(argb, matrix) : deepPlanesOf(argb, matrix);
 }
 
 }  // namespace tumblewash::media

@@ -21,12 +21,12 @@ std::string wordsOf(const std::vector<Codec>& codecs) {
 const std::vector<CodecFacts>& codecTable() {
     // Ten bits of H.264 hardly play anywhere without a program of its own for it: HEVC takes their place.
     static const std::vector<CodecFacts> table{
-        {Codec::h264, "h264", "H.264", "libx264", true, false, false, 51, 20},
-        {Codec::hevc, "hevc", "HEVC", "libx265", true, true, false, 51, 22},
-        {Codec::vp9, "vp9", "VP9", "libvpx-vp9", true, true, true, 63, 31},
-        {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, 63, 30},
-        {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, -1, -1},
-        {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, -1, -1},
+        {Codec::h264, "h264", "H.264", "libx264", true, false, false, false, 51, 20},
+        {Codec::hevc, "hevc", "HEVC", "libx265", true, true, false, false, 51, 22},
+        {Codec::vp9, "vp9", "VP9", "libvpx-vp9", true, true, true, false, 63, 31},
+        {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, false, 63, 30},
+        {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, true, -1, -1},
+        {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, true, -1, -1},
     };
     return table;
 }

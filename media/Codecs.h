@@ -22,6 +22,7 @@ struct CodecFacts {
     bool eight;           ///< takes 8 bits a component
     bool ten;             ///< takes 10
     bool alpha;           ///< can hold transparency
+    bool tenAlpha;        ///< with 10 bits a component too
     int worstCrf;         ///< --crf goes from 0 to this; -1: it has no such scale
     int usualCrf;         ///< where none is asked for
 };

@@ -41,7 +41,10 @@ class Planner {
         movie.transfer = settleTransfer();
         movie.depth = settleDepth();
         movie.matrix = settleMatrix(width, height);
-        if (movieKindOf(output_) != nullptr) movie.codec = codecFor(output_, wishes_.codec, movie.depth);
+        if (const CodecFacts* facts = alphaCodec())
+            movie.codec = facts->id;
+        else if (isMovie())
+            movie.codec = codecFor(output_, wishes_.codec, movie.depth);
         if (movie.transfer != Transfer::sdr) settleLight();
         for (const MediaInfo& clip : clips_) tell(clip);
         return std::move(out_);
@@ -58,10 +61,14 @@ class Planner {
         return !wishes_.alpha && carriesTenBits(output_, wishes_.codec) && wishes_.depth.value_or(10) > 8;
     }
 
+    /// True when the movie has 8 bits by choice.
+    bool mayTakeTen() const {
+        const CodecFacts* facts = alphaCodec();
+        return isMovie() && out_.movie.depth == 8 && (facts == nullptr || facts->tenAlpha);
+    }
+
     void checkWishes() const {
-        if (wishes_.alpha && wishes_.codec) refuse("--alpha has its own codec; leave out --codec");
-        if (wishes_.alpha && wishes_.depth.value_or(8) > 8)
-            refuse("--alpha keeps 8 bits; leave out --depth 10");
+        checkAlpha();
         if (wishes_.alpha && wishes_.policy() == HdrPolicy::keep && firstHdr(clips_) != nullptr)
             refuse("--alpha is for ordinary pictures; leave out --hdr keep");
         if (wishes_.codec && !isMovie()) codecFor(output_, wishes_.codec, 8);
@@ -71,6 +78,22 @@ class Planner {
         if (!isMovie()) refuse("such outputs are ordinary pictures here; --hdr keep is for movies");
         if (wishes_.depth.value_or(10) < 10) refuse("HDR needs 10 bits; leave out --depth 8 or --hdr keep");
         if (wishes_.codec && !factsOf(*wishes_.codec).ten) codecFor(output_, wishes_.codec, 10);
+    }
+
+    /// The codec that keeps transparency in the output; null where none is asked for, or none does.
+    const CodecFacts* alphaCodec() const {
+        const MovieKind* kind = movieKindOf(output_);
+        return wishes_.alpha && kind != nullptr && !kind->alpha.empty() ? &factsOf(kind->alpha.front())
+                                                                        : nullptr;
+    }
+
+    void checkAlpha() const {
+        const CodecFacts* facts = alphaCodec();
+        if (facts == nullptr) return;
+        if (wishes_.codec && *wishes_.codec != facts->id)
+            refuse(std::string("transparency goes into ") + facts->name + " here; leave out --codec");
+        if (wishes_.depth.value_or(8) > 8 && !facts->tenAlpha)
+            refuse(std::string(facts->name) + " holds transparency with 8 bits; leave out --depth 10");
     }
 
     Transfer settleTransfer() const {
@@ -84,7 +107,7 @@ class Planner {
     int settleDepth() const {
         if (out_.movie.transfer != Transfer::sdr) return 10;
         if (wishes_.depth) return *wishes_.depth;
-        return isMovie() && wishes_.codec && !factsOf(*wishes_.codec).eight ? 10 : 8;
+        return isMovie() && !wishes_.alpha && wishes_.codec && !factsOf(*wishes_.codec).eight ? 10 : 8;
     }
 
     /// That of the first clip that has one which the movie may have: it then passes as it is, with what lies
@@ -136,7 +159,7 @@ class Planner {
         const bool converted = colour.transfer != out_.movie.transfer;
         if (colour.depth > depth && !(converted && colour.hdr()))
             say(clip, bits(colour.depth) + " become " + std::to_string(depth) + ", dithered" +
-                          (depth == 8 && isMovie() && colour.depth > 8 ? "; --depth 10 keeps them" : ""));
+                          (mayTakeTen() ? "; --depth 10 keeps them" : ""));
         if (colour.alpha && !wishes_.alpha) say(clip, "transparency is laid on black; --alpha keeps it");
         if (!colour.hdr() && out_.movie.transfer == Transfer::sdr && colour.primaries != Primaries::bt709)
             say(clip,

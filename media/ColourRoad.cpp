@@ -6,35 +6,18 @@
 
 #include "media/detail/DeepMatrix.h"
 #include "media/detail/Dither.h"
+#include "media/detail/FrameRows.h"
 
 namespace tumblewash::media {
 
 namespace {
 
-inline uint16_t wordOf(int value) {
-    return static_cast<uint16_t>(std::clamp(value, 0, 65535));
-}
-
-template <typename Sample>
-int code10(Sample sample) {
-    return sizeof(Sample) == 1 ? sample * 4 : sample;
-}
-
-template <typename Sample>
-const Sample* lineOf(const AVFrame& frame, int plane, int row) {
-    return reinterpret_cast<const Sample*>(frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane]);
-}
-
-template <typename Sample>
-Sample* lineOf(AVFrame& frame, int plane, int row) {
-    return reinterpret_cast<Sample*>(frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane]);
-}
-
 /// One line in deep words, a plane for each colour.
 struct Line {
-    std::vector<uint16_t> red, green, blue;
+    std::vector<uint16_t> alpha, red, green, blue;
     explicit Line(int width)
-        : red(static_cast<size_t>(width)),
+        : alpha(static_cast<size_t>(width), kDeepOpaque),
+          red(static_cast<size_t>(width)),
           green(static_cast<size_t>(width)),
           blue(static_cast<size_t>(width)) {}
 };
@@ -43,22 +26,17 @@ struct Line {
 template <typename Sample, bool wide>
 void lineFromYuv(const DeepMatrix& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
                  Line& out) {
-    constexpr int half = 1 << (kToDeepBits - 1);
     constexpr int step = wide ? 2 : 1;
     uint16_t* red = out.red.data();
     uint16_t* green = out.green.data();
     uint16_t* blue = out.blue.data();
     for (int x = 0; x < width / step; ++x) {
-        const int u = code10(cb[x]) - 512;
-        const int v = code10(cr[x]) - 512;
-        const int r = (c.redCr * v + half) >> kToDeepBits;
-        const int g = (c.greenCb * u + c.greenCr * v + half) >> kToDeepBits;
-        const int b = (c.blueCb * u + half) >> kToDeepBits;
+        const DeepChroma chroma = deepChroma(c, code10(cb[x]) - 512, code10(cr[x]) - 512);
         for (int k = step * x; k < step * x + step; ++k) {
             const int grey = code10(y[k]) * kDeepStep;
-            red[k] = wordOf(grey + r);
-            green[k] = wordOf(grey + g);
-            blue[k] = wordOf(grey + b);
+            red[k] = deepWordOf(grey + chroma.red);
+            green[k] = deepWordOf(grey + chroma.green);
+            blue[k] = deepWordOf(grey + chroma.blue);
         }
     }
 }
@@ -67,27 +45,28 @@ template <typename Sample>
 void lineFromPlanes(const AVFrame& frame, const DeepMatrix& c, int y, bool fields, Line& out) {
     const bool halved = frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUV420P10;
     const int row = halved ? std::min(sharedChromaLine(y, fields), (frame.height + 1) / 2 - 1) : y;
-    const Sample* luma = lineOf<Sample>(frame, 0, y);
-    const Sample* cb = lineOf<Sample>(frame, 1, row);
-    const Sample* cr = lineOf<Sample>(frame, 2, row);
+    const Sample* luma = rowOf<Sample>(frame, 0, y);
+    const Sample* cb = rowOf<Sample>(frame, 1, row);
+    const Sample* cr = rowOf<Sample>(frame, 2, row);
     if (halved)
         lineFromYuv<Sample, true>(c, luma, cb, cr, frame.width, out);
     else
         lineFromYuv<Sample, false>(c, luma, cb, cr, frame.width, out);
 }
 
-/// Whole-range samples of `step` to a pixel, red first.
+/// Whole-range samples of four to a pixel, alpha at `alpha`, red at `red`, green and blue behind it.
 template <typename Sample>
-void lineFromRgb(const Sample* in, int step, int width, Line& out) {
+void lineFromRgb(const Sample* in, int alpha, int red, int width, Line& out) {
     constexpr uint32_t swing = kDeepWhite - kDeepBlack;
     constexpr uint32_t full = sizeof(Sample) == 1 ? 255 : 65535;
     const auto word = [](Sample v) {
         return static_cast<uint16_t>(kDeepBlack + (v * swing + full / 2) / full);
     };
-    for (size_t x = 0; x < static_cast<size_t>(width); ++x, in += step) {
-        out.red[x] = word(in[0]);
-        out.green[x] = word(in[1]);
-        out.blue[x] = word(in[2]);
+    for (size_t x = 0; x < static_cast<size_t>(width); ++x, in += 4) {
+        out.alpha[x] = static_cast<uint16_t>(in[alpha] * (65535 / full));
+        out.red[x] = word(in[red]);
+        out.green[x] = word(in[red + 1]);
+        out.blue[x] = word(in[red + 2]);
     }
 }
 
@@ -145,7 +124,7 @@ void argbOf(const Line& in, size_t width, unsigned y, uint8_t* out) {
     };
     for (size_t x = 0; x < width; ++x, out += 4) {
         const unsigned share = ditherShare(static_cast<unsigned>(x), y);
-        out[0] = 255;
+        out[0] = static_cast<uint8_t>((in.alpha[x] + 128) / 257);
         out[1] = byte(in.red[x], share);
         out[2] = byte(in.green[x], share);
         out[3] = byte(in.blue[x], share);
@@ -154,7 +133,7 @@ void argbOf(const Line& in, size_t width, unsigned y, uint8_t* out) {
 
 void wordsOf(const Line& in, size_t width, uint16_t* out) {
     for (size_t x = 0; x < width; ++x, out += 4) {
-        out[0] = kDeepOpaque;
+        out[0] = in.alpha[x];
         out[1] = in.red[x];
         out[2] = in.green[x];
         out[3] = in.blue[x];
@@ -200,7 +179,8 @@ AVPixelFormat ColourRoad::format(const AVFrame&) const {
 
 PictureRef ColourRoad::convert(const AVFrame& frame, FieldOrder fields) const {
     if (isPacked(settings_.layout)) return toPacked(frame, fields);
-    const bool bitsOnly = !table_ && !rgb_ && sameMatrix_;
+    const bool isRgb = frame.format == AV_PIX_FMT_ARGB || frame.format == AV_PIX_FMT_RGBA64;
+    const bool bitsOnly = !table_ && !isRgb && sameMatrix_;
     return bitsOnly ? dropBits(frame, fields) : toPlanes(frame, fields);
 }
 
@@ -213,9 +193,9 @@ void ColourRoad::load(const AVFrame& frame, int y, bool fields, Rows& rows, size
     Line& line = rows.line[set];
     const DeepMatrix& matrix = deepMatrixOf(from_);
     if (frame.format == AV_PIX_FMT_ARGB)
-        lineFromRgb(lineOf<uint8_t>(frame, 0, y) + 1, 4, frame.width, line);
+        lineFromRgb(rowOf<uint8_t>(frame, 0, y), 0, 1, frame.width, line);
     else if (frame.format == AV_PIX_FMT_RGBA64)
-        lineFromRgb(lineOf<uint16_t>(frame, 0, y), 4, frame.width, line);
+        lineFromRgb(rowOf<uint16_t>(frame, 0, y), 3, 0, frame.width, line);
     else if (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUV444P)
         lineFromPlanes<uint8_t>(frame, matrix, y, fields, line);
     else
@@ -253,10 +233,10 @@ PictureRef ColourRoad::toPlanes(const AVFrame& frame, FieldOrder fields) const {
         const auto [above, below] = lumaLines(row, frame.height, apart);
         load(frame, above, apart, rows, 0);
         load(frame, below, apart, rows, 1);
-        lumaOf(to, rows.line[0], width, static_cast<unsigned>(above), dither, lineOf<Sample>(*out, 0, above));
-        lumaOf(to, rows.line[1], width, static_cast<unsigned>(below), dither, lineOf<Sample>(*out, 0, below));
+        lumaOf(to, rows.line[0], width, static_cast<unsigned>(above), dither, rowOf<Sample>(*out, 0, above));
+        lumaOf(to, rows.line[1], width, static_cast<unsigned>(below), dither, rowOf<Sample>(*out, 0, below));
         chromaOf(to, rows.line[0], rows.line[1], width, static_cast<unsigned>(row), dither,
-                 lineOf<Sample>(*out, 1, row), lineOf<Sample>(*out, 2, row));
+                 rowOf<Sample>(*out, 1, row), rowOf<Sample>(*out, 2, row));
     };
     for (int row = 0; row < frame.height / 2; ++row)
         if (ten)
@@ -275,9 +255,9 @@ PictureRef ColourRoad::toPacked(const AVFrame& frame, FieldOrder fields) const {
     for (int y = 0; y < frame.height; ++y) {
         load(frame, y, apart, rows, 0);
         if (deep)
-            wordsOf(rows.line[0], width, lineOf<uint16_t>(*out, 0, y));
+            wordsOf(rows.line[0], width, rowOf<uint16_t>(*out, 0, y));
         else
-            argbOf(rows.line[0], width, static_cast<unsigned>(y), lineOf<uint8_t>(*out, 0, y));
+            argbOf(rows.line[0], width, static_cast<unsigned>(y), rowOf<uint8_t>(*out, 0, y));
     }
     return wrapFrame(std::move(out), fields, settings_.matrix);
 }
@@ -288,8 +268,8 @@ PictureRef ColourRoad::dropBits(const AVFrame& frame, FieldOrder fields) const {
         const int width = plane == 0 ? frame.width : frame.width / 2;
         const int height = plane == 0 ? frame.height : frame.height / 2;
         for (int y = 0; y < height; ++y)
-            ditherRow(lineOf<uint16_t>(frame, plane, y), static_cast<size_t>(width), static_cast<unsigned>(y),
-                      2, lineOf<uint8_t>(*out, plane, y));
+            ditherRow(rowOf<uint16_t>(frame, plane, y), static_cast<size_t>(width), static_cast<unsigned>(y),
+                      2, rowOf<uint8_t>(*out, plane, y));
     }
     return wrapFrame(std::move(out), fields, settings_.matrix);
 }

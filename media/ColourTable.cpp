@@ -46,14 +46,24 @@ double unbend(double bent) {
     return bent <= 0 ? 0 : gammaToLight(bent * length + easeStart()) - kEase;
 }
 
-double signalOf(int node) {
-    return (1024.0 * node - kDeepBlack) / kSwing;
+constexpr int kSpreadTop = 65535;  // where the clip's peak comes to stand
+constexpr int kSpreadBits = 14;
+
+uint16_t spreadWord(uint16_t word, int spread) {
+    return static_cast<uint16_t>(
+        std::min((std::max(word - kDeepBlack, 0) * spread) >> kSpreadBits, kSpreadTop));
 }
 
 }  // namespace
 
 ColourTable::ColourTable(const SignalConversion& conversion) : nodes_(kernels::kColourTableWords) {
     const bool toSdr = conversion.toTransfer == Transfer::sdr;
+    if (toSdr && conversion.fromTransfer == Transfer::pq)
+        spread_ = static_cast<int>((kSpreadTop << kSpreadBits) / (kSwing * nitsToPq(conversion.fromPeak)));
+    const auto signalOf = [&](int node) {
+        if (spread_ == 0) return (1024.0 * node - kDeepBlack) / kSwing;
+        return 1024.0 * node * (1 << kSpreadBits) / spread_ / kSwing;
+    };
     int16_t* node = nodes_.data();
     for (int r = 0; r < kernels::kColourTableSide; ++r)
         for (int g = 0; g < kernels::kColourTableSide; ++g)
@@ -74,6 +84,9 @@ ColourTable::ColourTable(const SignalConversion& conversion) : nodes_(kernels::k
 }
 
 void ColourTable::convertRow(uint16_t* red, uint16_t* green, uint16_t* blue, size_t pixels) const {
+    if (spread_ != 0)
+        for (uint16_t* plane : {red, green, blue})
+            for (size_t i = 0; i < pixels; ++i) plane[i] = spreadWord(plane[i], spread_);
     kernels::colourTableRow(nodes_.data(), red, green, blue, pixels);
     if (finish_.empty()) return;
     for (uint16_t* plane : {red, green, blue})

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "media/detail/Av.h"
 #include "media/detail/DeepMatrix.h"
+#include "media/detail/FrameRows.h"
 
 namespace tumblewash::media {
 
@@ -42,33 +42,16 @@ constexpr DeepMatrix kBt601 = deepMatrix(0.299, 0.114);
 constexpr DeepMatrix kBt709 = deepMatrix(0.2126, 0.0722);
 constexpr DeepMatrix kBt2020 = deepMatrix(0.2627, 0.0593);
 
-inline uint16_t wordOf(int value) {
-    return static_cast<uint16_t>(std::clamp(value, 0, 65535));
-}
-
-/// A sample of a plane as a 10-bit code, whatever its depth.
-template <typename Sample>
-int code10(Sample sample) {
-    return sizeof(Sample) == 1 ? sample * 4 : sample;
-}
-
-template <typename Sample>
-const Sample* rowOf(const AVFrame& frame, int plane, int row) {
-    return reinterpret_cast<const Sample*>(frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane]);
-}
-
 template <typename Sample>
 void rowToDeep(const DeepMatrix& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
                uint16_t* out) {
-    constexpr int half = 1 << (kToDeepBits - 1);
     for (int x = 0; x < width; ++x, out += 4) {
         const int grey = code10(y[x]) * kDeepStep;
-        const int u = code10(cb[x / 2]) - 512;
-        const int v = code10(cr[x / 2]) - 512;
+        const DeepChroma chroma = deepChroma(c, code10(cb[x / 2]) - 512, code10(cr[x / 2]) - 512);
         out[0] = kDeepOpaque;
-        out[1] = wordOf(grey + ((c.redCr * v + half) >> kToDeepBits));
-        out[2] = wordOf(grey + ((c.greenCb * u + c.greenCr * v + half) >> kToDeepBits));
-        out[3] = wordOf(grey + ((c.blueCb * u + half) >> kToDeepBits));
+        out[1] = deepWordOf(grey + chroma.red);
+        out[2] = deepWordOf(grey + chroma.green);
+        out[3] = deepWordOf(grey + chroma.blue);
     }
 }
 
@@ -129,7 +112,7 @@ void deepToChroma(const DeepMatrix& c, const uint16_t* above, const uint16_t* be
 template <typename Sample>
 void deepToPlanes(const PictureRef& from, const DeepMatrix& c, bool fields, AVFrame& to) {
     const auto in = [&](int y) { return from.words() + ptrdiff_t{4} * to.width * y; };
-    const auto out = [&](int plane, int row) { return const_cast<Sample*>(rowOf<Sample>(to, plane, row)); };
+    const auto out = [&](int plane, int row) { return rowOf<Sample>(to, plane, row); };
     for (int y = 0; y < to.height; ++y) deepToLuma(c, in(y), to.width, out(0, y));
     for (int row = 0; row < to.height / 2; ++row) {
         const auto [above, below] = lumaLines(row, to.height, fields);

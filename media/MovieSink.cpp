@@ -233,7 +233,7 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
 }
 
 void MovieSink::picture(const PictureRef& picture) {
-    const FramePtr frame = encoderFrame(picture, output_, settings_, *video_, colour_);
+    const FramePtr frame = encoderFrame(picture, settings_, *video_, colour_);
     frame->pts = pictures_++;
     send(*video_, *videoStream_, frame.get());
 }

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
+
+#include "media/detail/FrameRows.h"
 
 extern "C" {
 #include <libswscale/swscale.h>
@@ -65,28 +68,61 @@ const char* turnFilters(int orientation) {
     return filters[std::clamp(orientation, 1, 8) - 1];
 }
 
+/// Where alpha and red stand in a pixel of four samples.
+template <typename Sample>
+struct Places;
+template <>
+struct Places<uint8_t> {  // AV_PIX_FMT_ARGB
+    static constexpr int alpha = 0, red = 1;
+};
+template <>
+struct Places<uint16_t> {  // AV_PIX_FMT_RGBA64
+    static constexpr int alpha = 3, red = 0;
+};
+
+template <typename Sample>
+void multiplied(AVFrame& frame) {
+    constexpr uint32_t top = std::numeric_limits<Sample>::max();
+    for (int y = 0; y < frame.height; ++y) {
+        auto* p = rowOf<Sample>(frame, 0, y);
+        for (int x = 0; x < frame.width; ++x, p += 4)
+            for (int c = Places<Sample>::red; c < Places<Sample>::red + 3; ++c)
+                p[c] = static_cast<Sample>((uint32_t{p[c]} * p[Places<Sample>::alpha] + top / 2) / top);
+    }
+}
+
+template <typename Sample>
+void divided(AVFrame& frame) {
+    constexpr uint32_t top = std::numeric_limits<Sample>::max();
+    for (int y = 0; y < frame.height; ++y) {
+        auto* p = rowOf<Sample>(frame, 0, y);
+        for (int x = 0; x < frame.width; ++x, p += 4) {
+            const uint32_t alpha = p[Places<Sample>::alpha];
+            for (int c = Places<Sample>::red; c < Places<Sample>::red + 3 && alpha != 0; ++c)
+                p[c] = static_cast<Sample>(std::min(top, (p[c] * top + alpha / 2) / alpha));
+        }
+    }
+}
+
+template <typename Sample>
+void madeOpaque(AVFrame& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        auto* p = rowOf<Sample>(frame, 0, y) + Places<Sample>::alpha;
+        for (int x = 0; x < frame.width; ++x) p[4 * x] = std::numeric_limits<Sample>::max();
+    }
+}
+
+bool isWide(const AVFrame& frame) {
+    return frame.format == AV_PIX_FMT_RGBA64;
+}
 void multiplyByAlpha(AVFrame& frame) {
-    for (int y = 0; y < frame.height; ++y) {
-        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
-        for (int x = 0; x < frame.width; ++x, p += 4)
-            for (int c = 1; c < 4; ++c) p[c] = static_cast<uint8_t>((p[c] * p[0] + 127) / 255);
-    }
+    isWide(frame) ? multiplied<uint16_t>(frame) : multiplied<uint8_t>(frame);
 }
-
 void divideByAlpha(AVFrame& frame) {
-    for (int y = 0; y < frame.height; ++y) {
-        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
-        for (int x = 0; x < frame.width; ++x, p += 4)
-            for (int c = 1; c < 4 && p[0] != 0; ++c)
-                p[c] = static_cast<uint8_t>(std::min(255, (p[c] * 255 + p[0] / 2) / p[0]));
-    }
+    isWide(frame) ? divided<uint16_t>(frame) : divided<uint8_t>(frame);
 }
-
 void setOpaque(AVFrame& frame) {
-    for (int y = 0; y < frame.height; ++y) {
-        uint8_t* p = frame.data[0] + ptrdiff_t{y} * frame.linesize[0];
-        for (int x = 0; x < frame.width; ++x) p[4 * x] = 255;
-    }
+    isWide(frame) ? madeOpaque<uint16_t>(frame) : madeOpaque<uint8_t>(frame);
 }
 
 /// True when square pixels need one more line or column, or both, and nothing else to have the size asked:
@@ -128,6 +164,7 @@ PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
     out.road = !alpha_ && road_.takes(frame);
     out.matrix = out.road ? road_.matrix() : settings_.matrix;
     out.format = out.road                                     ? road_.format(frame)
+                 : deepAlpha_                                 ? AV_PIX_FMT_RGBA64
                  : out.toArgb                                 ? AV_PIX_FMT_ARGB
                  : settings_.layout == PixelLayout::yuv420p10 ? AV_PIX_FMT_YUV420P10
                                                               : AV_PIX_FMT_YUV420P;
@@ -288,12 +325,17 @@ FramePtr PictureGraph::grown(FramePtr frame) const {
 }
 
 FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
-    if (frame->format == AV_PIX_FMT_ARGB) {
+    if (frame->format == (deepAlpha_ ? AV_PIX_FMT_RGBA64 : AV_PIX_FMT_ARGB)) {
         if (premultiply) {
             if (av_frame_make_writable(frame.get()) < 0) throw std::bad_alloc();
             multiplyByAlpha(*frame);
         }
         return frame;
+    }
+    if (deepAlpha_) {
+        FramePtr rgba = deepRgba(*frame, facts_.space, facts_.info.fullRange);
+        rgba->pts = frame->pts;
+        return rgba;
     }
     FramePtr argb = newArgbFrame(frame->width, frame->height);
     SwsContext* scaler = sws_getContext(
@@ -311,7 +353,6 @@ FramePtr PictureGraph::prepareAlpha(FramePtr frame, bool premultiply) const {
     sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, argb->data, argb->linesize);
     sws_freeContext(scaler);
     argb->pts = frame->pts;
-    if (premultiply) multiplyByAlpha(*argb);
     return argb;
 }
 
@@ -329,6 +370,7 @@ void PictureGraph::push(TimedFrame timed) {
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->sample_aspect_ratio = {1, 1};
     const bool alpha = (hasAlpha(frame->format) || isPalette(frame->format)) && !facts_.pattern;
+    deepAlpha_ = alpha && road_.takesAlpha() && isReadable(*frame);
     if (alpha) frame = prepareAlpha(std::move(frame), false);
     if (grows_) frame = grown(std::move(frame));
     if (!fits(*frame) || alpha != alpha_) {
@@ -367,7 +409,7 @@ void PictureGraph::collect(FramePtr frame) {
             setOpaque(*frame);
         else if (premultiplied_)
             divideByAlpha(*frame);
-        if (!settings_.keepAlpha && road_.converts()) {
+        if (deepAlpha_ || road_.converts()) {
             ready_.push_back({road_.convert(*frame, fieldsOut_), pts});
             return;
         }

@@ -182,7 +182,7 @@ void keepStill(StillPicture still, ProbeDetail& out) {
     if (needsWork(still)) {
         out.space = AVCOL_SPC_RGB;
         info.fullRange = true;
-        info.colour.readAsOrdinary = true;
+        info.colour.readAsOrdinary = !info.colour.hdr();
     }
     out.still = std::make_shared<const StillPicture>(std::move(still));
 }
@@ -210,7 +210,7 @@ void fillStill(const StillPicture& still, ProbeDetail& out) {
     info.height = frame.height;
     info.orientation = still.orientation;
     if (info.orientation >= 5) std::swap(info.width, info.height);
-    describeFormat(frame, true, info.colour);
+    info.colour = readPhotoColour(info.path, frame);
     fillColour(frame, out);
 }
 

@@ -181,6 +181,34 @@ void refuseMatrix(const std::string& path, AVColorSpace space) {
     }
 }
 
+/// The tags that a picture has, or those of the stream it comes from.
+struct Tags {
+    AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+    AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+    AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
+    AVChromaLocation location = AVCHROMA_LOC_UNSPECIFIED;
+};
+
+ClipColour colourOf(const std::string& path, const AVFrame& frame, const Tags& stream, bool still) {
+    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    ClipColour out;
+    const auto transfer = said(frame.color_trc, stream.transfer, AVCOL_TRC_UNSPECIFIED);
+    const auto primaries = said(frame.color_primaries, stream.primaries, AVCOL_PRI_UNSPECIFIED);
+    const auto space = said(frame.colorspace, stream.space, AVCOL_SPC_UNSPECIFIED);
+    out.transferName = nameOf(av_color_transfer_name(transfer));
+    out.primariesName = nameOf(av_color_primaries_name(primaries));
+    out.matrixName = nameOf(av_color_space_name(space));
+    out.transfer = transferOf(transfer);
+    out.unknownTransfer = isUnknown(transfer);
+    out.primaries = primariesOf(primaries, out.transfer);
+    out.chromaTopLeft =
+        said(frame.chroma_location, stream.location, AVCHROMA_LOC_UNSPECIFIED) == AVCHROMA_LOC_TOPLEFT;
+    const bool rgb = d != nullptr && (d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+    if (!rgb) refuseMatrix(path, space);
+    describeFormat(frame, still, out);
+    return out;
+}
+
 }  // namespace
 
 void describeFormat(const AVFrame& frame, bool still, ClipColour& out) {
@@ -192,24 +220,14 @@ void describeFormat(const AVFrame& frame, bool still, ClipColour& out) {
     out.alpha = channel && (!still || hasTransparentPixel(frame, *d));
 }
 
+ClipColour readPhotoColour(const std::string& path, const AVFrame& frame) {
+    return colourOf(path, frame, {}, true);
+}
+
 ClipColour readColour(const std::string& path, const AVStream& stream, const AVFrame& frame, bool still) {
-    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-    const AVCodecParameters& parameters = *stream.codecpar;
-    ClipColour out;
-    const auto transfer = said(frame.color_trc, parameters.color_trc, AVCOL_TRC_UNSPECIFIED);
-    const auto primaries = said(frame.color_primaries, parameters.color_primaries, AVCOL_PRI_UNSPECIFIED);
-    const auto space = said(frame.colorspace, parameters.color_space, AVCOL_SPC_UNSPECIFIED);
-    out.transferName = nameOf(av_color_transfer_name(transfer));
-    out.primariesName = nameOf(av_color_primaries_name(primaries));
-    out.matrixName = nameOf(av_color_space_name(space));
-    out.transfer = transferOf(transfer);
-    out.unknownTransfer = isUnknown(transfer);
-    out.primaries = primariesOf(primaries, out.transfer);
-    out.chromaTopLeft = said(frame.chroma_location, parameters.chroma_location, AVCHROMA_LOC_UNSPECIFIED) ==
-                        AVCHROMA_LOC_TOPLEFT;
-    const bool rgb = d != nullptr && (d->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
-    if (!rgb) refuseMatrix(path, space);
-    describeFormat(frame, still, out);
+    const AVCodecParameters& p = *stream.codecpar;
+    ClipColour out =
+        colourOf(path, frame, {p.color_trc, p.color_primaries, p.color_space, p.chroma_location}, still);
     if (const AVFrameSideData* icc = av_frame_get_side_data(&frame, AV_FRAME_DATA_ICC_PROFILE))
         out.hasProfile = icc->size > 0;
     readLight(stream, frame, out);

@@ -55,6 +55,23 @@ int exifOrientation(const Bytes& bytes, std::size_t base) {
     return 1;
 }
 
+/// How the three components of the frame at `data` are sampled, by the factors of the first.
+const char* chromaOfJpeg(const Bytes& bytes, std::size_t data, std::uint32_t components) {
+    if (components == 1) return "grey";
+    switch (bytes.big(data + 7, 1)) {
+        case 0x22:
+            return "4:2:0";
+        case 0x21:
+            return "4:2:2";
+        case 0x12:
+            return "4:4:0";
+        case 0x41:
+            return "4:1:1";
+        default:
+            return "4:4:4";
+    }
+}
+
 /// Walks a JPEG's segments to its size; false for what is not quite usual.
 bool readJpeg(const Bytes& bytes, MediaInfo& info) {
     for (std::size_t at = 2; at + 9 < bytes.size();) {
@@ -73,6 +90,7 @@ bool readJpeg(const Bytes& bytes, MediaInfo& info) {
             info.codedHeight = static_cast<int>(bytes.big(data + 1, 2));
             info.codedWidth = static_cast<int>(bytes.big(data + 3, 2));
             info.videoCodec = "mjpeg";
+            info.colour.chroma = chromaOfJpeg(bytes, data, components);
             return bytes.big(data, 1) == 8 && (components == 1 || components == 3);
         }
         if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC)
@@ -87,8 +105,9 @@ bool readJpeg(const Bytes& bytes, MediaInfo& info) {
 bool readPng(const Bytes& bytes, MediaInfo& info) {
     if (!bytes.has(12, "IHDR") || bytes.big(24, 1) != 8) return false;
     const std::uint32_t colours = bytes.big(25, 1);
-    if (colours != 0 && colours != 2 && colours != 6) return false;
-    info.hasAlpha = colours == 6;
+    // Whether a picture with an alpha channel is transparent anywhere, its pixels tell.
+    if (colours != 0 && colours != 2) return false;
+    info.colour.chroma = colours == 0 ? "grey" : "RGB";
     info.codedWidth = static_cast<int>(std::min<std::uint32_t>(bytes.big(16, 4), 1U << 20));
     info.codedHeight = static_cast<int>(std::min<std::uint32_t>(bytes.big(20, 4), 1U << 20));
     info.videoCodec = "png";
@@ -140,7 +159,7 @@ std::optional<MediaInfo> probeHead(const std::string& path) {
     info.width = info.codedWidth;
     info.height = info.codedHeight;
     if (info.orientation >= 5) std::swap(info.width, info.height);
-    info.fullRange = true;
+    info.fullRange = info.colour.fullRange = true;
     info.matrix = colourMatrixFor(info.codedWidth, info.codedHeight);
     return info;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "media/detail/EightBits.h"
+#include "media/detail/FrameRows.h"
 
 extern "C" {
 #include <libswscale/swscale.h>
@@ -244,6 +245,13 @@ class ScaledLines final : public DeepLines {
     int first_ = 0, last_ = 0, top_ = 0, lines_ = 0;
 };
 
+std::unique_ptr<DeepLines> linesOf(const AVFrame& frame, AVColorSpace space, bool fullRange) {
+    const AVPixFmtDescriptor& format = described(frame);
+    if ((format.flags & AV_PIX_FMT_FLAG_PAL) != 0) return std::make_unique<PaletteLines>(frame);
+    if (isRgb(format) || isGrey(format)) return std::make_unique<PlainLines>(frame);
+    return std::make_unique<ScaledLines>(frame, space, fullRange);
+}
+
 /// Undoes the multiplication with alpha.
 void divideByAlpha(uint16_t* rgba, int width) {
     for (int x = 0; x < width; ++x, rgba += 4) {
@@ -284,18 +292,26 @@ bool needsWork(const StillPicture& still) {
            (isRgb(format) && still.frame->color_range == AVCOL_RANGE_MPEG);
 }
 
+bool isReadable(const AVFrame& frame) {
+    return isReadable(described(frame));
+}
+
+FramePtr deepRgba(const AVFrame& frame, AVColorSpace space, bool fullRange) {
+    const std::unique_ptr<DeepLines> lines = linesOf(frame, space, fullRange);
+    FramePtr out = newFrame();
+    out->width = frame.width;
+    out->height = frame.height;
+    out->format = AV_PIX_FMT_RGBA64;
+    if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
+    for (int y = 0; y < frame.height; ++y) lines->read(y, rowOf<uint16_t>(*out, 0, y));
+    return out;
+}
+
 FramePtr ordinary(const StillPicture& still) {
     const AVFrame& frame = *still.frame;
     if (!needsWork(still)) return shareFrame(frame);
-    const AVPixFmtDescriptor& format = described(frame);
-    std::unique_ptr<DeepLines> lines;
-    if ((format.flags & AV_PIX_FMT_FLAG_PAL) != 0)
-        lines = std::make_unique<PaletteLines>(frame);
-    else if (isRgb(format) || isGrey(format))
-        lines = std::make_unique<PlainLines>(frame);
-    else
-        lines = std::make_unique<ScaledLines>(frame, still.space, still.fullRange);
-    const Steps steps = isDeep(format) ? Steps::dither : Steps::round;
+    const std::unique_ptr<DeepLines> lines = linesOf(frame, still.space, still.fullRange);
+    const Steps steps = isDeep(described(frame)) ? Steps::dither : Steps::round;
     FramePtr out = newArgbFrame(frame.width, frame.height);
     std::vector<uint16_t> line(size_t{4} * static_cast<size_t>(frame.width));
     for (int y = 0; y < frame.height; ++y) {

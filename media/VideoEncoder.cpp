@@ -13,6 +13,7 @@ extern "C" {
 }
 
 #include "media/detail/AlphaPictures.h"
+#include "media/detail/FrameRows.h"
 
 namespace tumblewash::media {
 
@@ -112,7 +113,8 @@ std::string lightWords(const LightLevel& light) {
 void setH264(const WriterSettings& settings, const Preset& preset, AVCodecContext& codec) {
     const bool large = isLarge(settings);
     throwIfNoRoom(av_opt_set(codec.priv_data, "preset", preset.name, 0));
-    if (!large && preset.vp9 < 6) throwIfNoRoom(av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0));
+    if (!large && preset.vp9 < 6)
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0));
     std::string parameters = large ? kLargeParameters : kUsualParameters;
     if (large && codec.thread_count > kPictureThreads) parameters += kSlicedThreads;
     if (settings.fields != FieldOrder::progressive) {
@@ -145,7 +147,8 @@ void setVp9(const WriterSettings& settings, const Preset& preset, AVCodecContext
     throwIfNoRoom(av_opt_set(codec.priv_data, "deadline", "good", 0));
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "cpu-used", preset.vp9, 0));
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "row-mt", 1, 0));
-    throwIfNoRoom(av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0));
+    throwIfNoRoom(
+        av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0));
 }
 
 void setAv1(const WriterSettings& settings, const Preset& preset, const MovieColour& colour,
@@ -174,10 +177,11 @@ void setFfv1(AVCodecContext& codec) {
 }
 
 /// What the encoders want besides, to keep transparency.
-void setAlpha(AVCodecContext& codec) {
+void setAlpha(const WriterSettings& settings, AVCodecContext& codec) {
     if (codec.pix_fmt == AV_PIX_FMT_YUVA420P) {
         // Its two streams must have their pictures in step.
         throwIfNoRoom(av_opt_set_int(codec.priv_data, "auto-alt-ref", 0, 0));
+        if (settings.crf <= 0) throwIfNoRoom(av_opt_set_int(codec.priv_data, "lossless", 1, 0));
     } else if (codec.pix_fmt == AV_PIX_FMT_YUVA444P10) {
         throwIfNoRoom(av_opt_set(codec.priv_data, "profile", "4444", 0));
         throwIfNoRoom(av_opt_set(codec.priv_data, "vendor", "apl0", 0));
@@ -191,6 +195,13 @@ void setAlpha(AVCodecContext& codec) {
     }
 }
 
+/// Both streams of VP9 with alpha share one quality, and what is hardly seen in colours shows at the edges of
+/// a matte: there nothing is lost unless a quality is asked for.
+int crfOf(const WriterSettings& settings, const CodecFacts& facts) {
+    if (settings.crf >= 0) return settings.crf;
+    return settings.keepAlpha ? 0 : facts.usualCrf;
+}
+
 void checkAlpha(const std::string& output, const WriterSettings& settings) {
     const AlphaEncoder& encoder = alphaEncoderFor(output);
     const auto refuse = [&](const std::string& why) {
@@ -199,6 +210,8 @@ void checkAlpha(const std::string& output, const WriterSettings& settings) {
     if (settings.crf >= 0 && !encoder.crf)
         refuse(std::string("transparency goes into ") + encoder.name +
                " here, which has no --crf; leave it out");
+    if (settings.colour && encoder.formatFor(settings.colour->depth) == AV_PIX_FMT_NONE)
+        refuse(std::string(encoder.name) + " holds transparency with 8 bits; leave out --depth 10");
     if (settings.fields != FieldOrder::progressive) refuse("pictures with transparency are not interlaced");
     presetOf(output, settings.preset);
 }
@@ -234,12 +247,9 @@ FramePtr withMoreChroma(const AVFrame& from) {
     for (int plane = 1; plane < 3; ++plane)
         for (int y = 0; y < from.height; ++y) {
             const int other = std::clamp(y / 2 + (y % 2 == 0 ? -1 : 1), 0, rows - 1);
-            const auto row = [&](int r) {
-                return reinterpret_cast<const uint16_t*>(from.data[plane] +
-                                                         ptrdiff_t{r} * from.linesize[plane]);
-            };
-            const uint16_t *near = row(y / 2), *far = row(other);
-            auto* to = reinterpret_cast<uint16_t*>(out->data[plane] + ptrdiff_t{y} * out->linesize[plane]);
+            const auto* near = rowOf<uint16_t>(from, plane, y / 2);
+            const auto* far = rowOf<uint16_t>(from, plane, other);
+            auto* to = rowOf<uint16_t>(*out, plane, y);
             for (int x = 0; x < from.width / 2; ++x)
                 to[x] = static_cast<uint16_t>((3 * near[x] + far[x] + 2) / 4);
         }
@@ -296,7 +306,8 @@ void checkVideo(const std::string& output, const WriterSettings& settings) {
     };
     if (settings.keepAlpha) checkAlpha(output, settings);
     const MovieColour colour = movieColourOf(output, settings);
-    const CodecFacts& facts = factsOf(codecFor(output, colour.codec, colour.depth));
+    const CodecFacts& facts =
+        factsOf(settings.keepAlpha ? colour.codec : codecFor(output, colour.codec, colour.depth));
     if (settings.crf >= 0 && facts.worstCrf < 0)
         refuse(std::string(facts.name) + " has one quality; leave out --crf");
     if (settings.crf > facts.worstCrf)
@@ -322,7 +333,7 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
     if (globalHeader) codec.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     codec.width = settings.width;
     codec.height = settings.height;
-    codec.pix_fmt = alpha != nullptr ? alpha->format : formatOf(colour);
+    codec.pix_fmt = alpha != nullptr ? alpha->formatFor(colour.depth) : formatOf(colour);
     codec.framerate = asAv(settings.rate);
     codec.time_base = av_inv_q(codec.framerate);
     codec.sample_aspect_ratio = {1, 1};
@@ -331,9 +342,9 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
     tagColours(settings, colour, codec);
     const Preset& preset = presetOf(output, settings.preset);
     if (facts.worstCrf >= 0 && (alpha == nullptr || alpha->crf))
-        throwIfNoRoom(av_opt_set_int(codec.priv_data, "crf", settings.crf >= 0 ? settings.crf : facts.usualCrf, 0));
+        throwIfNoRoom(av_opt_set_int(codec.priv_data, "crf", crfOf(settings, facts), 0));
     if (alpha == nullptr || colour.codec == Codec::vp9) setCodec(settings, preset, colour, codec);
-    if (alpha != nullptr) setAlpha(codec);
+    if (alpha != nullptr) setAlpha(settings, codec);
     return made;
 }
 
@@ -347,9 +358,9 @@ void markVideoStream(const std::string& output, const WriterSettings& settings, 
     if (boxes && colour.codec == Codec::hevc) stream.codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
 }
 
-FramePtr encoderFrame(const PictureRef& picture, const std::string& output, const WriterSettings& settings,
-                      const AVCodecContext& codec, const MovieColour& colour) {
-    FramePtr frame = settings.keepAlpha ? alphaFrame(picture, alphaEncoderFor(output), colour.matrix)
+FramePtr encoderFrame(const PictureRef& picture, const WriterSettings& settings, const AVCodecContext& codec,
+                      const MovieColour& colour) {
+    FramePtr frame = settings.keepAlpha ? alphaFrame(picture, codec.pix_fmt, colour.matrix)
                                         : opaqueFrame(picture, settings, codec, colour);
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->pkt_duration = 1;

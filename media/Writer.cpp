@@ -240,8 +240,8 @@ const WriterSettings& Writer::settings() const noexcept {
     return impl_->settings;
 }
 PixelLayout Writer::preferredLayout() const noexcept {
-    if (impl_->settings.keepAlpha) return PixelLayout::argb;
     const bool deep = impl_->settings.colour && impl_->settings.colour->depth > 8;
+    if (impl_->settings.keepAlpha) return deep ? PixelLayout::deep : PixelLayout::argb;
     return deep && impl_->kind.layout == PixelLayout::yuv420 ? PixelLayout::yuv420p10 : impl_->kind.layout;
 }
 ColourMatrix Writer::matrix() const noexcept {

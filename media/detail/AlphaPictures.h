@@ -15,15 +15,18 @@ struct AlphaEncoder {
     const char* name;      ///< for readers
     const char* encoder;   ///< the library's
     AVPixelFormat format;  ///< what it is given
+    AVPixelFormat deep;    ///< the same for 10 bits; none: it has no such
     bool crf;              ///< it has such a scale
+
+    AVPixelFormat formatFor(int depth) const noexcept { return depth > 8 ? deep : format; }
 };
 
 /// The one for `output`, a movie. Throws MediaError (badRequest), naming those there are, for files that hold
 /// no transparency.
 const AlphaEncoder& alphaEncoderFor(const std::string& output);
 
-/// A new frame of the encoder's format from a picture with straight alpha. Where chroma is shared by a block,
+/// A new frame of an encoder's format from a picture with straight alpha. Where chroma is shared by a block,
 /// pixels that do not show take no part in it.
-FramePtr alphaFrame(const PictureRef& picture, const AlphaEncoder& encoder, ColourMatrix matrix);
+FramePtr alphaFrame(const PictureRef& picture, AVPixelFormat format, ColourMatrix matrix);
 
 }  // namespace tumblewash::media

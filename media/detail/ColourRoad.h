@@ -18,13 +18,19 @@ class ColourRoad {
 
     /// True when pictures like this one, of which alpha is not asked for, must come this way.
     bool takes(const AVFrame& frame) const;
-    /// True when the signal is converted: opaque ARGB pictures of the clip may then come as they are.
+    /// True when the signal is converted; packed 8-bit pictures of the clip may then come too.
     bool converts() const noexcept { return table_ != nullptr; }
+    /// True when pictures with alpha, whatever becomes of it, must come this way, as RGBA of 16 bits.
+    bool takesAlpha() const noexcept {
+        return table_ || deep_ || settings_.layout == PixelLayout::deep ||
+               settings_.layout == PixelLayout::yuv420p10;
+    }
     /// The pixel format in which it wants them, in the clip's own matrix (see `matrix`), limited range.
     AVPixelFormat format(const AVFrame& frame) const;
     /// The matrix of Y'CbCr pictures handed in.
     ColourMatrix matrix() const noexcept { return from_; }
-    /// A picture of the layout, matrix and signal that the settings ask for.
+    /// A picture of the layout, matrix and signal that the settings ask for. Packed ones keep the alpha
+    /// of RGBA.
     PictureRef convert(const AVFrame& frame, FieldOrder fields) const;
 
   private:

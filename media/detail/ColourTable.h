@@ -25,6 +25,10 @@ class ColourTable {
 
   private:
     std::vector<int16_t> nodes_;
+    // PQ has no use for nodes above the clip's peak, and needs close ones below it, where a step of its own
+    // is much light: its words are multiplied by this over 2^14, so that the peak stands at the last node. 0:
+    // not.
+    int spread_ = 0;
     // Of conversions to SDR the nodes hold light, bent by a curve that goes on below black: where colours
     // leave the gamut, interpolation then meets no kink. These are the deep words of that curve; empty for
     // others.

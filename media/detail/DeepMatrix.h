@@ -2,6 +2,8 @@
 // Shared by those who convert whole pictures and those who convert line by line.
 #pragma once
 
+#include <cstdint>
+
 #include "media/Picture.h"
 
 namespace tumblewash::media {
@@ -20,6 +22,26 @@ struct DeepMatrix {
 };
 
 const DeepMatrix& deepMatrixOf(ColourMatrix matrix) noexcept;
+
+/// A sample of a plane as a 10-bit code, whatever its depth.
+template <typename Sample>
+constexpr int code10(Sample sample) noexcept {
+    return sizeof(Sample) == 1 ? sample * 4 : sample;
+}
+
+/// What a pixel's colour differences, less their middle of 512, add to its grey.
+struct DeepChroma {
+    int red, green, blue;
+};
+constexpr DeepChroma deepChroma(const DeepMatrix& c, int cb, int cr) noexcept {
+    constexpr int half = 1 << (kToDeepBits - 1);
+    return {(c.redCr * cr + half) >> kToDeepBits, (c.greenCb * cb + c.greenCr * cr + half) >> kToDeepBits,
+            (c.blueCb * cb + half) >> kToDeepBits};
+}
+
+constexpr uint16_t deepWordOf(int value) noexcept {
+    return static_cast<uint16_t>(value < 0 ? 0 : value > 65535 ? 65535 : value);
+}
 
 /// The chroma line that luma line `y` shares: within its own field when fields are kept apart.
 constexpr int sharedChromaLine(int y, bool fields) noexcept {

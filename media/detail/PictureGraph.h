@@ -55,6 +55,7 @@ class PictureGraph {
     bool alpha_ = false;
     bool premultiplied_ = false;
     bool onRoad_ = false;
+    bool deepAlpha_ = false;  // with alpha, 16 bits a channel on the way
     bool deinterlaces_ = false;
     FieldOrder fieldsOut_ = FieldOrder::progressive;
     std::deque<TimedPicture> ready_;

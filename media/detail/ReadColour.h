@@ -15,6 +15,9 @@ namespace tumblewash::media {
 /// and for Dolby Vision without an ordinary base picture.
 ClipColour readColour(const std::string& path, const AVStream& stream, const AVFrame& frame, bool still);
 
+/// The same of a photo that another library decoded into `frame`, which has its tags.
+ClipColour readPhotoColour(const std::string& path, const AVFrame& frame);
+
 /// What the format of the pixels alone tells: depth, chroma, alpha.
 void describeFormat(const AVFrame& frame, bool still, ClipColour& out);
 

@@ -31,6 +31,13 @@ void setProfile(StillPicture& still, std::span<const uint8_t> bytes);
 /// True when `ordinary` has something to do.
 bool needsWork(const StillPicture& still);
 
+/// True for frames of whole numbers in a layout that this room reads line by line.
+bool isReadable(const AVFrame& frame);
+
+/// A readable frame as AV_PIX_FMT_RGBA64 over all of 0..65535, straight alpha.
+/// `space` and `fullRange` say how Y'CbCr is meant.
+FramePtr deepRgba(const AVFrame& frame, AVColorSpace space, bool fullRange);
+
 /// The picture in sRGB as 8-bit ARGB with straight alpha, the frame itself where nothing is to be done.
 FramePtr ordinary(const StillPicture& still);
 

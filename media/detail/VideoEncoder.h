@@ -24,7 +24,7 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
 void markVideoStream(const std::string& output, const WriterSettings& settings, AVStream& stream);
 
 /// A picture as this encoder takes it, without time.
-FramePtr encoderFrame(const PictureRef& picture, const std::string& output, const WriterSettings& settings,
-                      const AVCodecContext& codec, const MovieColour& colour);
+FramePtr encoderFrame(const PictureRef& picture, const WriterSettings& settings, const AVCodecContext& codec,
+                      const MovieColour& colour);
 
 }  // namespace tumblewash::media

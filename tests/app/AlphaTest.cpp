@@ -115,12 +115,12 @@ TEST_F(AlphaTest, EveryKindOfFileHoldsTheSameTransparency) {
         const char* codec;
         const char* format;
         int alphaSlack;      // anywhere
-        double colourSlack;  // on average, where the picture is opaque: lossy codecs share chroma
+        double colourSlack;  // on average, where the picture is opaque: chroma shared by four pixels
     };
     ASSERT_EQ(join("s%03d.png", "tumble-away").code, 0);
     for (const Kind& kind :
          {Kind{"m.mkv", "ffv1", "bgra", 0, 0}, Kind{"m.mov", "prores", "yuva444p12le", 1, 1.5},
-          Kind{"m.webm", "vp9", "yuv420p", 64, 8}}) {
+          Kind{"m.webm", "vp9", "yuv420p", 0, 8}}) {
         ASSERT_EQ(join(kind.file, "tumble-away").code, 0);
         const nlohmann::json video = streamOf(probeJson(shop.file(kind.file)), "video");
         EXPECT_EQ(video["codec_name"], kind.codec);
@@ -145,9 +145,73 @@ TEST_F(AlphaTest, EveryKindOfFileHoldsTheSameTransparency) {
                 }
             }
             EXPECT_LE(sum, kind.colourSlack * count) << kind.file << ' ' << k;
-            EXPECT_LE(alphaSum, 2.0 * kWidth * kHeight) << kind.file << ' ' << k;
+            EXPECT_LE(alphaSum, kind.alphaSlack * kWidth * kHeight) << kind.file << ' ' << k;
         }
     }
+}
+
+TEST_F(AlphaTest, TenBitsOfColourAndAlphaAreKept) {
+    // More steps in both than 8 bits have.
+    ASSERT_EQ(
+        std::system(("ffmpeg -v error -nostdin -y -f lavfi -i "
+                     "color=black:s=256x16:r=25:d=0.4,format=gbrap10le,geq=r=3*X+64:g=2*X+Y:b=500:a=4*X+3"
+                     " -c:v ffv1 " +
+                     shop.file("deep.mkv"))
+                        .c_str()),
+        0);
+    const auto raw = [&](const std::string& movie, int frame) {
+        EXPECT_EQ(std::system(("ffmpeg -v error -nostdin -y -i " + shop.file(movie) + " -vf 'select=eq(n\\," +
+                               std::to_string(frame) + "),format=gbrap10le' -frames:v 1 -f rawvideo " +
+                               shop.file("raw"))
+                                  .c_str()),
+                  0);
+        return bytesOf(shop.file("raw"));
+    };
+    const std::string wanted = raw("deep.mkv", 0);
+    const auto code = [](const std::string& bytes, std::size_t i) {
+        return static_cast<unsigned char>(bytes[2 * i]) | static_cast<unsigned char>(bytes[2 * i + 1]) << 8;
+    };
+    for (const auto& [movie, slack] : {std::pair{"m.mkv", 1}, {"m.mov", 12}}) {
+        const RunResult run =
+            shop.run({"join", shop.file("deep.mkv"), shop.file("deep.mkv"), "-o", shop.file(movie), "-e",
+                      "tilt-away", "-d", "4f", "--alpha", "--depth", "10"});
+        ASSERT_EQ(run.code, 0) << run.err;
+        EXPECT_THAT(run.err, testing::Not(HasSubstr("become"))) << "nothing is lost";
+        EXPECT_EQ(streamOf(probeJson(shop.file(movie)), "video")["pix_fmt"],
+                  slack == 1 ? "gbrap10le" : "yuva444p12le");
+        // A steady frame, and the first one of the transition.
+        for (const int frame : {2, 6}) {
+            const std::string got = raw(movie, frame);
+            ASSERT_EQ(got.size(), wanted.size());
+            const std::size_t alphas = 3 * 256 * 16;
+            for (std::size_t i = 0; i < 4 * 256 * 16; ++i) {
+                // Hidden colours are nobody's business. FFmpeg's ProRes is off by 2 of 1023 in faint alpha.
+                const int alpha = code(wanted, alphas + i % (256 * 16));
+                if (i < alphas && alpha < 64) continue;
+                ASSERT_NEAR(code(got, i), code(wanted, i), i < alphas ? slack : std::min(slack, 2))
+                    << movie << frame << ' ' << i;
+            }
+        }
+    }
+    const RunResult eight = shop.run({"join", shop.file("deep.mkv"), shop.file("deep.mkv"), "-o",
+                                      shop.file("m.webm"), "-d", "4f", "--alpha", "--depth", "10"});
+    EXPECT_EQ(eight.code, 2);
+    EXPECT_THAT(eight.err, HasSubstr("VP9 holds transparency with 8 bits; leave out --depth 10"));
+    const RunResult named =
+        shop.run({"join", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("n.mov"), "--still", "4f",
+                  "-d", "2f", "--alpha", "--codec", "prores", "-q"});
+    EXPECT_EQ(named.code, 0) << named.err;
+}
+
+TEST_F(AlphaTest, TransparencyThatIsLostIsSaid) {
+    const RunResult run = shop.run({"join", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("m.mp4"),
+                                    "--still", "8f", "-d", "4f", "--report", shop.file("r.json")});
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("a.png: transparency is laid on black; --alpha keeps it\n"));
+    const nlohmann::json report = nlohmann::json::parse(bytesOf(shop.file("r.json")));
+    EXPECT_EQ(report["clips"][0]["colour"]["alpha"], true);
+    EXPECT_EQ(report["clips"][0]["colour"]["chroma"], "RGB");
+    EXPECT_EQ(report["warnings"].size(), 2U);
 }
 
 TEST_F(AlphaTest, WhatAPictureLeavesBehindIsTransparent) {

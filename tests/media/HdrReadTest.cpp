@@ -107,6 +107,32 @@ TEST(HdrReadTest, HdrChartsComeOutAsTheFormulaSays) {
     }
 }
 
+TEST(HdrReadTest, HdrWithAlphaIsTonedDownUnderItsAlpha) {
+    const TempDir dir;
+    const long code = std::lround(1023 * pqSignal(203));
+    const std::string value = std::to_string(code);
+    const std::string tags = " -color_trc smpte2084 -color_primaries bt2020 -colorspace rgb -color_range pc ";
+    ffmpeg("-f lavfi -i color=black:s=64x64:r=25,format=gbrap10le,geq=r=" + value + ":g=" + value +
+           ":b=" + value + ":a=16*X -frames:v 1" + tags + "-c:v ffv1" + tags + dir / "hdr.mkv");
+    ASSERT_EQ(probe(dir / "hdr.mkv").colour.transfer, Transfer::pq);
+    const double nits = pqLight(static_cast<double>(code) / 1023);
+    const double wanted = 255 * naturalSdr({nits, nits, nits}, 1000)[0];
+    ReaderSettings settings;
+    settings.keepAlpha = true;
+    const PictureRef kept = firstPicture(dir / "hdr.mkv", settings);
+    settings.keepAlpha = false;
+    const PictureRef laid = firstPicture(dir / "hdr.mkv", settings);
+    for (int x = 8; x < 64; ++x) {
+        const uint8_t* p = kept.data() + 30 * kept.stride() + 4 * x;
+        EXPECT_EQ(p[0], std::lround(16 * x * 255 / 1023.0)) << x;
+        for (int c = 1; c < 4; ++c) EXPECT_NEAR(p[c], wanted, 1.5) << x;
+        EXPECT_EQ(pixel(laid, x, 30)[0], pixel(laid, x, 30)[2]) << x;
+        if (x > 8) {
+            EXPECT_GE(pixel(laid, x, 30)[0], pixel(laid, x - 1, 30)[0] - 1) << x;
+        }
+    }
+}
+
 TEST(HdrReadTest, AWishedHdrSignalPassesCodeForCode) {
     const TempDir dir;
     const std::string path = dir / "hlg.mkv";

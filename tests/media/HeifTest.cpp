@@ -3,6 +3,7 @@
 
 #include "media/StillIO.h"
 #include "media/detail/HeifItems.h"
+#include "tests/media/Charts.h"
 #include "tests/media/HeifFiles.h"
 #include "tests/media/Support.h"
 #include "tests/media/Turns.h"
@@ -186,6 +187,36 @@ TEST(HeifTest, ProfilesAndNamedPrimariesTurnToSrgb) {
                         EXPECT_NEAR(pixel(picture, x, y)[c], 255 * expected[c], 1.6) << x << "," << y;
                 }
         }
+}
+
+TEST(HeifTest, HdrPhotosAreReadAsHdrClipsAre) {
+    const TempDir dir;
+    for (const auto& [transfer, name] :
+         {std::pair{Transfer::pq, "smpte2084"}, {Transfer::hlg, "arib-std-b67"}}) {
+        writeChart(dir / "hdr.mkv", 64, 64, {.transfer = name}, [](int x, int y) {
+            return Colour3{x / 80.0, y / 80.0, (x + y) / 160.0};
+        });
+        const std::string tags = std::string(" -color_trc ") + name +
+                                 " -color_primaries bt2020 -colorspace bt2020nc -color_range tv ";
+        ffmpeg("-i " + dir / "hdr.mkv" + tags + kLossless + tags + dir / "hdr.avif");
+        const MediaInfo info = probe(dir / "hdr.avif");
+        EXPECT_EQ(info.colour.transfer, transfer);
+        EXPECT_EQ(info.colour.primaries, media::Primaries::bt2020);
+        EXPECT_EQ(info.colour.depth, 10);
+        ReaderSettings settings;
+        settings.layout = PixelLayout::argb;
+        EXPECT_LE(meanDifference(Reader::open(dir / "hdr.avif", settings).readPicture(),
+                                 Reader::open(dir / "hdr.mkv", settings).readPicture()),
+                  0.01);
+        HeifWish heic;
+        heic.avif = false;
+        heic.depth = 10;
+        heic.primaries = 9;
+        heic.transfer = transfer == Transfer::pq ? 16 : 18;
+        writeFile(dir / "hdr.heic", heifFile(blocks(), heic));
+        EXPECT_EQ(probe(dir / "hdr.heic").colour.transfer, transfer);
+        EXPECT_THAT(Reader::open(dir / "hdr.heic").warnings(), ::testing::IsEmpty()) << "the plan tells it";
+    }
 }
 
 TEST(HeifTest, GridsArePutTogetherAndCut) {

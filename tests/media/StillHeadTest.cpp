@@ -25,6 +25,10 @@ void expectAlike(const std::string& file) {
     EXPECT_EQ(head->orientation, whole.orientation) << file;
     EXPECT_EQ(head->hasAlpha, whole.hasAlpha) << file;
     EXPECT_EQ(head->fullRange, whole.fullRange) << file;
+    EXPECT_EQ(head->colour.fullRange, whole.colour.fullRange) << file;
+    EXPECT_EQ(head->colour.depth, whole.colour.depth) << file;
+    EXPECT_EQ(head->colour.chroma, whole.colour.chroma) << file;
+    EXPECT_EQ(head->colour.alpha, whole.colour.alpha) << file;
     EXPECT_EQ(head->videoCodec, whole.videoCodec) << file;
     EXPECT_EQ(head->container, whole.container) << file;
     EXPECT_EQ(head->frameCount, whole.frameCount) << file;
@@ -54,7 +58,8 @@ TEST_F(StillHeadTest, OrdinaryPhotosAreToldByTheirHead) {
     expectAlike(made("a.jpg", ""));
     expectAlike(made("grey.jpg", "-pix_fmt gray"));
     expectAlike(made("a.png", "-pix_fmt rgb24"));
-    expectAlike(made("alpha.png", "-pix_fmt rgba"));
+    expectAlike(made("half.jpg", "-pix_fmt yuvj422p"));
+    expectAlike(made("whole.jpg", "-pix_fmt yuvj444p"));
     expectAlike(made("grey.png", "-pix_fmt gray"));
 }
 
@@ -72,6 +77,7 @@ TEST_F(StillHeadTest, EveryTurnOfACameraIsTold) {
 TEST_F(StillHeadTest, WhatIsNotUsualIsLeftToTheDecoder) {
     for (const auto& [name, options] :
          std::vector<std::pair<std::string, std::string>>{{"deep.png", "-pix_fmt rgb48be"},
+                                                          {"alpha.png", "-pix_fmt rgba"},
                                                           {"palette.png", "-pix_fmt pal8"},
                                                           {"wide.png", "-vf setsar=2"},
                                                           {"wide.jpg", "-vf setsar=2"},
