@@ -55,21 +55,15 @@ int exifOrientation(const Bytes& bytes, std::size_t base) {
     return 1;
 }
 
-/// How the three components of the frame at `data` are sampled, by the factors of the first.
+/// How the three components of the frame at `data` are sampled, by the factors of the first two.
 const char* chromaOfJpeg(const Bytes& bytes, std::size_t data, std::uint32_t components) {
     if (components == 1) return "grey";
-    switch (bytes.big(data + 7, 1)) {
-        case 0x22:
-            return "4:2:0";
-        case 0x21:
-            return "4:2:2";
-        case 0x12:
-            return "4:4:0";
-        case 0x41:
-            return "4:1:1";
-        default:
-            return "4:4:4";
-    }
+    const std::uint32_t luma = bytes.big(data + 7, 1), blue = bytes.big(data + 10, 1);
+    const std::uint32_t across = (luma >> 4U) / std::max(blue >> 4U, 1U);
+    const std::uint32_t down = (luma & 15U) / std::max(blue & 15U, 1U);
+    if (across == 4) return "4:1:1";
+    if (across == 2) return down == 2 ? "4:2:0" : "4:2:2";
+    return down == 2 ? "4:4:0" : "4:4:4";
 }
 
 /// Walks a JPEG's segments to its size; false for what is not quite usual.
