@@ -50,7 +50,7 @@ struct Reader::Impl {
           settings(completed(facts.info, wanted)),
           extent(measureExtent(facts, settings.threads, settings.cancel)),
           pictures(facts, settings, extent),
-          sound(openSound(facts, settings.sampleRate, settings.cancel)),
+          sound(openSound(facts, {settings.sampleRate, kChannels}, settings.cancel)),
           fields(pictures.fields()) {
         start();
     }

@@ -192,6 +192,7 @@ struct PacketScan {
     int64_t lastKey = AV_NOPTS_VALUE;  ///< time of the last key picture
     int64_t latest = AV_NOPTS_VALUE;   ///< greatest time of a picture
     int64_t latestDuration = 0;        ///< what that picture claims to last
+    int64_t lastDts = AV_NOPTS_VALUE;  ///< of the last packet that has one
     bool regular = true;
     bool intact = true;     ///< no packet is marked as damaged or as not to be shown
     double endSeconds = 0;  ///< end of the longest stream, from the file's start time
@@ -220,7 +221,7 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
                 out.regular = out.regular && out.packets == 1;
             else if (lastDts != AV_NOPTS_VALUE && (packet->dts < lastDts || packet->dts - lastDts > limit))
                 out.regular = false;
-            if (packet->dts != AV_NOPTS_VALUE) lastDts = packet->dts;
+            if (packet->dts != AV_NOPTS_VALUE) out.lastDts = lastDts = packet->dts;
             if (packet->pts != AV_NOPTS_VALUE && packet->pts > out.latest) {
                 out.latest = packet->pts;
                 out.latestDuration = packet->duration;
@@ -300,11 +301,14 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
         return std::string(out);
     };
     const AVStream& stream = file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO);
-    if (stream.nb_frames > scan.packets)
-        return "the file is cut off: " + std::to_string(stream.nb_frames - scan.packets) + " of " +
+    // AVI counts places in time: where a picture comes late, its place holds an empty piece, which is no
+    // packet, and packets bear the number of their place as their time.
+    const bool places = facts.info.container.find("avi") != std::string::npos && scan.lastDts != AV_NOPTS_VALUE;
+    const int64_t held = places ? std::max(scan.packets, scan.lastDts + 1) : scan.packets;
+    if (stream.nb_frames > held)
+        return "the file is cut off: " + std::to_string(stream.nb_frames - held) + " of " +
                std::to_string(stream.nb_frames) + " pictures (" +
-               text(static_cast<double>(stream.nb_frames - scan.packets) / facts.info.rate.value()) +
-               ") are missing";
+               text(static_cast<double>(stream.nb_frames - held) / facts.info.rate.value()) + ") are missing";
     const AVFormatContext& context = file.context();
     const double claimed = static_cast<double>(context.duration) / AV_TIME_BASE;
     if (context.duration > 0 && context.duration_estimation_method == AVFMT_DURATION_FROM_STREAM &&

@@ -1,6 +1,6 @@
-// The sound of one input as an endless run of stereo samples on the clock of its pictures.
+// The sound of one input as an endless run of samples, mono, stereo or 5.1, on the clock of its pictures.
 // It starts with the first picture: what sounds before is cut, what is missing is silence.
-// It runs where it is called and keeps a few thousand samples at most.
+// It runs where it is called and keeps a second or two of the track.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,13 @@ namespace tumblewash::media {
 class SoundSource {
   public:
     virtual ~SoundSource() = default;
-    /// Fills `frames` stereo sample frames.
+    /// Fills `frames` sample frames.
     virtual void read(float* interleaved, size_t frames) = 0;
+    /// As `read`, but ends with the track: the number of sample frames that there were.
+    virtual size_t readSome(float* interleaved, size_t frames) {
+        read(interleaved, frames);
+        return frames;
+    }
     /// Starts over and drops everything before sample frame `first`.
     virtual void seek(int64_t first) = 0;
     /// Packets that could not be decoded so far.
@@ -26,7 +31,16 @@ class SoundSource {
     virtual std::string failure() const { return {}; }
 };
 
+/// What samples are wanted.
+struct SoundShape {
+    int sampleRate = 48000;
+    int channels = 2;  ///< 1, 2 or 6: mono, stereo or 5.1
+};
+
+/// The library's name of mono, stereo or 5.1 by the number of channels.
+const char* soundLayoutName(int channels) noexcept;
+
 /// Silence for inputs without sound.
-std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, int sampleRate, CancelFlag cancel);
+std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, const SoundShape& shape, CancelFlag cancel);
 
 }  // namespace tumblewash::media

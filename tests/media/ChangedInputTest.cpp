@@ -70,7 +70,7 @@ TEST(ChangedInputTest, WhatIsPutUnderTheNameIsNeverLookedAt) {
         while (source->next().frame) ++count;
         EXPECT_EQ(count, pictures.size()) << other;
         std::vector<float> samples(2 * 4800);
-        openSound(facts, 48000, nullptr)->read(samples.data(), 4800);
+        openSound(facts, {}, nullptr)->read(samples.data(), 4800);
         EXPECT_NE(samples[4000], 0.0F) << other;
         std::filesystem::remove(dir / "in.mkv");
     }
@@ -85,7 +85,7 @@ TEST(ChangedInputTest, AFileRewrittenInPlaceIsRefusedAtEveryOpening) {
         writeFile(dir / "in.mkv", readFile(dir / other));
         for (const auto& open : {std::function<void()>([&] { measureExtent(facts, 1, nullptr); }),
                                  std::function<void()>([&] { openSource(facts, 1, nullptr); }),
-                                 std::function<void()>([&] { openSound(facts, 48000, nullptr); })})
+                                 std::function<void()>([&] { openSound(facts, {}, nullptr); })})
             EXPECT_EQ(failureOf(open, "in.mkv"), MediaErrorCode::unreadable) << other;
     }
 }
@@ -109,7 +109,7 @@ TEST(ChangedInputTest, StreamsAreCountedAndOfTheirKindEvenWhereSizeAndTimeSayNot
         EXPECT_TRUE(refusedOrRead([&] { measureExtent(facts, 1, nullptr); }));
         EXPECT_EQ(failureOf([&] { openSource(facts, 1, nullptr); }, other), MediaErrorCode::unreadable);
         if (turned || std::string(other) == "other.mkv") {
-            EXPECT_EQ(failureOf([&] { openSound(facts, 48000, nullptr); }, other),
+            EXPECT_EQ(failureOf([&] { openSound(facts, {}, nullptr); }, other),
                       MediaErrorCode::unreadable);
         }
     }

@@ -230,6 +230,99 @@ TEST(SoundTest, MonoKeepsItsLevelOnBothEars) {
     }
 }
 
+/// A movie of 4 s whose sound is a sweep, its packets' times changed by an expression of FFmpeg's.
+std::string retimed(const TempDir& dir, const std::string& times) {
+    const std::string plain = dir / "plain.mkv";
+    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=4 -f lavfi -i aevalsrc='0.5*sin(2*PI*(300*t+80*t*t))':d=4:s=48000 "
+           "-c:v libx264 -c:a pcm_s16le " +
+           plain);
+    const std::string changed = dir / "changed.mkv";
+    ffmpeg("-i " + plain + " -map 0 -c copy -bsf:a \"setts=ts='" + times + "'\" " + changed);
+    return changed;
+}
+
+TEST(SoundTest, JitteringTimesLoseAndShiftNoSample) {
+    const TempDir dir;
+    // Up to 9 ms early or late, as phones and screen recorders write; then what cameras of two clocks do.
+    for (const char* times : {"TS+mod(N*7919\\,19)-if(N\\,9\\,0)", "TS+if(gt(mod(N\\,10)\\,5)\\,15\\,0)"}) {
+        Reader changed = Reader::open(retimed(dir, times));
+        Reader plain = Reader::open(dir / "plain.mkv");
+        EXPECT_EQ(leftChannel(changed, 4 * kRate), leftChannel(plain, 4 * kRate)) << times;
+        EXPECT_THAT(changed.warnings(), ::testing::IsEmpty());
+    }
+}
+
+TEST(SoundTest, AHoleOf300MillisecondsStaysAndOneOf60IsPlayedOver) {
+    const TempDir dir;
+    Reader hole = Reader::open(retimed(dir, "TS+if(gt(TS\\,2000)\\,300\\,0)"));
+    const std::vector<float> sound = leftChannel(hole, 4 * kRate);
+    const auto quiet = [&](size_t from, size_t count) {
+        return std::all_of(sound.begin() + static_cast<ptrdiff_t>(from),
+                           sound.begin() + static_cast<ptrdiff_t>(from + count), [](float v) { return v == 0.0F; });
+    };
+    size_t silent = 0;
+    for (size_t i = kRate; i + 480 < 3 * kRate; i += 480) silent += quiet(i, 480) ? 1 : 0;
+    EXPECT_NEAR(static_cast<double>(silent), 29, 1);
+    Reader brief = Reader::open(retimed(dir, "TS+if(gt(TS\\,2000)\\,60\\,0)"));
+    const std::vector<float> played = leftChannel(brief, 4 * kRate);
+    for (size_t i = 2 * kRate; i + 480 < 3 * kRate; i += 480)
+        EXPECT_TRUE(std::any_of(played.begin() + static_cast<ptrdiff_t>(i),
+                                played.begin() + static_cast<ptrdiff_t>(i + 480), [](float v) { return v != 0.0F; }));
+}
+
+/// How strong a tone is in a run of samples, in dB of full scale.
+double toneDb(const std::vector<float>& sound, double hertz) {
+    double re = 0, im = 0, all = 0;
+    const auto n = static_cast<double>(sound.size());
+    for (size_t i = 0; i < sound.size(); ++i) {
+        const double angle = 2 * M_PI * hertz * static_cast<double>(i) / kRate;
+        // A window whose lobes fall quickly, so that a strong neighbour does not show.
+        const double x = 2 * M_PI * (static_cast<double>(i) + 0.5) / n;
+        const double window = 0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x);
+        re += window * static_cast<double>(sound[i]) * std::cos(angle);
+        im += window * static_cast<double>(sound[i]) * std::sin(angle);
+        all += window;
+    }
+    return 20 * std::log10(2 * std::hypot(re, im) / all + 1e-12);
+}
+
+TEST(SoundTest, ImagesAndAliasesOfResamplingAreBelowMinus90Decibels) {
+    const TempDir dir;
+    struct Case {
+        int rate;
+        double tone, heard;
+    };
+    // 20 kHz mirrored at half of 44.1 kHz comes back at 23.9 kHz; 24.8 kHz mirrored at 24 kHz at 23.2 kHz.
+    for (const Case& now : {Case{44100, 20000, 23900}, Case{96000, 24800, 23200}, Case{32000, 14000, 18000}}) {
+        ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i aevalsrc='0.5*sin(2*PI*" +
+               std::to_string(now.tone) + "*t)':d=1:s=" + std::to_string(now.rate) +
+               " -c:v libx264 -c:a pcm_f32le " + dir / "tone.mkv");
+        Reader reader = Reader::open(dir / "tone.mkv");
+        std::vector<float> sound = leftChannel(reader, kRate);
+        const std::vector<float> middle(sound.begin() + 9600, sound.end() - 9600);
+        EXPECT_LT(toneDb(middle, now.heard), -96) << now.rate;
+        if (now.tone < 24000) {
+            EXPECT_NEAR(toneDb(middle, now.tone), -6.02, 0.1) << now.rate;
+        }
+    }
+}
+
+TEST(SoundTest, AnAviOfFfmpegsMissesNoPicture) {
+    const TempDir dir;
+    const std::string input = "-f lavfi -i testsrc=s=64x48:r=25:d=2 -f lavfi -i sine=d=2 ";
+    ffmpeg(input + "-c:v libx264 -bf 0 -c:a mp3 " + dir / "a.avi");
+    ffmpeg(input + "-c:v mpeg4 -bf 2 -c:a pcm_s16le " + dir / "b.avi");
+    for (const char* name : {"a.avi", "b.avi"}) {
+        Reader reader = Reader::open(dir / name);
+        EXPECT_THAT(reader.warnings(), ::testing::IsEmpty()) << name;
+    }
+    // One that is cut off still says so.
+    std::string half = readFile(dir / "a.avi");
+    half.resize(half.size() / 2);
+    writeFile(dir / "half.avi", half);
+    EXPECT_THAT(Reader::open(dir / "half.avi").warnings(), ::testing::Not(::testing::IsEmpty()));
+}
+
 TEST(SoundTest, ARateBeyondReasonIsLeftSilentAndSaidOnce) {
     const TempDir dir;
     for (const int rate : {3'000'000, 3'000'001, 1'935'941'440}) {
