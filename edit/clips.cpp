@@ -72,6 +72,21 @@ Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder
     return clip;
 }
 
+Clip Clip::again() const {
+    Clip clip;
+    clip.path_ = path_;
+    clip.settings_ = settings_;
+    clip.info_ = info_;
+    clip.frames_ = frames_;
+    clip.fields_ = fields_;
+    return clip;
+}
+
+void Clip::last(std::int64_t frames) {
+    settings_.stillFrames = frames;
+    frames_ = frames;
+}
+
 void Clip::trim(std::int64_t in, std::int64_t out) {
     in_ = in;
     frames_ = out - in;

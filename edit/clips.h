@@ -23,6 +23,12 @@ class Clip {
     /// Black and silence of `frames` frames, in the layout and line order of the settings.
     static Clip black(std::int64_t frames, const media::ReaderSettings& settings, media::FieldOrder fields);
 
+    /// The same file once more from its first frame, opened when it is needed. The clip must not be trimmed.
+    Clip again() const;
+
+    /// Makes a still last this many frames.
+    void last(std::int64_t frames);
+
     /// Uses frames [in, out) alone, which must lie within the clip.
     void trim(std::int64_t in, std::int64_t out);
 

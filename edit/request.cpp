@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 #include <thread>
+#include <unordered_map>
 
 #include "edit/document.h"
 #include "edit/errors.h"
@@ -160,46 +162,64 @@ std::int64_t framesOfStill(const Edit& edit, const EditClip& said, const std::st
                   fmt::format("{}: nothing is left between in and out", quotedName(name)));
 }
 
+/// The whole of a clip's file, or black. Of a still only the head is looked at.
 Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, FieldOrder fields) {
     const FrameRate rate = settings.rate;
     if (said.black()) return Clip::black(stillFrames("black", *said.length, rate), settings, fields);
     const std::string file = fileOf(edit, said);
     if (isDocumentName(file)) refuseDocument(file);
     settings.stillFrames = 1;
-    if (std::optional<MediaInfo> head = probeHead(file)) {
-        settings.stillFrames = framesOfStill(edit, said, file, rate);
-        return {std::move(*head), settings};
-    }
+    if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), settings};
     Clip clip(file, settings);
-    if (clip.info().kind == MediaKind::still) {
-        settings.stillFrames = framesOfStill(edit, said, file, rate);
-        return {clip.info(), settings};
-    }
+    if (clip.info().kind == MediaKind::still) return {clip.info(), settings};
     refuseEndless(clip, rate);
+    return clip;
+}
+
+/// What the edit takes of an opened file.
+void settleClip(const Edit& edit, const EditClip& said, FrameRate rate, Clip& clip) {
+    if (said.black()) return;
+    const std::string file = fileOf(edit, said);
+    if (clip.info().kind == MediaKind::still) return clip.last(framesOfStill(edit, said, file, rate));
     if (said.length)
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: length is for stills and black; give in and out", quotedName(file)));
     if (clip.frames() > 0) trim(clip, said, rate);
-    return clip;
 }
 
-/// Opens all clips. `infos` are the facts of the first that are no black: sizes, rates and sound were settled
-/// by these very files, and no other will do.
+/// For each clip the first one of the same file.
+std::vector<std::size_t> firstUses(const Edit& edit) {
+    std::unordered_map<std::string_view, std::size_t> known;
+    std::vector<std::size_t> first;
+    for (std::size_t i = 0; i < edit.clips.size(); ++i)
+        first.push_back(edit.clips[i].black() ? i : known.try_emplace(edit.clips[i].file, i).first->second);
+    return first;
+}
+
+/// Opens all clips, each file once. `infos` are the facts of the first that are no black: sizes, rates and
+/// sound were settled by these very files, and no other will do.
 std::vector<Clip> openClips(const Edit& edit, const std::vector<MediaInfo>& infos,
                             const ReaderSettings& settings, FieldOrder fields) {
     std::vector<std::optional<Clip>> opened(edit.clips.size());
     std::vector<ReaderSettings> each(edit.clips.size(), settings);
     for (std::size_t i = 0, known = 0; i < each.size() && known < infos.size(); ++i)
         if (!edit.clips[i].black()) each[i].identity = infos[known++].identity;
+    const std::vector<std::size_t> first = firstUses(edit);
     inParallel(static_cast<int>(edit.clips.size()), kProbes, settings.cancel, [&](int i) {
         const auto at = static_cast<std::size_t>(i);
+        if (first[at] != at) return;
         opened[at] = openClip(edit, edit.clips[at], each[at], fields);
         // Two open files at a time are all that the pass needs.
         if (i >= 2) opened[at]->close();
     });
+    for (std::size_t i = 0; i < opened.size(); ++i)
+        if (first[i] != i) opened[i] = opened[first[i]]->again();
     std::vector<Clip> clips;
     clips.reserve(opened.size());
-    for (std::optional<Clip>& clip : opened) clips.push_back(std::move(*clip));
+    for (std::size_t i = 0; i < opened.size(); ++i) {
+        settleClip(edit, edit.clips[i], settings.rate, *opened[i]);
+        clips.push_back(std::move(*opened[i]));
+    }
     return clips;
 }
 

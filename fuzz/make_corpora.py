@@ -1,6 +1,7 @@
 """Makes the seed corpora: one folder for each target. Nothing of it is kept in the tree.
     make_corpora.py FOLDER SOURCE_TREE
 """
+import json
 import pathlib
 import random
 import shutil
@@ -59,6 +60,81 @@ for name, text in {"whole": whole, "least": '{"tumblewash": 1, "clips": [{"file"
                            '"clips": [{"file": "a", "in": "5f", "was": {"bytes": 1, "modified": "2026-01-31T12:00:00Z", '
                            '"head": "0123456789abcdef"}}, {"black": ".5", "seam": {"seed": 7, "sound": "none"}}]}',
                    "deep": "[" * 70, "fragment": "t=npt:1:02:03.5,1:02:04&t=5"}.items():
+    (path / name).write_text(text)
+
+path = seeds("exchange")
+
+
+def schema(which, **keys):
+    return {"OTIO_SCHEMA": which, **keys}
+
+
+def timed(value, rate=25.0):
+    return schema("RationalTime.1", rate=rate, value=float(value))
+
+
+def stretch(start, length, rate=25.0):
+    return schema("TimeRange.1", start_time=timed(start, rate), duration=timed(length, rate))
+
+
+def shot(name, start, length, **more):
+    return schema("Clip.1", name=name, source_range=stretch(start, length),
+                  media_reference=schema("ExternalReference.1", target_url=name), **more)
+
+
+def fade(before, after, effect=None):
+    own = {"tumblewash": {"effect": effect, "placement": "halves" if effect == "morph" else "overlap", "seed": 3}}
+    return schema("Transition.1", in_offset=timed(before), out_offset=timed(after), metadata=own if effect else {},
+                  transition_type="Custom_Transition" if effect else "SMPTE_Dissolve")
+
+
+def timeline(*children, **more):
+    return schema("Timeline.1", name="x", tracks=schema("Stack.1", children=[
+        schema("Track.1", kind="Video", children=list(children), **more), schema("Track.1", kind="Audio", children=[])]))
+
+
+black = schema("Gap.1", source_range=stretch(0, 12))
+newer = schema("Clip.2", name="B.mp4", active_media_reference_key="k", media_references={
+    "k": schema("MissingReference.1", available_range=stretch(5, 50, 29.97))}, enabled=True)
+for name, document in {
+        "dissolve": timeline(shot("A.mp4", 0, 40), fade(5, 4), shot("B.mp4", 10, 50)),
+        "own": timeline(shot("A.mp4", 0, 40), fade(6, 6, "tilt-away"), shot("C.ppm", 0, 30), fade(4, 4, "morph"), black),
+        "ends": timeline(fade(0, 8), black, shot("A.mp4", 3, 9), fade(8, 0, "tumble-out")),
+        "trimmed": timeline(newer, black, shot("A.mp4", 7, 50, enabled=False), source_range=stretch(-3, 60))}.items():
+    (path / name).write_text(json.dumps(document))
+lists = {
+    "cuts": """TITLE: CUTS
+FCM: NON-DROP FRAME
+001  A        V     C        00:00:00:00 00:00:01:15 01:00:00:00 01:00:01:15
+* FROM CLIP NAME: A.mp4
+* TUMBLEWASH: rate=25
+002  B        V     C        00:00:01:00 00:00:02:10 01:00:01:15 01:00:03:00
+* FROM CLIP NAME: B.mp4
+""",
+    "fades": """TITLE: FADES
+FCM: DROP FRAME
+001  BL       V     C        00:00:00;00 00:00:00;00 01:00:58;00 01:00:58;00
+001  A        V     D 030    00:00:00;00 00:00:04;00 01:00:58;00 01:01:02;02
+* TO CLIP NAME: A.mp4
+002  A        V     C        00:00:04;00 00:00:04;00 01:01:02;02 01:01:02;02
+002  B        V     W001 012 00:00:10;00 00:00:14;00 01:01:02;02 01:01:06;02
+M2   B        015.0          00:00:10;00
+EFFECTS NAME IS WIPE
+* FROM CLIP NAME: A.mp4
+* TO CLIP NAME: B.mp4
+* TUMBLEWASH: effect=wash-away direction=left seed=7 placement=overlap
+""",
+    "list": """ffconcat version 1.0
+# pictures and clips
+file C.ppm
+duration 2.5
+file 'C.ppm'
+inpoint 00:00:01.5
+outpoint 2500ms
+file A\\.mp4
+""",
+    "list-quoted": "ffconcat version 1.0\r\nfile 'it'\\''s.mp4'\r\nstream\r\nchapter 1 0 1\r\noption a b\r\n"}
+for name, text in lists.items():
     (path / name).write_text(text)
 
 path = seeds("media")

@@ -363,6 +363,8 @@ FramePtr StreamDecoder::next() {
         if (received == 0) {
             ++frames_;
             DecoderMemory::release(*frame);
+            // A picture behind a seek may lack what it is made from, and is then no sign of damage.
+            if ((frame->decode_error_flags & ~FF_DECODE_ERROR_MISSING_REFERENCE) != 0) ++patched_;
             frame->pts = timeOrNone(frame->best_effort_timestamp);
             frame->pkt_duration = lengthOrNone(frame->pkt_duration);
             nameOr(AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB, frame->colorspace);

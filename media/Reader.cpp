@@ -80,6 +80,7 @@ struct Reader::Impl {
     bool ended = false;
     bool stopping = false;
     int64_t damaged = 0;
+    int64_t patched = 0;
     int64_t missing = 0;
 };
 
@@ -110,6 +111,7 @@ void Reader::Impl::produce() {
             PictureRef picture = pictures.next();
             std::unique_lock lock(mutex);
             damaged = pictures.damaged();
+            patched = pictures.patched();
             missing = pictures.missing();
             more = static_cast<bool>(picture);
             changed.wait(lock, [&] { return stopping || queue.size() < depth; });
@@ -132,6 +134,7 @@ PictureRef Reader::Impl::take() {
         PictureRef out = pictures.next();
         const std::lock_guard lock(mutex);
         damaged = pictures.damaged();
+        patched = pictures.patched();
         missing = pictures.missing();
         return out;
     }
@@ -211,10 +214,12 @@ std::vector<std::string> Reader::warnings() const {
     std::vector<std::string> out = impl_->facts.conversions;
     if (!impl_->extent.warning.empty()) out.push_back(impl_->extent.warning);
     int64_t damaged = 0;
+    int64_t patched = 0;
     int64_t missing = 0;
     {
         const std::lock_guard lock(impl_->mutex);
         damaged = impl_->damaged;
+        patched = impl_->patched;
         missing = impl_->missing;
     }
     const auto counted = [](int64_t n, const char* one, const char* many) {
@@ -223,6 +228,9 @@ std::vector<std::string> Reader::warnings() const {
     if (damaged > 0)
         out.push_back(counted(damaged, " picture is damaged and was left out",
                               " pictures are damaged and were left out"));
+    if (patched > 0)
+        out.push_back(counted(patched, " picture is damaged; the decoder filled in what is missing",
+                              " pictures are damaged; the decoder filled in what is missing"));
     if (missing > 0)
         out.push_back("the clip ends early: " +
                       counted(missing, " picture is missing", " pictures are missing"));

@@ -61,6 +61,7 @@ class FileSource final : public StreamSource {
 
     AVRational timeBase() const override { return facts_.timeBase; }
     int64_t damaged() const override { return decoder_.damaged(); }
+    int64_t patched() const override { return decoder_.patched(); }
 
     /// Pictures well before `pts` matter only as far as others are made from them, and none is looked at.
     void skimUntil(int64_t pts) { decoder_.skimUntil(pts + facts_.firstPts); }

@@ -92,6 +92,7 @@ PictureRef SteadyPictures::next() {
 
 void SteadyPictures::restart() {
     damagedBefore_ += source_->damaged();
+    patchedBefore_ += source_->patched();
     source_ = openSource(facts_, settings_.threads, settings_.cancel);
     graph_.reset();
     current_ = {};

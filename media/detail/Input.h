@@ -84,6 +84,8 @@ class StreamDecoder {
     const AVCodecContext& codec() const noexcept { return *codec_; }
     /// Packets or frames that could not be decoded so far.
     int64_t damaged() const noexcept { return damaged_; }
+    /// Pictures that came although their data is damaged: the decoder filled in what it could not read.
+    int64_t patched() const noexcept { return patched_; }
     /// Gives up after this many packets without a single frame; 0: never.
     void setPatience(int64_t packets) noexcept { patience_ = packets; }
     /// For telling times only: pictures before `timestamp` (stream units) that no other is made from may be
@@ -100,6 +102,7 @@ class StreamDecoder {
     CodecPtr codec_;
     PacketPtr packet_ = newPacket();
     int64_t damaged_ = 0;
+    int64_t patched_ = 0;
     int64_t frames_ = 0;
     int64_t packets_ = 0;
     int64_t patience_ = 0;

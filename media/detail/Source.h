@@ -26,6 +26,7 @@ class StreamSource {
     /// Continues with a picture at or before `pts`. False when the source can only start over.
     virtual bool seek(int64_t pts) = 0;
     virtual int64_t damaged() const { return 0; }
+    virtual int64_t patched() const { return 0; }
 };
 
 /// `facts` as `probeDetail` gave them for this path.

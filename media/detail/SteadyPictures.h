@@ -24,6 +24,8 @@ class SteadyPictures {
 
     /// Pictures of the source that could not be decoded.
     int64_t damaged() const { return damagedBefore_ + source_->damaged(); }
+    /// Pictures of the source that were decoded from damaged data.
+    int64_t patched() const { return patchedBefore_ + source_->patched(); }
     /// Pictures promised by `count` that never came; known at the end.
     int64_t missing() const noexcept { return missing_; }
     FieldOrder fields();
@@ -48,6 +50,7 @@ class SteadyPictures {
     int64_t next_ = 0;
     int64_t missing_ = 0;
     int64_t damagedBefore_ = 0;
+    int64_t patchedBefore_ = 0;
     bool drained_ = false;  // the source has no more
 };
 
