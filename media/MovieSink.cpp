@@ -12,6 +12,7 @@
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
+#include "media/detail/IndexCheck.h"
 #include "media/detail/MuxerFile.h"
 #include "media/detail/Sink.h"
 #include "media/detail/VideoEncoder.h"
@@ -96,6 +97,7 @@ class MovieSink final : public Sink {
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
     std::optional<MuxerFile> bytes_;
+    IndexCheck index_;
     CodecPtr video_, audio_;
     AVStream* videoStream_ = nullptr;
     AVStream* audioStream_ = nullptr;
@@ -225,6 +227,7 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
         }
         av_packet_rescale_ts(packet_.get(), codec.time_base, stream.time_base);
         packet_->stream_index = stream.index;
+        if (container_.faststart) index_.note(*packet_);
         const int written = av_interleaved_write_frame(muxer_, packet_.get());
         if (written < 0) failed("cannot be written", written);
         // The buffered writer remembers trouble of the disk that no return value told.
@@ -280,6 +283,10 @@ void MovieSink::finish() {
     av_free(orBadAlloc(av_malloc(1)));
     const int flushed = bytes_->flush();
     if (flushed < 0) failed("cannot be written", flushed);
+    // Nor does it tell of a single allocation that failed there.
+    if (container_.faststart && !index_.holds(*bytes_, *muxer_))
+        throw MediaError(MediaErrorCode::encoding, output_,
+                         "its index does not lead to its pictures; memory may be short, run again");
     file_.commit();
 }
 

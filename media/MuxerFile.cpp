@@ -116,6 +116,15 @@ int MuxerFile::closeAgain(AVFormatContext*, AVIOContext* io) {
     return 0;
 }
 
+void MuxerFile::FreeReading::operator()(AVIOContext* io) const noexcept {
+    Cursor::free(io);
+}
+
+MuxerFile::Reading MuxerFile::reading() const {
+    const Cursor& first = *static_cast<const Cursor*>(muxer_.pb->opaque);
+    return Reading(orBadAlloc(Cursor::open(first.file, first.cancel, false)));
+}
+
 int MuxerFile::flush() noexcept {
     avio_flush(muxer_.pb);
     return muxer_.pb->error < 0 ? muxer_.pb->error : 0;

@@ -3,6 +3,7 @@
 // The file is the caller's; this neither makes nor names nor closes it.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "media/detail/Av.h"
@@ -19,6 +20,12 @@ class MuxerFile {
 
     /// Writes what is still buffered. 0, or the first error any writing met, as AVERROR.
     int flush() noexcept;
+    /// A way to read the file from its beginning. Throws std::bad_alloc.
+    struct FreeReading {
+        void operator()(AVIOContext* io) const noexcept;
+    };
+    using Reading = std::unique_ptr<AVIOContext, FreeReading>;
+    Reading reading() const;
 
   private:
     struct Cursor;

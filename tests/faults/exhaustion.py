@@ -160,7 +160,9 @@ with Workshop() as folder:
     for kind, samples in (("thread", 100), ("memory", 10**9 if LONG else 30), ("library", 10**9 if LONG else 15)):
         calls = sweep.calls(kind, folder / "count")
         check(calls > 3, "%d calls of %s are counted" % (calls, kind))
-        for number in chosen(calls, samples):
+        # The last ones of FFmpeg are those of the movie's index.
+        last = range(calls - 90, calls, 9) if kind == "library" and samples < calls else ()
+        for number in sorted({*chosen(calls, samples), *last}):
             sweep.judge("%s:%d" % (kind, number))
             sweep.judge("%s:%d+" % (kind, number))
         told.append("%d of %s" % (calls, kind))
