@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include "app/editof.h"
@@ -116,6 +118,19 @@ void refuseBesideDocument(const Options& o) {
                                             quotedName(o.inputs.front())));
 }
 
+/// Clips and other files that are taken for edits by mistake.
+void refuseOther(const std::string& file) {
+    std::error_code ignored;
+    if (edit::isDocumentName(file) || !std::filesystem::is_regular_file(file, ignored)) return;
+    std::ifstream text(file, std::ios::binary);
+    if ((text >> std::ws).peek() == '{') return;
+    throw edit::Refusal(
+        edit::Problem::BadRequest,
+        fmt::format("{}: is not an edit; use a file that ends in .edit.json, {}, or join clips "
+                    "with tumblewash join",
+                    quotedName(file), edit::exchangeEndings()));
+}
+
 void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
@@ -168,6 +183,7 @@ Edit openDocument(const Options& o) {
             if (!o.quiet) say("{}: {}", media::quotedName(file), remark);
         return edit;
     }
+    refuseOther(file);
     refuseBesideDocument(o);
     const Edit edit = edit::readEdit(edit::readDocument(file), file);
     if (o.quiet) return edit;

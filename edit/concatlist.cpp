@@ -159,7 +159,7 @@ class Reader {
         } else if (word == "option") {
             refuse(number, "options of the list are not taken; remove the line");
         } else {
-            refuse(number, fmt::format("{} is no word of a concat list", printable(word)));
+            refuse(number, fmt::format("{} is not a directive of a concat list", printable(word)));
         }
     }
 

@@ -289,9 +289,9 @@ class Reader {
         for (std::size_t i = 0; i < files_.size() && !rate; ++i)
             for (const std::string& file : files_[i])
                 if (!rate && !file.empty()) rate = media::probe(file).rate;
-        if (!rate) refuse(1, "an EDL says no rate, and no clip in it has one; give --fps");
+        if (!rate) refuse(1, "an EDL has no frame rate, and none of its clips has one; give --fps");
         remarks_.push_back(fmt::format(
-            "an EDL says no rate: taken as {} frames per second; --fps says another", describe(rate)));
+            "an EDL has no frame rate: {} frames per second assumed; --fps overrides it", describe(rate)));
         return makeRate(rate.num, rate.den);
     }
 

@@ -55,7 +55,7 @@ std::size_t linesBefore(std::string_view text, std::size_t end) {
                text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min(end, text.size())), '\n'));
 }
 
-/// Walks a text without building values. Ends quietly where the text is no JSON.
+/// Walks a text without building values. Ends quietly where the text is not JSON.
 class Walk {
   public:
     explicit Walk(std::string_view text) : text_(text) {
@@ -221,7 +221,7 @@ Json parseJson(const std::string& text, const std::string& name) {
         return Json::parse(text, see);
     } catch (const Json::parse_error& problem) {
         const std::size_t line = linesBefore(text, problem.byte == 0 ? 0 : problem.byte - 1);
-        refuse(line, "this is no JSON: " + reasonOf(problem.what()));
+        refuse(line, "not valid JSON: " + reasonOf(problem.what()));
     } catch (const Json::out_of_range&) {
         refuse(lineOf(text, pointerOf(levels)), "a number is too large");
     }

@@ -370,7 +370,7 @@ class Reader {
             if (item.range && !item.file.empty()) return item.range->rate;
         for (const Item& item : items_)
             if (item.range) return item.range->rate;
-        refuse({nullptr, ""}, "no clip says a rate; give --fps");
+        refuse({nullptr, ""}, "no clip has a frame rate; give --fps");
     }
 
     /// Frames of whole files whose length the document does not say.

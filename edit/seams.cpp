@@ -52,7 +52,7 @@ SettledSeam settle(const Edit& edit, const EditSeam& seam, SeamPlace place, cons
         settled.speed = (seam.speed ? seam.speed : edit.seams.speed)->value;
     settled.effect = findEffect(module, id, settled.speed);
     if (!fits(place, placementOf(settled.effect)))
-        throw Refusal(Problem::BadRequest, fmt::format("{} is no effect for {}: {}", settled.effect.id,
+        throw Refusal(Problem::BadRequest, fmt::format("{} cannot be used for {}: {}", settled.effect.id,
                                                        purposeOf(place), usersOf(settled.effect)));
     settled.direction = directionFor(seam.direction ? seam.direction : edit.seams.direction, settled.effect);
     settled.seed = firstOf(seam.seed, edit.seams.seed, std::uint32_t{1});

@@ -43,6 +43,13 @@ TEST_F(BadEditTest, AnEditThatNamesItselfOrAnotherEditIsRefused) {
     refusal(city + ", {\"file\": \"link.mp4\"}", 3);
 }
 
+TEST_F(BadEditTest, AClipInPlaceOfAnEditIsRefusedWithWhatTakesIt) {
+    const RunResult run = shop.run({"render", movie("a.mkv", 1), "-o", "null:"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_THAT(run.err, HasSubstr("a.mkv: is not an edit; use a file that ends in .edit.json, .otio, "));
+    EXPECT_THAT(run.err, HasSubstr("tumblewash join\n"));
+}
+
 TEST_F(BadEditTest, AFolderIsNoClip) {
     std::filesystem::create_directory(shop.file("photos"));
     EXPECT_THAT(refusal(city + ", {\"file\": \"photos\"}", 3), HasSubstr("photos: is a folder"));

@@ -205,7 +205,7 @@ TEST(EditTest, OpeningAndClosingStandInTheSamePass) {
         refusalOf(shop,
                   {"join", scene("harbour", 1), scene("city", 1), "--opening", "wash-away", "-o", "null:"},
                   2),
-        HasSubstr("wash-away is no effect for the start of a clip"));
+        HasSubstr("wash-away cannot be used for the start of a clip"));
     const nlohmann::json own =
         reportOf(shop, {"join", scene("harbour", 1), scene("city", 1), "--opening", "tilt-in=4f", "--closing",
                         "wash-out=0.32s", "--duration", "6f"});

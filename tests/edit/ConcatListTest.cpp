@@ -67,7 +67,7 @@ TEST_F(ConcatListTest, NamesThatLeadOutOfTheFolderAreRefused) {
 }
 
 TEST_F(ConcatListTest, WhatIsNoListIsRefusedWithItsLine) {
-    EXPECT_NE(refusal("fiel A.mkv\n").find(":2: fiel is no word of a concat list"), std::string::npos);
+    EXPECT_NE(refusal("fiel A.mkv\n").find(":2: fiel is not a directive of a concat list"), std::string::npos);
     EXPECT_NE(refusal("option x y\n").find(":2: options"), std::string::npos);
     EXPECT_NE(refusal("inpoint 1\n").find(":2: inpoint stands before any file"), std::string::npos);
     EXPECT_NE(refusal("file A.mkv\ninpoint -1\n").find(":3: inpoint is negative"), std::string::npos);

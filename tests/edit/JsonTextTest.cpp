@@ -35,7 +35,7 @@ TEST(JsonTextTest, WhatIsNoJsonIsRefusedOnItsLine) {
     for (const char* text : {"", "{", "{\"a\": 1,}", "[1, 2] 3", "{\"a\": NaN}", "// no\n1", "\"\xff\"",
                              "\"\\ud800\"", "{\"a\": 1e999}"})
         EXPECT_NE(refusalOf(text), "") << text;
-    EXPECT_EQ(refusalOf("{\n \"a\": 1,\n \"b\" 2\n}").rfind("x.json:3: this is no JSON: ", 0), 0U);
+    EXPECT_EQ(refusalOf("{\n \"a\": 1,\n \"b\" 2\n}").rfind("x.json:3: not valid JSON: ", 0), 0U);
     EXPECT_EQ(refusalOf("{\n \"a\": tru\n}").rfind("x.json:2: ", 0), 0U)
         << "not the line behind the bad word";
     EXPECT_EQ(parseJson("\xEF\xBB\xBF{\"a\": 1}", "x")["a"], 1) << "a byte order mark is skipped";
