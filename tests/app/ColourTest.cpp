@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 
 #include "tests/app/ProgramRun.h"
 
@@ -193,6 +194,41 @@ TEST(ColourTest, WhatGetsBrightInTheMiddleOfATransitionStaysSo) {
     EXPECT_NEAR(brightest(10), 250, 1);
     EXPECT_NEAR(brightest(11), 250, 1);
     EXPECT_EQ(brightest(12), 250);
+}
+
+TEST(ColourTest, EveryFrameOfAWashOrTiltKeepsAGradientOfTenBits) {
+    const Workshop shop;
+    // A step of ten bits to each column. What a wash carries out over an edge is gone, so it goes down: along
+    // the steps, not across them.
+    const std::string tags = " -color_trc bt709 -color_primaries bt709 -colorspace bt709 -color_range tv ";
+    const std::string ramp = shop.file("ramp.mkv");
+    ASSERT_EQ(std::system(("ffmpeg -v error -nostdin -y -f lavfi -i "
+                           "color=gray:s=876x32:r=25:d=0.4,format=yuv420p10le,geq=lum='64+X':cb=512:cr=512" +
+                           tags + "-c:v ffv1" + tags + ramp)
+                              .c_str()),
+              0);
+    for (const std::string effect : {"wash-away", "tilt-away"}) {
+        std::vector<std::string> words = {
+            "join", ramp, ramp,      "-e", effect,    "-d",  "6f", "-o", shop.file("o.mkv"),
+            "-f",   "-q", "--depth", "10", "--codec", "ffv1"};
+        if (effect == "wash-away") words.insert(words.end(), {"--direction", "down"});
+        const RunResult run = shop.run(words);
+        ASSERT_EQ(run.code, 0) << run.err;
+        ASSERT_EQ(std::system(("ffmpeg -v error -nostdin -y -i " + shop.file("o.mkv") +
+                               " -vf extractplanes=y,format=gray10le -f rawvideo " + shop.file("o.raw"))
+                                  .c_str()),
+                  0);
+        const std::string raw = bytesOf(shop.file("o.raw"));
+        constexpr std::size_t frame = 2 * 876 * 32;
+        ASSERT_EQ(raw.size(), 14 * frame);
+        for (std::size_t k = 0; k < 14; ++k) {
+            std::set<int> levels;
+            for (std::size_t i = k * frame; i < (k + 1) * frame; i += 2)
+                levels.insert(static_cast<unsigned char>(raw[i]) | static_cast<unsigned char>(raw[i + 1])
+                                                                       << 8);
+            EXPECT_GE(levels.size(), 870U) << effect << ' ' << k;
+        }
+    }
 }
 
 TEST(ColourTest, AnEditHoldsWhatIsAskedOfColours) {

@@ -129,4 +129,37 @@ INSTANTIATE_TEST_SUITE_P(Shared, RealClipsTest, ::testing::ValuesIn(realClips())
     return name;
 });
 
+namespace {
+
+/// Clips of today's phones beside the others, named by what they are; none where there are none.
+std::vector<std::string> hlgClips() {
+    std::vector<std::string> out;
+    std::error_code error;
+    for (const auto& entry :
+         fs::directory_iterator(fs::path(TUMBLEWASH_SOURCE_DIR) / "../shared/clips-colour", error))
+        if (entry.path().filename().string().find("_hlg_") != std::string::npos)
+            out.push_back(entry.path().string());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+class RealHlgTest : public ::testing::TestWithParam<std::string> {};
+
+}  // namespace
+
+TEST_P(RealHlgTest, TonedDownPicturesAreNotBurntOut) {
+    EXPECT_EQ(probe(GetParam()).colour.transfer, media::Transfer::hlg);
+    const PictureRef picture = Reader::open(GetParam(), {}).readPicture();
+    int64_t bright = 0;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x) {
+            const Rgb p = pixel(picture, x, y);
+            bright += std::max({p[0], p[1], p[2]}) >= 253 ? 1 : 0;
+        }
+    EXPECT_LE(bright * 20, int64_t{picture.width()} * picture.height()) << "at most 5 %";
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, RealHlgTest, ::testing::ValuesIn(hlgClips()));
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RealHlgTest);
+
 }  // namespace tumblewash::test
