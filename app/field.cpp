@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <new>
+#include <optional>
+#include <vector>
 
 #include "app/canvas.h"
 #include "app/say.h"
@@ -15,6 +17,8 @@
 #include "edit/outputs.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "edit/stillrender.h"
+#include "effects/Effect.h"
 #include "media/Quoting.h"
 #include "media/StillIO.h"
 
@@ -39,6 +43,9 @@ using edit::StillPair;
 using edit::StillRenderer;
 using edit::TransitionJob;
 using edit::writeResultPng;
+using effects::Alpha;
+using effects::FieldVector;
+using effects::VectorField;
 using host::PluginModule;
 using media::FrameRate;
 using media::MediaInfo;
@@ -91,17 +98,15 @@ double lengthOf(const FieldVector& v) {
 }
 
 // One arrow per place, each showing the very cell under its middle.
-std::vector<FieldVector> gridOf(const std::vector<FieldVector>& field, int cells, PixelSize size,
-                                double scale) {
+std::vector<FieldVector> gridOf(const VectorField& field, PixelSize size, double scale) {
     const int columns = std::max(4, static_cast<int>(size.width * scale / kSpacing));
     const int rows = std::max(3, static_cast<int>(size.height * scale / kSpacing));
-    const int lines = static_cast<int>(field.size()) / cells;
     std::vector<FieldVector> grid;
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < columns; ++c) {
-            const int u = (2 * c + 1) * cells / (2 * columns);
-            const int v = (2 * r + 1) * lines / (2 * rows);
-            FieldVector vector = field[static_cast<std::size_t>(v * cells + u)];
+            const int u = (2 * c + 1) * field.columns / (2 * columns);
+            const int v = (2 * r + 1) * field.rows / (2 * rows);
+            FieldVector vector = field.cells[static_cast<std::size_t>(v * field.columns + u)];
             vector.x = (c + 0.5) * size.width / columns;
             vector.y = (r + 0.5) * size.height / rows;
             grid.push_back(vector);
@@ -183,24 +188,20 @@ void drawLegend(Canvas& canvas, const Scale& scale, const Palette& palette, int 
                 13, palette.faint);
 }
 
-void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, const TransitionJob& job,
-                StillPair inputs, const Palette& palette, int legend) {
+void drawPlates(Canvas& canvas, const Frame& at, const effects::Effect& effect, PixelSize size,
+                const Palette& palette, int legend) {
     constexpr int kSteps = 10;
-    std::vector<Plate> plates;
-    for (int i = 0; i <= kSteps; ++i) {
-        const auto plate =
-            platePosition(module, job, inputs, std::min(job.frames - 1, job.frames * i / kSteps));
-        if (!plate)
-            throw Refusal(Problem::BadRequest,
-                          "a loaded module does not tell where its plate is; leave --plugin out");
-        plates.push_back(*plate);
-    }
-    const auto px = [&](const Plate& p, std::size_t c) { return at.x + p[c][0] * at.scale; };
-    const auto py = [&](const Plate& p, std::size_t c) { return at.y + p[c][1] * at.scale; };
+    constexpr double kLast = 0.999;  // at 1 there is no plate
+    std::vector<plugin::Plate> plates;
+    for (int i = 0; i <= kSteps; ++i)
+        plates.push_back(
+            effect.plateAt(std::min(kLast, static_cast<double>(i) / kSteps), size.width, size.height));
+    const auto px = [&](const plugin::Plate& p, std::size_t c) { return at.x + p[c].x * at.scale; };
+    const auto py = [&](const plugin::Plate& p, std::size_t c) { return at.y + p[c].y * at.scale; };
     const auto swatch = [&](int i) { return heat(static_cast<double>(i) / kSteps); };
     canvas.clip(at.x, at.y, at.width, at.height);
     for (int i = 0; i <= kSteps; ++i) {
-        const Plate& p = plates[static_cast<std::size_t>(i)];
+        const plugin::Plate& p = plates[static_cast<std::size_t>(i)];
         const Colour colour = swatch(i);
         for (std::size_t c = 0; c < 4; ++c) {
             const std::size_t d = (c + 1) % 4;
@@ -218,7 +219,7 @@ void drawPlates(Canvas& canvas, const Frame& at, const PluginModule& module, con
     canvas.text(
         kMargin, legend + 80,
         fmt::format("the plate at eleven moments, in a frame of {}; the thick edge is the picture's top",
-                    describe(job.size)),
+                    describe(size)),
         13, palette.faint);
 }
 
@@ -232,6 +233,20 @@ TransitionJob fieldJob(const Options& o, const Effect& effect, const MediaInfo& 
     return job;
 }
 
+// The field at full strength; a morph's is the motion between its two key pictures.
+VectorField fieldOf(const effects::Effect& effect, StillRenderer& renderer) {
+    const PixelSize size = renderer.job().size;
+    if (effect.record().driver != plugin::EffectDriver::morph) return effect.field(size.width, size.height);
+    const auto key = [](const PictureRef& picture) {
+        return effects::Picture{picture.data(), picture.stride(), picture.width(), picture.height(),
+                                Alpha::opaque};
+    };
+    const PictureRef first = renderer.sourceA(0), last = renderer.sourceB(0);
+    const auto motion = effect.motionBetween({key(first), key(last)});
+    if (motion == nullptr) throw std::bad_alloc();
+    return effect.field(size.width, size.height, motion.get());
+}
+
 std::string subtitle(const TransitionJob& job) {
     if (job.effect.info.flags != 0)
         return fmt::format("{}   direction {}   seed {}   {}", job.effect.id, directionName(job.direction),
@@ -242,7 +257,11 @@ std::string subtitle(const TransitionJob& job) {
 }  // namespace
 
 void makeField(const Options& o) {
-    const PluginModule module = openPlugin(o.plugin);
+    if (!o.plugin.empty())
+        throw Refusal(Problem::BadRequest,
+                      "field draws the built-in effects, since a module tells nobody its fields; leave "
+                      "--plugin out");
+    const PluginModule module = openPlugin({});
     if (o.effects.size() > 1)
         throw Refusal(Problem::BadRequest, "field draws one effect; give one id to --effect");
     const Effect effect = findEffect(module, o.effects.empty() ? "wash-away" : o.effects.front());
@@ -257,9 +276,10 @@ void makeField(const Options& o) {
                                          o.wishes.map());
     const StillPair inputs{&a, b.get()};
 
-    int cells = 0;
-    const std::vector<FieldVector> field = effectField(module, job, inputs, cells);
     StillRenderer renderer(module, job, inputs);
+    const effects::Effect moves(plugin::effectRecord(static_cast<short>(effect.index)),
+                                {job.direction, job.seed});
+    const VectorField field = fieldOf(moves, renderer);
     // Motion belongs to the picture it leads to; a wash or a plate to the picture that moves.
     const bool second = placementOf(effect) == Placement::Halves || effect.id.ends_with("-reveal");
     const PictureRef under = second ? renderer.sourceB(0) : renderer.sourceA(0);
@@ -276,10 +296,10 @@ void makeField(const Options& o) {
     canvas.image(under, at.x, at.y, at.width, at.height, palette);
     canvas.fill(at.x, at.y, at.width, at.height, {8, 10, 14}, 0.48);
     const int legend = kHeader + at.height;
-    if (field.empty()) {
-        drawPlates(canvas, at, module, job, inputs, palette, legend);
+    if (field.columns == 0) {
+        drawPlates(canvas, at, moves, job.size, palette, legend);
     } else {
-        const std::vector<FieldVector> grid = gridOf(field, cells, job.size, scale);
+        const std::vector<FieldVector> grid = gridOf(field, job.size, scale);
         const Scale lengths = scaleOf(grid, scale);
         drawArrows(canvas, at, grid, lengths);
         drawLegend(canvas, lengths, palette, legend,

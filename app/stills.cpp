@@ -153,7 +153,9 @@ void makeFrame(const Options& given) {
                                          o.wishes.map());
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
-    const PictureRef picture = renderer.render(*o.frame, &result);
+    // A report tells what the session says; a module is rendered with by a session anyway.
+    const bool told = !o.report.empty() || !o.plugin.empty();
+    const PictureRef picture = renderer.render(*o.frame, told ? &result : nullptr);
     writeResultPng(o.output, picture, o.wishes.alpha ? PngAlpha::keep : PngAlpha::drop, o.force);
     noteWritten(o.output);
     reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);

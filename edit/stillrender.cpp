@@ -3,8 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <new>
 
+#include "edit/builtin.h"
 #include "edit/deepframes.h"
 #include "edit/errors.h"
 #include "edit/plan.h"
@@ -96,6 +97,10 @@ StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, Stil
     job_.firstA = placement == Placement::Before || still ? 0 : clips_[0]->frames() - takenA;
     session_ = std::make_unique<Session>(module, sessionSettings(job_), source_);
     session_->open();
+    if (isBuiltIn(module))
+        effect_ =
+            std::make_unique<effects::Effect>(plugin::effectRecord(static_cast<short>(job_.effect.index)),
+                                              effects::EffectKnobs{job_.direction, job_.seed, job_.proxy});
 }
 
 StillRenderer::~StillRenderer() = default;
@@ -136,13 +141,37 @@ FrameResult StillRenderer::renderInto(std::int64_t k, const PictureRef& picture)
     return result;
 }
 
+// Frame k as the plug-in draws it; a morph's frames count from one.
+void StillRenderer::renderPlainly(std::int64_t k, const PictureRef& picture) {
+    const bool morph = placementOf(job_.effect) == Placement::Halves;
+    const PictureRef a = sourceA(morph ? 0 : k), b = sourceB(k);
+    const auto read = [](const PictureRef& from) {
+        return from ? effects::Picture{from.data(), from.stride(), from.width(), from.height()}
+                    : effects::Picture{};
+    };
+    const effects::Pictures pictures{read(a), read(b)};
+    if (morph && motion_ == nullptr) motion_ = effect_->motionBetween(pictures);
+    const double position = static_cast<double>(morph ? k + 1 : k) / static_cast<double>(job_.frames);
+    const effects::Target target{picture.data(), picture.stride(), picture.width(), picture.height()};
+    if (effect_->renderFrame(position, pictures, target, motion_.get()) != effects::Outcome::ok)
+        throw std::bad_alloc();
+}
+
 PictureRef StillRenderer::render(std::int64_t k, FrameResult* result) {
     PictureRef picture = PictureRef::makeArgb(job_.size.width, job_.size.height);
+    if (effect_ != nullptr && result == nullptr) {
+        renderPlainly(k, picture);
+        return withAlpha(k, picture);
+    }
     // A morph's key pictures are fixed by the first frame rendered.
     if (placementOf(job_.effect) == Placement::Halves && !keyed_ && k != 0) renderInto(0, picture);
     keyed_ = true;
     FrameResult done = renderInto(k, picture);
     if (result) *result = std::move(done);
+    return withAlpha(k, picture);
+}
+
+PictureRef StillRenderer::withAlpha(std::int64_t k, const PictureRef& picture) {
     if (!alpha_ || !transparent(k)) return picture;
     TransitionJob deep = job_;
     deep.alpha = true;

@@ -11,6 +11,7 @@
 #include "edit/clips.h"
 #include "edit/picturesource.h"
 #include "edit/transition.h"
+#include "effects/Effect.h"
 
 namespace tumblewash::edit {
 
@@ -46,9 +47,10 @@ struct StillPair {
     StillInput* b = nullptr;  ///< may be null for effects of one clip
 };
 
-/// One session that renders chosen frames of a transition of `frames` frames. With the job's alpha, frames of
-/// pictures that are transparent somewhere are rendered over deep pixels; those of opaque pictures are the
-/// plug-in's own bytes as ever.
+/// Renders chosen frames of a transition of `frames` frames, over plain pictures where the plug-in is the
+/// built-in one and nobody asks what the session says; else by one session. The bytes are the same. With the
+/// job's alpha, frames of pictures that are transparent somewhere are rendered over deep pixels; those of
+/// opaque pictures are the plug-in's own bytes as ever.
 class StillRenderer {
   public:
     /// Checks the lengths (Refusal with the numbers) and opens a session (HostError).
@@ -69,6 +71,8 @@ class StillRenderer {
     host::FramePlace place(std::int64_t k) const;
     media::PictureRef pictureAt(host::FramePlace place);
     host::FrameResult renderInto(std::int64_t k, const media::PictureRef& picture);
+    void renderPlainly(std::int64_t k, const media::PictureRef& picture);
+    media::PictureRef withAlpha(std::int64_t k, const media::PictureRef& picture);
     bool transparent(std::int64_t k);
 
     TransitionJob job_;
@@ -76,6 +80,8 @@ class StillRenderer {
     StillInput* clips_[2] = {nullptr, nullptr};
     PictureSource source_;
     std::unique_ptr<host::Session> session_;
+    std::unique_ptr<effects::Effect> effect_;  ///< null where a module renders
+    std::shared_ptr<const effects::MorphMotion> motion_;
     bool keyed_ = false;
 };
 

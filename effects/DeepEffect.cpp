@@ -7,20 +7,14 @@
 
 #include "ImageLib/source/FlowMorph.h"
 #include "ImageLib/source/FlowWarp.h"
+#include "effects/Displacement.h"
+#include "effects/MorphMotion.h"
 #include "pluginDistort/v1/DeepProcess.h"
 #include "pluginDistort/v1/DistortProcess.h"
 
 namespace tumblewash::effects {
 
-class MorphMotion {
-  public:
-    explicit MorphMotion(plugin::DeepMotion motion) : fields(std::move(motion)) {}
-    plugin::DeepMotion fields;
-};
-
 namespace {
-
-using Field = PixRectRW<RGBPixel<float>>;
 
 void copyPicture(const imagelib::DeepView& from, const imagelib::DeepTarget& to) {
     for (int y = 0; y < to.height; ++y)
@@ -50,18 +44,6 @@ void checkShape(const char* what, const imagelib::DeepView& picture, int width, 
                                     " deep pixels with rows of whole pixels");
 }
 
-std::unique_ptr<Field> fieldOf(const plugin::EffectRecord& effect, const EffectKnobs& knobs) {
-    switch (effect.field) {
-        case plugin::FieldMaker::washAway:
-            return plugin::seededWashAway(knobs.direction, knobs.seed);
-        case plugin::FieldMaker::tiltPlate:
-            return std::unique_ptr<Field>(makeTiltPlate(kTiltZoom, kTiltCells));
-        case plugin::FieldMaker::none:
-            break;
-    }
-    return nullptr;
-}
-
 }  // namespace
 
 struct DeepEffect::Impl {
@@ -70,7 +52,7 @@ struct DeepEffect::Impl {
     int height;
     EffectKnobs knobs;
     kernels::DeepRange range;
-    std::unique_ptr<Field> field;
+    std::unique_ptr<DisplacementField> field;
 
     bool joins() const { return effect.type == kPluginTransitionBetweenType; }
     bool arrives() const { return effect.type == kPluginTransitionBeforeType; }
@@ -129,7 +111,7 @@ DeepEffect::DeepEffect(const plugin::EffectRecord& effect, int width, int height
         throw std::invalid_argument("no picture has " + std::to_string(width) + " x " +
                                     std::to_string(height) + " pixels");
     if (range.white <= range.black) throw std::invalid_argument("white is not above black");
-    impl_.reset(new Impl{effect, width, height, knobs, range, fieldOf(effect, knobs)});
+    impl_.reset(new Impl{effect, width, height, knobs, range, displacementOf(effect, knobs)});
 }
 
 DeepEffect::~DeepEffect() = default;

@@ -4,21 +4,13 @@
 // and the effect's frames of four bytes are the plug-in's alone.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 
 #include "ImageLib/source/DeepPicture.h"
-#include "hostapi/HYPlugin.h"
+#include "effects/EffectKnobs.h"
 #include "pluginDistort/v1/Catalogue.h"
 
 namespace tumblewash::effects {
-
-/// What users may choose.
-struct EffectKnobs {
-    HYPluginDirection direction = kPluginDirectionRight;  ///< of the effects that have one
-    std::uint32_t seed = 1;                               ///< of the wash-away's random field
-    bool preview = false;  ///< tumbles of one progressive picture, not bilinear
-};
 
 /// The pictures of one moment. They have the effect's size. A morph is given its two key pictures, whatever
 /// the moment; effects on one clip take `first` only.

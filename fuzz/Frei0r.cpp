@@ -59,7 +59,7 @@ struct Library {
 Library& library(int index) {
     static std::vector<Library> all = [] {
         std::vector<Library> loaded;
-        for (int i = 1; i < 14; ++i) loaded.emplace_back(i);
+        for (int i = 1; i < tumblewash::plugin::kEffectCount; ++i) loaded.emplace_back(i);
         return loaded;
     }();
     return all[static_cast<std::size_t>(index - 1)];
@@ -125,7 +125,7 @@ struct Life {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     ByteChoice choice({data, size});
-    Library& lib = library(choice.range(1, 13));
+    Library& lib = library(choice.range(1, tumblewash::plugin::kEffectCount - 1));
     demand(lib.construct(0, 9) == nullptr && lib.construct(70000, 2) == nullptr,
            "an impossible size was taken");
     Life life(lib, static_cast<unsigned>(choice.range(1, 40)), static_cast<unsigned>(choice.range(1, 40)));

@@ -56,7 +56,8 @@ void anyAction(ByteChoice& choice, OfxTestHost& host, int index) {
     static const char* const kActions[] = {
         kActionLoad,           kActionDescribe,        kActionDescribeInContext,
         kActionCreateInstance, kActionDestroyInstance, kActionIsIdentity,
-        kActionUnload,         "OfxActionUnheardOf"};
+        kActionUnload,         kActionClipPreferences, kActionRegionOfDefinition,
+        "OfxActionUnheardOf"};
     PropertySet in, out;
     static_cast<void>(host.act(index, choice.oneOf(kActions), &in, &out));
 }
@@ -71,7 +72,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     OfxTestHost host(TUMBLEWASH_OFX_BINARY, suites);
     const int index = choice.range(0, host.pluginCount() - 1);
     try {
-        host.bringUp(index, choice.once(2) ? kContextGeneral : kContextTransition);
+        static const char* const kContexts[] = {kContextGeneral, kContextTransition, kContextFilter};
+        host.bringUp(index, choice.oneOf(kContexts));
     } catch (const std::runtime_error&) {
         return 0;  // a context that this variant does not serve
     }

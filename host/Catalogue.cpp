@@ -13,22 +13,17 @@ namespace tumblewash::host {
 
 namespace {
 
-constexpr std::array<EffectName, kEffectCount> kCatalogue{{
-    {0, "none", "None"},
-    {1, "morph", "Morph"},
-    {2, "wash-out", "Wash Out"},
-    {3, "wash-away", "Wash Away"},
-    {4, "wash-in", "Wash In"},
-    {5, "wash-reveal", "Wash Reveal"},
-    {6, "tilt-out", "Tilt Out"},
-    {7, "tilt-away", "Tilt Away"},
-    {8, "tilt-in", "Tilt In"},
-    {9, "tilt-reveal", "Tilt Reveal"},
-    {10, "tumble-out", "Tumble Out"},
-    {11, "tumble-away", "Tumble Away"},
-    {12, "tumble-in", "Tumble In"},
-    {13, "tumble-reveal", "Tumble Reveal"},
-}};
+using Names = std::array<EffectName, kEffectCount>;
+
+const Names& names() noexcept {
+    static const Names made = [] {
+        Names all{};
+        for (const plugin::EffectRecord& effect : plugin::effectCatalogue())
+            all[static_cast<std::size_t>(effect.index)] = {effect.index, effect.id, effect.name};
+        return all;
+    }();
+    return made;
+}
 
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
@@ -48,18 +43,24 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::span<const EffectName, kEffectCount> effectNames() noexcept {
-    return kCatalogue;
+    return names();
 }
 
 std::string displayName(int effect) {
     if (effect < 0 || effect >= kEffectCount) return {};
     const std::string name =
         platform::LocalizedString(platform::kTransitionNameStrings, static_cast<short>(effect + 1));
-    return name.empty() ? std::string(kCatalogue[static_cast<std::size_t>(effect)].name) : name;
+    return name.empty() ? std::string(names()[static_cast<std::size_t>(effect)].name) : name;
+}
+
+bool revealsOverClip(int effect) noexcept {
+    if (effect < 0 || effect >= kEffectCount) return false;
+    const plugin::EffectRecord& record = plugin::effectRecord(static_cast<short>(effect));
+    return record.overnext && record.reveal;
 }
 
 std::optional<int> findEffect(std::string_view idOrIndex) noexcept {
-    for (const EffectName& entry : kCatalogue) {
+    for (const EffectName& entry : names()) {
         if (entry.id == idOrIndex) return entry.index;
     }
     int index = 0;
@@ -72,10 +73,10 @@ std::optional<int> findEffect(std::string_view idOrIndex) noexcept {
 std::string_view nearestEffectId(std::string_view text) {
     constexpr std::size_t kLongest = 64;  // no id is near to a longer text, and the search stays short
     text = text.substr(0, kLongest);
-    const auto nearest = std::min_element(kCatalogue.begin(), kCatalogue.end(),
-                                          [text](const EffectName& a, const EffectName& b) {
-                                              return editDistance(text, a.id) < editDistance(text, b.id);
-                                          });
+    const auto nearest =
+        std::min_element(names().begin(), names().end(), [text](const EffectName& a, const EffectName& b) {
+            return editDistance(text, a.id) < editDistance(text, b.id);
+        });
     return nearest->id;
 }
 

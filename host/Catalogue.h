@@ -1,5 +1,5 @@
 // The fourteen variants as people name them: index, id and display name.
-// The plug-in knows its variants by index alone, so the host keeps the list of names.
+// The names are the catalogue's; a plug-in loaded from a file serves the same indices.
 // What a variant does (type, frame counts, direction) is asked of the plug-in: see describe() in Session.h.
 #pragma once
 
@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "pluginDistort/v1/Catalogue.h"
 
 namespace tumblewash::host {
 
@@ -17,9 +19,9 @@ struct EffectName {
     std::string_view name;  ///< name for people, in English
 };
 
-inline constexpr int kEffectCount = 14;  ///< Variants 0 to 13.
-inline constexpr int kEffectNone = 0;    ///< A plain cut: the plug-in draws nothing.
-inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet without overlap.
+inline constexpr int kEffectCount = plugin::kEffectCount;  ///< Variants 0 to 13.
+inline constexpr int kEffectNone = 0;                      ///< A plain cut: the plug-in draws nothing.
+inline constexpr int kEffectMorph = 1;  ///< The only variant whose clips meet without overlap.
 
 /// All variants in the order of their indices.
 [[nodiscard]] std::span<const EffectName, kEffectCount> effectNames() noexcept;
@@ -35,8 +37,6 @@ inline constexpr int kEffectMorph = 1;   ///< The only variant whose clips meet 
 
 /// True for the variants that bring the incoming picture over the outgoing one (5, 9, 13): their levels
 /// follow the reversed fraction, so what they ask for the outgoing sound fits the incoming one.
-[[nodiscard]] constexpr bool revealsOverClip(int effect) noexcept {
-    return effect == 5 || effect == 9 || effect == 13;
-}
+[[nodiscard]] bool revealsOverClip(int effect) noexcept;
 
 }  // namespace tumblewash::host

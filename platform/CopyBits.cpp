@@ -231,6 +231,10 @@ bool drawable(const PixMap* map) {
 
 }  // namespace
 
+void BlendBytes(std::uint8_t* out, const std::uint8_t* in, int bytes, unsigned level) {
+    blendRowHere()(out, in, bytes, level);
+}
+
 OSErr BlendRect(const PixMap* src, const PixMap* dst, const Rect* srcRect, const Rect* dstRect, int level) {
     if (!drawable(src) || !drawable(dst) || srcRect == nullptr || dstRect == nullptr) return paramErr;
     const int width = std::min(srcRect->right - srcRect->left, dstRect->right - dstRect->left);

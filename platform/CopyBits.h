@@ -2,6 +2,8 @@
 // `Blit`. Both clip to the two maps and are safe when the maps share memory. Neither knows a port.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/Types.h"
 
 inline constexpr short srcCopy = 0;  ///< transfer mode: the source replaces the destination
@@ -19,5 +21,9 @@ namespace tumblewash::platform {
 /// with L = `level` limited to 0 .. 255. Nothing is scaled: rectangles of different sizes meet at their top
 /// left corners and the common part is blended, clipped to both maps. `paramErr` when a pointer is null.
 OSErr BlendRect(const PixMap* src, const PixMap* dst, const Rect* srcRect, const Rect* dstRect, int level);
+
+/// The same for `bytes` bytes in a row: `in` over `out`, which either are one place or do not overlap.
+/// `level` is 0 to 255.
+void BlendBytes(std::uint8_t* out, const std::uint8_t* in, int bytes, unsigned level);
 
 }  // namespace tumblewash::platform

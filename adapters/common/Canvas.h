@@ -1,5 +1,5 @@
 // A picture between a foreign host and the plug-in: bytes alpha, red, green, blue, colours premultiplied by
-// alpha, in a stride that a session lends without copying, or laid over a host's own memory. Not a colour
+// alpha, rows without gaps, or laid over a host's own memory. Not a colour
 // converter: each adapter writes its host's pixels into one and reads the result out of another.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/FrameSource.h"
+#include "effects/Effect.h"
 #include "memory/FrameMemory.h"
 
 namespace tumblewash::adapters {
@@ -23,7 +23,7 @@ class Canvas {
         if (width == width_ && height == height_) return;
         width_ = width > 0 ? width : 0;
         height_ = height > 0 ? height : 0;
-        stride_ = width_ > 0 ? static_cast<std::size_t>(host::pictureStride(width_)) : 0;
+        stride_ = width_ > 0 ? static_cast<std::size_t>(width_) * 4 : 0;
         foreign_ = nullptr;
         opaque_ = false;
         bytes_.assign(stride_ * static_cast<std::size_t>(height_), 0);
@@ -51,9 +51,15 @@ class Canvas {
     [[nodiscard]] const std::uint8_t* row(int y) const noexcept {
         return (foreign_ != nullptr ? foreign_ : bytes_.data()) + stride_ * static_cast<std::size_t>(y);
     }
-    /// The canvas as a session takes it. Valid until the next resize.
-    [[nodiscard]] host::Picture picture() noexcept {
-        return {pixels(), static_cast<std::ptrdiff_t>(stride_), width_, height_};
+    /// The canvas to read. Valid until the next resize.
+    [[nodiscard]] effects::Picture picture() const noexcept {
+        return {row(0), static_cast<std::ptrdiff_t>(stride_), width_, height_,
+                opaque_ ? effects::Alpha::opaque : effects::Alpha::premultiplied};
+    }
+    /// The canvas to write. Valid until the next resize.
+    [[nodiscard]] effects::Target target() noexcept {
+        return {pixels(), static_cast<std::ptrdiff_t>(stride_), width_, height_,
+                effects::Alpha::premultiplied};
     }
 
   private:
@@ -66,18 +72,5 @@ class Canvas {
     std::size_t stride_ = 0;
     std::vector<std::uint8_t, memory::FrameAllocator<std::uint8_t>> bytes_;
 };
-
-/// c x a / 255, rounded to nearest: straight to premultiplied.
-[[nodiscard]] inline std::uint8_t premultiplied(unsigned c, unsigned a) noexcept {
-    const unsigned v = c * a + 128;
-    return static_cast<std::uint8_t>((v + (v >> 8)) >> 8);
-}
-
-/// c x 255 / a, rounded to nearest and limited to 255; 0 for a = 0: premultiplied to straight.
-[[nodiscard]] inline std::uint8_t straight(unsigned c, unsigned a) noexcept {
-    if (a == 0) return 0;
-    const unsigned v = (c * 255 + a / 2) / a;
-    return static_cast<std::uint8_t>(v > 255 ? 255 : v);
-}
 
 }  // namespace tumblewash::adapters

@@ -13,11 +13,9 @@
 namespace tumblewash::adapters {
 
 /// What a foreign host means by alpha.
-enum class AlphaKind {
-    straight,       ///< colours stand for themselves
-    premultiplied,  ///< colours carry alpha already
-    opaque          ///< alpha is full whatever its bytes say
-};
+using AlphaKind = effects::Alpha;
+using effects::premultiplied;
+using effects::straight;
 
 namespace detail {
 

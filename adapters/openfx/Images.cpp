@@ -1,6 +1,7 @@
 #include "adapters/openfx/Images.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -56,6 +57,58 @@ void rowFromBytes(const std::uint8_t* bytes, int values, std::uint8_t* row) {
         T value;
         fromByte(bytes[i], value);
         std::memcpy(row + static_cast<std::size_t>(i) * sizeof(T), &value, sizeof(T));
+    }
+}
+
+/// Channels red, green, blue, alpha as numbers, 1 being white and opaque.
+using Channels = std::array<float, 4>;
+
+Channels loadPixel(const std::uint8_t* at, Depth depth) {
+    Channels pixel{};
+    for (std::size_t c = 0; c < 4; ++c) {
+        if (depth == Depth::byte) pixel[c] = static_cast<float>(at[c]) / 255.0F;
+        if (depth == Depth::half16) {
+            std::uint16_t value;
+            std::memcpy(&value, at + 2 * c, 2);
+            pixel[c] = static_cast<float>(value) / 65535.0F;
+        }
+        if (depth == Depth::real) std::memcpy(&pixel[c], at + 4 * c, 4);
+    }
+    return pixel;
+}
+
+std::uint16_t codeOf(float value, float least, float span) {
+    const float code = least + value * span;
+    if (!(code > 0)) return 0;  // not-a-number, too
+    return static_cast<std::uint16_t>(std::lrintf(std::min(code, 65535.0F)));
+}
+
+/// A foreign pixel as a deep one.
+kernels::DeepPixel deepPixel(const std::uint8_t* at, Depth depth, AlphaKind kind,
+                             const kernels::DeepRange& range) {
+    Channels pixel = loadPixel(at, depth);
+    if (kind == AlphaKind::opaque) pixel[3] = 1;
+    if (kind == AlphaKind::straight)
+        for (std::size_t c = 0; c < 3; ++c) pixel[c] *= std::clamp(pixel[3], 0.0F, 1.0F);
+    const auto least = static_cast<float>(range.black), span = static_cast<float>(range.white - range.black);
+    return {codeOf(pixel[3], 0, 65535), codeOf(pixel[0], least, span), codeOf(pixel[1], least, span),
+            codeOf(pixel[2], least, span)};
+}
+
+/// And back.
+void storePixel(const kernels::DeepPixel& deep, AlphaKind kind, const kernels::DeepRange& range, Depth depth,
+                std::uint8_t* at) {
+    const float span = static_cast<float>(range.white - range.black);
+    const auto value = [&](std::uint16_t code) { return static_cast<float>(code - range.black) / span; };
+    Channels pixel{value(deep.red), value(deep.green), value(deep.blue),
+                   static_cast<float>(deep.alpha) / 65535.0F};
+    if (kind == AlphaKind::opaque) pixel[3] = 1;
+    if (kind == AlphaKind::straight && deep.alpha != 65535)
+        for (std::size_t c = 0; c < 3; ++c) pixel[c] = deep.alpha == 0 ? 0 : pixel[c] / pixel[3];
+    for (std::size_t c = 0; c < 4; ++c) {
+        const auto wide = codeOf(pixel[c], 0, 65535);
+        if (depth == Depth::half16) std::memcpy(at + 2 * c, &wide, 2);
+        if (depth == Depth::real) std::memcpy(at + 4 * c, &pixel[c], 4);
     }
 }
 
@@ -141,9 +194,41 @@ void Image::write(const Canvas& canvas, const OfxRectI& region, const OfxRectI& 
     }
 }
 
+kernels::DeepRange Image::range() const noexcept {
+    return depth_ == Depth::real ? kernels::DeepRange{4096, 60160} : kernels::DeepRange{};
+}
+
+DeepCanvas Image::readDeep(const OfxRectI& region, const kernels::DeepRange& range) const {
+    DeepCanvas canvas(region);
+    const OfxRectI part = empty() ? OfxRectI{} : intersection(region, bounds_);
+    const kernels::DeepPixel nothing = range.nothing();
+    for (int row = 0; row < canvas.height; ++row) {
+        unsigned char* out = canvas.target().row(row);
+        const int y = region.y2 - 1 - row;
+        const bool some = y >= part.y1 && y < part.y2;
+        for (int x = region.x1; x < region.x2; ++x, out += kernels::deepPixelBytes)
+            kernels::storeDeep(out, some && x >= part.x1 && x < part.x2
+                                        ? deepPixel(at(x, y), depth_, alpha_, range)
+                                        : nothing);
+    }
+    return canvas;
+}
+
+void Image::writeDeep(const DeepCanvas& canvas, const OfxRectI& region, const OfxRectI& window) {
+    if (empty()) return;
+    const OfxRectI part = intersection(intersection(window, bounds_), region);
+    const kernels::DeepRange codes = range();
+    for (int y = part.y1; y < part.y2; ++y) {
+        const unsigned char* in = canvas.view().row(region.y2 - 1 - y);
+        for (int x = part.x1; x < part.x2; ++x)
+            storePixel(kernels::loadDeep(in + (x - region.x1) * kernels::deepPixelBytes), alpha_, codes,
+                       depth_, at(x, y));
+    }
+}
+
 void Image::copyFrom(const Image& source, const OfxRectI& window) {
     if (empty()) return;
-    if (source.empty() || source.depth_ != depth_ || source.alpha_ != alpha_) {
+    if (source.empty() || source.depth_ != depth_) {
         Canvas canvas;
         const OfxRectI part = intersection(window, bounds_);
         if (part.x2 <= part.x1 || part.y2 <= part.y1) return;

@@ -157,10 +157,14 @@ inline constexpr const char* kActionCreateInstance = "OfxActionCreateInstance";
 inline constexpr const char* kActionDestroyInstance = "OfxActionDestroyInstance";
 inline constexpr const char* kActionIsIdentity = "OfxImageEffectActionIsIdentity";
 inline constexpr const char* kActionRender = "OfxImageEffectActionRender";
+inline constexpr const char* kActionRegionOfDefinition = "OfxImageEffectActionGetRegionOfDefinition";
+inline constexpr const char* kActionClipPreferences = "OfxImageEffectActionGetClipPreferences";
 
 // Contexts and their fixed names.
 inline constexpr const char* kContextTransition = "OfxImageEffectContextTransition";
 inline constexpr const char* kContextGeneral = "OfxImageEffectContextGeneral";
+inline constexpr const char* kContextFilter = "OfxImageEffectContextFilter";
+inline constexpr const char* kClipSource = "Source";           ///< the one picture of a filter
 inline constexpr const char* kClipFrom = "SourceFrom";         ///< outgoing picture of a transition
 inline constexpr const char* kClipTo = "SourceTo";             ///< incoming picture of a transition
 inline constexpr const char* kClipOutput = "Output";           ///< where the result goes
@@ -203,6 +207,9 @@ inline constexpr const char* kRenderFullySafe =
     "OfxImageEffectRenderFullySafe";  ///< any thread, any instance, any order
 inline constexpr const char* kPropClipOptional =
     "OfxImageClipPropOptional";  ///< int 1: clip may stay unconnected
+inline constexpr const char* kPropClipConnected = "OfxImageClipPropConnected";  ///< int 1: clip has pictures
+inline constexpr const char* kPropRegionOfDefinition =
+    "OfxImageEffectPropRegionOfDefinition";  ///< double 4: where the result has pixels
 inline constexpr const char* kPropRenderWindow =
     "OfxImageEffectPropRenderWindow";  ///< int 4: part of Output to fill
 inline constexpr const char* kPropPixelDepth =
@@ -229,6 +236,10 @@ inline constexpr const char* kImageUnPreMultiplied = "OfxImageAlphaUnPremultipli
 inline constexpr const char* kParamTypeDouble = "OfxParamTypeDouble";
 inline constexpr const char* kParamTypeInteger = "OfxParamTypeInteger";
 inline constexpr const char* kParamTypeChoice = "OfxParamTypeChoice";
+inline constexpr const char* kParamTypePage = "OfxParamTypePage";
+inline constexpr const char* kParamPageChild = "OfxParamPropPageChild";  ///< string N: what a page shows
+inline constexpr const char* kParamIncrement = "OfxParamPropIncrement";  ///< double 1: step of a knob
+inline constexpr const char* kParamDigits = "OfxParamPropDigits";        ///< int 1: decimals shown
 inline constexpr const char* kParamDefault =
     "OfxParamPropDefault";                                   ///< the parameter's type: value at creation
 inline constexpr const char* kParamMin = "OfxParamPropMin";  ///< least value

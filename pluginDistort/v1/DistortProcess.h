@@ -5,6 +5,8 @@
 // (FlowWarp.h, FlowMorph.h).
 #pragma once
 
+#include <array>
+
 #include "ImageLib/source/ARGBVal.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectWrap.h"
@@ -62,6 +64,23 @@ void DistortUsingProj(_EffectData* data, unsigned char* src, unsigned char* dest
 /// With fewer than two rows or columns nothing is drawn or changed.
 void TumbleAway(_EffectData* data, unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
                 float factor, bool proxyOnly);
+
+namespace tumblewash::plugin {
+
+/// A corner of the tumbling plate, in pixels from the top left of the picture.
+struct PlateCorner {
+    int x;  ///< columns
+    int y;  ///< rows
+};
+
+/// Top left, top right, bottom right, bottom left of the picture on the plate.
+using Plate = std::array<PlateCorner, 4>;
+
+/// Where `TumbleAway` puts the corners of a picture of `width` columns and `rows` rows at progress `factor`.
+/// `interlaced`: the rows are those of one field, and count double.
+Plate tumblePlate(int width, int rows, float factor, bool interlaced);
+
+}  // namespace tumblewash::plugin
 
 /// Estimates the motion between two frames of the same size by matching thumbnails of their odd fields.
 ///

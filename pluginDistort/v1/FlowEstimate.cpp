@@ -9,8 +9,6 @@
 
 #include "ImageLib/kernels/BlockMatch.h"
 #include "ImageLib/kernels/DeepConvertRow.h"
-#include "ImageLib/source/Correlator.h"
-#include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/SICommon.h"
 #include "ImageLib/source/SamplePixRect.h"
 #include "pluginDistort/v1/DeepProcess.h"
@@ -85,8 +83,8 @@ float scoreOf(std::uint32_t sum) {
     return static_cast<float>(((static_cast<double>(sum) / kFeatureSize) / kFeatureSize) / 3.0);
 }
 
-/// What `match` finds, from plain memory: the scores grow with the sums, so the first smallest sum has the
-/// first smallest score.
+/// Where the feature around (x, y) of `to` lies in `from`, relative to (x, y): what the correlator finds,
+/// from plain memory. Its scores grow with the sums, so the first smallest sum has the first smallest score.
 Offset matchBytes(const ThumbnailBytes& from, const ThumbnailBytes& to, int x, int y) {
     constexpr int f = kFeatureSize / 2;
     constexpr int s = f + kRange;
@@ -101,34 +99,16 @@ Offset matchBytes(const ThumbnailBytes& from, const ThumbnailBytes& to, int x, i
     return {least % places - kRange, least / places - kRange};
 }
 
-/// Where the feature around (x, y) of `to` lies in `from`, relative to (x, y), with the correlator's traces.
-Offset match(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, int x, int y) {
-    constexpr int f = kFeatureSize / 2;
-    constexpr int s = f + kRange;
-    PixRectRWRef<ARGBVal> toRec(to, x - f, y - f, x + f, y + f);
-    PixRectRWRef<ARGBVal> fromRec(from, x - s, y - s, x + s, y + s);
-    Correlator<ARGBVal> cor1(kRange, toRec.width(), toRec.height(), ComparePixDiff);
-    cor1.debugon(DBGMatch);
-    cor1.debugon(DBGProblem);
-    const std::unique_ptr<PixRectRW<GreyPixel<float>>> surface(cor1.makesurface(toRec, fromRec));
-    Offset best{0, 0};
-    GreyPixel<float> min, max;
-    cor1.getminmax(surface.get(), best.x, best.y, min, max);
-    if (std::fabs(max.getgrey() - min.getgrey()) < kFlatness) best = {0, 0};
-    return best;
-}
-
 /// The lattice of offsets, in frame columns and field rows.
 std::unique_ptr<Field> latticeOfOffsets(PixRectRW<ARGBVal>& from, PixRectRW<ARGBVal>& to, float sx,
                                         float sy) {
     auto flow = std::make_unique<Field>(kLatticeSize, kLatticeSize);
-    const bool traced = SICommon_H::tracing();
     const ThumbnailBytes fromBytes(from), toBytes(to);
     for (int gy = 0; gy < kLatticeSize; ++gy) {
         for (int gx = 0; gx < kLatticeSize; ++gx) {
             const int x = kSpacing * gx + to.lx() + kBorder + 1;
             const int y = kSpacing * gy + to.ly() + kBorder + 1;
-            const Offset best = traced ? match(from, to, x, y) : matchBytes(fromBytes, toBytes, x, y);
+            const Offset best = matchBytes(fromBytes, toBytes, x, y);
             flow->set(
                 gx, gy,
                 RGBPixel<float>(sx * static_cast<float>(best.x), sy * static_cast<float>(best.y), 0.0f));

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -15,12 +14,8 @@
 
 namespace {
 
-struct Corner {
-    int x, y;
-};
-
-/// Top left, top right, bottom right, bottom left.
-using Plate = std::array<Corner, 4>;
+using tumblewash::plugin::Plate;
+using Corner = tumblewash::plugin::PlateCorner;
 
 /// Truncation toward zero that saturates beyond int and gives 0 for not-a-number, so that a wild progress
 /// value still gives whole corners.
@@ -188,14 +183,17 @@ tumblewash::plugin::DeepFill fieldFill(const tumblewash::imagelib::DeepView& src
 
 }  // namespace
 
+Plate tumblewash::plugin::tumblePlate(int width, int rows, float factor, bool interlaced) {
+    return spunPlate(flippedPlate(width, rows, factor), width, rows, factor, interlaced);
+}
+
 void tumblewash::plugin::tumbleDeep(const imagelib::DeepView& src, const imagelib::DeepTarget& dest,
                                     float factor, bool progressive, const kernels::DeepRange& range,
                                     const kernels::DeepPixel& nothing) {
     if (src.width < 2 || src.height < 2) return;
     const int rows = progressive ? src.height : src.height / 2;
     const bool interlaced = rows != src.height;
-    const Plate flat = flippedPlate(src.width, rows, factor);
-    const Plate plate = spunPlate(flat, src.width, rows, factor, interlaced);
+    const Plate plate = tumblePlate(src.width, rows, factor, interlaced);
     const PlanarProj pp = projectionFor(plate, src.width, rows);
     const Box box(plate);
     const kernels::DeepPixel rim = averageColour(src, range);

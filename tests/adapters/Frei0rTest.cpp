@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "adapters/common/Rgba.h"
 #include "adapters/common/TransitionRenderer.h"
@@ -55,6 +59,25 @@ TEST_P(EveryFile, OnlyTheStandardsEntriesLeaveTheFile) {
     EXPECT_NE(library.symbol("f0r_update"), nullptr);
     EXPECT_NE(library.symbol("f0r_update2"), nullptr);
     EXPECT_EQ(library.symbol("_ZN10tumblewash15effectCatalogueEv"), nullptr);
+}
+
+// What a file brings along stays in the host's memory, and may clash with what the host has of it.
+TEST_P(EveryFile, NeedsNeitherTextStackNorLapackNorHighway) {
+    std::string stem = effect.id;
+    std::replace(stem.begin(), stem.end(), '-', '_');
+    const std::string command =
+        std::string("readelf -d '") + TUMBLEWASH_FREI0R_DIR + "/tumblewash_" + stem + ".so' | grep NEEDED";
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    ASSERT_NE(pipe, nullptr);
+    std::array<char, 256> line{};
+    int needed = 0;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), pipe.get()) != nullptr) {
+        const std::string text = line.data();
+        ++needed;
+        for (const char* foreign : {"pango", "fontconfig", "gobject", "lapack", "blas", "hwy", "gfortran"})
+            EXPECT_EQ(text.find(foreign), std::string::npos) << text;
+    }
+    EXPECT_GT(needed, 0);
 }
 
 // Hosts construct every plug-in once to read its defaults.

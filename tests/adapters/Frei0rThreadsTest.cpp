@@ -19,7 +19,6 @@
 
 namespace tumblewash::test {
 
-using host::Picture;
 using plugin::EffectRecord;
 using plugin::effectRecord;
 

@@ -151,7 +151,12 @@ struct TestSuites {
         active->imagesOut -= static_cast<int>(gone);
         return gone == 1 ? kOK : kErrBadHandle;
     }
-    static OfxStatus region(OfxImageClipHandle, OfxTime, OfxRectD*) { return kErrUnsupported; }
+    static OfxStatus region(OfxImageClipHandle clip, OfxTime, OfxRectD* rectangle) {
+        const auto found = active->regions.find(*reinterpret_cast<std::string*>(clip));
+        if (found == active->regions.end()) return kFailed;
+        *rectangle = found->second;
+        return kOK;
+    }
     static int abortAsked(OfxImageEffectHandle) { return active->aborts; }
     static OfxStatus memoryAlloc(OfxImageEffectHandle, std::size_t, OfxImageMemoryHandle*) {
         return kErrMemory;
@@ -306,7 +311,7 @@ void OfxTestHost::bringUp(int index, const std::string& context) {
     setString(in.handle(), kPropContext, 0, context.c_str());
     expect(act(index, kActionDescribeInContext, &in), "describe in context");
     for (auto& [name, parameter] : parameters)
-        if (parameter.properties.has(kParamDefault))
+        if (parameter.type != kParamTypePage && parameter.properties.has(kParamDefault))
             parameter.number = parameter.type == kParamTypeDouble
                                    ? parameter.properties.number(kParamDefault)
                                    : parameter.properties.integer(kParamDefault);
@@ -321,8 +326,8 @@ void OfxTestHost::takeDown(int index) {
 
 OfxStatus OfxTestHost::render(int index, double position, TestImage* from, TestImage* to, TestImage& output,
                               const OfxRectI* window) {
-    images_ = {{kClipFrom, from}, {kClipTo, to}, {kClipOutput, &output}};
-    parameters[context_ == kContextGeneral ? "mix" : kParamTransition].number = position;
+    images_ = {{kClipSource, from}, {kClipFrom, from}, {kClipTo, to}, {kClipOutput, &output}};
+    parameters[context_ == kContextTransition ? kParamTransition : "mix"].number = position;
     PropertySet in;
     store<double>(in.handle(), kPropTime, 0, 0.0);
     const OfxRectI& part = window != nullptr ? *window : output.bounds;
@@ -332,7 +337,7 @@ OfxStatus OfxTestHost::render(int index, double position, TestImage* from, TestI
 }
 
 OfxStatus OfxTestHost::identity(int index, double position, std::string& clip) {
-    parameters[context_ == kContextGeneral ? "mix" : kParamTransition].number = position;
+    parameters[context_ == kContextTransition ? kParamTransition : "mix"].number = position;
     PropertySet in, out;
     store<double>(in.handle(), kPropTime, 0, 7.0);
     const OfxStatus status = act(index, kActionIsIdentity, &in, &out);

@@ -91,6 +91,7 @@ class OfxTestHost {
     PropertySet effect;                           ///< the descriptor, then the instance
     std::map<std::string, PropertySet> clips;     ///< as defined
     std::map<std::string, Parameter> parameters;  ///< as defined
+    std::map<std::string, OfxRectD> regions;      ///< where the clips have pixels; others cannot tell
     std::vector<std::string> messages;
     int imagesOut = 0;    ///< fetched and not released
     int failFetchAt = 0;  ///< the n-th clipGetImage fails

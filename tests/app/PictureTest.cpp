@@ -4,9 +4,9 @@
 #include <cstring>
 #include <filesystem>
 
-#include "app/field.h"
 #include "edit/effects.h"
 #include "edit/picturesource.h"
+#include "edit/stillrender.h"
 #include "media/StillIO.h"
 #include "tests/app/ProgramRun.h"
 
@@ -231,48 +231,6 @@ TEST(SheetTest, OneRowPerEffectAndOneTilePerStep) {
               tumblewash::app::bytesOf(shop.file("again.png")));
 }
 
-TEST(FieldTest, TheWashsFieldIsWhatTheCatalogueMakes) {
-    const PluginModule module = openPlugin({});
-    TransitionJob job;
-    job.effect = findEffect(module, "wash-away");
-    job.size = {640, 480};
-    job.frames = 10;
-    job.direction = kPluginDirectionUp;
-    StillInput a(scene("harbour", 1, "640x480"), job.size, Fit::contain, {25, 1}, false);
-    StillInput b(scene("city", 1, "640x480"), job.size, Fit::contain, {25, 1}, false);
-    int cells = 0;
-    const std::vector<FieldVector> field = effectField(module, job, {&a, &b}, cells);
-    ASSERT_EQ(cells, 64);
-    ASSERT_EQ(field.size(), 64U * 64U);
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        EXPECT_EQ(field[i].dx, 0);
-        const double row = 65.0 - static_cast<double>(i / 64);
-        EXPECT_GE(field[i].dy, row / 64 * 28 / 26 * 480 - 0.01);
-        EXPECT_LE(field[i].dy, row / 64 * 2 * 480 + 0.01);
-    }
-    const std::vector<FieldVector> same = effectField(module, job, {&a, &b}, cells);
-    EXPECT_EQ(same[100].dy, field[100].dy) << "the same seed names the same field";
-}
-
-TEST(FieldTest, ThePlateFillsTheFrameAtTheStartAndShrinksToTheMiddle) {
-    const PluginModule module = openPlugin({});
-    TransitionJob job;
-    job.effect = findEffect(module, "tumble-away");
-    job.size = {720, 480};
-    job.frames = 1000;
-    StillInput a(scene("harbour", 60, "720x480"), job.size, Fit::contain, {25, 1}, false);
-    StillInput b(scene("city", 60, "720x480"), job.size, Fit::contain, {25, 1}, false);
-    const auto start = platePosition(module, job, {&a, &b}, 0);
-    ASSERT_TRUE(start);
-    EXPECT_EQ(*start, (Plate{{{0, 0}, {720, 0}, {720, 480}, {0, 480}}}));
-    const auto end = platePosition(module, job, {&a, &b}, 999);
-    ASSERT_TRUE(end);
-    for (const auto& corner : *end) {
-        EXPECT_NEAR(corner[0], 360, 20);
-        EXPECT_NEAR(corner[1], 240, 20);
-    }
-}
-
 TEST(FieldTest, EveryEffectHasAPicture) {
     for (const std::string& id : effectIds()) {
         if (id == "none") continue;
@@ -282,6 +240,15 @@ TEST(FieldTest, EveryEffectHasAPicture) {
         EXPECT_EQ(result.code, 0) << id << ": " << result.err;
         EXPECT_GT(readStill(shop.file("f.png")).width(), 160);
     }
+}
+
+TEST(FieldTest, AModuleIsNotAskedForItsFields) {
+    const Workshop shop;
+    const RunResult result = shop.run({"field", scene("harbour", 3, "64x48"), scene("city", 3, "64x48"), "-o",
+                                       shop.file("f.png"), "--plugin", "nowhere.so"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_NE(result.err.find("leave --plugin out"), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(shop.file("f.png")));
 }
 
 TEST(DemoTest, MakesTwoMoviesAndASheet) {

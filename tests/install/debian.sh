@@ -14,7 +14,7 @@ logged() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "debian.
 inside() { "${as_root[@]}" chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
 (cd "$build" && logged cpack -G DEB -B "$work/packages")
-for package in tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx; do
+for package in tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx libtumblewash0 python3-tumblewash; do
     ls "$work/packages/${package}_"*.deb >/dev/null
 done
 logged "${as_root[@]}" debootstrap --variant=minbase bookworm "$root" "$mirror"
@@ -28,7 +28,7 @@ logged inside tumblewash frame "pattern:harbour?size=64x64" "pattern:city?size=6
 logged inside tumblewash join "pattern:harbour?size=64x64&seconds=1" "pattern:city?size=64x64&seconds=1" -o /tmp/join.mp4 --effect morph --duration 0.4
 [ -s "$root/tmp/frame.png" ] && [ -s "$root/tmp/join.mp4" ] || { echo "debian.sh: nothing was rendered" >&2; exit 1; }
 
-logged inside sh -c 'apt-get install -y --no-install-recommends /packages/tumblewash-*.deb g++ cmake ninja-build'
+logged inside sh -c 'apt-get install -y --no-install-recommends /packages/*.deb g++ cmake ninja-build'
 logged inside /packages/use.sh /usr /usr/share/doc/tumblewash/examples g++
 for file in $(dpkg-deb -c "$work/packages/tumblewash-frei0r_"*.deb | awk '/\.so$/ { print $NF }') \
             $(dpkg-deb -c "$work/packages/tumblewash-openfx_"*.deb | awk '/\.ofx$/ { print $NF }'); do
@@ -38,7 +38,7 @@ for file in $(dpkg-deb -c "$work/packages/tumblewash-frei0r_"*.deb | awk '/\.so$
 done
 [ "${loaded:-0}" -ge 14 ] || { echo "debian.sh: ${loaded:-0} loadable files in the packages of the adapters" >&2; exit 1; }
 
-logged inside apt-get purge -y tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx
+logged inside apt-get purge -y tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx libtumblewash0 python3-tumblewash
 left=$(cd "$root" && find usr etc -iname '*tumblewash*' -o -iname 'pluginDistort*' | grep -v '^usr/share/doc' || true)
 [ -z "$left" ] || { echo "debian.sh: left behind: $left" >&2; exit 1; }
 echo "packages installed, used and removed; $loaded loadable files"

@@ -23,7 +23,11 @@ def readelf(path, *options):
 
 def package_of(path):
     name = str(path.relative_to(prefix))
-    return "tumblewash-openfx" if "OFX/" in name else "tumblewash-frei0r" if "frei0r" in name else "tumblewash"
+    for part, package in (("OFX/", "tumblewash-openfx"), ("frei0r", "tumblewash-frei0r"), ("python3/", "python3-tumblewash"),
+                          ("libtumblewash.so", "libtumblewash0")):
+        if part in name:
+            return package
+    return "tumblewash"
 
 
 def look_at_binary(path):

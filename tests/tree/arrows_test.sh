@@ -29,7 +29,7 @@ expect() {  # expect FILE INCLUDE-LINE TEXT: the line in that file gives a fault
 fresh
 python3 "$here/arrows.py" "$copy" >"$copy/said" || { cat "$copy/said" >&2; exit 1; }
 expect platform/a.h '#include "host/a.h"' 'platform may not include host/a.h'
-expect host/a.h '#include "pluginDistort/a.h"' 'host may not include pluginDistort/a.h'
+expect host/a.h '#include "media/a.h"' 'host may not include media/a.h'
 expect host/a.h '#include "tests/a.h"' 'host may not include tests/a.h'
 expect app/a.h '#include "a.h"' 'is no path from the root'
 expect app/a.h '#include "host/missing.h"' 'host/missing.h does not exist'

@@ -1,4 +1,4 @@
-// The two functions of the Highway library that the image library's kernels call, so that the bundle does not
+// The two functions of the Highway library that the image library's kernels call, so that an adapter does not
 // need the shared library: which instruction sets this machine has, and which one was chosen. Only the sets
 // that the compiler can ask the processor about in one word are offered; every set gives the same bytes.
 

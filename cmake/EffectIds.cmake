@@ -1,0 +1,21 @@
+# tw_read_effect_ids(FILE OUT): the ids of the catalogue's table in the order of their indices, read out of its source.
+function(tw_read_effect_ids file out)
+  file(STRINGS "${file}" rows REGEX "\\.id = \"[a-z-]+\"")
+  set(ids)
+  foreach(row ${rows})
+    string(REGEX REPLACE "^.*\\.id = \"([a-z-]+)\".*$" "\\1" id "${row}")
+    list(APPEND ids "${id}")
+  endforeach()
+  if(NOT ids)
+    message(FATAL_ERROR "${file}: no row of the catalogue has an id")
+  endif()
+  set(${out} ${ids} PARENT_SCOPE)
+endfunction()
+
+# Run by itself, it prints them: cmake -DTABLE=FILE -P EffectIds.cmake
+if(CMAKE_SCRIPT_MODE_FILE AND TABLE)
+  tw_read_effect_ids("${TABLE}" ids)
+  foreach(id ${ids})
+    message(STATUS "${id}")
+  endforeach()
+endif()
