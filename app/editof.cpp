@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "edit/effects.h"
@@ -130,7 +131,10 @@ void putRest(const Options& o, Edit& edit) {
     if (!o.preset.empty()) edit.output.preset = o.preset;
     edit.output.colour = o.wishes;
     edit.still = EditTime{o.still, {}};
-    edit.sound = o.audio;
+    // Across seams two sounds meet, which a straight line would let dip; one clip alone only fades.
+    const bool seams = o.command != Command::Out && o.command != Command::In;
+    const bool said = std::find(o.given.begin(), o.given.end(), "--audio") != o.given.end();
+    edit.sound = said || !seams ? o.audio : host::AudioPolicy::equalPower;
     edit.chapters = o.chapters;
     if (!o.title.empty()) edit.title = o.title;
     if (!o.comment.empty()) edit.comment = o.comment;

@@ -82,6 +82,7 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
     for (std::size_t i = request.notes.size(); i < report.warnings.size(); ++i)
         say("tumblewash: warning: {}", report.warnings[i]);
     if (o.quiet || o.output == "md5:") return;
+    for (const std::string& remark : report.remarks) say("{}", remark);
     const std::string made = o.output == "null:" ? "null" : quotedName(o.output);
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", made, report.frames,
         secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),

@@ -233,8 +233,7 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) { o.longest = parseTime(v); }},
     {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
      "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
-     "levels, or no "
-     "sound (default natural)",
+     "levels, or no sound (default equal-power; natural for out and in)",
      kEdits, storeAudio},
     {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
      "quality of the picture, lower is better: 0 to 51 (H.264, HEVC), 0 to 63 (VP9, AV1)", kEdits,

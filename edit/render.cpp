@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
+#include <span>
 #include <thread>
 
 #include "edit/errors.h"
 #include "edit/outputs.h"
 #include "edit/sound.h"
+#include "edit/soundtrack.h"
 #include "edit/transition.h"
 #include "media/Quoting.h"
 
@@ -18,6 +20,7 @@ namespace tumblewash::edit {
 
 using host::AudioCircumstances;
 using host::AudioLevels;
+using host::AudioPolicy;
 using host::audioPolicyName;
 using host::decideLevels;
 using host::samplesBefore;
@@ -47,7 +50,14 @@ class Pass {
   public:
     Pass(const RenderSettings& settings, MovieRequest& request, Writer& writer, Report& report,
          const RenderHooks& hooks)
-        : settings_(settings), request_(request), writer_(writer), report_(report), hooks_(hooks) {}
+        : settings_(settings),
+          request_(request),
+          writer_(writer),
+          report_(report),
+          hooks_(hooks),
+          soundtrack_(request, [&writer](std::span<const float> samples) {
+              writer.writeSamples(samples.data(), samples.size() / kChannels);
+          }) {}
 
     void run() {
         bool begun = false;
@@ -65,6 +75,9 @@ class Pass {
             closeUsed(segment);
             giveMemoryBack();
         }
+        if (!request_.sound) return;
+        soundtrack_.finish();
+        report_.told = soundtrack_.told();
     }
 
   private:
@@ -104,9 +117,8 @@ class Pass {
         return samples;
     }
 
-    void writeSound(std::int64_t frame, const std::vector<float>& samples) {
-        if (wanted(frame) && !samples.empty())
-            writer_.writeSamples(samples.data(), samples.size() / kChannels);
+    void writeSound(std::int64_t frame, std::vector<float> samples) {
+        if (wanted(frame) && !samples.empty()) soundtrack_.add(frame, std::move(samples));
     }
 
     void advance() {
@@ -190,16 +202,16 @@ class Pass {
         }
         const bool second = placement == Placement::Halves && k >= segment.countA;
         FrameSound sound{soundOf(clip(second ? segment.clipB : segment.clipA), frame), {}};
-        const int rate = request_.writer.sampleRate;
-        if (placement == Placement::Halves && k == segment.countA - 1)
-            fadeEnd(sound.outgoing, rate, SoundEnd::Tail);
-        if (placement == Placement::Halves && k == segment.countA)
-            fadeEnd(sound.outgoing, rate, SoundEnd::Head);
+        const auto fade = [&](SoundEnd end) {
+            fadeEnd(sound.outgoing, kChannels, request_.writer.sampleRate, end, kMorphFadeSeconds);
+        };
+        if (placement == Placement::Halves && k == segment.countA - 1) fade(SoundEnd::Tail);
+        if (placement == Placement::Halves && k == segment.countA) fade(SoundEnd::Head);
         return sound;
     }
 
-    AudioLevels levelsFor(const Segment& segment, const TransitionJob& job, std::int64_t k,
-                          const std::optional<AudioLevels>& asked) {
+    AudioCircumstances circumstances(const Segment& segment, const TransitionJob& job, std::int64_t k,
+                                     const std::optional<AudioLevels>& asked) {
         const Placement placement = placementOf(job.effect);
         AudioCircumstances now;
         now.effect = job.effect.index;
@@ -210,16 +222,16 @@ class Pass {
         now.arriving = placement == Placement::Before;
         now.steady = placement == Placement::Halves;
         now.asked = asked;
-        return decideLevels(seamOf(segment).sound, now);
+        return now;
     }
 
-    static AudioLevels levelsBefore(Placement placement) {
-        return {placement == Placement::Before ? 0 : 256, 0};
+    static MixMoment momentBefore(Placement placement) {
+        return {placement == Placement::Before ? 0.0 : 1.0, 0.0};
     }
 
-    static AudioLevels levelsAfter(Placement placement) {
-        if (placement == Placement::Overlap) return {0, 256};
-        return {placement == Placement::After ? 0 : 256, 0};
+    static MixMoment momentAfter(Placement placement) {
+        if (placement == Placement::Overlap) return {0.0, 1.0};
+        return {placement == Placement::After ? 0.0 : 1.0, 0.0};
     }
 
     void render(const Segment& segment) {
@@ -238,7 +250,8 @@ class Pass {
         ParallelRenderer renderer(request_.module, job, sessions, key, settings_.cancel);
         renderer.submit(std::move(first.a), std::move(first.b));
         ReportedTransition told = reported(segment, job, sessions);
-        SoundRamp ramp(levelsBefore(placement));
+        const AudioPolicy policy = seamOf(segment).sound;
+        SoundRamp ramp(momentBefore(placement), rampShape(policy), kChannels);
         std::int64_t submitted = 1;
         for (std::int64_t k = 0; k < segment.count; ++k) {
             for (; submitted < segment.count && submitted - k < static_cast<std::int64_t>(renderer.window());
@@ -251,12 +264,13 @@ class Pass {
             if (!frame.warning.empty())
                 report_.warnings.push_back(fmt::format("{}: {}", job.effect.id, frame.warning));
             if (request_.sound) {
-                told.levels.push_back(levelsFor(segment, job, k, frame.asked));
+                const AudioCircumstances now = circumstances(segment, job, k, frame.asked);
+                told.levels.push_back(decideLevels(policy, now));
                 writeSound(segment.first + k - 1,
-                           ramp.push(told.levels.back(), soundFor(segment, placement, k)));
+                           ramp.push(mixMoment(policy, now), soundFor(segment, placement, k)));
             }
         }
-        writeSound(segment.first + segment.count - 1, ramp.finish(levelsAfter(placement)));
+        writeSound(segment.first + segment.count - 1, ramp.finish(momentAfter(placement)));
         told.clip = renderer.finish();
         told.seconds = since(start);
         report_.transitions.push_back(std::move(told));
@@ -284,6 +298,7 @@ class Pass {
     Writer& writer_;
     Report& report_;
     const RenderHooks& hooks_;
+    Soundtrack soundtrack_;
 };
 
 }  // namespace
@@ -313,6 +328,7 @@ void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& 
         Pass(settings, request, writer, report, hooks).run();
         report.renderSeconds = since(began);
         report.samples = writer.samples();
+        if (std::string line = limiterLine(report); !line.empty()) report.remarks.push_back(std::move(line));
         // Nothing that needs memory comes after the commit: what fails leaves the old file.
         for (const Clip& clip : request.clips)
             for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));

@@ -1,5 +1,8 @@
 #include "edit/report.h"
 
+#include <fmt/format.h>
+
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "media/Quoting.h"
@@ -63,6 +66,22 @@ Json clipJson(const ReportedClip& clip) {
     return json;
 }
 
+double decibelsOf(double linear) {
+    return 20 * std::log10(linear);
+}
+
+/// Decibels with two decimals; null for silence.
+Json decibelsJson(double linear) {
+    return linear > 0 ? Json(std::round(decibelsOf(linear) * 100) / 100) : Json();
+}
+
+Json soundJson(const Report& report) {
+    Json json{{"policy", report.audio}, {"channels", kChannels}, {"samples", report.samples}};
+    json["truePeak"] = decibelsJson(report.told.truePeak);
+    json["limiter"] = {{"reduction", decibelsJson(report.told.gain)}, {"samples", report.told.limited}};
+    return json;
+}
+
 Json transitionJson(const ReportedTransition& t, bool sound) {
     Json json{{"effect", t.id},     {"index", t.index}, {"name", t.name},    {"firstFrame", t.firstFrame},
               {"frames", t.frames}, {"clipA", t.clipA}, {"firstA", t.firstA}};
@@ -116,6 +135,12 @@ std::string directionName(HYPluginDirection direction) {
     }
 }
 
+std::string limiterLine(const Report& report) {
+    if (report.told.limited == 0) return {};
+    return fmt::format("sound: peaks of {:+.1f} dBTP are limited to {:.0f}, by up to {:.1f} dB",
+                       decibelsOf(report.told.truePeak), Limiter::kCeilingDb, -decibelsOf(report.told.gain));
+}
+
 std::string reportJson(const Report& report) {
     Json json{{"program", report.program},
               {"command", report.command},
@@ -126,10 +151,7 @@ std::string reportJson(const Report& report) {
               {"rate", rateJson(report.rate)},
               {"frames", report.frames},
               {"seconds", secondsOf(report.frames, report.rate)}};
-    if (report.sound)
-        json["sound"] = {{"policy", report.audio}, {"channels", kChannels}, {"samples", report.samples}};
-    else
-        json["sound"] = nullptr;
+    json["sound"] = report.sound ? soundJson(report) : Json();
     if (report.colour) json["colour"] = movieColourJson(*report.colour);
     json["clips"] = Json::array();
     for (const ReportedClip& clip : report.clips) json["clips"].push_back(clipJson(clip));
@@ -137,6 +159,7 @@ std::string reportJson(const Report& report) {
     for (const ReportedTransition& t : report.transitions)
         json["transitions"].push_back(transitionJson(t, report.sound));
     json["warnings"] = report.warnings;
+    if (!report.remarks.empty()) json["remarks"] = report.remarks;
     json["timings"] = {{"open", report.openSeconds},
                        {"render", report.renderSeconds},
                        {"finish", report.finishSeconds},

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "edit/clips.h"
+#include "edit/limiter.h"
 #include "edit/times.h"
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
@@ -57,10 +58,12 @@ struct Report {
     bool sound = false;
     std::int64_t samples = 0;
     std::string audio;
+    LimiterTold told;  ///< what the limiter saw and did
     std::optional<media::MovieColour> colour;  ///< of a movie or sequence
     std::vector<ReportedClip> clips;
     std::vector<ReportedTransition> transitions;
     std::vector<std::string> warnings;
+    std::vector<std::string> remarks;  ///< what the user should know of the run, and is no fault
     double openSeconds = 0;
     double renderSeconds = 0;
     double finishSeconds = 0;
@@ -72,6 +75,9 @@ ReportedClip reportedClip(const Clip& clip);
 
 /// "up", "down", "left", "right" or "none".
 std::string directionName(HYPluginDirection direction);
+
+/// One line on what the limiter did; empty when nothing is to be said.
+std::string limiterLine(const Report& report);
 
 /// The report as indented JSON with a final newline.
 std::string reportJson(const Report& report);

@@ -1,0 +1,56 @@
+#include "edit/soundtrack.h"
+
+#include "edit/sound.h"
+
+namespace tumblewash::edit {
+namespace {
+
+/// The clips that a segment ends and begins with.
+int lastClipOf(const Segment& segment) {
+    return segment.clipB >= 0 ? segment.clipB : segment.clipA;
+}
+
+/// True when one clip goes on where the other stops in the same file, so that nothing jumps.
+bool goesOn(const Clip& before, const Clip& after) {
+    return !before.isBlack() && before.path() == after.path() &&
+           before.in() + before.frames() == after.in();
+}
+
+}  // namespace
+
+Soundtrack::Soundtrack(const MovieRequest& request, Sink sink)
+    : request_(request),
+      sink_(std::move(sink)),
+      limiter_(media::kChannels, request.writer.sampleRate, true) {
+    const std::vector<Segment>& segments = request.plan.segments;
+    for (std::size_t i = 1; i < segments.size(); ++i) {
+        const int before = lastClipOf(segments[i - 1]);
+        const int after = segments[i].clipA;
+        if (before == after || goesOn(request.clips[static_cast<std::size_t>(before)],
+                                      request.clips[static_cast<std::size_t>(after)]))
+            continue;
+        ending_.insert(segments[i].first - 1);
+        beginning_.insert(segments[i].first);
+    }
+}
+
+void Soundtrack::add(std::int64_t frame, std::vector<float> samples) {
+    const int channels = media::kChannels;
+    const int rate = request_.writer.sampleRate;
+    if (ending_.contains(frame)) fadeEnd(samples, channels, rate, SoundEnd::Tail, kCutFadeSeconds);
+    if (beginning_.contains(frame)) fadeEnd(samples, channels, rate, SoundEnd::Head, kCutFadeSeconds);
+    limiter_.pass(samples, limited_);
+    send();
+}
+
+void Soundtrack::finish() {
+    limiter_.flush(limited_);
+    send();
+}
+
+void Soundtrack::send() {
+    if (!limited_.empty()) sink_(limited_);
+    limited_.clear();
+}
+
+}  // namespace tumblewash::edit

@@ -1,0 +1,42 @@
+// The sound of a result on its way to whoever writes it: frames come in order, mixed; what belongs to the whole is
+// done here: short fades at plain cuts and the limiter. It reads nothing and knows no transitions.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <span>
+#include <vector>
+
+#include "edit/limiter.h"
+#include "edit/request.h"
+
+namespace tumblewash::edit {
+
+class Soundtrack {
+  public:
+    /// What takes finished samples, interleaved; never none.
+    using Sink = std::function<void(std::span<const float> interleaved)>;
+
+    /// The request must outlive the object.
+    Soundtrack(const MovieRequest& request, Sink sink);
+
+    /// The sound of one frame of the plan, which is of its own length; frames come in order.
+    void add(std::int64_t frame, std::vector<float> samples);
+    /// All frames are in.
+    void finish();
+
+    const LimiterTold& told() const noexcept { return limiter_.told(); }
+
+  private:
+    void send();
+
+    const MovieRequest& request_;
+    Sink sink_;
+    Limiter limiter_;
+    std::vector<float> limited_;
+    std::set<std::int64_t> ending_;     // frames after which another clip's sound begins
+    std::set<std::int64_t> beginning_;  // frames before which another clip's sound ended
+};
+
+}  // namespace tumblewash::edit
