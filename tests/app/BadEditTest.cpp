@@ -117,7 +117,7 @@ TEST_F(BadEditTest, PicturesDamagedInTheMiddleAreRenderedWithACount) {
               0);
     const nlohmann::json packets = nlohmann::json::parse(bytesOf(shop.file("packets")))["packets"];
     std::string bytes = bytesOf(file);
-    for (const int k : {20, 30}) {
+    for (const std::size_t k : {20U, 30U}) {
         const auto at = static_cast<std::size_t>(std::stoul(packets[k]["pos"].get<std::string>()));
         const auto size = static_cast<std::size_t>(std::stoul(packets[k]["size"].get<std::string>()));
         for (std::size_t i = size / 2; i < size; ++i) bytes[at + i] = static_cast<char>(37 * i + 11);
