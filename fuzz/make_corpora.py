@@ -203,6 +203,25 @@ for name in ("a.mp4", "k.png"):
             (path / ("%s-%d-%02d" % (name, trouble, reading))).write_bytes(
                 data + bytes((ENDINGS.index(pathlib.Path(name).suffix), trouble, reading)))
 
+# Headers and first packets of clips that are copied.
+path = sets = seeds("parameter_sets")
+codings = {"plain": "keyint=4", "open": "keyint=4:open-gop=1", "cavlc": "cabac=0:slices=2:keyint=3", "flat": "bframes=0",
+           "headers": "repeat-headers=1:keyint=3:aud=1:nal-hrd=vbr:vbv-maxrate=500:vbv-bufsize=500"}
+for name, coding in codings.items():
+    made = path / (name + ".mkv")
+    coded = (*video, "-t", "1.2", "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-x264-params", coding)
+    subprocess.run(["ffmpeg", "-v", "quiet", "-y", *coded, str(made)], stdin=subprocess.DEVNULL, check=False)
+    plain = subprocess.run(["ffmpeg", "-v", "quiet", "-i", str(made), "-c", "copy", "-f", "h264", "-"],
+                           stdin=subprocess.DEVNULL, capture_output=True, check=False).stdout
+    units = [unit for unit in plain.replace(b"\0\0\0\1", b"\0\0\1").split(b"\0\0\1") if unit]
+    for number, unit in enumerate(units[:6]):
+        (sets / ("%s-%d" % (name, number))).write_bytes(unit)
+    header = b"".join(b"\0\0\1" + unit for unit in units if unit[0] & 31 in (7, 8))[:400]
+    packets = [b"\0\0\1" + unit for unit in units if unit[0] & 31 in (1, 5, 6)]
+    made.unlink(missing_ok=True)
+    for number, packet in enumerate(packets[:3]):
+        (sets / ("%s-whole-%d" % (name, number))).write_bytes(len(header).to_bytes(2, "big") + header + packet)
+
 # Profiles as packages and libraries ship them; the long tables of presses are left to the long form.
 path = seeds("profiles")
 found = [file for where in ("/usr/share/color/icc", "/usr/share/ghostscript") if pathlib.Path(where).is_dir()
