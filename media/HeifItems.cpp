@@ -359,6 +359,7 @@ HeifItems readHeifItems(std::span<const uint8_t> file, const std::string& path) 
     for (const auto& [item, type] : table.types) out.gainMap = out.gainMap || type == "tmap";
     const uint32_t coded = codedItem(table);
     out.tags = tagsOf(table, table.primary);
+    out.ownTags = out.tags && coded == table.primary;
     if (!out.tags) out.tags = tagsOf(table, coded);
     for (const Box& box : table.properties)
         if (isNclx(box)) out.tagPlaces.push_back(static_cast<size_t>(box.content.data() + 4 - file.data()));

@@ -115,13 +115,19 @@ bool isOwnMatrix(int matrix) {
            matrix == AVCOL_SPC_BT2020_NCL;
 }
 
-/// Writes the tags that the library takes as its own into its copy of the file: R'G'B' of sRGB by BT.601,
-/// full range. Others it converts to these through 8-bit R'G'B' with repeated chroma, limited range a little
-/// too bright; these it hands out as they were coded.
-void hideTags(std::vector<uint8_t>& file, const std::vector<size_t>& places) {
-    constexpr std::array<uint8_t, 7> own{0, 1, 0, 13, 0, 6, 0x80};
+/// Tags for the library's copy of the file. It makes R'G'B' of every picture, cut off at black and white,
+/// whatever is asked for.
+using Tags = std::array<uint8_t, 7>;
+/// R'G'B' by the matrix that leaves all as it is (ITU-T H.273, identity): Y' comes back as green, Cb as blue,
+/// Cr as red, each code as it was coded and chroma repeated to every pixel.
+constexpr Tags kIdentity{0, 1, 0, 13, 0, 0, 0x80};
+/// What the library takes where nothing is said: sRGB by BT.601, full range. For pictures made from others,
+/// whose parts may have no tags to change.
+constexpr Tags kUsual{0, 1, 0, 13, 0, 6, 0x80};
+
+void retag(std::vector<uint8_t>& file, const std::vector<size_t>& places, const Tags& tags) {
     for (const size_t place : places)
-        std::copy(own.begin(), own.end(), file.begin() + static_cast<ptrdiff_t>(place));
+        std::copy(tags.begin(), tags.end(), file.begin() + static_cast<ptrdiff_t>(place));
 }
 
 /// How an image is laid out, in this room's terms.
@@ -132,7 +138,15 @@ struct Layout {
     int depth = 8;
     AVPixelFormat format = AV_PIX_FMT_NONE;
     int formatDepth = 8;
+    bool repeated = false;  // chroma of the image is repeated to every pixel, the frame's is not
 };
+
+/// The chroma of a picture that came through the identity. One with coarse columns alone may be turned: it
+/// keeps all that is repeated.
+std::string chromaFamily(HeifChroma coded, bool turned) {
+    if (coded == HeifChroma::yuv420) return "420";
+    return coded == HeifChroma::yuv422 && !turned ? "422" : "444";
+}
 
 std::string formatName(const std::string& family, bool alpha, int depth) {
     const std::string name =
@@ -140,14 +154,16 @@ std::string formatName(const std::string& family, bool alpha, int depth) {
     return depth == 8 ? name : name + std::to_string(depth) + (AV_HAVE_BIGENDIAN != 0 ? "be" : "le");
 }
 
-Layout layoutOf(const heif_image* image, const std::string& path) {
+/// `identity`: the chroma to give planes that came through the identity; empty for all others.
+Layout layoutOf(const heif_image* image, const std::string& identity, const std::string& path) {
     Layout out;
     std::string family;
     out.alpha = heif_image_has_channel(image, heif_channel_Alpha) != 0;
     const heif_colorspace space = heif_image_get_colorspace(image);
     const heif_chroma chroma = heif_image_get_chroma_format(image);
     if (space == heif_colorspace_RGB && chroma == heif_chroma_444) {
-        family = "gbr";
+        family = identity.empty() ? "gbr" : identity;
+        out.repeated = !identity.empty();
         out.planes = {heif_channel_G, heif_channel_B, heif_channel_R};
         out.colours = 3;
     } else if (space == heif_colorspace_YCbCr && chroma >= heif_chroma_420 && chroma <= heif_chroma_444) {
@@ -184,10 +200,14 @@ void copyPlane(const heif_image* image, heif_channel channel, const Layout& layo
     const int height = chroma ? AV_CEIL_RSHIFT(frame.height, format.log2_chroma_h) : frame.height;
     const int depth = heif_image_get_bits_per_pixel_range(image, channel);
     const bool wide = heif_image_get_bits_per_pixel(image, channel) > 8;
+    const bool repeated = chroma && layout.repeated;
+    const int columns = repeated ? 1 << format.log2_chroma_w : 1,
+              rows = repeated ? 1 << format.log2_chroma_h : 1;
+    const int fromWidth = repeated ? frame.width : width, fromHeight = repeated ? frame.height : height;
     int stride = 0;
     const uint8_t* from = heif_image_get_plane_readonly(image, channel, &stride);
-    if (from == nullptr || depth < 1 || depth > 16 || heif_image_get_width(image, channel) < width ||
-        heif_image_get_height(image, channel) < height || stride < width * (wide ? 2 : 1))
+    if (from == nullptr || depth < 1 || depth > 16 || heif_image_get_width(image, channel) < fromWidth ||
+        heif_image_get_height(image, channel) < fromHeight || stride < fromWidth * (wide ? 2 : 1))
         refuse(path, "is damaged: its planes do not go together; get a good copy");
     const uint32_t top = (1U << depth) - 1, newTop = (1U << layout.formatDepth) - 1;
     const auto coded = [&](uint32_t code) {
@@ -196,11 +216,15 @@ void copyPlane(const heif_image* image, heif_channel channel, const Layout& layo
         return depth < layout.formatDepth ? code << (layout.formatDepth - depth)
                                           : code >> (depth - layout.formatDepth);
     };
-    for (int y = 0; y < height; ++y, from += stride) {
+    for (int y = 0; y < height; ++y, from += ptrdiff_t{stride} * rows) {
         uint8_t* to = frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
         for (int x = 0; x < width; ++x) {
-            uint16_t code = from[x];
-            if (wide) std::memcpy(&code, from + ptrdiff_t{2} * x, sizeof code);
+            const ptrdiff_t at = ptrdiff_t{x} * columns;
+            uint16_t code = 0;
+            if (wide)
+                std::memcpy(&code, from + 2 * at, sizeof code);
+            else
+                code = from[at];
             const uint32_t value = coded(code);
             if (layout.formatDepth == 8)
                 to[x] = static_cast<uint8_t>(value);
@@ -224,8 +248,8 @@ void fillPlane(AVFrame& frame, int plane, const Layout& layout) {
     }
 }
 
-FramePtr frameOf(const heif_image* image, const std::string& path) {
-    const Layout layout = layoutOf(image, path);
+FramePtr frameOf(const heif_image* image, const std::string& identity, const std::string& path) {
+    const Layout layout = layoutOf(image, identity, path);
     FramePtr frame = newFrame();
     frame->width = heif_image_get_width(image, layout.planes[0]);
     frame->height = heif_image_get_height(image, layout.planes[0]);
@@ -285,7 +309,7 @@ Image decode(const heif_image_handle* handle, bool av1, heif_colorspace space, h
     return Image(orBadAlloc(raw));
 }
 
-/// Without conversion where the library lets it be: told nothing, it makes R'G'B' with coarse chroma.
+/// In the chroma of the file; the library's own way is R'G'B'.
 Image decodeAsStored(const heif_image_handle* handle, bool av1, HeifChroma chroma, const std::string& path) {
     switch (chroma) {
         case HeifChroma::yuv420:
@@ -315,7 +339,8 @@ StillPicture decodeHeif(const InputBytes& input, CancelFlag cancel) {
     std::vector<uint8_t> file = input.whole(kMaxBytes);
     const HeifItems items = readHeifItems(file, path);
     const bool asCoded = items.tags && isOwnMatrix(items.tags->matrix) && items.chroma != HeifChroma::unknown;
-    if (asCoded) hideTags(file, items.tagPlaces);
+    const bool exact = asCoded && items.ownTags && items.chroma != HeifChroma::grey;
+    if (asCoded) retag(file, items.tagPlaces, exact ? kIdentity : kUsual);
     const Context context(orBadAlloc(heif_context_alloc()));
     heif_context_set_maximum_image_size_limit(context.get(), kMaxPictureSide);
     check(heif_context_read_from_memory_without_copy(context.get(), file.data(), items.end, nullptr), path);
@@ -325,14 +350,14 @@ StillPicture decodeHeif(const InputBytes& input, CancelFlag cancel) {
     checkSize(handle.get(), path);
     throwIfRaised(cancel, path);
 
-    const bool green = items.tags && !isOwnMatrix(items.tags->matrix);
+    const bool rgb = exact || (items.tags && !isOwnMatrix(items.tags->matrix));
     const bool av1 = items.codec == "av1";
-    const Image image = green ? decode(handle.get(), av1, heif_colorspace_RGB, heif_chroma_444, path)
-                              : decodeAsStored(handle.get(), av1, items.chroma, path);
+    const Image image = rgb ? decode(handle.get(), av1, heif_colorspace_RGB, heif_chroma_444, path)
+                            : decodeAsStored(handle.get(), av1, items.chroma, path);
     throwIfRaised(cancel, path);
 
     StillPicture out;
-    out.frame = frameOf(image.get(), path);
+    out.frame = frameOf(image.get(), exact ? chromaFamily(items.chroma, items.turned) : std::string(), path);
     setTags(*out.frame, asCoded ? &*items.tags : nullptr);
     if (items.tags) setLight(*out.frame, *items.tags);
     out.codec = items.codec;

@@ -40,6 +40,7 @@ struct HeifItems {
     bool gainMap = false;  ///< the file has a picture made of it and a gain map (tmap)
     HeifChroma chroma = HeifChroma::unknown;
     std::optional<HeifTags> tags;
+    bool ownTags = false;  ///< the picture is coded as one, not made from others, and has the tags itself
     /// Where in the file the numbers of each such box stand: 2 bytes each for the three, and one for the
     /// range.
     std::vector<size_t> tagPlaces;
