@@ -181,10 +181,21 @@ void AddSlider(_PluginParams* params, std::int16_t slider, std::int16_t labelLis
 std::int16_t StringLength(const char* text, std::int16_t font) {
     if (text == nullptr) return 0;
     const ScriptCode script = FontToScript(font);
+    // In a script of two bytes a character's second byte may look like a first one: only what stands before
+    // it tells, so the text is told from its start. Offsets have 16 bits; a longer text goes on from a
+    // character.
+    constexpr short lastOffset = std::numeric_limits<short>::max();
     int count = 0;
+    short offset = 0;
     for (const char* at = text; *at != 0; ++at) {
-        const short type = CharacterByteType(at, 0, script);
-        if (type == smSingleByte || type == smFirstByte) ++count;
+        const short type = CharacterByteType(text, offset, script);
+        const bool begins = type == smSingleByte || type == smFirstByte;
+        if (begins) ++count;
+        if (begins && offset > lastOffset / 2) {
+            text = at;
+            offset = 0;
+        }
+        ++offset;
     }
     return static_cast<std::int16_t>(std::min<int>(count, std::numeric_limits<std::int16_t>::max()));
 }

@@ -84,4 +84,10 @@ TEST_F(StringsTest, LengthCountsCharacters) {
     EXPECT_EQ(StringLength("\xE6\xB3\xA2\xE3\x81\xA7", 0), 2);
     EXPECT_EQ(StringLength("\xE6\xB3", 0), 1);
     EXPECT_EQ(StringLength(std::string(40000, 'a').c_str(), 0), 32767);
+    // Longer than a 16-bit offset reaches, with characters across every boundary.
+    for (const int lead : {0, 1, 2}) {
+        std::string text(static_cast<std::size_t>(lead), 'a');
+        for (int i = 0; i < 30000; ++i) text += "\xE6\xB3\xA2";
+        EXPECT_EQ(StringLength(text.c_str(), 0), 30000 + lead);
+    }
 }
