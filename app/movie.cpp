@@ -160,13 +160,15 @@ void makeEdit(const Options& o, const Edit& edit) {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     report.openSeconds = since();
+    // Nothing that needs memory comes between the output and the end of a run without words.
+    const std::string written = outputFile(o.output);
     {
         Progress progress(o, report.command, report.frames, request.rate, o.output == "md5:");
         renderMovie(settings, request, report,
                     {.advance = [&](std::int64_t done) { progress.advance(done); }});
         progress.finish();
     }
-    noteWritten(outputFile(o.output));
+    noteWritten(written);
     putProject();
     report.seconds = since();
     if (!o.report.empty()) TextFile(o.report, reportJson(report), o.force).commit();

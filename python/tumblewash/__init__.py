@@ -96,7 +96,7 @@ def render_edit(edit, output, *, folder="", replace=False, progress=None):
 
 
 def join(clips, output, *, effect="wash-away", duration=None, direction=None, seed=None, still=None, size=None,
-         rate=None, replace=False, progress=None):
+         rate=None, sound="equal-power", replace=False, progress=None):
     """Joins clips and photos into a movie with a transition at each seam.
 
     :param clips: files, as strings or paths
@@ -109,6 +109,7 @@ def join(clips, output, *, effect="wash-away", duration=None, direction=None, se
     :param still: how long a photo lasts, in seconds or as a text; 4 seconds unless told
     :param size: (width, height) of the movie; the first clip's unless told
     :param rate: pictures per second, a number or a text such as "30000/1001"; the first clip's unless told
+    :param sound: how sound passes from clip to clip: "equal-power", "natural", "plugin" (the effect's own levels) or "none"
     :param replace: as in `render_edit`
     :param progress: as in `render_edit`
     """
@@ -124,7 +125,7 @@ def join(clips, output, *, effect="wash-away", duration=None, direction=None, se
             clip["seam"] = _without_none({"effect": ids[(i - 1) % len(ids)], **shared})
         made.append(clip)
     out = _without_none({"size": f"{size[0]}x{size[1]}" if size else None, "rate": str(rate) if rate else None})
-    document = _without_none({"tumblewash": 1, "output": out or None, "still": _time(still), "clips": made})
+    document = _without_none({"tumblewash": 1, "sound": sound, "output": out or None, "still": _time(still), "clips": made})
     render_edit(document, output, replace=replace, progress=progress)
 
 

@@ -59,6 +59,7 @@ def join(
     still: float | str | None = ...,
     size: tuple[int, int] | None = ...,
     rate: float | str | None = ...,
+    sound: str = ...,
     replace: bool = ...,
     progress: Progress | None = ...,
 ) -> None: ...

@@ -135,6 +135,9 @@ class Movies(unittest.TestCase):
         expected = sums("join", self.A, self.B, self.A, "--effect", "tilt-away,morph", "--duration", "4f")
         self.assertEqual(pathlib.Path(self.out).read_text(), expected)
         self.assertEqual(told[-1][0], told[-1][1])
+        tumblewash.join([self.A, self.B], "md5:" + self.out, duration="4f", sound="natural", replace=True)
+        expected = sums("join", self.A, self.B, "--duration", "4f", "--audio", "natural")
+        self.assertEqual(pathlib.Path(self.out).read_text(), expected)
 
     def test_progress_ends_the_work(self):
         target = pathlib.Path(self.folder.name) / "out.mkv"
