@@ -455,6 +455,7 @@ TEST_P(EveryPlugin, TheRegionIsWhereConnectedClipsHavePixels) {
         host.regions["SourceTo"] = {-20, 10, 300, 400.5};
         if (!joinsTwoClips(effect)) {
             EXPECT_EQ(region(), (std::vector<double>{0, 0, 640, 360}));
+            host.takeDown(index);
             continue;
         }
         EXPECT_EQ(region(), (std::vector<double>{-20, 0, 640, 400.5}));

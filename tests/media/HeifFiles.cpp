@@ -38,7 +38,8 @@ heif_image* imageOf(const Codes& picture, int depth) {
     for (int y = 0; y < picture.height; ++y)
         for (int x = 0; x < picture.width; ++x)
             for (int c = 0; c < picture.channels; ++c) {
-                const int code = picture.at(x, y, c) >> (picture.depth - depth);
+                const int stored = picture.at(x, y, c), more = depth - picture.depth;
+                const int code = more < 0 ? stored >> -more : stored << more;
                 const int at = picture.channels * x + c;
                 uint8_t* row = plane + ptrdiff_t{y} * stride;
                 if (depth == 8) {
