@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tests/app/ProgramRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -80,14 +81,15 @@ TEST_F(BadEditTest, SeamsThatOverlapEachOtherAreRefusedWithTheNumbers) {
 }
 
 TEST_F(BadEditTest, AHundredThousandClipsOfOneFileArePlanned) {
+    const int count = test::sampled() ? 3000 : 100000;
     movie("a.mkv", 1);
     std::string clips = "{\"file\": \"a.mkv\"}";
-    for (int i = 1; i < 100000; ++i) clips += ", {\"file\": \"a.mkv\", \"in\": \"2f\", \"out\": \"6f\"}";
+    for (int i = 1; i < count; ++i) clips += ", {\"file\": \"a.mkv\", \"in\": \"2f\", \"out\": \"6f\"}";
     writeBytes(document,
                "{\"tumblewash\": 1, \"seams\": {\"effect\": \"none\"}, \"clips\": [" + clips + "]}");
     const RunResult run = shop.run({"plan", document});
     EXPECT_EQ(run.code, 0) << run.err;
-    EXPECT_THAT(run.out, HasSubstr("\n400021 frames, "));
+    EXPECT_THAT(run.out, HasSubstr("\n" + std::to_string(25 + 4 * (count - 1)) + " frames, "));
 }
 
 TEST_F(BadEditTest, AMillionOpenBracketsAreRefusedAtOnce) {
