@@ -45,15 +45,24 @@ struct DecoderMemory::Count {
 
 namespace {
 
-/// What one picture adds, as long as anyone refers to it.
+/// What one picture adds, as long as anyone refers to it. One thread of a decoder makes it, another may end it.
 template <typename Count>
-struct Share {
-    std::shared_ptr<Count> count;
-    int64_t bytes;
-    static void end(void* self, uint8_t*) {
-        const std::unique_ptr<Share> share(static_cast<Share*>(self));
-        share->count->bytes.fetch_sub(share->bytes);
+class Share {
+  public:
+    Share(std::shared_ptr<Count> count, int64_t bytes) : count_(std::move(count)), bytes_(bytes) {
+        made_.store(true, std::memory_order_release);
     }
+    static void end(void* self, uint8_t*) {
+        // What was written above is seen here whatever the decoder does between its threads.
+        static_cast<void>(static_cast<Share*>(self)->made_.load(std::memory_order_acquire));
+        const std::unique_ptr<Share> share(static_cast<Share*>(self));
+        share->count_->bytes.fetch_sub(share->bytes_);
+    }
+
+  private:
+    std::shared_ptr<Count> count_;
+    int64_t bytes_;
+    std::atomic<bool> made_{false};
 };
 
 }  // namespace
@@ -121,7 +130,7 @@ int DecoderMemory::admit(AVFrame& frame, AVCodecID codec) const {
         result = AVERROR(EFBIG);
     } else {
         using Part = Share<Count>;
-        auto part = std::make_unique<Part>(Part{count_, bytes});
+        auto part = std::make_unique<Part>(count_, bytes);
         frame.opaque_ref = av_buffer_create(nullptr, 0, &Part::end, part.get(), AV_BUFFER_FLAG_READONLY);
         if (frame.opaque_ref != nullptr) {
             static_cast<void>(part.release());
