@@ -17,9 +17,13 @@ bool decodes(const AVStream& stream, const AVPacket& packet) {
     const CodecPtr codec(orBadAlloc(avcodec_alloc_context3(decoder)));
     if (avcodec_parameters_to_context(codec.get(), stream.codecpar) < 0) throw std::bad_alloc();
     codec->thread_count = 1;
+    // Otherwise a decoder passes over parameters that it could not read, or had no memory to read, and H.264's then
+    // crashes at its first packet.
+    codec->err_recognition |= AV_EF_EXPLODE;
     int result = avcodec_open2(codec.get(), decoder, nullptr);
     throwIfNotStarted(result);
     if (result < 0) return false;
+    codec->err_recognition = 0;
     result = avcodec_send_packet(codec.get(), &packet);
     throwIfNoRoom(result);
     return result >= 0;
