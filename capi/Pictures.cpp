@@ -3,7 +3,9 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "capi/LastError.h"
@@ -76,6 +78,18 @@ bool knobsOf(const tw_knobs* knobs, EffectKnobs& made) {
             return true;
     }
     return false;
+}
+
+/// The effect of an id and its knobs; none after the error was kept.
+std::optional<Effect> effectOf(const char* id, const tw_knobs* knobs) {
+    const EffectRecord* record = recordOf(id);
+    if (record == nullptr) return std::nullopt;
+    EffectKnobs chosen;
+    if (!knobsOf(knobs, chosen)) {
+        failed(TW_BAD_ARGUMENT, "no direction has this number");
+        return std::nullopt;
+    }
+    return Effect(*record, chosen);
 }
 
 Alpha alphaOf(tw_format format, tw_alpha alpha) {
@@ -219,11 +233,8 @@ tw_status tw_render(const char* effect, double position, const tw_picture* first
                     const tw_knobs* knobs, const tw_target* target) {
     return guarded(
         [&] {
-            const plugin::EffectRecord* record = recordOf(effect);
-            effects::EffectKnobs chosen;
-            if (record == nullptr) return TW_BAD_ARGUMENT;
-            if (!knobsOf(knobs, chosen)) return failed(TW_BAD_ARGUMENT, "no direction has this number");
-            return capi::render(effects::Effect(*record, chosen), position, first, second, target);
+            const auto made = effectOf(effect, knobs);
+            return made ? capi::render(*made, position, first, second, target) : TW_BAD_ARGUMENT;
         },
         TW_NO_MEMORY);
 }
@@ -231,14 +242,8 @@ tw_status tw_render(const char* effect, double position, const tw_picture* first
 tw_effect* tw_effect_new(const char* effect, const tw_knobs* knobs) {
     return guarded(
         [&]() -> tw_effect* {
-            const plugin::EffectRecord* record = recordOf(effect);
-            effects::EffectKnobs chosen;
-            if (record == nullptr) return nullptr;
-            if (!knobsOf(knobs, chosen)) {
-                failed(TW_BAD_ARGUMENT, "no direction has this number");
-                return nullptr;
-            }
-            return new tw_effect{effects::Effect(*record, chosen)};
+            auto made = effectOf(effect, knobs);
+            return made ? new tw_effect{std::move(*made)} : nullptr;
         },
         nullptr);
 }

@@ -35,6 +35,23 @@ void write(const std::uint8_t* argb, int count, std::uint8_t* to) noexcept {
     }
 }
 
+/// Runs `row` for the order of a format.
+template <class Row>
+void inOrder(tw_format format, Row row) noexcept {
+    switch (format) {
+        case TW_ARGB:
+            return row.template operator()<kOrders[TW_ARGB]>();
+        case TW_RGBA:
+            return row.template operator()<kOrders[TW_RGBA]>();
+        case TW_BGRA:
+            return row.template operator()<kOrders[TW_BGRA]>();
+        case TW_RGB:
+            return row.template operator()<kOrders[TW_RGB]>();
+        case TW_BGR:
+            return row.template operator()<kOrders[TW_BGR]>();
+    }
+}
+
 }  // namespace
 
 int pixelBytes(tw_format format) noexcept {
@@ -46,33 +63,11 @@ bool hasAlpha(tw_format format) noexcept {
 }
 
 void toArgb(tw_format format, const std::uint8_t* from, int count, std::uint8_t* argb) noexcept {
-    switch (format) {
-        case TW_ARGB:
-            return read<kOrders[TW_ARGB]>(from, count, argb);
-        case TW_RGBA:
-            return read<kOrders[TW_RGBA]>(from, count, argb);
-        case TW_BGRA:
-            return read<kOrders[TW_BGRA]>(from, count, argb);
-        case TW_RGB:
-            return read<kOrders[TW_RGB]>(from, count, argb);
-        case TW_BGR:
-            return read<kOrders[TW_BGR]>(from, count, argb);
-    }
+    inOrder(format, [&]<Order order>() { read<order>(from, count, argb); });
 }
 
 void fromArgb(tw_format format, const std::uint8_t* argb, int count, std::uint8_t* to) noexcept {
-    switch (format) {
-        case TW_ARGB:
-            return write<kOrders[TW_ARGB]>(argb, count, to);
-        case TW_RGBA:
-            return write<kOrders[TW_RGBA]>(argb, count, to);
-        case TW_BGRA:
-            return write<kOrders[TW_BGRA]>(argb, count, to);
-        case TW_RGB:
-            return write<kOrders[TW_RGB]>(argb, count, to);
-        case TW_BGR:
-            return write<kOrders[TW_BGR]>(argb, count, to);
-    }
+    inOrder(format, [&]<Order order>() { write<order>(argb, count, to); });
 }
 
 }  // namespace tumblewash::capi
