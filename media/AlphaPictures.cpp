@@ -50,6 +50,10 @@ FramePtr wordsOf(const PictureRef& argb) {
     return frame;
 }
 
+uint16_t tenBits(uint32_t value, uint32_t top) {
+    return static_cast<uint16_t>((value * 1023 + top / 2) / top);
+}
+
 /// Y'CbCr 4:4:4 of 10 bits, limited range; alpha spread to all of 0 ... 1023.
 FramePtr deepPlanesOf(const PictureRef& argb, ColourMatrix matrix) {
     const int width = argb.width(), height = argb.height();
@@ -67,13 +71,9 @@ FramePtr deepPlanesOf(const PictureRef& argb, ColourMatrix matrix) {
     for (int y = 0; y < height; ++y) {
         const uint8_t* in = pixelsOf(argb, y);
         auto* out = rowOf<uint16_t>(*frame, 3, y);
-        for (int x = 0; x < width; ++x) out[x] = static_cast<uint16_t>((in[4 * x] * 1023 + 127) / 255);
+        for (int x = 0; x < width; ++x) out[x] = tenBits(in[4 * x], 255);
     }
     return frame;
-}
-
-uint16_t tenBits(uint32_t value, uint32_t top) {
-    return static_cast<uint16_t>((value * 1023 + top / 2) / top);
 }
 
 /// Green, blue, red and alpha of 10 bits over all of 0 ... 1023.
