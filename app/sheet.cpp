@@ -206,6 +206,7 @@ void makeSheet(const Options& o) {
         job.direction = directionFor(o.direction, effect);
         job.seed = o.seed;
         job.proxy = o.proxy;
+        job.ownEffects = o.plugin.empty();
         StillRenderer renderer(module, job, {&a, &b});
         for (int column = 0; column < layout.columns; ++column) {
             const PictureRef picture = renderer.render(frames[static_cast<std::size_t>(column)]);

@@ -143,6 +143,7 @@ void makeFrame(const Options& given) {
     job.direction = directionFor(o.direction, effect);
     job.seed = o.seed;
     job.proxy = o.proxy;
+    job.ownEffects = o.plugin.empty();
     job.alpha = o.wishes.alpha;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};

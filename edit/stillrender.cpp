@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <new>
 
-#include "edit/builtin.h"
 #include "edit/deepframes.h"
 #include "edit/errors.h"
 #include "edit/plan.h"
@@ -68,7 +67,7 @@ PictureRef StillInput::at(std::int64_t index) {
 }
 
 StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, StillPair inputs)
-    : job_(std::move(job)), alpha_(job_.alpha) {
+    : module_(module), job_(std::move(job)), alpha_(job_.alpha) {
     job_.alpha = false;
     const Placement placement = placementOf(job_.effect);
     const bool two = placement == Placement::Overlap || placement == Placement::Halves;
@@ -95,15 +94,23 @@ StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, Stil
     job_.framesB = two ? clips_[1]->frames() : 0;
     const bool still = clips_[0]->frames() == kFramesUnlimited;
     job_.firstA = placement == Placement::Before || still ? 0 : clips_[0]->frames() - takenA;
-    session_ = std::make_unique<Session>(module, sessionSettings(job_), source_);
-    session_->open();
-    if (isBuiltIn(module))
+    if (job_.ownEffects)
         effect_ =
             std::make_unique<effects::Effect>(plugin::effectRecord(static_cast<short>(job_.effect.index)),
                                               effects::EffectKnobs{job_.direction, job_.seed, job_.proxy});
+    else
+        session();
 }
 
 StillRenderer::~StillRenderer() = default;
+
+Session& StillRenderer::session() {
+    if (session_ == nullptr) {
+        session_ = std::make_unique<Session>(module_, sessionSettings(job_), source_);
+        session_->open();
+    }
+    return *session_;
+}
 
 FramePlace StillRenderer::place(std::int64_t k) const {
     const SessionSettings s = sessionSettings(job_);
@@ -133,7 +140,7 @@ FrameResult StillRenderer::renderInto(std::int64_t k, const PictureRef& picture)
         source_.put(place(job_.frames - 1), second);
     else if (second)
         source_.put({1, static_cast<std::int32_t>(k)}, second);
-    FrameResult result = session_->renderFrame(
+    FrameResult result = session().renderFrame(
         static_cast<std::int32_t>(k), {picture.data(), picture.stride(), job_.size.width, job_.size.height});
     if (!result.ok())
         throw Refusal(Problem::RenderFailed, fmt::format("{}: frame {} of {} cannot be rendered: {}",
@@ -193,6 +200,7 @@ bool StillRenderer::transparent(std::int64_t k) {
 }
 
 HYPluginClipInfo StillRenderer::finish() {
+    if (session_ == nullptr) return {};
     session_->close();
     return session_->clipInfo();
 }

@@ -47,13 +47,14 @@ struct StillPair {
     StillInput* b = nullptr;  ///< may be null for effects of one clip
 };
 
-/// Renders chosen frames of a transition of `frames` frames, over plain pictures where the plug-in is the
-/// built-in one and nobody asks what the session says; else by one session. The bytes are the same. With the
+/// Renders chosen frames of a transition of `frames` frames, over plain pictures where the job has its own
+/// effects and nobody asks what the session says; else by one session. The bytes are the same. With the
 /// job's alpha, frames of pictures that are transparent somewhere are rendered over deep pixels; those of
 /// opaque pictures are the plug-in's own bytes as ever.
 class StillRenderer {
   public:
-    /// Checks the lengths (Refusal with the numbers) and opens a session (HostError).
+    /// Checks the lengths (Refusal with the numbers) and opens the session of a module (HostError), which
+    /// must outlive this. Where the job has its own effects the session waits until it is asked.
     StillRenderer(const host::PluginModule& module, TransitionJob job, StillPair inputs);
     ~StillRenderer();
 
@@ -64,10 +65,11 @@ class StillRenderer {
     media::PictureRef sourceB(std::int64_t k);
     /// The transition as it was settled: the clips' lengths and first frames filled in.
     const TransitionJob& job() const noexcept { return job_; }
-    /// Ends the session; the clip record as the plug-in left it.
+    /// Ends the session where there was one; the clip record as the plug-in left it, else an empty one.
     HYPluginClipInfo finish();
 
   private:
+    host::Session& session();
     host::FramePlace place(std::int64_t k) const;
     media::PictureRef pictureAt(host::FramePlace place);
     host::FrameResult renderInto(std::int64_t k, const media::PictureRef& picture);
@@ -75,6 +77,7 @@ class StillRenderer {
     media::PictureRef withAlpha(std::int64_t k, const media::PictureRef& picture);
     bool transparent(std::int64_t k);
 
+    const host::PluginModule& module_;
     TransitionJob job_;
     bool alpha_;
     StillInput* clips_[2] = {nullptr, nullptr};
