@@ -21,11 +21,15 @@ namespace tumblewash::test {
 /// One loaded file. Functions throw std::runtime_error when it cannot be loaded.
 class Frei0rFile {
   public:
-    explicit Frei0rFile(const plugin::EffectRecord& effect) : two_(adapters::joinsTwoClips(effect)) {
+    /// Where the file of an effect lies.
+    static std::string pathOf(const plugin::EffectRecord& effect) {
         std::string stem = effect.id;
         std::replace(stem.begin(), stem.end(), '-', '_');
-        handle_ = dlopen((std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so").c_str(),
-                         RTLD_NOW | RTLD_LOCAL);
+        return std::string(TUMBLEWASH_FREI0R_DIR) + "/tumblewash_" + stem + ".so";
+    }
+
+    explicit Frei0rFile(const plugin::EffectRecord& effect) : two_(adapters::joinsTwoClips(effect)) {
+        handle_ = dlopen(pathOf(effect).c_str(), RTLD_NOW | RTLD_LOCAL);
         if (handle_ == nullptr) throw std::runtime_error(dlerror());
     }
     ~Frei0rFile() { dlclose(handle_); }

@@ -10,6 +10,7 @@
 #include "adapters/common/TransitionRenderer.h"
 #include "tests/adapters/Frei0rFile.h"
 #include "tests/adapters/Scene.h"
+#include "tests/adapters/Shell.h"
 
 namespace tumblewash::test {
 
@@ -63,21 +64,11 @@ TEST_P(EveryFile, OnlyTheStandardsEntriesLeaveTheFile) {
 
 // What a file brings along stays in the host's memory, and may clash with what the host has of it.
 TEST_P(EveryFile, NeedsNeitherTextStackNorLapackNorHighway) {
-    std::string stem = effect.id;
-    std::replace(stem.begin(), stem.end(), '-', '_');
-    const std::string command =
-        std::string("readelf -d '") + TUMBLEWASH_FREI0R_DIR + "/tumblewash_" + stem + ".so' | grep NEEDED";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    ASSERT_NE(pipe, nullptr);
-    std::array<char, 256> line{};
-    int needed = 0;
-    while (std::fgets(line.data(), static_cast<int>(line.size()), pipe.get()) != nullptr) {
-        const std::string text = line.data();
-        ++needed;
+    const auto needed = printedBy("readelf -d '" + Frei0rFile::pathOf(effect) + "' | grep NEEDED");
+    for (const std::string& line : needed)
         for (const char* foreign : {"pango", "fontconfig", "gobject", "lapack", "blas", "hwy", "gfortran"})
-            EXPECT_EQ(text.find(foreign), std::string::npos) << text;
-    }
-    EXPECT_GT(needed, 0);
+            EXPECT_EQ(line.find(foreign), std::string::npos) << line;
+    EXPECT_FALSE(needed.empty());
 }
 
 // Hosts construct every plug-in once to read its defaults.

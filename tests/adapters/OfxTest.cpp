@@ -16,6 +16,7 @@
 #include "effects/DeepEffect.h"
 #include "tests/adapters/OfxTestHost.h"
 #include "tests/adapters/Scene.h"
+#include "tests/adapters/Shell.h"
 
 namespace tumblewash::test {
 
@@ -144,22 +145,15 @@ TEST(OfxBundleTest, HoldsTheWholeCatalogue) {
 
 // A host says nothing about a bundle that does not load, so unusual libraries are not needed by it.
 TEST(OfxBundleTest, NeedsOnlyTheSystemsOwnLibraries) {
-    const std::string command = "objdump -p '" + kBundle + "' | grep NEEDED";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    ASSERT_NE(pipe, nullptr);
-    std::array<char, 256> line{};
-    int needed = 0;
-    while (std::fgets(line.data(), static_cast<int>(line.size()), pipe.get()) != nullptr) {
-        const std::string text = line.data();
-        ++needed;
+    const auto needed = printedBy("objdump -p '" + kBundle + "' | grep NEEDED");
+    for (const std::string& text : needed)
         if (TUMBLEWASH_OFX_STATIC) {
             EXPECT_TRUE(
                 text.find("libc.so") != std::string::npos || text.find("libm.so") != std::string::npos ||
                 text.find("libpthread") != std::string::npos || text.find("ld-linux") != std::string::npos)
                 << text;
         }
-    }
-    EXPECT_GT(needed, 0);
+    EXPECT_FALSE(needed.empty());
 }
 
 TEST_P(EveryPlugin, DescribesItselfFromTheCatalogue) {
@@ -569,12 +563,11 @@ TEST(OfxBundleTest, LoadingAndUnloadingLosesNoHeap) {
 
 // The newest symbol of the C library that it asks for, which docs/hosts.md tells.
 TEST(OfxBundleTest, NeedsTheCLibraryThatTheDocumentsName) {
-    const std::string command =
-        "objdump -T '" + kBundle + "' | grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -n 1";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    ASSERT_NE(pipe, nullptr);
+    const auto newest =
+        printedBy("objdump -T '" + kBundle + "' | grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -n 1");
+    ASSERT_EQ(newest.size(), 1U);
     int major = 0, minor = 0;
-    ASSERT_EQ(std::fscanf(pipe.get(), "GLIBC_%d.%d", &major, &minor), 2);
+    ASSERT_EQ(std::sscanf(newest[0].c_str(), "GLIBC_%d.%d", &major, &minor), 2);
     EXPECT_EQ(major, 2);
     EXPECT_LE(minor, 36);
     std::ifstream page(TUMBLEWASH_HOSTS_PAGE);
