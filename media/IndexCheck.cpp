@@ -10,6 +10,14 @@ namespace {
 // Packets that may come before the first one of the slower stream.
 constexpr int kMostPackets = 10'000;
 
+/// True when the file says of a stream what the encoder said, to the byte. Then no decoder is asked: AAC's
+/// does not tell that it found no memory when it was opened, and crashes at its first packet.
+bool sameParameters(const AVCodecParameters& found, const AVCodecParameters& written) {
+    return found.extradata_size == written.extradata_size &&
+           (found.extradata_size == 0 ||
+            std::memcmp(found.extradata, written.extradata, static_cast<size_t>(found.extradata_size)) == 0);
+}
+
 /// True when a decoder that is told what the file says of the stream takes the packet.
 bool decodes(const AVStream& stream, const AVPacket& packet) {
     const AVCodec* decoder = avcodec_find_decoder(stream.codecpar->codec_id);
@@ -17,8 +25,7 @@ bool decodes(const AVStream& stream, const AVPacket& packet) {
     const CodecPtr codec(orBadAlloc(avcodec_alloc_context3(decoder)));
     if (avcodec_parameters_to_context(codec.get(), stream.codecpar) < 0) throw std::bad_alloc();
     codec->thread_count = 1;
-    // Otherwise a decoder passes over parameters that it could not read, or had no memory to read, and H.264's then
-    // crashes at its first packet.
+    // Otherwise H.264's decoder passes over parameters that it could not read, or had no memory to read.
     codec->err_recognition |= AV_EF_EXPLODE;
     int result = avcodec_open2(codec.get(), decoder, nullptr);
     throwIfNotStarted(result);
@@ -50,7 +57,7 @@ bool IndexCheck::sameStream(AVFormatContext& file, int index, const AVStream& wr
            (found.codecpar->extradata_size > 0 || written.codecpar->extradata_size == 0);
 }
 
-bool IndexCheck::sameBeginnings(AVFormatContext& file) const {
+bool IndexCheck::sameBeginnings(AVFormatContext& file, const AVFormatContext& muxer) const {
     const PacketPtr packet = newPacket();
     std::array<bool, 2> seen{streams_[0].packets == 0, streams_[1].packets == 0};
     for (int i = 0; i < kMostPackets && !(seen[0] && seen[1]); ++i) {
@@ -64,7 +71,8 @@ bool IndexCheck::sameBeginnings(AVFormatContext& file) const {
             if (packet->size < stream.tailBytes ||
                 std::memcmp(packet->data + packet->size - stream.tailBytes, stream.tail.data(),
                             static_cast<size_t>(stream.tailBytes)) != 0 ||
-                !decodes(*file.streams[index], *packet))
+                !(sameParameters(*file.streams[index]->codecpar, *muxer.streams[index]->codecpar) ||
+                  decodes(*file.streams[index], *packet)))
                 return false;
         }
         av_packet_unref(packet.get());
@@ -92,7 +100,7 @@ bool IndexCheck::holds(const MuxerFile& bytes, const AVFormatContext& muxer) con
     for (int i = 0; i < 2; ++i)
         if (streams_[static_cast<size_t>(i)].packets > 0 && !sameStream(*file, i, *muxer.streams[i]))
             return false;
-    return sameBeginnings(*file);
+    return sameBeginnings(*file, muxer);
 }
 
 }  // namespace tumblewash::media

@@ -1,6 +1,7 @@
-// Whether the index of a finished QuickTime or MP4 file leads to the packets that went into it: FFmpeg's muxer
-// passes over some want of memory while it writes the index, and says that all is well.
-// It reads the index and decodes the first packet of each stream, and nothing further.
+// Whether the index of a finished QuickTime or MP4 file leads to the packets that went into it: FFmpeg's
+// muxer passes over some want of memory while it writes the index, and says that all is well. It reads the
+// index and the first packet of each stream, which is decoded when the file holds other parameters than the
+// encoder gave; nothing further.
 #pragma once
 
 #include <array>
@@ -27,7 +28,7 @@ class IndexCheck {
         std::array<uint8_t, kTail> tail{};  // of the first packet: what stands before it is coded anew
     };
     bool sameStream(AVFormatContext& file, int index, const AVStream& written) const;
-    bool sameBeginnings(AVFormatContext& file) const;
+    bool sameBeginnings(AVFormatContext& file, const AVFormatContext& muxer) const;
 
     std::array<Stream, 2> streams_;
 };

