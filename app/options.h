@@ -12,7 +12,7 @@
 namespace tumblewash::app {
 
 /// The commands of the program.
-enum class Command { None, Join, Out, In, Plan, Render, Frame, Sheet, Field, List, Demo };
+enum class Command { None, Join, Out, In, Plan, Render, Frame, Sheet, Field, FfmpegScript, List, Demo };
 
 /// How progress is told: a line that a terminal redraws, key=value lines, or not at all.
 enum class ProgressStyle { Auto, KeyValue, None };

@@ -163,7 +163,8 @@ constexpr unsigned kEffects = kEdits | kPictures;
 constexpr unsigned kRenders = kExecute | kPictures;
 constexpr unsigned kDemo = commandBit(Command::Demo);
 constexpr unsigned kList = commandBit(Command::List);
-constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList;
+constexpr unsigned kScript = commandBit(Command::FfmpegScript);
+constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList | kScript;
 
 constexpr const char* kEffectGroup = "Effect";
 constexpr const char* kPictureGroup = "Picture and sound";
@@ -174,9 +175,9 @@ const OptionRow kOptions[] = {
     {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
      "where the result goes: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png "
      "for pictures, a .edit.json, .otio, .edl or .ffconcat for plan",
-     kRenders | kPlan, [](Options& o, const std::string& v) { o.output = v; }},
+     kRenders | kPlan | kScript, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
-     kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.force = true; }},
+     kRenders | kPlan | kDemo | kScript, [](Options& o, const std::string&) { o.force = true; }},
     {"--report", "", "FILE.json", ValueKind::File, "", kOutputGroup,
      "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings",
      kExecute | kFrame, [](Options& o, const std::string& v) { o.report = v; }},
@@ -187,17 +188,17 @@ const OptionRow kOptions[] = {
      "the transition, by id or index (see list); several go round the seams; shuffle draws them by --seed; "
      "all "
      "for a sheet",
-     kEffects, storeEffects},
+     kEffects | kScript, storeEffects},
     {"--duration", "-d", "TIME[,TIME...]", ValueKind::Text, "", kEffectGroup,
      "length of a transition: 1.5s, 500ms, 45f; made even, 2 frames or more; several go round the seams "
      "(default as long as the clips allow, at most 1s)",
-     kEdits | kSheet, storeDurations},
+     kEdits | kSheet | kScript, storeDurations},
     {"--speed", "", "0..1", ValueKind::Text, "", kEffectGroup,
      "length of a transition as the effect itself counts it: 0 is 10 frames, 1 is 120", kEdits, storeSpeed},
     {"--direction", "", "WAY", ValueKind::Choice, "up,down,left,right", kEffectGroup,
-     "the edge over which a wash leaves (default right)", kEffects, storeDirection},
+     "the edge over which a wash leaves (default right)", kEffects | kScript, storeDirection},
     {"--seed", "", "N", ValueKind::Text, "", kEffectGroup,
-     "the wash's random pattern; the same seed gives the same pattern (default 1)", kEffects,
+     "the wash's random pattern; the same seed gives the same pattern (default 1)", kEffects | kScript,
      [](Options& o, const std::string& v) {
          o.seed = parseInteger<std::uint32_t>(v, 0, 0xFFFFFFFFU, "--seed");
      }},
@@ -218,10 +219,10 @@ const OptionRow kOptions[] = {
     {"--of", "-n", "N", ValueKind::Text, "", kEffectGroup, "frames of the whole transition (default 30)",
      kFrame, [](Options& o, const std::string& v) { o.of = parseInteger(v, 2, 1000000, "--of"); }},
     {"--size", "-s", "WxH", ValueKind::Text, "", kPictureGroup,
-     "size of the result, 16x16 to 4095 wide (default the first input's)", kEffects | kDemo,
+     "size of the result, 16x16 to 4095 wide (default the first input's)", kEffects | kDemo | kScript,
      [](Options& o, const std::string& v) { o.size = parseSize(v); }},
     {"--fps", "-r", "RATE", ValueKind::Text, "", kPictureGroup,
-     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kEdits,
+     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kEdits | kScript,
      [](Options& o, const std::string& v) { o.fps = parseRate(v); }},
     {"--fit", "", "HOW", ValueKind::Choice, "contain,cover,stretch", kPictureGroup,
      "bars around, edges cut, or shape changed when a picture has another shape (default contain)", kEffects,
@@ -293,8 +294,8 @@ const OptionRow kOptions[] = {
     {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,none", kRunGroup,
      "a line on a terminal, key=value lines on standard output, or nothing (default auto)",
      kExecute | kSheet | kDemo, storeProgress},
-    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kPlan | kDemo,
-     [](Options& o, const std::string&) { o.quiet = true; }},
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors",
+     kRenders | kPlan | kDemo | kScript, [](Options& o, const std::string&) { o.quiet = true; }},
     {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",
      kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},
     {"--help", "-h", "", ValueKind::None, "", kRunGroup, "show this help", kEvery,
@@ -412,6 +413,18 @@ const std::vector<CommandRow> kCommands = {
      {{"tumblewash field a.png b.png -o field.png --effect wash-away --direction up",
        "the pattern of a wash"},
       {"tumblewash field a.jpg b.jpg -o motion.png --effect morph", "what the morph matched"}}},
+    {Command::FfmpegScript,
+     "ffmpeg-script",
+     "A B",
+     2,
+     2,
+     true,
+     "write a seam for ffmpeg's own frei0r filter",
+     "Writes the file of timed commands that drives the effect, and prints the ffmpeg line that uses it with "
+     "sendcmd, frei0r and overlay. The frei0r plug-ins must be where ffmpeg finds them (docs/hosts.md). "
+     "Washes, tilts and tumbles of two clips; the morph needs join.",
+     {{"tumblewash ffmpeg-script A.mp4 B.mp4 -o seam.cmd --effect tumble-away",
+       "one seam in an ffmpeg of yours"}}},
     {Command::List,
      "list",
      "",

@@ -10,6 +10,7 @@
 
 #include "app/demo.h"
 #include "app/exitcode.h"
+#include "app/ffmpegscript.h"
 #include "app/field.h"
 #include "app/help.h"
 #include "app/list.h"
@@ -61,6 +62,8 @@ void dispatch(const Options& o) {
             return makeSheet(o);
         case Command::Field:
             return makeField(o);
+        case Command::FfmpegScript:
+            return makeFfmpegScript(o);
         case Command::List:
             return printText(o.json ? listJson(o) : listText(o));
         case Command::Demo:
