@@ -45,7 +45,7 @@ std::string wrap(const std::string& text, std::size_t indent, std::size_t column
 
 std::string optionHead(const OptionRow& row) {
     return fmt::format("  {:3} {}{}{}", *row.letter ? std::string(row.letter) + "," : "", row.name,
-                       *row.value ? " " : "", row.value);
+                       *row.value ? " " : row.kind == ValueKind::OptionalChoice ? "[=HOW]" : "", row.value);
 }
 
 std::string optionHelp(const OptionRow& row) {
@@ -157,7 +157,9 @@ std::string manPage() {
             if (row.commands & commandBit(command.id))
                 commands += (commands.empty() ? "" : ", ") + std::string(command.name);
         const std::string letter = *row.letter ? fmt::format("\\fB{}\\fR, ", roff(row.letter)) : "";
-        const std::string value = *row.value ? fmt::format(" \\fI{}\\fR", roff(row.value)) : "";
+        const std::string value = *row.value ? fmt::format(" \\fI{}\\fR", roff(row.value))
+                                  : row.kind == ValueKind::OptionalChoice ? "[=\\fIHOW\\fR]"
+                                                                          : "";
         out += fmt::format(".TP\n{}\\fB{}\\fR{}\n{}.\nCommands: {}.\n", letter, roff(row.name), value,
                            roff(optionHelp(row)), commands);
     }

@@ -87,6 +87,9 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", made, report.frames,
         secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),
         request.sound ? ", with sound" : "", report.seconds);
+    if (report.copies && report.copies->copied > 0)
+        say("  {} frames copied, {} encoded; {:.1f} s for pictures, {:.1f} s for sound", report.copies->copied,
+            report.copies->encoded, report.pictureSeconds, report.soundSeconds);
     if (o.verbose)
         for (const ReportedTransition& t : report.transitions)
             say("  {}: {} frames in {:.2f} s, {} side by side", t.id, t.frames, t.seconds, t.sessions);
@@ -96,7 +99,8 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
 bool saysWhatAnEditIs(const std::string& option) {
     static constexpr const char* kAboutTheRun[] = {"--output", "--force",   "--plot",
                                                    "--theme",  "--plugin",  "--max-duration",
-                                                   "--quiet",  "--verbose", "--help"};
+                                                   "--quiet",  "--verbose", "--help",
+                                                   "--copy-bodies"};
     if (std::find(std::begin(kAboutTheRun), std::end(kAboutTheRun), option) != std::end(kAboutTheRun))
         return false;
     const std::vector<const OptionRow*> rows = optionsOf(Command::Plan);

@@ -78,7 +78,8 @@ struct CommandParser {
         for (std::size_t i = 0; i < rows.size(); ++i) {
             if (options[i]->count() == 0) continue;
             result.given.emplace_back(rows[i]->name);
-            if (!*rows[i]->value) {
+            const bool optional = rows[i]->kind == ValueKind::OptionalChoice;
+            if (!*rows[i]->value && !optional) {
                 rows[i]->store(result, "");
                 continue;
             }
@@ -88,7 +89,8 @@ struct CommandParser {
             if (value.empty() && rows[i]->kind == ValueKind::File)
                 throw Refusal(Problem::BadRequest, fmt::format("{} names no file: {} {}", rows[i]->name,
                                                                rows[i]->name, rows[i]->value));
-            rows[i]->store(result, value);
+            // A switch alone is "true" to the parser.
+            rows[i]->store(result, optional && value == "true" ? choicesOf(*rows[i]).front() : value);
         }
     }
 
@@ -111,10 +113,13 @@ struct CommandParser {
 
 void checkInputs(const Options& o, const CommandRow& row) {
     const int count = static_cast<int>(o.inputs.size());
+    // One clip alone is a stretch of it, cut without a loss.
+    const int fewest =
+        row.id == Command::Join && o.copyBodies != edit::CopyBodies::never ? 1 : row.fewest;
     for (const std::string& input : o.inputs)
         if (input.empty())
             throw Refusal(Problem::BadRequest, fmt::format("{}: an input's name is empty", row.name));
-    if (count < row.fewest)
+    if (count < fewest)
         throw Refusal(Problem::BadRequest,
                       fmt::format("{} needs {}{}: tumblewash {} {}", row.name,
                                   row.most == row.fewest ? "" : "at least ",

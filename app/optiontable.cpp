@@ -148,6 +148,13 @@ void storeToneMap(Options& o, const std::string& text) {
     wishesOf(o).toneMap = parseWord(text, edit::toneMapWords(), "--tone-map");
 }
 
+void storeCopyBodies(Options& o, const std::string& text) {
+    using edit::CopyBodies;
+    static constexpr edit::Word<CopyBodies> kWords[] = {
+        {"auto", CopyBodies::automatic}, {"always", CopyBodies::always}, {"never", CopyBodies::never}};
+    o.copyBodies = parseWord<CopyBodies>(text, kWords, "--copy-bodies");
+}
+
 constexpr unsigned kJoin = commandBit(Command::Join);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
 constexpr unsigned kPlan = commandBit(Command::Plan);
@@ -250,6 +257,10 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) { o.comment = v; }},
     {"--only", "", "FROM..TO", ValueKind::Text, "", kOutputGroup,
      "render this stretch of the result alone: 00:10..00:14, 250f..300f, ..5s", kExecute, storeOnly},
+    {"--copy-bodies", "", "", ValueKind::OptionalChoice, "auto,always,never", kOutputGroup,
+     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the option "
+     "alone means, renders clips that do not allow it in full, and always refuses them (default never)",
+     kExecute | kPlan, storeCopyBodies},
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,
      [](Options& o, const std::string& v) { o.plot = v; }},

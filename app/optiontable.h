@@ -11,7 +11,7 @@
 namespace tumblewash::app {
 
 /// What a shell should offer as an option's value.
-enum class ValueKind { None, Text, File, Choice, Effect };
+enum class ValueKind { None, Text, File, Choice, Effect, OptionalChoice };
 
 /// One option.
 struct OptionRow {
@@ -19,7 +19,7 @@ struct OptionRow {
     const char* letter;  ///< short form with one dash, or ""
     const char* value;   ///< what the value is called in help, "" for a switch
     ValueKind kind;
-    const char* choices;                          ///< comma-separated, for Choice
+    const char* choices;  ///< comma-separated, for Choice; of OptionalChoice the first is meant without one
     const char* group;                            ///< heading in help
     const char* help;                             ///< one sentence, no full stop
     unsigned commands;                            ///< bits of commandBit()

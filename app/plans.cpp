@@ -77,6 +77,7 @@ void makePlan(const Options& o) {
     RenderSettings settings;
     settings.plugin = o.plugin;
     settings.longest = o.longest;
+    settings.copyBodies = o.copyBodies;
     settings.cancel = &interruptFlag();
     const MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);
@@ -101,6 +102,7 @@ void makePlan(const Options& o) {
     }
     if ((o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose)
         printText(edit::timelineTable(edit, request));
+    if (request.copying && !o.quiet) printText(edit::copyingTable(request));
 }
 
 }  // namespace tumblewash::app

@@ -109,6 +109,7 @@ void Clip::seek(std::int64_t index, std::int64_t sample) {
     std::int64_t from = in_ + index;
     while (from > in_ && open.firstSampleOf(from) > wanted) --from;
     open.seek(from);
+    passed_ = 0;
     for (; from < in_ + index; ++from) nextPicture();
     std::vector<float> passed(
         static_cast<std::size_t>(std::max<std::int64_t>(0, wanted - open.samplePosition())) * kChannels);
@@ -126,11 +127,15 @@ void Clip::close() {
     for (std::string& line : reader_->warnings()) closedWarnings_.push_back(std::move(line));
     reader_.reset();
     last_ = {};
+    passed_ = 0;
 }
 
 PictureRef Clip::nextPicture() {
     if (isBlack()) return blackNow();
-    PictureRef picture = reader().readPicture();
+    Reader& open = reader();
+    if (passed_ > 0) open.seekPictures(open.position() + passed_);
+    passed_ = 0;
+    PictureRef picture = open.readPicture();
     if (picture) {
         last_ = picture;
         return picture;

@@ -48,6 +48,8 @@ class Clip {
 
     /// The next picture; after an early end the last one again. Throws MediaError.
     media::PictureRef nextPicture();
+    /// Leaves the next picture out; the sound stands where it stood.
+    void passPicture() noexcept { ++passed_; }
     /// The next sample frames, exactly as many as `interleaved` holds pairs.
     void nextSamples(std::vector<float>& interleaved);
     /// Picture `index` out of turn; the clip then stands at its start again.
@@ -74,6 +76,7 @@ class Clip {
     media::FieldOrder fields_ = media::FieldOrder::progressive;
     media::PictureRef last_;
     std::int64_t missing_ = 0;
+    std::int64_t passed_ = 0;  ///< pictures left out since the last one
     std::vector<std::string> closedWarnings_;
 };
 

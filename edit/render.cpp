@@ -126,11 +126,24 @@ class Pass {
         if (hooks_.advance) hooks_.advance(writer_.pictures());
     }
 
+    // Frames of this segment that are copied as they are coded.
+    CopiedFrames copiedOf(const Segment& segment) const {
+        if (!request_.writer.copies) return {};
+        return request_.copying->segments[static_cast<std::size_t>(&segment - request_.plan.segments.data())];
+    }
+
     void copy(const Segment& segment, std::int64_t passed) {
         Clip& source = clip(segment.clipA);
+        const CopiedFrames copied = copiedOf(segment);
         const std::int64_t end = std::min(segment.first + segment.count, request_.end);
         for (std::int64_t frame = segment.first + passed; frame < end; ++frame) {
-            write(frame, source.nextPicture());
+            if (copied.holds(frame)) {
+                source.passPicture();
+                writer_.copyPicture();
+                advance();
+            } else {
+                write(frame, source.nextPicture());
+            }
             writeSound(frame, soundOf(source, frame));
         }
     }
@@ -315,28 +328,61 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
     report.colour = request.writer.colour;
     report.warnings = request.notes;
+    if (request.copying) {
+        report.copies = ReportedCopies{request.copying->copied, request.copying->encoded, {}, request.copying->why};
+        for (const media::CopyRun& run : request.copying->runs)
+            report.copies->runs.push_back({run.pictures(), run.clip, run.range.firstPicture});
+    }
     return report;
 }
+
+namespace {
+
+// One try at the movie; what it added to the report counts only when it ends well.
+void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& report, const RenderHooks& hooks) {
+    const Clock::time_point opening = Clock::now();
+    Writer writer = Writer::open(settings.output, request.writer);
+    report.openSeconds += since(opening);
+    const Clock::time_point began = Clock::now();
+    Pass(settings, request, writer, report, hooks).run();
+    report.renderSeconds = since(began);
+    report.samples = writer.samples();
+    if (std::string line = limiterLine(report); !line.empty()) report.remarks.push_back(std::move(line));
+    // Nothing that needs memory comes after the commit: what fails leaves the old file.
+    for (const Clip& clip : request.clips)
+        for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
+    const Clock::time_point ending = Clock::now();
+    writer.commit();
+    report.finishSeconds = since(ending);
+    report.pictureSeconds = writer.pictureSeconds();
+    report.soundSeconds = writer.soundSeconds();
+    for (const std::string& line : writer.warnings())
+        report.warnings.push_back(media::quotedName(settings.output) + ": " + line);
+}
+
+// Copies that turned out wrong are dropped, and all is encoded.
+void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Report& report) {
+    request.writer.copies.reset();
+    for (Clip& clip : request.clips) clip.close();
+    report.transitions.clear();
+    report.remarks.clear();
+    report.warnings = request.notes;
+    report.warnings.push_back(fmt::format("{}; rendered in full instead", problem.what()));
+    report.copies = ReportedCopies{0, report.frames, {}, problem.what()};
+}
+
+}  // namespace
 
 void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& report,
                  const RenderHooks& hooks) {
     try {
-        const Clock::time_point opening = Clock::now();
-        Writer writer = Writer::open(settings.output, request.writer);
-        report.openSeconds += since(opening);
-        const Clock::time_point began = Clock::now();
-        Pass(settings, request, writer, report, hooks).run();
-        report.renderSeconds = since(began);
-        report.samples = writer.samples();
-        if (std::string line = limiterLine(report); !line.empty()) report.remarks.push_back(std::move(line));
-        // Nothing that needs memory comes after the commit: what fails leaves the old file.
-        for (const Clip& clip : request.clips)
-            for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
-        const Clock::time_point ending = Clock::now();
-        writer.commit();
-        report.finishSeconds = since(ending);
-        for (const std::string& line : writer.warnings())
-            report.warnings.push_back(media::quotedName(settings.output) + ": " + line);
+        if (!request.writer.copies) return renderOnce(settings, request, report, hooks);
+        try {
+            renderOnce(settings, request, report, hooks);
+        } catch (const media::CopyCheckFailed& problem) {
+            dropCopies(problem, request, report);
+            renderOnce(settings, request, report, hooks);
+        }
     } catch (const MediaError& problem) {
         failWhileWorking(problem);
     }

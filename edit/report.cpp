@@ -105,6 +105,21 @@ Json transitionJson(const ReportedTransition& t, bool sound) {
     return json;
 }
 
+Json copiesJson(const ReportedCopies& copies) {
+    Json json{{"copied", copies.copied}, {"encoded", copies.encoded}};
+    if (!copies.why.empty()) json["why"] = copies.why;
+    json["runs"] = Json::array();
+    for (const ReportedCopies::Run& run : copies.runs) {
+        Json one{{"frames", run.frames}};
+        if (run.clip >= 0) {
+            one["clip"] = run.clip;
+            one["first"] = run.first;
+        }
+        json["runs"].push_back(std::move(one));
+    }
+    return json;
+}
+
 }  // namespace
 
 ReportedClip reportedClip(const Clip& clip) {
@@ -158,11 +173,14 @@ std::string reportJson(const Report& report) {
     json["transitions"] = Json::array();
     for (const ReportedTransition& t : report.transitions)
         json["transitions"].push_back(transitionJson(t, report.sound));
+    if (report.copies) json["copies"] = copiesJson(*report.copies);
     json["warnings"] = report.warnings;
     if (!report.remarks.empty()) json["remarks"] = report.remarks;
     json["timings"] = {{"open", report.openSeconds},
                        {"render", report.renderSeconds},
                        {"finish", report.finishSeconds},
+                       {"picture", report.pictureSeconds},
+                       {"sound", report.soundSeconds},
                        {"total", report.seconds}};
     // Names are quoted where they are no UTF-8; whatever else is none is replaced rather than refused at the
     // very end of a run.

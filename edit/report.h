@@ -46,6 +46,20 @@ struct ReportedTransition {
     double seconds = 0;                     ///< time spent
 };
 
+/// What was copied and what was encoded, where copies were asked for.
+struct ReportedCopies {
+    /// Frames that follow one another and come from one place.
+    struct Run {
+        std::int64_t frames = 0;
+        int clip = -1;           ///< copied from this clip; -1: encoded
+        std::int64_t first = 0;  ///< frame of the clip
+    };
+    std::int64_t copied = 0;
+    std::int64_t encoded = 0;
+    std::vector<Run> runs;
+    std::string why;  ///< why nothing was copied; empty when something was
+};
+
 /// The whole run.
 struct Report {
     std::string program;  ///< name and version of what renders
@@ -62,11 +76,14 @@ struct Report {
     std::optional<media::MovieColour> colour;  ///< of a movie or sequence
     std::vector<ReportedClip> clips;
     std::vector<ReportedTransition> transitions;
+    std::optional<ReportedCopies> copies;
     std::vector<std::string> warnings;
     std::vector<std::string> remarks;  ///< what the user should know of the run, and is no fault
     double openSeconds = 0;
     double renderSeconds = 0;
     double finishSeconds = 0;
+    double pictureSeconds = 0;  ///< of the writer's thread: pictures copied and encoded
+    double soundSeconds = 0;    ///< of the same: sound encoded
     double seconds = 0;
 };
 

@@ -472,6 +472,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     if (edit.chapters) writer.chapters = chaptersOf(edit, request);
     writer.pictures = request.end - request.first;
     checkOutputs(settings, inputs, request.end - request.first);
+    settleCopies(edit, settings, request);
     return request;
 }
 

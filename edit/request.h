@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "edit/clips.h"
+#include "edit/copying.h"
 #include "edit/edit.h"
 #include "edit/effects.h"
 #include "edit/plan.h"
@@ -36,6 +37,7 @@ struct RenderSettings {
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
     media::ColourWishes colour;          ///< instead of what the edit says of codec, depth and HDR
+    CopyBodies copyBodies = CopyBodies::never;  ///< take what lies between seams from the clips as it is coded
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
 };
 
@@ -65,6 +67,7 @@ struct MovieRequest {
     std::int64_t first = 0;  ///< what is rendered of the plan: frames [first, end)
     std::int64_t end = 0;
     media::WriterSettings writer;
+    std::optional<Copying> copying;  ///< what is copied, where that was asked for
     std::vector<std::string> notes;  ///< what is lost or converted of each clip, one line each with its name
     std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
 };

@@ -12,9 +12,11 @@
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
+#include "media/detail/CopyCheck.h"
 #include "media/detail/IndexCheck.h"
 #include "media/detail/MuxerFile.h"
 #include "media/detail/Sink.h"
+#include "media/detail/Splicer.h"
 #include "media/detail/VideoEncoder.h"
 
 namespace tumblewash::media {
@@ -67,6 +69,7 @@ class MovieSink final : public Sink {
     MovieSink& operator=(const MovieSink&) = delete;
 
     void picture(const PictureRef& picture) override;
+    void copiedPicture() override;
     void samples(const float* interleaved, size_t frames) override;
     void finish() override;
 
@@ -80,6 +83,7 @@ class MovieSink final : public Sink {
     CodecPtr makeEncoder(const char* name) const;
     void open(AVCodecContext& codec, AVStream& stream) const;
     void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
+    void mux(AVPacket& packet, AVRational base, const AVStream& stream);
     void sendSound(size_t frames);
     MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
         : output_(output),
@@ -99,6 +103,7 @@ class MovieSink final : public Sink {
     std::optional<MuxerFile> bytes_;
     IndexCheck index_;
     CodecPtr video_, audio_;
+    std::unique_ptr<Splicer> splicer_;  // in place of the picture encoder
     AVStream* videoStream_ = nullptr;
     AVStream* audioStream_ = nullptr;
     PacketPtr packet_ = newPacket();
@@ -144,6 +149,15 @@ CodecPtr MovieSink::makeEncoder(const char* name) const {
 }
 
 void MovieSink::openVideo() {
+    if (settings_.copies) {
+        splicer_ = std::make_unique<Splicer>(output_, settings_, [this](AVPacket& packet) {
+            mux(packet, av_inv_q(asAv(settings_.rate)), *videoStream_);
+        });
+        videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
+        splicer_->describe(*videoStream_);
+        markVideoStream(output_, settings_, *videoStream_);
+        return;
+    }
     video_ = makeVideoEncoder(output_, settings_, (muxer_->oformat->flags & AVFMT_GLOBALHEADER) != 0);
     videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     videoStream_->avg_frame_rate = videoStream_->r_frame_rate = video_->framerate;
@@ -225,17 +239,28 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
             packet_->pts += codec.initial_padding;
             packet_->dts += codec.initial_padding;
         }
-        av_packet_rescale_ts(packet_.get(), codec.time_base, stream.time_base);
-        packet_->stream_index = stream.index;
-        if (container_.faststart) index_.note(*packet_);
-        const int written = av_interleaved_write_frame(muxer_, packet_.get());
-        if (written < 0) failed("cannot be written", written);
-        // The buffered writer remembers trouble of the disk that no return value told.
-        if (muxer_->pb->error < 0) failed("cannot be written", muxer_->pb->error);
+        mux(*packet_, codec.time_base, stream);
     }
 }
 
+/// Takes the packet over; its times are counted in `base`.
+void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
+    av_packet_rescale_ts(&packet, base, stream.time_base);
+    packet.stream_index = stream.index;
+    if (container_.faststart) index_.note(packet);
+    const int written = av_interleaved_write_frame(muxer_, &packet);
+    if (written < 0) failed("cannot be written", written);
+    // The buffered writer remembers trouble of the disk that no return value told.
+    if (muxer_->pb->error < 0) failed("cannot be written", muxer_->pb->error);
+}
+
+void MovieSink::copiedPicture() {
+    if (!splicer_) throw MediaError(MediaErrorCode::badRequest, output_, "has no pictures to copy");
+    splicer_->copied();
+}
+
 void MovieSink::picture(const PictureRef& picture) {
+    if (splicer_) return splicer_->picture(picture);
     const FramePtr frame = encoderFrame(picture, settings_, *video_, colour_);
     frame->pts = pictures_++;
     send(*video_, *videoStream_, frame.get());
@@ -274,7 +299,10 @@ void MovieSink::samples(const float* interleaved, size_t frames) {
 
 void MovieSink::finish() {
     if (audio_ && !pending_.empty()) sendSound(pending_.size() / kChannels);
-    send(*video_, *videoStream_, nullptr);
+    if (splicer_)
+        splicer_->finish();
+    else
+        send(*video_, *videoStream_, nullptr);
     if (audio_) send(*audio_, *audioStream_, nullptr);
     const int ended = av_write_trailer(muxer_);
     throwIfRaised(settings_.cancel, output_);
@@ -287,6 +315,7 @@ void MovieSink::finish() {
     if (container_.faststart && !index_.holds(*bytes_, *muxer_))
         throw MediaError(MediaErrorCode::encoding, output_,
                          "its index does not lead to its pictures; memory may be short, run again");
+    if (settings_.copies) checkCopies(output_, file_.descriptor(), settings_);
     file_.commit();
 }
 

@@ -197,14 +197,18 @@ void Reader::readSamples(float* interleaved, size_t frames) {
     impl_->samplePosition += static_cast<int64_t>(frames);
 }
 
+void Reader::seekPictures(int64_t index) {
+    const int64_t to = std::clamp<int64_t>(index, 0, frameCount());
+    if (to == impl_->position) return;
+    impl_->stop();
+    impl_->pictures.seek(to);
+    impl_->position = to;
+    impl_->start();
+}
+
 void Reader::seek(int64_t index) {
     const int64_t to = std::clamp<int64_t>(index, 0, frameCount());
-    if (to != impl_->position) {
-        impl_->stop();
-        impl_->pictures.seek(to);
-        impl_->position = to;
-        impl_->start();
-    }
+    seekPictures(to);
     const int64_t sample = firstSampleOf(to);
     if (sample != impl_->samplePosition) impl_->sound->seek(sample);
     impl_->samplePosition = sample;

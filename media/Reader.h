@@ -86,6 +86,8 @@ class Reader {
     /// Makes picture `index` (0..frameCount) the next one, exactly, and sample frame `firstSampleOf(index)`
     /// the next.
     void seek(int64_t index);
+    /// The same for the pictures alone; the sound stands where it stood.
+    void seekPictures(int64_t index);
 
     /// What was lost so far, one line each, without the file's name: missing pictures, unreadable sound, an
     /// early end.

@@ -72,7 +72,9 @@ constexpr size_t kQueueDepth = 4;
 constexpr auto kPatience = std::chrono::milliseconds(100);
 
 using Sound = std::vector<float>;
-using Item = std::variant<PictureRef, Sound>;
+// A picture that is copied, of which there is nothing to hand on.
+struct Copied {};
+using Item = std::variant<PictureRef, Sound, Copied>;
 
 void checkCommon(const std::string& output, const WriterSettings& settings) {
     if (!settings.rate || settings.rate.den <= 0 || settings.rate.value() > 1000 ||
@@ -132,10 +134,12 @@ struct Writer::Impl {
     bool committed = false;
 
     std::thread worker;
-    std::mutex mutex;
+    mutable std::mutex mutex;
     std::condition_variable changed;
     std::deque<Item> queue;
     std::exception_ptr failure;
+    double pictureSeconds = 0;
+    double soundSeconds = 0;
     bool busy = false;
     bool stopping = false;
 };
@@ -151,15 +155,20 @@ void Writer::Impl::work() {
         changed.notify_all();
         lock.unlock();
         std::exception_ptr problem;
+        const auto began = std::chrono::steady_clock::now();
         try {
             if (const auto* picture = std::get_if<PictureRef>(&item))
                 sink->picture(*picture);
+            else if (std::holds_alternative<Copied>(item))
+                sink->copiedPicture();
             else if (const Sound& sound = std::get<Sound>(item); !sound.empty())
                 sink->samples(sound.data(), sound.size() / kChannels);
         } catch (...) {
             problem = std::current_exception();
         }
+        const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
         lock.lock();
+        (std::holds_alternative<Sound>(item) ? soundSeconds : pictureSeconds) += took;
         busy = false;
         if (problem) {
             failure = problem;
@@ -254,6 +263,14 @@ int64_t Writer::pictures() const noexcept {
 int64_t Writer::samples() const noexcept {
     return impl_->samples;
 }
+double Writer::pictureSeconds() const {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->pictureSeconds;
+}
+double Writer::soundSeconds() const {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->soundSeconds;
+}
 
 void Writer::writePicture(const PictureRef& picture) {
     if (picture.width() != impl_->settings.width || picture.height() != impl_->settings.height)
@@ -263,6 +280,12 @@ void Writer::writePicture(const PictureRef& picture) {
                              std::to_string(impl_->settings.width) + "x" +
                              std::to_string(impl_->settings.height));
     impl_->push(picture);
+    ++impl_->pictures;
+    impl_->passSound(false);
+}
+
+void Writer::copyPicture() {
+    impl_->push(Copied{});
     ++impl_->pictures;
     impl_->passSound(false);
 }

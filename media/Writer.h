@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "media/CopyPlan.h"
 #include "media/MediaError.h"
 #include "media/MovieColour.h"
 #include "media/Picture.h"
@@ -45,6 +46,8 @@ struct WriterSettings {
     std::string comment;
     std::vector<Chapter> chapters;  ///< movies: none or two and more make sense
     int64_t pictures = 0;           ///< how many will be written, where that is known: the last chapter's end
+    std::shared_ptr<const CopyPlan> copies;  ///< movies: pictures that are taken from clips as they are coded;
+                                             ///< none: all are encoded
     int threads = 0;                ///< encoder threads, 0: by the machine
     CancelFlag cancel = nullptr;
 };
@@ -79,6 +82,8 @@ class Writer {
     void writePicture(const PictureRef& picture);
     /// The same from the caller's memory (alpha, red, green, blue), copied before the call returns.
     void writePicture(const uint8_t* argb, ptrdiff_t stride);
+    /// The next picture is one that the settings' copy plan takes from a clip. Throws MediaError.
+    void copyPicture();
     /// The next sample frames, interleaved left, right; any number. Beyond the pictures' length they are
     /// dropped, what is missing is filled with silence, both at `commit`.
     void writeSamples(const float* interleaved, size_t frames);
@@ -86,9 +91,13 @@ class Writer {
     int64_t pictures() const noexcept;
     int64_t samples() const noexcept;
 
+    /// Seconds that the writer's own thread has spent on pictures and on sound.
+    double pictureSeconds() const;
+    double soundSeconds() const;
+
     /// Finishes the file: the encoder's last pictures, the index, fsync, close, rename, fsync of the folder.
     /// Afterwards the output is complete under its name. Throws MediaError, and then the old file is as it
-    /// was.
+    /// was; CopyCheckFailed when copied pictures do not decode as their clips' do.
     void commit();
 
     /// What a user should know about the committed output, one line each without its name.

@@ -16,6 +16,8 @@ class Sink {
   public:
     virtual ~Sink() = default;
     virtual void picture(const PictureRef& picture) = 0;
+    /// The next picture is one that the settings' copy plan takes from a clip.
+    virtual void copiedPicture() {}
     virtual void samples(const float* interleaved, size_t frames) = 0;
     /// Completes the output and puts it in place.
     virtual void finish() = 0;

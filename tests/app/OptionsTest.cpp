@@ -168,14 +168,15 @@ TEST(OptionTableTest, NamesAreUniqueWithinACommandAndWellFormed) {
     for (const OptionRow& row : optionTable()) {
         EXPECT_NE(row.commands, 0U) << row.name;
         EXPECT_NE(row.help[0], '\0') << row.name;
-        EXPECT_EQ(row.kind == ValueKind::Choice, !choicesOf(row).empty()) << row.name;
-        EXPECT_EQ(row.kind == ValueKind::None, *row.value == '\0') << row.name;
+        const bool optional = row.kind == ValueKind::OptionalChoice;
+        EXPECT_EQ(row.kind == ValueKind::Choice || optional, !choicesOf(row).empty()) << row.name;
+        EXPECT_EQ(row.kind == ValueKind::None || optional, *row.value == '\0') << row.name;
     }
 }
 
 TEST(OptionTableTest, EveryChoiceIsAcceptedAndNothingElse) {
     for (const OptionRow& row : optionTable()) {
-        if (row.kind != ValueKind::Choice) continue;
+        if (row.kind != ValueKind::Choice && row.kind != ValueKind::OptionalChoice) continue;
         for (const std::string& word : choicesOf(row)) {
             Options o;
             EXPECT_NO_THROW(row.store(o, word)) << row.name << ' ' << word;
@@ -183,6 +184,20 @@ TEST(OptionTableTest, EveryChoiceIsAcceptedAndNothingElse) {
         Options o;
         EXPECT_THROW(row.store(o, "sideways"), Refusal) << row.name;
     }
+}
+
+TEST(OptionTest, CopyBodiesMeansAutoAloneAndTakesNoOtherWord) {
+    using edit::CopyBodies;
+    const auto asked = [](const std::string& word) {
+        return parseOptions({"join", word, "a.mp4", "b.mp4", "-o", "x.mp4"}).copyBodies;
+    };
+    EXPECT_EQ(parseOptions({"join", "a.mp4", "b.mp4", "-o", "x.mp4"}).copyBodies, CopyBodies::never);
+    EXPECT_EQ(asked("--copy-bodies"), CopyBodies::automatic);
+    EXPECT_EQ(asked("--copy-bodies=auto"), CopyBodies::automatic);
+    EXPECT_EQ(asked("--copy-bodies=always"), CopyBodies::always);
+    EXPECT_EQ(asked("--copy-bodies=never"), CopyBodies::never);
+    EXPECT_THROW(asked("--copy-bodies=alwys"), Refusal);
+    EXPECT_EQ(parseOptions({"join", "a.mp4", "-o", "x.mp4", "--copy-bodies"}).inputs.size(), 1U);
 }
 
 TEST(OptionTableTest, EveryExampleParses) {

@@ -1,0 +1,19 @@
+// Whether the packets of clips can follow one another in one movie without being encoded again, and the one
+// sentence that says why not. It compares facts; it opens nothing.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "edit/request.h"
+#include "media/PacketIndex.h"
+
+namespace tumblewash::edit {
+
+/// The sentence for the first thing that forbids copies of these clips, the request's in their order (null for
+/// black), into its movie; empty when nothing does.
+std::string whyNotCopied(const RenderSettings& settings, const MovieRequest& request,
+                         const std::vector<std::shared_ptr<const media::PacketIndex>>& clips);
+
+}  // namespace tumblewash::edit

@@ -1,0 +1,392 @@
+// Joins that copy the bodies of clips: copied frames are the clips' own, and the rest of the movie is what a full
+// render has.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+
+#include "tests/app/ProgramRun.h"
+
+namespace tumblewash::app {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char* kSource[] = {"testsrc2=s=128x96:r=25", "testsrc=s=128x96:r=25", "mandelbrot=s=128x96:r=25"};
+
+/// A clip of `seconds` of drawing `source`, encoded as `coding` says. Returns its path.
+std::string clip(const Workshop& shop, const std::string& name, int source, double seconds,
+                 const std::string& coding, const std::string& sound = "-an") {
+    const std::string file = shop.file(name);
+    const std::string tone = sound == "-an" ? "" : " -f lavfi -i sine=r=48000";
+    EXPECT_EQ(shell("ffmpeg -v error -y -f lavfi -i " + std::string(kSource[source]) + tone + " -t " +
+                    std::to_string(seconds) + " -pix_fmt yuv420p " + coding + " " + sound + " " + file),
+              0)
+        << name;
+    return file;
+}
+
+std::string x264(const std::string& more) {
+    return "-c:v libx264 -preset veryfast -x264-params " + more;
+}
+
+/// The fingerprints of a file's frames; adds a failure when the decoder complains.
+std::vector<std::string> framesOf(const Workshop& shop, const std::string& file, int threads = 1) {
+    const std::string list = shop.file("frames.txt");
+    const std::string words = shop.file("words.txt");
+    EXPECT_EQ(shell("ffmpeg -v warning -threads " + std::to_string(threads) + " -i " + file +
+                    " -map 0:v -fps_mode passthrough -y -f framemd5 " + list + " 2> " + words),
+              0);
+    EXPECT_EQ(bytesOf(words), "") << file;
+    std::vector<std::string> sums;
+    for (const std::string& line : linesOf(bytesOf(list)))
+        if (!line.empty() && line[0] != '#') sums.push_back(line.substr(line.rfind(' ') + 1));
+    std::filesystem::remove(list);
+    std::filesystem::remove(words);
+    return sums;
+}
+
+/// Times of the packets of the pictures, in order of decoding.
+struct Times {
+    std::vector<double> pts, dts, length;
+};
+Times timesOf(const Workshop& shop, const std::string& file) {
+    const std::string list = shop.file("times.txt");
+    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=pts,dts,duration -of csv=p=0 " +
+                    file + " > " + list),
+              0);
+    Times times;
+    for (const std::string& line : linesOf(bytesOf(list))) {
+        std::istringstream fields(line);
+        std::string field;
+        for (std::vector<double>* to : {&times.pts, &times.dts, &times.length}) {
+            std::getline(fields, field, ',');
+            to->push_back(field == "N/A" || field.empty() ? NAN : std::stod(field));
+        }
+    }
+    std::filesystem::remove(list);
+    return times;
+}
+
+nlohmann::json reportOf(const Workshop& shop) {
+    return nlohmann::json::parse(bytesOf(shop.file("report.json")));
+}
+
+/// Joins with copies demanded; checks times, decodes without a complaint and compares each copied run with its
+/// clip. Gives the report.
+nlohmann::json copiedJoin(const Workshop& shop, std::vector<std::string> words, const std::vector<std::string>& clips,
+                          const std::string& out) {
+    words.insert(words.end(), {"-o", out, "--copy-bodies=always", "--report", shop.file("report.json"), "-f", "-q"});
+    const RunResult result = shop.run(words);
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    if (result.code != 0) return {};
+    const nlohmann::json report = reportOf(shop);
+    const std::vector<std::string> frames = framesOf(shop, out);
+    EXPECT_EQ(framesOf(shop, out, 8), frames);
+    EXPECT_EQ(static_cast<std::int64_t>(frames.size()), report["frames"].get<std::int64_t>());
+    std::size_t at = 0;
+    std::int64_t copied = 0;
+    for (const nlohmann::json& run : report["copies"]["runs"]) {
+        const auto count = run["frames"].get<std::size_t>();
+        if (run.contains("clip")) {
+            const std::vector<std::string> source = framesOf(shop, clips[run["clip"].get<std::size_t>()]);
+            const auto first = run["first"].get<std::size_t>();
+            std::size_t equal = 0;
+            for (std::size_t i = 0; i < count && at + i < frames.size() && first + i < source.size(); ++i)
+                equal += frames[at + i] == source[first + i] ? 1 : 0;
+            EXPECT_EQ(equal, count) << "from frame " << at;
+            copied += static_cast<std::int64_t>(count);
+        }
+        at += count;
+    }
+    EXPECT_EQ(at, frames.size());
+    EXPECT_EQ(copied, report["copies"]["copied"].get<std::int64_t>());
+    EXPECT_GT(copied, 0);
+
+    Times times = timesOf(shop, out);
+    EXPECT_EQ(times.pts.size(), frames.size());
+    for (std::size_t i = 1; i < times.dts.size(); ++i) {
+        if (std::isnan(times.dts[i - 1]) || std::isnan(times.dts[i])) continue;
+        EXPECT_GT(times.dts[i], times.dts[i - 1]);
+    }
+    std::sort(times.pts.begin(), times.pts.end());
+    const double step = (times.pts.back() - times.pts.front()) / static_cast<double>(times.pts.size() - 1);
+    for (std::size_t i = 0; i < times.pts.size(); ++i)
+        EXPECT_NEAR(times.pts[i] - times.pts.front(), static_cast<double>(i) * step, 0.5);
+    // Times in Matroska are rounded to a millisecond.
+    const double rounding = out.ends_with(".mkv") ? 1 : 0;
+    for (const double length : times.length) EXPECT_NEAR(length, times.length.front(), rounding);
+    return report;
+}
+
+struct Row {
+    const char* name;
+    std::string first, second;
+    const char* ending;
+};
+
+class CopyCodingTest : public testing::TestWithParam<Row> {};
+
+TEST_P(CopyCodingTest, BodiesAreTheClipsOwnFramesToTheBit) {
+    const Row& row = GetParam();
+    const Workshop shop;
+    const std::string a = clip(shop, std::string("a") + row.ending, 0, 3, row.first);
+    const std::string b = clip(shop, std::string("b") + row.ending, 1, 3, row.second);
+    const nlohmann::json report =
+        copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(std::string("out") + row.ending));
+    if (report.is_null()) return;
+    EXPECT_EQ(report["frames"], 140);
+    EXPECT_GT(report["copies"]["copied"], 80);
+    EXPECT_GE(report["copies"]["encoded"], 10);
+}
+
+const Row kRows[] = {
+    {"EqualSets", x264("keyint=20"), x264("keyint=20"), ".mp4"},
+    {"EqualSetsMov", x264("keyint=20"), x264("keyint=20"), ".mov"},
+    {"EqualSetsMkv", x264("keyint=20"), x264("keyint=20"), ".mkv"},
+    {"CavlcOfFourSlicesAndCabac", x264("keyint=20:cabac=0:slices=4"), x264("keyint=25:b-pyramid=none"), ".mp4"},
+    {"CabacAndCavlcOfFourSlices", x264("keyint=20"), x264("keyint=20:cabac=0:slices=4:8x8dct=0"), ".mkv"},
+    {"OpenGroups", x264("keyint=20:open-gop=1:bframes=3:b-pyramid=normal"),
+     x264("keyint=30:min-keyint=30:bframes=3:scenecut=0"), ".mp4"},
+    {"NoBFrames", x264("keyint=20:bframes=0"), x264("keyint=15:bframes=0:ref=4"), ".mp4"},
+    {"MainAndHigh", x264("keyint=20") + " -profile:v main", x264("keyint=20:ref=5:bframes=5"), ".mov"},
+    {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline", ".mp4"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Codings, CopyCodingTest, testing::ValuesIn(kRows),
+                         [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
+
+TEST(CopyTest, ThreeClipsWithSetsOfTheirOwnKeepTheMiddleOne) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 3, x264("keyint=20"));
+    const std::string b = clip(shop, "b.mp4", 1, 3, x264("keyint=12:cabac=0:ref=2"));
+    const std::string c = clip(shop, "c.mp4", 2, 3, x264("keyint=25:weightp=0:b-pyramid=none:qp=30"));
+    const nlohmann::json report = copiedJoin(shop, {"join", a, b, c, "--duration", "10f", "--effect", "wash-away,morph"},
+                                             {a, b, c}, shop.file("out.mp4"));
+    ASSERT_FALSE(report.is_null());
+    ASSERT_EQ(report["copies"]["runs"].size(), 5U);
+    EXPECT_EQ(report["copies"]["runs"][2]["clip"], 1);
+}
+
+TEST(CopyTest, SeamsThatMeetInAShortClipAreEncodedAsOneRun) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 2, x264("keyint=20"));
+    const std::string b = clip(shop, "b.mp4", 1, 1, x264("keyint=250"));
+    const std::string c = clip(shop, "c.mp4", 0, 2, x264("keyint=20"));
+    const std::string out = shop.file("out.mp4");
+    const RunResult told = shop.run({"join", a, b, c, "--duration", "8f", "-o", out, "--copy-bodies"});
+    ASSERT_EQ(told.code, 0) << told.err;
+    EXPECT_THAT(told.err, HasSubstr("b.mp4 has no key frame after 0.3 s that can start a copy"));
+    const nlohmann::json report = copiedJoin(shop, {"join", a, b, c, "--duration", "8f"}, {a, b, c}, out);
+    ASSERT_FALSE(report.is_null());
+    ASSERT_EQ(report["copies"]["runs"].size(), 3U);
+}
+
+TEST(CopyTest, OneClipAloneIsCutWithoutALoss) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 4, x264("keyint=20:scenecut=0"), "-c:a aac");
+    const nlohmann::json report =
+        copiedJoin(shop, {"join", a + "#t=0.6,3.2"}, {a}, shop.file("cut.mp4"));
+    ASSERT_FALSE(report.is_null());
+    EXPECT_EQ(report["frames"], 65);
+    ASSERT_GE(report["copies"]["runs"].size(), 2U);
+    EXPECT_EQ(report["copies"]["runs"][0]["frames"], 5);  // up to the key frame at 20
+    EXPECT_EQ(report["copies"]["runs"][1]["first"], 20);
+    EXPECT_EQ(shop.run({"join", a, "-o", shop.file("x.mp4")}).code, 2);
+}
+
+TEST(CopyTest, OpeningsClosingsAndSoundGoWithCopiedPictures) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 3, x264("keyint=15"), "-c:a aac");
+    const std::string b = clip(shop, "b.mp4", 1, 3, x264("keyint=15"), "-c:a aac");
+    const std::string out = shop.file("out.mp4");
+    const nlohmann::json report = copiedJoin(
+        shop, {"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out"}, {a, b}, out);
+    ASSERT_FALSE(report.is_null());
+    EXPECT_EQ(report["transitions"].size(), 3U);
+    const nlohmann::json probe = probeJson(out);
+    ASSERT_FALSE(streamOf(probe, "audio").is_null());
+    EXPECT_NEAR(std::stod(streamOf(probe, "audio")["duration"].get<std::string>()), 5.6, 0.05);
+    // The sound is the very one of a full render.
+    const std::string full = shop.file("full.mp4");
+    ASSERT_EQ(shop.run({"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out", "-o",
+                        full, "-q"})
+                  .code,
+              0);
+    const auto sound = [&](const std::string& file) {
+        EXPECT_EQ(shell("ffmpeg -v error -y -i " + file + " -map 0:a -f md5 " + shop.file("s")), 0);
+        return bytesOf(shop.file("s"));
+    };
+    EXPECT_EQ(sound(out), sound(full));
+    const nlohmann::json closing = copiedJoin(shop, {"out", a, "--duration", "10f"}, {a}, shop.file("end.mkv"));
+    ASSERT_FALSE(closing.is_null());
+    EXPECT_GT(closing["copies"]["copied"], 40);
+}
+
+TEST(CopyTest, SeamsAreNoWorseThanThoseOfAFullRender) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 2, x264("keyint=20"));
+    const std::string b = clip(shop, "b.mp4", 1, 2, x264("keyint=20"));
+    const auto render = [&](const std::string& name, const std::vector<std::string>& more) {
+        std::vector<std::string> words{"join", a, b, "--duration", "10f", "-q", "-o", name};
+        words.insert(words.end(), more.begin(), more.end());
+        EXPECT_EQ(shop.run(words).code, 0);
+    };
+    render(shop.file("copied.mp4"), {"--copy-bodies=always"});
+    render(shop.file("full.mp4"), {});
+    render(shop.file("%03d.png"), {});
+    const auto psnr = [&](const std::string& name) {
+        const std::string log = shop.file("psnr.txt");
+        EXPECT_EQ(shell("ffmpeg -v error -i " + shop.file(name) + " -i " + shop.file("%03d.png") +
+                        " -lavfi '[0:v]trim=start_frame=40:end_frame=50,setpts=PTS-STARTPTS[a];"
+                        "[1:v]trim=start_frame=40:end_frame=50,setpts=PTS-STARTPTS,format=yuv420p[b];"
+                        "[a][b]psnr=stats_file=" + log + "' -f null -"),
+                  0);
+        double sum = 0;
+        int count = 0;
+        for (const std::string& line : linesOf(bytesOf(log))) {
+            const std::size_t at = line.find("psnr_y:");
+            if (at == std::string::npos) continue;
+            sum += std::stod(line.substr(at + 7));
+            ++count;
+        }
+        EXPECT_EQ(count, 10);
+        return sum / count;
+    };
+    EXPECT_GE(psnr("copied.mp4"), psnr("full.mp4") - 0.1);
+}
+
+TEST(CopyTest, PlansSayWhatWouldBeCopied) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 2, x264("keyint=20:scenecut=0"));
+    const std::string b = clip(shop, "b.mp4", 1, 2, x264("keyint=20:scenecut=0"));
+    const RunResult told = shop.run({"plan", a, b, "--duration", "10f", "--copy-bodies"});
+    ASSERT_EQ(told.code, 0) << told.err;
+    EXPECT_THAT(told.out, HasSubstr("frames copied from " + b + " from its frame 20"));
+    EXPECT_THAT(told.out, HasSubstr("of 90 frames are copied and"));
+    EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, testing::Not(HasSubstr("copied")));
+}
+
+/// A pair of clips that cannot be copied, and the sentence that says so.
+struct Refused {
+    const char* name;
+    std::string first, second;
+    const char* ending;
+    std::vector<std::string> more;
+    const char* sentence;
+};
+
+class CopyRefusalTest : public testing::TestWithParam<Refused> {};
+
+TEST_P(CopyRefusalTest, IsToldInOneSentenceAndRenderedInFull) {
+    const Refused& row = GetParam();
+    const Workshop shop;
+    const std::string a = clip(shop, "A.mp4", 0, 1.2, row.first);
+    const std::string b = clip(shop, "B.mp4", 1, 1.2, row.second);
+    const std::string out = shop.file(std::string("out") + row.ending);
+    std::vector<std::string> words{"join", a, b, "--duration", "6f", "-o", out};
+    words.insert(words.end(), row.more.begin(), row.more.end());
+    std::vector<std::string> always = words;
+    always.emplace_back("--copy-bodies=always");
+    const RunResult refused = shop.run(always);
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_THAT(refused.err, HasSubstr(row.sentence));
+    EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;
+    EXPECT_FALSE(std::filesystem::exists(out));
+    words.emplace_back("--copy-bodies");
+    words.insert(words.end(), {"--report", shop.file("report.json")});
+    const RunResult rendered = shop.run(words);
+    EXPECT_EQ(rendered.code, 0) << rendered.err;
+    EXPECT_THAT(rendered.err, HasSubstr(row.sentence));
+    EXPECT_EQ(reportOf(shop)["copies"]["copied"], 0);
+    EXPECT_TRUE(std::filesystem::exists(out));
+}
+
+const std::string kPlain = x264("keyint=10");
+const Refused kRefused[] = {
+    {"Codec", kPlain, "-c:v mpeg4", ".mp4", {}, "B.mp4 is mpeg4 and "},
+    {"Size", kPlain, kPlain + " -vf scale=160:96,setsar=1", ".mp4", {},
+     "B.mp4 is 160x96 and "},
+    {"Shape", kPlain, kPlain + " -vf setsar=2/1", ".mp4", {}, "B.mp4 has pixels of 2:1: its pictures would have to be scaled"},
+    {"Rate", kPlain, kPlain + " -r 30", ".mp4", {}, "B.mp4 has 30 fps: copied frames cannot be moved onto 25 fps"},
+    {"Uneven", kPlain, kPlain + " -vf \"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\" -fps_mode passthrough", ".mp4", {},
+     "B.mp4 has a varying frame rate (frame 19 lasts 200 ms): copied frames cannot be moved onto 25 fps"},
+    {"Colours", kPlain + " -colorspace bt709", kPlain + " -colorspace smpte170m", ".mp4", {},
+     "B.mp4 is BT.601 and "},
+    {"Interlaced", kPlain, "-c:v libx264 -flags +ildct+ilme -x264-params keyint=10:tff=1 -vf setfield=tff", ".mp4", {},
+     "B.mp4 is interlaced: joining it means deinterlacing every frame"},
+    {"Range", kPlain, kPlain + " -vf scale=out_range=full -color_range pc", ".mp4", {}, "B.mp4 has colours of the full range"},
+    {"Profile", kPlain, "-c:v libx264 -pix_fmt yuv444p", ".mp4", {},
+     "B.mp4 has a profile of H.264 that the encoder of the seams does not write"},
+    {"Keys", x264("keyint=250"), x264("keyint=250"), ".mp4", {"--opening", "wash-in"},
+     "has no key frame after 0.2 s that can start a copy: all of it would be encoded"},
+    {"Reordering", kPlain, x264("keyint=10:bframes=0"), ".mp4", {},
+     "has none: some decoders lose two frames where they meet"},
+    {"Option", kPlain, kPlain, ".mp4", {"--size", "64x48"}, "A.mp4 is 128x96 and the result 64x48"},
+    {"Container", kPlain, kPlain, ".webm", {}, "A.mp4 is H.264, which goes into mp4, mov, mkv files and not into .webm"},
+    {"OtherCodec", kPlain, kPlain, ".mp4", {"--codec", "hevc"}, "A.mp4 is H.264 and --codec asks for HEVC"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Reasons, CopyRefusalTest, testing::ValuesIn(kRefused),
+                         [](const testing::TestParamInfo<Refused>& row) { return std::string(row.param.name); });
+
+TEST(CopyTest, PhotosBlackAndPicturesAreNothingToCopy) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 1, kPlain);
+    const RunResult black = shop.run(
+        {"join", a, "black:1s", "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    EXPECT_EQ(black.code, 2);
+    EXPECT_THAT(black.err, HasSubstr("black is drawn here and has no packets to copy"));
+    const RunResult drawn = shop.run(
+        {"join", a, scene("city", 1, "128x96"), "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    EXPECT_EQ(drawn.code, 2);
+    EXPECT_THAT(drawn.err, HasSubstr("is drawn here and has no packets to copy"));
+    const RunResult sums = shop.run({"join", a, a, "--duration", "6f", "-o", "md5:", "--copy-bodies=always"});
+    EXPECT_EQ(sums.code, 2);
+    EXPECT_THAT(sums.err, HasSubstr("is no movie"));
+}
+
+TEST(CopyTest, TurnedClipsCannotBeCopied) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 1, kPlain);
+    const std::string turned = shop.file("turned.mp4");
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -metadata:s:v rotate=90 " + turned), 0);
+    const RunResult result =
+        shop.run({"join", a, turned, "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_THAT(result.err, HasSubstr("turned.mp4 is shown rotated by 90 degrees: copied packets cannot be turned"));
+}
+
+TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.ts", 0, 1, x264("keyint=10:repeat-headers=1"));
+    const std::string b = clip(shop, "b.ts", 0, 1, x264("keyint=10:repeat-headers=1:cabac=0:ref=1"));
+    writeBytes(shop.file("list.txt"), "file " + a + "\nfile " + b + "\n");
+    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " + shop.file("c.ts")), 0);
+    const RunResult result =
+        shop.run({"join", a, shop.file("c.ts"), "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_THAT(result.err, HasSubstr("c.ts changes its coding parameters"));
+    // Headers that are repeated and stay the same are no change.
+    const nlohmann::json report = copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
+    EXPECT_FALSE(report.is_null());
+}
+
+TEST(CopyTest, AFileCutInItsMiddleIsNeverAWrongPicture) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mkv", 0, 2, x264("keyint=20"));
+    const std::string bytes = bytesOf(a);
+    const std::string cut = shop.file("cut.mkv");
+    for (const double part : {0.35, 0.6, 0.85}) {
+        writeBytes(cut, bytes.substr(0, static_cast<std::size_t>(static_cast<double>(bytes.size()) * part)));
+        const std::string out = shop.file("out.mp4");
+        const RunResult result = shop.run({"join", a, cut, "--duration", "4f", "-o", out, "--copy-bodies", "-f"});
+        EXPECT_EQ(result.code, 0) << result.err;
+        if (result.code == 0) framesOf(shop, out);
+    }
+}
+
+}  // namespace
+}  // namespace tumblewash::app
