@@ -311,11 +311,12 @@ void MovieSink::finish() {
     av_free(orBadAlloc(av_malloc(1)));
     const int flushed = bytes_->flush();
     if (flushed < 0) failed("cannot be written", flushed);
-    // Nor does it tell of a single allocation that failed there.
+    // Copies first: when they turn out wrong, all can still be encoded.
+    if (settings_.copies) checkCopies(output_, file_.descriptor(), settings_);
+    // Nor does the library tell of a single allocation that failed in its index.
     if (container_.faststart && !index_.holds(*bytes_, *muxer_))
         throw MediaError(MediaErrorCode::encoding, output_,
                          "its index does not lead to its pictures; memory may be short, run again");
-    if (settings_.copies) checkCopies(output_, file_.descriptor(), settings_);
     file_.commit();
 }
 
