@@ -203,8 +203,9 @@ for name in ("a.mp4", "k.png"):
             (path / ("%s-%d-%02d" % (name, trouble, reading))).write_bytes(
                 data + bytes((ENDINGS.index(pathlib.Path(name).suffix), trouble, reading)))
 
-# Headers and first packets of clips that are copied.
+# Headers and first packets of clips that are copied, and the clips themselves, whole and cut off.
 path = sets = seeds("parameter_sets")
+copies = seeds("copies")
 codings = {"plain": "keyint=4", "open": "keyint=4:open-gop=1", "cavlc": "cabac=0:slices=2:keyint=3", "flat": "bframes=0",
            "headers": "repeat-headers=1:keyint=3:aud=1:nal-hrd=vbr:vbv-maxrate=500:vbv-bufsize=500"}
 for name, coding in codings.items():
@@ -218,7 +219,11 @@ for name, coding in codings.items():
         (sets / ("%s-%d" % (name, number))).write_bytes(unit)
     header = b"".join(b"\0\0\1" + unit for unit in units if unit[0] & 31 in (7, 8))[:400]
     packets = [b"\0\0\1" + unit for unit in units if unit[0] & 31 in (1, 5, 6)]
-    made.unlink(missing_ok=True)
+    if made.is_file():
+        data = made.read_bytes()
+        made.unlink()
+        (copies / name).write_bytes(data)
+        (copies / (name + "-cut")).write_bytes(data[:len(data) * 2 // 3])
     for number, packet in enumerate(packets[:3]):
         (sets / ("%s-whole-%d" % (name, number))).write_bytes(len(header).to_bytes(2, "big") + header + packet)
 
