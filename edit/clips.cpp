@@ -130,6 +130,12 @@ void Clip::close() {
     passed_ = 0;
 }
 
+void Clip::restart() {
+    close();
+    closedWarnings_.clear();
+    missing_ = 0;
+}
+
 PictureRef Clip::nextPicture() {
     if (isBlack()) return blackNow();
     Reader& open = reader();

@@ -35,6 +35,9 @@ class Clip {
     /// Closes the file; it is opened again at its start when needed. Memory then holds nothing of it.
     void close();
 
+    /// Closes the file and forgets what was lost so far: it is read anew.
+    void restart();
+
     /// The file's name; "black" for black.
     const std::string& path() const noexcept { return path_; }
     bool isBlack() const noexcept { return black_; }

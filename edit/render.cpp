@@ -329,7 +329,8 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.colour = request.writer.colour;
     report.warnings = request.notes;
     if (request.copying) {
-        report.copies = ReportedCopies{request.copying->copied, request.copying->encoded, {}, request.copying->why};
+        const Copying& copying = *request.copying;
+        report.copies = ReportedCopies{copying.copied, report.frames - copying.copied, {}, copying.why};
         for (const media::CopyRun& run : request.copying->runs)
             report.copies->runs.push_back({run.pictures(), run.clip, run.range.firstPicture});
     }
@@ -363,7 +364,7 @@ void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& r
 // Copies that turned out wrong are dropped, and all is encoded.
 void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Report& report) {
     request.writer.copies.reset();
-    for (Clip& clip : request.clips) clip.close();
+    for (Clip& clip : request.clips) clip.restart();
     report.transitions.clear();
     report.remarks.clear();
     report.warnings = request.notes;

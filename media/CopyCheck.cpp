@@ -45,31 +45,37 @@ class Decoded {
     Decoded(const std::shared_ptr<const InputBytes>& bytes, int stream, CancelFlag cancel)
         : file_(bytes, cancel), stream_(stream < 0 ? file_.bestVideo() : stream) {
         file_.useOnly(stream_);
-        decoder_.emplace(file_, stream_, AVMEDIA_TYPE_VIDEO, 0);
+        // A header that was read in part, for want of memory for one, makes some decoders crash later.
+        decoder_.emplace(file_, stream_, AVMEDIA_TYPE_VIDEO, 1, OnDamage::refuseHeader);
     }
 
     AVRational base() const { return decoder_->stream().time_base; }
 
     /// The fingerprints of the pictures with times from `first` to `last`, in order, decoded from the key
-    /// picture at `key` or an earlier one; nothing when a strict decoding met damage.
+    /// picture at `key` or an earlier one; nothing when a strict decoding met damage, patched or not.
     std::vector<Sum> between(int64_t key, int64_t first, int64_t last, bool strict) {
         // Some containers search by the times of decoding, and land behind the key picture that is needed.
         for (const double early : {0.0, 2.0, 1e6}) {
             const int64_t target = key - static_cast<int64_t>(early / av_q2d(base()));
             if (!decoder_->seek(target)) continue;
+            const int64_t before = damage();
             FramePtr frame = decoder_->next();
-            if (frame && frame->pts <= key) return sums(std::move(frame), first, last, strict);
+            if (!frame || frame->pts > key) continue;
+            std::vector<Sum> found = sums(std::move(frame), first, last);
+            return strict && damage() != before ? std::vector<Sum>{} : found;
         }
         return {};
     }
 
   private:
-    std::vector<Sum> sums(FramePtr frame, int64_t first, int64_t last, bool strict) {
+    /// Packets and pictures so far that were not all there.
+    int64_t damage() const { return decoder_->damaged() + decoder_->patched(); }
+
+    std::vector<Sum> sums(FramePtr frame, int64_t first, int64_t last) {
         std::vector<Sum> out;
-        const int64_t damaged = decoder_->damaged();
         for (; frame && frame->pts <= last; frame = decoder_->next())
             if (frame->pts >= first) out.push_back(sumOf(*frame));
-        return decoder_->damaged() == damaged || !strict ? out : std::vector<Sum>{};
+        return out;
     }
 
     InputFile file_;

@@ -268,7 +268,7 @@ void InputFile::useOnly(int stream) noexcept {
         context_->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 }
 
-StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, bool strict)
+StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, OnDamage onDamage)
     : file_(file),
       stream_(&file.stream(stream, kind)),
       memory_(file.isImage() ? DecoderMemory::Kind::photo : DecoderMemory::Kind::clip) {
@@ -288,7 +288,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     codec_.reset(orBadAlloc(avcodec_alloc_context3(decoder)));
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
-    if (strict) codec_->err_recognition |= AV_EF_EXPLODE;
+    if (onDamage != OnDamage::patch) codec_->err_recognition |= AV_EF_EXPLODE;
     const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxDecoderThreads);
     codec_->thread_count = wanted;
     if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
@@ -306,6 +306,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     if (opened < 0)
         undecodable(file.path(), std::string("its ") + decoder->name + " stream cannot be decoded (" +
                                      avMessage(opened) + "); convert it first");
+    if (onDamage == OnDamage::refuseHeader) codec_->err_recognition &= ~AV_EF_EXPLODE;
 }
 
 /// Hands the decoder one more packet of the stream, or tells it that there are none left.

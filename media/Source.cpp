@@ -327,7 +327,7 @@ std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
     const bool whole = withinAllowance<bool>(
         facts.info.path, cancel, [bytes = facts.bytes, stream = facts.videoStream](CancelFlag flag) {
             InputFile file(bytes, flag);
-            StreamDecoder strict(file, stream, AVMEDIA_TYPE_VIDEO, 1, true);
+            StreamDecoder strict(file, stream, AVMEDIA_TYPE_VIDEO, 1, OnDamage::drop);
             return strict.next() != nullptr;
         });
     return whole ? "" : patched;

@@ -66,13 +66,20 @@ class InputFile {
     bool image_ = false;
 };
 
+/// What a decoder does with damage.
+enum class OnDamage {
+    patch,         ///< fills in what is missing
+    refuseHeader,  ///< the same, but does not start with a header that it cannot read
+    drop           ///< leaves out pictures that are not all there
+};
+
 /// Decodes one stream of a file from where the file stands.
 class StreamDecoder {
   public:
     /// For the stream of that number and kind. Throws MediaError (undecodable; unreadable when there is none).
-    /// `threads` 0: by the machine. The file must outlive the decoder. A strict decoder drops pictures that
-    /// are not all there, where the usual one patches what is missing.
-    StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads, bool strict = false);
+    /// `threads` 0: by the machine; one that shall refuse headers takes 1. The file must outlive the decoder.
+    StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads,
+                  OnDamage onDamage = OnDamage::patch);
 
     /// The next frame, or null after the last. Damage is skipped and counted. Throws MediaError (cancelled).
     /// `pts` is the best known time in the stream's units, or AV_NOPTS_VALUE.

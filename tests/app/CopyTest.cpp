@@ -300,7 +300,9 @@ TEST_P(CopyRefusalTest, IsToldInOneSentenceAndRenderedInFull) {
     const RunResult rendered = shop.run(words);
     EXPECT_EQ(rendered.code, 0) << rendered.err;
     EXPECT_THAT(rendered.err, HasSubstr(row.sentence));
-    EXPECT_EQ(reportOf(shop)["copies"]["copied"], 0);
+    const nlohmann::json report = reportOf(shop);
+    EXPECT_EQ(report["copies"]["copied"], 0);
+    EXPECT_EQ(report["copies"]["encoded"], report["frames"]);
     EXPECT_TRUE(std::filesystem::exists(out));
 }
 
@@ -372,6 +374,46 @@ TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
     // Headers that are repeated and stay the same are no change.
     const nlohmann::json report = copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
     EXPECT_FALSE(report.is_null());
+}
+
+/// The place and size of the packet that comes `number`-th in a file's pictures.
+std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file, std::size_t number) {
+    const std::string list = shop.file("packets.txt");
+    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file + " > " + list), 0);
+    const std::vector<std::string> lines = linesOf(bytesOf(list));
+    EXPECT_LT(number, lines.size());
+    std::filesystem::remove(list);
+    const std::size_t comma = lines[number].find(',');
+    return {std::stoul(lines[number].substr(comma + 1)), std::stoul(lines[number].substr(0, comma))};
+}
+
+TEST(CopyTest, DamageBesideASeamIsRenderedInFullAndToldOnce) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 2, x264("keyint=20:scenecut=0"));
+    const std::string b = clip(shop, "b.mp4", 1, 2, x264("keyint=20:scenecut=0"));
+    std::string bytes = bytesOf(a);
+    const auto [at, size] = packetAt(shop, a, 30);
+    ASSERT_GT(size, 60U);
+    for (std::size_t i = at + size / 3; i < at + size; ++i) bytes[i] = '\xff';
+    writeBytes(a, bytes);
+    const std::string out = shop.file("out.mp4");
+    const auto join = [&](const char* copies) {
+        return shop.run({"join", a, b, "--duration", "10f", "-o", out, "-f", "--report", shop.file("report.json"),
+                         copies});
+    };
+    const RunResult full = join("--copy-bodies=never");
+    ASSERT_EQ(full.code, 0) << full.err;
+    const std::string frames = bytesOf(out);
+    std::vector<std::string> warnings = reportOf(shop)["warnings"];
+    ASSERT_EQ(warnings.size(), 1U) << full.err;
+    const RunResult told = join("--copy-bodies=always");
+    ASSERT_EQ(told.code, 0) << told.err;
+    EXPECT_THAT(told.err, HasSubstr("the copied pictures from 15 on do not all decode; rendered in full instead"));
+    EXPECT_EQ(bytesOf(out), frames);
+    const nlohmann::json report = reportOf(shop);
+    EXPECT_EQ(report["copies"]["copied"], 0);
+    EXPECT_EQ(report["warnings"].size(), 2U);
+    EXPECT_EQ(report["warnings"].back(), warnings.front());
 }
 
 TEST(CopyTest, AFileCutInItsMiddleIsNeverAWrongPicture) {

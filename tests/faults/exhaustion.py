@@ -170,9 +170,18 @@ with Workshop() as folder:
             sweep.judge("%s:%d" % (kind, number))
             sweep.judge("%s:%d+" % (kind, number))
         told.append("%d of %s" % (calls, kind))
-    for where, times in sorted(sweep.inside.items()):
+    # Copies are read back before the movie gets its name: FFmpeg then reads what it wrote itself.
+    copies = Sweep(folder, folder / "out.mp4", ["join", "%s#t=0,0.32" % clip, clip, "--duration", "3f", "--effect",
+                                                "tumble-away", "--threads", "2", "--copy-bodies=always"])
+    calls = copies.calls("library", folder / "count")
+    for number in chosen(calls, 10**9 if LONG else 15):
+        copies.judge("library:%d" % number)
+    told.append("%d of library with copies" % calls)
+    inside = sweep.inside + copies.inside
+    counts = {way: sweep.counts[way] + copies.counts[way] for way in sweep.counts}
+    for where, times in sorted(inside.items()):
         print("%d times inside %s" % (times, where))
     figures = "%s: %d refused, %d whole, %d ended inside FFmpeg" % (
-        ", ".join(told), sweep.counts["refused"], sweep.counts["whole"], sum(sweep.inside.values()))
+        ", ".join(told), counts["refused"], counts["whole"], sum(inside.values()))
     (folder / "out.mp4").unlink()
     finish("%s; limits of processes: %d refused" % (figures, process_limits(folder, join)))
