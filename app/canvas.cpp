@@ -46,7 +46,7 @@ struct Pascal {
 
 void setStyle(int size, Face face) {
     TextSize(static_cast<short>(size));
-    TextFont(face == Face::Mono ? monaco : geneva);
+    TextFont(face == Face::Mono ? monacoFont : genevaFont);
 }
 
 RGBColor platformColour(Colour c) {

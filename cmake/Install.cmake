@@ -6,13 +6,58 @@ set(install_headers "${CMAKE_INSTALL_INCLUDEDIR}/tumblewash")
 set(install_package "${CMAKE_INSTALL_LIBDIR}/cmake/tumblewash")
 set(install_rooms memory platform hostapi ImageLib Utility pluginDistort effects host)
 
-foreach(room ${install_rooms})
-  target_include_directories(${room} INTERFACE "$<INSTALL_INTERFACE:${install_headers}>")
-  target_compile_features(${room} INTERFACE cxx_std_20)
-  install(DIRECTORY ${room}/ DESTINATION "${install_headers}/${room}" COMPONENT dev
-    FILES_MATCHING PATTERN "*.h" PATTERN "*-inl.h" EXCLUDE)
+# The public headers, and what they include; the rest of a room is its own affair.
+set(install_public
+  memory/FrameMemory.h hostapi/*.h platform/Carbon.h ImageLib/source/*.h
+  pluginDistort/v1/Catalogue.h pluginDistort/v1/Transitions.h
+  effects/Alpha.h effects/DeepEffect.h effects/Displacement.h effects/Effect.h effects/EffectKnobs.h effects/MorphMotion.h
+  host/AudioMix.h host/Catalogue.h host/FrameSource.h host/HostError.h host/PluginModule.h host/Session.h host/SessionSettings.h)
+list(TRANSFORM install_public PREPEND "${PROJECT_SOURCE_DIR}/")
+file(GLOB install_open CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" ${install_public})
+set(install_found)
+while(install_open)
+  list(POP_FRONT install_open header)
+  if(header IN_LIST install_found)
+    continue()
+  endif()
+  list(APPEND install_found "${header}")
+  file(STRINGS "${header}" lines REGEX "^#include \"")
+  foreach(line ${lines})
+    string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included "${line}")
+    list(APPEND install_open "${included}")
+  endforeach()
+endwhile()
+foreach(header ${install_found})
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES "${header}" DESTINATION "${install_headers}/${folder}" COMPONENT dev)
 endforeach()
-install(TARGETS ${install_rooms} EXPORT tumblewashTargets ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev)
+configure_file(cmake/tumblewash_version.h.in "${PROJECT_BINARY_DIR}/tumblewash_version.h" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/tumblewash_version.h" DESTINATION "${install_headers}" COMPONENT dev)
+
+# One archive of all rooms: the names of theirs (host, memory) belong to nobody in a folder of libraries that others share.
+# Arithmetic in headers is never fused with its users' either, so that they get the same bytes.
+set(install_objects ${install_rooms})
+list(REMOVE_ITEM install_objects hostapi) # headers only
+list(TRANSFORM install_objects REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>")
+add_library(tumblewash_rooms STATIC ${install_objects})
+set_target_properties(tumblewash_rooms PROPERTIES LINKER_LANGUAGE CXX OUTPUT_NAME tumblewash-rooms EXPORT_NAME rooms)
+target_compile_features(tumblewash_rooms INTERFACE cxx_std_20)
+target_compile_options(tumblewash_rooms INTERFACE -ffp-contract=off)
+target_include_directories(tumblewash_rooms INTERFACE "$<INSTALL_INTERFACE:${install_headers}>")
+set(install_needs LAPACK::LAPACK ${CMAKE_DL_LIBS})
+set(pc_packages)
+if(TUMBLEWASH_SIMD)
+  list(APPEND install_needs PkgConfig::HWY)
+  list(APPEND pc_packages libhwy)
+endif()
+if(TUMBLEWASH_TEXT)
+  list(APPEND install_needs PkgConfig::PANGOFT2)
+  list(APPEND pc_packages pangoft2 fontconfig)
+endif()
+list(JOIN pc_packages ", " pc_packages)
+set(pc_libraries "-llapack -lblas -l${CMAKE_DL_LIBS}")
+target_link_libraries(tumblewash_rooms INTERFACE "$<INSTALL_INTERFACE:${install_needs}>")
+install(TARGETS tumblewash_rooms EXPORT tumblewashTargets ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev)
 install(EXPORT tumblewashTargets NAMESPACE tumblewash:: DESTINATION "${install_package}" COMPONENT dev)
 
 configure_package_config_file(cmake/tumblewashConfig.cmake.in "${PROJECT_BINARY_DIR}/tumblewashConfig.cmake"

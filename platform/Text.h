@@ -16,14 +16,14 @@ struct FontInfo {
     std::int16_t leading;  ///< extra space between lines
 };
 
-inline constexpr short systemFont = 0;  ///< sans-serif
-inline constexpr short applFont = 1;    ///< sans-serif
-inline constexpr short newYork = 2;     ///< serif
-inline constexpr short geneva = 3;      ///< sans-serif
-inline constexpr short monaco = 4;      ///< fixed width
-inline constexpr short times = 20;      ///< serif
-inline constexpr short helvetica = 21;  ///< sans-serif
-inline constexpr short courier = 22;    ///< fixed width
+inline constexpr short systemFont = 0;      ///< sans-serif
+inline constexpr short applFont = 1;        ///< sans-serif
+inline constexpr short newYorkFont = 2;     ///< serif
+inline constexpr short genevaFont = 3;      ///< sans-serif
+inline constexpr short monacoFont = 4;      ///< fixed width
+inline constexpr short timesFont = 20;      ///< serif
+inline constexpr short helveticaFont = 21;  ///< sans-serif
+inline constexpr short courierFont = 22;    ///< fixed width
 
 inline constexpr ScriptCode smUnicodeScript = 126;  ///< the one script of all fonts here
 inline constexpr short smSingleByte = 0;            ///< `CharacterByteType`: a character of one byte

@@ -8,7 +8,7 @@ fail() { echo "use.sh: $*" >&2; exit 1; }
 
 cp -r "$examples" "$work/examples"
 cmake -S "$work/examples" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
-    >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "the examples do not configure"; }
+    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; fail "the examples do not configure"; }
 cmake --build "$work/build" >"$work/build.log" 2>&1 || { cat "$work/build.log"; fail "the examples do not build"; }
 
 # Two pictures, one a moved copy of the other: a diagonal pattern without period in 48 x 48 pixels.
@@ -26,6 +26,22 @@ run=$work/build
 export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name tumblewash-host.pc)")
 "$cxx" -std=c++20 -o "$work/by_hand" "$work/examples/host_plugin.cpp" $(pkg-config --cflags --libs --static tumblewash-host) || fail "pkg-config"
 "$work/by_hand" "$work/by_hand.ppm" tilt-reveal && cmp "$work/host.ppm" "$work/by_hand.ppm" || fail "two ways to build give two pictures"
+
+# The public headers: what they need is installed, and the system's headers do not take their names.
+headers=$(dirname "$(find "$prefix" -name tumblewash_version.h)")
+echo '#include <sys/times.h>' >"$work/headers.cpp"
+(cd "$headers" && find . -name '*.h' | sort | sed 's/.*/#include "&"/') >>"$work/headers.cpp"
+counted=$(wc -l <"$work/headers.cpp")
+"$cxx" -std=c++20 -fsyntax-only -Wall -Wextra -Werror $(pkg-config --cflags tumblewash-imagelib) "$work/headers.cpp" || fail "the headers do not compile"
+[ "$counted" -gt 50 ] || fail "only $counted public headers"
+printf '#include "tumblewash_version.h"\nversion TUMBLEWASH_VERSION\n' |
+    "$cxx" -E -I"$headers" -x c++ - | grep -q "^version \"$(pkg-config --modversion tumblewash-host)\"" || fail "tumblewash_version.h"
+# Sums of products are fused where the processor can and nobody forbids it.
+pkg-config --cflags tumblewash-host | grep -q -e -ffp-contract=off || fail "pkg-config allows fused arithmetic"
+grep -q -e -ffp-contract=off "$work/build/compile_commands.json" || fail "the CMake package allows fused arithmetic"
+# Names that others may have too, beside ours in one folder.
+others=$(find "$prefix" -name 'lib*.a' ! -name 'libtumblewash*')
+[ -z "$others" ] || fail "archives of other people's names: $others"
 
 [ -f "$prefix/share/tumblewash/resources/de.strings" ] || fail "the texts are not installed"
 if [ -x "$prefix/bin/tumblewash" ]; then

@@ -110,8 +110,8 @@ TEST_F(TextTest, StyleBelongsToTheWorldAndIsLimited) {
     const World other(2, 2);
     SetGWorld(other, nullptr);
     EXPECT_EQ(GetPortTextSize(other), 12);
-    TextFont(monaco);
-    EXPECT_EQ(GetPortTextFont(other), monaco);
+    TextFont(monacoFont);
+    EXPECT_EQ(GetPortTextFont(other), monacoFont);
     EXPECT_EQ(GetPortTextFont(world), applFont);
 }
 
@@ -190,7 +190,8 @@ TEST_F(TextTest, OutlineMetricsMeasureEachCharacter) {
 TEST_F(TextTest, BytesKnowTheirPlaceInACharacter) {
     const char text[] = "a\xC3\xA9\xE6\xB3\xA2";
     const short want[] = {smSingleByte, smFirstByte, smLastByte, smFirstByte, smMiddleByte, smLastByte};
-    for (short i = 0; i < 6; ++i) EXPECT_EQ(CharacterByteType(text, i, FontToScript(geneva)), want[i]) << i;
+    for (short i = 0; i < 6; ++i)
+        EXPECT_EQ(CharacterByteType(text, i, FontToScript(genevaFont)), want[i]) << i;
     EXPECT_EQ(smSingleByte, 0);
     EXPECT_EQ(smFirstByte, -1);
     EXPECT_EQ(CharacterByteType(nullptr, 0, 0), smSingleByte);
@@ -227,10 +228,10 @@ TEST_F(TextTest, CaptionWithShadowIsDrawnInTwoColours) {
         TextSize(24);
         MoveTo(20, 150);
         DrawString(Pascal("Ausspülen · Métamorphose · Inclinación · 波で現れる"));
-        TextFont(times);
+        TextFont(timesFont);
         MoveTo(20, 190);
         DrawString(Pascal("Serif: Tumble Reveal"));
-        TextFont(courier);
+        TextFont(courierFont);
         MoveTo(20, 225);
         DrawString(Pascal("Mono: 0123456789"));
         std::ofstream out(path, std::ios::binary);
