@@ -63,7 +63,8 @@ std::string troubleOf(const PacketIndex& clip) {
     if (facts.width % 2 != 0 || facts.height % 2 != 0)
         return fmt::format("is {}x{}: the encoder cannot write an odd {}", facts.width, facts.height,
                            facts.width % 2 != 0 ? "width" : "height");
-    if (facts.range == kFullRange) return "has colours of the full range, and the seams' have the limited one";
+    if (facts.range == kFullRange)
+        return "has colours of the full range, and the seams' have the limited one";
     return {};
 }
 
@@ -81,8 +82,8 @@ std::pair<std::string, std::string> colourWords(const MediaInfo& a, const MediaI
     const auto pick = [&](auto member) {
         return std::pair{colourName(a.colour.*member), colourName(b.colour.*member)};
     };
-    for (const auto member :
-         {&media::ClipColour::matrixName, &media::ClipColour::transferName, &media::ClipColour::primariesName})
+    for (const auto member : {&media::ClipColour::matrixName, &media::ClipColour::transferName,
+                              &media::ClipColour::primariesName})
         if (auto words = pick(member); words.first != words.second) return words;
     return {a.colour.matrixName + "/" + a.colour.transferName + "/" + a.colour.primariesName,
             b.colour.matrixName + "/" + b.colour.transferName + "/" + b.colour.primariesName};
@@ -108,6 +109,9 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
         return fmt::format("{} is {} and {} {}: a copied file can carry only one", nameOf(b), own, nameOf(a),
                            theirs);
     }
+    if (first.codec == Codec::prores && first.profile != other.profile)
+        return fmt::format("{} is another kind of ProRes than {}: a copied file can carry only one",
+                           nameOf(b), nameOf(a));
     if (first.reorders != other.reorders) {
         const PacketIndex& with = first.reorders ? a : b;
         const PacketIndex& without = first.reorders ? b : a;
@@ -124,21 +128,23 @@ std::string conflictOf(const RenderSettings& settings, const MovieRequest& reque
         return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded",
                            nameOf(clip), facts.codecName, factsOf(*settings.colour.codec).name);
     const media::MovieKind* const kind = movieKindOf(settings.output);
-    if (kind != nullptr && std::find(kind->codecs.begin(), kind->codecs.end(), *facts.codec) == kind->codecs.end())
-        return fmt::format("{} is {}, which goes into {} files and not into {}", nameOf(clip), facts.codecName,
-                           media::endingsOf(*facts.codec), kind->ending);
+    if (kind != nullptr &&
+        std::find(kind->codecs.begin(), kind->codecs.end(), *facts.codec) == kind->codecs.end())
+        return fmt::format("{} is {}, which goes into {} files and not into {}", nameOf(clip),
+                           facts.codecName, media::endingsOf(*facts.codec), kind->ending);
     if (facts.width != request.size.width || facts.height != request.size.height)
-        return fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled", nameOf(clip),
-                           facts.width, facts.height, describe(request.size));
+        return fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled",
+                           nameOf(clip), facts.width, facts.height, describe(request.size));
     if (!(clip.info().rate == request.rate))
         return fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
                            rateOf(clip.info().rate), rateOf(request.rate));
     const media::ClipColour& colour = clip.info().colour;
-    if (request.writer.colour && (colour.transfer != request.writer.colour->transfer ||
-                                  colour.depth != request.writer.colour->depth ||
-                                  clip.info().matrix != request.writer.colour->matrix))
-        return fmt::format("{} is {} with {} bits, and the seams would not be: a copied file can carry only one",
-                           nameOf(clip), colourName(colour.matrixName), colour.depth);
+    if (request.writer.colour &&
+        (colour.transfer != request.writer.colour->transfer || colour.depth != request.writer.colour->depth ||
+         clip.info().matrix != request.writer.colour->matrix))
+        return fmt::format(
+            "{} is {} with {} bits, and the seams would not be: a copied file can carry only one",
+            nameOf(clip), colourName(colour.matrixName), colour.depth);
     return {};
 }
 

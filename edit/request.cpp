@@ -311,6 +311,24 @@ ColourWishes wishesFor(const Edit& edit, const RenderSettings& settings) {
     return known;
 }
 
+// Copies keep the depth of their clips, and the frames between them have it too.
+bool deepForCopies(const RenderSettings& settings, const ColourWishes& wishes,
+                   const std::vector<MediaInfo>& infos) {
+    return settings.copyBodies != CopyBodies::never && !settings.output.empty() && !wishes.depth &&
+           !wishes.alpha && !infos.empty() && infos.front().colour.depth == 10 &&
+           carriesTenBits(settings.output, wishes.codec);
+}
+
+// The request as it is where nobody asks for copies, with what is known of them.
+MovieRequest withoutCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& tried) {
+    RenderSettings full = settings;
+    full.copyBodies = CopyBodies::never;
+    MovieRequest request = prepareMovie(edit, full);
+    request.notes.push_back(tried.copying->why);
+    request.copying = std::move(tried.copying);
+    return request;
+}
+
 // Enough of the colours to check quality and codec before the clips are known.
 MovieColour colourAsked(const ColourWishes& wishes, const std::string& output) {
     MovieColour out;
@@ -400,7 +418,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.crf = edit.output.crf.value_or(-1);
     writer.preset = edit.output.preset.value_or("");
     writer.force = settings.force;
-    const ColourWishes wishes = wishesFor(edit, settings);
+    ColourWishes wishes = wishesFor(edit, settings);
     writer.keepAlpha = wishes.alpha;
     writer.cancel = settings.cancel;
     const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
@@ -413,6 +431,8 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
 
     refuseMissing(inputs);
     const std::vector<MediaInfo> infos = probeFirst(edit, settings);
+    const bool deepened = deepForCopies(settings, wishes, infos);
+    if (deepened) wishes.depth = 10;
     const bool cutsOnly = std::all_of(request.seams.begin(), request.seams.end(), [](const SettledSeam& s) {
         return placementOf(s.effect) == Placement::Cut;
     });
@@ -473,7 +493,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.pictures = request.end - request.first;
     checkOutputs(settings, inputs, request.end - request.first);
     settleCopies(edit, settings, request);
-    return request;
+    return deepened && !request.writer.copies ? withoutCopies(edit, settings, request) : std::move(request);
 }
 
 }  // namespace tumblewash::edit

@@ -227,6 +227,30 @@ for name, coding in codings.items():
     for number, packet in enumerate(packets[:3]):
         (sets / ("%s-whole-%d" % (name, number))).write_bytes(len(header).to_bytes(2, "big") + header + packet)
 
+# The same of HEVC, whose units begin with their type in other bits, and whole clips of VP9.
+for name, coding in {"hevc": "keyint=4", "hevc-open": "keyint=4:open-gop=1:bframes=2", "hevc-layers": "temporal-layers=2"}.items():
+    made = path / (name + ".mkv")
+    coded = (*video, "-t", "0.6", "-c:v", "libx265", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-x265-params",
+             "log-level=none:" + coding)
+    subprocess.run(["ffmpeg", "-v", "quiet", "-y", *coded, str(made)], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                   check=False)
+    plain = subprocess.run(["ffmpeg", "-v", "quiet", "-i", str(made), "-c", "copy", "-f", "hevc", "-"],
+                           stdin=subprocess.DEVNULL, capture_output=True, check=False).stdout
+    units = [unit for unit in plain.replace(b"\0\0\0\1", b"\0\0\1").split(b"\0\0\1") if unit]
+    header = b"".join(b"\0\0\1" + unit for unit in units if unit[0] >> 1 in (32, 33, 34))[:400]
+    for number, unit in enumerate(units[:6]):
+        (sets / ("%s-%d" % (name, number))).write_bytes(unit)
+        (sets / ("%s-whole-%d" % (name, number))).write_bytes(len(header).to_bytes(2, "big") + header + b"\0\0\1" + unit)
+    if made.is_file():
+        (copies / name).write_bytes(made.read_bytes())
+        made.unlink()
+made = path / "vp9.mkv"
+subprocess.run(["ffmpeg", "-v", "quiet", "-y", *video, "-t", "0.6", "-c:v", "libvpx-vp9", "-g", "5", "-cpu-used", "8",
+                "-deadline", "realtime", str(made)], stdin=subprocess.DEVNULL, check=False)
+if made.is_file():
+    (copies / "vp9").write_bytes(made.read_bytes())
+    made.unlink()
+
 # Profiles as packages and libraries ship them; the long tables of presses are left to the long form.
 path = seeds("profiles")
 found = [file for where in ("/usr/share/color/icc", "/usr/share/ghostscript") if pathlib.Path(where).is_dir()

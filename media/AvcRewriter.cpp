@@ -4,7 +4,9 @@
 #include <map>
 
 #include "media/detail/AvcSets.h"
+#include "media/detail/Bits.h"
 #include "media/detail/PacketRewriter.h"
+#include "media/detail/SetIds.h"
 
 namespace tumblewash::media {
 
@@ -14,7 +16,6 @@ constexpr int kSpsIds = 32;
 constexpr int kPpsIds = 256;
 constexpr size_t kMostSps = 31;   // that a header can list
 constexpr size_t kMostPps = 255;
-constexpr size_t kLongest = 65000;  // lengths in a header have two bytes
 
 /// Sets under their ids in the one track, and the keys by which equal ones are known.
 class Table {
@@ -23,31 +24,18 @@ class Table {
 
     /// The id that this set has here; -1 when there is none left.
     int take(const AvcSps& sps) {
-        return taken(sps_, writeAvcSps(sps, 0, limits_), sps.id, kSpsIds, [](int) { return true; });
+        return sps_.take(writeAvcSps(sps, 0, limits_), sps.id, [](int) { return true; });
     }
     int take(const AvcPps& pps, int sps) {
-        return taken(pps_, writeAvcPps(pps, 0, sps), pps.id, kPpsIds,
-                     [&](int id) { return sameAlignment(pps.id, id); });
+        return pps_.take(writeAvcPps(pps, 0, sps), pps.id, [&](int id) { return sameAlignment(pps.id, id); });
     }
 
     bool fits() const { return sps_.size() <= kMostSps && pps_.size() <= kMostPps; }
 
   private:
-    template <typename Fits>
-    static int taken(std::map<int, Bytes>& known, const Bytes& key, int own, int ids, Fits fits) {
-        if (key.size() > kLongest) return -1;
-        for (const auto& [id, other] : known)
-            if (other == key && fits(id)) return id;
-        const auto free = [&](int id) { return !known.contains(id) && fits(id); };
-        int id = free(own) ? own : 0;
-        while (id < ids && !free(id)) ++id;
-        if (id == ids) return -1;
-        known[id] = key;
-        return id;
-    }
-
     AvcLimits limits_;
-    std::map<int, Bytes> sps_, pps_;
+    SetIds sps_{kSpsIds};
+    SetIds pps_{kPpsIds};
 };
 
 /// A source with the ids that its sets have in the track.
@@ -181,11 +169,6 @@ std::unique_ptr<PacketRewriter> makeAvcRewriter(const std::vector<PacketSource>&
     }
     if (!table.fits()) return nullptr;
     return std::make_unique<AvcRewriter>(std::move(sources), limits);
-}
-
-std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<PacketSource>& sources) {
-    if (codec == Codec::h264) return makeAvcRewriter(sources);
-    return nullptr;
 }
 
 }  // namespace tumblewash::media

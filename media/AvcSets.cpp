@@ -251,37 +251,7 @@ Bytes writeAvcSlice(ByteView unit, const AvcSlice& slice, int pps) {
 }
 
 Bytes withoutBufferingPeriods(ByteView unit) {
-    const Bytes bytes = unescaped(unit);
-    const size_t end = closingBit(bytes) / 8;
-    Bytes out;
-    size_t at = 1;
-    const auto number = [&] {
-        size_t value = 0;
-        while (at < end && bytes[at] == 255) {
-            value += 255;
-            ++at;
-        }
-        return at < end ? value + bytes[at++] : value;
-    };
-    if (!bytes.empty()) out.push_back(bytes.front());
-    while (at < end) {
-        const size_t from = at;
-        const size_t kind = number();
-        const size_t length = number();
-        // What lies about its length is left out with all that follows: it tells nothing that decoding needs.
-        if (length > end - at) break;
-        at += length;
-        if (kind == kBufferingPeriod) continue;
-        out.insert(out.end(), bytes.begin() + static_cast<ptrdiff_t>(from),
-                   bytes.begin() + static_cast<ptrdiff_t>(at));
-    }
-    if (out.size() <= 1) return {};
-    out.push_back(0x80);
-    return escaped(out);
-}
-
-bool sameAlignment(int pps, int other) noexcept {
-    return (ueLength(static_cast<uint32_t>(pps)) - ueLength(static_cast<uint32_t>(other))) % 8 == 0;
+    return withoutMessages(unit, 1, [](size_t kind) { return kind == kBufferingPeriod; });
 }
 
 AvcSets::Added AvcSets::add(ByteView unit) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "media/detail/Bits.h"
+
 namespace tumblewash::media {
 
 namespace {
@@ -80,6 +82,35 @@ Bytes escaped(ByteView bytes) {
     // Zeros at the end, which pad coded blocks, would be taken for what stands between units.
     if (zeros == 2) out.push_back(3);
     return out;
+}
+
+Bytes withoutMessages(ByteView unit, size_t header, const std::function<bool(size_t)>& dropped) {
+    const Bytes bytes = unescaped(unit);
+    if (bytes.size() < header) return {};
+    const size_t end = closingBit(bytes) / 8;
+    const auto place = [&](size_t at) { return bytes.begin() + static_cast<ptrdiff_t>(at); };
+    Bytes out(place(0), place(header));
+    size_t at = header;
+    const auto number = [&] {
+        size_t value = 0;
+        while (at < end && bytes[at] == 255) {
+            value += 255;
+            ++at;
+        }
+        return at < end ? value + bytes[at++] : value;
+    };
+    while (at < end) {
+        const size_t from = at;
+        const size_t kind = number();
+        const size_t length = number();
+        // Nothing there that decoding needs.
+        if (length > end - at) break;
+        at += length;
+        if (!dropped(kind)) out.insert(out.end(), place(from), place(at));
+    }
+    if (out.size() == header) return {};
+    out.push_back(0x80);
+    return escaped(out);
 }
 
 void appendNalUnit(Bytes& packet, ByteView unit) {

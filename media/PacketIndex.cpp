@@ -69,15 +69,31 @@ std::string unevenTimes(const std::vector<int64_t>& times, AVRational base, Fram
     return {};
 }
 
+std::optional<Codec> codecOf(AVCodecID id) {
+    switch (id) {
+        case AV_CODEC_ID_H264:
+            return Codec::h264;
+        case AV_CODEC_ID_HEVC:
+            return Codec::hevc;
+        case AV_CODEC_ID_VP9:
+            return Codec::vp9;
+        case AV_CODEC_ID_AV1:
+            return Codec::av1;
+        case AV_CODEC_ID_PRORES:
+            return Codec::prores;
+        case AV_CODEC_ID_FFV1:
+            return Codec::ffv1;
+        default:
+            return std::nullopt;
+    }
+}
+
 TrackFacts trackFacts(const AVStream& stream) {
     const AVCodecParameters& p = *stream.codecpar;
     TrackFacts out;
-    if (p.codec_id == AV_CODEC_ID_H264) out.codec = Codec::h264;
-    out.codecName = p.codec_id == AV_CODEC_ID_HEVC  ? "HEVC"
-                    : p.codec_id == AV_CODEC_ID_VP9 ? "VP9"
-                    : p.codec_id == AV_CODEC_ID_AV1 ? "AV1"
-                    : out.codec                     ? factsOf(*out.codec).name
-                                                    : avcodec_get_name(p.codec_id);
+    const std::optional<Codec> known = codecOf(p.codec_id);
+    if (known && isCopied(*known)) out.codec = known;
+    out.codecName = known ? factsOf(*known).name : avcodec_get_name(p.codec_id);
     out.width = p.width;
     out.height = p.height;
     const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : p.sample_aspect_ratio;
@@ -95,8 +111,7 @@ TrackFacts trackFacts(const AVStream& stream) {
 
 std::unique_ptr<PacketLooker> lookerFor(const TrackFacts& facts, const AVCodecParameters& parameters) {
     const ByteView header(parameters.extradata, static_cast<size_t>(std::max(0, parameters.extradata_size)));
-    if (facts.codec == Codec::h264) return makeAvcLooker(header);
-    return nullptr;
+    return facts.codec ? makeLooker(*facts.codec, header) : nullptr;
 }
 
 /// Reads all packets; the index's trouble is the first that one of them gives.

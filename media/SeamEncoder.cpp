@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "media/detail/AvcSets.h"
+#include "media/detail/HevcSets.h"
 #include "media/detail/IndexDetail.h"
 #include "media/detail/VideoEncoder.h"
 
@@ -56,6 +57,17 @@ void matchAvc(const CopyPlan& plan, AVCodecContext& codec) {
                       ":b-pyramid=" + (reorder > 1 ? "normal" : "none") + ":cabac=" + (cabac ? "1" : "0"));
 }
 
+/// Whole groups alone, and no sets but those of the header. Its levels and limits are the track's.
+void matchHevc(AVCodecContext& codec) {
+    addParameters(codec, "x265-params", "open-gop=0:keyint=-1:radl=0:repeat-headers=0:hrd=0:aud=0");
+}
+
+/// The first clip's own kind of ProRes, which the track has a name for.
+void matchProres(const CopyPlan& plan, AVCodecContext& codec) {
+    const int profile = plan.clips.front()->facts().profile;
+    if (profile >= 0) throwIfNoRoom(av_opt_set_int(codec.priv_data, "profile", profile, 0));
+}
+
 /// The clips' own tags, those that are missing among them: one track has one set.
 void tagAs(const TrackFacts& facts, AVCodecContext& codec) {
     codec.color_range = static_cast<AVColorRange>(facts.range);
@@ -73,14 +85,27 @@ CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settin
     if (wanted.crf < 0) wanted.crf = kSeamCrf;
     CodecPtr codec = makeVideoEncoder(output, wanted, true);
     tagAs(plan.clips.front()->facts(), *codec);
-    if (plan.clips.front()->facts().codec == Codec::h264) matchAvc(plan, *codec);
+    const auto kind = plan.clips.front()->facts().codec;
+    if (kind == Codec::h264) matchAvc(plan, *codec);
+    if (kind == Codec::hevc) matchHevc(*codec);
+    if (kind == Codec::prores) matchProres(plan, *codec);
     const int opened = avcodec_open2(codec.get(), codec->codec, nullptr);
     throwIfNotStarted(opened);
     if (opened < 0)
-        throw MediaError(MediaErrorCode::encoding, output,
-                         "the encoder of the seams does not start with the clips' settings (" +
-                             avMessage(opened) + ")");
+        throw MediaError(
+            MediaErrorCode::encoding, output,
+            "the encoder of the seams does not start with the clips' settings (" + avMessage(opened) + ")");
     return codec;
+}
+
+int64_t seamLag(const AVCodecContext& codec) {
+    int64_t lag = codec.has_b_frames;
+    if (codec.codec_id != AV_CODEC_ID_HEVC) return lag;
+    // This encoder's order stands in its header alone.
+    const auto size = static_cast<size_t>(std::max(0, codec.extradata_size));
+    if (const auto sets = readHevcHeader(ByteView(codec.extradata, size)))
+        for (const auto& [id, sps] : sets->sps) lag = std::max<int64_t>(lag, sps.reorder);
+    return lag;
 }
 
 }  // namespace tumblewash::media

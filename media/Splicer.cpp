@@ -63,9 +63,10 @@ struct Splicer::Impl {
           plan(*wanted.copies),
           colour(movieColourOf(name, wanted)),
           emit(std::move(to)) {
-        for (const auto& clip : plan.clips) sources.push_back({clip->detail().header, clip->detail().lag, false});
+        for (const auto& clip : plan.clips)
+            sources.push_back({clip->detail().header, clip->detail().lag, false});
         encoder = openSeamEncoder(output, settings, plan);
-        lag = encoder->has_b_frames;
+        lag = seamLag(*encoder);
         firstHeader = headerOf(*encoder);
         const auto encodes = [](const CopyRun& one) { return one.clip == CopyRun::kEncoded; };
         if (std::any_of(plan.runs.begin(), plan.runs.end(), encodes))
@@ -113,8 +114,8 @@ struct Splicer::Impl {
             throwIfNoRoom(got);
             if (got < 0) fail("a picture of a seam cannot be encoded (" + avMessage(got) + ")");
             const bool key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
-            const auto bytes = rewriter->rewritten(
-                sources.size() - 1, {packet->data, static_cast<size_t>(packet->size)}, false);
+            const auto bytes = rewriter->rewritten(sources.size() - 1,
+                                                   {packet->data, static_cast<size_t>(packet->size)}, false);
             if (!bytes) fail("its encoder made a packet that cannot follow copied ones");
             give(*bytes, before + packet->pts, key);
             av_packet_unref(packet.get());
@@ -137,7 +138,8 @@ struct Splicer::Impl {
         if (current().clip != CopyRun::kEncoded) fail("a picture came that its plan has as copied");
         if (!encoder) {
             encoder = openSeamEncoder(output, settings, plan);
-            if (headerOf(*encoder).bytes != firstHeader.bytes) fail("its encoder changed its coding parameters");
+            if (headerOf(*encoder).bytes != firstHeader.bytes)
+                fail("its encoder changed its coding parameters");
         }
         const FramePtr frame = encoderFrame(picture, settings, *encoder, colour);
         frame->sample_aspect_ratio = encoder->sample_aspect_ratio;
@@ -204,12 +206,15 @@ void Splicer::describe(AVStream& stream) const {
     if (avcodec_parameters_from_context(&parameters, &codec) < 0) throw std::bad_alloc();
     const Bytes header = impl_->rewriter->header();
     av_freep(&parameters.extradata);
-    parameters.extradata = static_cast<uint8_t*>(
-        orBadAlloc(av_mallocz(header.size() + AV_INPUT_BUFFER_PADDING_SIZE)));
-    std::memcpy(parameters.extradata, header.data(), header.size());
+    parameters.extradata_size = 0;
+    if (!header.empty())
+        parameters.extradata =
+            static_cast<uint8_t*>(orBadAlloc(av_mallocz(header.size() + AV_INPUT_BUFFER_PADDING_SIZE)));
+    if (!header.empty()) std::memcpy(parameters.extradata, header.data(), header.size());
     parameters.extradata_size = static_cast<int>(header.size());
-    parameters.profile = impl_->rewriter->profile();
-    parameters.level = impl_->rewriter->level();
+    if (impl_->rewriter->profile() != PacketRewriter::kEncoders)
+        parameters.profile = impl_->rewriter->profile();
+    if (impl_->rewriter->level() != PacketRewriter::kEncoders) parameters.level = impl_->rewriter->level();
     parameters.video_delay = static_cast<int>(impl_->lag);
     parameters.bit_rate = 0;
 }

@@ -93,9 +93,6 @@ Bytes writeAvcSlice(ByteView unit, const AvcSlice& slice, int pps);
 /// is left.
 Bytes withoutBufferingPeriods(ByteView unit);
 
-/// True when a slice that names the one may name the other.
-bool sameAlignment(int pps, int other) noexcept;
-
 /// The sets of one source.
 struct AvcSets {
     std::map<int, AvcSps> sps;

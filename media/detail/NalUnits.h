@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -21,6 +22,11 @@ Bytes unescaped(ByteView unit, size_t most = SIZE_MAX);
 
 /// The reverse of `unescaped` for a whole unit.
 Bytes escaped(ByteView bytes);
+
+/// A unit of supplemental information, whose header takes `header` bytes, without the messages of the kinds
+/// that `dropped` takes; empty when none is left. What lies about its length is left out with all that
+/// follows.
+Bytes withoutMessages(ByteView unit, size_t header, const std::function<bool(size_t)>& dropped);
 
 /// Adds a unit with its length in four bytes.
 void appendNalUnit(Bytes& packet, ByteView unit);

@@ -21,6 +21,8 @@ class PacketRewriter {
     virtual ~PacketRewriter() = default;
     /// The track's header.
     virtual Bytes header() const = 0;
+    /// What the track says of itself; `kEncoders` where that is what the seams' encoder says.
+    static constexpr int kEncoders = -1;
     virtual int profile() const = 0;
     virtual int level() const = 0;
     /// A packet of source `source`. `begins` is set for the first one of a stretch. Nothing when the packet
@@ -28,8 +30,11 @@ class PacketRewriter {
     virtual std::optional<Bytes> rewritten(size_t source, ByteView packet, bool begins) const = 0;
 };
 
-/// For H.264. Null when the sources need more parameter sets than one header holds.
+/// For H.264 and HEVC. Null when the sources need more parameter sets than one header holds.
 std::unique_ptr<PacketRewriter> makeAvcRewriter(const std::vector<PacketSource>& sources);
+std::unique_ptr<PacketRewriter> makeHevcRewriter(const std::vector<PacketSource>& sources);
+/// For codecs whose packets stand for themselves.
+std::unique_ptr<PacketRewriter> makePlainRewriter();
 
 /// For any codec that is copied.
 std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<PacketSource>& sources);

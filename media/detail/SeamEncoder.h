@@ -14,4 +14,7 @@ namespace tumblewash::media {
 /// headers. `settings` are the movie's. Throws MediaError (encoding).
 CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settings, const CopyPlan& plan);
 
+/// How many pictures at most one of this encoder's stands before its turn.
+int64_t seamLag(const AVCodecContext& codec);
+
 }  // namespace tumblewash::media

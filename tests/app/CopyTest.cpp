@@ -31,6 +31,10 @@ std::string x264(const std::string& more) {
     return "-c:v libx264 -preset veryfast -x264-params " + more;
 }
 
+std::string x265(const std::string& more) {
+    return "-c:v libx265 -preset ultrafast -x265-params log-level=error:info=0:pools=1:frame-threads=1:" + more;
+}
+
 /// The fingerprints of a file's frames; adds a failure when the decoder complains.
 std::vector<std::string> framesOf(const Workshop& shop, const std::string& file, int threads = 1) {
     const std::string list = shop.file("frames.txt");
@@ -152,11 +156,58 @@ const Row kRows[] = {
      x264("keyint=30:min-keyint=30:bframes=3:scenecut=0"), ".mp4"},
     {"NoBFrames", x264("keyint=20:bframes=0"), x264("keyint=15:bframes=0:ref=4"), ".mp4"},
     {"MainAndHigh", x264("keyint=20") + " -profile:v main", x264("keyint=20:ref=5:bframes=5"), ".mov"},
+    {"Hevc", x265("keyint=20:open-gop=0:bframes=3"), x265("keyint=25:open-gop=0:bframes=2:ref=4:ctu=32:min-cu-size=8"), ".mp4"},
+    {"HevcOfOpenGroups", x265("keyint=20:open-gop=1:bframes=4"), x265("keyint=15:open-gop=1:bframes=3"), ".mkv"},
+    {"HevcOfTenBits", "-pix_fmt yuv420p10le " + x265("keyint=20"), "-pix_fmt yuv420p10le " + x265("keyint=15:open-gop=0"), ".mov"},
+    {"Vp9", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:v libvpx-vp9 -cpu-used 8 -g 20 -auto-alt-ref 1 -lag-in-frames 12", ".webm"},
+    {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
     {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline", ".mp4"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Codings, CopyCodingTest, testing::ValuesIn(kRows),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
+
+/// Two clips, and the elements of GStreamer that decode them.
+struct Player {
+    const char* name;
+    std::string first, second;
+    const char* ending;
+    const char* elements;
+};
+
+class CopyPlayerTest : public testing::TestWithParam<Player> {};
+
+// Decoders that are not FFmpeg's pass over less: a set of another clip, or a picture whose references are missing,
+// shows in them.
+TEST_P(CopyPlayerTest, AnotherDecoderSeesTheSamePictures) {
+    const Player& row = GetParam();
+    const Workshop shop;
+    const std::string ending = row.ending;
+    const std::string a = clip(shop, "a" + ending, 0, 2, row.first);
+    const std::string b = clip(shop, "b" + ending, 1, 2, row.second);
+    const std::string out = shop.file("out" + ending);
+    const nlohmann::json report = copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, out);
+    ASSERT_FALSE(report.is_null());
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + out + " -map 0:v -f rawvideo " + shop.file("expected")), 0);
+    ASSERT_EQ(shell("gst-launch-1.0 -q filesrc location=" + out + " ! " + row.elements +
+                    " ! video/x-raw,format=I420 ! filesink location=" + shop.file("seen") + " 2>/dev/null"),
+              0);
+    EXPECT_EQ(std::filesystem::file_size(shop.file("seen")), std::filesystem::file_size(shop.file("expected")));
+    EXPECT_TRUE(bytesOf(shop.file("seen")) == bytesOf(shop.file("expected")));
+}
+
+// OpenH264 itself loses pictures of these drawings where they have B-frames.
+const Player kPlayers[] = {
+    {"OpenH264", x264("keyint=20:bframes=0:weightp=0"), x264("keyint=15:bframes=0:weightp=0:ref=3:8x8dct=0"), ".mp4",
+     "qtdemux ! h264parse ! openh264dec"},
+    {"Libde265", x265("keyint=20:open-gop=1:bframes=4"), x265("keyint=15:open-gop=1:bframes=3:ref=2"), ".mp4",
+     "qtdemux ! h265parse ! libde265dec"},
+    {"Vpx", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 15",
+     ".webm", "matroskademux ! vp9dec"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(kPlayers),
+                         [](const testing::TestParamInfo<Player>& row) { return std::string(row.param.name); });
 
 TEST(CopyTest, ThreeClipsWithSetsOfTheirOwnKeepTheMiddleOne) {
     const Workshop shop;
@@ -327,6 +378,10 @@ const Refused kRefused[] = {
     {"Reordering", kPlain, x264("keyint=10:bframes=0"), ".mp4", {},
      "has none: some decoders lose two frames where they meet"},
     {"Option", kPlain, kPlain, ".mp4", {"--size", "64x48"}, "A.mp4 is 128x96 and the result 64x48"},
+    {"OneOfTwoCodecs", kPlain, x265("keyint=10"), ".mp4", {}, "B.mp4 is HEVC and "},
+    {"TenBits", x265("keyint=10") + " -pix_fmt yuv420p10le", x265("keyint=10"), ".mp4", {},
+     "B.mp4 holds yuv420p pictures and "},
+    {"NoCodecOfOurs", "-c:v mpeg4", "-c:v mpeg4", ".mp4", {}, "A.mp4 is mpeg4, which is not copied"},
     {"Container", kPlain, kPlain, ".webm", {}, "A.mp4 is H.264, which goes into mp4, mov, mkv files and not into .webm"},
     {"OtherCodec", kPlain, kPlain, ".mp4", {"--codec", "hevc"}, "A.mp4 is H.264 and --codec asks for HEVC"},
 };

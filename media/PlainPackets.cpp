@@ -1,0 +1,193 @@
+// Codecs whose packets stand for themselves and are copied as they are: VP9, whose key pictures forget all
+// before them, and ProRes, all of whose pictures are key pictures.
+#include <algorithm>
+#include <array>
+
+#include "media/detail/Bits.h"
+#include "media/detail/PacketLook.h"
+#include "media/detail/PacketRewriter.h"
+
+namespace tumblewash::media {
+
+namespace {
+
+constexpr const char* kBroken = "is damaged";
+constexpr const char* kChanges = "changes its coding parameters";
+
+/// The frames of a VP9 packet: more than one where it ends with an index, Annex B of the bitstream's
+/// description.
+std::vector<ByteView> vp9Frames(ByteView packet) {
+    const uint8_t mark = packet.back();
+    if ((mark & 0xE0) != 0xC0) return {packet};
+    const size_t count = (mark & 7U) + 1;
+    const size_t width = (mark >> 3 & 3U) + 1;
+    const size_t index = 2 + count * width;
+    if (packet.size() < index || packet[packet.size() - index] != mark) return {packet};
+    std::vector<ByteView> frames;
+    ByteView sizes = packet.subspan(packet.size() - index + 1);
+    ByteView rest = packet.first(packet.size() - index);
+    for (size_t i = 0; i < count; ++i) {
+        size_t size = 0;
+        for (size_t k = 0; k < width; ++k) size |= static_cast<size_t>(sizes[i * width + k]) << (8 * k);
+        if (size > rest.size()) return {};
+        if (size > 0) frames.push_back(rest.first(size));
+        rest = rest.subspan(size);
+    }
+    return frames;
+}
+
+/// What a VP9 frame's header says, 6.2 of the bitstream's description.
+struct Vp9Frame {
+    bool valid = false;
+    bool shown = false;
+    bool key = false;
+    std::array<uint32_t, 5> coding{};  ///< of key frames: profile, depth, colours and chroma, width, height
+};
+
+Vp9Frame readVp9(ByteView bytes) {
+    constexpr uint32_t kSync = 0x498342;
+    constexpr uint32_t kRgb = 7;
+    BitReader bits(bytes);
+    Vp9Frame out;
+    const bool marked = bits.bits(2) == 2;
+    uint32_t profile = bits.bits(1);
+    profile |= bits.bits(1) << 1;
+    if (profile == 3) bits.skip(1);
+    if (bits.bit()) {
+        out.shown = true;
+        out.valid = marked && !bits.failed();
+        return out;
+    }
+    out.key = !bits.bit();
+    out.shown = bits.bit();
+    bits.skip(1);
+    if (out.key) {
+        const bool synchronised = bits.bits(24) == kSync;
+        const uint32_t depth = profile >= 2 ? 10 + 2 * bits.bits(1) : 8;
+        const uint32_t space = bits.bits(3);
+        uint32_t colour = space << 4;
+        if (space != kRgb) colour |= bits.bits(1) << 3;
+        if (profile == 1 || profile == 3) colour |= space == kRgb ? bits.bits(1) : bits.bits(3);
+        const uint32_t width = bits.bits(16);
+        const uint32_t height = bits.bits(16);
+        out.coding = {profile, depth, colour, width, height};
+        out.valid = synchronised;
+    } else {
+        out.valid = true;
+    }
+    out.valid = out.valid && marked && !bits.failed();
+    return out;
+}
+
+class Vp9Looker final : public PacketLooker {
+  public:
+    PacketLook look(ByteView packet) override {
+        PacketLook out;
+        const std::vector<ByteView> frames = packet.empty() ? std::vector<ByteView>{} : vp9Frames(packet);
+        if (frames.empty()) out.trouble = kBroken;
+        int shown = 0;
+        for (size_t i = 0; i < frames.size() && out.trouble.empty(); ++i) {
+            const Vp9Frame frame = readVp9(frames[i]);
+            if (!frame.valid) out.trouble = kBroken;
+            shown += frame.shown ? 1 : 0;
+            if (!frame.key) continue;
+            if (i == 0) out.kind = PacketKind::entry;
+            if (known_ && *known_ != frame.coding) out.trouble = kChanges;
+            known_ = frame.coding;
+        }
+        if (shown != 1 && out.trouble.empty())
+            out.trouble = "holds packets of which none or several pictures are shown";
+        return out;
+    }
+
+  private:
+    std::optional<std::array<uint32_t, 5>> known_;
+};
+
+/// The head of a ProRes frame as in SMPTE RDD 36, 5.1: length, mark, and what its pictures are.
+class ProresLooker final : public PacketLooker {
+  public:
+    PacketLook look(ByteView packet) override {
+        constexpr size_t kHead = 28;
+        constexpr std::array<uint8_t, 4> kMark{'i', 'c', 'p', 'f'};
+        PacketLook out;
+        out.kind = PacketKind::entry;
+        if (packet.size() < kHead || !std::equal(kMark.begin(), kMark.end(), packet.begin() + 4)) {
+            out.trouble = kBroken;
+            return out;
+        }
+        const size_t length = static_cast<size_t>(packet[0]) << 24 | static_cast<size_t>(packet[1]) << 16 |
+                              static_cast<size_t>(packet[2]) << 8 | packet[3];
+        if (length > packet.size()) out.trouble = kBroken;
+        // Width, height, and what a pixel holds; how lines follow one another has bits of its own.
+        const std::array<uint8_t, 5> coding{packet[16], packet[17], packet[18], packet[19],
+                                            static_cast<uint8_t>(packet[20] & 0xC0)};
+        if (known_ && *known_ != coding) out.trouble = kChanges;
+        known_ = coding;
+        if ((packet[20] & 0x0C) != 0)
+            out.trouble = "is coded for interlaced pictures, and the seams' frames are whole";
+        return out;
+    }
+
+  private:
+    std::optional<std::array<uint8_t, 5>> known_;
+};
+
+class PlainRewriter final : public PacketRewriter {
+  public:
+    Bytes header() const override { return {}; }
+    int profile() const override { return kEncoders; }
+    int level() const override { return kEncoders; }
+    std::optional<Bytes> rewritten(size_t, ByteView packet, bool) const override {
+        return Bytes(packet.begin(), packet.end());
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<PacketLooker> makeVp9Looker() {
+    return std::make_unique<Vp9Looker>();
+}
+
+std::unique_ptr<PacketLooker> makeProresLooker() {
+    return std::make_unique<ProresLooker>();
+}
+
+std::unique_ptr<PacketRewriter> makePlainRewriter() {
+    return std::make_unique<PlainRewriter>();
+}
+
+std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header) {
+    switch (codec) {
+        case Codec::h264:
+            return makeAvcLooker(header);
+        case Codec::hevc:
+            return makeHevcLooker(header);
+        case Codec::vp9:
+            return makeVp9Looker();
+        case Codec::prores:
+            return makeProresLooker();
+        case Codec::av1:
+        case Codec::ffv1:
+            break;
+    }
+    return nullptr;
+}
+
+std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<PacketSource>& sources) {
+    switch (codec) {
+        case Codec::h264:
+            return makeAvcRewriter(sources);
+        case Codec::hevc:
+            return makeHevcRewriter(sources);
+        case Codec::vp9:
+        case Codec::prores:
+            return makePlainRewriter();
+        case Codec::av1:
+        case Codec::ffv1:
+            break;
+    }
+    return nullptr;
+}
+
+}  // namespace tumblewash::media
