@@ -9,6 +9,8 @@ namespace {
 
 using adapters::AlphaKind;
 using adapters::Canvas;
+using adapters::rowFromRgba;
+using adapters::rowToRgbaInPlace;
 
 /// What an adapter does to opaque pixels on both sides of a mixer: two pictures in, one out where it is.
 class Conversions {

@@ -20,26 +20,8 @@ struct Line {
           red(static_cast<size_t>(width)),
           green(static_cast<size_t>(width)),
           blue(static_cast<size_t>(width)) {}
+    kernels::DeepRow row() const { return {red.data(), green.data(), blue.data()}; }
 };
-
-/// `wide`: the chroma lines have half the samples.
-template <typename Sample, bool wide>
-void lineFromYuv(const DeepMatrix& c, const Sample* y, const Sample* cb, const Sample* cr, int width,
-                 Line& out) {
-    constexpr int step = wide ? 2 : 1;
-    uint16_t* red = out.red.data();
-    uint16_t* green = out.green.data();
-    uint16_t* blue = out.blue.data();
-    for (int x = 0; x < width / step; ++x) {
-        const DeepChroma chroma = deepChroma(c, code10(cb[x]) - 512, code10(cr[x]) - 512);
-        for (int k = step * x; k < step * x + step; ++k) {
-            const int grey = code10(y[k]) * kDeepStep;
-            red[k] = deepWordOf(grey + chroma.red);
-            green[k] = deepWordOf(grey + chroma.green);
-            blue[k] = deepWordOf(grey + chroma.blue);
-        }
-    }
-}
 
 template <typename Sample>
 void lineFromPlanes(const AVFrame& frame, const DeepMatrix& c, int y, bool fields, Line& out) {
@@ -48,10 +30,8 @@ void lineFromPlanes(const AVFrame& frame, const DeepMatrix& c, int y, bool field
     const Sample* luma = rowOf<Sample>(frame, 0, y);
     const Sample* cb = rowOf<Sample>(frame, 1, row);
     const Sample* cr = rowOf<Sample>(frame, 2, row);
-    if (halved)
-        lineFromYuv<Sample, true>(c, luma, cb, cr, frame.width, out);
-    else
-        lineFromYuv<Sample, false>(c, luma, cb, cr, frame.width, out);
+    kernels::deepRowFromYuv(c, luma, cb, cr, halved, static_cast<size_t>(frame.width), out.red.data(),
+                            out.green.data(), out.blue.data());
 }
 
 /// Whole-range samples of four to a pixel, alpha at `alpha`, red at `red`, green and blue behind it.
@@ -67,52 +47,6 @@ void lineFromRgb(const Sample* in, int alpha, int red, int width, Line& out) {
         out.red[x] = word(in[red]);
         out.green[x] = word(in[red + 1]);
         out.blue[x] = word(in[red + 2]);
-    }
-}
-
-/// Half a step everywhere, or the pattern's share.
-inline int shareAt(bool dither, unsigned x, unsigned y) {
-    return dither ? ditherShare(x, y) : 128;
-}
-
-void lumaOf(const DeepMatrix& c, const Line& in, size_t width, unsigned y, bool dither, uint8_t* out) {
-    const uint16_t *red = in.red.data(), *green = in.green.data(), *blue = in.blue.data();
-    for (size_t x = 0; x < width; ++x) {
-        const int word = (c.yRed * red[x] + c.yGreen * green[x] + c.yBlue * blue[x]) >> kLumaBits;
-        out[x] =
-            static_cast<uint8_t>(std::min((word + shareAt(dither, static_cast<unsigned>(x), y)) >> 8, 255));
-    }
-}
-
-void lumaOf(const DeepMatrix& c, const Line& in, size_t width, unsigned, bool, uint16_t* out) {
-    constexpr int shift = kLumaBits + 6;
-    const uint16_t *red = in.red.data(), *green = in.green.data(), *blue = in.blue.data();
-    for (size_t x = 0; x < width; ++x) {
-        const int sum = c.yRed * red[x] + c.yGreen * green[x] + c.yBlue * blue[x];
-        out[x] = static_cast<uint16_t>(std::min((sum + (1 << (shift - 1))) >> shift, 1023));
-    }
-}
-
-/// A sum of differences over four pixels as a code around the middle.
-inline void putChroma(int sum, bool dither, unsigned x, unsigned y, uint8_t& out) {
-    const int word = sum >> (kChromaBits + 2 - 6);
-    out = static_cast<uint8_t>(std::clamp(128 + ((word + shareAt(dither, x, y)) >> 8), 0, 255));
-}
-inline void putChroma(int sum, bool, unsigned, unsigned, uint16_t& out) {
-    constexpr int shift = kChromaBits + 2;
-    out = static_cast<uint16_t>(std::clamp(512 + ((sum + (1 << (shift - 1))) >> shift), 0, 1023));
-}
-
-template <typename Sample>
-void chromaOf(const DeepMatrix& c, const Line& above, const Line& below, size_t width, unsigned row,
-              bool dither, Sample* cb, Sample* cr) {
-    for (size_t x = 0; x < width / 2; ++x) {
-        const size_t k = 2 * x;
-        const int green = above.green[k] + above.green[k + 1] + below.green[k] + below.green[k + 1];
-        const int red = above.red[k] + above.red[k + 1] + below.red[k] + below.red[k + 1] - green;
-        const int blue = above.blue[k] + above.blue[k + 1] + below.blue[k] + below.blue[k + 1] - green;
-        putChroma(c.cbRed * red + c.cbBlue * blue, dither, static_cast<unsigned>(x), row, cb[x]);
-        putChroma(c.crRed * red + c.crBlue * blue, dither, static_cast<unsigned>(x), row, cr[x]);
     }
 }
 
@@ -233,10 +167,13 @@ PictureRef ColourRoad::toPlanes(const AVFrame& frame, FieldOrder fields) const {
         const auto [above, below] = lumaLines(row, frame.height, apart);
         load(frame, above, apart, rows, 0);
         load(frame, below, apart, rows, 1);
-        lumaOf(to, rows.line[0], width, static_cast<unsigned>(above), dither, rowOf<Sample>(*out, 0, above));
-        lumaOf(to, rows.line[1], width, static_cast<unsigned>(below), dither, rowOf<Sample>(*out, 0, below));
-        chromaOf(to, rows.line[0], rows.line[1], width, static_cast<unsigned>(row), dither,
-                 rowOf<Sample>(*out, 1, row), rowOf<Sample>(*out, 2, row));
+        const kernels::DeepRow upper = rows.line[0].row(), lower = rows.line[1].row();
+        kernels::lumaRowFromDeep(to, upper, width, static_cast<unsigned>(above), dither,
+                                 rowOf<Sample>(*out, 0, above));
+        kernels::lumaRowFromDeep(to, lower, width, static_cast<unsigned>(below), dither,
+                                 rowOf<Sample>(*out, 0, below));
+        kernels::chromaRowFromDeep(to, upper, lower, width, static_cast<unsigned>(row), dither,
+                                   rowOf<Sample>(*out, 1, row), rowOf<Sample>(*out, 2, row));
     };
     for (int row = 0; row < frame.height / 2; ++row)
         if (ten)

@@ -87,10 +87,8 @@ void ColourTable::convertRow(uint16_t* red, uint16_t* green, uint16_t* blue, siz
     if (spread_ != 0)
         for (uint16_t* plane : {red, green, blue})
             for (size_t i = 0; i < pixels; ++i) plane[i] = spreadWord(plane[i], spread_);
-    kernels::colourTableRow(nodes_.data(), red, green, blue, pixels);
-    if (finish_.empty()) return;
-    for (uint16_t* plane : {red, green, blue})
-        for (size_t i = 0; i < pixels; ++i) plane[i] = finish_[plane[i]];
+    kernels::colourTableRow(nodes_.data(), finish_.empty() ? nullptr : finish_.data(), red, green, blue,
+                            pixels);
 }
 
 std::shared_ptr<const ColourTable> ColourTable::of(const SignalConversion& conversion) {

@@ -70,6 +70,17 @@ Matrix3 toXyz(Primaries primaries) {
     return out;
 }
 
+Matrix3 between(Primaries from, Primaries to) {
+    if (from == to) return {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    const Matrix3 back = inverse(toXyz(to));
+    const Matrix3 there = toXyz(from);
+    Matrix3 out{};
+    for (size_t r = 0; r < 3; ++r)
+        for (size_t c = 0; c < 3; ++c)
+            for (size_t k = 0; k < 3; ++k) out[r][c] += back[r][k] * there[k][c];
+    return out;
+}
+
 double rhoOf(double peak) {
     return 1 + 32 * std::pow(peak / 10000, 1 / kDisplayGamma);
 }
@@ -125,14 +136,17 @@ Triple nitsToHlg(const Triple& nits) noexcept {
 }
 
 Matrix3 gamutMatrix(Primaries from, Primaries to) noexcept {
-    if (from == to) return {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-    const Matrix3 back = inverse(toXyz(to));
-    const Matrix3 there = toXyz(from);
-    Matrix3 out{};
-    for (size_t r = 0; r < 3; ++r)
-        for (size_t c = 0; c < 3; ++c)
-            for (size_t k = 0; k < 3; ++k) out[r][c] += back[r][k] * there[k][c];
-    return out;
+    // Tables ask for each of their nodes.
+    static const auto all = [] {
+        constexpr std::array primaries{Primaries::bt709, Primaries::displayP3, Primaries::dciP3,
+                                       Primaries::bt2020};
+        std::array<std::array<Matrix3, primaries.size()>, primaries.size()> out;
+        for (const Primaries a : primaries)
+            for (const Primaries b : primaries)
+                out[static_cast<size_t>(a)][static_cast<size_t>(b)] = between(a, b);
+        return out;
+    }();
+    return all[static_cast<size_t>(from)][static_cast<size_t>(to)];
 }
 
 Triple operator*(const Matrix3& matrix, const Triple& colour) noexcept {

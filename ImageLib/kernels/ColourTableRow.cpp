@@ -4,8 +4,8 @@
 
 namespace tumblewash::kernels {
 
-void colourTableRowScalar(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green,
-                          std::uint16_t* blue, std::size_t pixels) {
+void colourTableRowScalar(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                          std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
     constexpr int steps[3] = {4 * kColourTableSide * kColourTableSide, 4 * kColourTableSide, 4};
     for (std::size_t i = 0; i < pixels; ++i) {
         const int r = red[i], g = green[i], b = blue[i];
@@ -20,7 +20,8 @@ void colourTableRowScalar(const std::int16_t* table, std::uint16_t* red, std::ui
         const auto mixed = [&](int c) {
             const int sum = low[c] * (1024 - most) + first[c] * (most - middle) +
                             second[c] * (middle - least) + high[c] * least;
-            return static_cast<std::uint16_t>(((sum + 512) >> 10) + 32768);
+            const auto word = static_cast<std::uint16_t>(((sum + 512) >> 10) + 32768);
+            return last != nullptr ? last[word] : word;
         };
         red[i] = mixed(0);
         green[i] = mixed(1);

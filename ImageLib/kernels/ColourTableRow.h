@@ -17,12 +17,13 @@ constexpr std::size_t kColourTableWords =
 /// A table holds at each node red, green and blue less 32768, and a fourth word that is 0. A pixel between
 /// nodes lies in one of six tetrahedra along the diagonal of its cell, found by the order of its three
 /// remainders; the result is (sum of the four corners by their weights, which are 1024 in all, + 512) / 1024.
+/// Where `last` is given, a result is the number of one of its 65536 words, and that word is what is written.
 /// `table` must be aligned to 8 bytes; the planes may not overlap.
-void colourTableRowScalar(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green,
-                          std::uint16_t* blue, std::size_t pixels);
+void colourTableRowScalar(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                          std::uint16_t* green, std::uint16_t* blue, std::size_t pixels);
 
 /// The version in use: the same words, with the vectors of the machine it runs on.
-void colourTableRow(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green, std::uint16_t* blue,
-                    std::size_t pixels);
+void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels);
 
 }  // namespace tumblewash::kernels

@@ -1,4 +1,4 @@
-#include <cstring>
+#include <algorithm>
 
 #include "ImageLib/kernels/ColourTableRow.h"
 
@@ -6,9 +6,9 @@
 
 namespace tumblewash::kernels {
 
-void colourTableRow(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green, std::uint16_t* blue,
-                    std::size_t pixels) {
-    colourTableRowScalar(table, red, green, blue, pixels);
+void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
+    colourTableRowScalar(table, last, red, green, blue, pixels);
 }
 
 }  // namespace tumblewash::kernels
@@ -27,122 +27,189 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
-// Eight pixels at most are sorted into their tetrahedra side by side; then each takes its four nodes, a
-// vector of four numbers each.
-using Ints = hn::CappedTag<std::int32_t, 8>;
-constexpr std::size_t kMost = 8;
+// So many pixels are sorted into their tetrahedra side by side; then each takes its nodes.
+using Words = hn::CappedTag<std::uint16_t, 32>;
+constexpr std::size_t kMost = 32;
+// Vectors interleave their lower and upper halves in blocks of eight words, four pixels from each.
+constexpr std::size_t kGroup = 4;
 
-/// Where the nodes of some pixels lie, in words of the table, and how much each counts.
-struct Corners {
-    alignas(64) std::int32_t at[4][kMost];
-    // The first two corners' in the halves of a number, and the last two's.
-    alignas(64) std::int32_t weights[2][kMost];
+/// The path from the low corner of a cell to the high one goes through three columns of two nodes, which lie
+/// along the axis of blue and so side by side in the table: the low one, the one a step of red or green away,
+/// whichever remainder is greater, and the one both steps away. Two of the six nodes weigh nothing.
+/// Numbers stand in the order in which vectors interleave, see `firstPixel`.
+struct Batch {
+    alignas(64) std::uint32_t low[kMost];         // nodes before the low column
+    alignas(64) std::uint32_t middle[kMost];      // and before the one in the middle
+    alignas(64) std::uint32_t weights[3][kMost];  // of a column's nodes, one in each half of a number
+    alignas(64) std::uint16_t mixed[4 * kMost];   // results, four words to a pixel, in the order of pixels
 };
+constexpr std::size_t kHighColumn = std::size_t{kColourTableSide} * kColourTableSide + kColourTableSide;
+
+/// The pixel that number `group * kGroup` of a batch of `lanes` belongs to; its neighbours follow.
+HWY_INLINE std::size_t firstPixel(std::size_t group, std::size_t lanes) {
+    const std::size_t blocks = lanes / 8;
+    return group < blocks ? 8 * group : 8 * (group - blocks) + kGroup;
+}
 
 HWY_INLINE void sortPixels(const std::uint16_t* red, const std::uint16_t* green, const std::uint16_t* blue,
-                           Corners& out) {
-    const Ints d;
-    const hn::Rebind<std::uint16_t, Ints> words;
-    const auto r = hn::PromoteTo(d, hn::LoadU(words, red));
-    const auto g = hn::PromoteTo(d, hn::LoadU(words, green));
-    const auto b = hn::PromoteTo(d, hn::LoadU(words, blue));
-    const auto part = hn::Set(d, 1023);
+                           Batch& out) {
+    const Words d;
+    const hn::Repartition<std::uint32_t, Words> wide;
+    const auto r = hn::LoadU(d, red), g = hn::LoadU(d, green), b = hn::LoadU(d, blue);
+    const auto part = hn::Set(d, 1023), one = hn::Set(d, 1024);
     const auto fr = hn::And(r, part), fg = hn::And(g, part), fb = hn::And(b, part);
-    constexpr int side = kColourTableSide;
-    const auto stepR = hn::Set(d, 4 * side * side), stepG = hn::Set(d, 4 * side), stepB = hn::Set(d, 4);
-    const auto low =
-        hn::Add(hn::Add(hn::Mul(hn::ShiftRight<10>(r), stepR), hn::Mul(hn::ShiftRight<10>(g), stepG)),
-                hn::ShiftLeft<2>(hn::ShiftRight<10>(b)));
-    const auto high = hn::Add(low, hn::Set(d, 4 * (side * side + side + 1)));
-    const auto most = hn::Max(hn::Max(fr, fg), fb);
-    const auto least = hn::Min(hn::Min(fr, fg), fb);
-    const auto middle = hn::Sub(hn::Sub(hn::Add(hn::Add(fr, fg), fb), most), least);
-    const auto up = hn::IfThenElse(hn::Eq(fr, most), stepR, hn::IfThenElse(hn::Eq(fg, most), stepG, stepB));
-    const auto down =
-        hn::IfThenElse(hn::Eq(fb, least), stepB, hn::IfThenElse(hn::Eq(fg, least), stepG, stepR));
-    hn::Store(low, d, out.at[0]);
-    hn::Store(hn::Add(low, up), d, out.at[1]);
-    hn::Store(hn::Sub(high, down), d, out.at[2]);
-    hn::Store(high, d, out.at[3]);
-    const auto two = [](auto first, auto second)
-                         HWY_ATTR { return hn::Or(first, hn::ShiftLeft<16>(second)); };
-    hn::Store(two(hn::Sub(hn::Set(d, 1024), most), hn::Sub(most, middle)), d, out.weights[0]);
-    hn::Store(two(hn::Sub(middle, least), least), d, out.weights[1]);
+    const auto more = hn::Max(fr, fg), less = hn::Min(fr, fg);
+    const auto most = hn::Max(more, fb), least = hn::Min(less, fb);
+    const auto between = hn::Max(hn::Min(more, fb), less);
+    const auto pairs = [&](auto first, auto second, std::uint32_t* to, auto change) HWY_ATTR {
+        const auto front = hn::BitCast(wide, hn::InterleaveLower(d, first, second));
+        const auto back = hn::BitCast(wide, hn::InterleaveUpper(d, first, second));
+        hn::Store(change(front), wide, to);
+        hn::Store(change(back), wide, to + hn::Lanes(wide));
+    };
+    const auto same = [](auto pair) HWY_ATTR { return pair; };
+    pairs(hn::Sub(one, most), hn::Sub(most, more), out.weights[0], same);
+    pairs(hn::Sub(more, between), hn::Sub(between, less), out.weights[1], same);
+    pairs(hn::Sub(less, least), least, out.weights[2], same);
+    const auto square = hn::Set(wide, kColourTableSide * kColourTableSide), lower = hn::Set(wide, 0xFFFF);
+    const auto node = [&](auto pair) HWY_ATTR {
+        return hn::Add(hn::Mul(hn::And(pair, lower), square), hn::ShiftRight<16>(pair));
+    };
+    const auto side = hn::Set(d, kColourTableSide);
+    const auto slow = hn::ShiftRight<10>(r);
+    const auto quick = hn::Add(hn::Mul(hn::ShiftRight<10>(g), side), hn::ShiftRight<10>(b));
+    const auto redFirst = hn::VecFromMask(d, hn::Eq(fr, more));
+    pairs(slow, quick, out.low, node);
+    // What is true is all ones, which is one less than nothing.
+    pairs(hn::Sub(slow, redFirst), hn::Add(quick, hn::AndNot(redFirst, side)), out.middle, node);
 }
 
 #if HWY_ARCH_X86
 
-/// The sums of pixel `k` of `corners`, over 1024 and less 32768, two corners at a time: neighbouring products
-/// are added by the instruction that makes them.
-HWY_INLINE hn::Vec128<std::int32_t> mixNodes(const std::int16_t* table, const Corners& corners,
-                                             std::size_t k) {
-    const hn::FixedTag<std::int32_t, 4> d;
-    const hn::FixedTag<std::int16_t, 8> words;
-    const auto node = [&](std::size_t corner) HWY_ATTR {
-        std::int64_t four = 0;
-        std::memcpy(&four, table + corners.at[corner][k], sizeof four);
-        return hn::BitCast(words, hn::Set(hn::FixedTag<std::int64_t, 2>(), four));
-    };
-    auto sum = hn::Set(d, 512), none = hn::Zero(d);
-    for (std::size_t pair = 0; pair < 2; ++pair)
-        sum = hn::ReorderWidenMulAccumulate(d, hn::InterleaveLower(words, node(2 * pair), node(2 * pair + 1)),
-                                            hn::BitCast(words, hn::Set(d, corners.weights[pair][k])), sum,
-                                            none);
-    return hn::ShiftRight<10>(sum);
+using Nodes = hn::CappedTag<std::int16_t, 32>;
+
+/// The columns of as many pixels as a vector has blocks, one in each.
+template <class D>
+HWY_INLINE hn::Vec<D> loadColumns(D d, const std::int16_t* table, const std::uint32_t* at) {
+    constexpr std::size_t blocks = hn::MaxLanes(D()) / 8;
+    if constexpr (blocks == 1) {
+        return hn::LoadU(d, table + std::size_t{4} * *at);
+    } else {
+        const hn::Half<D> half;
+        return hn::Combine(d, loadColumns(half, table, at + blocks / 2), loadColumns(half, table, at));
+    }
 }
 
-/// The four words of pixels `k` and `k + 1` to `out`.
-HWY_INLINE void mixTwo(const std::int16_t* table, const Corners& corners, std::size_t k, std::uint16_t* out) {
-    const hn::FixedTag<std::int16_t, 4> half;
-    const hn::FixedTag<std::uint16_t, 8> words;
-    const auto low = hn::DemoteTo(half, mixNodes(table, corners, k));
-    const auto high = hn::DemoteTo(half, mixNodes(table, corners, k + 1));
-    const auto both = hn::BitCast(words, hn::Combine(hn::FixedTag<std::int16_t, 8>(), high, low));
-    hn::StoreU(hn::Xor(both, hn::Set(words, 0x8000)), words, out);
+// Number k of four in all of block k.
+alignas(64) constexpr std::uint8_t kSpread[64] = {
+    0,  1,  2,  3,  0,  1,  2,  3,  0,  1,  2,  3,  0,  1,  2,  3,   //
+    4,  5,  6,  7,  4,  5,  6,  7,  4,  5,  6,  7,  4,  5,  6,  7,   //
+    8,  9,  10, 11, 8,  9,  10, 11, 8,  9,  10, 11, 8,  9,  10, 11,  //
+    12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15, 12, 13, 14, 15};
+// A column's two nodes word by word, as pairwise products want them.
+alignas(16) constexpr std::uint8_t kPaired[16] = {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15};
+
+/// The results of the pixels of one group.
+HWY_INLINE void mixGroup(const std::int16_t* table, const Batch& batch, std::size_t group,
+                         std::uint16_t* out) {
+    const Nodes d;
+    const hn::Repartition<std::int32_t, Nodes> sums;
+    const hn::Repartition<std::uint32_t, Nodes> numbers;
+    const hn::Repartition<std::uint8_t, Nodes> bytes;
+    const hn::Half<Nodes> half;
+    const hn::Rebind<std::uint16_t, hn::Half<Nodes> > words;
+    constexpr std::size_t blocks = hn::MaxLanes(Nodes()) / 8;
+    const auto paired = hn::LoadDup128(bytes, kPaired);
+    for (std::size_t k = 0; k < kGroup; k += blocks) {
+        const std::size_t at = group * kGroup + k;
+        const auto spread = hn::Load(bytes, kSpread + 16 * k);
+        auto sum = hn::Set(sums, 512), none = hn::Zero(sums);
+        const auto add = [&](const std::int16_t* nodes, const std::uint32_t* columns,
+                             const std::uint32_t* weights) HWY_ATTR {
+            const auto both =
+                hn::TableLookupBytes(hn::BitCast(bytes, loadColumns(d, nodes, columns + at)), paired);
+            const auto weight = hn::TableLookupBytes(
+                hn::BitCast(bytes, hn::LoadDup128(numbers, weights + group * kGroup)), spread);
+            sum =
+                hn::ReorderWidenMulAccumulate(sums, hn::BitCast(d, both), hn::BitCast(d, weight), sum, none);
+        };
+        add(table, batch.low, batch.weights[0]);
+        add(table, batch.middle, batch.weights[1]);
+        add(table + 4 * kHighColumn, batch.low, batch.weights[2]);
+        const auto mixed = hn::BitCast(words, hn::DemoteTo(half, hn::ShiftRight<10>(sum)));
+        hn::StoreU(hn::Xor(mixed, hn::Set(words, 0x8000)), words, out + 4 * k);
+    }
 }
 
 #else
 
-/// The four words of pixels `k` and `k + 1` to `out`.
-HWY_INLINE void mixTwo(const std::int16_t* table, const Corners& corners, std::size_t k, std::uint16_t* out) {
+HWY_INLINE void mixGroup(const std::int16_t* table, const Batch& batch, std::size_t group,
+                         std::uint16_t* out) {
     const hn::FixedTag<std::int32_t, 4> d;
     const hn::FixedTag<std::int16_t, 4> node;
     const hn::FixedTag<std::uint16_t, 4> words;
-    for (const std::size_t pixel : {k, k + 1}) {
-        const auto part = [&](std::size_t corner) HWY_ATTR {
-            const std::int32_t weight = corners.weights[corner / 2][pixel] >> (16 * (corner % 2)) & 0xFFFF;
-            return hn::Mul(hn::PromoteTo(d, hn::LoadU(node, table + corners.at[corner][pixel])),
-                           hn::Set(d, weight));
+    for (std::size_t at = group * kGroup; at < (group + 1) * kGroup; ++at, out += 4) {
+        auto sum = hn::Set(d, 512);
+        const auto add = [&](const std::int16_t* column, std::uint32_t weights) HWY_ATTR {
+            for (const std::uint32_t weight : {weights & 0xFFFF, weights >> 16}) {
+                sum = hn::Add(sum, hn::Mul(hn::PromoteTo(d, hn::LoadU(node, column)),
+                                           hn::Set(d, static_cast<std::int32_t>(weight))));
+                column += 4;
+            }
         };
-        const auto sum = hn::Add(hn::Add(part(0), part(1)), hn::Add(part(2), part(3)));
-        const auto mixed = hn::Add(hn::ShiftRight<10>(hn::Add(sum, hn::Set(d, 512))), hn::Set(d, 32768));
-        hn::StoreU(hn::DemoteTo(words, mixed), words, out + 4 * (pixel - k));
+        add(table + std::size_t{4} * batch.low[at], batch.weights[0][at]);
+        add(table + std::size_t{4} * batch.middle[at], batch.weights[1][at]);
+        add(table + 4 * (batch.low[at] + kHighColumn), batch.weights[2][at]);
+        hn::StoreU(hn::DemoteTo(words, hn::Add(hn::ShiftRight<10>(sum), hn::Set(d, 32768))), words, out);
     }
 }
 
 #endif
 
+HWY_INLINE void convertBatch(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                             std::uint16_t* green, std::uint16_t* blue, Batch& batch) {
+    const std::size_t lanes = hn::Lanes(Words());
+    sortPixels(red, green, blue, batch);
+    for (std::size_t group = 0; group < lanes / kGroup; ++group)
+        mixGroup(table, batch, group, batch.mixed + 4 * firstPixel(group, lanes));
+    const std::uint16_t* mixed = batch.mixed;
+    if (last != nullptr) {
+        for (std::size_t k = 0; k < lanes; ++k, mixed += 4) {
+            red[k] = last[mixed[0]];
+            green[k] = last[mixed[1]];
+            blue[k] = last[mixed[2]];
+        }
+        return;
+    }
+    const hn::CappedTag<std::uint16_t, 8> eight;
+    for (std::size_t k = 0; k < lanes; k += hn::Lanes(eight)) {
+        auto r = hn::Zero(eight), g = r, b = r, rest = r;
+        hn::LoadInterleaved4(eight, mixed + 4 * k, r, g, b, rest);
+        hn::StoreU(r, eight, red + k);
+        hn::StoreU(g, eight, green + k);
+        hn::StoreU(b, eight, blue + k);
+    }
+}
+
 #endif
 
-HWY_ATTR void colourTableRow(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green,
-                             std::uint16_t* blue, std::size_t pixels) {
-    std::size_t i = 0;
+HWY_ATTR void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                             std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    const hn::Rebind<std::uint16_t, Ints> words;
-    const std::size_t lanes = hn::Lanes(Ints());
-    Corners corners;
-    alignas(64) std::uint16_t packed[4 * kMost];
-    for (; i + lanes <= pixels; i += lanes) {
-        sortPixels(red + i, green + i, blue + i, corners);
-        for (std::size_t k = 0; k < lanes; k += 2) mixTwo(table, corners, k, packed + 4 * k);
-        auto r = hn::Zero(words), g = r, b = r, rest = r;
-        hn::LoadInterleaved4(words, packed, r, g, b, rest);
-        hn::StoreU(r, words, red + i);
-        hn::StoreU(g, words, green + i);
-        hn::StoreU(b, words, blue + i);
-    }
+    const std::size_t lanes = hn::Lanes(Words());
+    Batch batch;
+    std::size_t i = 0;
+    for (; i + lanes <= pixels; i += lanes) convertBatch(table, last, red + i, green + i, blue + i, batch);
+    if (i == pixels) return;
+    // The last pixels of the row as a batch that repeats black.
+    std::uint16_t rest[3][kMost] = {};
+    std::uint16_t* const planes[3] = {red + i, green + i, blue + i};
+    for (std::size_t c = 0; c < 3; ++c) std::copy_n(planes[c], pixels - i, rest[c]);
+    convertBatch(table, last, rest[0], rest[1], rest[2], batch);
+    for (std::size_t c = 0; c < 3; ++c) std::copy_n(rest[c], pixels - i, planes[c]);
+#else
+    colourTableRowScalar(table, last, red, green, blue, pixels);
 #endif
-    colourTableRowScalar(table, red + i, green + i, blue + i, pixels - i);
 }
 
 }  // namespace tumblewash::kernels::HWY_NAMESPACE
@@ -153,9 +220,9 @@ namespace tumblewash::kernels {
 
 HWY_EXPORT(colourTableRow);
 
-void colourTableRow(const std::int16_t* table, std::uint16_t* red, std::uint16_t* green, std::uint16_t* blue,
-                    std::size_t pixels) {
-    HWY_DYNAMIC_DISPATCH(colourTableRow)(table, red, green, blue, pixels);
+void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
+    HWY_DYNAMIC_DISPATCH(colourTableRow)(table, last, red, green, blue, pixels);
 }
 
 }  // namespace tumblewash::kernels

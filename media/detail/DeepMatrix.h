@@ -1,47 +1,26 @@
-// The matrices between 10-bit Y'CbCr codes and deep words, both ways, as integers.
-// Shared by those who convert whole pictures and those who convert line by line.
+// The matrices between 10-bit Y'CbCr codes and deep words, and which lines share their chroma.
+// Shared by those who convert whole pictures and those who convert line by line; rows of them are the
+// kernels'.
 #pragma once
 
 #include <cstdint>
 
+#include "ImageLib/kernels/DeepYuvRow.h"
 #include "media/Picture.h"
 
 namespace tumblewash::media {
 
-constexpr int kToDeepBits = 12;
-constexpr int kLumaBits = 14;
-constexpr int kChromaBits = 19;
-// 16 bits of limited range are 64 steps to one of 10 bits.
-constexpr int kDeepStep = 64;
-
-struct DeepMatrix {
-    int redCr, greenCb, greenCr, blueCb;  ///< to R'G'B', kToDeepBits
-    int yRed, yGreen, yBlue;              ///< to Y', kLumaBits; their sum is exactly 1
-    int cbRed, cbBlue;                    ///< to Cb from differences to green, kChromaBits
-    int crRed, crBlue;
-};
+using kernels::code10;
+using kernels::DeepChroma;
+using kernels::deepChroma;
+using kernels::DeepMatrix;
+using kernels::deepWordOf;
+using kernels::kChromaBits;
+using kernels::kDeepStep;
+using kernels::kLumaBits;
+using kernels::kToDeepBits;
 
 const DeepMatrix& deepMatrixOf(ColourMatrix matrix) noexcept;
-
-/// A sample of a plane as a 10-bit code, whatever its depth.
-template <typename Sample>
-constexpr int code10(Sample sample) noexcept {
-    return sizeof(Sample) == 1 ? sample * 4 : sample;
-}
-
-/// What a pixel's colour differences, less their middle of 512, add to its grey.
-struct DeepChroma {
-    int red, green, blue;
-};
-constexpr DeepChroma deepChroma(const DeepMatrix& c, int cb, int cr) noexcept {
-    constexpr int half = 1 << (kToDeepBits - 1);
-    return {(c.redCr * cr + half) >> kToDeepBits, (c.greenCb * cb + c.greenCr * cr + half) >> kToDeepBits,
-            (c.blueCb * cb + half) >> kToDeepBits};
-}
-
-constexpr uint16_t deepWordOf(int value) noexcept {
-    return static_cast<uint16_t>(value < 0 ? 0 : value > 65535 ? 65535 : value);
-}
 
 /// The chroma line that luma line `y` shares: within its own field when fields are kept apart.
 constexpr int sharedChromaLine(int y, bool fields) noexcept {

@@ -7,13 +7,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "ImageLib/kernels/DeepYuvRow.h"
+
 namespace tumblewash::media {
 
-/// The share of place (x, y) in 256ths of what one step of the result is worth, 0..255. A lattice rather than
-/// a matrix of thresholds: each column and each row by itself runs through all shares evenly.
-constexpr uint8_t ditherShare(unsigned x, unsigned y) noexcept {
-    return static_cast<uint8_t>(193 * x + 147 * y);
-}
+using kernels::ditherShare;
 
 /// Drops `bits` (1..8) low bits of `count` samples of line `y`; the results stay below 256.
 template <typename Sample>

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "ImageLib/kernels/ColourTableRow.h"
@@ -60,16 +61,22 @@ Plane randomPlane(std::size_t pixels, std::mt19937& random) {
 
 TEST(ColourTableRowTest, EveryTargetGivesTheScalarWords) {
     const std::vector<std::int16_t> table = randomTable();
+    std::mt19937 words(7);
+    Plane lasts(65536);
+    for (std::uint16_t& word : lasts) word = static_cast<std::uint16_t>(words());
     EveryTarget([&](std::mt19937& random) {
-        for (std::size_t pixels = 0; pixels <= 67; ++pixels) {
-            std::array<Plane, 3> in;
-            for (Plane& plane : in) plane = randomPlane(pixels + 1, random);
-            std::array<Plane, 3> plain = in, quick = in;
-            colourTableRowScalar(table.data(), plain[0].data(), plain[1].data(), plain[2].data(), pixels);
-            colourTableRow(table.data(), quick[0].data(), quick[1].data(), quick[2].data(), pixels);
-            ASSERT_EQ(plain, quick) << pixels;  // the word behind the row included
-            for (std::size_t c = 0; c < 3; ++c) ASSERT_EQ(in[c][pixels], quick[c][pixels]);
-        }
+        for (const std::uint16_t* last :
+             {static_cast<const std::uint16_t*>(nullptr), std::as_const(lasts).data()})
+            for (std::size_t pixels = 0; pixels <= 100; ++pixels) {
+                std::array<Plane, 3> in;
+                for (Plane& plane : in) plane = randomPlane(pixels + 1, random);
+                std::array<Plane, 3> plain = in, quick = in;
+                colourTableRowScalar(table.data(), last, plain[0].data(), plain[1].data(), plain[2].data(),
+                                     pixels);
+                colourTableRow(table.data(), last, quick[0].data(), quick[1].data(), quick[2].data(), pixels);
+                ASSERT_EQ(plain, quick) << pixels;  // the word behind the row included
+                for (std::size_t c = 0; c < 3; ++c) ASSERT_EQ(in[c][pixels], quick[c][pixels]);
+            }
     });
 }
 
@@ -79,7 +86,7 @@ TEST(ColourTableRowTest, TheIdentityTableChangesNothing) {
     std::array<Plane, 3> in;
     for (Plane& plane : in) plane = randomPlane(4096, random);
     std::array<Plane, 3> out = in;
-    colourTableRow(table.data(), out[0].data(), out[1].data(), out[2].data(), 4096);
+    colourTableRow(table.data(), nullptr, out[0].data(), out[1].data(), out[2].data(), 4096);
     for (std::size_t c = 0; c < 3; ++c)
         for (std::size_t i = 0; i < 4096; ++i) EXPECT_NEAR(in[c][i], out[c][i], in[c][i] > 64512 ? 1 : 0);
 }
@@ -100,7 +107,7 @@ TEST(ColourTableRowTest, ValuesBetweenNodesAreBarycentric) {
     std::array<Plane, 3> in;
     for (Plane& plane : in) plane = randomPlane(4096, random);
     std::array<Plane, 3> out = in;
-    colourTableRow(table.data(), out[0].data(), out[1].data(), out[2].data(), 4096);
+    colourTableRow(table.data(), nullptr, out[0].data(), out[1].data(), out[2].data(), 4096);
     for (std::size_t i = 0; i < 4096; ++i) {
         const double r = in[0][i], g = in[1][i], b = in[2][i];
         EXPECT_NEAR(out[0][i], std::max({r, g, b}) / 2, 0.51);
