@@ -5,6 +5,8 @@
 
 #include <fstream>
 
+#include "media/detail/Bits.h"
+#include "media/detail/NalUnits.h"
 #include "tests/app/CopyRun.h"
 
 namespace tumblewash::app {
@@ -307,6 +309,48 @@ TEST(CopyTest, TurnedClipsCannotBeCopied) {
         shop.run({"join", a, turned, "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(result.code, 2);
     EXPECT_THAT(result.err, HasSubstr("turned.mp4 is shown rotated by 90 degrees: copied packets cannot be turned"));
+}
+
+TEST(CopyTest, PicturesWithHdrDataOfTheirOwnAreEncoded) {
+    const Workshop shop;
+    const std::string coding = "-pix_fmt yuv420p10le -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc " +
+                               x265("keyint=10:bframes=0:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc");
+    const std::string plain = clip(shop, "plain.hevc", 0, 1, coding + " -f hevc");
+    // HDR10+ (SMPTE ST 2094-40) as a message of ITU-T T.35: one window, and nothing said of it.
+    media::BitWriter message;
+    message.bits(39 << 9 | 1, 16);
+    message.bits(4, 8);
+    message.bits(22, 8);
+    message.bits(0xB5003C, 24);
+    message.bits(0x00010401, 32);
+    message.bits(1, 2);
+    message.bits(400, 27);
+    message.bit(false);
+    for (int i = 0; i < 4; ++i) message.bits(1000, 17);
+    message.bits(0, 4 + 10 + 3);
+    message.bits(0, 5);
+    message.trailing();
+    const media::Bytes unit = media::escaped(message.take());
+    const std::string stream = bytesOf(plain);
+    std::string dynamic;
+    const auto units = media::splitNalUnits({reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size()}, 0);
+    ASSERT_TRUE(units);
+    const auto add = [&](media::ByteView one) {
+        dynamic.append("\0\0\0\1", 4).append(reinterpret_cast<const char*>(one.data()), one.size());
+    };
+    for (const media::ByteView one : *units) {
+        if ((one[0] >> 1) < 32) add(unit);
+        add(one);
+    }
+    writeBytes(shop.file("dynamic.hevc"), dynamic);
+    for (const char* name : {"plain", "dynamic"})
+        ASSERT_EQ(shell("ffmpeg -v fatal -y -r 25 -i " + shop.file(name) + ".hevc -c copy " + shop.file(name) + ".mp4"), 0);
+    const RunResult result = shop.run({"join", shop.file("plain.mp4"), shop.file("dynamic.mp4"), "--duration", "6f", "-o",
+                                       shop.file("out.mp4"), "--copy-bodies=always"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_THAT(result.err, HasSubstr("dynamic.mp4 carries HDR metadata per picture"));
+    const std::string same = shop.file("plain.mp4");
+    EXPECT_FALSE(copiedJoin(shop, {"join", same, same, "--duration", "6f"}, {same, same}, shop.file("out.mp4")).is_null());
 }
 
 TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {

@@ -77,5 +77,40 @@ TEST(PacketIndexTest, WhatForbidsCopiesIsTold) {
     EXPECT_EQ(failureOf([&] { PacketIndex::read(folder / "none.mp4"); }, "none.mp4"), media::MediaErrorCode::unreadable);
 }
 
+/// Four bytes, the highest first.
+std::string fourBytes(uint32_t value) {
+    std::string out;
+    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<char>(value >> shift & 255));
+    return out;
+}
+
+TEST(PacketIndexTest, FramesThatAnEditListHidesInTheMiddleForbidCopies) {
+    const TempDir folder;
+    const std::string path = folder / "edited.mp4";
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 3 -pix_fmt yuv420p -c:v libx264 -x264-params keyint=250:bframes=2 " + path);
+    EXPECT_EQ(PacketIndex::read(path)->trouble(), "");
+    std::string bytes = readFile(path);
+    const auto number = [&](size_t at) {
+        uint32_t value = 0;
+        for (size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
+        return value;
+    };
+    // Version and flags, how many edits, then length, first moment and speed of each: one more of them.
+    const size_t list = bytes.find("elst");
+    ASSERT_NE(list, std::string::npos);
+    ASSERT_EQ(number(list + 8), 1U);
+    const uint32_t start = number(list + 16);
+    const uint32_t second = number(bytes.find("mdhd") + 16);
+    const std::string two = fourBytes(2) + fourBytes(1000) + fourBytes(start) + fourBytes(0x10000) + fourBytes(1000) +
+                            fourBytes(start + 3 * second / 2) + fourBytes(0x10000);
+    bytes.replace(list + 8, 16, two);
+    for (const char* box : {"elst", "edts", "trak", "moov"}) {
+        const size_t at = bytes.find(box) - 4;
+        bytes.replace(at, 4, fourBytes(number(at) + 12));
+    }
+    writeFile(path, bytes);
+    EXPECT_THAT(PacketIndex::read(path)->trouble(), HasSubstr("hides frames by an edit list in the middle"));
+}
+
 }  // namespace
 }  // namespace tumblewash::test
