@@ -108,15 +108,19 @@ class Reader {
         for (const Event& event : events_) place(event);
         if (list_.clips.empty()) refuse(1, "no event has pictures");
         if (skipped_ > 0)
-            remarks_.push_back(fmt::format("{} of the list were read over: sound, notes and colour",
-                                           skipped_ == 1 ? "1 line" : fmt::format("{} lines", skipped_)));
+            remarks_.push_back(
+                fmt::format("{} read over: sound, notes and colour",
+                            skipped_ == 1 ? "1 line of the list was"
+                                          : fmt::format("{} lines of the list were", skipped_)));
         if (foreign_ > 0)
-            remarks_.push_back(fmt::format(
-                "{} become the effect of the edit (--effect)",
-                foreign_ == 1 ? "1 dissolve or wipe" : fmt::format("{} dissolves and wipes", foreign_)));
+            remarks_.push_back(fmt::format("{} the effect of the edit (--effect)",
+                                           foreign_ == 1
+                                               ? "1 dissolve or wipe becomes"
+                                               : fmt::format("{} dissolves and wipes become", foreign_)));
         if (speeds_ > 0)
-            remarks_.push_back(fmt::format("changes of speed are left out: {} play at normal speed",
-                                           speeds_ == 1 ? "1 clip" : fmt::format("{} clips", speeds_)));
+            remarks_.push_back(
+                fmt::format("changes of speed are left out: {} at normal speed",
+                            speeds_ == 1 ? "1 clip plays" : fmt::format("{} clips play", speeds_)));
         return list_;
     }
 

@@ -71,7 +71,13 @@ Moment Moment::ofMicroseconds(std::int64_t count) {
 
 Moment Moment::operator+(const Moment& other) const {
     const Wide common = gcd(den_, other.den_);
-    return {num_ * (other.den_ / common) + other.num_ * (den_ / common), den_ / common * other.den_};
+    Wide mine = 0, others = 0, num = 0, den = 0;
+    if (__builtin_mul_overflow(num_, other.den_ / common, &mine) ||
+        __builtin_mul_overflow(other.num_, den_ / common, &others) ||
+        __builtin_add_overflow(mine, others, &num) ||
+        __builtin_mul_overflow(den_ / common, other.den_, &den))
+        throw std::out_of_range("too many different rates");
+    return {num, den};
 }
 
 Moment Moment::operator-(const Moment& other) const {
@@ -82,20 +88,12 @@ bool Moment::operator<(const Moment& other) const {
     return (*this - other).num_ < 0;
 }
 
-bool Moment::operator==(const Moment& other) const {
-    return num_ == other.num_ && den_ == other.den_;
-}
-
 std::int64_t Moment::frame(FrameRate rate) const {
     // floor(s x rate + 1/2); the whole seconds apart, so that the product stays small.
     const Wide whole = floorDivide(num_, den_);
     const Wide rest = num_ - whole * den_;
     const Wide num = 2 * (whole * rate.num * den_ + rest * rate.num) + Wide{rate.den} * den_;
     return static_cast<std::int64_t>(floorDivide(num, 2 * Wide{rate.den} * den_));
-}
-
-double Moment::seconds() const {
-    return static_cast<double>(num_) / static_cast<double>(den_);
 }
 
 }  // namespace tumblewash::edit

@@ -31,12 +31,10 @@ class Moment {
     Moment operator+(const Moment& other) const;
     Moment operator-(const Moment& other) const;
     bool operator<(const Moment& other) const;
-    bool operator==(const Moment& other) const;
     bool operator<=(const Moment& other) const { return !(other < *this); }
 
     /// The nearest frame at `rate`, halves up.
     std::int64_t frame(media::FrameRate rate) const;
-    double seconds() const;
 
   private:
     Moment(Wide num, Wide den);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "edit/errors.h"
+#include "media/Quoting.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -184,7 +185,7 @@ std::size_t lineOf(std::string_view text, std::string_view pointer) {
 Json parseJson(const std::string& text, const std::string& name) {
     std::vector<Level> levels;
     const auto refuse = [&](std::size_t line, const std::string& words) {
-        throw Refusal(Problem::BadRequest, fmt::format("{}:{}: {}", name, line, words));
+        throw Refusal(Problem::BadRequest, fmt::format("{}:{}: {}", media::quotedName(name), line, words));
     };
     const auto ended = [&] {
         if (!levels.empty() && !levels.back().object) ++levels.back().index;
@@ -230,7 +231,7 @@ Json parseJson(const std::string& text, const std::string& name) {
 
 std::string readDocument(const std::string& file) {
     const auto refuse = [&](const std::string& words) {
-        throw Refusal(Problem::BadInput, fmt::format("{}: {}", file, words));
+        throw Refusal(Problem::BadInput, fmt::format("{}: {}", media::quotedName(file), words));
     };
     std::error_code problem;
     const std::filesystem::file_status status = std::filesystem::status(file, problem);

@@ -91,7 +91,7 @@ class Reader {
         const Json root = parseJson(text_, name_);
         readTimeline({&root, ""});
         finder_.refuseMissing(name_);
-        CutList list = settle();
+        CutList list = settled();
         for (const auto& [words, count] : counted_)
             remarks_.push_back(count == 1 ? words : fmt::format("{} ({} times)", words, count));
         return list;
@@ -397,6 +397,14 @@ class Reader {
         if (item.firstPicture) return start - item.firstPicture->frame(rate);
         const std::int64_t code = startFrameOf(item.file, rate);
         return start >= code ? start - code : start;
+    }
+
+    CutList settled() {
+        try {
+            return settle();
+        } catch (const std::out_of_range& problem) {
+            refuse({nullptr, ""}, problem.what());
+        }
     }
 
     CutList settle() {

@@ -2,6 +2,7 @@
 
 #include "edit/concatlist.h"
 #include "edit/errors.h"
+#include "media/StillIO.h"
 #include "media/Writer.h"
 #include "tests/edit/ExchangeFolder.h"
 
@@ -103,6 +104,48 @@ TEST_F(ConcatListTest, WrittenAndReadAgainKeepsTheTrims) {
     EXPECT_EQ(edit.clips[0].in->value.frames(list.rate), 5);
     EXPECT_EQ(edit.clips[0].out->value.frames(list.rate), 37);
     EXPECT_EQ(edit.clips[1].out->value.frames(list.rate), 50);
+}
+
+TEST_F(ConcatListTest, StillsLastTheirDurationAndTheLastMayStandTwice) {
+    writePng(folder_.path("p.png"), media::PictureRef::makeArgb(32, 32));
+    const Edit edit = read("file p.png\nduration 1.5\nfile A.mkv\nduration 3\nfile p.png\nduration 2\nfile p.png\n");
+    ASSERT_EQ(edit.clips.size(), 3U) << "ffmpeg needs the last picture once more; it lasts no time";
+    EXPECT_EQ(edit.clips[0].length->value.count, 1500000);
+    EXPECT_FALSE(edit.clips[1].length);
+    EXPECT_EQ(edit.clips[2].length->value.count, 2000000);
+    EXPECT_EQ(remarks_, std::vector<std::string>{"duration cuts nothing from a movie; outpoint does"});
+    EXPECT_EQ(refusal("file p.png\nduration 0\n"), ":2: a still that lasts no time");
+}
+
+TEST_F(ConcatListTest, DirectivesThatChangeNoPictureAreLeftOutAndSaidOnce) {
+    const Edit edit = read("file A.mkv\nstream\nstream\nfile_packet_meta a b\nfile missing.mkv\n");
+    EXPECT_EQ(remarks_,
+              (std::vector<std::string>{"stream of the list is left out", "file_packet_meta of the list is left out"}));
+    EXPECT_EQ(edit.clips[1].file, folder_.path("missing.mkv")) << "refused with all others that are missing";
+    EXPECT_NE(refusal("file ../missing.mkv\n").find("it lies outside the list's folder"), std::string::npos);
+}
+
+TEST_F(ConcatListTest, WhatAListCannotSayIsRefused) {
+    CutList list;
+    CutClip clip;
+    clip.out = 5;
+    list.clips = {clip};
+    const auto refused = [&](const std::string& file) {
+        list.clips[0].file = file;
+        try {
+            concatText(list, folder_.path(), remarks_);
+        } catch (const Refusal& problem) {
+            return std::string(problem.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refused(""), "a concat list cannot hold black; use .otio or .edl");
+    EXPECT_EQ(refused("pattern:city"), "pattern:city: this program draws it itself; other programs need a file");
+    EXPECT_EQ(refused("a\nb.mkv"), "a\\nb.mkv: a concat list cannot hold a name with a line break");
+    list.clips[0].still = true;
+    list.clips[0].file = folder_.path("p.png");
+    EXPECT_NE(concatText(list, folder_.path(), remarks_).find("file 'p.png'\nduration 0.200000\n"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -199,7 +199,104 @@ TEST_F(EdlTest, WhatIsReadOverIsSaid) {
         at(25));
     EXPECT_EQ(remarks_,
               (std::vector<std::string>{"2 lines of the list were read over: sound, notes and colour",
-                                        "changes of speed are left out: 1 clip play at normal speed"}));
+                                        "changes of speed are left out: 1 clip plays at normal speed"}));
+}
+
+TEST_F(EdlTest, CommentsNameTheFileInSeveralWays) {
+    const auto fileOf = [&](const std::string& comment) {
+        remarks_.clear();
+        const std::string event =
+            "001 AX V C 00:00:00:00 00:00:01:00 01:00:00:00 01:00:01:00\n* FROM CLIP NAME: A.mp4\n";
+        return read(event + comment + "\n", at(25)).clips[0].file;
+    };
+    EXPECT_EQ(fileOf("* FROM CLIP: B.mp4"), folder_.path("B.mp4"));
+    EXPECT_EQ(fileOf("* FROM FILE: C.mp4"), folder_.path("C.mp4"));
+    EXPECT_TRUE(remarks_.empty());
+    for (const char* other : {"*", "* SOURCE FILES ELSEWHERE", "* a note"}) {
+        EXPECT_EQ(fileOf(other), folder_.path("A.mp4")) << other;
+        EXPECT_EQ(remarks_, std::vector<std::string>{
+                                "1 line of the list was read over: sound, notes and colour"});
+    }
+    for (const char* slow : {"* FREEZE FRAME", "M2 AX 012.5 00:00:00:00", "M2 OTHER 012.5 00:00:00:00"}) {
+        EXPECT_EQ(fileOf(slow), folder_.path("A.mp4")) << slow;
+        EXPECT_EQ(remarks_, std::vector<std::string>{
+                                "changes of speed are left out: 1 clip plays at normal speed"});
+    }
+}
+
+TEST_F(EdlTest, LinesThatMeanNothingAreRefused) {
+    const std::string plain = "00:00:00:00 00:00:01:00 01:00:00:00 01:00:01:00\n";
+    EXPECT_EQ(refusal("FCM: SOMETIMES\n001 A V C " + plain, at(25)),
+              "x.edl:1: FCM is DROP FRAME or NON-DROP FRAME, not SOMETIMES");
+    EXPECT_EQ(refusal("001 A V X " + plain, at(25)), "x.edl:1: X is no kind of event; use C, D or W");
+    EXPECT_EQ(refusal("001 A V D " + plain, at(25)),
+              "x.edl:1: a dissolve or wipe needs its length in frames");
+    EXPECT_EQ(refusal("001 BARS V C " + plain, at(25)),
+              "x.edl:1: the reel BARS is a test picture of the editing machine; replace it");
+    EXPECT_EQ(refusal("M2 A 012.5 00:00:00:00\n", at(25)), "x.edl:1: M2 without an event before it");
+}
+
+TEST_F(EdlTest, ADissolvesFirstLineMayHaveALengthOfItsOwn) {
+    const CutList list = read(
+        "001 A V C     00:00:00:00 00:00:04:00 01:00:00:00 01:00:04:00\n"
+        "001 B V D 026 00:00:00:05 00:00:03:10 01:00:04:00 01:00:07:05\n"
+        "* FROM CLIP NAME: A.mp4\n* TO CLIP NAME: B.mp4\n",
+        at(25));
+    EXPECT_EQ(list.frames(), 180);
+    EXPECT_EQ(trimsOf(editOf(list, moviesOf(1000), remarks_)), "A 0..126 B 5..85 <26>");
+}
+
+TEST_F(EdlTest, ADissolveFromAnotherClipThanTheOneBeforeBeginsWithACut) {
+    const auto text = [](const std::string& from) {
+        return "001 A  V C     00:00:00:00 00:00:02:00 01:00:00:00 01:00:02:00\n* FROM CLIP NAME: A.mp4\n"
+               "002 AX V C     00:00:05:00 00:00:05:00 01:00:02:00 01:00:02:00\n"
+               "002 C  V D 010 00:00:00:05 00:00:01:05 01:00:02:00 01:00:03:00\n" +
+               from + "* TO CLIP NAME: C.mp4\n";
+    };
+    const CutList list = read(text("* FROM CLIP NAME: B.mp4\n"), at(25));
+    EXPECT_EQ(list.frames(), 75);
+    EXPECT_EQ(trimsOf(editOf(list, moviesOf(1000), remarks_)), "A 0..50 B 125..135 C 5..30 <10>");
+    EXPECT_EQ(refusal(text(""), at(25)),
+              "x.edl:3: the clip before does not run on here, and nothing names another; add FROM CLIP NAME");
+}
+
+TEST_F(EdlTest, EachFileHasAReelOfItsOwn) {
+    CutList list;
+    for (const char* file : {"/one/A.mp4", "/two/A.mov", "/one/BL.mp4", "/one/AX.mp4", "/three/a.mp4"}) {
+        CutClip clip;
+        clip.file = file;
+        clip.out = 10;
+        list.clips.push_back(clip);
+    }
+    list.seams.resize(4);
+    std::vector<std::string> said;
+    const std::string text = edlText(list, said);
+    for (const char* line : {"001  A        V", "002  A2       V", "003  CLIP     V", "004  AX2      V",
+                             "005  A3       V"})
+        EXPECT_NE(text.find(line), std::string::npos) << line << '\n' << text;
+}
+
+TEST_F(EdlTest, WhatAListCannotSayIsRefused) {
+    CutList list;
+    CutClip clip;
+    clip.file = folder_.path("A.mp4");
+    clip.out = 10;
+    list.clips = {clip};
+    list.rate = {120, 1};
+    std::vector<std::string> said;
+    const auto refused = [&] {
+        try {
+            edlText(list, said);
+        } catch (const Refusal& problem) {
+            return std::string(problem.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refused(), "an EDL counts frames in two digits; 120 frames per second are too many");
+    list.rate = {25, 1};
+    EXPECT_EQ(refused(), "");
+    list.clips[0].file = "pattern:city";
+    EXPECT_EQ(refused(), "pattern:city: this program draws it itself; other programs need a file");
 }
 
 }  // namespace

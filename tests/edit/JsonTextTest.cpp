@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "edit/errors.h"
 #include "edit/jsontext.h"
+#include "tests/edit/ExchangeFolder.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -53,6 +55,28 @@ TEST(JsonTextTest, APointerLeadsToTheLineOfItsValue) {
     EXPECT_EQ(lineOf(text, pointerTo("", "c~d")), 6U);
     EXPECT_EQ(lineOf(text, "/a~1b/7"), 2U) << "what leads nowhere ends at the last part that was found";
     EXPECT_EQ(lineOf("[[[[{\"a\":", "/0/0/0/0/a"), 1U) << "broken texts end quietly";
+}
+
+TEST(JsonTextTest, ADocumentIsASmallPlainFile) {
+    const ExchangeFolder folder({"sub/x.json"});
+    const auto refused = [&](const std::string& name) {
+        try {
+            readDocument(folder.path(name));
+        } catch (const Refusal& refusal) {
+            EXPECT_EQ(refusal.problem(), Problem::BadInput);
+            return std::string(refusal.what()).substr(folder.path(name).size());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refused("nowhere.json"), ": no such file");
+    EXPECT_EQ(refused("sub"), ": is a folder; give an edit");
+    ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(refused("pipe"), ": is no plain file") << "and nobody waits for a writer";
+    EXPECT_EQ(readDocument(folder.path("sub/x.json")), "no media");
+    std::filesystem::resize_file(folder.path("sub/x.json"), kLargestDocument);
+    EXPECT_EQ(readDocument(folder.path("sub/x.json")).size(), kLargestDocument);
+    std::filesystem::resize_file(folder.path("sub/x.json"), kLargestDocument + 1);
+    EXPECT_EQ(refused("sub/x.json"), ": is larger than 64 MiB; an edit is a small text");
 }
 
 }  // namespace

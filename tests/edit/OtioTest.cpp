@@ -294,5 +294,146 @@ TEST_F(OtioTest, AddressesAreDecodedOnce) {
     EXPECT_EQ(pathOfUrl(fileUrl("/a b/\xC3\xA4#%\n.mp4")), "/a b/\xC3\xA4#%\n.mp4");
 }
 
+std::string clipOf(const std::string& media, const std::string& sourceRange, const std::string& more = "") {
+    return "{\"OTIO_SCHEMA\":\"Clip.2\",\"name\":\"\",\"source_range\":" + sourceRange + more +
+           ",\"media_reference\":" + media + "}";
+}
+
+TEST_F(OtioTest, TimesThatAreNoneAreRefusedWithTheirPlace) {
+    std::string huge = clip(url("A.mp4"), range(0, 50));
+    huge.replace(huge.find("\"value\":50"), 17, "\"value\":1e300");
+    EXPECT_NE(refusal(timeline({track({huge})})).find("/duration: the time is too large"), std::string::npos);
+    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), "{\"OTIO_SCHEMA\":\"TimeRange.1\",\"duration\":" +
+                                                              time(5, 25) + "}")})}))
+                  .find("a TimeRange with start_time and duration is needed here"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), range(0, -5))})})).find("the duration is negative"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), range(0, 5, 1000))})}))
+                  .find("the rate is not between 1 and 240"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), range(0, 50)), fade(-1, 1),
+                                       clip(url("B.mp4"), range(0, 50))})}))
+                  .find("a transition's offset is negative"),
+              std::string::npos);
+}
+
+TEST_F(OtioTest, WhatStandsInPlaceOfATrackOrClipIsNamed) {
+    EXPECT_NE(refusal(timeline({clip(url("A.mp4"), range(0, 50))}))
+                  .find("a Clip in place of a track is not understood"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({"{\"OTIO_SCHEMA\":\"Marker.2\"}"})}))
+                  .find("Marker is not understood in a track"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({"7"})})).find("what stands here is not understood in a track"),
+              std::string::npos);
+    EXPECT_NE(refusal(timeline({track({clipOf("null", range(0, 5))})}))
+                  .find("a clip names neither a file nor itself"),
+              std::string::npos);
+}
+
+TEST_F(OtioTest, WhatIsSwitchedOffIsLeftOutAndSaid) {
+    const Edit got = edit(timeline(
+        {track({clip(url("C.mp4"), range(0, 7))}, "\"kind\":\"Video\",\"enabled\":false"),
+         track({clip(url("A.mp4"), range(0, 50)),
+                fade(5, 5).insert(1, "\"enabled\":false,"), clip(url("B.mp4"), range(10, 20))})}));
+    EXPECT_EQ(trimsOf(got), "A 0..50 B 10..30");
+    EXPECT_EQ(remarks_, (std::vector<std::string>{"track V is switched off and left out",
+                                                  "transitions that are switched off become cuts"}));
+}
+
+TEST_F(OtioTest, EffectsAndMarkersAreSaidOnceEach) {
+    std::string one = clip(url("A.mp4"), range(0, 50));
+    one.replace(one.find("\"effects\":[]"), 12,
+                "\"effects\":[{\"OTIO_SCHEMA\":\"Effect.1\",\"effect_name\":\"Blur\"},"
+                "{\"OTIO_SCHEMA\":\"Effect.1\",\"effect_name\":\"Blur\"},{\"OTIO_SCHEMA\":\"Glow.1\"}]");
+    one.replace(one.find("\"markers\":[]"), 12, "\"markers\":[{}]");
+    edit(timeline({track({one})}));
+    EXPECT_EQ(remarks_, (std::vector<std::string>{"markers of a clip are left out",
+                                                  "a clip: the effect Blur is left out (2 times)",
+                                                  "a clip: the effect Glow is left out"}));
+}
+
+TEST_F(OtioTest, TheActiveReferenceOfSeveralIsUsed) {
+    const auto reference = [&](const char* name) {
+        return "{\"OTIO_SCHEMA\":\"ExternalReference.1\",\"target_url\":\"" + url(name) + "\"}";
+    };
+    const std::string all =
+        ",\"media_references\":{\"DEFAULT_MEDIA\":" + reference("A.mp4") + ",\"proxy\":" + reference("B.mp4") +
+        "}";
+    EXPECT_EQ(trimsOf(edit(timeline({track({clipOf("null", range(0, 5), all)})}))), "A 0..5");
+    EXPECT_EQ(trimsOf(edit(timeline({track({clipOf(
+                  "null", range(0, 5), all + ",\"active_media_reference_key\":\"proxy\"")})}))),
+              "B 0..5");
+}
+
+TEST_F(OtioTest, GeneratorsAreBlackAndMissingReferencesGoByTheClipsName) {
+    const auto generator = [](const std::string& kind) {
+        return "{\"OTIO_SCHEMA\":\"GeneratorReference.1\",\"generator_kind\":\"" + kind + "\"}";
+    };
+    std::string named = clipOf("{\"OTIO_SCHEMA\":\"MissingReference.1\"}", range(0, 9));
+    named.replace(named.find("\"name\":\"\""), 9, "\"name\":\"C.mp4\"");
+    const Edit got = edit(timeline({track({clipOf(generator("black"), range(0, 5)),
+                                           clipOf(generator("SMPTEBars"), range(0, 7)), named})}));
+    EXPECT_EQ(trimsOf(got), "black for 5 black for 7 C 0..9");
+    EXPECT_EQ(remarks_, std::vector<std::string>{"the generator SMPTEBars becomes black"});
+    EXPECT_NE(refusal(timeline({track({clipOf(generator("black"), "null")})})).find("a generator has no length"),
+              std::string::npos);
+}
+
+TEST_F(OtioTest, AGapAloneGivesTheRateAndAClipWithoutARangeNone) {
+    EXPECT_EQ(read(timeline({track({clipOf("{\"OTIO_SCHEMA\":\"GeneratorReference.1\","
+                                           "\"generator_kind\":\"black\"}",
+                                           range(0, 30, 30))})}))
+                  .rate,
+              (media::FrameRate{30, 1}));
+    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), "null")})})).find("no clip has a frame rate; give --fps"),
+              std::string::npos);
+}
+
+TEST_F(OtioTest, FadesBeyondAnEndLengthenTheHeadOrTail) {
+    const Edit got = edit(timeline({track({fade(4, 16), clip(url("A.mp4"), range(10, 50)), fade(12, 8)})}));
+    EXPECT_EQ(trimsOf(got), "A 6..68");
+    EXPECT_EQ(got.opening->duration->value.count, 20);
+    EXPECT_EQ(got.closing->duration->value.count, 20);
+    const Edit early = edit(timeline({track({fade(4, 16), clip(url("A.mp4"), range(1, 50))})}));
+    EXPECT_EQ(trimsOf(early), "A 0..51") << "no further than the file's first picture";
+    const Edit black = edit(timeline({track({fade(4, 6), gap(30), clip(url("A.mp4"), range(1, 50))})}));
+    EXPECT_EQ(trimsOf(black), "black for 34 A 1..51");
+}
+
+TEST_F(OtioTest, ClipsShorterThanHalfAFrameAreLeftOut) {
+    const Edit got = edit(timeline({track({clip(url("A.mp4"), range(0, 50)), clip(url("B.mp4"), range(5, 0.2)),
+                                           clip(url("C.mp4"), range(0, 20))})}));
+    EXPECT_EQ(trimsOf(got), "A 0..50 C 0..20");
+    EXPECT_EQ(remarks_, std::vector<std::string>{"clips shorter than half a frame are left out"});
+    const Edit beyond = edit(timeline({track({clip(url("A.mp4"), range(0, 50))},
+                                             "\"kind\":\"Video\",\"source_range\":" + range(80, 30))}));
+    EXPECT_EQ(trimsOf(beyond), "black for 30") << "a track's range beyond its clips is black";
+}
+
+TEST_F(OtioTest, BrokenEscapesInAddressesStandForThemselves) {
+    EXPECT_EQ(pathOfUrl("file:///a%zzb%4"), "/a%zzb%4");
+    EXPECT_EQ(pathOfUrl("file:/a%2fb"), "/a/b");
+}
+
+TEST_F(OtioTest, AMediaFolderThatIsNotThereIsRefused) {
+    EXPECT_THROW(folder_.finder(folder_.path("nowhere")), Refusal);
+}
+
+TEST_F(OtioTest, RatesThatHaveNothingInCommonAreRefusedWithTheFile) {
+    // Sums are exact, and their denominators grow with each rate.
+    std::vector<std::string> odd;
+    for (const double rate : {239.957, 211.933, 199.913})
+        odd.push_back(clip(url("A.mp4"), range(1, 50.123457, rate)));
+    EXPECT_EQ(refusal(timeline({track(odd)})), "");
+    const std::string refused = "x.otio:1: /: too many different rates";
+    std::vector<std::string> faded = odd;
+    faded.push_back(fade(1, 1, "{}", 233.969));
+    EXPECT_EQ(refusal(timeline({track(faded)})), refused);
+    odd.push_back(clip(url("A.mp4"), range(1, 50.123457, 233.969)));
+    EXPECT_NE(refusal(timeline({track(odd)})).find("/children/3: too many different rates"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace tumblewash::edit
