@@ -47,21 +47,12 @@ int readOn(void* self, uint8_t* bytes, int size) {
     }
 }
 
+/// The library counts from the start, whatever its own callers count from.
 int64_t goTo(void* self, int64_t offset, int whence) {
     auto& cursor = *static_cast<Cursor*>(self);
-    switch (whence & ~AVSEEK_FORCE) {
-        case AVSEEK_SIZE:
-            return cursor.bytes;
-        case SEEK_CUR:
-            offset += cursor.at;
-            break;
-        case SEEK_END:
-            offset += cursor.bytes;
-            break;
-        default:
-            break;
-    }
-    if (offset < 0) return AVERROR(EINVAL);
+    whence &= ~AVSEEK_FORCE;
+    if (whence == AVSEEK_SIZE) return cursor.bytes;
+    if (whence != SEEK_SET || offset < 0) return AVERROR(EINVAL);
     return cursor.at = offset;
 }
 
@@ -134,10 +125,6 @@ std::vector<uint8_t> InputBytes::whole(size_t most) const {
     checkUnchanged();
     if (!all) refuse(path_, "cannot be read to its end");
     return out;
-}
-
-void checkReadable(const std::string& path) {
-    const InputBytes opened(path);
 }
 
 void throwChanged(const std::string& path) {

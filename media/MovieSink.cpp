@@ -13,6 +13,7 @@
 #include "media/Reader.h"
 #include "media/Staging.h"
 #include "media/detail/CopyCheck.h"
+#include "media/detail/EncodedCount.h"
 #include "media/detail/IndexCheck.h"
 #include "media/detail/MuxerFile.h"
 #include "media/detail/Sink.h"
@@ -108,6 +109,7 @@ class MovieSink final : public Sink {
     AVStream* audioStream_ = nullptr;
     PacketPtr packet_ = newPacket();
     int64_t pictures_ = 0;
+    EncodedCount shown_, sounds_;
     int64_t samples_ = 0;
     std::vector<float> pending_;  // interleaved, less than one encoder frame between calls
 };
@@ -228,11 +230,14 @@ void MovieSink::writeHeader() {
 void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame) {
     const int sent = avcodec_send_frame(&codec, frame);
     if (sent < 0) failed("a picture or sound cannot be encoded", sent);
+    EncodedCount& count = &codec == audio_.get() ? sounds_ : shown_;
+    if (frame != nullptr) count.given(&codec == audio_.get() ? frame->nb_samples : 1);
     for (;;) {
         throwIfRaised(settings_.cancel, output_);
         const int got = avcodec_receive_packet(&codec, packet_.get());
         if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
         if (got < 0) failed("a picture or sound cannot be encoded", got);
+        count.packet();
         if (codec.codec_type == AVMEDIA_TYPE_VIDEO && packet_->duration == 0) packet_->duration = 1;
         // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
         if (&codec == audio_.get() && isWebm(container_)) {
@@ -304,6 +309,9 @@ void MovieSink::finish() {
     else
         send(*video_, *videoStream_, nullptr);
     if (audio_) send(*audio_, *audioStream_, nullptr);
+    if (!shown_.whole(1, 0) || (audio_ && !sounds_.whole(audio_->frame_size, audio_->initial_padding)))
+        throw MediaError(MediaErrorCode::encoding, output_,
+                         "its encoder left out pictures or sound; memory may be short, run again");
     const int ended = av_write_trailer(muxer_);
     throwIfRaised(settings_.cancel, output_);
     if (ended < 0) failed("its index cannot be written", ended);

@@ -48,23 +48,15 @@ struct MuxerFile::Cursor {
         }
     }
 
+    /// The library counts from the start, whatever its own callers count from.
     static int64_t seek(void* self, int64_t offset, int whence) {
         auto& cursor = *static_cast<Cursor*>(self);
-        struct stat status {};
-        if (fstat(cursor.file, &status) != 0) return AVERROR(errno);
-        switch (whence & ~AVSEEK_FORCE) {
-            case AVSEEK_SIZE:
-                return status.st_size;
-            case SEEK_CUR:
-                offset += cursor.at;
-                break;
-            case SEEK_END:
-                offset += status.st_size;
-                break;
-            default:
-                break;
+        whence &= ~AVSEEK_FORCE;
+        if (whence == AVSEEK_SIZE) {
+            struct stat status {};
+            return fstat(cursor.file, &status) == 0 ? status.st_size : AVERROR(errno);
         }
-        if (offset < 0) return AVERROR(EINVAL);
+        if (whence != SEEK_SET || offset < 0) return AVERROR(EINVAL);
         return cursor.at = offset;
     }
 

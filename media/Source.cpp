@@ -59,7 +59,6 @@ class FileSource final : public StreamSource {
         return out;
     }
 
-    AVRational timeBase() const override { return facts_.timeBase; }
     int64_t damaged() const override { return decoder_.damaged(); }
     int64_t patched() const override { return decoder_.patched(); }
 
@@ -119,7 +118,6 @@ class PatternSource final : public StreamSource {
         out.pts = index_++;
         return out;
     }
-    AVRational timeBase() const override { return facts_.timeBase; }
     bool seek(int64_t pts) override {
         index_ = std::clamp<int64_t>(pts, 0, *facts_.info.frameCount);
         return true;
@@ -135,7 +133,7 @@ class PatternSource final : public StreamSource {
 class StillSource final : public StreamSource {
   public:
     StillSource(const ProbeDetail& facts, CancelFlag cancel)
-        : still_(facts.still), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
+        : still_(facts.still), path_(facts.info.path), cancel_(cancel) {}
 
     TimedFrame next() override {
         throwIfRaised(cancel_, path_);
@@ -145,13 +143,11 @@ class StillSource final : public StreamSource {
         out.frame = ordinary(*still_);
         return out;
     }
-    AVRational timeBase() const override { return base_; }
     bool seek(int64_t) override { return false; }
 
   private:
     const std::shared_ptr<const StillPicture> still_;
     const std::string path_;
-    const AVRational base_;
     CancelFlag cancel_;
     bool given_ = false;
 };
@@ -160,7 +156,7 @@ class StillSource final : public StreamSource {
 class WebpSource final : public StreamSource {
   public:
     WebpSource(const ProbeDetail& facts, CancelFlag cancel)
-        : animation_(*facts.bytes), path_(facts.info.path), base_(facts.timeBase), cancel_(cancel) {}
+        : animation_(*facts.bytes), path_(facts.info.path), cancel_(cancel) {}
 
     TimedFrame next() override {
         throwIfRaised(cancel_, path_);
@@ -174,13 +170,11 @@ class WebpSource final : public StreamSource {
         pts_ += out.duration;
         return out;
     }
-    AVRational timeBase() const override { return base_; }
     bool seek(int64_t) override { return false; }
 
   private:
     WebpAnimation animation_;
     const std::string path_;
-    const AVRational base_;
     CancelFlag cancel_;
     StillPicture still_;
     size_t index_ = 0;

@@ -112,12 +112,6 @@ WebpAnimation::WebpAnimation(const InputBytes& file) : state_(std::make_unique<S
 }
 WebpAnimation::~WebpAnimation() = default;
 
-int WebpAnimation::width() const noexcept {
-    return state_->width;
-}
-int WebpAnimation::height() const noexcept {
-    return state_->height;
-}
 bool WebpAnimation::hasAlpha() const noexcept {
     return state_->alpha;
 }
@@ -160,11 +154,6 @@ FramePtr WebpAnimation::next() {
     out->sample_aspect_ratio = {1, 1};
     ++s.shown;
     return out;
-}
-
-void WebpAnimation::rewind() {
-    state_->shown = 0;
-    if (state_->decoder) WebPAnimDecoderReset(state_->decoder.get());
 }
 
 FrameRate rateOfDurations(const std::vector<int>& milliseconds) {

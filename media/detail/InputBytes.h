@@ -47,9 +47,6 @@ class InputBytes {
     FileIdentity identity_;
 };
 
-/// Throws MediaError (unreadable) unless `path` is a regular, non-empty, readable file.
-void checkReadable(const std::string& path);
-
 /// The one sentence about an input that is not what it was.
 [[noreturn]] void throwChanged(const std::string& path);
 

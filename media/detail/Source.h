@@ -22,7 +22,6 @@ class StreamSource {
   public:
     virtual ~StreamSource() = default;
     virtual TimedFrame next() = 0;
-    virtual AVRational timeBase() const = 0;
     /// Continues with a picture at or before `pts`. False when the source can only start over.
     virtual bool seek(int64_t pts) = 0;
     virtual int64_t damaged() const { return 0; }

@@ -23,8 +23,6 @@ class WebpAnimation {
     WebpAnimation(const WebpAnimation&) = delete;
     WebpAnimation& operator=(const WebpAnimation&) = delete;
 
-    int width() const noexcept;
-    int height() const noexcept;
     bool hasAlpha() const noexcept;
     /// How long each whole picture of the file is shown, in milliseconds, at least 1. Pictures that claim 10
     /// ms or less get 100, as every browser does.
@@ -37,7 +35,6 @@ class WebpAnimation {
 
     /// The next picture as RGBA with straight alpha, or null after the last and at damage.
     FramePtr next();
-    void rewind();
 
   private:
     struct State;

@@ -227,4 +227,44 @@ TEST(CodecTableTest, EveryRowHoldsTogether) {
     }
 }
 
+TEST(ColourPlanTest, LightDataOfLaterClipsCountAlsoWhereTheFirstHasNone) {
+    MediaInfo said = kPq, brighter = kPq;
+    said.colour.mastering = brightUpTo(600);
+    said.colour.light = LightLevel{500, 90};
+    brighter.colour.mastering = brightUpTo(4000);
+    const auto movie = plan({kPq, said, brighter}).movie;
+    EXPECT_EQ(movie.mastering, brighter.colour.mastering);
+    EXPECT_EQ(movie.light, (LightLevel{500, 90}));
+    EXPECT_EQ(plan({brighter, said}).movie.mastering, brighter.colour.mastering);
+}
+
+TEST(ColourPlanTest, TransparencyHasItsCodecsAndNoHdr) {
+    ColourWishes asked;
+    asked.alpha = true;
+    EXPECT_EQ(plan({kPlain}, asked, "x.mov").movie.codec, Codec::prores);
+    EXPECT_EQ(plan({kPlain}, asked, "x.webm").movie.codec, Codec::vp9);
+    asked.codec = Codec::h264;
+    EXPECT_THAT(refusal({kPlain}, asked, "x.mov"),
+                HasSubstr("transparency goes into ProRes here; leave out --codec"));
+    asked.codec.reset();
+    asked.depth = 10;
+    EXPECT_EQ(plan({kPlain}, asked, "x.mov").movie.depth, 10);
+    EXPECT_THAT(refusal({kPlain}, asked, "x.webm"),
+                HasSubstr("VP9 holds transparency with 8 bits; leave out --depth 10"));
+    asked.depth.reset();
+    asked.hdr = HdrPolicy::keep;
+    EXPECT_THAT(refusal({kHlg}, asked, "x.mov"),
+                HasSubstr("--alpha is for ordinary pictures; leave out --hdr keep"));
+}
+
+TEST(ColourPlanTest, WideColoursAreCalledByTheirNames) {
+    for (const auto& [primaries, name] : {std::pair{Primaries::displayP3, "Display P3"},
+                                          {Primaries::dciP3, "DCI-P3"}, {Primaries::bt2020, "BT.2020"}}) {
+        MediaInfo wide = clip("w.mov");
+        wide.colour.primaries = primaries;
+        EXPECT_THAT(plan({wide}).lines, ElementsAre(HasSubstr(std::string("its ") + name + " colours are turned "
+                                                                                           "to BT.709")));
+    }
+}
+
 }  // namespace tumblewash::test

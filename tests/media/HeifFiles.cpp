@@ -146,8 +146,12 @@ std::string sizeProperty(uint32_t width, uint32_t height) {
     return fullBox("ispe", 0, number(width, 4) + number(height, 4));
 }
 
+std::string auxiliaryProperty(const std::string& kind) {
+    return fullBox("auxC", 0, kind + '\0');
+}
+
 std::string alphaProperty() {
-    return fullBox("auxC", 0, std::string("urn:mpeg:mpegB:cicp:systems:auxiliary:alpha") + '\0');
+    return auxiliaryProperty("urn:mpeg:mpegB:cicp:systems:auxiliary:alpha");
 }
 
 std::string gridData(int rows, int columns, int width, int height) {

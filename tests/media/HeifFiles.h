@@ -50,8 +50,9 @@ std::string heifOf(uint16_t primary, const std::vector<HeifItem>& items,
                    const std::vector<HeifReference>& references, const std::vector<std::string>& properties);
 
 std::string sizeProperty(uint32_t width, uint32_t height);
-/// Says that an item is the alpha plane of another.
+/// Says that an item is the alpha plane of another, or what the name `kind` means.
 std::string alphaProperty();
+std::string auxiliaryProperty(const std::string& kind);
 /// The data of a grid of `rows` x `columns`, up to 256 each.
 std::string gridData(int rows, int columns, int width, int height);
 

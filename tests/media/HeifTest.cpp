@@ -342,4 +342,66 @@ TEST(HeifTest, ASequenceIsAClipAndOneOfOnePictureAStill) {
     EXPECT_EQ(heifKind(InputBytes(dir / "text")), HeifKind::none);
 }
 
+TEST(HeifTest, GreyUnderAlphaStaysGrey) {
+    const TempDir dir;
+    const auto grey = [&](const char* level, const std::string& format) {
+        ffmpeg("-f lavfi -i 'color=black:s=64x64,format=" + format + ",geq=lum=" + level +
+               "' -frames:v 1 -color_range pc" + kLossless + dir / "grey.avif");
+        return codedPicture(readFile(dir / "grey.avif"));
+    };
+    const CodedPicture alpha = grey("100", "gray");
+    for (const int depth : {8, 10}) {
+        const CodedPicture colour = depth == 8 ? grey("180", "gray") : grey("720", "gray10le");
+        writeFile(dir / "a.avif",
+                  heifOf(1, {{1, "av01", colour.data, {1, 3}}, {2, "av01", alpha.data, {2, 3, 4}}},
+                         {{"auxl", 2, {1}}},
+                         {colour.configuration, alpha.configuration, sizeProperty(64, 64), alphaProperty()}));
+        StillSettings settings;
+        settings.keepAlpha = true;
+        const PictureRef picture = readStill(dir / "a.avif", settings);
+        for (const int at : {0, 31, 63}) {
+            EXPECT_EQ(picture.data()[at * picture.stride() + 4 * at], 100) << depth;
+            EXPECT_EQ(pixel(picture, at, at)[0], pixel(picture, at, at)[1]);
+            EXPECT_EQ(pixel(picture, at, at)[1], pixel(picture, at, at)[2]);
+            EXPECT_NEAR(pixel(picture, at, at)[1], 180, 1) << depth;
+        }
+    }
+}
+
+TEST(HeifTest, ColoursThatWereMultipliedByAlphaAreDivided) {
+    const TempDir dir;
+    const CodedPicture colour = tile(90, 60, 30), alpha = tile(128, 128, 128);
+    const std::vector<HeifItem> items{{1, "av01", colour.data, {1, 2}}, {2, "av01", alpha.data, {1, 2, 3}}};
+    const std::vector<std::string> properties{colour.configuration, sizeProperty(64, 64), alphaProperty()};
+    StillSettings settings;
+    settings.keepAlpha = true;
+    writeFile(dir / "straight.avif", heifOf(1, items, {{"auxl", 2, {1}}}, properties));
+    writeFile(dir / "multiplied.avif", heifOf(1, items, {{"auxl", 2, {1}}, {"prem", 1, {2}}}, properties));
+    const PictureRef straight = readStill(dir / "straight.avif", settings);
+    const PictureRef divided = readStill(dir / "multiplied.avif", settings);
+    const int opacity = straight.data()[0];
+    EXPECT_NEAR(opacity, 128, 2);
+    EXPECT_EQ(divided.data()[0], opacity);
+    for (size_t c = 0; c < 3; ++c)
+        EXPECT_NEAR(pixel(divided, 20, 20)[c], pixel(straight, 20, 20)[c] * 255.0 / opacity, 2) << c;
+}
+
+TEST(HeifTest, AGainMapBesideThePictureIsLeftOutAndSaid) {
+    const TempDir dir;
+    const CodedPicture picture = tile(200, 100, 50), map = tile(9, 9, 9);
+    for (const char* kind : {"urn:com:apple:photo:2020:aux:hdrgainmap", "urn:example:depth"}) {
+        writeFile(dir / "a.avif",
+                  heifOf(1, {{1, "av01", picture.data, {1, 2}}, {2, "av01", map.data, {1, 2, 3}}},
+                         {{"auxl", 2, {1}}},
+                         {picture.configuration, sizeProperty(64, 64), auxiliaryProperty(kind)}));
+        const std::vector<std::string> lines = Reader::open(dir / "a.avif").warnings();
+        if (std::string(kind).ends_with("hdrgainmap"))
+            EXPECT_THAT(lines, ::testing::ElementsAre(
+                                   "its HDR gain map is left out; the ordinary picture is used"));
+        else
+            EXPECT_THAT(lines, ::testing::IsEmpty());
+        EXPECT_NEAR(pixel(readStill(dir / "a.avif"), 9, 9)[0], 200, 3);
+    }
+}
+
 }  // namespace tumblewash::test

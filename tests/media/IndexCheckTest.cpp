@@ -2,6 +2,7 @@
 #include <fcntl.h>
 
 #include "media/Descriptor.h"
+#include "media/detail/EncodedCount.h"
 #include "media/detail/IndexCheck.h"
 #include "tests/media/Support.h"
 
@@ -75,6 +76,28 @@ TEST_F(IndexCheckTest, AnIndexThatLeadsElsewhereDoesNot) {
     EXPECT_FALSE(holds(changed("esds", 0, 1)));
     EXPECT_FALSE(holds(changed("trak", 0, 1)));
     EXPECT_FALSE(holds(changed("moov", 0, 1)));
+}
+
+TEST(EncodedCountTest, APacketThatIsMissingIsNoticed) {
+    EncodedCount pictures;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(pictures.whole(1, 0));
+        pictures.given(1);
+        EXPECT_FALSE(pictures.whole(1, 0));
+        pictures.packet();
+    }
+    EXPECT_TRUE(pictures.whole(1, 0));
+    // 2049 samples behind a lead-in of 1024 begin a fourth packet of 1024.
+    EncodedCount sound;
+    sound.given(2049);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_FALSE(sound.whole(1024, 1024));
+        sound.packet();
+    }
+    EXPECT_TRUE(sound.whole(1024, 1024));
+    EXPECT_TRUE(sound.whole(0, 0)) << "packets of any size owe nothing";
+    sound.packet();
+    EXPECT_TRUE(sound.whole(1024, 1024));
 }
 
 }  // namespace tumblewash::test

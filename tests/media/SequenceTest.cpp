@@ -1,10 +1,14 @@
 // Numbered runs of pictures: what may be removed, all new or all old, and a run that was ended in the middle.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
+#include "media/Descriptor.h"
 #include "media/StagedSequence.h"
 #include "media/detail/SequenceRecord.h"
 #include "tests/media/Support.h"
@@ -209,6 +213,43 @@ TEST(SequenceTest, TheFilesOfARunAreAlsoThoseThatItWouldRemove) {
     const std::vector<std::string> files = filesOfSequence(dir / "p%d.png", 2);
     EXPECT_THAT(files, ::testing::IsSupersetOf({"p1.png", "p2.png", "p3.png", "p4.png"}));
     EXPECT_THAT(files, ::testing::Not(::testing::Contains("p9.png")));
+}
+
+TEST(SequenceTest, AnotherRunAtItsLastStepIsWaitedFor) {
+    const TempDir dir;
+    put(dir / "p%d.png", 2, "old");
+    const Descriptor folder(::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(folder.get(), LOCK_EX), 0);
+    StagedSequence files(dir / "p%d.png", true);
+    files.add("new1", 4);
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        writeFile(dir / "p1.png", "another run's");
+        flock(folder.get(), LOCK_UN);
+    });
+    files.commit();
+    other.join();
+    EXPECT_EQ(readFile(dir / "p1.png"), "new1") << "the later one stands";
+}
+
+TEST(SequenceTest, APictureThatAppearsMeanwhileIsAnObstacleWithoutForce) {
+    const TempDir dir;
+    StagedSequence files(dir / "p%d.png", false);
+    files.add("new1", 4);
+    writeFile(dir / "p3.png", "another's");
+    EXPECT_EQ(failureOf([&] { files.commit(); }, "p%d.png"), MediaErrorCode::notWritable);
+    EXPECT_THAT(visible(dir), ::testing::ElementsAre("p3.png"));
+}
+
+TEST(SequenceTest, ARecordThatCannotBeReplacedKeepsTheOldPictures) {
+    const TempDir dir;
+    put(dir / "p%d.png", 2, "old");
+    std::filesystem::create_directory(dir / kUndo);
+    EXPECT_EQ(failureOf([&] { put(dir / "p%d.png", 2, "new"); }, "p%d.png"), MediaErrorCode::notWritable);
+    expectPictures(dir, 2, "old");
+    std::filesystem::remove(dir / kUndo);
+    put(dir / "p%d.png", 2, "new");
+    expectPictures(dir, 2, "new");
 }
 
 }  // namespace tumblewash::test

@@ -254,4 +254,13 @@ TEST(StillColourTest, AGainMapIsLeftOutAndSaid) {
     EXPECT_THAT(conversions(dir / "a.jpg"), ::testing::IsEmpty());
 }
 
+TEST(StillColourTest, ProfilesAreCalledByTheirNamesInAnyAlphabet) {
+    const TempDir dir;
+    for (const char* name : {"Farbe \xC3\xBC \xC3\x9F", "\xE8\x89\xB2 \xE2\x82\xAC"}) {
+        writeFile(dir / "named.png", pngFile(chart(8), {rgbProfile(kAdobeRgb, 2.2, name), {}}));
+        EXPECT_THAT(conversions(dir / "named.png"),
+                    ::testing::ElementsAre(std::string("profile ") + name + " turned to sRGB"));
+    }
+}
+
 }  // namespace tumblewash::test

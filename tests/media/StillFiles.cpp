@@ -131,9 +131,27 @@ std::string saved(cmsHPROFILE profile) {
     return out;
 }
 
+/// UTF-8 of up to three bytes a character.
+std::wstring wide(const std::string& text) {
+    std::wstring out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = [&](size_t k) { return static_cast<unsigned char>(text[i + k]); };
+        if (byte(0) >= 0xE0) {
+            out += static_cast<wchar_t>((byte(0) & 15) << 12 | (byte(1) & 63) << 6 | (byte(2) & 63));
+            i += 2;
+        } else if (byte(0) >= 0xC0) {
+            out += static_cast<wchar_t>((byte(0) & 31) << 6 | (byte(1) & 63));
+            i += 1;
+        } else {
+            out += static_cast<wchar_t>(byte(0));
+        }
+    }
+    return out;
+}
+
 void describe(cmsHPROFILE profile, const std::string& name) {
     cmsMLU* text = cmsMLUalloc(nullptr, 1);
-    cmsMLUsetASCII(text, "en", "US", name.c_str());
+    cmsMLUsetWide(text, "en", "US", wide(name).c_str());
     cmsWriteTag(profile, cmsSigProfileDescriptionTag, text);
     cmsMLUfree(text);
 }
