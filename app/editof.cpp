@@ -5,9 +5,14 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "app/optiontable.h"
+#include "app/say.h"
+#include "app/signals.h"
 #include "edit/effects.h"
 #include "edit/errors.h"
+#include "edit/folder.h"
 #include "edit/fragment.h"
+#include "edit/nearest.h"
 #include "edit/shuffle.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
@@ -54,6 +59,10 @@ std::vector<std::string> effectsOf(const Options& o, std::size_t seams) {
     for (const std::string& text : o.effects) {
         if (text == "shuffle")
             throw Refusal(Problem::BadRequest, "--effect shuffle draws every seam's effect; give it alone");
+        if (edit::synonymOf(text, {"shuffle"}) == "shuffle")
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("'{}' is no effect (did you mean shuffle?); tumblewash list shows all", text));
         ids.push_back(edit::effectId(text));
     }
     return ids;
@@ -119,6 +128,10 @@ void refuseForeignLengths(const Options& o) {
                     o.speed ? "--speed" : "--duration", media::quotedName(o.inputs.front())));
 }
 
+bool isGiven(const Options& o, const char* option) {
+    return std::find(o.given.begin(), o.given.end(), option) != o.given.end();
+}
+
 /// What an edit says beside its clips and their seams.
 void putRest(const Options& o, Edit& edit) {
     if (o.speed) edit.seams.speed = edit::Written<float>{*o.speed, {}};
@@ -131,20 +144,56 @@ void putRest(const Options& o, Edit& edit) {
     if (!o.preset.empty()) edit.output.preset = o.preset;
     edit.output.colour = o.wishes;
     edit.still = EditTime{o.still, {}};
+    if (o.hold)
+        edit.hold = EditTime{*o.hold, {}};
+    else if (o.command == Command::Slideshow && !isGiven(o, "--still"))
+        edit.hold = EditTime{{edit::TimeSpan::Unit::Microseconds, 3000000}, {}};
+    edit.stillMotion = o.stillMotion;
+    if (!o.music.empty()) edit.music = edit::EditMusic{o.music, {o.musicGain, {}}, {o.duck, {}}};
     // Across seams two sounds meet, which a straight line would let dip; one clip alone only fades.
-    const bool seams = o.command != Command::Out && o.command != Command::In;
-    const bool said = std::find(o.given.begin(), o.given.end(), "--audio") != o.given.end();
-    edit.sound = said || !seams ? o.audio : host::AudioPolicy::equalPower;
+    const bool oneClip = o.command == Command::Out || o.command == Command::In;
+    edit.sound = o.audio.value_or(oneClip ? host::AudioPolicy::natural : host::AudioPolicy::equalPower);
+    edit.channels = o.channels;
+    edit.limiter = o.limiter;
+    if (o.loudness) edit.loudness = edit::Written<double>{*o.loudness, {}};
     edit.chapters = o.chapters;
     if (!o.title.empty()) edit.title = o.title;
     if (!o.comment.empty()) edit.comment = o.comment;
+}
+
+/// The clips of the command line, folders as what they hold.
+std::vector<EditClip> clipsOf(const Options& o) {
+    std::vector<EditClip> clips;
+    for (const std::string& input : o.inputs) {
+        if (!edit::isFolder(input)) {
+            clips.push_back(clipOf(input));
+            continue;
+        }
+        const edit::FolderMedia found = edit::mediaOf(input, o.output, &interruptFlag());
+        const std::string line = edit::leftOutLine(input, found);
+        if (!line.empty() && !o.quiet) say("{}", line);
+        for (const std::string& file : found.files) {
+            EditClip clip;
+            clip.file = file;
+            clips.push_back(std::move(clip));
+        }
+    }
+    return clips;
 }
 
 }  // namespace
 
 Edit editOf(const Options& o) {
     Edit edit;
-    for (const std::string& input : o.inputs) edit.clips.push_back(clipOf(input));
+    edit.clips = clipsOf(o);
+    const CommandRow& row = commandRow(o.command);
+    if (row.most == 1 && edit.clips.size() > 1)
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: a folder of {} clips; {} takes one",
+                                  media::quotedName(o.inputs.front()), edit.clips.size(), row.name));
+    if (o.command == Command::Join && edit.clips.size() < 2 && o.copyBodies == edit::CopyBodies::never)
+        throw Refusal(Problem::BadRequest, fmt::format("{} needs at least 2 inputs: tumblewash {} {}",
+                                                       row.name, row.name, row.inputs));
     edit.opening = chosen(o.opening);
     edit.closing = chosen(o.closing);
     if (o.command == Command::Out)
@@ -184,13 +233,15 @@ Edit movedTo(const std::string& document, const Edit& edit) {
     Edit moved = edit;
     moved.folder = folder.string();
     if (from == now) return moved;
-    for (EditClip& clip : moved.clips) {
-        if (clip.black() || media::isPattern(clip.file) || fs::path(clip.file).is_absolute()) continue;
+    const auto move = [&](std::string& name) {
+        if (name.empty() || media::isPattern(name) || fs::path(name).is_absolute()) return;
         // The file's own name stays, even where it is a link.
-        const fs::path file = now / clip.file;
+        const fs::path file = now / name;
         const fs::path parent = fs::weakly_canonical(file.parent_path(), ignored);
-        clip.file = (parent / file.filename()).lexically_proximate(from).string();
-    }
+        name = (parent / file.filename()).lexically_proximate(from).string();
+    };
+    for (EditClip& clip : moved.clips) move(clip.file);
+    if (moved.music) move(moved.music->file);
     return moved;
 }
 

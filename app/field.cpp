@@ -17,6 +17,7 @@
 #include "edit/outputs.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "edit/resultshape.h"
 #include "edit/stillrender.h"
 #include "effects/Effect.h"
 #include "media/Quoting.h"
@@ -269,11 +270,12 @@ void makeField(const Options& o) {
     const MediaInfo first = probe(o.inputs.front(), &interruptFlag());
     const TransitionJob job = fieldJob(o, effect, first);
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs[0], job.size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
+    StillInput a(o.inputs[0], job.size, o.fit.value_or(media::Fit::contain), rate, false, &interruptFlag(),
+                 o.wishes.map());
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
-        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, false, &interruptFlag(),
-                                         o.wishes.map());
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit.value_or(media::Fit::contain), rate,
+                                         false, &interruptFlag(), o.wishes.map());
     const StillPair inputs{&a, b.get()};
 
     StillRenderer renderer(module, job, inputs);

@@ -119,7 +119,7 @@ std::string helpText(Command command) {
     const CommandRow& row = commandRow(command);
     std::string out = fmt::format("Usage: {}\n\n{}\n", synopsis(row), wrap(row.about, 0, 0));
     const std::vector<const OptionRow*> rows = optionsOf(command);
-    for (const char* group : {"Effect", "Picture and sound", "Output", "Running"}) {
+    for (const char* group : {"Effect", "Picture", "Sound", "Output", "Running"}) {
         bool any = false;
         for (const OptionRow* option : rows) {
             if (std::string(option->group) != group) continue;
@@ -132,7 +132,8 @@ std::string helpText(Command command) {
             out += wrap(optionHelp(*option), kColumn, kColumn) + "\n";
         }
     }
-    if (command == Command::Join || command == Command::Out || command == Command::In)
+    if (command == Command::Join || command == Command::Slideshow || command == Command::Out ||
+        command == Command::In)
         out += "\nMovie files, their codecs and the bits of each colour:\n" + codecLines();
     out += "\nExamples:\n";
     for (const Example& example : row.examples)

@@ -24,6 +24,7 @@
 #include "edit/mlt.h"
 #include "edit/outputs.h"
 #include "edit/render.h"
+#include "edit/timeline.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::app {
@@ -32,6 +33,7 @@ using edit::beginReport;
 using edit::describe;
 using edit::Edit;
 using edit::mltProject;
+using edit::mltRemark;
 using edit::MovieRequest;
 using edit::outputFile;
 using edit::prepareMovie;
@@ -82,7 +84,7 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
     for (std::size_t i = request.notes.size(); i < report.warnings.size(); ++i)
         say("tumblewash: warning: {}", report.warnings[i]);
     if (o.quiet || o.output == "md5:") return;
-    for (const std::string& remark : report.remarks) say("{}", remark);
+    for (std::size_t i = request.levels.size(); i < report.remarks.size(); ++i) say("{}", report.remarks[i]);
     const std::string made = o.output == "null:" ? "null" : quotedName(o.output);
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", made, report.frames,
         secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),
@@ -136,10 +138,17 @@ void refuseOther(const std::string& file) {
                     quotedName(file), edit::exchangeEndings()));
 }
 
+void sayLevels(const std::vector<std::string>& levels) {
+    constexpr std::size_t kMost = 8;
+    for (std::size_t i = 0; i < levels.size() && i < kMost; ++i) say("{}", levels[i]);
+    if (levels.size() > kMost) say("and {} more clips; --report tells their gains", levels.size() - kMost);
+}
+
 void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
     settings.reads = o.inputs;
+    settings.planOnly = o.dryRun;
     MovieRequest request = prepareMovie(edit, settings);
     Report report = beginReport(edit, settings, request);
     report.program = versionWords();
@@ -147,6 +156,8 @@ void makeEdit(const Options& o, const Edit& edit) {
     sayRemarks(request.remarks, o.quiet || o.output == "md5:");
     if (!o.quiet)
         for (const std::string& note : request.notes) say("tumblewash: {}", note);
+    if (o.dryRun) return printText(edit::timelineTable(edit, request));
+    if (!o.quiet && o.output != "md5:") sayLevels(request.levels);
     sayPlan(o, request);
     // Nothing of a run that fails is there to be found: the project stands when the movie does.
     std::optional<TextFile> project;
@@ -154,7 +165,10 @@ void makeEdit(const Options& o, const Edit& edit) {
         if (!project) return;
         project->commit();
         noteWritten(o.mlt);
-        if (!o.quiet) say("{}: an MLT project of {} frames", quotedName(o.mlt), request.plan.frames);
+        if (o.quiet) return;
+        say("{}: an MLT project of {} frames", quotedName(o.mlt), request.plan.frames);
+        if (const std::string line = mltRemark(edit, request); !line.empty())
+            say("{}: {}", quotedName(o.mlt), line);
     };
     if (!o.mlt.empty()) {
         project.emplace(o.mlt, mltProject(edit, request), o.force);

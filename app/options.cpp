@@ -8,6 +8,7 @@
 #include "app/optiontable.h"
 #include "edit/document.h"
 #include "edit/errors.h"
+#include "edit/folder.h"
 #include "edit/nearest.h"
 #include "media/Quoting.h"
 
@@ -113,18 +114,19 @@ struct CommandParser {
 
 void checkInputs(const Options& o, const CommandRow& row) {
     const int count = static_cast<int>(o.inputs.size());
-    // One clip alone is a stretch of it, cut without a loss.
-    const int fewest =
-        row.id == Command::Join && o.copyBodies != edit::CopyBodies::never ? 1 : row.fewest;
     for (const std::string& input : o.inputs)
         if (input.empty())
             throw Refusal(Problem::BadRequest, fmt::format("{}: an input's name is empty", row.name));
+    // A folder stands for what it holds, which is counted when it is read; one clip alone is a stretch of it,
+    // cut without a loss.
+    const bool folder = count == 1 && edit::isFolder(o.inputs.front());
+    const bool alone = folder || o.copyBodies != edit::CopyBodies::never;
+    const int fewest = o.command == Command::Join && !alone ? 2 : row.fewest;
     if (count < fewest)
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{} needs {}{}: tumblewash {} {}", row.name,
-                                  row.most == row.fewest ? "" : "at least ",
-                                  row.fewest == 1 ? "one input" : fmt::format("{} inputs", row.fewest),
-                                  row.name, row.inputs));
+        throw Refusal(
+            Problem::BadRequest,
+            fmt::format("{} needs {}{}: tumblewash {} {}", row.name, row.most == fewest ? "" : "at least ",
+                        fewest == 1 ? "one input" : fmt::format("{} inputs", fewest), row.name, row.inputs));
     if (row.most >= 0 && count > row.most)
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: one input too many for {}; it takes {}",
@@ -135,7 +137,14 @@ void checkInputs(const Options& o, const CommandRow& row) {
 void checkTogether(const Options& o, const CommandRow& row) {
     if (!o.durations.empty() && o.speed)
         throw Refusal(Problem::BadRequest, "--duration and --speed both set the length; give one of them");
-    if (row.wantsOutput && o.output.empty() && o.mlt.empty())
+    if (o.hold && std::find(o.given.begin(), o.given.end(), "--still") != o.given.end())
+        throw Refusal(Problem::BadRequest,
+                      "--still and --hold both say how long a photo lasts; give one of them");
+    if (o.music.empty())
+        for (const char* option : {"--music-gain", "--duck"})
+            if (std::find(o.given.begin(), o.given.end(), option) != o.given.end())
+                throw Refusal(Problem::BadRequest, fmt::format("{} needs music: --music FILE", option));
+    if (row.wantsOutput && o.output.empty() && o.mlt.empty() && !o.dryRun)
         throw Refusal(Problem::BadRequest, fmt::format("{} needs an output: -o FILE", row.name));
     if (o.output.empty() && !o.mlt.empty() && !o.report.empty())
         throw Refusal(Problem::BadRequest, "--report tells what was rendered; give an output too: -o FILE");

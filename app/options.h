@@ -12,10 +12,25 @@
 namespace tumblewash::app {
 
 /// The commands of the program.
-enum class Command { None, Join, Out, In, Plan, Render, Frame, Sheet, Field, FfmpegScript, List, Demo };
+enum class Command {
+    None,
+    Join,
+    Slideshow,
+    Out,
+    In,
+    Plan,
+    Render,
+    Frame,
+    Sheet,
+    Field,
+    FfmpegScript,
+    List,
+    Demo
+};
 
-/// How progress is told: a line that a terminal redraws, key=value lines, or not at all.
-enum class ProgressStyle { Auto, KeyValue, None };
+/// How progress is told: a line that a terminal redraws, key=value lines, an object of JSON a line, or not at
+/// all.
+enum class ProgressStyle { Auto, KeyValue, Json, None };
 
 /// Colours of contact sheets, timelines and field pictures.
 enum class Theme { Dark, Light };
@@ -43,9 +58,16 @@ struct Options : edit::RenderSettings {
 
     std::optional<edit::PixelSize> size;
     std::optional<media::FrameRate> fps;
-    media::Fit fit = media::Fit::contain;
+    std::optional<media::Fit> fit;  ///< unset: contain, and blur for photos in movies
     edit::TimeSpan still{edit::TimeSpan::Unit::Microseconds, 4000000};
-    host::AudioPolicy audio = host::AudioPolicy::natural;
+    std::optional<edit::TimeSpan> hold;
+    std::optional<host::AudioPolicy> audio;  ///< unset: equal power across seams, natural in out and in
+    edit::ChannelChoice channels = edit::ChannelChoice::keep;
+    bool limiter = true;
+    std::optional<double> loudness;  ///< LUFS
+    std::string music;               ///< a file with sound, or empty
+    double musicGain = 0;            ///< dB
+    double duck = 12;                ///< dB
     std::optional<int> crf;
     std::string preset;
     media::ColourWishes wishes;  ///< of the edit: codec, depth, HDR, transparency
@@ -62,6 +84,8 @@ struct Options : edit::RenderSettings {
     Theme theme = Theme::Dark;
 
     ProgressStyle progress = ProgressStyle::Auto;
+    edit::StillMotion stillMotion = edit::StillMotion::none;
+    bool dryRun = false;  ///< show the plan and end
     bool quiet = false;
     bool verbose = false;
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "edit/decibels.h"
 #include "edit/errors.h"
 #include "edit/nearest.h"
 #include "edit/words.h"
@@ -106,8 +107,21 @@ void storeFit(Options& o, const std::string& text) {
     o.fit = parseWord(text, edit::fitWords(), "--fit");
 }
 
+void storeStillMotion(Options& o, const std::string& text) {
+    o.stillMotion = parseWord(text, edit::stillMotionWords(), "--still-motion");
+}
+
 void storeAudio(Options& o, const std::string& text) {
     o.audio = parseWord(text, edit::audioWords(), "--audio");
+}
+
+void storeDuck(Options& o, const std::string& text) {
+    o.duck = edit::parseDecibels(text);
+    if (o.duck < 0) throw Refusal(Problem::BadRequest, fmt::format("--duck {}: give 0dB to 24dB", text));
+}
+
+void storeChannels(Options& o, const std::string& text) {
+    o.channels = parseWord(text, edit::channelWords(), "--channels");
 }
 
 void storeTheme(Options& o, const std::string& text) {
@@ -116,8 +130,10 @@ void storeTheme(Options& o, const std::string& text) {
 }
 
 void storeProgress(Options& o, const std::string& text) {
-    static constexpr edit::Word<ProgressStyle> kWords[] = {
-        {"auto", ProgressStyle::Auto}, {"kv", ProgressStyle::KeyValue}, {"none", ProgressStyle::None}};
+    static constexpr edit::Word<ProgressStyle> kWords[] = {{"auto", ProgressStyle::Auto},
+                                                           {"kv", ProgressStyle::KeyValue},
+                                                           {"json", ProgressStyle::Json},
+                                                           {"none", ProgressStyle::None}};
     o.progress = parseWord<ProgressStyle>(text, kWords, "--progress");
 }
 
@@ -155,7 +171,7 @@ void storeCopyBodies(Options& o, const std::string& text) {
     o.copyBodies = parseWord<CopyBodies>(text, kWords, "--copy-bodies");
 }
 
-constexpr unsigned kJoin = commandBit(Command::Join);
+constexpr unsigned kJoin = commandBit(Command::Join) | commandBit(Command::Slideshow);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
 constexpr unsigned kPlan = commandBit(Command::Plan);
 constexpr unsigned kRender = commandBit(Command::Render);
@@ -174,7 +190,8 @@ constexpr unsigned kScript = commandBit(Command::FfmpegScript);
 constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList | kScript;
 
 constexpr const char* kEffectGroup = "Effect";
-constexpr const char* kPictureGroup = "Picture and sound";
+constexpr const char* kPictureGroup = "Picture";
+constexpr const char* kSoundGroup = "Sound";
 constexpr const char* kOutputGroup = "Output";
 constexpr const char* kRunGroup = "Running";
 
@@ -225,24 +242,56 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) { o.frame = parseInteger(v, 0, 1000000, "--frame"); }},
     {"--of", "-n", "N", ValueKind::Text, "", kEffectGroup, "frames of the whole transition (default 30)",
      kFrame, [](Options& o, const std::string& v) { o.of = parseInteger(v, 2, 1000000, "--of"); }},
-    {"--size", "-s", "WxH", ValueKind::Text, "", kPictureGroup,
-     "size of the result, 16x16 to 4095 wide (default the first input's)", kEffects | kDemo | kScript,
-     [](Options& o, const std::string& v) { o.size = parseSize(v); }},
+    {"--size", "-s", "SIZE", ValueKind::Text, "", kPictureGroup,
+     "size of the result, 16x16 to 4095 wide, or 720p, 1080p, 4k (default the first clip's; 1080p for "
+     "photos)",
+     kEffects | kDemo | kScript, [](Options& o, const std::string& v) { o.size = parseSize(v); }},
     {"--fps", "-r", "RATE", ValueKind::Text, "", kPictureGroup,
-     "frames per second: 25, 29.97, 30000/1001 (default the first clip's)", kEdits | kScript,
+     "frames per second: 25, 29.97, 30000/1001 (default the first clip's; 30 for photos)", kEdits | kScript,
      [](Options& o, const std::string& v) { o.fps = parseRate(v); }},
-    {"--fit", "", "HOW", ValueKind::Choice, "contain,cover,stretch", kPictureGroup,
-     "bars around, edges cut, or shape changed when a picture has another shape (default contain)", kEffects,
-     storeFit},
+    {"--fit", "", "HOW", ValueKind::Choice, "contain,blur,cover,stretch", kPictureGroup,
+     "pictures of another shape: bars around, a blurred copy behind, edges cut, or shape changed (default "
+     "contain; "
+     "blur for photos in movies)",
+     kEffects, storeFit},
     {"--still", "", "TIME", ValueKind::Text, "", kPictureGroup, "how long a still picture lasts (default 4s)",
      kEdits, [](Options& o, const std::string& v) { o.still = parseTime(v); }},
+    {"--hold", "", "TIME", ValueKind::Text, "", kPictureGroup,
+     "how long a still picture stands whole; its seams come on top (default 3s for slideshow)", kEdits,
+     [](Options& o, const std::string& v) {
+         o.hold = parseTime(v);
+         if (o.hold->count == 0) throw Refusal(Problem::BadRequest, "--hold 0: give more than nothing");
+     }},
+    {"--still-motion", "", "HOW", ValueKind::Choice, "none,zoom,pan", kPictureGroup,
+     "move still pictures slowly while they are shown: nearer or away, or to one side; --seed draws which "
+     "way "
+     "(default none)",
+     kEdits, storeStillMotion},
     {"--max-duration", "", "TIME", ValueKind::Text, "", kPictureGroup,
      "refuse a result that would last longer than this, such as 48:00:00 (default 24:00:00)", kEdits,
      [](Options& o, const std::string& v) { o.longest = parseTime(v); }},
-    {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kPictureGroup,
+    {"--audio", "", "HOW", ValueKind::Choice, "natural,equal-power,plugin,none", kSoundGroup,
      "sound across a transition: the outgoing clip always leaves, constant loudness, the effect's own "
      "levels, or no sound (default equal-power; natural for out and in)",
      kEdits, storeAudio},
+    {"--channels", "", "HOW", ValueKind::Choice, "keep,stereo,mono", kSoundGroup,
+     "channels of the sound: mono where all clips are mono and 5.1 where all are, else stereo; or always "
+     "stereo; or mono (default keep)",
+     kEdits, storeChannels},
+    {"--music", "", "FILE", ValueKind::File, "", kSoundGroup,
+     "music under the whole result, looped or cut to its length, faded in and out", kEdits,
+     [](Options& o, const std::string& v) { o.music = v; }},
+    {"--music-gain", "", "DB", ValueKind::Text, "", kSoundGroup,
+     "raise or lower the music, such as -6dB (default 0dB)", kEdits,
+     [](Options& o, const std::string& v) { o.musicGain = edit::parseDecibels(v); }},
+    {"--duck", "", "DB", ValueKind::Text, "", kSoundGroup,
+     "lower the music by this under clips that have sound; 0dB never (default 12dB)", kEdits, storeDuck},
+    {"--loudness", "", "LUFS", ValueKind::Text, "", kSoundGroup,
+     "bring the sound of all clips to one loudness, such as -16LUFS, by a gain for each clip", kEdits,
+     [](Options& o, const std::string& v) { o.loudness = edit::parseLoudness(v); }},
+    {"--no-limiter", "", "", ValueKind::None, "", kSoundGroup,
+     "leave peaks of the sound as they are; else none is above -1 dBTP", kEdits,
+     [](Options& o, const std::string&) { o.limiter = false; }},
     {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
      "quality of the picture, lower is better: 0 to 51 (H.264, HEVC), 0 to 63 (VP9, AV1)", kEdits,
      [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
@@ -258,7 +307,8 @@ const OptionRow kOptions[] = {
     {"--only", "", "FROM..TO", ValueKind::Text, "", kOutputGroup,
      "render this stretch of the result alone: 00:10..00:14, 250f..300f, ..5s", kExecute, storeOnly},
     {"--copy-bodies", "", "", ValueKind::OptionalChoice, "auto,always,never", kOutputGroup,
-     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the option "
+     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the "
+     "option "
      "alone means, renders clips that do not allow it in full, and always refuses them (default never)",
      kExecute | kPlan, storeCopyBodies},
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
@@ -302,8 +352,11 @@ const OptionRow kOptions[] = {
      "frames of a transition rendered side by side; the result is the same (default by the number of cores)",
      kRenders | kDemo,
      [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
-    {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,none", kRunGroup,
-     "a line on a terminal, key=value lines on standard output, or nothing (default auto)",
+    {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "show what would be rendered as a table, and end",
+     kExecute, [](Options& o, const std::string&) { o.dryRun = true; }},
+    {"--progress", "", "HOW", ValueKind::Choice, "auto,kv,json,none", kRunGroup,
+     "a line on a terminal, key=value lines or an object of JSON a line on standard output, or nothing "
+     "(default auto)",
      kExecute | kSheet | kDemo, storeProgress},
     {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors",
      kRenders | kPlan | kDemo | kScript, [](Options& o, const std::string&) { o.quiet = true; }},
@@ -313,163 +366,10 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string&) { o.help = true; }},
 };
 
-const std::vector<CommandRow> kCommands = {
-    {Command::Join,
-     "join",
-     "CLIP CLIP [CLIP...]",
-     2,
-     -1,
-     true,
-     "join clips with a transition at every seam",
-     "Joins clips in the order given. Effects between two clips overlap the end of one with the start of the "
-     "next; "
-     "the morph takes half of its frames from each side. Size and rate are the first clip's unless "
-     "given; stills last as long as --still says. A stretch of a clip is named by its times, A.mp4#t=5,20, "
-     "and "
-     "black:2s is black.",
-     {{"tumblewash join A.mp4 B.mp4 -o out.mp4", "wash A away over B"},
-      {"tumblewash join A.mp4 B.mp4 C.mov -o out.mp4 --effect tilt-away,tumble-reveal --duration 45f",
-       "two seams, two effects"},
-      {"tumblewash join cat.png dog.jpg -o morph.webm --effect morph --still 3s",
-       "morph one photo into another"},
-      {"tumblewash join A.mp4 B.mp4 -o frames/%05d.png --size 1280x720", "a picture sequence"}}},
-    {Command::Out,
-     "out",
-     "CLIP",
-     1,
-     1,
-     true,
-     "let the picture leave at the end of one clip",
-     "The effect lies over the last frames of the clip; the length stays. Effects: wash-out, tilt-out, "
-     "tumble-out.",
-     {{"tumblewash out A.mp4 -o end.mp4 --effect tumble-out --duration 2s",
-       "the last two seconds tumble away"}}},
-    {Command::In,
-     "in",
-     "CLIP",
-     1,
-     1,
-     true,
-     "let the picture arrive at the start of one clip",
-     "The effect lies over the first frames of the clip; the length stays. Effects: wash-in, tilt-in, "
-     "tumble-in.",
-     {{"tumblewash in A.mp4 -o start.mp4 --effect wash-in --direction up", "the picture washes in"}}},
-    {Command::Plan,
-     "plan",
-     "CLIP [CLIP...] | EDIT",
-     1,
-     -1,
-     false,
-     "write down what join would do, or show an edit as a table",
-     "With clips, checks them as join would and writes the edit as a document, NAME.edit.json, which can be "
-     "read, changed and rendered; without -o it shows the table alone. With one edit, shows its timeline or "
-     "writes it again. Documents of other programs are read and written too: OpenTimelineIO (.otio), CMX "
-     "3600 "
-     "(.edl) and ffmpeg's concat lists (.ffconcat). Nothing is rendered.",
-     {{"tumblewash plan A.mp4#t=5,20 B.mp4 -o my.edit.json --effect tilt-away", "write an edit"},
-      {"tumblewash plan my.edit.json", "show its timeline"},
-      {"tumblewash plan my.edit.json --plot timeline.png", "draw it"},
-      {"tumblewash plan my.edit.json -o my.otio", "hand it to an editor"},
-      {"tumblewash plan cut.edl --media rushes -o my.edit.json", "take one from an editor"}}},
-    {Command::Render,
-     "render",
-     "EDIT",
-     1,
-     1,
-     true,
-     "render an edit",
-     "Renders a document that plan wrote, or that you wrote; docs/edit-format.md describes its form. An "
-     ".otio, "
-     ".edl or .ffconcat of another program is rendered too, and options say what such a document does not: "
-     "its dissolves become --effect. An .edit.json says all that itself.",
-     {{"tumblewash render my.edit.json -o out.mp4", "the whole edit"},
-      {"tumblewash render my.edit.json -o part.mp4 --only 00:10..00:14", "four seconds of it"},
-      {"tumblewash render cut.edl -o out.mp4 --media rushes --effect tilt-away",
-       "an edit list whose dissolves become tilts"}}},
-    {Command::Frame,
-     "frame",
-     "A [B]",
-     1,
-     2,
-     true,
-     "render one frame of a transition into a picture",
-     "Takes pictures or clips; of clips it takes the frames that a join would. With pictures of equal size "
-     "the result "
-     "holds exactly the bytes that the effect wrote: the colours, or with --alpha all four channels; "
-     "transparent pictures move with their alpha then. Effects of one "
-     "clip take A when the picture leaves, and B, where given, when it arrives.",
-     {{"tumblewash frame a.png b.png -o mid.png --effect tumble-away --frame 15 --of 30",
-       "the middle of a tumble"}}},
-    {Command::Sheet,
-     "sheet",
-     "A B",
-     2,
-     2,
-     true,
-     "draw a labelled contact sheet, one row per effect",
-     "Draws each effect at even steps of its length, with its id and name beside it.",
-     {{"tumblewash sheet a.png b.png -o sheet.png", "all transitions on one page"},
-      {"tumblewash sheet A.mp4 B.mp4 -o wash.png --effect wash-away,wash-reveal --columns 8 --theme light",
-       "two of them, finer steps"}}},
-    {Command::Field,
-     "field",
-     "A B",
-     1,
-     2,
-     true,
-     "draw what moves where, as arrows over the picture",
-     "Draws the displacement field of a wash or tilt, the corners' paths of a tumble, or the motion that the "
-     "morph "
-     "found, with a legend in frame pixels.",
-     {{"tumblewash field a.png b.png -o field.png --effect wash-away --direction up",
-       "the pattern of a wash"},
-      {"tumblewash field a.jpg b.jpg -o motion.png --effect morph", "what the morph matched"}}},
-    {Command::FfmpegScript,
-     "ffmpeg-script",
-     "A B",
-     2,
-     2,
-     true,
-     "write a seam for ffmpeg's own frei0r filter",
-     "Writes the file of timed commands that drives the effect, and prints the ffmpeg line that uses it with "
-     "sendcmd, frei0r and overlay. The frei0r plug-ins must be where ffmpeg finds them (docs/hosts.md). "
-     "Washes, tilts and tumbles of two clips; the morph needs join.",
-     {{"tumblewash ffmpeg-script A.mp4 B.mp4 -o seam.cmd --effect tumble-away",
-       "one seam in an ffmpeg of yours"}}},
-    {Command::List,
-     "list",
-     "",
-     0,
-     0,
-     false,
-     "list the transitions as the plug-in reports them",
-     "Lists index, id, name, kind and frame counts of each transition.",
-     {{"tumblewash list", "a table"}, {"tumblewash list --json", "for programs"}}},
-    {Command::Demo,
-     "demo",
-     "DIR",
-     1,
-     1,
-     false,
-     "render movies and a sheet from pictures that the program draws",
-     "Makes two joins with sound and a contact sheet in the folder DIR, from moving pictures of its own.",
-     {{"tumblewash demo ./demo", "see it work without any clip at hand"}}},
-};
-
 }  // namespace
-
-const std::vector<CommandRow>& commandTable() {
-    return kCommands;
-}
 
 std::span<const OptionRow> optionTable() {
     return kOptions;
-}
-
-const CommandRow& commandRow(Command id) {
-    for (const CommandRow& row : kCommands)
-        if (row.id == id) return row;
-    return kCommands.front();
 }
 
 std::vector<std::string> choicesOf(const OptionRow& row) {

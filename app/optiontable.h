@@ -1,4 +1,4 @@
-// The one table of commands and options: help, man page, completions and `list --json` are printed from it,
+// The tables of commands and options: help, man page, completions and `list --json` are printed from it,
 // and the command line is read by it. It says what exists, not what happens.
 #pragma once
 

@@ -49,6 +49,7 @@ void dispatch(const Options& o) {
     if (o.help) return printText(helpText(o.command));
     switch (o.command) {
         case Command::Join:
+        case Command::Slideshow:
         case Command::Out:
         case Command::In:
             return makeMovie(o);
@@ -141,8 +142,9 @@ int runProgram(int argc, char** argv) noexcept {
     } catch (const std::system_error& problem) {
         if (problem.code() != std::errc::resource_unavailable_try_again)
             return refuse(ExitCode::RenderFailed, problem.what());
-        return refuse(ExitCode::RenderFailed,
-                      "the system starts no more threads; end other programs, or raise the limit of processes");
+        return refuse(
+            ExitCode::RenderFailed,
+            "the system starts no more threads; end other programs, or raise the limit of processes");
     } catch (const std::exception& problem) {
         return refuse(ExitCode::RenderFailed, problem.what());
     } catch (...) {

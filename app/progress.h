@@ -20,11 +20,16 @@ struct ProgressState {
     media::FrameRate rate{25, 1};  ///< of the result
 };
 
-/// The terminal line without its carriage return, e.g. `join  47%  1.8x  0:12 left`.
-std::string progressLine(const std::string& title, const ProgressState& state);
+/// The terminal line without its carriage return, e.g. `join ━━━╌╌  47%  1.8x  0:12 left`, in fewer than
+/// `columns` columns: the bar gives way first, then the end, then the speed.
+std::string progressLine(const std::string& title, const ProgressState& state, int columns);
 
-/// One block of key=value lines: frame, fps, out_time_us, speed, progress (`continue` or `end`).
+/// One block of key=value lines: frame, total_frames, fps, out_time_us, speed, progress (`continue` or
+/// `end`).
 std::string progressBlock(const ProgressState& state, bool end);
+
+/// The same as one line of JSON.
+std::string progressJson(const ProgressState& state, bool end);
 
 /// Tells progress in the style of the options. The terminal line goes to standard error and only when that is
 /// a terminal; key=value blocks go to standard output, unless `keysToError` says that it carries the result.

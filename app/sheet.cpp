@@ -20,6 +20,7 @@
 #include "edit/outputs.h"
 #include "edit/parallel.h"
 #include "edit/request.h"
+#include "edit/resultshape.h"
 #include "edit/stillrender.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
@@ -184,8 +185,10 @@ void makeSheet(const Options& o) {
                            : infoB.rate ? makeRate(infoB.rate.num, infoB.rate.den)
                                         : FrameRate{25, 1};
     const std::int64_t n = sheetFrames(o, infoA, infoB, rate);
-    StillInput a(o.inputs[0], size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
-    StillInput b(o.inputs[1], size, o.fit, rate, false, &interruptFlag(), o.wishes.map());
+    StillInput a(o.inputs[0], size, o.fit.value_or(media::Fit::contain), rate, false, &interruptFlag(),
+                 o.wishes.map());
+    StillInput b(o.inputs[1], size, o.fit.value_or(media::Fit::contain), rate, false, &interruptFlag(),
+                 o.wishes.map());
 
     const Palette& palette = paletteOf(o.theme);
     const Layout layout(o.columns, static_cast<int>(effects.size()), size);

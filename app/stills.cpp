@@ -13,6 +13,7 @@
 #include "edit/outputs.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "edit/resultshape.h"
 #include "edit/stillrender.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
@@ -147,11 +148,12 @@ void makeFrame(const Options& given) {
     job.alpha = o.wishes.alpha;
 
     const FrameRate rate = first.rate ? makeRate(first.rate.num, first.rate.den) : FrameRate{25, 1};
-    StillInput a(o.inputs.front(), job.size, o.fit, rate, o.wishes.alpha, &interruptFlag(), o.wishes.map());
+    StillInput a(o.inputs.front(), job.size, o.fit.value_or(media::Fit::contain), rate, o.wishes.alpha,
+                 &interruptFlag(), o.wishes.map());
     std::unique_ptr<StillInput> b;
     if (o.inputs.size() > 1)
-        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit, rate, o.wishes.alpha, &interruptFlag(),
-                                         o.wishes.map());
+        b = std::make_unique<StillInput>(o.inputs[1], job.size, o.fit.value_or(media::Fit::contain), rate,
+                                         o.wishes.alpha, &interruptFlag(), o.wishes.map());
     StillRenderer renderer(module, job, {&a, b.get()});
     FrameResult result;
     // A report tells what the session says; a module is rendered with by a session anyway.

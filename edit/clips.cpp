@@ -9,7 +9,6 @@
 namespace tumblewash::edit {
 
 using media::FieldOrder;
-using media::kChannels;
 using media::MediaError;
 using media::MediaErrorCode;
 using media::MediaInfo;
@@ -87,6 +86,10 @@ void Clip::last(std::int64_t frames) {
     frames_ = frames;
 }
 
+void Clip::move(const StillMove& way) {
+    move_ = way;
+}
+
 void Clip::trim(std::int64_t in, std::int64_t out) {
     in_ = in;
     frames_ = out - in;
@@ -103,6 +106,10 @@ Reader& Clip::reader() {
 
 void Clip::seek(std::int64_t index, std::int64_t sample) {
     if (isBlack()) return;
+    if (move_) {
+        next_ = index;
+        return;
+    }
     Reader& open = reader();
     // Frames of the result and of the clip are cut to samples on clocks that differ by a sample at most.
     const std::int64_t wanted = open.firstSampleOf(in_) + sample;
@@ -112,7 +119,7 @@ void Clip::seek(std::int64_t index, std::int64_t sample) {
     passed_ = 0;
     for (; from < in_ + index; ++from) nextPicture();
     std::vector<float> passed(
-        static_cast<std::size_t>(std::max<std::int64_t>(0, wanted - open.samplePosition())) * kChannels);
+        static_cast<std::size_t>(std::max<std::int64_t>(0, wanted - open.samplePosition())) * width());
     if (!passed.empty()) nextSamples(passed);
 }
 
@@ -121,8 +128,33 @@ PictureRef Clip::blackNow() {
     return last_;
 }
 
+/// The still is read once, deep and as large as its way asks for; its file is closed then.
+PictureRef Clip::movedAt(std::int64_t index) {
+    if (!moving_) {
+        ReaderSettings large = settings_;
+        const PixelSize size{settings_.width, settings_.height};
+        const PixelSize asked = readSizeOf(size, *move_);
+        large.width = asked.width;
+        large.height = asked.height;
+        large.layout = PixelLayout::deep;
+        large.stillFrames = 1;
+        large.prefetch = 0;
+        Reader open = Reader::open(path_, large);
+        const PictureRef still = open.readPicture();
+        for (std::string& line : open.warnings()) closedWarnings_.push_back(std::move(line));
+        if (!still)
+            throw MediaError(MediaErrorCode::undecodable, path_,
+                             "no picture can be decoded; the file is damaged");
+        moving_.emplace(still, size, *move_, settings_.keepAlpha);
+    }
+    const double part = frames_ > 1 ? static_cast<double>(index) / static_cast<double>(frames_ - 1) : 0;
+    return inLayout(moving_->at(std::min(part, 1.0)), settings_.layout, settings_.matrix);
+}
+
 void Clip::close() {
     if (isBlack()) last_ = {};
+    moving_.reset();
+    next_ = 0;
     if (!reader_) return;
     for (std::string& line : reader_->warnings()) closedWarnings_.push_back(std::move(line));
     reader_.reset();
@@ -138,6 +170,7 @@ void Clip::restart() {
 
 PictureRef Clip::nextPicture() {
     if (isBlack()) return blackNow();
+    if (move_) return movedAt(next_++);
     Reader& open = reader();
     if (passed_ > 0) open.seekPictures(open.position() + passed_);
     passed_ = 0;
@@ -154,15 +187,22 @@ PictureRef Clip::nextPicture() {
 }
 
 void Clip::nextSamples(std::vector<float>& interleaved) {
-    if (isBlack()) {
+    if (isBlack() || move_) {
         std::fill(interleaved.begin(), interleaved.end(), 0.0F);
         return;
     }
-    reader().readSamples(interleaved.data(), interleaved.size() / kChannels);
+    reader().readSamples(interleaved.data(), interleaved.size() / width());
+    if (gain_ == 1) return;
+    const auto gain = static_cast<float>(gain_);
+    for (float& sample : interleaved) sample *= gain;
 }
 
 PictureRef Clip::pictureAt(std::int64_t index) {
     if (isBlack()) return blackNow();
+    if (move_) {
+        next_ = 0;
+        return movedAt(index);
+    }
     Reader& open = reader();
     open.seek(in_ + index);
     PictureRef picture = open.readPicture();

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "edit/stillmove.h"
 #include "media/Reader.h"
 
 namespace tumblewash::edit {
@@ -29,6 +31,9 @@ class Clip {
     /// Makes a still last this many frames.
     void last(std::int64_t frames);
 
+    /// Makes a still go this way while it is shown, from its first frame to its last.
+    void move(const StillMove& way);
+
     /// Uses frames [in, out) alone, which must lie within the clip.
     void trim(std::int64_t in, std::int64_t out);
 
@@ -46,6 +51,9 @@ class Clip {
     std::int64_t frames() const noexcept { return frames_; }
     /// The file's frame that is frame 0 here.
     std::int64_t in() const noexcept { return in_; }
+    /// What the clip's samples are multiplied by; 1 unless set.
+    double gain() const noexcept { return gain_; }
+    void setGain(double linear) noexcept { gain_ = linear; }
     /// Line order of the pictures delivered.
     media::FieldOrder fields() const noexcept { return fields_; }
 
@@ -53,7 +61,7 @@ class Clip {
     media::PictureRef nextPicture();
     /// Leaves the next picture out; the sound stands where it stood.
     void passPicture() noexcept { ++passed_; }
-    /// The next sample frames, exactly as many as `interleaved` holds pairs.
+    /// The next sample frames, exactly as many as `interleaved` holds.
     void nextSamples(std::vector<float>& interleaved);
     /// Picture `index` out of turn; the clip then stands at its start again.
     media::PictureRef pictureAt(std::int64_t index);
@@ -67,19 +75,25 @@ class Clip {
   private:
     Clip() = default;
     media::Reader& reader();
+    std::size_t width() const noexcept { return static_cast<std::size_t>(settings_.channels); }
     media::PictureRef blackNow();
+    media::PictureRef movedAt(std::int64_t index);
 
     std::string path_;
     media::ReaderSettings settings_;
     std::unique_ptr<media::Reader> reader_;
     media::MediaInfo info_;
     std::int64_t in_ = 0;
+    double gain_ = 1;
     std::int64_t frames_ = 0;
     bool black_ = false;
     media::FieldOrder fields_ = media::FieldOrder::progressive;
     media::PictureRef last_;
     std::int64_t missing_ = 0;
     std::int64_t passed_ = 0;  ///< pictures left out since the last one
+    std::optional<StillMove> move_;
+    std::optional<MovingStill> moving_;
+    std::int64_t next_ = 0;  // of a still that moves: the next frame
     std::vector<std::string> closedWarnings_;
 };
 

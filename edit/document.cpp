@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "edit/decibels.h"
 #include "edit/documentkeys.h"
 #include "edit/effects.h"
 #include "edit/errors.h"
@@ -186,7 +187,7 @@ EditOutput readOutput(const Fields& in) {
         output.size = size->value;
     }
     output.rate = in.parsed("rate", "\"25\" or \"30000/1001\"", parseRate);
-    output.fit = in.word("fit", fitWords()).value_or(output.fit);
+    output.fit = in.word("fit", fitWords());
     if (const auto crf = in.whole("crf", 0, 63)) output.crf = static_cast<int>(*crf);
     if (const auto preset = in.word("preset", presetWords())) output.preset = *preset;
     output.colour.codec = in.word("codec", codecWords());
@@ -195,6 +196,31 @@ EditOutput readOutput(const Fields& in) {
     output.colour.toneMap = in.word("toneMap", toneMapWords());
     output.colour.alpha = in.flag("alpha").value_or(false);
     return output;
+}
+
+EditMusic readMusic(const Fields& in) {
+    EditMusic music;
+    if (!in.find("file")) in.refuse("", "file is missing");
+    music.file = *in.text("file");
+    if (music.file.empty()) in.refuse("file", "the name is empty");
+    if (const auto gain = in.parsed("gain", "\"-6dB\"", parseDecibels)) music.gain = *gain;
+    if (const auto duck = in.parsed("duck", "\"12dB\"", parseDecibels)) music.duck = *duck;
+    if (music.duck.value < 0) in.refuse("duck", "give 0dB to 24dB");
+    return music;
+}
+
+Json musicJson(const EditMusic& music) {
+    if (!media::isUtf8(music.file))
+        throw Refusal(Problem::BadRequest, media::quotedName(music.file) +
+                                               ": a document holds names in UTF-8 only; rename the file");
+    const auto words = [](const Written<double>& level) {
+        return level.words.empty() ? decibelWords(level.value) : level.words;
+    };
+    const EditMusic usual;
+    Json json{{"file", music.file}};
+    if (music.gain != usual.gain) json["gain"] = words(music.gain);
+    if (music.duck != usual.duck) json["duck"] = words(music.duck);
+    return json;
 }
 
 bool allOf(const std::string& text, const char* pattern) {
@@ -227,7 +253,7 @@ EditClip readClip(const Fields& in, bool first) {
     const bool black = in.find("black") != nullptr;
     if (black == (in.find("file") != nullptr)) in.refuse("", "give a file or black, one of them");
     if (black) {
-        for (const char* key : {"in", "out", "length", "was"})
+        for (const char* key : {"in", "out", "length", "gain", "was"})
             if (in.find(key)) in.refuse(key, "black has none; its length is the value of black");
         clip.length = in.length("black");
     } else {
@@ -236,6 +262,7 @@ EditClip readClip(const Fields& in, bool first) {
         clip.in = in.time("in");
         clip.out = in.length("out");
         clip.length = in.length("length");
+        clip.gain = in.parsed("gain", "\"-6dB\"", parseDecibels);
         if (in.find("was")) clip.was = readWas(in.inner("was", wasKeys()));
     }
     clip.title = in.text("title");
@@ -265,7 +292,7 @@ Json outputJson(const EditOutput& output) {
     if (output.size) json["size"] = describe(*output.size);
     if (output.rate)
         json["rate"] = output.rate->words.empty() ? rateWords(output.rate->value) : output.rate->words;
-    if (output.fit != EditOutput().fit) json["fit"] = wordFor(fitWords(), output.fit);
+    if (output.fit) json["fit"] = wordFor(fitWords(), *output.fit);
     const media::ColourWishes& colour = output.colour;
     if (colour.codec) json["codec"] = wordFor(codecWords(), *colour.codec);
     if (colour.depth) json["depth"] = *colour.depth;
@@ -286,6 +313,8 @@ Json clipJson(const EditClip& clip) {
     if (clip.in) json["in"] = wordsOf(*clip.in);
     if (clip.out) json["out"] = wordsOf(*clip.out);
     if (clip.length && !clip.black()) json["length"] = wordsOf(*clip.length);
+    if (clip.gain)
+        json["gain"] = clip.gain->words.empty() ? decibelWords(clip.gain->value) : clip.gain->words;
     if (clip.title) json["title"] = *clip.title;
     putSeam(json, "seam", clip.seam);
     if (clip.was)
@@ -316,7 +345,15 @@ Edit readEdit(const std::string& text, const std::string& name) {
     edit.chapters = in.flag("chapters").value_or(false);
     if (in.find("output")) edit.output = readOutput(in.inner("output", outputKeys()));
     edit.sound = in.word("sound", audioWords()).value_or(edit.sound);
+    edit.channels = in.word("channels", channelWords()).value_or(edit.channels);
+    edit.loudness = in.parsed("loudness", "\"-16LUFS\"", parseLoudness);
+    edit.limiter = in.flag("limiter").value_or(true);
     if (const auto still = in.length("still")) edit.still = *still;
+    edit.hold = in.length("hold");
+    if (edit.hold && in.find("still"))
+        in.refuse("hold", "still and hold both say how long stills last; give one");
+    edit.stillMotion = in.word("stillMotion", stillMotionWords()).value_or(edit.stillMotion);
+    if (in.find("music")) edit.music = readMusic(in.inner("music", musicKeys()));
     if (in.find("seams")) edit.seams = readSeam(in.inner("seams", seamKeys()));
     edit.opening = seamAt(in, "opening");
     edit.closing = seamAt(in, "closing");
@@ -339,8 +376,17 @@ std::string editJson(const Edit& edit) {
     if (edit.output != EditOutput()) json["output"] = outputJson(edit.output);
     const Edit usual;
     if (edit.sound != usual.sound) json["sound"] = wordFor(audioWords(), edit.sound);
-    if (edit.still.value != usual.still.value || !edit.still.words.empty())
+    if (edit.channels != usual.channels) json["channels"] = wordFor(channelWords(), edit.channels);
+    if (edit.loudness)
+        json["loudness"] =
+            edit.loudness->words.empty() ? loudnessWords(edit.loudness->value) : edit.loudness->words;
+    if (!edit.limiter) json["limiter"] = false;
+    if (edit.music) json["music"] = musicJson(*edit.music);
+    if (!edit.hold && (edit.still.value != usual.still.value || !edit.still.words.empty()))
         json["still"] = wordsOf(edit.still);
+    if (edit.hold) json["hold"] = wordsOf(*edit.hold);
+    if (edit.stillMotion != usual.stillMotion)
+        json["stillMotion"] = wordFor(stillMotionWords(), edit.stillMotion);
     if (edit.seams != EditSeam()) json["seams"] = seamJson(edit.seams);
     putSeam(json, "opening", edit.opening);
     putSeam(json, "closing", edit.closing);

@@ -16,6 +16,9 @@ constexpr const char* kTimePattern =
 constexpr const char* kSizePattern = "^[1-9][0-9]{0,4}x[1-9][0-9]{0,4}$";
 constexpr const char* kRatePattern = "^[0-9]{1,9}(\\.[0-9]*|/[0-9]{1,9})?$";
 constexpr const char* kSpeedPattern = "^(0|1|0?\\.[0-9]+|[01]\\.[0-9]*)$";
+constexpr const char* kLoudnessPattern = "^-[0-9]{1,2}(\\.[0-9]*)? ?([Ll][Uu][Ff][Ss])?$";
+constexpr const char* kLevelPattern = "^[-+]?([0-9]{1,2}(\\.[0-9]*)?|\\.[0-9]+) ?([Dd][Bb])?$";
+constexpr const char* kDuckPattern = "^[+]?([0-9]{1,2}(\\.[0-9]*)?|\\.[0-9]+) ?([Dd][Bb])?$";
 constexpr const char* kTextPattern = "^[^\\u0000]*$";
 constexpr const char* kFilePattern = "^[^\\u0000]+$";
 
@@ -59,8 +62,16 @@ Json typeJson(KeyType type) {
             return oneWord(wordsOf(directionWords()));
         case KeyType::Audio:
             return oneWord(wordsOf(audioWords()));
+        case KeyType::Channels:
+            return oneWord(wordsOf(channelWords()));
+        case KeyType::Loudness:
+            return text(kLoudnessPattern);
+        case KeyType::Level:
+            return text(kLevelPattern);
         case KeyType::Fit:
             return oneWord(wordsOf(fitWords()));
+        case KeyType::StillMotion:
+            return oneWord(wordsOf(stillMotionWords()));
         case KeyType::Preset:
             return oneWord(wordsOf(presetWords()));
         case KeyType::Codec:
@@ -79,6 +90,10 @@ Json typeJson(KeyType type) {
             return text("^[0-9a-f]{16}$");
         case KeyType::Output:
             return {{"$ref", "#/$defs/output"}};
+        case KeyType::Duck:
+            return text(kDuckPattern);
+        case KeyType::Music:
+            return {{"$ref", "#/$defs/music"}};
         case KeyType::Seam:
             return {{"$ref", "#/$defs/seam"}};
         case KeyType::Was:
@@ -116,7 +131,13 @@ std::span<const KeyRow> editKeys() {
         {"chapters", KeyType::Flag, "a chapter at the start of each clip"},
         {"output", KeyType::Output, "size, rate and encoding of the movie"},
         {"sound", KeyType::Audio, "sound across seams that do not say otherwise; none is a silent movie"},
+        {"channels", KeyType::Channels, "channels of the sound; keep is mono or 5.1 where all clips are"},
+        {"loudness", KeyType::Loudness, "what every clip's sound is brought to"},
+        {"limiter", KeyType::Flag, "keep peaks of the sound below -1 dBTP"},
+        {"music", KeyType::Music, "music under the whole movie"},
         {"still", KeyType::Time, "how long a still lasts"},
+        {"hold", KeyType::Time, "instead of still: how long a still stands whole, its seams not counted"},
+        {"stillMotion", KeyType::StillMotion, "how stills move while they are shown"},
         {"seams", KeyType::Seam, "what seams, opening and closing do not say themselves"},
         {"opening", KeyType::Seam, "brings the picture at the start"},
         {"closing", KeyType::Seam, "takes the picture away at the end"},
@@ -139,6 +160,14 @@ std::span<const KeyRow> outputKeys() {
     return kKeys;
 }
 
+std::span<const KeyRow> musicKeys() {
+    static constexpr KeyRow kKeys[] = {
+        {"file", KeyType::File, "a file with sound, from the document's folder"},
+        {"gain", KeyType::Level, "what it is raised or lowered by"},
+        {"duck", KeyType::Duck, "what it is lowered by under clips that have sound; else 12dB"}};
+    return kKeys;
+}
+
 std::span<const KeyRow> seamKeys() {
     static constexpr KeyRow kKeys[] = {
         {"effect", KeyType::Effect, "the transition; none is a cut"},
@@ -157,6 +186,7 @@ std::span<const KeyRow> clipKeys() {
         {"in", KeyType::Time, "the first picture that is used, from the file's start"},
         {"out", KeyType::Time, "the end of what is used: the first picture that is not"},
         {"length", KeyType::Time, "how long this still lasts"},
+        {"gain", KeyType::Level, "what its sound is raised or lowered by"},
         {"title", KeyType::Text, "the name of its chapter; else the file's"},
         {"seam", KeyType::Seam, "what leads from the clip before into this one"},
         {"was", KeyType::Was, "what the file was like when the edit was planned"}};
@@ -183,13 +213,16 @@ std::string documentSchema() {
                 {"title", "tumblewash edit"},
                 {"description", "The clips of a movie, the seams between them, its sound and its output"}};
     schema.update(objectJson(editKeys(), {"tumblewash", "clips"}));
+    schema["not"] = {{"required", {"still", "hold"}}};
     Json seam = objectJson(seamKeys(), {});
     seam["not"] = {{"required", {"duration", "speed"}}};
-    schema["$defs"] = {{"output", objectJson(outputKeys(), {})},
-                       {"seam", std::move(seam)},
-                       {"media", objectJson(clipKeys(), {"file"}, {"black"})},
-                       {"black", objectJson(clipKeys(), {"black"}, {"file", "in", "out", "length", "was"})},
-                       {"was", objectJson(wasKeys(), {"bytes", "modified", "head"})}};
+    schema["$defs"] = {
+        {"output", objectJson(outputKeys(), {})},
+        {"music", objectJson(musicKeys(), {"file"})},
+        {"seam", std::move(seam)},
+        {"media", objectJson(clipKeys(), {"file"}, {"black"})},
+        {"black", objectJson(clipKeys(), {"black"}, {"file", "in", "out", "length", "gain", "was"})},
+        {"was", objectJson(wasKeys(), {"bytes", "modified", "head"})}};
     return schema.dump(2) + "\n";
 }
 

@@ -26,7 +26,13 @@ enum class KeyType {
     Effect,
     Direction,
     Audio,
+    Channels,
+    Loudness,
+    Level,
+    Duck,
+    Music,
     Fit,
+    StillMotion,
     Preset,
     Codec,
     Depth,
@@ -50,6 +56,7 @@ struct KeyRow {
 
 std::span<const KeyRow> editKeys();
 std::span<const KeyRow> outputKeys();
+std::span<const KeyRow> musicKeys();
 std::span<const KeyRow> seamKeys();
 std::span<const KeyRow> clipKeys();
 std::span<const KeyRow> wasKeys();

@@ -14,6 +14,13 @@ std::string fileOf(const Edit& edit, const EditClip& clip) {
     return file.is_absolute() ? clip.file : (std::filesystem::path(edit.folder) / file).string();
 }
 
+std::string musicOf(const Edit& edit) {
+    if (!edit.music) return {};
+    EditClip named;
+    named.file = edit.music->file;
+    return fileOf(edit, named);
+}
+
 std::string timeWords(TimeSpan span) {
     if (span.unit == TimeSpan::Unit::Frames) return fmt::format("{}f", span.count);
     std::string words = fmt::format("{}.{:06}", span.count / 1000000, span.count % 1000000);

@@ -50,10 +50,11 @@ struct FileMark {
 
 /// One clip, still, drawn scene or stretch of black.
 struct EditClip {
-    std::string file;                  ///< as the document writes it, from its folder; empty: black
-    std::optional<EditTime> in;        ///< first picture, on the file's own clock from 0; unset: its start
-    std::optional<EditTime> out;       ///< the picture after the last one; unset: its end
-    std::optional<EditTime> length;    ///< of black; of a still, where it differs from the edit's
+    std::string file;                     ///< as the document writes it, from its folder; empty: black
+    std::optional<EditTime> in;           ///< first picture, on the file's own clock from 0; unset: its start
+    std::optional<EditTime> out;          ///< the picture after the last one; unset: its end
+    std::optional<EditTime> length;       ///< of black; of a still, where it differs from the edit's
+    std::optional<Written<double>> gain;  ///< of its sound, in dB
     std::optional<EditSeam> seam;      ///< leads into this clip from the one before; never in the first clip
     std::optional<std::string> title;  ///< of its chapter; unset: the file's name
     std::optional<FileMark> was;
@@ -61,11 +62,33 @@ struct EditClip {
     bool operator==(const EditClip&) const = default;
 };
 
+/// Music under the whole movie, looped or cut to its length.
+struct EditMusic {
+    std::string file;              ///< as the document writes it, from its folder
+    Written<double> gain{0, {}};   ///< dB
+    Written<double> duck{12, {}};  ///< dB by which it is lowered under clips that have sound; 0: never
+    bool operator==(const EditMusic&) const = default;
+};
+
+/// How many channels the sound has.
+enum class ChannelChoice {
+    keep,    ///< mono where all clips with sound are mono, 5.1 where all are, else stereo
+    stereo,  ///< two, whatever the clips have
+    mono     ///< one
+};
+
+/// How a still moves while it is shown.
+enum class StillMotion {
+    none,  ///< not at all
+    zoom,  ///< slowly nearer or away
+    pan    ///< slowly to one side
+};
+
 /// The size, rate and encoding of the movie. What is unset comes from the first clip, or is the program's.
 struct EditOutput {
     std::optional<PixelSize> size;
     std::optional<Written<media::FrameRate>> rate;
-    media::Fit fit = media::Fit::contain;
+    std::optional<media::Fit> fit;  ///< unset: blur for stills, contain for clips
     std::optional<int> crf;
     std::optional<std::string> preset;
     media::ColourWishes colour;  ///< codec, depth, HDR, transparency; the kind of file must hold them
@@ -80,10 +103,16 @@ struct Edit {
     bool chapters = false;  ///< a chapter at the start of each clip
     EditOutput output;
     host::AudioPolicy sound = host::AudioPolicy::natural;
+    ChannelChoice channels = ChannelChoice::keep;
+    bool limiter = true;                      ///< peaks are kept below -1 dB of full scale
+    std::optional<Written<double>> loudness;  ///< LUFS that every clip's sound is brought to
+    std::optional<EditMusic> music;
     EditTime still{{TimeSpan::Unit::Microseconds, 4000000}, {}};  ///< how long a still lasts
-    EditSeam seams;                   ///< what seams, opening and closing leave unset
-    std::optional<EditSeam> opening;  ///< brings the picture at the start
-    std::optional<EditSeam> closing;  ///< takes it away at the end
+    std::optional<EditTime> hold;  ///< instead: how long a still stands whole, its seams not counted
+    StillMotion stillMotion = StillMotion::none;  ///< which way each goes is drawn from the seams' seed
+    EditSeam seams;                               ///< what seams, opening and closing leave unset
+    std::optional<EditSeam> opening;              ///< brings the picture at the start
+    std::optional<EditSeam> closing;              ///< takes it away at the end
     std::vector<EditClip> clips;
     bool operator==(const Edit&) const = default;
 };
@@ -91,6 +120,9 @@ struct Edit {
 /// The file of a clip as it can be opened: drawn scenes and absolute names as they are, others from the
 /// edit's folder.
 std::string fileOf(const Edit& edit, const EditClip& clip);
+
+/// The file of the edit's music, as it can be opened; empty without music.
+std::string musicOf(const Edit& edit);
 
 /// The usual words of a time: `26f`, `1.5s`.
 std::string timeWords(TimeSpan span);

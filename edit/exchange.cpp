@@ -52,6 +52,18 @@ AskFile askOnce() {
         };
 }
 
+/// What no format of other programs has a place for, in words; empty where the edit has none of it.
+std::string keptHere(const Edit& edit) {
+    std::vector<std::string> things;
+    if (edit.music) things.emplace_back("music");
+    if (edit.loudness) things.emplace_back("loudness");
+    if (std::any_of(edit.clips.begin(), edit.clips.end(),
+                    [](const EditClip& c) { return c.gain.has_value(); }))
+        things.emplace_back("gains of clips");
+    if (edit.stillMotion != StillMotion::none) things.emplace_back("motion of stills");
+    return fmt::format("{}", fmt::join(things, ", "));
+}
+
 }  // namespace
 
 bool isExchangeName(const std::string& name) {
@@ -79,6 +91,8 @@ Edit readExchange(const std::string& file, const ExchangeSettings& settings,
 std::string exchangeText(const std::string& file, const Edit& edit, const MovieRequest& request,
                          std::vector<std::string>& remarks) {
     const CutList list = cutListOf(edit, request);
+    if (const std::string things = keptHere(edit); !things.empty())
+        remarks.push_back(fmt::format("{}: only an .edit.json keeps that", things));
     switch (formatOf(file)) {
         case Format::Otio:
             return otioText(list, remarks);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <numeric>
@@ -22,6 +23,8 @@ using media::FieldOrder;
 using media::Fit;
 using media::isPattern;
 using media::isUtf8;
+using media::MediaInfo;
+using media::MediaKind;
 using media::quotedName;
 
 namespace {
@@ -357,6 +360,18 @@ std::string black(std::int64_t frames) {
 
 }  // namespace
 
+std::string mltRemark(const Edit& edit, const MovieRequest& request) {
+    if (edit.output.fit) return {};
+    const bool beside = std::any_of(request.clips.begin(), request.clips.end(), [&](const Clip& clip) {
+        const MediaInfo& info = clip.info();
+        if (clip.isBlack() || info.kind != MediaKind::still) return false;
+        const double across = static_cast<double>(info.width) * request.size.height;
+        const double down = static_cast<double>(info.height) * request.size.width;
+        return std::abs(across - down) >= 2 * std::max(info.width, info.height);
+    });
+    return beside ? "photos of another shape stand between black bars in it" : "";
+}
+
 std::string mltProject(const Edit& edit, const MovieRequest& request) {
     for (const EditClip& clip : edit.clips)
         if (isPattern(clip.file))
@@ -371,8 +386,16 @@ std::string mltProject(const Edit& edit, const MovieRequest& request) {
                             quotedName(clip.path())));
     if (request.first != 0 || request.end != request.plan.frames)
         throw Refusal(Problem::BadRequest, "--mlt: a project holds the whole edit; leave --only out");
-    if (edit.output.fit != Fit::contain)
+    if (edit.output.fit && edit.output.fit != Fit::contain)
         throw Refusal(Problem::BadRequest, "--mlt: a project shows pictures whole; leave --fit out");
+    if (edit.stillMotion != StillMotion::none)
+        throw Refusal(Problem::BadRequest, "--mlt: a project shows photos at rest; leave --still-motion out");
+    if (edit.music)
+        throw Refusal(Problem::BadRequest, "--mlt: a project has the clips' own sound; leave --music out");
+    if (edit.loudness || std::any_of(edit.clips.begin(), edit.clips.end(),
+                                     [](const EditClip& clip) { return clip.gain.has_value(); }))
+        throw Refusal(Problem::BadRequest,
+                      "--mlt: a project has clips as loud as they are; leave --loudness and gains out");
     for (const SettledSeam& seam : request.seams)
         if (seam.seed < 1 || seam.seed > 1001)
             throw Refusal(Problem::BadRequest, "--mlt: a project knows the seeds 1 to 1001");

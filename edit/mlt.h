@@ -11,7 +11,11 @@
 namespace tumblewash::edit {
 
 /// The project as XML. Throws Refusal (BadRequest) for what a project cannot say: sources that the program
-/// draws itself, a fit other than contain, a seed outside 1 to 1001, a part of the edit.
+/// draws itself, a fit other than contain, photos that move, music, clips that are made louder, a seed
+/// outside 1 to 1001, a part of the edit.
 std::string mltProject(const Edit& edit, const MovieRequest& request);
+
+/// What a project shows otherwise than the movie, in words for its name's line; empty where nothing.
+std::string mltRemark(const Edit& edit, const MovieRequest& request);
 
 }  // namespace tumblewash::edit

@@ -1,8 +1,106 @@
 #include "edit/nearest.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tumblewash::edit {
+namespace {
+
+/// What people say who know other programs, and what they mean here.
+constexpr std::pair<const char*, const char*> kSynonyms[] = {
+    // commands
+    {"merge", "join"},
+    {"concat", "join"},
+    {"concatenate", "join"},
+    {"combine", "join"},
+    {"append", "join"},
+    {"stitch", "join"},
+    {"show", "slideshow"},
+    {"photos", "slideshow"},
+    {"diashow", "slideshow"},
+    {"export", "render"},
+    {"make", "render"},
+    {"convert", "render"},
+    {"preview", "sheet"},
+    {"effects", "list"},
+    {"transitions", "list"},
+    // options
+    {"--transition", "--effect"},
+    {"--transitions", "--effect"},
+    {"--effects", "--effect"},
+    {"-t", "--duration"},
+    {"--length", "--duration"},
+    {"--transition-duration", "--duration"},
+    {"--image-duration", "--hold"},
+    {"--photo-duration", "--hold"},
+    {"--slide-duration", "--hold"},
+    {"--ken-burns", "--still-motion"},
+    {"--motion", "--still-motion"},
+    {"--zoom", "--still-motion"},
+    {"--pan", "--still-motion"},
+    {"-y", "--force"},
+    {"--yes", "--force"},
+    {"--overwrite", "--force"},
+    {"--out", "--output"},
+    {"--resolution", "--size"},
+    {"--scale", "--size"},
+    {"--geometry", "--size"},
+    {"--framerate", "--fps"},
+    {"--frame-rate", "--fps"},
+    {"--rate", "--fps"},
+    {"--quality", "--crf"},
+    {"--vcodec", "--codec"},
+    {"-c:v", "--codec"},
+    {"--encoder", "--codec"},
+    {"--aspect", "--fit"},
+    {"--crop", "--fit"},
+    {"--sound", "--audio"},
+    {"--no-audio", "--audio"},
+    {"--mute", "--audio"},
+    {"-an", "--audio"},
+    {"--soundtrack", "--music"},
+    {"--song", "--music"},
+    {"--bgm", "--music"},
+    {"--volume", "--music-gain"},
+    {"--music-volume", "--music-gain"},
+    {"--normalize", "--loudness"},
+    {"--normalise", "--loudness"},
+    {"--limit", "--no-limiter"},
+    {"--simulate", "--dry-run"},
+    {"-n", "--dry-run"},
+    {"--silent", "--quiet"},
+    {"--random", "--effect"},
+    // effects
+    {"fade", "morph"},
+    {"crossfade", "morph"},
+    {"cross-fade", "morph"},
+    {"dissolve", "morph"},
+    {"xfade", "morph"},
+    {"blend", "morph"},
+    {"wipe", "wash-away"},
+    {"slide", "tilt-away"},
+    {"flip", "tilt-away"},
+    {"cut", "none"},
+    {"spin", "tumble-away"},
+    {"rotate", "tumble-away"},
+    {"random", "shuffle"},
+    {"any", "shuffle"},
+    // words
+    {"pad", "contain"},
+    {"letterbox", "contain"},
+    {"bars", "contain"},
+    {"crop", "cover"},
+    {"fill", "cover"},
+    {"5.1", "keep"},
+    {"off", "none"},
+    {"x264", "h264"},
+    {"avc", "h264"},
+    {"libx264", "h264"},
+    {"h265", "hevc"},
+    {"x265", "hevc"},
+    {"libx265", "hevc"}};
+
+}  // namespace
 
 std::size_t editDistance(const std::string& a, const std::string& b) {
     std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
@@ -35,8 +133,15 @@ std::string nearestWord(const std::string& typed, const std::vector<std::string>
     return best;
 }
 
+std::string synonymOf(const std::string& typed, const std::vector<std::string>& words) {
+    for (const auto& [said, meant] : kSynonyms)
+        if (typed == said && std::find(words.begin(), words.end(), meant) != words.end()) return meant;
+    return {};
+}
+
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
-    const std::string word = nearestWord(typed, words);
+    std::string word = synonymOf(typed, words);
+    if (word.empty()) word = nearestWord(typed, words);
     return word.empty() ? "" : " (did you mean " + word + "?)";
 }
 

@@ -15,6 +15,9 @@ std::size_t editDistance(const std::string& a, const std::string& b);
 /// (more than a third of the longer word, at least two edits, would have to change). First of equals wins.
 std::string nearestWord(const std::string& typed, const std::vector<std::string>& words);
 
+/// What someone means who uses another program's word: one of `words`, by a table; "" where it has none.
+std::string synonymOf(const std::string& typed, const std::vector<std::string>& words);
+
 /// ` (did you mean X?)`, or nothing when no word is near.
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words);
 

@@ -2,26 +2,23 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "edit/errors.h"
 
 namespace tumblewash::edit {
 namespace {
 
-std::int64_t takenBefore(const PlannedTransition& t) {
-    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::Before ? 0 : t.frames;
-}
-
-std::int64_t takenAfter(const PlannedTransition& t) {
-    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::After ? 0 : t.frames;
-}
-
 std::string framesWord(std::int64_t n) {
     return n == 1 ? "1 frame" : fmt::format("{} frames", n);
 }
 
-[[noreturn]] void refuseShort(const PlannedClip& clip, const std::string& needs) {
-    throw Refusal(Problem::BadRequest, fmt::format("{}: {}: {}; use a shorter --duration or a longer clip",
-                                                   clip.name, tooFewFrames(clip.frames), needs));
+[[noreturn]] void refuseShort(const PlannedClip& clip, const std::string& needs, std::int64_t needed) {
+    const std::string longer = longerThan(clip, needed);
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("{}: {}: {}; use {}", clip.name, tooFewFrames(clip.frames), needs,
+                              clip.frameSeconds > 0 ? longer + " or a shorter --duration"
+                                                    : "a shorter --duration or " + longer));
 }
 
 // The seams eat into a clip from both ends; what they take must be there.
@@ -31,10 +28,12 @@ void checkHolds(const PlannedClip& clip, const PlannedTransition* head, const Pl
     if (clip.frames < 1) throw Refusal(Problem::BadInput, clip.name + ": has no picture to show");
     if (atHead + atTail <= clip.frames) return;
     if (atHead > 0 && atTail > 0)
-        refuseShort(clip, fmt::format("{} at its start takes {} and {} at its end {}, {} in all", head->id,
-                                      atHead, tail->id, atTail, atHead + atTail));
+        refuseShort(clip,
+                    fmt::format("{} at its start takes {} and {} at its end {}, {} in all", head->id, atHead,
+                                tail->id, atTail, atHead + atTail),
+                    atHead + atTail);
     const PlannedTransition& only = atHead > 0 ? *head : *tail;
-    refuseShort(clip, fmt::format("{} takes {}", only.id, atHead + atTail));
+    refuseShort(clip, fmt::format("{} takes {}", only.id, atHead + atTail), atHead + atTail);
 }
 
 class Builder {
@@ -94,6 +93,20 @@ FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<Plan
                    .firstA = clips[last].frames - closing->frames,
                    .countA = closing->frames});
     return build.plan;
+}
+
+std::int64_t takenBefore(const PlannedTransition& t) {
+    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::Before ? 0 : t.frames;
+}
+
+std::int64_t takenAfter(const PlannedTransition& t) {
+    return t.placement == Placement::Halves ? t.frames / 2 : t.placement == Placement::After ? 0 : t.frames;
+}
+
+std::string longerThan(const PlannedClip& clip, std::int64_t needed) {
+    if (clip.frameSeconds <= 0) return "a longer clip";
+    const double seconds = static_cast<double>(needed) * clip.frameSeconds;
+    return fmt::format("a longer --still (at least {:.2f}s)", std::ceil(seconds * 100 - 1e-6) / 100);
 }
 
 std::string tooFewFrames(std::int64_t n) {

@@ -25,6 +25,8 @@ enum class Placement {
 struct PlannedClip {
     std::string name;         ///< for messages
     std::int64_t frames = 0;  ///< length at the output's rate
+    /// Of a still: how long a frame lasts, for messages that ask for a longer one; 0 for clips.
+    double frameSeconds = 0;
 };
 
 /// A transition as the plan sees it.
@@ -33,6 +35,11 @@ struct PlannedTransition {
     Placement placement = Placement::Overlap;
     std::int64_t frames = 0;  ///< n: even and at least 2, except 0 for a cut
 };
+
+/// How many frames a transition takes from the end of the clip before it, and from the start of the one
+/// after.
+std::int64_t takenBefore(const PlannedTransition& transition);
+std::int64_t takenAfter(const PlannedTransition& transition);
 
 /// A run of output frames from one source.
 struct Segment {
@@ -67,6 +74,10 @@ FramePlan planJoin(const std::vector<PlannedClip>& clips, const std::vector<Plan
 /// The transition's length from a wished one: at least 2 (else Refusal), odd ones one longer, as the plug-in
 /// does with its own counts.
 std::int64_t evenFrames(std::int64_t wished);
+
+/// What to do about a clip that must have `needed` frames: "a longer clip", or of a still "a longer --still
+/// (at least 2.08s)".
+std::string longerThan(const PlannedClip& clip, std::int64_t needed);
 
 /// "1 frame is too few", "3 frames are too few".
 std::string tooFewFrames(std::int64_t n);

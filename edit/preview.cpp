@@ -12,7 +12,6 @@ using host::samplesBefore;
 using media::CancelFlag;
 using media::FieldOrder;
 using media::FrameRate;
-using media::kChannels;
 using media::MediaKind;
 using media::PixelLayout;
 using media::ReaderSettings;
@@ -25,7 +24,8 @@ Clip openSmall(const Edit& edit, const MovieRequest& request, std::size_t index,
     ReaderSettings s;
     s.width = size.width;
     s.height = size.height;
-    s.fit = edit.output.fit;
+    s.fit = edit.output.fit.value_or(settled.info().kind == MediaKind::still ? media::Fit::blur
+                                                                             : media::Fit::contain);
     s.rate = request.rate;
     s.stillFrames = settled.frames();
     s.layout = PixelLayout::argb;
@@ -41,6 +41,7 @@ Clip openSmall(const Edit& edit, const MovieRequest& request, std::size_t index,
 
 std::vector<float> peaksOf(Clip& clip, FrameRate rate, std::size_t stretches, CancelFlag cancel) {
     constexpr int kSampleRate = 48000;
+    constexpr std::size_t kChannels = 2;  // what readers give unless told
     const std::int64_t total =
         samplesBefore(clip.frames(), kSampleRate, static_cast<int>(rate.num), static_cast<int>(rate.den));
     std::vector<float> peaks(stretches, 0.0F);

@@ -23,8 +23,10 @@ using host::AudioLevels;
 using host::AudioPolicy;
 using host::audioPolicyName;
 using host::decideLevels;
+using host::mixMoment;
+using host::MixMoment;
+using host::rampShape;
 using host::samplesBefore;
-using media::kChannels;
 using media::MediaError;
 using media::MediaInfo;
 using media::MediaKind;
@@ -56,7 +58,8 @@ class Pass {
           report_(report),
           hooks_(hooks),
           soundtrack_(request, [&writer](std::span<const float> samples) {
-              writer.writeSamples(samples.data(), samples.size() / kChannels);
+              writer.writeSamples(samples.data(),
+                                  samples.size() / static_cast<std::size_t>(writer.settings().channels));
           }) {}
 
     void run() {
@@ -78,6 +81,7 @@ class Pass {
         if (!request_.sound) return;
         soundtrack_.finish();
         report_.told = soundtrack_.told();
+        for (std::string& line : soundtrack_.warnings()) report_.warnings.push_back(std::move(line));
     }
 
   private:
@@ -86,8 +90,9 @@ class Pass {
                              static_cast<int>(request_.rate.den));
     }
 
-    std::size_t pairsOf(std::int64_t frame) const {
-        return static_cast<std::size_t>(samplesAt(frame + 1) - samplesAt(frame));
+    std::size_t valuesOf(std::int64_t frame) const {
+        return static_cast<std::size_t>(samplesAt(frame + 1) - samplesAt(frame)) *
+               static_cast<std::size_t>(request_.writer.channels);
     }
 
     // Where only a part of the plan is rendered: the clips stand as they would after all that lies before.
@@ -112,8 +117,8 @@ class Pass {
     Clip& clip(int index) { return request_.clips[static_cast<std::size_t>(index)]; }
 
     std::vector<float> soundOf(Clip& clip, std::int64_t frame) {
-        std::vector<float> samples(request_.sound ? pairsOf(frame) * kChannels : 0);
-        if (!samples.empty()) clip.nextSamples(samples);
+        std::vector<float> samples(request_.sound ? valuesOf(frame) : 0);
+        if (!samples.empty() && request_.clipSound) clip.nextSamples(samples);
         return samples;
     }
 
@@ -216,7 +221,8 @@ class Pass {
         const bool second = placement == Placement::Halves && k >= segment.countA;
         FrameSound sound{soundOf(clip(second ? segment.clipB : segment.clipA), frame), {}};
         const auto fade = [&](SoundEnd end) {
-            fadeEnd(sound.outgoing, kChannels, request_.writer.sampleRate, end, kMorphFadeSeconds);
+            fadeEnd(sound.outgoing, request_.writer.channels, request_.writer.sampleRate, end,
+                    kMorphFadeSeconds);
         };
         if (placement == Placement::Halves && k == segment.countA - 1) fade(SoundEnd::Tail);
         if (placement == Placement::Halves && k == segment.countA) fade(SoundEnd::Head);
@@ -264,7 +270,7 @@ class Pass {
         renderer.submit(std::move(first.a), std::move(first.b));
         ReportedTransition told = reported(segment, job, sessions);
         const AudioPolicy policy = seamOf(segment).sound;
-        SoundRamp ramp(momentBefore(placement), rampShape(policy), kChannels);
+        SoundRamp ramp(momentBefore(placement), rampShape(policy), request_.writer.channels);
         std::int64_t submitted = 1;
         for (std::int64_t k = 0; k < segment.count; ++k) {
             for (; submitted < segment.count && submitted - k < static_cast<std::int64_t>(renderer.window());
@@ -324,6 +330,8 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.rate = request.rate;
     report.frames = request.end - request.first;
     report.sound = request.sound;
+    report.channels = request.writer.channels;
+    report.limiter = request.limiter;
     report.audio = audioPolicyName(edit.sound);
     for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
     report.colour = request.writer.colour;
@@ -334,6 +342,8 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
         for (const media::CopyRun& run : request.copying->runs)
             report.copies->runs.push_back({run.pictures(), run.clip, run.range.firstPicture});
     }
+    report.remarks = request.levels;
+    report.music = request.musicFile;
     return report;
 }
 
@@ -348,7 +358,8 @@ void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& r
     Pass(settings, request, writer, report, hooks).run();
     report.renderSeconds = since(began);
     report.samples = writer.samples();
-    if (std::string line = limiterLine(report); !line.empty()) report.remarks.push_back(std::move(line));
+    if (std::string line = limiterLine(report, request.limiter); !line.empty())
+        report.remarks.push_back(std::move(line));
     // Nothing that needs memory comes after the commit: what fails leaves the old file.
     for (const Clip& clip : request.clips)
         for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
@@ -366,7 +377,7 @@ void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Re
     request.writer.copies.reset();
     for (Clip& clip : request.clips) clip.restart();
     report.transitions.clear();
-    report.remarks.clear();
+    report.remarks = request.levels;
     report.warnings = request.notes;
     report.warnings.push_back(fmt::format("{}; rendered in full instead", problem.what()));
     report.copies = ReportedCopies{0, report.frames, {}, problem.what()};

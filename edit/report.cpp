@@ -5,6 +5,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "edit/decibels.h"
 #include "media/Quoting.h"
 #include "media/Reader.h"
 
@@ -12,7 +13,6 @@ namespace tumblewash::edit {
 
 using host::AudioLevels;
 using media::FrameRate;
-using media::kChannels;
 using media::quotedName;
 
 namespace {
@@ -58,27 +58,28 @@ Json movieColourJson(const media::MovieColour& colour) {
     return json;
 }
 
-Json clipJson(const ReportedClip& clip) {
-    Json json{{"file", quotedName(clip.file)}, {"kind", clip.kind},     {"width", clip.size.width},
-              {"height", clip.size.height},    {"frames", clip.frames}, {"sound", clip.sound}};
-    if (clip.rate) json["rate"] = rateJson(clip.rate);
-    json["colour"] = colourJson(clip.colour);
-    return json;
-}
-
-double decibelsOf(double linear) {
-    return 20 * std::log10(linear);
-}
-
 /// Decibels with two decimals; null for silence.
 Json decibelsJson(double linear) {
     return linear > 0 ? Json(std::round(decibelsOf(linear) * 100) / 100) : Json();
 }
 
+Json clipJson(const ReportedClip& clip) {
+    Json json{{"file", quotedName(clip.file)}, {"kind", clip.kind},     {"width", clip.size.width},
+              {"height", clip.size.height},    {"frames", clip.frames}, {"sound", clip.sound}};
+    if (clip.gain != 1) json["gain"] = decibelsJson(clip.gain);
+    if (clip.rate) json["rate"] = rateJson(clip.rate);
+    json["colour"] = colourJson(clip.colour);
+    return json;
+}
+
 Json soundJson(const Report& report) {
-    Json json{{"policy", report.audio}, {"channels", kChannels}, {"samples", report.samples}};
+    Json json{{"policy", report.audio}, {"channels", report.channels}, {"samples", report.samples}};
+    if (!report.music.empty()) json["music"] = quotedName(report.music);
     json["truePeak"] = decibelsJson(report.told.truePeak);
-    json["limiter"] = {{"reduction", decibelsJson(report.told.gain)}, {"samples", report.told.limited}};
+    if (report.limiter)
+        json["limiter"] = {{"reduction", decibelsJson(report.told.gain)}, {"samples", report.told.limited}};
+    else
+        json["overFullScale"] = report.told.over;
     return json;
 }
 
@@ -132,6 +133,7 @@ ReportedClip reportedClip(const Clip& clip) {
             info.rate,
             clip.frames(),
             info.hasAudio,
+            clip.gain(),
             info.colour};
 }
 
@@ -150,10 +152,17 @@ std::string directionName(HYPluginDirection direction) {
     }
 }
 
-std::string limiterLine(const Report& report) {
-    if (report.told.limited == 0) return {};
-    return fmt::format("sound: peaks of {:+.1f} dBTP are limited to {:.0f}, by up to {:.1f} dB",
-                       decibelsOf(report.told.truePeak), Limiter::kCeilingDb, -decibelsOf(report.told.gain));
+std::string limiterLine(const Report& report, bool on) {
+    if (on && report.told.limited > 0)
+        return fmt::format(
+            "sound: peaks of {:+.1f} dBTP are limited to {:.0f}, by up to {:.1f} dB; --no-limiter leaves "
+            "them",
+            decibelsOf(report.told.truePeak), Limiter::kCeilingDb, -decibelsOf(report.told.gain));
+    if (!on && report.told.over > 0)
+        return fmt::format("sound: {} sample{} of {} beyond full scale, up to {:+.1f} dBTP", report.told.over,
+                           report.told.over == 1 ? "" : "s", report.samples,
+                           decibelsOf(report.told.truePeak));
+    return {};
 }
 
 std::string reportJson(const Report& report) {

@@ -24,6 +24,7 @@ struct ReportedClip {
     media::FrameRate rate;    ///< of the source; 0 for stills
     std::int64_t frames = 0;  ///< at the output's rate
     bool sound = false;
+    double gain = 1;  ///< of its sound, linear
     media::ClipColour colour;
 };
 
@@ -72,7 +73,10 @@ struct Report {
     bool sound = false;
     std::int64_t samples = 0;
     std::string audio;
-    LimiterTold told;  ///< what the limiter saw and did
+    int channels = 2;
+    bool limiter = true;
+    std::string music;                         ///< its file, or empty
+    LimiterTold told;                          ///< what the limiter saw and did
     std::optional<media::MovieColour> colour;  ///< of a movie or sequence
     std::vector<ReportedClip> clips;
     std::vector<ReportedTransition> transitions;
@@ -93,8 +97,9 @@ ReportedClip reportedClip(const Clip& clip);
 /// "up", "down", "left", "right" or "none".
 std::string directionName(HYPluginDirection direction);
 
-/// One line on what the limiter did; empty when nothing is to be said.
-std::string limiterLine(const Report& report);
+/// One line on what the limiter did, or what is beyond full scale without it; empty when nothing is to be
+/// said.
+std::string limiterLine(const Report& report, bool on);
 
 /// The report as indented JSON with a final newline.
 std::string reportJson(const Report& report);

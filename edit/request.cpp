@@ -3,16 +3,21 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 #include <thread>
 #include <unordered_map>
 
+#include "edit/clipgain.h"
+#include "edit/decibels.h"
 #include "edit/document.h"
 #include "edit/errors.h"
 #include "edit/missing.h"
 #include "edit/outputs.h"
 #include "edit/parallel.h"
+#include "edit/resultshape.h"
 #include "edit/seams.h"
+#include "media/MusicFile.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
@@ -21,8 +26,6 @@
 namespace tumblewash::edit {
 
 using host::AudioPolicy;
-using host::kMaxPictureWidth;
-using host::kMinPictureSide;
 using host::PluginModule;
 using media::checkTarget;
 using media::Codec;
@@ -33,7 +36,6 @@ using media::factsOf;
 using media::FieldOrder;
 using media::FrameRate;
 using media::isPattern;
-using media::kMaxPictureSide;
 using media::MediaInfo;
 using media::MediaKind;
 using media::MovieColour;
@@ -73,30 +75,16 @@ std::vector<MediaInfo> probeFirst(const Edit& edit, const RenderSettings& s) {
         // The first picture is really decoded; of further photos the head is enough.
         std::optional<MediaInfo> head = infos.empty() ? std::nullopt : probeHead(file);
         infos.push_back(head ? std::move(*head) : probe(file, s.cancel));
-        if (infos.back().kind == MediaKind::clip || edit.output.rate) break;
+        if (infos.back().kind == MediaKind::clip || (edit.output.rate && edit.output.size)) break;
     }
     return infos;
-}
-
-FrameRate settleRate(const Edit& edit, const std::vector<MediaInfo>& infos) {
-    if (edit.output.rate) return edit.output.rate->value;
-    for (const MediaInfo& info : infos) {
-        if (!info.rate) continue;
-        if (info.rate.num < info.rate.den || info.rate.num > 240 * info.rate.den)
-            throw Refusal(
-                Problem::BadRequest,
-                fmt::format("{}: says it has {:.6g} frames per second, outside of 1 to 240; give --fps",
-                            quotedName(info.path), info.rate.value()));
-        return makeRate(info.rate.num, info.rate.den);
-    }
-    return {25, 1};
 }
 
 ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, const MovieRequest& request) {
     ReaderSettings s;
     s.width = request.size.width;
     s.height = request.size.height;
-    s.fit = edit.output.fit;
+    s.fit = edit.output.fit.value_or(media::Fit::contain);
     s.rate = request.rate;
     // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
     s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
@@ -152,10 +140,11 @@ void refuseEndless(const Clip& clip, FrameRate rate) {
                     quotedName(clip.path()), secondsOf(clip.frames(), rate) / 3600));
 }
 
-/// How many frames a still would last here.
+/// How many frames a still would last here; one that is held gets its seams on top once they are known.
 std::int64_t framesOfStill(const Edit& edit, const EditClip& said, const std::string& name, FrameRate rate) {
     const std::int64_t in = said.in ? said.in->value.frames(rate) : 0;
-    if (!said.out) return stillFrames(name, said.length ? *said.length : edit.still, rate);
+    if (!said.out)
+        return stillFrames(name, said.length ? *said.length : edit.hold ? *edit.hold : edit.still, rate);
     const std::int64_t frames = said.out->value.frames(rate) - in;
     if (frames >= 1) return frames;
     throw Refusal(Problem::BadRequest,
@@ -169,9 +158,12 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     const std::string file = fileOf(edit, said);
     if (isDocumentName(file)) refuseDocument(file);
     settings.stillFrames = 1;
-    if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), settings};
+    // Black boards beside a photo would fly and wash away with it.
+    ReaderSettings ofStills = settings;
+    ofStills.fit = edit.output.fit.value_or(media::Fit::blur);
+    if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), ofStills};
     Clip clip(file, settings);
-    if (clip.info().kind == MediaKind::still) return {clip.info(), settings};
+    if (clip.info().kind == MediaKind::still) return {clip.info(), ofStills};
     refuseEndless(clip, rate);
     return clip;
 }
@@ -229,22 +221,22 @@ void checkOutputs(const RenderSettings& o, std::vector<std::string> inputs, std:
     checkFiles({std::move(inputs), o.output, pictures, {o.report, o.mlt}});
 }
 
-/// The first clip that has a picture of its own.
-const MediaInfo& firstShown(const Edit& edit, const std::vector<MediaInfo>& infos) {
-    static const MediaInfo kBlack = [] {
-        MediaInfo info;
-        info.path = "black";
-        return info;
-    }();
-    if (!infos.empty()) return infos.front();
-    if (!edit.output.size) throw Refusal(Problem::BadRequest, "black alone has no size; give --size");
-    return kBlack;
-}
-
 /// Lengths of the seams and the plan, once the clips are counted.
 void planRequest(const Edit& edit, MovieRequest& request) {
+    // A still that is held has room for any seam.
+    constexpr std::int64_t kRoom = 1'000'000'000;
+    const auto held = [&](std::size_t i) {
+        const EditClip& said = edit.clips[i];
+        return edit.hold && !said.length && !said.out && !said.black() &&
+               request.clips[i].info().kind == MediaKind::still;
+    };
     std::vector<PlannedClip> clips;
-    for (const Clip& clip : request.clips) clips.push_back({quotedName(clip.path()), clip.frames()});
+    for (std::size_t i = 0; i < request.clips.size(); ++i) {
+        const Clip& clip = request.clips[i];
+        const bool still = clip.info().kind == MediaKind::still && !clip.isBlack();
+        clips.push_back({quotedName(clip.path()), clip.frames() + (held(i) ? kRoom : 0),
+                         still ? secondsOf(1, request.rate) : 0});
+    }
     settleLengths(edit, clips, request.rate, request.seams, request.remarks);
     std::vector<PlannedTransition> transitions;
     for (const SettledSeam& seam : request.seams)
@@ -257,7 +249,27 @@ void planRequest(const Edit& edit, MovieRequest& request) {
     };
     if (edit.closing) take(closing);
     if (edit.opening) take(opening);
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        if (!held(i)) continue;
+        const std::optional<PlannedTransition> head = i > 0 ? std::optional(transitions[i - 1]) : opening;
+        const std::optional<PlannedTransition> tail =
+            i + 1 < clips.size() ? std::optional(transitions[i]) : closing;
+        clips[i].frames =
+            request.clips[i].frames() + (head ? takenAfter(*head) : 0) + (tail ? takenBefore(*tail) : 0);
+        request.clips[i].last(clips[i].frames);
+    }
     request.plan = planJoin(clips, transitions, opening, closing);
+}
+
+/// The ways of the stills, which are as long as they will be by now.
+void settleMoves(const Edit& edit, MovieRequest& request) {
+    if (edit.stillMotion == StillMotion::none) return;
+    for (std::size_t i = 0; i < request.clips.size(); ++i) {
+        Clip& clip = request.clips[i];
+        if (clip.isBlack() || clip.info().kind != MediaKind::still) continue;
+        clip.move(drawMove(edit.stillMotion, edit.seams.seed.value_or(1), i,
+                           secondsOf(clip.frames(), request.rate)));
+    }
 }
 
 /// A chapter for each clip that begins in what is rendered, and one for what has begun before.
@@ -290,16 +302,6 @@ void settleRange(const RenderSettings& settings, MovieRequest& request) {
             fmt::format("--only: nothing lies between frames {} and {}; the edit has {} ({:.2f} s)",
                         request.first, settings.only->end ? frame(*settings.only->end) : request.end,
                         request.plan.frames, secondsOf(request.plan.frames, request.rate)));
-}
-
-// The largest size of this shape, with even edges.
-PixelSize largestWithin(PixelSize size, int widest) {
-    const double scale = std::min(
-        {1.0, static_cast<double>(widest) / size.width, static_cast<double>(kMaxPictureSide) / size.height});
-    const auto even = [&](int side) {
-        return std::max(kMinPictureSide, 2 * static_cast<int>(side * scale / 2));
-    };
-    return {even(size.width), even(size.height)};
 }
 
 // What is asked of the colours. Without an output nothing is known of what it could hold.
@@ -350,7 +352,7 @@ void readAs(const MovieColour& colour, bool planar, ReaderSettings& reader) {
 
 bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
     return a.transfer == b.transfer && a.layout == b.layout && a.matrix == b.matrix &&
-           a.keepFields == b.keepFields;
+           a.keepFields == b.keepFields && a.channels == b.channels;
 }
 
 std::vector<MediaInfo> shownOf(const std::vector<Clip>& clips) {
@@ -384,33 +386,11 @@ void checkLength(const RenderSettings& settings, const MovieRequest& request) {
 
 }  // namespace
 
-PixelSize settleSize(const std::optional<PixelSize>& asked, const MediaInfo& first, Edges edges,
-                     Reach reach) {
-    const PixelSize own{first.width, first.height};
-    const PixelSize size = asked ? *asked : edges == Edges::Any ? own : evenSize(own);
-    const std::string whose =
-        asked ? fmt::format("--size {}", describe(size))
-              : fmt::format("{}: the picture is {}", quotedName(first.path), describe(size));
-    if (size.width < kMinPictureSide || size.height < kMinPictureSide)
-        throw Refusal(
-            Problem::BadRequest,
-            fmt::format("{}: both edges must be {} or more; give a larger --size", whose, kMinPictureSide));
-    const int widest = reach == Reach::Effects ? kMaxPictureWidth : kMaxPictureSide;
-    if (size.width > widest || size.height > kMaxPictureSide)
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: {} reach {} pixels across and {} down; give --size {}", whose,
-                                  reach == Reach::Effects ? "effects" : "pictures", widest, kMaxPictureSide,
-                                  describe(largestWithin(size, widest))));
-    if (edges == Edges::OnlyEven && evenSize(size) != size)
-        throw Refusal(Problem::BadRequest, fmt::format("{}: movies need even edges; give --size {}", whose,
-                                                       describe(evenSize(size))));
-    return size;
-}
-
 MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     MovieRequest request(openPlugin(settings.plugin));
     request.seams = settleSeams(edit, request.module);
-    const std::vector<std::string> inputs = filesOf(edit);
+    std::vector<std::string> inputs = filesOf(edit);
+    if (edit.music) inputs.push_back(musicOf(edit));
 
     // The output is refused with a stand-in size before any input is opened.
     WriterSettings& writer = request.writer;
@@ -439,7 +419,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     request.size =
         settleSize(edit.output.size, firstShown(edit, infos), evenOnly ? Edges::OnlyEven : Edges::PreferEven,
                    cutsOnly ? Reach::Cuts : Reach::Effects);
-    request.rate = settleRate(edit, infos);
+    request.rate = settleRate(edit, infos, settings.cancel, request.remarks);
     writer.width = request.size.width;
     writer.height = request.size.height;
     writer.rate = request.rate;
@@ -463,6 +443,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     const bool planar = evenOnly && !alpha;
     readAs(plan.movie, planar, reader);
     reader.sampleRate = writer.sampleRate;
+    reader.channels = channelsFor(edit, infos);
     request.clips = openClips(edit, infos, reader, fields);
     plan = colours(shownOf(request.clips));
     const bool kept = carriesFields(settings.output, plan.movie) && !alpha &&
@@ -471,20 +452,30 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     if (!kept) fields = FieldOrder::progressive;
     ReaderSettings settled = reader;
     settled.keepFields = fields != FieldOrder::progressive;
+    settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
     readAs(plan.movie, planar, settled);
     if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields);
     if (evenOnly) writer.colour = plan.movie;
     request.fields = writer.fields = fields;
-    request.sound = writer.sound =
+    request.clipSound =
         edit.sound != AudioPolicy::none && std::any_of(request.clips.begin(), request.clips.end(),
                                                        [](const Clip& c) { return c.info().hasAudio; });
+    request.sound = writer.sound = request.clipSound || edit.music.has_value();
+    request.limiter = edit.limiter;
+    if (edit.music) {
+        request.musicFile = musicOf(edit);
+        request.musicGain = linearOf(edit.music->gain.value);
+        request.musicDuck = edit.music->duck.value;
+        media::MusicFile::check(request.musicFile, settings.cancel);
+    }
     request.notes = std::move(plan.lines);
     for (const MediaInfo& info : shownOf(request.clips))
-        if (std::string rest = restLine(info, request.sound); !rest.empty())
+        if (std::string rest = restLine(info, request.clipSound ? writer.channels : 0); !rest.empty())
             request.notes.push_back(std::move(rest));
     checkWriter(settings, writer);
 
     planRequest(edit, request);
+    settleMoves(edit, request);
     settleRange(settings, request);
     checkLength(settings, request);
     writer.title = edit.title.value_or("");
@@ -493,7 +484,11 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.pictures = request.end - request.first;
     checkOutputs(settings, inputs, request.end - request.first);
     settleCopies(edit, settings, request);
-    return deepened && !request.writer.copies ? withoutCopies(edit, settings, request) : std::move(request);
+    // What is planned anew has measured its sound.
+    if (deepened && !request.writer.copies) return withoutCopies(edit, settings, request);
+    if (request.clipSound && !settings.output.empty() && !settings.planOnly)
+        settleGains(edit, request, settings.cancel);
+    return request;
 }
 
 }  // namespace tumblewash::edit

@@ -33,6 +33,7 @@ struct RenderSettings {
     std::vector<std::string> reads;  ///< files read besides the clips: the edit's own
     std::string plugin;              ///< a module instead of the built-in one
     int threads = 0;                 ///< sessions side by side; 0 means as many as there are cores
+    bool planOnly = false;           ///< nothing is going to be rendered: what takes long is left out
     bool proxy = false;              ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
@@ -63,35 +64,23 @@ struct MovieRequest {
     media::FrameRate rate;
     media::FieldOrder fields = media::FieldOrder::progressive;
     bool sound = false;
+    bool clipSound = false;  ///< the clips' own sound is in it, not music alone
+    bool limiter = true;     ///< peaks of the whole result are limited
+    std::string musicFile;   ///< empty: none
+    double musicGain = 1;    ///< linear
+    double musicDuck = 12;   ///< dB
     FramePlan plan;
     std::int64_t first = 0;  ///< what is rendered of the plan: frames [first, end)
     std::int64_t end = 0;
     media::WriterSettings writer;
     std::optional<Copying> copying;  ///< what is copied, where that was asked for
-    std::vector<std::string> notes;  ///< what is lost or converted of each clip, one line each with its name
+    std::vector<std::string> notes;   ///< what is lost or converted of each clip, one line each with its name
+    std::vector<std::string> levels;  ///< how loud each clip was found to be, and what gain it gets
     std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
 };
 
 /// Settles an edit, cheapest checks first, and throws Refusal, MediaError or HostError for what cannot be
 /// made. Writes nothing.
 MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings);
-
-/// Which sizes a result may have.
-enum class Edges {
-    Any,         ///< an odd input keeps its size
-    PreferEven,  ///< an odd input grows by one; an odd size that was asked for stays
-    OnlyEven     ///< an odd input grows by one; an odd size that was asked for is refused
-};
-
-/// What a result's pictures pass through, which limits its size.
-enum class Reach {
-    Effects,  ///< transitions, whose worlds have a greatest width
-    Cuts      ///< nothing: pictures are copied as they are
-};
-
-/// The size of a result: the one asked for, else the first input's display size. Refuses sizes outside the
-/// limits, and names the largest of that shape which fits.
-PixelSize settleSize(const std::optional<PixelSize>& asked, const media::MediaInfo& first, Edges edges,
-                     Reach reach = Reach::Effects);
 
 }  // namespace tumblewash::edit

@@ -29,8 +29,10 @@ void put(Load& load, const SeamWish& seam) {
     const std::string open = load.open == 1
                                  ? fmt::format("{} takes 2 or more", seam.id)
                                  : fmt::format("{} seams share them and take 2 or more each", load.open);
-    throw Refusal(Problem::BadRequest, fmt::format("{}: {}: {}{}; use a longer clip or --effect none",
-                                                   clip.name, tooFewFrames(clip.frames), open, taken));
+    const std::int64_t needed = load.taken + 2 * load.open;
+    throw Refusal(Problem::BadRequest,
+                  fmt::format("{}: {}: {}{}; use {} or --effect none", clip.name, tooFewFrames(clip.frames),
+                              open, taken, longerThan(clip, needed)));
 }
 
 /// The longest that a seam may be for the sake of one of its clips.

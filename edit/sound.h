@@ -1,7 +1,7 @@
 // The sound across a transition: levels of single frames become ramps without a step.
-// Levels belong to a frame's first moment; inside the frame they run on to those of the next. The first one starts
-// from what was before and the last ends at what follows, so nothing jumps at either seam. What is louder than full scale passes: that is for
-// the whole result to decide. Samples come from the caller; nothing is decoded or written here.
+// The law is that of host/AudioMix.h; here each frame waits for the next one, the first starts from what was
+// before and the last ends at what follows, so nothing jumps at either seam. Samples come from the caller;
+// nothing is decoded or written here.
 #pragma once
 
 #include <vector>
@@ -15,26 +15,6 @@ struct FrameSound {
     std::vector<float> outgoing;
     std::vector<float> incoming;
 };
-
-/// How a gain runs from the first moment of a frame to that of the next.
-enum class RampShape {
-    straight,    ///< in a straight line
-    quarterSine  ///< sin(pi/2 x), x running in a straight line: the squares for x and 1 - x add up to one
-};
-
-/// Where both clips stand at one moment: gains of 0 to 1 for a straight ramp, x for a quarter sine.
-struct MixMoment {
-    double outgoing = 0;  ///< of the outgoing (or only) clip
-    double incoming = 0;  ///< of the incoming clip
-    bool operator==(const MixMoment&) const = default;
-};
-
-/// The shape that a policy gives its ramps: a quarter sine for equal power, else straight.
-RampShape rampShape(host::AudioPolicy policy) noexcept;
-
-/// The first moment of a frame: the levels that the policy gives it as gains, for equal power the place on the
-/// quarter sine, unrounded. Clips have their full volume.
-MixMoment mixMoment(host::AudioPolicy policy, const host::AudioCircumstances& now);
 
 /// Which end of a frame's sound.
 enum class SoundEnd { Head, Tail };
@@ -52,20 +32,20 @@ class SoundRamp {
   public:
     /// `before` is where the clips stand ahead of the transition: its first frame starts from there, whatever
     /// its own.
-    SoundRamp(MixMoment before, RampShape shape, int channels)
+    SoundRamp(host::MixMoment before, host::RampShape shape, int channels)
         : moment_(before), shape_(shape), channels_(channels) {}
     /// Takes a frame and gives back the one before it, mixed; empty for the first.
-    std::vector<float> push(MixMoment moment, FrameSound sound);
+    std::vector<float> push(host::MixMoment moment, FrameSound sound);
     /// Gives back the last frame, mixed toward what follows the transition.
-    std::vector<float> finish(MixMoment after);
+    std::vector<float> finish(host::MixMoment after);
 
   private:
-    std::vector<float> mix(MixMoment next);
+    std::vector<float> mix(host::MixMoment next);
 
     bool holding_ = false;
     bool started_ = false;
-    MixMoment moment_;
-    RampShape shape_;
+    host::MixMoment moment_;
+    host::RampShape shape_;
     int channels_;
     FrameSound sound_;
 };

@@ -13,7 +13,7 @@ int lastClipOf(const Segment& segment) {
 /// True when one clip goes on where the other stops in the same file, so that nothing jumps.
 bool goesOn(const Clip& before, const Clip& after) {
     return !before.isBlack() && before.path() == after.path() &&
-           before.in() + before.frames() == after.in();
+           before.in() + before.frames() == after.in() && before.gain() == after.gain();
 }
 
 }  // namespace
@@ -21,7 +21,8 @@ bool goesOn(const Clip& before, const Clip& after) {
 Soundtrack::Soundtrack(const MovieRequest& request, Sink sink)
     : request_(request),
       sink_(std::move(sink)),
-      limiter_(media::kChannels, request.writer.sampleRate, true) {
+      limiter_(request.writer.channels, request.writer.sampleRate, request.limiter) {
+    if (!request.musicFile.empty()) music_.emplace(request);
     const std::vector<Segment>& segments = request.plan.segments;
     for (std::size_t i = 1; i < segments.size(); ++i) {
         const int before = lastClipOf(segments[i - 1]);
@@ -35,12 +36,17 @@ Soundtrack::Soundtrack(const MovieRequest& request, Sink sink)
 }
 
 void Soundtrack::add(std::int64_t frame, std::vector<float> samples) {
-    const int channels = media::kChannels;
+    const int channels = request_.writer.channels;
     const int rate = request_.writer.sampleRate;
     if (ending_.contains(frame)) fadeEnd(samples, channels, rate, SoundEnd::Tail, kCutFadeSeconds);
     if (beginning_.contains(frame)) fadeEnd(samples, channels, rate, SoundEnd::Head, kCutFadeSeconds);
+    if (music_) music_->addTo(frame, samples);
     limiter_.pass(samples, limited_);
     send();
+}
+
+std::vector<std::string> Soundtrack::warnings() const {
+    return music_ ? music_->warnings() : std::vector<std::string>{};
 }
 
 void Soundtrack::finish() {

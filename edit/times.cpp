@@ -143,13 +143,23 @@ FrameRate parseRate(const std::string& text) {
 }
 
 PixelSize parseSize(const std::string& text) {
+    struct Named {
+        const char* name;
+        PixelSize size;
+    };
+    static constexpr Named kNamed[] = {
+        {"480p", {854, 480}},    {"720p", {1280, 720}}, {"1080p", {1920, 1080}}, {"1440p", {2560, 1440}},
+        {"2160p", {3840, 2160}}, {"4k", {3840, 2160}},  {"4K", {3840, 2160}}};
+    for (const Named& named : kNamed)
+        if (text == named.name) return named.size;
     const std::size_t cross = text.find_first_of("xX");
     std::int64_t width = 0;
     std::int64_t height = 0;
     if (cross == std::string::npos || !parseWhole(text.substr(0, cross), width) ||
         !parseWhole(text.substr(cross + 1), height))
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("'{}' is no size; write WIDTHxHEIGHT, e.g. 1280x720", text));
+        throw Refusal(
+            Problem::BadRequest,
+            fmt::format("'{}' is no size; write WIDTHxHEIGHT, 720p, 1080p or 4k, e.g. 1280x720", text));
     return {static_cast<int>(width), static_cast<int>(height)};
 }
 

@@ -36,7 +36,8 @@ TimeSpan parseTime(const std::string& text);
 /// `47.952`, `59.94`, `119.88`) give their exact fractions. From 1 to 240. Throws Refusal (BadRequest).
 media::FrameRate parseRate(const std::string& text);
 
-/// Reads `WIDTHxHEIGHT`. Throws Refusal (BadRequest) when it is no size; limits are refuseSize's.
+/// Reads `WIDTHxHEIGHT`, `480p`, `720p`, `1080p`, `1440p`, `2160p` or `4k`. Throws Refusal (BadRequest) when
+/// it is no size; limits are refuseSize's.
 PixelSize parseSize(const std::string& text);
 
 /// Reads a decimal number without a sign, exponent or unit into `whole` + `micro` / 1e6; false when it is

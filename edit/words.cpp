@@ -24,9 +24,21 @@ std::span<const Word<AudioPolicy>> audioWords() {
     return kWords;
 }
 
+std::span<const Word<ChannelChoice>> channelWords() {
+    static constexpr Word<ChannelChoice> kWords[] = {
+        {"keep", ChannelChoice::keep}, {"stereo", ChannelChoice::stereo}, {"mono", ChannelChoice::mono}};
+    return kWords;
+}
+
 std::span<const Word<Fit>> fitWords() {
     static constexpr Word<Fit> kWords[] = {
-        {"contain", Fit::contain}, {"cover", Fit::cover}, {"stretch", Fit::stretch}};
+        {"contain", Fit::contain}, {"blur", Fit::blur}, {"cover", Fit::cover}, {"stretch", Fit::stretch}};
+    return kWords;
+}
+
+std::span<const Word<StillMotion>> stillMotionWords() {
+    static constexpr Word<StillMotion> kWords[] = {
+        {"none", StillMotion::none}, {"zoom", StillMotion::zoom}, {"pan", StillMotion::pan}};
     return kWords;
 }
 

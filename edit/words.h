@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "edit/edit.h"
 #include "host/AudioMix.h"
 #include "hostapi/HYPlugin.h"
 #include "media/ColourPlan.h"
@@ -25,7 +26,9 @@ struct Word {
 
 std::span<const Word<HYPluginDirection>> directionWords();
 std::span<const Word<host::AudioPolicy>> audioWords();
+std::span<const Word<ChannelChoice>> channelWords();
 std::span<const Word<media::Fit>> fitWords();
+std::span<const Word<StillMotion>> stillMotionWords();
 std::span<const Word<media::HdrPolicy>> hdrWords();
 std::span<const Word<media::ToneMap>> toneMapWords();
 std::span<const Word<media::Codec>> codecWords();

@@ -14,6 +14,7 @@ namespace tumblewash::host {
 namespace {
 
 constexpr int kUnity = 256;
+constexpr double kQuarter = std::numbers::pi / 2.0;
 
 constexpr std::array<std::pair<AudioPolicy, std::string_view>, 4> kPolicyNames{{
     {AudioPolicy::natural, "natural"},
@@ -47,7 +48,7 @@ AudioLevels straightFade(const AudioCircumstances& now) {
 
 AudioLevels equalPowerFade(const AudioCircumstances& now) {
     if (now.steady) return scaledByVolume(now, 1.0, 1.0);
-    const double angle = now.fraction * std::numbers::pi / 2.0;
+    const double angle = now.fraction * kQuarter;
     if (now.arriving) return scaledByVolume(now, std::sin(angle), 0.0);
     return scaledByVolume(now, std::cos(angle), std::sin(angle));
 }
@@ -103,24 +104,51 @@ std::int64_t samplesBefore(std::int64_t frame, int rate, int fpsNumerator, int f
     return periods * perPeriod + rest * whole + rest * part / fpsNumerator;
 }
 
-void addRamped(std::span<float> out, std::span<const float> in, int channels, int fromLevel, int toLevel) {
+RampShape rampShape(AudioPolicy policy) noexcept {
+    return policy == AudioPolicy::equalPower ? RampShape::quarterSine : RampShape::straight;
+}
+
+MixMoment mixMoment(AudioPolicy policy, const AudioCircumstances& now) {
+    if (policy != AudioPolicy::equalPower) return momentOf(policy, decideLevels(policy, now));
+    const auto place = [](bool present, int volume, double x) {
+        if (!present) return 0.0;
+        const double full = static_cast<double>(volumeLevel(volume)) / kUnity;
+        const double along = std::clamp(x, 0.0, 1.0);
+        return full == 1.0 ? along : std::asin(full * std::sin(kQuarter * along)) / kQuarter;
+    };
+    const double outgoing = now.steady ? 1.0 : now.arriving ? now.fraction : 1.0 - now.fraction;
+    const double incoming = now.steady ? 1.0 : now.arriving ? 0.0 : now.fraction;
+    return {place(now.hasOutgoing, now.outgoingVolume, outgoing),
+            place(now.hasIncoming, now.incomingVolume, incoming)};
+}
+
+MixMoment momentOf(AudioPolicy policy, AudioLevels levels) {
+    const auto place = [policy](int level) {
+        const double gain = static_cast<double>(level) / kUnity;
+        return policy == AudioPolicy::equalPower ? std::asin(gain) / kQuarter : gain;
+    };
+    levels = clamped(levels);
+    return {place(levels.outgoing), place(levels.incoming)};
+}
+
+void addRamped(std::span<float> out, std::span<const float> in, int channels, double from, double to,
+               RampShape shape) {
     if (channels <= 0) return;
     const auto width = static_cast<std::size_t>(channels);
     const std::size_t length = out.size() / width;
     const std::size_t available = std::min(length, in.size() / width);
-    const double from = static_cast<double>(fromLevel) / kUnity;
-    const double slope = (static_cast<double>(toLevel) / kUnity - from) /
-                         static_cast<double>(std::max<std::size_t>(length, 1));
+    const double slope = (to - from) / static_cast<double>(std::max<std::size_t>(length, 1));
     for (std::size_t i = 0; i < available; ++i) {
-        const auto gain = static_cast<float>(from + slope * static_cast<double>(i + 1));
+        const double along = from + slope * static_cast<double>(i + 1);
+        const auto gain =
+            static_cast<float>(shape == RampShape::straight ? along : std::sin(kQuarter * along));
         for (std::size_t c = 0; c < width; ++c) out[i * width + c] += in[i * width + c] * gain;
     }
 }
 
-void saturate(std::span<float> samples) noexcept {
-    for (float& sample : samples) {
-        sample = std::isnan(sample) ? 0.0F : std::clamp(sample, -1.0F, 1.0F);
-    }
+void heal(std::span<float> samples) noexcept {
+    for (float& sample : samples)
+        if (!std::isfinite(sample)) sample = 0.0F;
 }
 
 }  // namespace tumblewash::host

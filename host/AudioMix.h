@@ -1,6 +1,9 @@
 // Levels and mixing: pure functions from the levels that a plug-in asked for to the samples of one output
-// frame. Levels are 0 to 256, 256 being unity gain; samples are interleaved float, nominally -1 to 1. It
-// keeps no state and knows no clips: a Session carries the previous frame's levels from call to call.
+// frame. Levels are 0 to 256, 256 being unity gain; samples are interleaved float, nominally -1 to 1, and
+// pass beyond that unchanged: what becomes of a whole result that is too loud is no single frame's business.
+// The one law of time: inside a stretch of samples the gains run from those at its beginning to those at its
+// end, in the policy's shape, and the next stretch begins where this one ended. Who mixes says what the two
+// ends are, out of what is known then. Nothing here keeps a state or knows clips.
 #pragma once
 
 #include <cstdint>
@@ -55,13 +58,37 @@ struct AudioCircumstances {
 /// rate >= 0.
 [[nodiscard]] std::int64_t samplesBefore(std::int64_t frame, int rate, int fpsNumerator, int fpsDenominator);
 
-/// Adds `in` to `out` (both interleaved, `channels` wide) at a gain that runs in a straight line from
-/// fromLevel/256 to toLevel/256: sample frame i of n gets from + (to - from) * (i + 1) / n, so the last one
-/// has the new level and the next block goes on from there without a step. What `in` is short of `out` is
-/// silence.
-void addRamped(std::span<float> out, std::span<const float> in, int channels, int fromLevel, int toLevel);
+/// How a gain runs from the beginning of a stretch of samples to its end.
+enum class RampShape {
+    straight,    ///< in a straight line
+    quarterSine  ///< sin(pi/2 x), x running in a straight line: the squares of x and 1 - x add up to one
+};
 
-/// Limits a finished mix to -1..1; what is no number becomes 0.
-void saturate(std::span<float> samples) noexcept;
+/// Where both clips stand at one moment: gains of 0 to 1 for a straight ramp, x for a quarter sine.
+struct MixMoment {
+    double outgoing = 0;  ///< of the outgoing (or only) clip
+    double incoming = 0;  ///< of the incoming clip
+    /// Equal in both.
+    friend bool operator==(const MixMoment&, const MixMoment&) = default;
+};
+
+/// The shape that a policy gives its ramps: a quarter sine for equal power, else straight.
+[[nodiscard]] RampShape rampShape(AudioPolicy policy) noexcept;
+
+/// The levels of decideLevels as gains; for equal power the place on the quarter sine that gives them,
+/// unrounded.
+[[nodiscard]] MixMoment mixMoment(AudioPolicy policy, const AudioCircumstances& now);
+
+/// The moment at which a ramp of this policy has these levels, each limited to 0 to 256.
+[[nodiscard]] MixMoment momentOf(AudioPolicy policy, AudioLevels levels);
+
+/// Adds `in` to `out` (both interleaved, `channels` wide) at a gain that runs over out's n sample frames:
+/// sample frame i stands at from + (to - from) * (i + 1) / n, so the last one has reached `to` and the next
+/// block goes on from there without a step. What `in` is short of `out` is silence.
+void addRamped(std::span<float> out, std::span<const float> in, int channels, double from, double to,
+               RampShape shape = RampShape::straight);
+
+/// Replaces samples that are no number, or infinite, by silence.
+void heal(std::span<float> samples) noexcept;
 
 }  // namespace tumblewash::host

@@ -95,7 +95,7 @@ struct Session::Impl final : HostInstance {
         const Loan* incoming = nullptr;
     };
     Sound gatherSound() const;
-    void mix(FrameResult& result) const;
+    void mix(FrameResult& result);
 
     PluginModule module;
     SessionSettings settings;
@@ -110,6 +110,7 @@ struct Session::Impl final : HostInstance {
     std::string sourceProblem;              // what the source said when a frame could not be had
     std::optional<std::int32_t> lastFrame;  // rendered last and well, for the ramp
     AudioLevels levels;                     // at its end
+    MixMoment moment;                       // the same, unrounded
 };
 
 template <class Request>
@@ -357,23 +358,24 @@ Session::Impl::Sound Session::Impl::gatherSound() const {
     return sound;
 }
 
-void Session::Impl::mix(FrameResult& result) const {
+void Session::Impl::mix(FrameResult& result) {
     const std::int32_t k = params.renderFrame;
+    const AudioPolicy policy = settings.audio.policy;
     const Sound sound = gatherSound();
     result.asked = sound.now.asked;
-    result.levels = decideLevels(settings.audio.policy, sound.now);
-    AudioLevels from = result.levels;
-    if (lastFrame && k == *lastFrame + 1) from = levels;
-    if (firstFrame && k == 0 && settings.audio.before) from = *settings.audio.before;
-    if (sound.outgoing != nullptr) {
-        addRamped(result.samples, sound.outgoing->samples, settings.audio.channels, from.outgoing,
-                  result.levels.outgoing);
-    }
-    if (sound.incoming != nullptr) {
-        addRamped(result.samples, sound.incoming->samples, settings.audio.channels, from.incoming,
-                  result.levels.incoming);
-    }
-    saturate(result.samples);
+    result.levels = decideLevels(policy, sound.now);
+    const MixMoment to = mixMoment(policy, sound.now);
+    MixMoment from = to;
+    if (lastFrame && k == *lastFrame + 1) from = moment;
+    if (firstFrame && k == 0 && settings.audio.before) from = momentOf(policy, *settings.audio.before);
+    const auto add = [&](const Loan* loan, double gain, double next) {
+        if (loan != nullptr)
+            addRamped(result.samples, loan->samples, settings.audio.channels, gain, next, rampShape(policy));
+    };
+    add(sound.outgoing, from.outgoing, to.outgoing);
+    add(sound.incoming, from.incoming, to.incoming);
+    heal(result.samples);
+    moment = to;
 }
 
 Session::Session(PluginModule module, const SessionSettings& settings, FrameSource& source)

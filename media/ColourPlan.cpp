@@ -231,13 +231,15 @@ ColourPlan planColours(const std::vector<MediaInfo>& clips, const ColourWishes& 
     return Planner(clips, wishes, output).plan(width, height);
 }
 
-std::string restLine(const MediaInfo& clip, bool sound) {
+std::string restLine(const MediaInfo& clip, int channels) {
     std::string left;
     for (const std::string& part : clip.leftOut) left.append(left.empty() ? "" : ", ").append(part);
-    const bool folded = sound && clip.channels > 2;
+    const bool folded = channels > 0 && clip.channels > 2 && clip.channels > channels;
     if (!folded && left.empty()) return {};
     std::string out = quotedName(clip.path) + ": ";
-    if (folded) out += clip.channelLayout + " sound is folded to stereo";
+    if (folded)
+        out +=
+            clip.channelLayout + (channels == 1 ? " sound is folded to mono" : " sound is folded to stereo");
     if (!left.empty()) out += (folded ? "; left out: " : "left out: ") + left;
     return out;
 }

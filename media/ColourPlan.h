@@ -44,8 +44,8 @@ struct ColourPlan {
 ColourPlan planColours(const std::vector<MediaInfo>& clips, const ColourWishes& wishes,
                        const std::string& output, int width, int height);
 
-/// What is left out of a clip besides, in one line with its name; empty when nothing is. `sound`: the result
-/// has sound.
-std::string restLine(const MediaInfo& clip, bool sound);
+/// What is left out of a clip besides, in one line with its name; empty when nothing is. `channels`: how
+/// many the result's sound has, 0 without sound.
+std::string restLine(const MediaInfo& clip, int channels);
 
 }  // namespace tumblewash::media

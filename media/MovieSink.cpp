@@ -91,6 +91,7 @@ class MovieSink final : public Sink {
           settings_(settings),
           container_(container),
           colour_(movieColourOf(output, settings)),
+          width_(static_cast<size_t>(settings.channels)),
           file_(output, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
     void option(int set) const;
@@ -99,6 +100,7 @@ class MovieSink final : public Sink {
     const WriterSettings settings_;
     const Container& container_;
     const MovieColour colour_;
+    const size_t width_;  // channels of the sound
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
     std::optional<MuxerFile> bytes_;
@@ -173,9 +175,12 @@ void MovieSink::openAudio() {
     AVCodecContext& codec = *audio_;
     codec.sample_rate = settings_.sampleRate;
     codec.time_base = {1, settings_.sampleRate};
-    codec.bit_rate = container_.audioBits;
+    // A channel alone costs half of a pair, six cost twice a pair: some hold little.
+    codec.bit_rate = settings_.channels == 1   ? container_.audioBits / 2
+                     : settings_.channels == 2 ? container_.audioBits
+                                               : container_.audioBits * 2;
     codec.sample_fmt = isWebm(container_) ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_FLTP;
-    av_channel_layout_default(&codec.ch_layout, kChannels);
+    av_channel_layout_default(&codec.ch_layout, settings_.channels);
     audioStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     open(codec, *audioStream_);
 }
@@ -280,16 +285,14 @@ void MovieSink::sendSound(size_t frames) {
     if (av_channel_layout_copy(&frame->ch_layout, &audio_->ch_layout) < 0) throw std::bad_alloc();
     if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
     if (audio_->sample_fmt == AV_SAMPLE_FMT_FLT) {
-        std::memcpy(frame->data[0], pending_.data(), frames * kChannels * sizeof(float));
+        std::memcpy(frame->data[0], pending_.data(), frames * width_ * sizeof(float));
     } else {
-        auto* left = reinterpret_cast<float*>(frame->data[0]);
-        auto* right = reinterpret_cast<float*>(frame->data[1]);
-        for (size_t i = 0; i < frames; ++i) {
-            left[i] = pending_[kChannels * i];
-            right[i] = pending_[kChannels * i + 1];
+        for (size_t c = 0; c < width_; ++c) {
+            auto* plane = reinterpret_cast<float*>(frame->extended_data[c]);
+            for (size_t i = 0; i < frames; ++i) plane[i] = pending_[width_ * i + c];
         }
     }
-    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(frames * kChannels));
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(frames * width_));
     frame->pts = samples_;
     samples_ += static_cast<int64_t>(frames);
     send(*audio_, *audioStream_, frame.get());
@@ -298,12 +301,12 @@ void MovieSink::sendSound(size_t frames) {
 void MovieSink::samples(const float* interleaved, size_t frames) {
     if (!audio_) return;
     const auto unit = static_cast<size_t>(std::max(1, audio_->frame_size));
-    pending_.insert(pending_.end(), interleaved, interleaved + frames * kChannels);
-    while (pending_.size() >= unit * kChannels) sendSound(unit);
+    pending_.insert(pending_.end(), interleaved, interleaved + frames * width_);
+    while (pending_.size() >= unit * width_) sendSound(unit);
 }
 
 void MovieSink::finish() {
-    if (audio_ && !pending_.empty()) sendSound(pending_.size() / kChannels);
+    if (audio_ && !pending_.empty()) sendSound(pending_.size() / width_);
     if (splicer_)
         splicer_->finish();
     else

@@ -73,7 +73,7 @@ struct Md5 {
 class DigestSink final : public Sink {
   public:
     DigestSink(const std::string& output, const WriterSettings& settings)
-        : output_(output), sound_(settings.sound) {
+        : output_(output), sound_(settings.sound), width_(static_cast<size_t>(settings.channels)) {
         const std::string path = output.substr(std::strlen("md5:"));
         if (!path.empty()) file_.emplace(path, settings.force);
     }
@@ -86,7 +86,7 @@ class DigestSink final : public Sink {
     }
     void samples(const float* interleaved, size_t frames) override {
         bytes_.clear();
-        for (size_t i = 0; i < frames * kChannels; ++i) {
+        for (size_t i = 0; i < frames * width_; ++i) {
             const long value = std::lrint(std::clamp(interleaved[i], -1.0F, 1.0F) * 32767.0F);
             bytes_.push_back(static_cast<uint8_t>(value & 0xFF));
             bytes_.push_back(static_cast<uint8_t>(value >> 8 & 0xFF));
@@ -114,6 +114,7 @@ class DigestSink final : public Sink {
 
     std::string output_;
     bool sound_;
+    size_t width_;
     std::optional<StagedFile> file_;
     Md5 soundSum_;
     std::vector<uint8_t> bytes_;

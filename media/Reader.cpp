@@ -29,6 +29,8 @@ void checkSettings(const std::string& path, const ReaderSettings& settings) {
         refuse("a still lasts more than 0 s and at most a day");
     if (settings.sampleRate < 8000 || settings.sampleRate > 192000)
         refuse("sample rates go from 8000 to 192000");
+    if (settings.channels != 1 && settings.channels != 2 && settings.channels != 6)
+        refuse("sound has 1, 2 or 6 channels");
 }
 
 ReaderSettings completed(const MediaInfo& info, ReaderSettings settings) {
@@ -50,7 +52,7 @@ struct Reader::Impl {
           settings(completed(facts.info, wanted)),
           extent(measureExtent(facts, settings.threads, settings.cancel)),
           pictures(facts, settings, extent),
-          sound(openSound(facts, {settings.sampleRate, kChannels}, settings.cancel)),
+          sound(openSound(facts, {settings.sampleRate, settings.channels}, settings.cancel)),
           fields(pictures.fields()) {
         start();
     }

@@ -16,6 +16,8 @@ namespace tumblewash::media {
 /// How a picture is brought to a size of another shape.
 enum class Fit {
     contain,  ///< whole picture, black beside it
+    blur,     ///< whole picture between strips of an enlarged, blurred copy of it; nothing beside it where
+              ///< transparency is kept
     cover,    ///< no black, the surplus cut off evenly
     stretch   ///< both sides to measure
 };
@@ -29,6 +31,7 @@ struct ReaderSettings {
     double stillSeconds = 4;  ///< how long a still lasts
     int64_t stillFrames = 0;  ///< the same in pictures; wins when above 0
     int sampleRate = 48000;
+    int channels = 2;  ///< of the sound: 1 mono, 2 left and right, 6 as 5.1 (FL FR FC LFE BL BR)
     PixelLayout layout = PixelLayout::argb;
     ColourMatrix matrix = ColourMatrix::bt709;  ///< of planar pictures; take the writer's
     Transfer transfer = Transfer::sdr;   ///< what signal the pictures shall be: SDR in BT.709, or HLG or
@@ -43,9 +46,6 @@ struct ReaderSettings {
                                            ///< look at the name holds for no other
     CancelFlag cancel = nullptr;
 };
-
-/// Number of channels of all sound in this room: interleaved left, right.
-constexpr int kChannels = 2;
 
 /// One open input. Movable, not copyable. One thread may use it at a time.
 class Reader {
@@ -74,7 +74,8 @@ class Reader {
     /// a filter that fails); damage in the clip is no error, see `warnings`.
     PictureRef readPicture();
 
-    /// The next `frames` sample frames into `interleaved` (2 x frames floats, full scale -1..1). Always fills
+    /// The next `frames` sample frames into `interleaved` (channels x frames floats, full scale -1..1; clips
+    /// may go beyond). Always fills
     /// all of them; silence where there is no sound and after its end. Independent of `readPicture`: picture
     /// k begins at sample frame `firstSampleOf(k)`.
     void readSamples(float* interleaved, size_t frames);

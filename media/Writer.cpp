@@ -80,6 +80,8 @@ void checkCommon(const std::string& output, const WriterSettings& settings) {
     if (!settings.rate || settings.rate.den <= 0 || settings.rate.value() > 1000 ||
         settings.rate.value() < 0.001)
         throw MediaError(MediaErrorCode::badRequest, output, "rates go from 0.001 to 1000 pictures a second");
+    if (settings.channels != 1 && settings.channels != 2 && settings.channels != 6)
+        throw MediaError(MediaErrorCode::badRequest, output, "sound has 1, 2 or 6 channels");
 }
 
 }  // namespace
@@ -112,6 +114,7 @@ struct Writer::Impl {
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
+    size_t width() const noexcept { return static_cast<size_t>(settings.channels); }
     void work();
     void stop();
     void push(Item item);
@@ -162,7 +165,7 @@ void Writer::Impl::work() {
             else if (std::holds_alternative<Copied>(item))
                 sink->copiedPicture();
             else if (const Sound& sound = std::get<Sound>(item); !sound.empty())
-                sink->samples(sound.data(), sound.size() / kChannels);
+                sink->samples(sound.data(), sound.size() / width());
         } catch (...) {
             problem = std::current_exception();
         }
@@ -218,14 +221,14 @@ void Writer::Impl::passSound(bool last) {
         held.clear();
         return;
     }
-    const auto wanted = static_cast<size_t>(soundUpTo(pictures) - passed) * kChannels;
+    const auto wanted = static_cast<size_t>(soundUpTo(pictures) - passed) * width();
     if (last) held.resize(wanted, 0.0F);
     const size_t take = std::min(wanted, held.size());
     if (take == 0) return;
     const auto cut = held.begin() + static_cast<ptrdiff_t>(take);
     Sound now(held.begin(), cut);
     held.erase(held.begin(), cut);
-    passed += static_cast<int64_t>(take / kChannels);
+    passed += static_cast<int64_t>(take / width());
     push(std::move(now));
 }
 
@@ -298,7 +301,7 @@ void Writer::writePicture(const uint8_t* argb, ptrdiff_t stride) {
 }
 
 void Writer::writeSamples(const float* interleaved, size_t frames) {
-    impl_->held.insert(impl_->held.end(), interleaved, interleaved + frames * kChannels);
+    impl_->held.insert(impl_->held.end(), interleaved, interleaved + frames * impl_->width());
     impl_->samples += static_cast<int64_t>(frames);
     impl_->passSound(false);
 }

@@ -31,6 +31,7 @@ struct WriterSettings {
     bool sound = true;  ///< false: no sound stream at all
     int sampleRate =
         48000;     ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
+    int channels = 2;  ///< of the sound: 1 mono, 2 stereo, 6 as 5.1
     int crf = -1;  ///< quality, lower is better; -1: the codec's usual one, see codecTable
     std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
     FieldOrder fields =
@@ -84,7 +85,7 @@ class Writer {
     void writePicture(const uint8_t* argb, ptrdiff_t stride);
     /// The next picture is one that the settings' copy plan takes from a clip. Throws MediaError.
     void copyPicture();
-    /// The next sample frames, interleaved left, right; any number. Beyond the pictures' length they are
+    /// The next sample frames, interleaved; any number. Beyond the pictures' length they are
     /// dropped, what is missing is filled with silence, both at `commit`.
     void writeSamples(const float* interleaved, size_t frames);
 

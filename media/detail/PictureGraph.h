@@ -35,6 +35,7 @@ class PictureGraph {
     struct Plan;
     Plan plan(const AVFrame& frame) const;
     std::string describe(const AVFrame& frame, const Plan& plan) const;
+    std::string blurredBeside(const Plan& plan) const;
     void build(const AVFrame& frame);
     void drain();
     void collect(FramePtr frame);

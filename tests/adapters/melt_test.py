@@ -261,7 +261,7 @@ def project_shows_the_programs_pictures(bench):
     mlt, a, b = bench.path("join.mlt"), bench.path("a.png"), bench.path("b.png")
     for effect in ("tumble-away", "wash-reveal", "morph"):
         hosts.run(bench.program, "join", a, b, a, "-q", "-f", "--mlt", mlt, "--effect", effect, "--duration", f"{N}f",
-                  "--still", "2s")
+                  "--still", "2s", "--size", f"{bench.width}x{bench.height}", "--fps", "25")
         shown = [read_png(file) for file in bench.melt("project", mlt)]
         # A seam that overlaps takes its frames from both clips of 50, the morph half from each.
         seam = 50 - (N // 2 if effect == "morph" else N)
@@ -282,7 +282,7 @@ def equal_in_the_project(bench, *words):
     size = f"{bench.width}x{bench.height}"
     # Eighths, which no rounding touches.
     hosts.run(bench.program, "join", *words, "-q", "-f", "--mlt", mlt, "-o", bench.path("joined%04d.png"), "--size", size,
-              "--fps", "25", "--duration", "8f", "--still", "1s")
+              "--fps", "25", "--duration", "8f", "--still", "1s", "--fit", "contain")
     joined = bench.pictures("joined")
     shown = bench.melt("project", mlt)
     assert len(shown) == len(joined), f"{words}: melt renders {len(shown)} frames, the join has {len(joined)}"

@@ -69,6 +69,10 @@ class AlphaTest : public ::testing::Test {
                                           "8f",
                                           "-d",
                                           "6f",
+                                          "--size",
+                                          std::to_string(kWidth) + "x" + std::to_string(kHeight),
+                                          "--fps",
+                                          "25",
                                           "--alpha",
                                           "-f"};
         words.insert(words.end(), more.begin(), more.end());
@@ -199,13 +203,14 @@ TEST_F(AlphaTest, TenBitsOfColourAndAlphaAreKept) {
     EXPECT_THAT(eight.err, HasSubstr("VP9 holds transparency with 8 bits; leave out --depth 10"));
     const RunResult named =
         shop.run({"join", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("n.mov"), "--still", "4f",
-                  "-d", "2f", "--alpha", "--codec", "prores", "-q"});
+                  "-d", "2f", "--size", "64x48", "--alpha", "--codec", "prores", "-q"});
     EXPECT_EQ(named.code, 0) << named.err;
 }
 
 TEST_F(AlphaTest, TransparencyThatIsLostIsSaid) {
-    const RunResult run = shop.run({"join", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("m.mp4"),
-                                    "--still", "8f", "-d", "4f", "--report", shop.file("r.json")});
+    const RunResult run =
+        shop.run({"join", shop.file("a.png"), shop.file("b.png"), "-o", shop.file("m.mp4"), "--still", "8f",
+                  "-d", "4f", "--size", "64x48", "--report", shop.file("r.json")});
     ASSERT_EQ(run.code, 0) << run.err;
     EXPECT_THAT(run.err, HasSubstr("a.png: transparency is laid on black; --alpha keeps it\n"));
     const nlohmann::json report = nlohmann::json::parse(bytesOf(shop.file("r.json")));
@@ -258,7 +263,9 @@ TEST_F(AlphaTest, FingerprintsTakeAlphaInAndDoNotDependOnThreads) {
                                           "--still",
                                           "8f",
                                           "-d",
-                                          "6f"};
+                                          "6f",
+                                          "--size",
+                                          "64x48"};
         words.insert(words.end(), more.begin(), more.end());
         return shop.run(words).out;
     };

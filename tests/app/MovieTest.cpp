@@ -285,7 +285,7 @@ TEST(MovieTest, StillsLastAsLongAsAsked) {
             .code,
         0);
     ASSERT_EQ(shop.run({"join", shop.file("a.png"), shop.file("a.png"), "-o", shop.file("o.mp4"), "-e",
-                        "morph", "-d", "1s", "--still", "2s"})
+                        "morph", "-d", "1s", "--still", "2s", "--fps", "25", "--size", "64x48"})
                   .code,
               0);
     EXPECT_EQ(framesIn(probeJson(shop.file("o.mp4"))), 100);

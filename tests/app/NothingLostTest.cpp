@@ -47,8 +47,9 @@ TEST(NothingLostTest, ASequenceLeavesItsInputsAndOtherPicturesAlone) {
     const Workshop shop;
     makePhotos(shop, {"500.png", "501.png", "700.png"});
     const std::string photo = bytesOf(shop.file("500.png"));
-    const RunResult result = shop.run({"join", shop.file("500.png"), shop.file("501.png"), "-o",
-                                       shop.file("%d.png"), "--still", "12f", "-d", "4f", "--force"});
+    const RunResult result =
+        shop.run({"join", shop.file("500.png"), shop.file("501.png"), "-o", shop.file("%d.png"), "--still",
+                  "12f", "-d", "4f", "--size", "64x48", "--force"});
     EXPECT_EQ(result.code, 0) << result.err;
     EXPECT_THAT(result.err, HasSubstr("3 pictures of higher numbers stay"));
     for (const char* name : {"500.png", "501.png", "700.png"}) EXPECT_EQ(bytesOf(shop.file(name)), photo);

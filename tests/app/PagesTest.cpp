@@ -88,15 +88,16 @@ TEST(EffectsTest, AnIndexServesAsAnId) {
 
 TEST(ProgressTest, TheLineTellsPercentSpeedAndTimeLeft) {
     const std::string line =
-        progressLine("join", {.frame = 50, .frames = 100, .elapsed = 1, .rate = {25, 1}});
+        progressLine("join", {.frame = 50, .frames = 100, .elapsed = 1, .rate = {25, 1}}, 80);
     EXPECT_THAT(line, testing::AllOf(HasSubstr(" 50%"), HasSubstr("2.0x"), HasSubstr("0:01 left")));
-    EXPECT_THAT(progressLine("join", {.frame = 0, .frames = 100, .elapsed = 0, .rate = {25, 1}}),
+    EXPECT_THAT(progressLine("join", {.frame = 0, .frames = 100, .elapsed = 0, .rate = {25, 1}}, 80),
                 HasSubstr("--:-- left"));
 }
 
 TEST(ProgressTest, KeysStandOneToALine) {
-    EXPECT_EQ(progressBlock({.frame = 50, .frames = 100, .elapsed = 1, .rate = {25, 1}}, false),
-              "frame=50\nfps=50.00\nout_time_us=2000000\nspeed=2.000x\nprogress=continue\n");
+    EXPECT_EQ(
+        progressBlock({.frame = 50, .frames = 100, .elapsed = 1, .rate = {25, 1}}, false),
+        "frame=50\ntotal_frames=100\nfps=50.00\nout_time_us=2000000\nspeed=2.000x\nprogress=continue\n");
     EXPECT_THAT(progressBlock({.frame = 0, .frames = 1, .elapsed = 0, .rate = {25, 1}}, true),
                 HasSubstr("progress=end\n"));
 }

@@ -31,7 +31,16 @@ constexpr const char* kEverything = R"({
     "alpha": true
   },
   "sound": "equal-power",
+  "channels": "mono",
+  "loudness": "-16 LUFS",
+  "limiter": false,
+  "music": {
+    "file": "song.mp3",
+    "gain": "-6dB",
+    "duck": "9.5dB"
+  },
   "still": "00:03.5",
+  "stillMotion": "pan",
   "seams": {
     "effect": "tilt-away",
     "speed": "0.25",
@@ -51,6 +60,7 @@ constexpr const char* kEverything = R"({
       "file": "A.mp4",
       "in": "125f",
       "out": "1:02:03.5",
+      "gain": "+3dB",
       "title": "Arrival",
       "was": {
         "bytes": 123456789012,
@@ -117,6 +127,13 @@ TEST(DocumentTest, EveryKeyArrivesWithItsValue) {
     EXPECT_EQ(edit.output.colour, (media::ColourWishes{media::HdrPolicy::keep, media::ToneMap::white, 10,
                                                        media::Codec::prores, true}));
     EXPECT_EQ(edit.sound, host::AudioPolicy::equalPower);
+    EXPECT_EQ(edit.channels, ChannelChoice::mono);
+    EXPECT_EQ(edit.loudness->value, -16);
+    EXPECT_FALSE(edit.limiter);
+    EXPECT_EQ(musicOf(edit), "films/song.mp3");
+    EXPECT_EQ(edit.music->gain.value, -6);
+    EXPECT_EQ(edit.music->duck.value, 9.5);
+    EXPECT_EQ(edit.clips[0].gain->value, 3);
     EXPECT_EQ(edit.still.value, (TimeSpan{TimeSpan::Unit::Microseconds, 3500000}));
     EXPECT_EQ(edit.seams.seed, 4294967295U);
     EXPECT_FLOAT_EQ(edit.seams.speed->value, 0.25F);
@@ -130,9 +147,23 @@ TEST(DocumentTest, EveryKeyArrivesWithItsValue) {
     EXPECT_EQ(edit.clips[2].seam->sound, host::AudioPolicy::none);
 }
 
+TEST(DocumentTest, StillsAreHeldOrLastAndNotBoth) {
+    const std::string text =
+        "{\n  \"tumblewash\": 1,\n  \"hold\": \"3s\",\n  \"clips\": [\n    {\n      \"file\": "
+        "\"a\"\n    }\n  ]\n}\n";
+    const Edit edit = readEdit(text, "x");
+    EXPECT_EQ(edit.hold->value, (TimeSpan{TimeSpan::Unit::Microseconds, 3000000}));
+    EXPECT_EQ(edit.sound, host::AudioPolicy::natural) << "what is left out";
+    EXPECT_EQ(editJson(edit), text);
+    EXPECT_THAT(refusalWith("\"still\": \"00:03.5\"", "\"still\": \"1s\", \"hold\": \"1s\""),
+                HasSubstr("give one"));
+    EXPECT_THAT(refusalWith("\"9.5dB\"", "\"-3dB\""), HasSubstr("/music/duck: give 0dB to 24dB"));
+    EXPECT_THAT(refusalWith("\"-16 LUFS\"", "\"loud\""), HasSubstr("/loudness: 'loud' is no loudness"));
+}
+
 TEST(DocumentTest, AnUnknownKeyIsNamedWithItsLineAndTheNearestOne) {
     EXPECT_EQ(refusalWith("\"out\"", "\"ouy\""),
-              "my.edit.json:38: /clips/0/ouy: no such key (did you mean out?)");
+              "my.edit.json:47: /clips/0/ouy: no such key (did you mean out?)");
     EXPECT_EQ(refusalWith("\"preset\"", "\"presett\""),
               "my.edit.json:13: /output/presett: no such key (did you mean preset?)");
     EXPECT_THAT(refusalWith("\"title\"", "\"a/b~\""), StartsWith("my.edit.json:3: /a~1b~0: no such key"));
@@ -146,9 +177,9 @@ TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
         "prores?)");
     EXPECT_THAT(refusalWith("\"keep\"", "\"hlg\""),
                 StartsWith("my.edit.json:14: /output/hdr: choose one of auto, keep, sdr"));
-    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:37: /clips/0/in: write \"5s\" or \"125f\"");
+    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:46: /clips/0/in: write \"5s\" or \"125f\"");
     EXPECT_THAT(refusalWith("\"125f\"", "\"soon\""),
-                StartsWith("my.edit.json:37: /clips/0/in: 'soon' is no time"));
+                StartsWith("my.edit.json:46: /clips/0/in: 'soon' is no time"));
     EXPECT_THAT(refusalWith("\"tilt-away\"", "\"tilt-awya\""), HasSubstr("did you mean tilt-away?"));
     EXPECT_THAT(refusalWith("\"cover\"", "\"covr\""), HasSubstr("did you mean cover?"));
     EXPECT_THAT(refusalWith("18", "64"), HasSubstr("/output/crf: give a whole number from 0 to 63"));

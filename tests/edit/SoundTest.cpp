@@ -14,7 +14,7 @@ FrameSound steady(std::size_t pairs) {
 }
 
 TEST(SoundRampTest, AFrameRunsFromItsOwnLevelToTheNext) {
-    SoundRamp ramp({1, 0}, RampShape::straight, 2);
+    SoundRamp ramp({1, 0}, host::RampShape::straight, 2);
     EXPECT_TRUE(ramp.push({1.0, 0.0}, steady(4)).empty());
     const std::vector<float> first = ramp.push({0.5, 0.0}, steady(4));
     ASSERT_EQ(first.size(), 8U);
@@ -28,7 +28,7 @@ TEST(SoundRampTest, AFrameRunsFromItsOwnLevelToTheNext) {
 }
 
 TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
-    SoundRamp ramp({1, 0}, RampShape::straight, 2);
+    SoundRamp ramp({1, 0}, host::RampShape::straight, 2);
     std::vector<float> all;
     constexpr int kFrames = 10;
     constexpr std::size_t kPairs = 160;
@@ -46,7 +46,7 @@ TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
 }
 
 TEST(SoundRampTest, TheFirstFrameStartsFromWhatWasBefore) {
-    SoundRamp ramp({1, 0}, RampShape::straight, 2);
+    SoundRamp ramp({1, 0}, host::RampShape::straight, 2);
     FrameSound both{std::vector<float>(8, 1.0F), {}};
     ramp.push({0.0, 0.99609375}, both);
     const std::vector<float> first = ramp.push({0.25, 0.75}, both);
@@ -80,14 +80,14 @@ TEST(SoundEndTest, AShortFrameFadesAllTheWayAndAnEmptyOneStaysEmpty) {
 }
 
 TEST(SoundRampTest, MixedSoundIsNotClampedFrameByFrame) {
-    SoundRamp ramp({1, 1}, RampShape::straight, 2);
+    SoundRamp ramp({1, 1}, host::RampShape::straight, 2);
     FrameSound loud{std::vector<float>(8, 1.0F), std::vector<float>(8, 1.0F)};
     ramp.push({1.0, 1.0}, loud);
     for (const float sample : ramp.finish({1.0, 1.0})) EXPECT_EQ(sample, 2.0F);
 }
 
 TEST(SoundRampTest, ASilentClipLeavesTheOtherAlone) {
-    SoundRamp ramp({1, 1}, RampShape::straight, 2);
+    SoundRamp ramp({1, 1}, host::RampShape::straight, 2);
     ramp.push({1.0, 1.0}, {std::vector<float>(8, 0.25F), {}});
     const std::vector<float> out = ramp.finish({1.0, 1.0});
     ASSERT_EQ(out.size(), 8U);
@@ -98,8 +98,8 @@ TEST(SoundRampTest, EqualPowerKeepsThePowerOfTwoSoundsAtEverySample) {
     // Two frames are the shortest transition: a straight line between their levels would lose 0.69 dB.
     constexpr std::size_t kPairs = 1920;
     constexpr int kFrames = 2;
-    SoundRamp leaving({1, 0}, RampShape::quarterSine, 1);
-    SoundRamp coming({1, 0}, RampShape::quarterSine, 1);
+    SoundRamp leaving({1, 0}, host::RampShape::quarterSine, 1);
+    SoundRamp coming({1, 0}, host::RampShape::quarterSine, 1);
     std::vector<float> a, b;
     const auto add = [](std::vector<float>& all, const std::vector<float>& part) {
         all.insert(all.end(), part.begin(), part.end());
@@ -108,7 +108,7 @@ TEST(SoundRampTest, EqualPowerKeepsThePowerOfTwoSoundsAtEverySample) {
         host::AudioCircumstances now;
         now.fraction = static_cast<double>(k) / kFrames;
         now.hasIncoming = true;
-        const MixMoment moment = mixMoment(host::AudioPolicy::equalPower, now);
+        const host::MixMoment moment = host::mixMoment(host::AudioPolicy::equalPower, now);
         add(a, leaving.push(moment, {std::vector<float>(kPairs, 1.0F), {}}));
         add(b, coming.push(moment, {{}, std::vector<float>(kPairs, 1.0F)}));
     }
@@ -116,11 +116,11 @@ TEST(SoundRampTest, EqualPowerKeepsThePowerOfTwoSoundsAtEverySample) {
     add(b, coming.finish({0, 1}));
     ASSERT_EQ(a.size(), kFrames * kPairs);
     for (std::size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(std::hypot(a[i], b[i]), 1.0, 1e-6) << i;
-    EXPECT_EQ(rampShape(host::AudioPolicy::natural), RampShape::straight);
+    EXPECT_EQ(host::rampShape(host::AudioPolicy::natural), host::RampShape::straight);
 }
 
 TEST(SoundRampTest, WhatIsNoNumberBecomesSilence) {
-    SoundRamp ramp({1, 1}, RampShape::straight, 1);
+    SoundRamp ramp({1, 1}, host::RampShape::straight, 1);
     ramp.push({1, 1}, {{0.5F, std::numeric_limits<float>::quiet_NaN()}, {std::numeric_limits<float>::infinity(), 0.25F}});
     EXPECT_EQ(ramp.finish({1, 1}), (std::vector<float>{0, 0}));
 }

@@ -79,5 +79,22 @@ TEST(SoundtrackTest, EveryFrameCountsItsSamplesWithTheLimiterToo) {
     EXPECT_GT(out[2 * kPairs], 0.87F);
 }
 
+TEST(SoundtrackTest, MonoScenesOfTheWishStayMono) {
+    Edit edit;
+    for (const char* scene : {kA, kB}) {
+        EditClip clip;
+        clip.file = scene;
+        edit.clips.push_back(clip);
+    }
+    edit.channels = ChannelChoice::mono;
+    MovieRequest request = prepareMovie(edit, {});
+    EXPECT_EQ(request.writer.channels, 1);
+    std::vector<float> frame(kPairs);
+    request.clips[0].nextSamples(frame);
+    EXPECT_EQ(frame.size(), std::size_t{kPairs});
+    edit.channels = ChannelChoice::keep;
+    EXPECT_EQ(prepareMovie(edit, {}).writer.channels, 2);
+}
+
 }  // namespace
 }  // namespace tumblewash::edit

@@ -45,7 +45,10 @@ def put(*path, value):
 WRONG = [
     put("tumblewash", value=2), put("tumblewash", value="1"), put("clips", value=[]), put("clips", value={}),
     put("colour", value=1), put("title", value=1), put("chapters", value="yes"), put("sound", value="loud"),
-    put("still", value=4), put("still", value="4 s"), put("output", value=[]), put("output", "size", value="1280"),
+    put("channels", value="quad"), put("loudness", value="16"), put("loudness", value=-16), put("limiter", value="no"),
+    put("music", value="song.mp3"), put("music", value={}), put("music", value={"file": "a", "duck": "-3dB"}),
+    put("music", value={"file": "a", "gain": 6}), put("clips", 0, "gain", value=3), put("clips", 2, "gain", value="3dB"),
+    put("hold", value=3), put("still", value=4), put("still", value="4 s"), put("output", value=[]), put("output", "size", value="1280"),
     put("output", "rate", value="fast"), put("output", "fit", value="covers"), put("output", "crf", value=64),
     put("output", "crf", value=1.5), put("output", "preset", value="turbo"), put("seams", "effect", value="fade"),
     put("output", "codec", value="h265"), put("output", "depth", value=9), put("output", "depth", value="10"),
@@ -66,6 +69,8 @@ with tempfile.TemporaryDirectory() as folder:
                   [A, B, "--opening", "wash-in", "--closing", "tilt-out", "--size", "64x48", "--fps", "29.97", "--seed",
                    "7", "--crf", "30", "--preset", "slow", "--still", "500ms", "--title", "t", "--comment", "c"],
                   [A, B, "--codec", "ffv1", "--depth", "10", "--hdr", "keep", "--tone-map", "white", "--alpha"],
+                  [A, B, "--hold", "1s", "--channels", "mono", "--loudness", "-16LUFS", "--no-limiter", "--audio", "natural",
+                   "--fit", "blur"],
                   [A, B, "--speed", "0.05"]):
         written = pathlib.Path(folder) / "w.edit.json"
         run = subprocess.run([program, "plan", *words, "-o", str(written), "-f"], capture_output=True, text=True)

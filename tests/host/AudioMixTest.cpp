@@ -142,31 +142,31 @@ TEST(SampleCountTest, LongFilmsAndOddRatesDoNotOverflow) {
 TEST(RampTest, RunsFromTheOldLevelAndEndsAtTheNewOne) {
     std::vector<float> out(8, 0.0F);
     const std::vector<float> in(8, 1.0F);
-    addRamped(out, in, 2, 256, 0);
+    addRamped(out, in, 2, 1, 0);
     const std::vector<float> expected{0.75F, 0.75F, 0.5F, 0.5F, 0.25F, 0.25F, 0.0F, 0.0F};
     EXPECT_EQ(out, expected);
 }
 
 TEST(RampTest, UnityLeavesSamplesAndAddsThem) {
     std::vector<float> out{0.25F, -0.5F, 0.125F};
-    addRamped(out, std::vector<float>{0.5F, 0.5F, -0.25F}, 1, 256, 256);
+    addRamped(out, std::vector<float>{0.5F, 0.5F, -0.25F}, 1, 1, 1);
     EXPECT_EQ(out, (std::vector<float>{0.75F, 0.0F, -0.125F}));
 }
 
 TEST(RampTest, ShortInputIsSilenceWithoutChangingTheSlope) {
     std::vector<float> out(4, 0.0F);
-    addRamped(out, std::vector<float>{1.0F, 1.0F}, 1, 0, 256);
+    addRamped(out, std::vector<float>{1.0F, 1.0F}, 1, 0, 1);
     EXPECT_EQ(out, (std::vector<float>{0.25F, 0.5F, 0.0F, 0.0F}));
     std::vector<float> none;
-    addRamped(none, std::vector<float>{1.0F}, 1, 0, 256);
+    addRamped(none, std::vector<float>{1.0F}, 1, 0, 1);
     EXPECT_TRUE(none.empty());
-    addRamped(out, std::vector<float>{1.0F}, 0, 0, 256);
+    addRamped(out, std::vector<float>{1.0F}, 0, 0, 1);
     EXPECT_EQ(out[0], 0.25F);
 }
 
 TEST(RampTest, LongInputIsCut) {
     std::vector<float> out(2, 0.0F);
-    addRamped(out, std::vector<float>(9, 1.0F), 1, 128, 128);
+    addRamped(out, std::vector<float>(9, 1.0F), 1, 0.5, 0.5);
     EXPECT_EQ(out, (std::vector<float>{0.5F, 0.5F}));
 }
 
@@ -178,7 +178,7 @@ TEST(RampTest, NeighbouringBlocksMeetWithoutAStep) {
     for (int k = 0; k < kFrames; ++k) {
         const int level = 256 - 256 * k / kFrames;
         std::vector<float> block(kLength, 0.0F);
-        addRamped(block, std::vector<float>(kLength, 1.0F), 1, before, level);
+        addRamped(block, std::vector<float>(kLength, 1.0F), 1, before / 256.0, level / 256.0);
         whole.insert(whole.end(), block.begin(), block.end());
         before = level;
     }
@@ -188,16 +188,51 @@ TEST(RampTest, NeighbouringBlocksMeetWithoutAStep) {
     }
 }
 
-TEST(SaturateTest, LimitsAndHealsSamples) {
-    std::vector<float> samples{-3.0F,
-                               -1.0F,
-                               0.25F,
-                               1.0F,
-                               7.0F,
-                               std::numeric_limits<float>::quiet_NaN(),
+TEST(RampTest, AQuarterSineKeepsThePowerOfTwoSoundsAtEverySample) {
+    // Two frames are the shortest transition: a straight line between their levels would lose 0.69 dB.
+    constexpr std::size_t kLength = 1920;
+    for (const double at : {0.0, 0.5}) {
+        std::vector<float> leaving(kLength, 0.0F);
+        std::vector<float> coming(kLength, 0.0F);
+        addRamped(leaving, std::vector<float>(kLength, 1.0F), 1, 1 - at, 0.5 - at, RampShape::quarterSine);
+        addRamped(coming, std::vector<float>(kLength, 1.0F), 1, at, at + 0.5, RampShape::quarterSine);
+        for (std::size_t i = 0; i < kLength; ++i) {
+            const double power = static_cast<double>(leaving[i]) * static_cast<double>(leaving[i]) +
+                                 static_cast<double>(coming[i]) * static_cast<double>(coming[i]);
+            ASSERT_NEAR(power, 1.0, 1e-6) << i;
+        }
+    }
+}
+
+TEST(MomentTest, LevelsAreTheGainsOfAStraightRampAndPlacesOnAQuarterSine) {
+    const MixMoment straight = momentOf(AudioPolicy::natural, {64, 300});
+    EXPECT_EQ(straight, (MixMoment{0.25, 1.0}));
+    const MixMoment sine = momentOf(AudioPolicy::equalPower, {256, 128});
+    EXPECT_DOUBLE_EQ(sine.outgoing, 1.0);
+    EXPECT_NEAR(sine.incoming, 1.0 / 3, 1e-12);  // the sine of 30 degrees
+    EXPECT_EQ(momentOf(AudioPolicy::equalPower, {-1, 0}), MixMoment());
+}
+
+TEST(MomentTest, EqualPowerIsNotRoundedAndKeepsAClipsVolume) {
+    AudioCircumstances now;
+    now.fraction = 1.0 / 3;
+    now.hasIncoming = true;
+    now.incomingVolume = 128;
+    const MixMoment moment = mixMoment(AudioPolicy::equalPower, now);
+    EXPECT_DOUBLE_EQ(moment.outgoing, 1 - 1.0 / 3);
+    EXPECT_NEAR(std::sin(std::numbers::pi / 2 * moment.incoming), 0.5 * std::sin(std::numbers::pi / 6),
+                1e-12);
+    now.steady = true;
+    EXPECT_EQ(mixMoment(AudioPolicy::equalPower, now).outgoing, 1.0);
+    EXPECT_EQ(rampShape(AudioPolicy::equalPower), RampShape::quarterSine);
+    EXPECT_EQ(rampShape(AudioPolicy::natural), RampShape::straight);
+}
+
+TEST(HealTest, WhatIsNoNumberBecomesSilenceAndLoudSoundStays) {
+    std::vector<float> samples{-3.0F, 0.25F, 7.0F, std::numeric_limits<float>::quiet_NaN(),
                                std::numeric_limits<float>::infinity()};
-    saturate(samples);
-    EXPECT_EQ(samples, (std::vector<float>{-1.0F, -1.0F, 0.25F, 1.0F, 1.0F, 0.0F, 1.0F}));
+    heal(samples);
+    EXPECT_EQ(samples, (std::vector<float>{-3.0F, 0.25F, 7.0F, 0.0F, 0.0F}));
 }
 
 }  // namespace

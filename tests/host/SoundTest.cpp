@@ -219,11 +219,11 @@ TEST(SoundTest, SourcesThatFallShortAreFilledWithSilenceAndLongOnesCut) {
     EXPECT_EQ(mute.samples, std::vector<float>(full.samples.size(), 0.0F));
 }
 
-TEST(SoundTest, LoudClipsSaturate) {
+TEST(SoundTest, LoudClipsPassForTheWholeResultToDecide) {
     TestSource source;
     source.sound = [](const FrameRequest&, int, int) { return 1.5F; };
     const Heard heard = listen(soundSettings(), source);
-    EXPECT_EQ(*std::max_element(heard.samples.begin(), heard.samples.end()), 1.0F);
+    EXPECT_GT(*std::max_element(heard.samples.begin(), heard.samples.end()), 1.49F);
 }
 
 TEST(SoundTest, VolumesOfTheClipsReachThePlugin) {

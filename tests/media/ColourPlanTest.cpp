@@ -203,15 +203,15 @@ TEST(ColourPlanTest, LightDataThatAgreeAreKeptElseTheBrightestTold) {
 
 TEST(ColourPlanTest, TheRestOfAClipIsOneLine) {
     MediaInfo info = clip("m.mkv");
-    EXPECT_EQ(restLine(info, true), "");
+    EXPECT_EQ(restLine(info, 2), "");
     info.channels = 6;
     info.channelLayout = "5.1";
-    EXPECT_EQ(restLine(info, true), "m.mkv: 5.1 sound is folded to stereo");
-    EXPECT_EQ(restLine(info, false), "");
+    EXPECT_EQ(restLine(info, 2), "m.mkv: 5.1 sound is folded to stereo");
+    EXPECT_EQ(restLine(info, 0), "");
     info.leftOut = {"1 more sound track", "the cover picture"};
-    EXPECT_EQ(restLine(info, true),
+    EXPECT_EQ(restLine(info, 2),
               "m.mkv: 5.1 sound is folded to stereo; left out: 1 more sound track, the cover picture");
-    EXPECT_EQ(restLine(info, false), "m.mkv: left out: 1 more sound track, the cover picture");
+    EXPECT_EQ(restLine(info, 0), "m.mkv: left out: 1 more sound track, the cover picture");
 }
 
 TEST(CodecTableTest, EveryRowHoldsTogether) {

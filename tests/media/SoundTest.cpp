@@ -307,6 +307,32 @@ TEST(SoundTest, ImagesAndAliasesOfResamplingAreBelowMinus90Decibels) {
     }
 }
 
+TEST(SoundTest, SoundIsGivenInOneTwoOrSixChannels) {
+    const TempDir dir;
+    ffmpeg(
+        "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i "
+        "aevalsrc='0.1|0.2|0.3|0.05|0.15|0.25':c=5.1:d=1:s=48000 -c:v libx264 -c:a pcm_f32le " +
+        dir / "six.mkv");
+    ReaderSettings settings;
+    settings.channels = 6;
+    Reader six = Reader::open(dir / "six.mkv", settings);
+    std::vector<float> sound(600);
+    six.readSamples(sound.data(), 100);
+    const float wanted[] = {0.1F, 0.2F, 0.3F, 0.05F, 0.15F, 0.25F};
+    for (size_t c = 0; c < 6; ++c) EXPECT_NEAR(sound[6 * 50 + c], wanted[c], 1e-6) << c;
+    ffmpeg(
+        "-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i aevalsrc='0.5|0.25':d=1:s=48000 -c:v libx264 -c:a "
+        "pcm_f32le " +
+        dir / "two.mkv");
+    settings.channels = 1;
+    Reader one = Reader::open(dir / "two.mkv", settings);
+    one.readSamples(sound.data(), 100);
+    // Both sides by half the power.
+    EXPECT_NEAR(sound[50], 0.75 * std::sqrt(0.5), 1e-5);
+    settings.channels = 3;
+    EXPECT_THROW(Reader::open(dir / "two.mkv", settings), media::MediaError);
+}
+
 TEST(SoundTest, AnAviOfFfmpegsMissesNoPicture) {
     const TempDir dir;
     const std::string input = "-f lavfi -i testsrc=s=64x48:r=25:d=2 -f lavfi -i sine=d=2 ";
