@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <sstream>
 
 namespace tumblewash::app::copies {
@@ -88,12 +89,15 @@ nlohmann::json copiedJoin(const Workshop& shop, std::vector<std::string> words,
     const std::vector<std::string> frames = framesOf(shop, out);
     EXPECT_EQ(framesOf(shop, out, 8), frames);
     EXPECT_EQ(static_cast<std::int64_t>(frames.size()), report["frames"].get<std::int64_t>());
+    std::map<std::string, std::vector<std::string>> sources;
     std::size_t at = 0;
     std::int64_t copied = 0;
     for (const nlohmann::json& run : report["copies"]["runs"]) {
         const auto count = run["frames"].get<std::size_t>();
         if (run.contains("clip")) {
-            const std::vector<std::string> source = framesOf(shop, clips[run["clip"].get<std::size_t>()]);
+            const std::string& file = clips[run["clip"].get<std::size_t>()];
+            if (!sources.contains(file)) sources[file] = framesOf(shop, file);
+            const std::vector<std::string>& source = sources[file];
             const auto first = run["first"].get<std::size_t>();
             std::size_t equal = 0;
             for (std::size_t i = 0; i < count && at + i < frames.size() && first + i < source.size(); ++i)

@@ -70,7 +70,7 @@ const Row kRows[] = {
      "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 12", ".webm"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Jumps, CopyJumpTest, testing::ValuesIn(kRows),
+INSTANTIATE_TEST_SUITE_P(Jumps, CopyJumpTest, testing::ValuesIn(copies::sampledRows(kRows, 2)),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 // A ProRes frame is made from its own picture alone: where the pictures are the same, so are the coded ones.
@@ -177,7 +177,7 @@ const Sounding kSounding[] = {
     {"Pcm", x264("keyint=20"), "-c:a pcm_s16le", ".mov"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Sounds, CopySoundTest, testing::ValuesIn(kSounding),
+INSTANTIATE_TEST_SUITE_P(Sounds, CopySoundTest, testing::ValuesIn(copies::sampledRows(kSounding, 4)),
                          [](const testing::TestParamInfo<Sounding>& row) {
                              return std::string(row.param.name);
                          });
