@@ -16,6 +16,7 @@
 #include "media/detail/EncodedCount.h"
 #include "media/detail/IndexCheck.h"
 #include "media/detail/MuxerFile.h"
+#include "media/detail/PacketFile.h"
 #include "media/detail/Sink.h"
 #include "media/detail/Splicer.h"
 #include "media/detail/VideoEncoder.h"
@@ -57,11 +58,15 @@ class MovieSink final : public Sink {
     MovieSink(const std::string& output, const WriterSettings& settings)
         : MovieSink(output, settings, containerOf(output)) {
         openMuxer();
-        openVideo();
+        if (settings_.piece != Piece::sound) openVideo();
         if (settings_.sound) openAudio();
-        writeHeader();
+        if (settings_.piece == Piece::none)
+            writeHeader();
+        else
+            piece_.emplace(file_, settings_.piece, video_ ? *video_ : *audio_);
     }
     ~MovieSink() override {
+        endUnused();
         if (muxer_ == nullptr) return;
         bytes_.reset();
         avformat_free_context(muxer_);
@@ -73,6 +78,8 @@ class MovieSink final : public Sink {
     void copiedPicture() override;
     void samples(const float* interleaved, size_t frames) override;
     void finish() override;
+    /// Instead of pictures and samples: packets that were encoded elsewhere.
+    MergedPrints merge(const std::vector<PlacedPiece>& pictures, const std::string& sound);
 
   private:
     void openMuxer();
@@ -86,13 +93,16 @@ class MovieSink final : public Sink {
     void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
     void mux(AVPacket& packet, AVRational base, const AVStream& stream);
     void sendSound(size_t frames);
+    void complete();
+    void endUnused() noexcept;
+    void checkHeader(const PacketFileReader& piece, const std::string& file, const AVCodecContext& codec) const;
     MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
         : output_(output),
           settings_(settings),
           container_(container),
           colour_(movieColourOf(output, settings)),
           width_(static_cast<size_t>(settings.channels)),
-          file_(output, settings.force) {}
+          file_(settings.piece == Piece::none ? output : settings.pieceFile, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
     void option(int set) const;
 
@@ -107,6 +117,7 @@ class MovieSink final : public Sink {
     IndexCheck index_;
     CodecPtr video_, audio_;
     std::unique_ptr<Splicer> splicer_;  // in place of the picture encoder
+    std::optional<PacketFileWriter> piece_;
     AVStream* videoStream_ = nullptr;
     AVStream* audioStream_ = nullptr;
     PacketPtr packet_ = newPacket();
@@ -136,6 +147,8 @@ void MovieSink::openMuxer() {
     if (made < 0) failed("this FFmpeg cannot write such files", made);
     // Nothing of the moment goes into the file: the same pictures give the same bytes.
     muxer_->flags |= AVFMT_FLAG_BITEXACT;
+    // The order of packets in the file follows from their times, not from when each was handed over.
+    muxer_->max_interleave_delta = 0;
     muxer_->url = orBadAlloc(av_strdup(output_.c_str()));
     bytes_.emplace(*muxer_, file_.descriptor(), settings_.cancel);
 }
@@ -244,10 +257,9 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
         if (got < 0) failed("a picture or sound cannot be encoded", got);
         count.packet();
         if (codec.codec_type == AVMEDIA_TYPE_VIDEO && packet_->duration == 0) packet_->duration = 1;
-        // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
-        if (&codec == audio_.get() && isWebm(container_)) {
-            packet_->pts += codec.initial_padding;
-            packet_->dts += codec.initial_padding;
+        if (piece_) {
+            piece_->packet(*packet_);
+            continue;
         }
         mux(*packet_, codec.time_base, stream);
     }
@@ -255,6 +267,11 @@ void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFram
 
 /// Takes the packet over; its times are counted in `base`.
 void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
+    // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
+    if (&stream == audioStream_ && isWebm(container_)) {
+        packet.pts += audio_->initial_padding;
+        packet.dts += audio_->initial_padding;
+    }
     av_packet_rescale_ts(&packet, base, stream.time_base);
     packet.stream_index = stream.index;
     if (container_.faststart) index_.note(packet);
@@ -272,6 +289,7 @@ void MovieSink::copiedPicture() {
 void MovieSink::picture(const PictureRef& picture) {
     if (splicer_) return splicer_->picture(picture);
     const FramePtr frame = encoderFrame(picture, settings_, *video_, colour_);
+    if (piece_) piece_->print(printOf(*frame));
     frame->pts = pictures_++;
     send(*video_, *videoStream_, frame.get());
 }
@@ -309,12 +327,39 @@ void MovieSink::finish() {
     if (audio_ && !pending_.empty()) sendSound(pending_.size() / width_);
     if (splicer_)
         splicer_->finish();
-    else
+    else if (video_)
         send(*video_, *videoStream_, nullptr);
     if (audio_) send(*audio_, *audioStream_, nullptr);
     if (!shown_.whole(1, 0) || (audio_ && !sounds_.whole(audio_->frame_size, audio_->initial_padding)))
         throw MediaError(MediaErrorCode::encoding, output_,
                          "its encoder left out pictures or sound; memory may be short, run again");
+    complete();
+}
+
+/// SVT-AV1 waits without an end when it is closed before it was given a picture.
+void MovieSink::endUnused() noexcept {
+    // One that did not open has no codec.
+    if (!video_ || avcodec_is_open(video_.get()) == 0 || pictures_ > 0 ||
+        std::string_view(video_->codec->name) != "libsvtav1")
+        return;
+    try {
+        const FramePtr frame = encoderFrame(PictureRef::makeArgb(settings_.width, settings_.height), settings_,
+                                            *video_, colour_);
+        frame->pts = 0;
+        if (avcodec_send_frame(video_.get(), frame.get()) < 0) return;
+        avcodec_send_frame(video_.get(), nullptr);
+        while (avcodec_receive_packet(video_.get(), packet_.get()) >= 0) continue;
+    } catch (const std::exception&) {
+        // Nothing more can be done for it.
+    }
+}
+
+void MovieSink::complete() {
+    if (piece_) {
+        piece_->finish();
+        file_.commit();
+        return;
+    }
     const int ended = av_write_trailer(muxer_);
     throwIfRaised(settings_.cancel, output_);
     if (ended < 0) failed("its index cannot be written", ended);
@@ -331,7 +376,76 @@ void MovieSink::finish() {
     file_.commit();
 }
 
+void MovieSink::checkHeader(const PacketFileReader& piece, const std::string& file,
+                            const AVCodecContext& codec) const {
+    const std::vector<uint8_t>& header = piece.header();
+    const auto size = static_cast<size_t>(std::max(0, codec.extradata_size));
+    if (header.size() == size && (size == 0 || std::memcmp(header.data(), codec.extradata, size) == 0)) return;
+    throw MediaError(MediaErrorCode::badRequest, file,
+                     "was encoded with other settings or by another version of the encoder; render it again");
+}
+
+MergedPrints MovieSink::merge(const std::vector<PlacedPiece>& pictures, const std::string& sound) {
+    int64_t delay = 0;
+    for (const PlacedPiece& piece : pictures) delay = std::max(delay, piece.delay);
+    std::optional<PacketFileReader> video;
+    std::optional<PacketFileReader> audio;
+    size_t at = 0;
+    MergedPrints prints;
+    Sha256 seen;
+    Sha256 heard;
+    const auto nextVideo = [&]() -> PacketPtr {
+        for (; at < pictures.size(); ++at, video.reset()) {
+            const PlacedPiece& piece = pictures[at];
+            if (!video) {
+                video.emplace(piece.file);
+                checkHeader(*video, piece.file, *video_);
+            }
+            if (PacketPtr packet = video->next()) {
+                packet->pts += piece.first;
+                packet->dts += piece.first - (delay - piece.delay);
+                return packet;
+            }
+            for (const PicturePrint& print : video->prints()) seen.add(print.data(), print.size());
+        }
+        return nullptr;
+    };
+    const auto nextAudio = [&]() -> PacketPtr {
+        if (!audio) return nullptr;
+        PacketPtr packet = audio->next();
+        if (packet) heard.add(packet->data, static_cast<size_t>(packet->size));
+        return packet;
+    };
+    if (!sound.empty()) {
+        audio.emplace(sound);
+        checkHeader(*audio, sound, *audio_);
+    }
+    PacketPtr picture = nextVideo();
+    PacketPtr samples = nextAudio();
+    while (picture || samples) {
+        throwIfRaised(settings_.cancel, output_);
+        const bool first = picture && (!samples || av_compare_ts(picture->dts, video_->time_base, samples->dts,
+                                                                 audio_->time_base) <= 0);
+        if (first) {
+            mux(*picture, video_->time_base, *videoStream_);
+            picture = nextVideo();
+        } else {
+            mux(*samples, audio_->time_base, *audioStream_);
+            samples = nextAudio();
+        }
+    }
+    complete();
+    prints.pictures = seen.text();
+    if (audio) prints.sound = heard.text();
+    return prints;
+}
+
 }  // namespace
+
+MergedPrints mergeMovie(const std::string& output, const WriterSettings& settings,
+                        const std::vector<PlacedPiece>& pictures, const std::string& sound) {
+    return MovieSink(output, settings).merge(pictures, sound);
+}
 
 void checkMovie(const std::string& output, const WriterSettings& settings) {
     const Container& container = containerOf(output);
@@ -354,7 +468,7 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
     if (settings.sound && !(isWebm(container) ? known(opusRates) : known(aacRates)))
         refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
                " samples a second; use 48000");
-    checkTarget(output, settings.force);
+    checkTarget(settings.piece == Piece::none ? output : settings.pieceFile, settings.force);
 }
 
 std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings& settings) {

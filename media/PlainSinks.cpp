@@ -73,7 +73,10 @@ struct Md5 {
 class DigestSink final : public Sink {
   public:
     DigestSink(const std::string& output, const WriterSettings& settings)
-        : output_(output), sound_(settings.sound), width_(static_cast<size_t>(settings.channels)) {
+        : output_(output),
+          sound_(settings.sound),
+          width_(static_cast<size_t>(settings.channels)),
+          number_(settings.firstPicture) {
         const std::string path = output.substr(std::strlen("md5:"));
         if (!path.empty()) file_.emplace(path, settings.force);
     }
@@ -115,10 +118,10 @@ class DigestSink final : public Sink {
     std::string output_;
     bool sound_;
     size_t width_;
+    int64_t number_;
     std::optional<StagedFile> file_;
     Md5 soundSum_;
     std::vector<uint8_t> bytes_;
-    int64_t number_ = 0;
     size_t samples_ = 0;
 };
 

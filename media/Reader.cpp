@@ -73,6 +73,7 @@ struct Reader::Impl {
     const FieldOrder fields;
     int64_t position = 0;
     int64_t samplePosition = 0;
+    bool soundElsewhere = false;  // the sound's own position is found when samples are asked for
 
     std::thread producer;
     mutable std::mutex mutex;
@@ -195,6 +196,8 @@ PictureRef Reader::readPicture() {
 }
 
 void Reader::readSamples(float* interleaved, size_t frames) {
+    if (impl_->soundElsewhere) impl_->sound->seek(impl_->samplePosition);
+    impl_->soundElsewhere = false;
     impl_->sound->read(interleaved, frames);
     impl_->samplePosition += static_cast<int64_t>(frames);
 }
@@ -212,7 +215,7 @@ void Reader::seek(int64_t index) {
     const int64_t to = std::clamp<int64_t>(index, 0, frameCount());
     seekPictures(to);
     const int64_t sample = firstSampleOf(to);
-    if (sample != impl_->samplePosition) impl_->sound->seek(sample);
+    if (sample != impl_->samplePosition) impl_->soundElsewhere = true;
     impl_->samplePosition = sample;
 }
 

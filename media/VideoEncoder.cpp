@@ -292,6 +292,10 @@ void addLight(const MovieColour& colour, AVStream& stream) {
 
 }  // namespace
 
+int usualEncoderThreads() {
+    return std::clamp(av_cpu_count(), 1, kMaxEncoderThreads);
+}
+
 MovieColour movieColourOf(const std::string& output, const WriterSettings& settings) {
     if (settings.colour) return *settings.colour;
     MovieColour out;
@@ -337,8 +341,7 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
     codec.framerate = asAv(settings.rate);
     codec.time_base = av_inv_q(codec.framerate);
     codec.sample_aspect_ratio = {1, 1};
-    codec.thread_count =
-        settings.threads > 0 ? settings.threads : std::clamp(av_cpu_count(), 1, kMaxEncoderThreads);
+    codec.thread_count = settings.threads > 0 ? settings.threads : usualEncoderThreads();
     tagColours(settings, colour, codec);
     const Preset& preset = presetOf(output, settings.preset);
     if (facts.worstCrf >= 0 && (alpha == nullptr || alpha->crf))

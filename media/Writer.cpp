@@ -293,6 +293,12 @@ void Writer::copyPicture() {
     impl_->passSound(false);
 }
 
+void Writer::skipPicture() {
+    throwIfRaised(impl_->settings.cancel, impl_->output);
+    ++impl_->pictures;
+    impl_->passSound(false);
+}
+
 void Writer::writePicture(const uint8_t* argb, ptrdiff_t stride) {
     const PictureRef copy = PictureRef::makeArgb(impl_->settings.width, impl_->settings.height);
     for (int y = 0; y < copy.height(); ++y)

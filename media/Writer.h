@@ -23,6 +23,9 @@ struct Chapter {
     std::string title;
 };
 
+/// A stretch of a movie on its own, for a movie that is made in several places (Pieces.h).
+enum class Piece { none, pictures, sound };
+
 /// What to write, in sizes, rates and quality.
 struct WriterSettings {
     int width = 0;  ///< movies: even, 16..16384; pictures: 1..16384
@@ -49,7 +52,10 @@ struct WriterSettings {
     int64_t pictures = 0;           ///< how many will be written, where that is known: the last chapter's end
     std::shared_ptr<const CopyPlan> copies;  ///< movies: pictures that are taken from clips as they are coded;
                                              ///< none: all are encoded
-    int threads = 0;                ///< encoder threads, 0: by the machine
+    int threads = 0;            ///< encoder threads, 0: `usualEncoderThreads`
+    Piece piece = Piece::none;  ///< movies: not the file but a piece of it goes into `pieceFile`
+    std::string pieceFile;
+    int64_t firstPicture = 0;  ///< fingerprints: the number of the first picture
     CancelFlag cancel = nullptr;
 };
 
@@ -85,6 +91,8 @@ class Writer {
     void writePicture(const uint8_t* argb, ptrdiff_t stride);
     /// The next picture is one that the settings' copy plan takes from a clip. Throws MediaError.
     void copyPicture();
+    /// A picture that is not written here, of which only the sound counts.
+    void skipPicture();
     /// The next sample frames, interleaved; any number. Beyond the pictures' length they are
     /// dropped, what is missing is filled with silence, both at `commit`.
     void writeSamples(const float* interleaved, size_t frames);
@@ -119,6 +127,10 @@ struct OutputKind {
 
 /// All kinds, in the order they are tried.
 std::vector<OutputKind> outputKinds();
+
+/// How many threads an encoder is given where none are asked for: by the machine, at most 8. The bytes of some
+/// codecs depend on their number.
+int usualEncoderThreads();
 
 /// True when the encoders of this output need even sides (4:2:0 chroma); such sizes are the caller's to
 /// round.

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media/Pieces.h"
 #include "media/Writer.h"
 #include "media/detail/Av.h"
 
@@ -42,6 +43,9 @@ const SinkKind& sinkKindOf(const std::string& output);
 // The makers and checkers of the table's rows.
 void checkMovie(const std::string& output, const WriterSettings& settings);
 std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings& settings);
+/// The movie of these pieces, put in place; what `mergePieces` does once they are checked.
+MergedPrints mergeMovie(const std::string& output, const WriterSettings& settings,
+                        const std::vector<PlacedPiece>& pictures, const std::string& sound);
 void checkSequence(const std::string& output, const WriterSettings& settings);
 std::unique_ptr<Sink> makeSequence(const std::string& output, const WriterSettings& settings);
 void checkDigest(const std::string& output, const WriterSettings& settings);
