@@ -59,6 +59,9 @@ Clip::Clip(MediaInfo still, const ReaderSettings& settings)
     if (!settings_.identity) settings_.identity = info_.identity;
 }
 
+Clip::Clip(MediaInfo known, const ReaderSettings& settings, std::int64_t in, std::int64_t frames)
+    : path_(known.path), settings_(settings), info_(std::move(known)), in_(in), frames_(frames) {}
+
 Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder fields) {
     Clip clip;
     clip.path_ = "black";
@@ -121,6 +124,14 @@ void Clip::seek(std::int64_t index, std::int64_t sample) {
     std::vector<float> passed(
         static_cast<std::size_t>(std::max<std::int64_t>(0, wanted - open.samplePosition())) * width());
     if (!passed.empty()) nextSamples(passed);
+}
+
+void Clip::seekPicture(std::int64_t index) {
+    if (isBlack()) return;
+    if (move_)
+        next_ = index;
+    else
+        reader().seek(in_ + index);
 }
 
 PictureRef Clip::blackNow() {

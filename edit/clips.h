@@ -22,6 +22,9 @@ class Clip {
     Clip(std::string path, const media::ReaderSettings& settings);
     /// A still that was probed: `settings` says how many frames it lasts. It is opened when it is needed.
     Clip(media::MediaInfo still, const media::ReaderSettings& settings);
+    /// A clip that was opened and counted earlier: `frames` frames of it from its frame `in` on. It is opened
+    /// when it is needed.
+    Clip(media::MediaInfo known, const media::ReaderSettings& settings, std::int64_t in, std::int64_t frames);
     /// Black and silence of `frames` frames, in the layout and line order of the settings.
     static Clip black(std::int64_t frames, const media::ReaderSettings& settings, media::FieldOrder fields);
 
@@ -68,6 +71,9 @@ class Clip {
 
     /// Makes frame `index` the next one, and the sample frame `sample` (from 0 at frame 0) the next one.
     void seek(std::int64_t index, std::int64_t sample);
+
+    /// The same for the pictures alone, where nobody asks for sound.
+    void seekPicture(std::int64_t index);
 
     /// What was lost, one line each, beginning with the file's name.
     std::vector<std::string> warnings() const;

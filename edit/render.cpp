@@ -31,6 +31,7 @@ using media::MediaError;
 using media::MediaInfo;
 using media::MediaKind;
 using media::PictureRef;
+using media::PixelLayout;
 using media::reachesBeyondWhite;
 using media::Writer;
 
@@ -45,6 +46,13 @@ double since(Clock::time_point start) {
 // Decoding and encoding keep about one core busy; the others render.
 int sessionsFor(const RenderSettings& o) {
     return o.threads > 0 ? o.threads : static_cast<int>(std::thread::hardware_concurrency()) - 1;
+}
+
+/// The smallest picture that an effect takes, transparent black.
+PictureRef blankPicture() {
+    PictureRef blank = PictureRef::makeArgb(host::kMinPictureSide, host::kMinPictureSide);
+    std::fill_n(blank.data(), blank.stride() * blank.height(), std::uint8_t{0});
+    return blank;
 }
 
 // One pass over the plan.
@@ -101,6 +109,7 @@ class Pass {
             return request_.plan.clipOrigins[static_cast<std::size_t>(index)];
         };
         const std::int64_t frame = segment.first + passed;
+        if (!request_.sound) return clip(segment.clipA).seekPicture(segment.firstA + passed);
         clip(segment.clipA)
             .seek(segment.firstA + passed, samplesAt(frame) - samplesAt(origin(segment.clipA)));
     }
@@ -110,9 +119,15 @@ class Pass {
 
     void write(std::int64_t frame, const PictureRef& picture) {
         if (!wanted(frame)) return;
-        writer_.writePicture(picture);
+        if (settings_.soundOnly)
+            writer_.skipPicture();
+        else
+            writer_.writePicture(picture);
         advance();
     }
+
+    // Where only sound is rendered, no clip's pictures are read.
+    PictureRef nextPicture(int index) { return settings_.soundOnly ? blank_ : clip(index).nextPicture(); }
 
     Clip& clip(int index) { return request_.clips[static_cast<std::size_t>(index)]; }
 
@@ -138,18 +153,17 @@ class Pass {
     }
 
     void copy(const Segment& segment, std::int64_t passed) {
-        Clip& source = clip(segment.clipA);
         const CopiedFrames copied = copiedOf(segment);
         const std::int64_t end = std::min(segment.first + segment.count, request_.end);
         for (std::int64_t frame = segment.first + passed; frame < end; ++frame) {
             if (copied.holds(frame)) {
-                source.passPicture();
+                clip(segment.clipA).passPicture();
                 writer_.copyPicture();
                 advance();
             } else {
-                write(frame, source.nextPicture());
+                write(frame, nextPicture(segment.clipA));
             }
-            writeSound(frame, soundOf(source, frame));
+            writeSound(frame, soundOf(clip(segment.clipA), frame));
         }
     }
 
@@ -175,6 +189,12 @@ class Pass {
         job.fields = request_.fields;
         job.alpha = request_.writer.keepAlpha;
         job.ownEffects = settings_.plugin.empty();
+        if (settings_.soundOnly) {
+            // The effect is asked for its levels only, which do not depend on pictures.
+            job.size = {blank_.width(), blank_.height()};
+            job.layout = PixelLayout::argb;
+            job.alpha = false;
+        }
         return job;
     }
 
@@ -204,11 +224,11 @@ class Pass {
     // The pictures that frame k of a transition is made from, each clip read in its own order.
     Sources sourcesOf(const Segment& segment, Placement placement, std::int64_t k) {
         if (placement == Placement::Overlap) {
-            PictureRef a = clip(segment.clipA).nextPicture();
-            return {std::move(a), clip(segment.clipB).nextPicture()};
+            PictureRef a = nextPicture(segment.clipA);
+            return {std::move(a), nextPicture(segment.clipB)};
         }
         const bool second = placement == Placement::Halves && k >= segment.countA;
-        return {clip(second ? segment.clipB : segment.clipA).nextPicture(), {}};
+        return {nextPicture(second ? segment.clipB : segment.clipA), {}};
     }
 
     FrameSound soundFor(const Segment& segment, Placement placement, std::int64_t k) {
@@ -261,7 +281,8 @@ class Pass {
                                         static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
         PictureRef key;
         if (placement == Placement::Halves)
-            key = clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
+            key = settings_.soundOnly ? blank_
+                                      : clip(segment.clipB).pictureAt(segment.count - segment.countA - 1);
         Sources first = sourcesOf(segment, placement, 0);
         // What lies beyond white would be cut off for as long as the transition lasts: a flash at both ends.
         job.beyondWhite = job.ownEffects && (reachesBeyondWhite(first.a) || reachesBeyondWhite(first.b) ||
@@ -318,6 +339,7 @@ class Pass {
     Report& report_;
     const RenderHooks& hooks_;
     Soundtrack soundtrack_;
+    PictureRef blank_ = blankPicture();
 };
 
 }  // namespace

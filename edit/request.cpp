@@ -88,6 +88,8 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     s.rate = request.rate;
     // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
     s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
+    // Nobody takes pictures where sound alone is rendered.
+    if (settings.soundOnly) s.prefetch = 0;
     s.cancel = settings.cancel;
     return s;
 }
@@ -221,6 +223,26 @@ void checkOutputs(const RenderSettings& o, std::vector<std::string> inputs, std:
     checkFiles({std::move(inputs), o.output, pictures, {o.report, o.mlt}});
 }
 
+/// Seams as the frame plan takes them.
+struct PlannedSeams {
+    std::vector<PlannedTransition> between;
+    std::optional<PlannedTransition> opening;
+    std::optional<PlannedTransition> closing;
+};
+
+PlannedSeams plannedSeams(const Edit& edit, const std::vector<SettledSeam>& settled) {
+    PlannedSeams seams;
+    for (const SettledSeam& seam : settled)
+        seams.between.push_back({seam.effect.id, placementOf(seam.effect), seam.frames});
+    const auto take = [&](std::optional<PlannedTransition>& into) {
+        into = seams.between.back();
+        seams.between.pop_back();
+    };
+    if (edit.closing) take(seams.closing);
+    if (edit.opening) take(seams.opening);
+    return seams;
+}
+
 /// Lengths of the seams and the plan, once the clips are counted.
 void planRequest(const Edit& edit, MovieRequest& request) {
     // A still that is held has room for any seam.
@@ -238,30 +260,28 @@ void planRequest(const Edit& edit, MovieRequest& request) {
                          still ? secondsOf(1, request.rate) : 0});
     }
     settleLengths(edit, clips, request.rate, request.seams, request.remarks);
-    std::vector<PlannedTransition> transitions;
-    for (const SettledSeam& seam : request.seams)
-        transitions.push_back({seam.effect.id, placementOf(seam.effect), seam.frames});
-    std::optional<PlannedTransition> opening;
-    std::optional<PlannedTransition> closing;
-    const auto take = [&](std::optional<PlannedTransition>& into) {
-        into = transitions.back();
-        transitions.pop_back();
-    };
-    if (edit.closing) take(closing);
-    if (edit.opening) take(opening);
+    const PlannedSeams seams = plannedSeams(edit, request.seams);
     for (std::size_t i = 0; i < clips.size(); ++i) {
         if (!held(i)) continue;
-        const std::optional<PlannedTransition> head = i > 0 ? std::optional(transitions[i - 1]) : opening;
+        const std::optional<PlannedTransition> head =
+            i > 0 ? std::optional(seams.between[i - 1]) : seams.opening;
         const std::optional<PlannedTransition> tail =
-            i + 1 < clips.size() ? std::optional(transitions[i]) : closing;
+            i + 1 < clips.size() ? std::optional(seams.between[i]) : seams.closing;
         clips[i].frames =
             request.clips[i].frames() + (head ? takenAfter(*head) : 0) + (tail ? takenBefore(*tail) : 0);
         request.clips[i].last(clips[i].frames);
     }
-    request.plan = planJoin(clips, transitions, opening, closing);
+    request.plan = planJoin(clips, seams.between, seams.opening, seams.closing);
 }
 
-/// The ways of the stills, which are as long as they will be by now.
+}  // namespace
+
+FramePlan planFrames(const Edit& edit, const std::vector<PlannedClip>& clips,
+                     const std::vector<SettledSeam>& settled) {
+    const PlannedSeams seams = plannedSeams(edit, settled);
+    return planJoin(clips, seams.between, seams.opening, seams.closing);
+}
+
 void settleMoves(const Edit& edit, MovieRequest& request) {
     if (edit.stillMotion == StillMotion::none) return;
     for (std::size_t i = 0; i < request.clips.size(); ++i) {
@@ -272,12 +292,12 @@ void settleMoves(const Edit& edit, MovieRequest& request) {
     }
 }
 
-/// A chapter for each clip that begins in what is rendered, and one for what has begun before.
-std::vector<media::Chapter> chaptersOf(const Edit& edit, const MovieRequest& request) {
+std::vector<media::Chapter> chaptersOf(const Edit& edit, const FramePlan& plan, std::int64_t first,
+                                       std::int64_t end) {
     std::vector<media::Chapter> chapters;
     for (std::size_t i = 0; i < edit.clips.size(); ++i) {
-        const std::int64_t frame = request.plan.clipOrigins[i] - request.first;
-        if (frame >= request.end - request.first) break;
+        const std::int64_t frame = plan.clipOrigins[i] - first;
+        if (frame >= end - first) break;
         const EditClip& clip = edit.clips[i];
         std::string title = clip.title             ? *clip.title
                             : clip.black()         ? std::string("black")
@@ -288,6 +308,8 @@ std::vector<media::Chapter> chaptersOf(const Edit& edit, const MovieRequest& req
     }
     return chapters;
 }
+
+namespace {
 
 /// What is rendered of the plan.
 void settleRange(const RenderSettings& settings, MovieRequest& request) {
@@ -455,6 +477,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
     readAs(plan.movie, planar, settled);
     if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields);
+    request.reader = settled;
     if (evenOnly) writer.colour = plan.movie;
     request.fields = writer.fields = fields;
     request.clipSound =
@@ -480,7 +503,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     checkLength(settings, request);
     writer.title = edit.title.value_or("");
     writer.comment = edit.comment.value_or("");
-    if (edit.chapters) writer.chapters = chaptersOf(edit, request);
+    if (edit.chapters) writer.chapters = chaptersOf(edit, request.plan, request.first, request.end);
     writer.pictures = request.end - request.first;
     checkOutputs(settings, inputs, request.end - request.first);
     settleCopies(edit, settings, request);

@@ -37,6 +37,7 @@ struct RenderSettings {
     bool proxy = false;              ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
+    bool soundOnly = false;              ///< render the sound, for a piece or a fingerprint without pictures
     media::ColourWishes colour;          ///< instead of what the edit says of codec, depth and HDR
     CopyBodies copyBodies = CopyBodies::never;  ///< take what lies between seams from the clips as it is coded
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
@@ -63,6 +64,7 @@ struct MovieRequest {
     PixelSize size;
     media::FrameRate rate;
     media::FieldOrder fields = media::FieldOrder::progressive;
+    media::ReaderSettings reader;  ///< how the clips are read
     bool sound = false;
     bool clipSound = false;  ///< the clips' own sound is in it, not music alone
     bool limiter = true;     ///< peaks of the whole result are limited
@@ -82,5 +84,17 @@ struct MovieRequest {
 /// Settles an edit, cheapest checks first, and throws Refusal, MediaError or HostError for what cannot be
 /// made. Writes nothing.
 MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings);
+
+/// The frame plan of clips that are counted and seams that have their lengths. Throws Refusal (BadRequest) when
+/// a clip cannot hold its seams.
+FramePlan planFrames(const Edit& edit, const std::vector<PlannedClip>& clips,
+                     const std::vector<SettledSeam>& settled);
+
+/// Gives the stills of a request, whose lengths and rate are settled, the ways that the edit has them go.
+void settleMoves(const Edit& edit, MovieRequest& request);
+
+/// A chapter for each clip that begins in frames [first, end) of the plan, and one for what has begun before.
+std::vector<media::Chapter> chaptersOf(const Edit& edit, const FramePlan& plan, std::int64_t first,
+                                       std::int64_t end);
 
 }  // namespace tumblewash::edit
