@@ -10,9 +10,11 @@
 #include <optional>
 
 #include "app/editof.h"
+#include "app/farm.h"
 #include "app/help.h"
 #include "app/optiontable.h"
 #include "app/progress.h"
+#include "app/resume.h"
 #include "app/say.h"
 #include "app/signals.h"
 #include "app/written.h"
@@ -102,7 +104,8 @@ bool saysWhatAnEditIs(const std::string& option) {
     static constexpr const char* kAboutTheRun[] = {"--output", "--force",   "--plot",
                                                    "--theme",  "--plugin",  "--max-duration",
                                                    "--quiet",  "--verbose", "--help",
-                                                   "--copy-bodies"};
+                                                   "--copy-bodies", "--parts", "--part-length",
+                                                   "--split-seams", "--format"};
     if (std::find(std::begin(kAboutTheRun), std::end(kAboutTheRun), option) != std::end(kAboutTheRun))
         return false;
     const std::vector<const OptionRow*> rows = optionsOf(Command::Plan);
@@ -145,6 +148,10 @@ void sayLevels(const std::vector<std::string>& levels) {
 }
 
 void makeEdit(const Options& o, const Edit& edit) {
+    if (o.resume) return resumeMovie(o, edit);
+    if (o.partWishes.parts || o.partWishes.length)
+        throw edit::Refusal(edit::Problem::BadRequest,
+                            "--parts and --part-length: a movie is made in parts with --resume, or by tumblewash plan");
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
     settings.reads = o.inputs;
@@ -227,6 +234,8 @@ void makeMovie(const Options& o) {
 
 void renderDocument(const Options& o) {
     keepHeapSmall();
+    if (farm::isPlanName(o.inputs.front())) return renderPlanPart(o);
+    if (o.part) throw edit::Refusal(edit::Problem::BadRequest, "--part: give a plan of parts, NAME.plan.json");
     makeEdit(o, openDocument(o));
 }
 

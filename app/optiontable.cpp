@@ -171,6 +171,16 @@ void storeCopyBodies(Options& o, const std::string& text) {
     o.copyBodies = parseWord<CopyBodies>(text, kWords, "--copy-bodies");
 }
 
+void storePart(Options& o, const std::string& text) {
+    o.part = text == "sound" ? farm::kSoundPart : parseInteger(text, 0, 100000, "--part");
+}
+
+void storeFormat(Options& o, const std::string& text) {
+    static constexpr edit::Word<const char*> kWords[] = {
+        {"mp4", "mp4"}, {"mov", "mov"}, {"mkv", "mkv"}, {"webm", "webm"}};
+    o.format = parseWord<const char*>(text, kWords, "--format");
+}
+
 constexpr unsigned kJoin = commandBit(Command::Join) | commandBit(Command::Slideshow);
 constexpr unsigned kMovies = kJoin | commandBit(Command::Out) | commandBit(Command::In);
 constexpr unsigned kPlan = commandBit(Command::Plan);
@@ -187,7 +197,13 @@ constexpr unsigned kRenders = kExecute | kPictures;
 constexpr unsigned kDemo = commandBit(Command::Demo);
 constexpr unsigned kList = commandBit(Command::List);
 constexpr unsigned kScript = commandBit(Command::FfmpegScript);
-constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList | kScript;
+constexpr unsigned kMerge = commandBit(Command::Merge);
+constexpr unsigned kSubmit = commandBit(Command::Submit);
+constexpr unsigned kStatus = commandBit(Command::Status);
+constexpr unsigned kBatch = commandBit(Command::Batch);
+constexpr unsigned kStarts = kSubmit | kBatch;  ///< start many runs
+constexpr unsigned kFarm = kMerge | kStarts | kStatus;
+constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList | kScript | kFarm;
 
 constexpr const char* kEffectGroup = "Effect";
 constexpr const char* kPictureGroup = "Picture";
@@ -198,10 +214,10 @@ constexpr const char* kRunGroup = "Running";
 const OptionRow kOptions[] = {
     {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
      "where the result goes: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png "
-     "for pictures, a .edit.json, .otio, .edl or .ffconcat for plan",
-     kRenders | kPlan | kScript, [](Options& o, const std::string& v) { o.output = v; }},
+     "for pictures, a .edit.json, .plan.json, .otio, .edl or .ffconcat for plan; a folder for a part",
+     kRenders | kPlan | kScript | kMerge | kSubmit, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
-     kRenders | kPlan | kDemo | kScript, [](Options& o, const std::string&) { o.force = true; }},
+     kRenders | kPlan | kDemo | kScript | kMerge | kStarts, [](Options& o, const std::string&) { o.force = true; }},
     {"--report", "", "FILE.json", ValueKind::File, "", kOutputGroup,
      "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings",
      kExecute | kFrame, [](Options& o, const std::string& v) { o.report = v; }},
@@ -314,6 +330,38 @@ const OptionRow kOptions[] = {
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,
      [](Options& o, const std::string& v) { o.plot = v; }},
+    {"--parts", "", "N", ValueKind::Text, "", kOutputGroup,
+     "cut the movie into this many parts of about equal work, for -o NAME.plan.json or --resume (default as many as have 30s of "
+     "work each)",
+     kPlan | kExecute, [](Options& o, const std::string& v) { o.partWishes.parts = parseInteger(v, 1, 10000, "--parts"); }},
+    {"--part-length", "", "TIME", ValueKind::Text, "", kOutputGroup, "cut the movie into parts of about this length",
+     kPlan | kExecute, [](Options& o, const std::string& v) { o.partWishes.length = parseTime(v); }},
+    {"--split-seams", "", "", ValueKind::None, "", kOutputGroup, "let a cut between parts lie inside a transition",
+     kPlan, [](Options& o, const std::string&) { o.partWishes.splitSeams = true; }},
+    {"--format", "", "NAME", ValueKind::Choice, "mp4,mov,mkv,webm", kOutputGroup,
+     "the kind of movie that the parts are for (default mp4)", kPlan, storeFormat},
+    {"--part", "", "K", ValueKind::Text, "", kOutputGroup,
+     "render this part of a plan into the folder that -o names; sound is its sound", kRender, storePart},
+    {"--engine", "", "NAME", ValueKind::Choice, "local,parallel,slurm", kRunGroup,
+     "what starts the parts: this machine alone, GNU parallel, or a Slurm cluster (default local)", kStarts,
+     [](Options& o, const std::string& v) { o.engine = v; }},
+    {"--jobs", "", "N", ValueKind::Text, "", kRunGroup,
+     "how many run at once (default as many as there are cores, or as the cluster gives)", kStarts,
+     [](Options& o, const std::string& v) { o.jobs = parseInteger(v, 1, 100000, "--jobs"); }},
+    {"--parts-folder", "", "FOLDER", ValueKind::File, "", kRunGroup,
+     "where the parts are (default NAME.parts beside NAME.plan.json)", kSubmit | kStatus,
+     [](Options& o, const std::string& v) { o.partsFolder = v; }},
+    {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "print the scripts instead of starting them", kStarts,
+     [](Options& o, const std::string&) { o.dryRun = true; }},
+    {"--resume", "", "", ValueKind::None, "", kRunGroup,
+     "render in parts that stay when the run breaks off, and go on with those of an earlier run", kExecute,
+     [](Options& o, const std::string&) { o.resume = true; }},
+    {"--line", "", "K", ValueKind::Text, "", kRunGroup, "render this line of the list alone", kBatch,
+     [](Options& o, const std::string& v) { o.line = parseInteger(v, 1, 100000000, "--line"); }},
+    {"--collect", "", "", ValueKind::None, "", kRunGroup, "print the reports of an earlier run again", kBatch,
+     [](Options& o, const std::string&) { o.collect = true; }},
+    {"--watch", "-w", "", ValueKind::None, "", kRunGroup, "stay until no part is running or missing", kStatus,
+     [](Options& o, const std::string&) { o.watch = true; }},
     {"--media", "", "FOLDER", ValueKind::File, "", kRunGroup,
      "where the clips of an .otio or .edl are looked for, subfolders too (default beside it)", kDocuments,
      [](Options& o, const std::string& v) { o.exchange.media = v; }},
@@ -350,7 +398,7 @@ const OptionRow kOptions[] = {
      [](Options& o, const std::string& v) { o.plugin = v; }},
     {"--threads", "-j", "N", ValueKind::Text, "", kRunGroup,
      "frames of a transition rendered side by side; the result is the same (default by the number of cores)",
-     kRenders | kDemo,
+     kRenders | kDemo | kBatch,
      [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
     {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "show what would be rendered as a table, and end",
      kExecute, [](Options& o, const std::string&) { o.dryRun = true; }},
@@ -358,8 +406,8 @@ const OptionRow kOptions[] = {
      "a line on a terminal, key=value lines or an object of JSON a line on standard output, or nothing "
      "(default auto)",
      kExecute | kSheet | kDemo, storeProgress},
-    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors",
-     kRenders | kPlan | kDemo | kScript, [](Options& o, const std::string&) { o.quiet = true; }},
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kPlan | kDemo | kScript | kMerge | kStarts,
+     [](Options& o, const std::string&) { o.quiet = true; }},
     {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",
      kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},
     {"--help", "-h", "", ValueKind::None, "", kRunGroup, "show this help", kEvery,

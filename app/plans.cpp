@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "app/editof.h"
+#include "app/farm.h"
 #include "app/movie.h"
 #include "app/plot.h"
 #include "app/say.h"
@@ -42,7 +43,7 @@ Edit editFor(const Options& o) {
 void checkOutputs(const Options& o, const Edit& edit) {
     if (!o.output.empty() && !edit::isDocumentName(o.output) && !edit::isExchangeName(o.output))
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json, {}",
+                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json, .plan.json, {}",
                                   media::quotedName(o.output), edit::exchangeEndings()));
     if (!o.plot.empty() && !o.plot.ends_with(".png"))
         throw Refusal(Problem::BadRequest,
@@ -72,7 +73,9 @@ std::string documentText(const Options& o, const Edit& edit, const MovieRequest&
 }  // namespace
 
 void makePlan(const Options& o) {
+    const bool parts = wantsParts(o);
     const Edit edit = editFor(o);
+    if (parts) return makeFarmPlan(o, edit);
     checkOutputs(o, edit);
     RenderSettings settings;
     settings.plugin = o.plugin;

@@ -8,8 +8,10 @@
 #include <system_error>
 #include <vector>
 
+#include "app/batch.h"
 #include "app/demo.h"
 #include "app/exitcode.h"
+#include "app/farm.h"
 #include "app/ffmpegscript.h"
 #include "app/field.h"
 #include "app/help.h"
@@ -57,6 +59,14 @@ void dispatch(const Options& o) {
             return makePlan(o);
         case Command::Render:
             return renderDocument(o);
+        case Command::Merge:
+            return mergePlan(o);
+        case Command::Submit:
+            return submitPlan(o);
+        case Command::Status:
+            return showStatus(o);
+        case Command::Batch:
+            return runBatch(o);
         case Command::Frame:
             return makeFrame(o);
         case Command::Sheet:

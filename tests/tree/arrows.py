@@ -22,7 +22,7 @@ FOREIGN = [
     (re.compile(r"^ofx\w+\.h$"), ["adapters/openfx/"]),
     (re.compile(r"^CLI/"), ["app/"]),
     (re.compile(r"^(pybind11/|Python\.h$)"), ["python/"]),
-    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "edit/", "media/"]),
+    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "edit/", "farm/", "media/"]),
     (re.compile(r"^(gtest|gmock)/"), []),
     (re.compile(r"^(opencv2|benchmark)/"), []),
 ]

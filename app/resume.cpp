@@ -1,0 +1,136 @@
+#include "app/resume.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "app/farm.h"
+#include "app/movie.h"
+#include "app/optiontable.h"
+#include "app/progress.h"
+#include "app/say.h"
+#include "app/signals.h"
+#include "app/written.h"
+#include "edit/errors.h"
+#include "edit/filemark.h"
+#include "edit/jsontext.h"
+#include "edit/outputs.h"
+#include "farm/merge.h"
+#include "farm/partfiles.h"
+#include "farm/partrender.h"
+#include "media/Codecs.h"
+#include "media/Quoting.h"
+
+namespace tumblewash::app {
+
+using edit::Problem;
+using edit::Refusal;
+using farm::FarmPlan;
+using media::quotedName;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void checkOptions(const Options& o) {
+    if (media::movieKindOf(o.output) == nullptr)
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("--resume: parts make a movie; {} is none", quotedName(o.output)));
+    for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin"})
+        for (const std::string& given : o.given)
+            if (given == option)
+                throw Refusal(Problem::BadRequest, fmt::format("--resume and {} exclude each other", option));
+}
+
+FarmPlan planFor(const Options& o, const edit::Edit& said) {
+    edit::Edit edit = said;
+    edit.output.colour = o.colour.orElse(said.output.colour);
+    edit::markFiles(edit);
+    edit::RenderSettings settings = o;
+    settings.reads = o.inputs;
+    settings.cancel = &interruptFlag();
+    const edit::MovieRequest request = edit::prepareMovie(edit, settings);
+    sayRemarks(request.remarks, o.quiet);
+    if (!o.quiet)
+        for (const std::string& note : request.notes) say("tumblewash: {}", note);
+    std::vector<std::string> remarks;
+    const std::vector<farm::PartBounds> parts =
+        farm::cutParts(request.plan, request.size, request.rate, o.partWishes, remarks);
+    return farm::planOf(edit, request, media::movieKindOf(o.output)->ending, farmProgram(), parts);
+}
+
+/// Makes the folder of parts, or takes up the one that a run of the same plan left.
+void takeUp(const Options& o, const FarmPlan& plan, const std::string& folder) {
+    const std::string file = (fs::path(folder) / "movie.plan.json").string();
+    const std::string text = farm::planText(plan);
+    std::error_code problem;
+    if (fs::exists(file, problem)) {
+        if (edit::readDocument(file) == text) return;
+        if (!o.force)
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("{}: holds parts of something else: the clips, the options or the program "
+                            "changed; remove it, or add --force to start anew",
+                            quotedName(folder)));
+        fs::remove_all(folder, problem);
+    } else if (fs::exists(folder, problem) && !fs::is_empty(folder, problem)) {
+        throw Refusal(Problem::BadRequest,
+                      fmt::format("{}: is there already and holds no parts; remove it", quotedName(folder)));
+    }
+    fs::create_directories(folder, problem);
+    if (problem)
+        throw Refusal(Problem::BadOutput, fmt::format("{}: the folder of parts cannot be made ({})",
+                                                      quotedName(folder), problem.message()));
+    edit::TextFile(file, text, true).commit();
+}
+
+void renderMissing(const Options& o, const FarmPlan& plan, const std::string& folder) {
+    const std::vector<int> missing = farm::missingParts(plan, folder);
+    const std::size_t all = farm::partNumbers(plan).size();
+    if (missing.size() < all && !o.quiet)
+        say("{}: {} of {} parts are there already", quotedName(folder), all - missing.size(), all);
+    std::int64_t frames = 0;
+    for (const int number : missing) frames += farm::framesOf(plan, number);
+    Progress progress(o, commandRow(o.command).name, std::max<std::int64_t>(1, frames), plan.rate);
+    std::int64_t before = 0;
+    for (const int number : missing) {
+        farm::PartSettings settings;
+        settings.output = folder;
+        settings.threads = o.threads;
+        settings.cancel = &interruptFlag();
+        settings.advance = [&](std::int64_t done) { progress.advance(before + done); };
+        farm::renderPart(plan, number, settings);
+        before += farm::framesOf(plan, number);
+    }
+    progress.finish();
+}
+
+}  // namespace
+
+void resumeMovie(const Options& o, const edit::Edit& edit) {
+    checkOptions(o);
+    const auto start = std::chrono::steady_clock::now();
+    const FarmPlan plan = planFor(o, edit);
+    const std::string folder = o.output + ".parts";
+    takeUp(o, plan, folder);
+    try {
+        renderMissing(o, plan, folder);
+        farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
+    } catch (...) {
+        const std::size_t all = farm::partNumbers(plan).size();
+        say("{}: {} of {} parts are kept; the same command goes on from there", quotedName(folder),
+            all - farm::missingParts(plan, folder).size(), all);
+        throw;
+    }
+    noteWritten(o.output);
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    if (o.quiet) return;
+    say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", quotedName(o.output),
+        plan.frames, edit::secondsOf(plan.frames, plan.rate), edit::describe(plan.size),
+        edit::describe(plan.rate), plan.sound ? ", with sound" : "",
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+}
+
+}  // namespace tumblewash::app

@@ -1,0 +1,95 @@
+#include "farm/merge.h"
+
+#include <fmt/format.h>
+
+#include "edit/errors.h"
+#include "edit/missing.h"
+#include "edit/outputs.h"
+#include "farm/partfiles.h"
+#include "farm/partrender.h"
+#include "media/Quoting.h"
+#include "media/Staging.h"
+
+namespace tumblewash::farm {
+
+using edit::Problem;
+using edit::Refusal;
+using media::quotedName;
+
+namespace {
+
+void refuseUnusable(const FarmPlan& plan, const PlanPrints& prints, const std::string& folder) {
+    constexpr int kNamed = 4;
+    std::string words;
+    int count = 0;
+    for (const int number : partNumbers(plan)) {
+        const std::string trouble = troubleOf(plan, prints, folder, number, true);
+        if (trouble.empty() || ++count > kNamed) continue;
+        words += (words.empty() ? "" : "; ") + trouble;
+    }
+    if (count > kNamed) words += fmt::format("; and {} more", count - kNamed);
+    if (count > 0) throw Refusal(Problem::BadInput, words);
+}
+
+media::WriterSettings writerOf(const FarmPlan& plan, bool force, media::CancelFlag cancel) {
+    media::WriterSettings writer;
+    writer.width = plan.size.width;
+    writer.height = plan.size.height;
+    writer.rate = plan.rate;
+    writer.sound = plan.sound;
+    writer.sampleRate = plan.sampleRate;
+    writer.crf = plan.edit.output.crf.value_or(-1);
+    writer.preset = plan.edit.output.preset.value_or("");
+    writer.fields = plan.fields;
+    writer.colour = plan.colour;
+    writer.keepAlpha = plan.reader.keepAlpha;
+    writer.force = force;
+    writer.title = plan.edit.title.value_or("");
+    writer.comment = plan.edit.comment.value_or("");
+    writer.pictures = plan.frames;
+    writer.threads = plan.threads;
+    writer.cancel = cancel;
+    return writer;
+}
+
+/// The frames at which the clips begin.
+std::vector<media::Chapter> chaptersOf(const FarmPlan& plan) {
+    return plan.edit.chapters ? edit::chaptersOf(plan.edit, framePlanOf(plan), 0, plan.frames)
+                              : std::vector<media::Chapter>();
+}
+
+}  // namespace
+
+media::MergedPrints mergeParts(const FarmPlan& plan, const std::string& folder, const std::string& output,
+                               bool force, media::CancelFlag cancel) {
+    if (!output.ends_with(plan.kind) || output.size() == plan.kind.size())
+        throw Refusal(Problem::BadRequest, fmt::format("{}: the plan is for a movie whose name ends in {}",
+                                                       quotedName(output), plan.kind));
+    edit::checkFiles({edit::filesOf(plan.edit), output, 0, {}});
+    media::checkTarget(output, force);
+    const PlanPrints prints = printsOf(plan);
+    if (plan.sound && !troubleOf(plan, prints, folder, kSoundPart, false).empty()) {
+        checkPlanHere(plan, plan.program, kSoundPart);
+        PartSettings settings;
+        settings.output = folder;
+        settings.cancel = cancel;
+        renderPart(plan, kSoundPart, settings);
+    }
+    refuseUnusable(plan, prints, folder);
+    std::vector<media::PlacedPiece> pieces;
+    for (std::size_t k = 0; k < plan.parts.size(); ++k) {
+        const PartFiles files(folder, static_cast<int>(k) + 1);
+        pieces.push_back(
+            {files.piece, plan.parts[k].first, plan.parts[k].frames, readReceipt(files.receipt).piece.delay});
+    }
+    media::WriterSettings writer = writerOf(plan, force, cancel);
+    writer.chapters = chaptersOf(plan);
+    try {
+        return media::mergePieces(output, writer, pieces,
+                                  plan.sound ? PartFiles(folder, kSoundPart).piece : "");
+    } catch (const media::MediaError& problem) {
+        edit::failWhileWorking(problem);
+    }
+}
+
+}  // namespace tumblewash::farm
