@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -60,6 +61,11 @@ struct Order {
     std::string output;
 };
 
+/// The text under a key of a report; empty where there is none.
+std::string textAt(const Json& json, const char* key) {
+    return json.contains(key) && json[key].is_string() ? json[key].get<std::string>() : std::string();
+}
+
 std::string besideList(const std::string& list, const std::string& name) {
     constexpr std::string_view kPrints = "md5:";
     if (name.starts_with(kPrints) && name.size() > kPrints.size())
@@ -103,20 +109,31 @@ std::string reportFile(const std::string& list, int number) {
     return (fs::path(workFolder(list)) / fmt::format("line-{}.json", number)).string();
 }
 
+/// By which a report and its line know each other: the line, and the document that it names.
+std::string stampOf(const std::string& list, const Line& line) {
+    const Json json = Json::parse(line.text, nullptr, false);
+    std::string text = line.text;
+    if (json.is_object() && json.contains("edit") && json["edit"].is_string()) {
+        std::ifstream in(besideList(list, json["edit"].get<std::string>()), std::ios::binary);
+        text.append("\n").append(std::istreambuf_iterator<char>(in), {});
+    }
+    return media::sha256Of(text);
+}
+
 /// The report of a line that an earlier run left; null when there is none.
 Json reportOf(const std::string& list, const Line& line) {
     std::ifstream in(reportFile(list, line.number), std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(in)), {});
     Json json = Json::parse(text, nullptr, false);
-    if (!json.is_object() || json.value("hash", std::string()) != media::sha256Of(line.text)) return nullptr;
+    if (!json.is_object() || textAt(json, "hash") != stampOf(list, line)) return nullptr;
     return json;
 }
 
 bool isDone(const std::string& list, const Line& line) {
     const Json report = reportOf(list, line);
-    if (!report.is_object() || report.value("status", std::string()) != "done") return false;
+    if (!report.is_object() || textAt(report, "status") != "done") return false;
     std::error_code ignored;
-    const std::string output = edit::outputFile(report.value("file", std::string()));
+    const std::string output = edit::outputFile(textAt(report, "file"));
     return output.empty() || fs::exists(output, ignored);
 }
 
@@ -125,7 +142,7 @@ void runLine(const Options& o, const std::string& list) {
     const auto start = std::chrono::steady_clock::now();
     for (const Line& line : linesOf(list)) {
         if (line.number != *o.line) continue;
-        Json report{{"line", line.number}, {"hash", media::sha256Of(line.text)}};
+        Json report{{"line", line.number}, {"hash", stampOf(list, line)}};
         const auto finish = [&](const char* status) {
             report["status"] = status;
             report["seconds"] =
@@ -179,9 +196,9 @@ void collect(const std::string& list) {
         Json report = reportOf(list, line);
         if (!report.is_object())
             report = {{"line", line.number}, {"status", "failed"}, {"error", "it ended without a report"}};
-        if (report.value("status", std::string()) != "done")
+        if (textAt(report, "status") != "done")
             failures.push_back(fmt::format("{}:{}: {}", quotedName(list), line.number,
-                                           media::printable(report.value("error", std::string("failed")))));
+                                           media::printable(textAt(report, "error"))));
         report.erase("hash");
         text += report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     }

@@ -23,7 +23,6 @@
 #include "edit/render.h"
 #include "farm/engine.h"
 #include "farm/merge.h"
-#include "farm/partfiles.h"
 #include "farm/partrender.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
@@ -125,6 +124,18 @@ std::string farmProgram() {
     return versionWords() + ", FFmpeg " + media::libraryVersion();
 }
 
+void sayPartWords(const farm::PartWords& words, bool quiet) {
+    for (const std::string& warning : words.warnings) say("tumblewash: warning: {}", warning);
+    if (quiet) return;
+    for (const std::string& remark : words.remarks) say("{}", remark);
+}
+
+void refuseCopies(const Options& o) {
+    if (o.copyBodies != edit::CopyBodies::never)
+        throw Refusal(Problem::BadRequest,
+                      "--copy-bodies: parts are encoded whole; leave it out, or render without parts");
+}
+
 bool wantsParts(const Options& o) {
     if (farm::isPlanName(o.output)) return true;
     for (const char* option : {"--parts", "--part-length", "--split-seams", "--format"})
@@ -137,6 +148,7 @@ bool wantsParts(const Options& o) {
 }
 
 void makeFarmPlan(const Options& o, const edit::Edit& edit) {
+    refuseCopies(o);
     if (!o.plugin.empty())
         throw Refusal(Problem::BadRequest,
                       "--plugin: parts are rendered with the built-in transitions; leave it out");
@@ -184,6 +196,7 @@ void renderPlanPart(const Options& o) {
             Problem::BadRequest,
             fmt::format("{}: is a plan of parts; give --part K, or start all with tumblewash submit",
                         quotedName(o.inputs.front())));
+    refuseCopies(o);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin", "--resume", "--codec",
                                "--depth", "--hdr", "--tone-map", "--alpha", "--parts", "--part-length"})
         for (const std::string& given : o.given)
@@ -204,18 +217,19 @@ void renderPlanPart(const Options& o) {
     settings.force = o.force;
     settings.threads = o.threads;
     settings.cancel = &interruptFlag();
-    bool rendered = false;
+    farm::PartResult made;
     {
         Progress progress(o, "render", frames, plan.rate, o.output == "md5:");
         settings.advance = [&](std::int64_t done) { progress.advance(done); };
-        rendered = farm::renderPart(plan, *o.part, settings);
+        made = farm::renderPart(plan, *o.part, settings);
         progress.finish();
     }
+    sayPartWords(made.words, o.quiet || o.output == "md5:");
     if (print) return noteWritten(edit::outputFile(o.output));
     const std::string piece = farm::PartFiles(o.output, *o.part).piece;
-    if (rendered) noteWritten(piece);
+    if (made.rendered) noteWritten(piece);
     if (o.quiet) return;
-    if (rendered)
+    if (made.rendered)
         say("{}: {}, {} frames, made in {:.1f} s", quotedName(piece), farm::partWords(*o.part), frames,
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     else
@@ -229,14 +243,15 @@ void mergePlan(const Options& o) {
         throw Refusal(Problem::BadRequest, fmt::format("{}: made by {}, and this is {}", quotedName(file),
                                                        plan.program, farmProgram()));
     const std::string folder = o.inputs.size() > 1 ? o.inputs[1] : farm::usualPartsFolder(file);
-    const media::MergedPrints prints = farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
+    const farm::Merged merged = farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
     noteWritten(o.output);
+    sayPartWords(merged.words, o.quiet);
     if (o.quiet) return;
     say("{}: {} frames from {}, {} at {} frames per second{}", quotedName(o.output), plan.frames,
         countOf(plan.parts.size(), "part", "parts"), edit::describe(plan.size), edit::describe(plan.rate),
         plan.sound ? ", with sound" : "");
-    say("pictures {}", prints.pictures);
-    if (plan.sound) say("sound    {}", prints.sound);
+    say("pictures {}", merged.prints.pictures);
+    if (plan.sound) say("sound    {}", merged.prints.sound);
 }
 
 void submitPlan(const Options& o) {

@@ -6,6 +6,7 @@
 #include "app/options.h"
 #include "edit/edit.h"
 #include "farm/farmplan.h"
+#include "farm/partfiles.h"
 
 namespace tumblewash::app {
 
@@ -27,6 +28,12 @@ void renderPlanPart(const Options& options);
 void mergePlan(const Options& options);
 void submitPlan(const Options& options);
 void showStatus(const Options& options);
+
+/// Says what is to be told of parts: warnings always, remarks unless `quiet`.
+void sayPartWords(const farm::PartWords& words, bool quiet);
+
+/// Refuses --copy-bodies, which parts know nothing of. Throws Refusal (BadRequest).
+void refuseCopies(const Options& options);
 
 /// Where this very program lies, for scripts that start it.
 std::string ownProgram();

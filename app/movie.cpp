@@ -92,8 +92,8 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
         secondsOf(report.frames, report.rate), describe(report.size), describe(report.rate),
         request.sound ? ", with sound" : "", report.seconds);
     if (report.copies && report.copies->copied > 0)
-        say("  {} frames copied, {} encoded; {:.1f} s for pictures, {:.1f} s for sound", report.copies->copied,
-            report.copies->encoded, report.pictureSeconds, report.soundSeconds);
+        say("  {} frames copied, {} encoded; {:.1f} s for pictures, {:.1f} s for sound",
+            report.copies->copied, report.copies->encoded, report.pictureSeconds, report.soundSeconds);
     if (o.verbose)
         for (const ReportedTransition& t : report.transitions)
             say("  {}: {} frames in {:.2f} s, {} side by side", t.id, t.frames, t.seconds, t.sessions);
@@ -101,11 +101,9 @@ void sayEnd(const Options& o, const MovieRequest& request, const Report& report)
 
 /// True for the options by which `plan` makes an edit of clips.
 bool saysWhatAnEditIs(const std::string& option) {
-    static constexpr const char* kAboutTheRun[] = {"--output", "--force",   "--plot",
-                                                   "--theme",  "--plugin",  "--max-duration",
-                                                   "--quiet",  "--verbose", "--help",
-                                                   "--copy-bodies", "--parts", "--part-length",
-                                                   "--split-seams", "--format"};
+    static constexpr const char* kAboutTheRun[] = {
+        "--output",  "--force", "--plot",        "--theme", "--plugin",      "--max-duration", "--quiet",
+        "--verbose", "--help",  "--copy-bodies", "--parts", "--part-length", "--split-seams",  "--format"};
     if (std::find(std::begin(kAboutTheRun), std::end(kAboutTheRun), option) != std::end(kAboutTheRun))
         return false;
     const std::vector<const OptionRow*> rows = optionsOf(Command::Plan);
@@ -150,8 +148,9 @@ void sayLevels(const std::vector<std::string>& levels) {
 void makeEdit(const Options& o, const Edit& edit) {
     if (o.resume) return resumeMovie(o, edit);
     if (o.partWishes.parts || o.partWishes.length)
-        throw edit::Refusal(edit::Problem::BadRequest,
-                            "--parts and --part-length: a movie is made in parts with --resume, or by tumblewash plan");
+        throw edit::Refusal(
+            edit::Problem::BadRequest,
+            "--parts and --part-length: a movie is made in parts with --resume, or by tumblewash plan");
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
     settings.reads = o.inputs;
@@ -235,7 +234,8 @@ void makeMovie(const Options& o) {
 void renderDocument(const Options& o) {
     keepHeapSmall();
     if (farm::isPlanName(o.inputs.front())) return renderPlanPart(o);
-    if (o.part) throw edit::Refusal(edit::Problem::BadRequest, "--part: give a plan of parts, NAME.plan.json");
+    if (o.part)
+        throw edit::Refusal(edit::Problem::BadRequest, "--part: give a plan of parts, NAME.plan.json");
     makeEdit(o, openDocument(o));
 }
 

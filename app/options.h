@@ -16,7 +16,10 @@ namespace tumblewash::app {
 enum class Command {
     None,
     Join,
+<<<<<<< HEAD
     Slideshow,
+=======
+>>>>>>> f970dc4 (farm: what parts say of sound and clips is told by merge, --copy-bodies is refused in parts)
     Out,
     In,
     Plan,
@@ -83,17 +86,17 @@ struct Options : edit::RenderSettings {
     edit::ExchangeSettings exchange;  ///< how documents of other programs are read
     std::string plot;                 ///< `plan`: the picture of the timeline
 
-    farm::PartWishes partWishes;     ///< `plan`: how the parts are cut
-    std::string format = "mp4";      ///< `plan`: the kind of movie that the parts are for
-    std::optional<int> part;         ///< `render`: one part of a plan, or `farm::kSoundPart`
-    bool resume = false;             ///< movies: in parts that an interrupted run leaves for the next one
-    std::string engine = "local";    ///< `submit`: what starts the parts
-    std::string partsFolder;         ///< `submit`, `status`: where the parts are; empty: beside the plan
-    int jobs = 0;                    ///< `submit`: parts side by side; 0: as the engine has it
-    bool dryRun = false;             ///< `submit`: print the scripts only
-    bool watch = false;              ///< `status`: until all is done
-    std::optional<int> line;         ///< `batch`: this line of the list alone
-    bool collect = false;            ///< `batch`: the reports of lines that were rendered
+    farm::PartWishes partWishes;   ///< `plan`: how the parts are cut
+    std::string format = "mp4";    ///< `plan`: the kind of movie that the parts are for
+    std::optional<int> part;       ///< `render`: one part of a plan, or `farm::kSoundPart`
+    bool resume = false;           ///< movies: in parts that an interrupted run leaves for the next one
+    std::string engine = "local";  ///< `submit`: what starts the parts
+    std::string partsFolder;       ///< `submit`, `status`: where the parts are; empty: beside the plan
+    int jobs = 0;                  ///< `submit`: parts side by side; 0: as the engine has it
+    bool dryRun = false;           ///< `submit`: print the scripts only
+    bool watch = false;            ///< `status`: until all is done
+    std::optional<int> line;       ///< `batch`: this line of the list alone
+    bool collect = false;          ///< `batch`: the reports of lines that were rendered
 
     std::optional<int> frame;  ///< `frame`: K of N
     std::optional<int> of;

@@ -9,6 +9,7 @@
 #include "edit/errors.h"
 #include "edit/nearest.h"
 #include "edit/words.h"
+#include "farm/engine.h"
 
 namespace tumblewash::app {
 
@@ -217,7 +218,8 @@ const OptionRow kOptions[] = {
      "for pictures, a .edit.json, .plan.json, .otio, .edl or .ffconcat for plan; a folder for a part",
      kRenders | kPlan | kScript | kMerge | kSubmit, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an output that exists",
-     kRenders | kPlan | kDemo | kScript | kMerge | kStarts, [](Options& o, const std::string&) { o.force = true; }},
+     kRenders | kPlan | kDemo | kScript | kMerge | kStarts,
+     [](Options& o, const std::string&) { o.force = true; }},
     {"--report", "", "FILE.json", ValueKind::File, "", kOutputGroup,
      "write what was rendered: effects, frames, sizes, seeds, sound levels, fades, timings",
      kExecute | kFrame, [](Options& o, const std::string& v) { o.report = v; }},
@@ -331,28 +333,31 @@ const OptionRow kOptions[] = {
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,
      [](Options& o, const std::string& v) { o.plot = v; }},
     {"--parts", "", "N", ValueKind::Text, "", kOutputGroup,
-     "cut the movie into this many parts of about equal work, for -o NAME.plan.json or --resume (default as many as have 30s of "
-     "work each)",
-     kPlan | kExecute, [](Options& o, const std::string& v) { o.partWishes.parts = parseInteger(v, 1, 10000, "--parts"); }},
-    {"--part-length", "", "TIME", ValueKind::Text, "", kOutputGroup, "cut the movie into parts of about this length",
-     kPlan | kExecute, [](Options& o, const std::string& v) { o.partWishes.length = parseTime(v); }},
-    {"--split-seams", "", "", ValueKind::None, "", kOutputGroup, "let a cut between parts lie inside a transition",
-     kPlan, [](Options& o, const std::string&) { o.partWishes.splitSeams = true; }},
+     "cut the movie into this many parts of about equal work, for -o NAME.plan.json or --resume (default as "
+     "many as have 30s of work each)",
+     kPlan | kExecute,
+     [](Options& o, const std::string& v) { o.partWishes.parts = parseInteger(v, 1, 10000, "--parts"); }},
+    {"--part-length", "", "TIME", ValueKind::Text, "", kOutputGroup,
+     "cut the movie into parts of about this length", kPlan | kExecute,
+     [](Options& o, const std::string& v) { o.partWishes.length = parseTime(v); }},
+    {"--split-seams", "", "", ValueKind::None, "", kOutputGroup,
+     "let a cut between parts lie inside a transition", kPlan,
+     [](Options& o, const std::string&) { o.partWishes.splitSeams = true; }},
     {"--format", "", "NAME", ValueKind::Choice, "mp4,mov,mkv,webm", kOutputGroup,
      "the kind of movie that the parts are for (default mp4)", kPlan, storeFormat},
     {"--part", "", "K", ValueKind::Text, "", kOutputGroup,
      "render this part of a plan into the folder that -o names; sound is its sound", kRender, storePart},
     {"--engine", "", "NAME", ValueKind::Choice, "local,parallel,slurm", kRunGroup,
      "what starts the parts: this machine alone, GNU parallel, or a Slurm cluster (default local)", kStarts,
-     [](Options& o, const std::string& v) { o.engine = v; }},
+     [](Options& o, const std::string& v) { o.engine = farm::engineNamed(v).name; }},
     {"--jobs", "", "N", ValueKind::Text, "", kRunGroup,
      "how many run at once (default as many as there are cores, or as the cluster gives)", kStarts,
      [](Options& o, const std::string& v) { o.jobs = parseInteger(v, 1, 100000, "--jobs"); }},
     {"--parts-folder", "", "FOLDER", ValueKind::File, "", kRunGroup,
      "where the parts are (default NAME.parts beside NAME.plan.json)", kSubmit | kStatus,
      [](Options& o, const std::string& v) { o.partsFolder = v; }},
-    {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "print the scripts instead of starting them", kStarts,
-     [](Options& o, const std::string&) { o.dryRun = true; }},
+    {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "print the scripts instead of starting them",
+     kStarts, [](Options& o, const std::string&) { o.dryRun = true; }},
     {"--resume", "", "", ValueKind::None, "", kRunGroup,
      "render in parts that stay when the run breaks off, and go on with those of an earlier run", kExecute,
      [](Options& o, const std::string&) { o.resume = true; }},
@@ -406,7 +411,8 @@ const OptionRow kOptions[] = {
      "a line on a terminal, key=value lines or an object of JSON a line on standard output, or nothing "
      "(default auto)",
      kExecute | kSheet | kDemo, storeProgress},
-    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors", kRenders | kPlan | kDemo | kScript | kMerge | kStarts,
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors",
+     kRenders | kPlan | kDemo | kScript | kMerge | kStarts,
      [](Options& o, const std::string&) { o.quiet = true; }},
     {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",
      kRenders | kPlan | kDemo, [](Options& o, const std::string&) { o.verbose = true; }},

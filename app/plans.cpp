@@ -42,9 +42,10 @@ Edit editFor(const Options& o) {
 
 void checkOutputs(const Options& o, const Edit& edit) {
     if (!o.output.empty() && !edit::isDocumentName(o.output) && !edit::isExchangeName(o.output))
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: plan writes documents; choose a name ending in .edit.json, .plan.json, {}",
-                                  media::quotedName(o.output), edit::exchangeEndings()));
+        throw Refusal(
+            Problem::BadRequest,
+            fmt::format("{}: plan writes documents; choose a name ending in .edit.json, .plan.json, {}",
+                        media::quotedName(o.output), edit::exchangeEndings()));
     if (!o.plot.empty() && !o.plot.ends_with(".png"))
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: pictures are written as PNG; choose a name ending in .png",

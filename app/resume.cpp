@@ -17,7 +17,6 @@
 #include "edit/jsontext.h"
 #include "edit/outputs.h"
 #include "farm/merge.h"
-#include "farm/partfiles.h"
 #include "farm/partrender.h"
 #include "media/Codecs.h"
 #include "media/Quoting.h"
@@ -37,6 +36,7 @@ void checkOptions(const Options& o) {
     if (media::movieKindOf(o.output) == nullptr)
         throw Refusal(Problem::BadRequest,
                       fmt::format("--resume: parts make a movie; {} is none", quotedName(o.output)));
+    refuseCopies(o);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin"})
         for (const std::string& given : o.given)
             if (given == option)
@@ -114,9 +114,10 @@ void resumeMovie(const Options& o, const edit::Edit& edit) {
     const FarmPlan plan = planFor(o, edit);
     const std::string folder = o.output + ".parts";
     takeUp(o, plan, folder);
+    farm::Merged merged;
     try {
         renderMissing(o, plan, folder);
-        farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
+        merged = farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
     } catch (...) {
         const std::size_t all = farm::partNumbers(plan).size();
         say("{}: {} of {} parts are kept; the same command goes on from there", quotedName(folder),
@@ -126,6 +127,7 @@ void resumeMovie(const Options& o, const edit::Edit& edit) {
     noteWritten(o.output);
     std::error_code ignored;
     fs::remove_all(folder, ignored);
+    sayPartWords(merged.words, o.quiet);
     if (o.quiet) return;
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", quotedName(o.output),
         plan.frames, edit::secondsOf(plan.frames, plan.rate), edit::describe(plan.size),

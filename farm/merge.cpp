@@ -2,10 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "edit/errors.h"
 #include "edit/missing.h"
 #include "edit/outputs.h"
-#include "farm/partfiles.h"
 #include "farm/partrender.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
@@ -58,10 +59,16 @@ std::vector<media::Chapter> chaptersOf(const FarmPlan& plan) {
                               : std::vector<media::Chapter>();
 }
 
+/// A clip that several parts read is told of once.
+void addNew(std::vector<std::string>& lines, const std::vector<std::string>& more) {
+    for (const std::string& line : more)
+        if (std::find(lines.begin(), lines.end(), line) == lines.end()) lines.push_back(line);
+}
+
 }  // namespace
 
-media::MergedPrints mergeParts(const FarmPlan& plan, const std::string& folder, const std::string& output,
-                               bool force, media::CancelFlag cancel) {
+Merged mergeParts(const FarmPlan& plan, const std::string& folder, const std::string& output, bool force,
+                  media::CancelFlag cancel) {
     if (!output.ends_with(plan.kind) || output.size() == plan.kind.size())
         throw Refusal(Problem::BadRequest, fmt::format("{}: the plan is for a movie whose name ends in {}",
                                                        quotedName(output), plan.kind));
@@ -76,20 +83,25 @@ media::MergedPrints mergeParts(const FarmPlan& plan, const std::string& folder, 
         renderPart(plan, kSoundPart, settings);
     }
     refuseUnusable(plan, prints, folder);
+    Merged merged;
     std::vector<media::PlacedPiece> pieces;
-    for (std::size_t k = 0; k < plan.parts.size(); ++k) {
-        const PartFiles files(folder, static_cast<int>(k) + 1);
-        pieces.push_back(
-            {files.piece, plan.parts[k].first, plan.parts[k].frames, readReceipt(files.receipt).piece.delay});
+    for (const int number : partNumbers(plan)) {
+        const PartFiles files(folder, number);
+        const Receipt receipt = readReceipt(files.receipt);
+        addNew(merged.words.warnings, receipt.words.warnings);
+        addNew(merged.words.remarks, receipt.words.remarks);
+        if (number != kSoundPart)
+            pieces.push_back({files.piece, receipt.bounds.first, receipt.bounds.frames, receipt.piece.delay});
     }
     media::WriterSettings writer = writerOf(plan, force, cancel);
     writer.chapters = chaptersOf(plan);
     try {
-        return media::mergePieces(output, writer, pieces,
-                                  plan.sound ? PartFiles(folder, kSoundPart).piece : "");
+        merged.prints =
+            media::mergePieces(output, writer, pieces, plan.sound ? PartFiles(folder, kSoundPart).piece : "");
     } catch (const media::MediaError& problem) {
         edit::failWhileWorking(problem);
     }
+    return merged;
 }
 
 }  // namespace tumblewash::farm

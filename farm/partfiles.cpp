@@ -72,10 +72,12 @@ std::optional<Alive> aliveOf(const std::string& file) {
     Alive alive;
     std::ifstream in(file);
     const Json json = Json::parse(std::string(std::istreambuf_iterator<char>(in), {}), nullptr, false);
-    if (json.is_object()) {
-        alive.done = json.value("frames", std::int64_t{0});
-        alive.host = json.value("host", std::string("?"));
-        alive.process = json.value("process", 0);
+    try {
+        alive.done = json.at("frames").get<std::int64_t>();
+        alive.host = json.at("host").get<std::string>();
+        alive.process = json.at("process").get<int>();
+    } catch (const Json::exception&) {
+        // Half written at this moment: it is alive all the same.
     }
     alive.silent = std::time(nullptr) - facts.st_mtime > kPatience;
     // Where it ran on this machine its process can be asked for.
@@ -112,8 +114,10 @@ std::string receiptText(const Receipt& r) {
                     {"packets", r.piece.packets},
                     {"delay", r.piece.delay},
                     {"bytes", r.piece.bytes},
-                    {"sha256", r.piece.sha256}};
-    return json.dump(2) + "\n";
+                    {"sha256", r.piece.sha256},
+                    {"warnings", r.words.warnings},
+                    {"remarks", r.words.remarks}};
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 Receipt readReceipt(const std::string& file) {
@@ -131,6 +135,8 @@ Receipt readReceipt(const std::string& file) {
         r.piece.delay = json.at("delay").get<std::int64_t>();
         r.piece.bytes = json.at("bytes").get<std::uint64_t>();
         r.piece.sha256 = json.at("sha256").get<std::string>();
+        r.words.warnings = json.at("warnings").get<std::vector<std::string>>();
+        r.words.remarks = json.at("remarks").get<std::vector<std::string>>();
         return r;
     } catch (const Json::exception&) {
         throw Refusal(Problem::BadRequest, quotedName(file) + ": is no receipt of a part");

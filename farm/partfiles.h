@@ -26,6 +26,12 @@ struct PartFiles {
 /// The folder of a plan's parts where none is named: `show.parts` beside `show.plan.json`.
 std::string usualPartsFolder(const std::string& planFile);
 
+/// What was said about a part while it was rendered, one line each, for whoever merges it.
+struct PartWords {
+    std::vector<std::string> warnings;  ///< of its clips, each with the file's name
+    std::vector<std::string> remarks;   ///< the limiter's
+};
+
 /// The receipt of a piece.
 struct Receipt {
     std::string program;
@@ -33,6 +39,7 @@ struct Receipt {
     int part = 0;
     PartBounds bounds;
     media::PieceFacts piece;
+    PartWords words;
 };
 
 /// The receipt's document.
@@ -67,7 +74,7 @@ struct PartStatus {
 /// counts as failed.
 std::vector<PartStatus> statusOf(const FarmPlan& plan, const std::string& folder);
 
-/// While it lives, a part says that it is being rendered; when it ends without `finish`, that it failed.
+/// While it lives, a part says that it is being rendered. A process that ends without taking it down failed.
 class RunningMark {
   public:
     RunningMark(const PartFiles& files, std::int64_t frames);
@@ -76,7 +83,7 @@ class RunningMark {
     RunningMark& operator=(const RunningMark&) = delete;
     /// Frames that are finished; written down now and then.
     void advance(std::int64_t done);
-    /// Says why it fails.
+    /// Writes down why it failed, until the part is begun anew.
     void fail(const std::string& words) noexcept;
 
   private:

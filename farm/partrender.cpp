@@ -13,7 +13,6 @@
 #include "edit/outputs.h"
 #include "edit/render.h"
 #include "edit/seams.h"
-#include "farm/partfiles.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
 
@@ -166,9 +165,11 @@ bool madeElsewhere(const FarmPlan& plan, const PlanPrints& prints, const std::st
     return false;
 }
 
-void run(RenderSettings settings, MovieRequest& request, const std::function<void(std::int64_t)>& advance) {
+PartWords run(const RenderSettings& settings, MovieRequest& request,
+              const std::function<void(std::int64_t)>& advance) {
     edit::Report report;
     edit::renderMovie(settings, request, report, {.advance = advance});
+    return {std::move(report.warnings), std::move(report.remarks)};
 }
 
 }  // namespace
@@ -202,7 +203,7 @@ void checkPlanHere(const FarmPlan& plan, const std::string& program, int number)
     }
 }
 
-bool renderPart(const FarmPlan& plan, int number, const PartSettings& settings) {
+PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& settings) {
     const bool fingerprints = settings.output.starts_with("md5:");
     if (number == kSoundPart && !plan.sound)
         throw Refusal(Problem::BadRequest, "--part sound: the plan has no sound");
@@ -220,13 +221,12 @@ bool renderPart(const FarmPlan& plan, int number, const PartSettings& settings) 
         render.output = settings.output;
         MovieRequest request = requestFor();
         request.writer.force = settings.force;
-        run(render, request, settings.advance);
-        return true;
+        return {true, run(render, request, settings.advance)};
     }
     const std::string& folder = settings.output;
     makeFolder(folder);
     const PlanPrints prints = printsOf(plan);
-    if (!settings.force && troubleOf(plan, prints, folder, number, true).empty()) return false;
+    if (!settings.force && troubleOf(plan, prints, folder, number, true).empty()) return {false, {}};
     const PartFiles files(folder, number);
     RunningMark mark(files, bounds.frames);
     try {
@@ -236,18 +236,18 @@ bool renderPart(const FarmPlan& plan, int number, const PartSettings& settings) 
         request.writer.piece = number == kSoundPart ? Piece::sound : Piece::pictures;
         request.writer.pieceFile = files.piece;
         request.writer.force = true;
-        run(render, request, [&](std::int64_t done) {
+        PartWords words = run(render, request, [&](std::int64_t done) {
             mark.advance(done);
             if (settings.advance) settings.advance(done);
         });
-        Receipt receipt{plan.program, prints, number, bounds, media::readPiece(files.piece)};
+        const Receipt receipt{plan.program, prints, number, bounds, media::readPiece(files.piece), words};
         edit::TextFile(files.receipt, receiptText(receipt), true).commit();
+        return {true, std::move(words)};
     } catch (const std::exception& problem) {
-        if (madeElsewhere(plan, prints, folder, number, settings.cancel)) return false;
+        if (madeElsewhere(plan, prints, folder, number, settings.cancel)) return {false, {}};
         mark.fail(problem.what());
         throw;
     }
-    return true;
 }
 
 }  // namespace tumblewash::farm

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "farm/farmplan.h"
+#include "farm/partfiles.h"
 #include "media/MediaError.h"
 
 namespace tumblewash::farm {
@@ -30,8 +31,13 @@ std::int64_t framesOf(const FarmPlan& plan, int number);
 /// those of one part, or all of them for the sound.
 void checkPlanHere(const FarmPlan& plan, const std::string& program, int number);
 
-/// Renders. False when the part was done already, and nothing was. Throws Refusal, MediaError or HostError;
-/// the folder then holds nothing half.
-bool renderPart(const FarmPlan& plan, int number, const PartSettings& settings);
+/// What became of a part.
+struct PartResult {
+    bool rendered = true;  ///< false: it was done already, and nothing was rendered
+    PartWords words;       ///< what is to be told of it
+};
+
+/// Renders. Throws Refusal, MediaError or HostError; the folder then holds nothing half.
+PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& settings);
 
 }  // namespace tumblewash::farm

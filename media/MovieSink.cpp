@@ -95,7 +95,8 @@ class MovieSink final : public Sink {
     void sendSound(size_t frames);
     void complete();
     void endUnused() noexcept;
-    void checkHeader(const PacketFileReader& piece, const std::string& file, const AVCodecContext& codec) const;
+    void checkHeader(const PacketFileReader& piece, const std::string& file,
+                     const AVCodecContext& codec) const;
     MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
         : output_(output),
           settings_(settings),
@@ -343,8 +344,8 @@ void MovieSink::endUnused() noexcept {
         std::string_view(video_->codec->name) != "libsvtav1")
         return;
     try {
-        const FramePtr frame = encoderFrame(PictureRef::makeArgb(settings_.width, settings_.height), settings_,
-                                            *video_, colour_);
+        const FramePtr frame = encoderFrame(PictureRef::makeArgb(settings_.width, settings_.height),
+                                            settings_, *video_, colour_);
         frame->pts = 0;
         if (avcodec_send_frame(video_.get(), frame.get()) < 0) return;
         avcodec_send_frame(video_.get(), nullptr);
@@ -380,7 +381,8 @@ void MovieSink::checkHeader(const PacketFileReader& piece, const std::string& fi
                             const AVCodecContext& codec) const {
     const std::vector<uint8_t>& header = piece.header();
     const auto size = static_cast<size_t>(std::max(0, codec.extradata_size));
-    if (header.size() == size && (size == 0 || std::memcmp(header.data(), codec.extradata, size) == 0)) return;
+    if (header.size() == size && (size == 0 || std::memcmp(header.data(), codec.extradata, size) == 0))
+        return;
     throw MediaError(MediaErrorCode::badRequest, file,
                      "was encoded with other settings or by another version of the encoder; render it again");
 }
@@ -424,8 +426,8 @@ MergedPrints MovieSink::merge(const std::vector<PlacedPiece>& pictures, const st
     PacketPtr samples = nextAudio();
     while (picture || samples) {
         throwIfRaised(settings_.cancel, output_);
-        const bool first = picture && (!samples || av_compare_ts(picture->dts, video_->time_base, samples->dts,
-                                                                 audio_->time_base) <= 0);
+        const bool first = picture && (!samples || av_compare_ts(picture->dts, video_->time_base,
+                                                                 samples->dts, audio_->time_base) <= 0);
         if (first) {
             mux(*picture, video_->time_base, *videoStream_);
             picture = nextVideo();

@@ -1,7 +1,6 @@
 // Movies that are made in pieces: each piece holds the packets of one encoder for a stretch of the pictures,
 // or of the whole sound, exactly as the encoder gave them; put together they are one movie. Writers make
-// pieces
-// (`WriterSettings::piece`). What the stretches are, and whose they are, is the caller's to know.
+// them (`WriterSettings::piece`). What the stretches are, and whose they are, is the caller's to know.
 #pragma once
 
 #include <cstdint>

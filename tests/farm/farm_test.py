@@ -178,6 +178,24 @@ class Parts(Shop):
         self.merged(plan, self.path("b.mp4"), [1, 2])
         self.assertEqual(self.path("a.mp4").read_bytes(), self.path("b.mp4").read_bytes())
 
+    def test_LoudSoundAndTornClipsAreToldOfByPartMergeAndResume(self):
+        loud = self.path("loud.mkv")
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=s=64x48:r=25:d=2", "-f", "lavfi", "-i",
+                        "aevalsrc=1.4*sin(2*PI*440*t):s=48000:d=2", "-c:a", "pcm_f32le", "-c:v", "mpeg4", str(loud)], check=True)
+        words = ["join", loud, loud, "-d", "10f"]
+        peaks = lambda result: [line for line in result.stderr.splitlines() if line.startswith("sound: peaks of +")]
+        told = peaks(self.good(*words, "-o", self.path("whole.mp4")))
+        self.assertEqual(len(told), 1)
+        self.assertEqual(peaks(self.good(*words, "-o", self.path("resumed.mp4"), "--resume", "--parts", 2)), told)
+        plan = self.plan(self.edit("-d", "10f", clips=[str(loud), str(loud)]), 2)
+        parts = self.path("parts")
+        said = {n: peaks(self.good("render", plan, "--part", n, "-o", f"{parts}/")) for n in self.numbers(plan)}
+        self.assertEqual(said, {1: [], 2: [], "sound": told})
+        self.assertEqual(peaks(self.good("merge", plan, parts, "-o", self.path("merged.mp4"))), told)
+        for file in parts.glob("sound.*"):
+            file.unlink()
+        self.assertEqual(peaks(self.good("merge", plan, parts, "-o", self.path("merged.mp4"), "-f")), told)
+
     def test_AnInterruptedJoinGoesOn(self):
         words = ["join", scene("harbour", 6, "160x120"), scene("city", 2, "160x120"), "--effect", "tumble-away",
                  "--resume", "--parts", "4", "-q"]
@@ -306,7 +324,13 @@ class Refusals(Shop):
         self.refused(2, "ends in .mp4", "merge", self.show, self.parts, "-o", self.path("x.mkv"))
         self.refused(2, "-o NAME.plan.json", "plan", self.document, "--parts", 2)
         self.refused(2, "NAME.plan.json", "render", self.document, "--part", 2, "-o", "md5:")
-        self.refused(2, "choose one of local, parallel, slurm", "submit", self.show, "--engine", "condor")
+        copies = ["--copy-bodies"]
+        self.refused(2, "--copy-bodies: parts are encoded whole", "render", self.show, "--part", 1, "-o", "md5:", *copies)
+        self.refused(2, "--copy-bodies: parts are encoded whole", "plan", self.document, "--parts", 2, "-o",
+                     self.path("y.plan.json"), *copies)
+        self.refused(2, "--copy-bodies: parts are encoded whole", "render", self.document, "--resume", "-o",
+                     self.path("y.mp4"), *copies)
+        self.refused(2, "did you mean slurm", "submit", self.show, "--engine", "slrum")
         self.refused(2, "exclude each other", "plan", self.document, "--parts", 2, "--part-length", "1s", "-o",
                      self.path("y.plan.json"))
         self.refused(2, "apt-get install parallel", "submit", self.show, "--engine", "parallel", "-f", "-q",
@@ -480,6 +504,11 @@ class Batch(Shop):
         result = self.good("batch", list_file, "-q")
         self.assertEqual([json.loads(l)["status"] for l in result.stdout.splitlines()], ["done"] * 3)
         self.assertEqual(self.path("one.mp4").stat().st_mtime_ns, stamp, "what was done is not rendered again")
+        document = self.path("missing.edit.json")
+        document.write_text(document.read_text() + "\n")
+        result = run("batch", list_file, "-q")
+        self.assertEqual(result.returncode, 1, "an edit that changed is an edit that was not rendered")
+        self.assertIn("night's.jsonl:3: ", result.stderr)
 
     def test_WrongListsAreRefused(self):
         self.refused(3, "none.jsonl", "batch", self.path("none.jsonl"))
