@@ -178,7 +178,7 @@ class Parts(Shop):
         self.merged(plan, self.path("b.mp4"), [1, 2])
         self.assertEqual(self.path("a.mp4").read_bytes(), self.path("b.mp4").read_bytes())
 
-    def test_LoudSoundAndTornClipsAreToldOfByPartMergeAndResume(self):
+    def test_LoudSoundIsToldOfByPartMergeAndResume(self):
         loud = self.path("loud.mkv")
         subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=s=64x48:r=25:d=2", "-f", "lavfi", "-i",
                         "aevalsrc=1.4*sin(2*PI*440*t):s=48000:d=2", "-c:a", "pcm_f32le", "-c:v", "mpeg4", str(loud)], check=True)
@@ -195,6 +195,19 @@ class Parts(Shop):
         for file in parts.glob("sound.*"):
             file.unlink()
         self.assertEqual(peaks(self.good("merge", plan, parts, "-o", self.path("merged.mp4"), "-f")), told)
+
+    def test_ADamagedClipIsToldOfAsByOneProcess(self):
+        whole, torn = self.path("whole.mp4"), self.path("torn.mp4")
+        self.good("out", scene("harbour", 4), "-o", whole, "-q")
+        body = bytearray(whole.read_bytes())
+        for k in range(len(body) // 2, len(body) // 2 + 600):
+            body[k] = (body[k] * 7 + 3) & 255
+        torn.write_bytes(body)
+        words = ["join", torn, whole, "-o", self.path("out.mp4"), "-f", "-q"]
+        warnings = lambda result: [line for line in result.stderr.splitlines() if ": warning: " in line]
+        told = warnings(self.good(*words))
+        self.assertTrue(told)
+        self.assertEqual(warnings(self.good(*words, "--resume", "--parts", 3)), told)
 
     def test_AnInterruptedJoinGoesOn(self):
         words = ["join", scene("harbour", 6, "160x120"), scene("city", 2, "160x120"), "--effect", "tumble-away",
