@@ -163,6 +163,7 @@ void makeFarmPlan(const Options& o, const edit::Edit& edit) {
     const std::string kind = "." + o.format;
     settings.output = o.output + kind;
     settings.force = true;
+    settings.planOnly = true;
     settings.longest = o.longest;
     settings.cancel = &interruptFlag();
     const edit::MovieRequest request = edit::prepareMovie(marked, settings);

@@ -146,7 +146,7 @@ void sayLevels(const std::vector<std::string>& levels) {
 }
 
 void makeEdit(const Options& o, const Edit& edit) {
-    if (o.resume) return resumeMovie(o, edit);
+    if (o.resume && !o.dryRun) return resumeMovie(o, edit);
     if (o.partWishes.parts || o.partWishes.length)
         throw edit::Refusal(
             edit::Problem::BadRequest,

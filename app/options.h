@@ -16,10 +16,7 @@ namespace tumblewash::app {
 enum class Command {
     None,
     Join,
-<<<<<<< HEAD
     Slideshow,
-=======
->>>>>>> f970dc4 (farm: what parts say of sound and clips is told by merge, --copy-bodies is refused in parts)
     Out,
     In,
     Plan,
@@ -93,7 +90,6 @@ struct Options : edit::RenderSettings {
     std::string engine = "local";  ///< `submit`: what starts the parts
     std::string partsFolder;       ///< `submit`, `status`: where the parts are; empty: beside the plan
     int jobs = 0;                  ///< `submit`: parts side by side; 0: as the engine has it
-    bool dryRun = false;           ///< `submit`: print the scripts only
     bool watch = false;            ///< `status`: until all is done
     std::optional<int> line;       ///< `batch`: this line of the list alone
     bool collect = false;          ///< `batch`: the reports of lines that were rendered
@@ -105,7 +101,7 @@ struct Options : edit::RenderSettings {
 
     ProgressStyle progress = ProgressStyle::Auto;
     edit::StillMotion stillMotion = edit::StillMotion::none;
-    bool dryRun = false;  ///< show the plan and end
+    bool dryRun = false;  ///< show the plan and end; `submit`, `batch`: print the scripts only
     bool quiet = false;
     bool verbose = false;
 

@@ -325,8 +325,7 @@ const OptionRow kOptions[] = {
     {"--only", "", "FROM..TO", ValueKind::Text, "", kOutputGroup,
      "render this stretch of the result alone: 00:10..00:14, 250f..300f, ..5s", kExecute, storeOnly},
     {"--copy-bodies", "", "", ValueKind::OptionalChoice, "auto,always,never", kOutputGroup,
-     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the "
-     "option "
+     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the option "
      "alone means, renders clips that do not allow it in full, and always refuses them (default never)",
      kExecute | kPlan, storeCopyBodies},
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,

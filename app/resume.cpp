@@ -49,6 +49,7 @@ FarmPlan planFor(const Options& o, const edit::Edit& said) {
     edit::markFiles(edit);
     edit::RenderSettings settings = o;
     settings.reads = o.inputs;
+    settings.planOnly = true;
     settings.cancel = &interruptFlag();
     const edit::MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);

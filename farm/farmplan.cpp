@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "edit/errors.h"
+#include "edit/filemark.h"
 
 namespace tumblewash::farm {
 
@@ -120,6 +121,7 @@ FarmPlan planOf(const edit::Edit& edit, const edit::MovieRequest& request, const
     plan.fields = request.fields;
     plan.sound = request.sound;
     plan.sampleRate = request.writer.sampleRate;
+    plan.channels = request.writer.channels;
     plan.threads = media::usualEncoderThreads();
     plan.colour = request.writer.colour.value_or(media::MovieColour());
     plan.reader = request.reader;
@@ -128,6 +130,7 @@ FarmPlan planOf(const edit::Edit& edit, const edit::MovieRequest& request, const
         plan.clips.push_back(
             {clip.in(), clip.frames(), clip.info().kind == media::MediaKind::still, clip.info().hasAudio});
     for (const edit::SettledSeam& seam : request.seams) plan.seams.push_back(seam.frames);
+    if (edit.music) plan.music = edit::markOf(edit::musicOf(edit));
     plan.parts = std::move(parts);
     return plan;
 }

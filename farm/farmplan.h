@@ -39,12 +39,14 @@ struct FarmPlan {
     media::FieldOrder fields = media::FieldOrder::progressive;
     bool sound = false;
     int sampleRate = 48000;
+    int channels = 2;
     int threads = 1;  ///< of the encoder, wherever a part is rendered
     media::MovieColour colour;
     media::ReaderSettings reader;  ///< how the clips are read; its threads are the machine's own
     std::int64_t frames = 0;
     std::vector<KnownClip> clips;
-    std::vector<std::int64_t> seams;  ///< lengths, as the frame plan numbers them
+    std::optional<edit::FileMark> music;  ///< of the file of music, where there is one
+    std::vector<std::int64_t> seams;      ///< lengths, as the frame plan numbers them
     std::vector<PartBounds> parts;
 };
 

@@ -39,6 +39,7 @@ media::WriterSettings writerOf(const FarmPlan& plan, bool force, media::CancelFl
     writer.rate = plan.rate;
     writer.sound = plan.sound;
     writer.sampleRate = plan.sampleRate;
+    writer.channels = plan.channels;
     writer.crf = plan.edit.output.crf.value_or(-1);
     writer.preset = plan.edit.output.preset.value_or("");
     writer.fields = plan.fields;
@@ -72,7 +73,9 @@ Merged mergeParts(const FarmPlan& plan, const std::string& folder, const std::st
     if (!output.ends_with(plan.kind) || output.size() == plan.kind.size())
         throw Refusal(Problem::BadRequest, fmt::format("{}: the plan is for a movie whose name ends in {}",
                                                        quotedName(output), plan.kind));
-    edit::checkFiles({edit::filesOf(plan.edit), output, 0, {}});
+    std::vector<std::string> inputs = edit::filesOf(plan.edit);
+    if (plan.edit.music) inputs.push_back(edit::musicOf(plan.edit));
+    edit::checkFiles({std::move(inputs), output, 0, {}});
     media::checkTarget(output, force);
     const PlanPrints prints = printsOf(plan);
     if (plan.sound && !troubleOf(plan, prints, folder, kSoundPart, false).empty()) {

@@ -42,7 +42,7 @@ std::vector<edit::SettledSeam> seamsOf(const FarmPlan& plan, const host::PluginM
 edit::FramePlan framePlanOf(const FarmPlan& plan, const std::vector<edit::SettledSeam>& seams) {
     std::vector<edit::PlannedClip> clips;
     for (std::size_t i = 0; i < plan.clips.size(); ++i)
-        clips.push_back({quotedName(plan.edit.clips[i].file), plan.clips[i].frames});
+        clips.push_back({quotedName(plan.edit.clips[i].file), plan.clips[i].frames, 0});
     edit::FramePlan frames = edit::planFrames(plan.edit, clips, seams);
     if (frames.frames != plan.frames)
         throw Refusal(Problem::BadRequest,
@@ -54,9 +54,9 @@ ReaderSettings readingOf(const FarmPlan& plan, bool fingerprints, media::CancelF
     ReaderSettings reader = plan.reader;
     reader.width = plan.size.width;
     reader.height = plan.size.height;
-    reader.fit = plan.edit.output.fit;
     reader.rate = plan.rate;
     reader.sampleRate = plan.sampleRate;
+    reader.channels = plan.channels;
     reader.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
     reader.cancel = cancel;
     if (fingerprints) {
@@ -72,6 +72,8 @@ Clip clipOf(const FarmPlan& plan, std::size_t i, ReaderSettings reader, media::F
     const KnownClip& known = plan.clips[i];
     const EditClip& said = plan.edit.clips[i];
     if (said.black()) return Clip::black(known.frames, reader, fields);
+    // As everywhere: photos stand between blurred strips unless something else is said.
+    reader.fit = plan.edit.output.fit.value_or(known.still ? media::Fit::blur : media::Fit::contain);
     media::MediaInfo info;
     info.path = edit::fileOf(plan.edit, said);
     info.kind = known.still ? media::MediaKind::still : media::MediaKind::clip;
@@ -91,6 +93,7 @@ MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fing
     request.reader = readingOf(plan, fingerprints, cancel);
     for (std::size_t i = 0; i < plan.clips.size(); ++i)
         request.clips.push_back(clipOf(plan, i, request.reader, request.fields));
+    edit::settleMoves(plan.edit, request);
     request.plan = framePlanOf(plan, request.seams);
     request.first = bounds.first;
     request.end = bounds.first + bounds.frames;
@@ -100,6 +103,7 @@ MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fing
     writer.rate = plan.rate;
     writer.sound = false;
     writer.sampleRate = plan.sampleRate;
+    writer.channels = plan.channels;
     writer.crf = plan.edit.output.crf.value_or(-1);
     writer.preset = plan.edit.output.preset.value_or("");
     writer.fields = request.fields;
@@ -165,6 +169,17 @@ bool madeElsewhere(const FarmPlan& plan, const PlanPrints& prints, const std::st
     return false;
 }
 
+void checkUnchanged(const std::string& file, const edit::FileMark& was) {
+    const std::optional<edit::FileMark> now = edit::markOf(file);
+    if (!now)
+        throw Refusal(Problem::BadInput, quotedName(file) + ": cannot be read, or is not there any more");
+    if (!(*now == was))
+        throw Refusal(Problem::BadRequest,
+                      quotedName(file) +
+                          ": has changed since the plan was made (size, time or its first bytes); "
+                          "make the plan again, and copy clips with their times");
+}
+
 PartWords run(const RenderSettings& settings, MovieRequest& request,
               const std::function<void(std::int64_t)>& advance) {
     edit::Report report;
@@ -190,17 +205,9 @@ void checkPlanHere(const FarmPlan& plan, const std::string& program, int number)
                         plan.program, program));
     for (const std::size_t i : clipsOf(plan, number)) {
         const EditClip& clip = plan.edit.clips[i];
-        if (!clip.was) continue;
-        const std::string file = edit::fileOf(plan.edit, clip);
-        const std::optional<edit::FileMark> now = edit::markOf(file);
-        if (!now)
-            throw Refusal(Problem::BadInput, quotedName(file) + ": cannot be read, or is not there any more");
-        if (!(*now == *clip.was))
-            throw Refusal(Problem::BadRequest,
-                          quotedName(file) +
-                              ": has changed since the plan was made (size, time or its first bytes); "
-                              "make the plan again, and copy clips with their times");
+        if (clip.was) checkUnchanged(edit::fileOf(plan.edit, clip), *clip.was);
     }
+    if (number == kSoundPart && plan.music) checkUnchanged(edit::musicOf(plan.edit), *plan.music);
 }
 
 PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& settings) {

@@ -106,6 +106,7 @@ Json settledJson(const FarmPlan& plan) {
                 {"fields", edit::wordFor(fieldWords(), plan.fields)},
                 {"sound", plan.sound},
                 {"sample-rate", plan.sampleRate},
+                {"channels", plan.channels},
                 {"encoder-threads", plan.threads},
                 {"colour", colourJson(plan.colour)}}},
               {"reading",
@@ -119,6 +120,9 @@ Json settledJson(const FarmPlan& plan) {
     for (const KnownClip& clip : plan.clips)
         json["clips"].push_back(
             {{"in", clip.in}, {"frames", clip.frames}, {"still", clip.still}, {"sound", clip.sound}});
+    if (plan.music)
+        json["music"] = {
+            {"bytes", plan.music->bytes}, {"modified", plan.music->modified}, {"head", plan.music->head}};
     json["seams"] = plan.seams;
     json["parts"] = Json::array();
     for (const PartBounds& part : plan.parts)
@@ -161,6 +165,7 @@ void readSettled(const Json& json, FarmPlan& plan) {
     plan.fields = meant(fieldWords(), movie.at("fields"));
     plan.sound = movie.at("sound").get<bool>();
     plan.sampleRate = movie.at("sample-rate").get<int>();
+    plan.channels = movie.at("channels").get<int>();
     plan.threads = movie.at("encoder-threads").get<int>();
     plan.colour = readColour(movie.at("colour"));
     const Json& reading = json.at("reading");
@@ -173,6 +178,14 @@ void readSettled(const Json& json, FarmPlan& plan) {
     for (const Json& clip : json.at("clips"))
         plan.clips.push_back({clip.at("in").get<std::int64_t>(), clip.at("frames").get<std::int64_t>(),
                               clip.at("still").get<bool>(), clip.at("sound").get<bool>()});
+    if (json.contains("music")) {
+        const Json& from = json.at("music");
+        edit::FileMark mark;
+        from.at("bytes").get_to(mark.bytes);
+        from.at("modified").get_to(mark.modified);
+        from.at("head").get_to(mark.head);
+        plan.music = mark;
+    }
     plan.seams = json.at("seams").get<std::vector<std::int64_t>>();
     for (const Json& part : json.at("parts"))
         plan.parts.push_back({part.at("first").get<std::int64_t>(), part.at("frames").get<std::int64_t>()});

@@ -128,6 +128,24 @@ class Parts(Shop):
             self.merged(self.plan(document, 1, "--format", ending), ours)
             self.assertEqual(ours.read_bytes(), today.read_bytes(), (document, ending))
 
+    def test_MusicHeldPhotosBlurredStripsAndMonoAreTheSameInParts(self):
+        photos = [self.path(f"photo{k}.png") for k in range(3)]
+        for k, photo in enumerate(photos):
+            self.good("frame", scene("city", 1, "80x120"), scene("harbour", 1, "80x120"), "-o", photo, "--frame", 3 * k, "--of", 9)
+        music, movie = self.path("music.mkv"), self.path("music.webm")
+        self.good("out", scene("harbour", 2), "-o", music, "-q")
+        edit = self.edit("--music", music, "--hold", "0.6s", "--duration", "6f", "--size", "96x64", "--fit", "blur",
+                         "--still-motion", "zoom", "--channels", "mono", clips=[*photos, scene("city", 0.8)])
+        whole = self.good("render", edit, "-o", "md5:", "-q").stdout
+        plan = self.plan(edit, 3)
+        self.assertEqual(self.fingerprints(plan), whole)
+        one = self.plan(edit, 1, "--format", "webm", name="one.plan.json")
+        self.good("render", edit, "-o", movie, "-q")
+        self.merged(one, self.path("ours.webm"))
+        self.assertEqual(self.path("ours.webm").read_bytes(), movie.read_bytes())
+        music.write_bytes(music.read_bytes() + b"x")
+        self.refused(2, "music.mkv: has changed since the plan was made", "render", plan, "--part", "sound", "-o", "md5:")
+
     def test_OtherCodecsAndDepthsMergeToo(self):
         for codec, depth, ending in (("hevc", 10, "mp4"),) if SAMPLED else (
                 ("hevc", 8, "mp4"), ("hevc", 10, "mkv"), ("av1", 8, "webm"), ("prores", 10, "mov")):
