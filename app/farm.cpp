@@ -239,6 +239,9 @@ void renderPlanPart(const Options& o) {
 
 void mergePlan(const Options& o) {
     const std::string& file = o.inputs.front();
+    if (!farm::isPlanName(file))
+        throw Refusal(Problem::BadRequest,
+                      quotedName(file) + ": merge takes a plan of parts; tumblewash join puts clips together");
     const FarmPlan plan = openPlan(file);
     if (plan.program != farmProgram())
         throw Refusal(Problem::BadRequest, fmt::format("{}: made by {}, and this is {}", quotedName(file),

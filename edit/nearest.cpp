@@ -9,7 +9,6 @@ namespace {
 /// What people say who know other programs, and what they mean here.
 constexpr std::pair<const char*, const char*> kSynonyms[] = {
     // commands
-    {"merge", "join"},
     {"concat", "join"},
     {"concatenate", "join"},
     {"combine", "join"},
