@@ -41,11 +41,13 @@ struct DecoderMemory::Count {
     std::atomic<int> width{0}, height{0};
     std::atomic<int64_t> wanted{0};
     std::atomic<bool> beyond{false};  // by its sides alone
+    std::atomic<bool> ranOut{false};  // the machine had none for a picture
 };
 
 namespace {
 
-/// What one picture adds, as long as anyone refers to it. One thread of a decoder makes it, another may end it.
+/// What one picture adds, as long as anyone refers to it. One thread of a decoder makes it, another may end
+/// it.
 template <typename Count>
 class Share {
   public:
@@ -94,7 +96,9 @@ void DecoderMemory::addWorking(double bytes) noexcept {
     count_->working.store(bytes);
 }
 
-bool DecoderMemory::refused() const noexcept {
+bool DecoderMemory::refused() const {
+    // Decoders take a picture that they got no memory for as damaged, and go on.
+    if (count_->ranOut.load()) throw std::bad_alloc();
     return count_->wanted.load() != 0;
 }
 
@@ -142,15 +146,17 @@ int DecoderMemory::admit(AVFrame& frame, AVCodecID codec) const {
     return result;
 }
 
-int DecoderMemory::buffer(AVCodecContext* codec, AVFrame* frame, int flags) try {
-    if (codec->codec_type == AVMEDIA_TYPE_VIDEO) {
-        const auto* memory = static_cast<const DecoderMemory*>(codec->opaque);
-        const int refused = memory->admit(*frame, codec->codec_id);
-        if (refused < 0) return refused;
+int DecoderMemory::buffer(AVCodecContext* codec, AVFrame* frame, int flags) {
+    const auto* memory = static_cast<const DecoderMemory*>(codec->opaque);
+    int result = 0;
+    try {
+        if (codec->codec_type == AVMEDIA_TYPE_VIDEO) result = memory->admit(*frame, codec->codec_id);
+    } catch (const std::bad_alloc&) {
+        result = AVERROR(ENOMEM);
     }
-    return avcodec_default_get_buffer2(codec, frame, flags);
-} catch (const std::bad_alloc&) {
-    return AVERROR(ENOMEM);
+    if (result >= 0) result = avcodec_default_get_buffer2(codec, frame, flags);
+    if (result == AVERROR(ENOMEM)) memory->count_->ranOut = true;
+    return result;
 }
 
 }  // namespace tumblewash::media

@@ -24,8 +24,8 @@ class DecoderMemory {
     bool fitsLimits(int width, int height) const noexcept;
     /// Further bytes that the decoder takes for each picture, known from the file's header, for each sample of it.
     void addWorking(double bytes) noexcept;
-    /// True once a picture was refused.
-    bool refused() const noexcept;
+    /// True once a picture was refused. Throws std::bad_alloc once the machine had no memory for one.
+    bool refused() const;
     /// What is wrong with the refused picture and what to do.
     std::string reason() const;
     /// The picture leaves the decoder.
