@@ -34,6 +34,20 @@ constexpr bool isPacked(PixelLayout layout) noexcept {
     return layout == PixelLayout::argb || layout == PixelLayout::deep;
 }
 
+/// True for the layouts of more than 8 bits.
+constexpr bool isDeep(PixelLayout layout) noexcept {
+    return layout == PixelLayout::deep || layout == PixelLayout::yuv420p10;
+}
+
+/// From so many pixels on, a picture of more than 8 bits takes five megabytes and more: where it can be
+/// helped, fewer of them are held.
+constexpr int64_t kLargePicture = 1'500'000;
+
+/// How many pictures may wait between two threads: `usual`, or `few` of large ones of more than 8 bits.
+constexpr size_t mayWait(bool deep, int width, int height, size_t usual, size_t few) noexcept {
+    return deep && int64_t{width} * height > kLargePicture && usual > few ? few : usual;
+}
+
 /// Black and nominal white of a deep picture's colours: the limited range of 16-bit signals, 256 times the 16
 /// and 235 of 8 bits and 64 times the 64 and 940 of 10. Luma codes 1 to 254 of 8 bits and their whole range
 /// of 10 go there and back unchanged.

@@ -16,6 +16,9 @@ namespace tumblewash::media {
 
 namespace {
 
+// Besides these, one more is ready in the thread that decodes.
+constexpr size_t kFewAhead = 1;
+
 void checkSettings(const std::string& path, const ReaderSettings& settings) {
     const auto refuse = [&](const std::string& why) {
         throw MediaError(MediaErrorCode::badRequest, path, why);
@@ -106,7 +109,8 @@ void Reader::Impl::stop() {
 }
 
 void Reader::Impl::produce() {
-    const auto depth = static_cast<size_t>(settings.prefetch);
+    const size_t depth = mayWait(isDeep(settings.layout), settings.width, settings.height,
+                                 static_cast<size_t>(settings.prefetch), kFewAhead);
     std::exception_ptr problem;
     for (bool more = true; more;) {
         // Whatever goes wrong here, the receiver is waiting to be told.

@@ -33,12 +33,13 @@ constexpr std::array kPresets{
 // More encoder threads cost memory and gain little beside the decoding and rendering threads.
 constexpr int kMaxEncoderThreads = 8;
 
-// From this many pixels on every picture an encoder holds back costs five megabytes and more: there it keeps
-// fewer. Memory counts for more here than the last percent of file size. Threads that work on pictures of
-// their own are quickest, but each holds some; from the fourth thread on all of them share one picture.
-constexpr int64_t kLargePicture = 1'500'000;
+// Every large picture an encoder holds back costs five megabytes and more, of 10 bits 36 in HEVC: there it
+// keeps fewer. Memory counts for more here than the last percent of file size. Threads that work on pictures
+// of their own are quickest, but each holds some; from the fourth thread on all of them share one picture.
 constexpr int kPictureThreads = 3;
 constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none";
+constexpr const char* kLargeHevcParameters =
+    ":rc-lookahead=3:bframes=2:b-pyramid=0:ref=1:weightp=0:lookahead-slices=0";
 constexpr const char* kSlicedThreads = ":sliced-threads=1";
 constexpr const char* kUsualParameters = "sync-lookahead=0";
 constexpr int kUsualLookahead = 20;
@@ -133,7 +134,7 @@ void setHevc(const WriterSettings& settings, const Preset& preset, const MovieCo
     // No words of its own on standard error, and one picture at a time: the machine's other cores render.
     std::string parameters =
         "log-level=error:info=0:frame-threads=1:pools=" + std::to_string(codec.thread_count);
-    if (isLarge(settings)) parameters += ":rc-lookahead=5:bframes=2:lookahead-slices=0";
+    if (isLarge(settings)) parameters += kLargeHevcParameters;
     if (colour.transfer == Transfer::pq) parameters += ":hdr10=1:repeat-headers=1";
     if (isWhole(colour))
         parameters += ":master-display=" + displayWords(*colour.mastering, "(%.0f,%.0f)", 50000, 10000);

@@ -67,6 +67,7 @@ const std::array<SinkKind, 7>& kinds() {
 
 // Pictures and pieces of sound that may wait for the encoder. Small: the wait is what bounds the memory.
 constexpr size_t kQueueDepth = 4;
+constexpr size_t kLargeQueueDepth = 2;
 
 // Until asked again whether the work was cancelled.
 constexpr auto kPatience = std::chrono::milliseconds(100);
@@ -200,7 +201,9 @@ void Writer::Impl::throwFailure() {
 void Writer::Impl::push(Item item) {
     std::unique_lock lock(mutex);
     throwFailure();
-    while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < kQueueDepth; }))
+    const bool deep = settings.colour && settings.colour->depth > 8;
+    const size_t depth = mayWait(deep, settings.width, settings.height, kQueueDepth, kLargeQueueDepth);
+    while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < depth; }))
         throwFailure();
     throwFailure();
     queue.push_back(std::move(item));
