@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "app/optiontable.h"
 #include "media/Codecs.h"
 
@@ -64,7 +67,11 @@ std::string overview() {
     std::string out =
         "tumblewash joins clips with fourteen classic video transitions.\n\nUsage: tumblewash COMMAND "
         "[INPUT...] [OPTION...]\n\nCommands:\n";
-    for (const CommandRow& row : commandTable()) out += fmt::format("  {:8} {}\n", row.name, row.summary);
+    std::size_t longest = 0;
+    for (const CommandRow& row : commandTable())
+        longest = std::max(longest, std::string_view(row.name).size());
+    for (const CommandRow& row : commandTable())
+        out += fmt::format("  {:{}} {}\n", row.name, longest, row.summary);
     out += "\nExamples:\n";
     for (const CommandRow& row : commandTable()) out += fmt::format("  {}\n", row.examples.front().line);
     out +=

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 #include "app/help.h"
@@ -33,6 +34,17 @@ TEST(HelpTest, EveryCommandShowsItsOptionsAndExamples) {
         for (const OptionRow* row : optionsOf(command.id)) EXPECT_THAT(help, HasSubstr(row->name));
         for (const Example& example : command.examples) EXPECT_THAT(help, HasSubstr(example.line));
     }
+}
+
+TEST(HelpTest, WhatCommandsDoStandsInOneColumn) {
+    const std::string help = helpText(Command::None);
+    std::set<std::size_t> columns;
+    for (const CommandRow& command : commandTable()) {
+        const std::size_t name = help.find(std::string("\n  ") + command.name + " ");
+        ASSERT_NE(name, std::string::npos) << command.name;
+        columns.insert(help.find(command.summary, name) - name);
+    }
+    EXPECT_EQ(columns.size(), 1U);
 }
 
 TEST(HelpTest, LinesStayWithinAHundredColumns) {
