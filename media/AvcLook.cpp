@@ -1,5 +1,5 @@
-// H.264 packets: where instantaneous refreshes stand, and whether slices and parameter sets are such as can be
-// copied.
+// H.264 packets: where instantaneous refreshes stand, and whether slices and parameter sets are such as can
+// be copied.
 #include <set>
 
 #include "media/detail/AvcSets.h"
@@ -23,7 +23,7 @@ class AvcLooker final : public PacketLooker {
         for (const ByteView unit : *units) {
             const int type = avcTypeOf(unit);
             if (type == kAvcSps || type == kAvcPps) {
-                takeSet(unit, out);
+                out.trouble = troubleOf(sets_.add(unit));
             } else if (type == kAvcSlice || type == kAvcIdr) {
                 if (type == kAvcIdr) out.kind = PacketKind::entry;
                 takeSlice(unit, block, out);
@@ -41,11 +41,7 @@ class AvcLooker final : public PacketLooker {
     TrackHeader header() const override {
         TrackHeader out;
         out.lengthSize = sets_.lengthSize;
-        const auto add = [&](const Bytes& set) {
-            out.bytes.insert(out.bytes.end(), {0, 0, 0, 1});
-            const Bytes unit = escaped(set);
-            out.bytes.insert(out.bytes.end(), unit.begin(), unit.end());
-        };
+        const auto add = [&](const Bytes& set) { appendStarted(out.bytes, set); };
         for (const int id : usedSps()) add(sets_.sps.at(id).bytes);
         for (const int id : used_) add(sets_.pps.at(id).bytes);
         return out;
@@ -77,23 +73,9 @@ class AvcLooker final : public PacketLooker {
     }
 
   private:
-    void takeSet(ByteView unit, PacketLook& out) {
-        switch (sets_.add(unit)) {
-            case AvcSets::Added::changed:
-                out.trouble = "changes its coding parameters";
-                return;
-            case AvcSets::Added::broken:
-                out.trouble = kBroken;
-                return;
-            default:
-                return;
-        }
-    }
-
     void takeSlice(ByteView unit, int64_t& block, PacketLook& out) {
         const auto slice = readAvcSlice(unit);
-        if (!slice || !sets_.pps.contains(slice->pps) ||
-            !sets_.sps.contains(sets_.pps.at(slice->pps).sps)) {
+        if (!slice || !sets_.pps.contains(slice->pps) || !sets_.sps.contains(sets_.pps.at(slice->pps).sps)) {
             out.trouble = kBroken;
             return;
         }
@@ -105,11 +87,7 @@ class AvcLooker final : public PacketLooker {
         used_.insert(slice->pps);
     }
 
-    std::set<int> usedSps() const {
-        std::set<int> ids;
-        for (const int id : used_) ids.insert(sets_.pps.at(id).sps);
-        return ids;
-    }
+    std::set<int> usedSps() const { return sequencesOf(used_, sets_.pps); }
 
     AvcSets sets_;
     std::set<int> used_;

@@ -88,9 +88,9 @@ int dpbBlocksOf(int level) {
         int level;
         int blocks;
     };
-    constexpr std::array rows{Row{10, 396},    Row{11, 900},    Row{20, 2376},   Row{21, 4752},
-                              Row{30, 8100},   Row{31, 18000},  Row{32, 20480},  Row{41, 32768},
-                              Row{42, 34816},  Row{50, 110400}, Row{52, 184320}, Row{255, 696320}};
+    constexpr std::array rows{Row{10, 396},   Row{11, 900},    Row{20, 2376},   Row{21, 4752},
+                              Row{30, 8100},  Row{31, 18000},  Row{32, 20480},  Row{41, 32768},
+                              Row{42, 34816}, Row{50, 110400}, Row{52, 184320}, Row{255, 696320}};
     return std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return level <= row.level; })->blocks;
 }
 
@@ -255,13 +255,7 @@ Bytes withoutBufferingPeriods(ByteView unit) {
 }
 
 AvcSets::Added AvcSets::add(ByteView unit) {
-    const auto take = [](auto& known, auto&& read) {
-        if (!read) return Added::broken;
-        const auto [place, isNew] = known.try_emplace(read->id, *read);
-        if (isNew) return Added::isNew;
-        return place->second.bytes == read->bytes ? Added::known : Added::changed;
-    };
-    return avcTypeOf(unit) == kAvcSps ? take(sps, readAvcSps(unit)) : take(pps, readAvcPps(unit));
+    return avcTypeOf(unit) == kAvcSps ? takeSet(sps, readAvcSps(unit)) : takeSet(pps, readAvcPps(unit));
 }
 
 namespace {
@@ -274,9 +268,7 @@ bool takeSets(ByteView& header, size_t count, int type, AvcSets& sets) {
         if (length > header.size() - 2) return false;
         const ByteView unit = header.subspan(2, length);
         header = header.subspan(2 + length);
-        if (avcTypeOf(unit) != type) continue;
-        const AvcSets::Added added = sets.add(unit);
-        if (added == AvcSets::Added::broken || added == AvcSets::Added::changed) return false;
+        if (avcTypeOf(unit) == type && !isTaken(sets.add(unit))) return false;
     }
     return true;
 }
@@ -292,16 +284,10 @@ bool takeRecord(ByteView header, AvcSets& sets) {
     return takeSets(header, pictures, kAvcPps, sets);
 }
 
-bool takeUnits(ByteView header, AvcSets& sets) {
-    sets.lengthSize = 0;
-    const auto units = splitNalUnits(header, 0);
-    if (!units) return false;
-    for (const ByteView unit : *units) {
-        if (avcTypeOf(unit) != kAvcSps && avcTypeOf(unit) != kAvcPps) continue;
-        const AvcSets::Added added = sets.add(unit);
-        if (added == AvcSets::Added::broken || added == AvcSets::Added::changed) return false;
-    }
-    return true;
+/// Takes up a header's unit; what is no set is passed over. False when it is broken.
+bool takeUnit(ByteView unit, AvcSets& sets) {
+    const int type = avcTypeOf(unit);
+    return (type != kAvcSps && type != kAvcPps) || isTaken(sets.add(unit));
 }
 
 }  // namespace
@@ -309,7 +295,9 @@ bool takeUnits(ByteView header, AvcSets& sets) {
 std::optional<AvcSets> readAvcHeader(ByteView header) {
     AvcSets sets;
     if (header.empty()) return std::nullopt;
-    const bool whole = header.front() == 1 ? takeRecord(header, sets) : takeUnits(header, sets);
+    const bool whole = header.front() == 1
+                           ? takeRecord(header, sets)
+                           : takeUnits(header, sets, [&](ByteView unit) { return takeUnit(unit, sets); });
     if (!whole || sets.sps.empty() || sets.pps.empty()) return std::nullopt;
     return sets;
 }

@@ -26,7 +26,7 @@ class HevcLooker final : public PacketLooker {
             if (hevcLayerOf(unit) > 0)
                 out.trouble = "holds layers or views beside its pictures: copies would be incomplete";
             else if (type >= kHevcVps && type <= kHevcPps)
-                takeSet(unit, out);
+                out.trouble = troubleOf(sets_.add(unit));
             else if (hevcIsSlice(type))
                 takeSlice(unit, pictures, out);
             if (!out.trouble.empty()) return out;
@@ -38,11 +38,7 @@ class HevcLooker final : public PacketLooker {
     TrackHeader header() const override {
         TrackHeader out;
         out.lengthSize = sets_.lengthSize;
-        const auto add = [&](const Bytes& set) {
-            out.bytes.insert(out.bytes.end(), {0, 0, 0, 1});
-            const Bytes unit = escaped(set);
-            out.bytes.insert(out.bytes.end(), unit.begin(), unit.end());
-        };
+        const auto add = [&](const Bytes& set) { appendStarted(out.bytes, set); };
         const std::set<int> sequences = usedSps();
         std::set<int> videos;
         for (const int id : sequences) videos.insert(sets_.sps.at(id).vps);
@@ -71,19 +67,6 @@ class HevcLooker final : public PacketLooker {
     bool reorders() const override { return true; }
 
   private:
-    void takeSet(ByteView unit, PacketLook& out) {
-        switch (sets_.add(unit)) {
-            case HevcSets::Added::changed:
-                out.trouble = "changes its coding parameters";
-                return;
-            case HevcSets::Added::broken:
-                out.trouble = kBroken;
-                return;
-            default:
-                return;
-        }
-    }
-
     void takeSlice(ByteView unit, int& pictures, PacketLook& out) {
         const auto slice = readHevcSlice(unit);
         if (!slice || !sets_.pps.contains(slice->pps) || !sets_.sps.contains(sets_.pps.at(slice->pps).sps)) {
@@ -98,11 +81,7 @@ class HevcLooker final : public PacketLooker {
         used_.insert(slice->pps);
     }
 
-    std::set<int> usedSps() const {
-        std::set<int> ids;
-        for (const int id : used_) ids.insert(sets_.pps.at(id).sps);
-        return ids;
-    }
+    std::set<int> usedSps() const { return sequencesOf(used_, sets_.pps); }
 
     HevcSets sets_;
     std::set<int> used_;

@@ -183,19 +183,13 @@ Bytes writeHevcSlice(ByteView unit, const HevcSlice& slice, int pps, bool begins
 }
 
 HevcSets::Added HevcSets::add(ByteView unit) {
-    const auto take = [](auto& known, auto&& read) {
-        if (!read) return Added::broken;
-        const auto [place, isNew] = known.try_emplace(read->id, *read);
-        if (isNew) return Added::isNew;
-        return place->second.bytes == read->bytes ? Added::known : Added::changed;
-    };
     switch (hevcTypeOf(unit)) {
         case kHevcVps:
-            return take(vps, readHevcVps(unit));
+            return takeSet(vps, readHevcVps(unit));
         case kHevcSps:
-            return take(sps, readHevcSps(unit));
+            return takeSet(sps, readHevcSps(unit));
         default:
-            return take(pps, readHevcPps(unit));
+            return takeSet(pps, readHevcPps(unit));
     }
 }
 
@@ -205,8 +199,7 @@ namespace {
 bool takeUnit(ByteView unit, HevcSets& sets) {
     const int type = hevcTypeOf(unit);
     if (type < kHevcVps || type > kHevcPps || hevcLayerOf(unit) > 0) return true;
-    const HevcSets::Added added = sets.add(unit);
-    return added != HevcSets::Added::broken && added != HevcSets::Added::changed;
+    return isTaken(sets.add(unit));
 }
 
 /// The decoder configuration record of ISO/IEC 14496-15, 8.3.3.1.
@@ -231,19 +224,14 @@ bool takeRecord(ByteView header, HevcSets& sets) {
     return true;
 }
 
-bool takeUnits(ByteView header, HevcSets& sets) {
-    sets.lengthSize = 0;
-    const auto units = splitNalUnits(header, 0);
-    return units &&
-           std::all_of(units->begin(), units->end(), [&](ByteView unit) { return takeUnit(unit, sets); });
-}
-
 }  // namespace
 
 std::optional<HevcSets> readHevcHeader(ByteView header) {
     HevcSets sets;
     if (header.empty()) return std::nullopt;
-    const bool whole = header.front() == 1 ? takeRecord(header, sets) : takeUnits(header, sets);
+    const bool whole = header.front() == 1
+                           ? takeRecord(header, sets)
+                           : takeUnits(header, sets, [&](ByteView unit) { return takeUnit(unit, sets); });
     if (!whole || sets.vps.empty() || sets.sps.empty() || sets.pps.empty()) return std::nullopt;
     return sets;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "media/detail/NalUnits.h"
+#include "media/detail/ParameterSets.h"
 
 namespace tumblewash::media {
 
@@ -99,7 +100,7 @@ struct AvcSets {
     std::map<int, AvcPps> pps;
     int lengthSize = 4;  ///< of its packets; 0: start codes
 
-    enum class Added { isNew, known, changed, broken };
+    using Added = SetAdded;
     /// Takes a set's unit up; `changed` is one that replaces another of its id, which is kept.
     Added add(ByteView unit);
 };

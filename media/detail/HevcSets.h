@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "media/detail/NalUnits.h"
+#include "media/detail/ParameterSets.h"
 
 namespace tumblewash::media {
 
@@ -107,7 +108,7 @@ struct HevcSets {
     std::map<int, HevcPps> pps;
     int lengthSize = 4;  ///< of its packets; 0: start codes
 
-    enum class Added { isNew, known, changed, broken };
+    using Added = SetAdded;
     /// Takes a set's unit up; `changed` is one that replaces another of its id, which is kept.
     Added add(ByteView unit);
 };
