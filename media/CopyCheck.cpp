@@ -1,43 +1,19 @@
 #include "media/detail/CopyCheck.h"
 
-extern "C" {
-#include <libavutil/md5.h>
-}
-
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <optional>
 
 #include "media/detail/IndexDetail.h"
 #include "media/detail/Input.h"
+#include "media/detail/PacketFile.h"
 
 namespace tumblewash::media {
 
 namespace {
 
-using Sum = std::array<uint8_t, 16>;
-
 // Decoded on each side of a splice.
 constexpr double kSeconds = 1;
-
-/// A fingerprint of a frame's visible samples.
-Sum sumOf(const AVFrame& frame) {
-    const std::unique_ptr<AVMD5, decltype(&av_free)> state{orBadAlloc(av_md5_alloc()), &av_free};
-    av_md5_init(state.get());
-    const AVPixFmtDescriptor* const format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-    for (int plane = 0; format != nullptr && plane < 4 && frame.data[plane] != nullptr; ++plane) {
-        const int row = av_image_get_linesize(static_cast<AVPixelFormat>(frame.format), frame.width, plane);
-        const bool chroma = plane == 1 || plane == 2;
-        const int rows = chroma ? AV_CEIL_RSHIFT(frame.height, format->log2_chroma_h) : frame.height;
-        for (int y = 0; y < rows; ++y)
-            av_md5_update(state.get(), frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane],
-                          static_cast<size_t>(row));
-    }
-    Sum out{};
-    av_md5_final(state.get(), out.data());
-    return out;
-}
 
 /// Pictures of a file by their times.
 class Decoded {
@@ -53,7 +29,7 @@ class Decoded {
 
     /// The fingerprints of the pictures with times from `first` to `last`, in order, decoded from the key
     /// picture at `key` or an earlier one; nothing when a strict decoding met damage, patched or not.
-    std::vector<Sum> between(int64_t key, int64_t first, int64_t last, bool strict) {
+    std::vector<PicturePrint> between(int64_t key, int64_t first, int64_t last, bool strict) {
         // Some containers search by the times of decoding, and land behind the key picture that is needed.
         for (const double early : {0.0, 2.0, 1e6}) {
             const int64_t target = key - static_cast<int64_t>(early / av_q2d(base()));
@@ -61,8 +37,8 @@ class Decoded {
             const int64_t before = damage();
             FramePtr frame = decoder_->next();
             if (!frame || frame->pts > key) continue;
-            std::vector<Sum> found = sums(std::move(frame), first, last);
-            return strict && damage() != before ? std::vector<Sum>{} : found;
+            std::vector<PicturePrint> found = sums(std::move(frame), first, last);
+            return strict && damage() != before ? std::vector<PicturePrint>{} : found;
         }
         return {};
     }
@@ -71,10 +47,10 @@ class Decoded {
     /// Packets and pictures so far that were not all there.
     int64_t damage() const { return decoder_->damaged() + decoder_->patched(); }
 
-    std::vector<Sum> sums(FramePtr frame, int64_t first, int64_t last) {
-        std::vector<Sum> out;
+    std::vector<PicturePrint> sums(FramePtr frame, int64_t first, int64_t last) {
+        std::vector<PicturePrint> out;
         for (; frame && frame->pts <= last; frame = decoder_->next())
-            if (frame->pts >= first) out.push_back(sumOf(*frame));
+            if (frame->pts >= first) out.push_back(printOf(*frame));
         return out;
     }
 
@@ -96,8 +72,8 @@ class Check {
         for (size_t i = 0; i < plan().runs.size(); ++i) {
             const CopyRun& run = plan().runs[i];
             if (run.clip != CopyRun::kEncoded) {
-                const int64_t window = std::clamp<int64_t>(
-                    std::llround(kSeconds * settings_.rate.value()), 1, run.pictures());
+                const int64_t window =
+                    std::clamp<int64_t>(std::llround(kSeconds * settings_.rate.value()), 1, run.pictures());
                 compare(run, first, 0, window);
                 if (i + 1 < plan().runs.size()) compare(run, first, run.pictures() - window, window);
             }
@@ -176,11 +152,11 @@ class Check {
             return times[static_cast<size_t>(i)];
         };
         const int64_t own = run.range.firstPicture + from;
-        const std::vector<Sum> there =
+        const std::vector<PicturePrint> there =
             source.between(keyFor(run, own), at(shown_, own), at(shown_, own + count - 1), false);
         if (!movie_) movie_.emplace(bytes_, -1, settings_.cancel);
-        const std::vector<Sum> here = movie_->between(at(times_, first + from), at(times_, first + from),
-                                                      at(times_, first + from + count - 1), true);
+        const std::vector<PicturePrint> here = movie_->between(
+            at(times_, first + from), at(times_, first + from), at(times_, first + from + count - 1), true);
         if (static_cast<int64_t>(here.size()) != count)
             failed("the copied pictures from " + std::to_string(first + from) + " on do not all decode");
         if (here != there)

@@ -2,17 +2,9 @@
 
 #include "media/detail/FrameRows.h"
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
-
 namespace tumblewash::media {
 
 namespace {
-
-struct ScalerFree {
-    void operator()(SwsContext* scaler) const noexcept { sws_freeContext(scaler); }
-};
 
 FramePtr greyFrame(int width, int height) {
     FramePtr out = newFrame();
@@ -35,9 +27,9 @@ PictureRef enlarged(const PictureRef& deep, int width, int height) {
     const PictureRef out = PictureRef::makeDeep(width, height);
     const FramePtr from = greyFrame(deep.width(), deep.height());
     const FramePtr to = greyFrame(width, height);
-    const std::unique_ptr<SwsContext, ScalerFree> scaler(
-        sws_getContext(deep.width(), deep.height(), AV_PIX_FMT_GRAY16, width, height, AV_PIX_FMT_GRAY16,
-                       SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr));
+    const ScalerPtr scaler(sws_getContext(deep.width(), deep.height(), AV_PIX_FMT_GRAY16, width, height,
+                                          AV_PIX_FMT_GRAY16, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT,
+                                          nullptr, nullptr, nullptr));
     if (!scaler) throw std::bad_alloc();
     for (size_t channel = 0; channel < 4; ++channel) {
         for (int y = 0; y < deep.height(); ++y) {

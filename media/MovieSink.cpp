@@ -249,15 +249,16 @@ void MovieSink::writeHeader() {
 void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame) {
     const int sent = avcodec_send_frame(&codec, frame);
     if (sent < 0) failed("a picture or sound cannot be encoded", sent);
-    EncodedCount& count = &codec == audio_.get() ? sounds_ : shown_;
-    if (frame != nullptr) count.given(&codec == audio_.get() ? frame->nb_samples : 1);
+    const bool sound = &codec == audio_.get();
+    EncodedCount& count = sound ? sounds_ : shown_;
+    if (frame != nullptr) count.given(sound ? frame->nb_samples : 1);
     for (;;) {
         throwIfRaised(settings_.cancel, output_);
         const int got = avcodec_receive_packet(&codec, packet_.get());
         if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
         if (got < 0) failed("a picture or sound cannot be encoded", got);
         count.packet();
-        if (codec.codec_type == AVMEDIA_TYPE_VIDEO && packet_->duration == 0) packet_->duration = 1;
+        if (!sound && packet_->duration == 0) packet_->duration = 1;
         if (piece_) {
             piece_->packet(*packet_);
             continue;

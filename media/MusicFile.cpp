@@ -12,7 +12,6 @@ namespace tumblewash::media {
 struct MusicFile::Impl {
     ProbeDetail facts;
     SoundShape shape;
-    CancelFlag cancel = nullptr;
     std::unique_ptr<SoundSource> sound;
     std::vector<float>
         held;              // decoded and not given yet, at least kOverlap frames of it while there are more
@@ -58,7 +57,6 @@ struct MusicFile::Impl {
 MusicFile::MusicFile(const std::string& path, int sampleRate, int channels, CancelFlag cancel)
     : impl_(std::make_unique<Impl>()) {
     impl_->shape = {sampleRate, channels};
-    impl_->cancel = cancel;
     runWithMemoryAllowance(path, [&] {
         ProbeDetail& facts = impl_->facts;
         facts.info.path = path;

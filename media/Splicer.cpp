@@ -159,7 +159,9 @@ struct Splicer::Impl {
                 walk.emplace(index, settings.cancel);
             }
         }
-        const auto known = [&] { return index.packets()[static_cast<size_t>(next)]; };
+        const auto known = [&]() -> const IndexedPacket& {
+            return index.packets()[static_cast<size_t>(next)];
+        };
         while (known().picture < from.range.firstPicture) ++next;
         const AVPacket& packet = walk->at(next);
         const auto bytes = rewriter->rewritten(static_cast<size_t>(from.clip),
@@ -172,7 +174,6 @@ struct Splicer::Impl {
 
     void finish() {
         if (run < plan.runs.size() && plan.runs[run].clip == CopyRun::kEncoded && encoder) flush();
-        before += done;
     }
 
     const std::string output;
@@ -207,11 +208,12 @@ void Splicer::describe(AVStream& stream) const {
     const Bytes header = impl_->rewriter->header();
     av_freep(&parameters.extradata);
     parameters.extradata_size = 0;
-    if (!header.empty())
+    if (!header.empty()) {
         parameters.extradata =
             static_cast<uint8_t*>(orBadAlloc(av_mallocz(header.size() + AV_INPUT_BUFFER_PADDING_SIZE)));
-    if (!header.empty()) std::memcpy(parameters.extradata, header.data(), header.size());
-    parameters.extradata_size = static_cast<int>(header.size());
+        std::memcpy(parameters.extradata, header.data(), header.size());
+        parameters.extradata_size = static_cast<int>(header.size());
+    }
     if (impl_->rewriter->profile() != PacketRewriter::kEncoders)
         parameters.profile = impl_->rewriter->profile();
     if (impl_->rewriter->level() != PacketRewriter::kEncoders) parameters.level = impl_->rewriter->level();

@@ -7,10 +7,6 @@
 #include "media/detail/EightBits.h"
 #include "media/detail/FrameRows.h"
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
-
 namespace tumblewash::media {
 
 namespace {
@@ -162,10 +158,6 @@ class PlainLines final : public DeepLines {
     std::optional<Channel> alpha_;
 };
 
-struct ScalerFree {
-    void operator()(SwsContext* scaler) const noexcept { sws_freeContext(scaler); }
-};
-
 /// Y'CbCr through the scaler, a band at a time.
 class ScaledLines final : public DeepLines {
   public:
@@ -241,7 +233,7 @@ class ScaledLines final : public DeepLines {
     std::optional<Channel> alpha_;
     uint32_t white_ = 0xFFFF;
     FramePtr band_;
-    std::unique_ptr<SwsContext, ScalerFree> scaler_;
+    ScalerPtr scaler_;
     int first_ = 0, last_ = 0, top_ = 0, lines_ = 0;
 };
 

@@ -14,6 +14,7 @@ extern "C" {
 #include <libavutil/mathematics.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
 }
 
 #include <memory>
@@ -34,11 +35,17 @@ struct AvFree {
     }
 };
 
+/// The one that leaves the pointer as it is.
+struct ScalerFree {
+    void operator()(SwsContext* scaler) const noexcept { sws_freeContext(scaler); }
+};
+
 using FramePtr = std::unique_ptr<AVFrame, AvFree<av_frame_free>>;
 using PacketPtr = std::unique_ptr<AVPacket, AvFree<av_packet_free>>;
 using CodecPtr = std::unique_ptr<AVCodecContext, AvFree<avcodec_free_context>>;
 using GraphPtr = std::unique_ptr<AVFilterGraph, AvFree<avfilter_graph_free>>;
 using InputPtr = std::unique_ptr<AVFormatContext, AvFree<avformat_close_input>>;
+using ScalerPtr = std::unique_ptr<SwsContext, ScalerFree>;
 
 /// `object`, or std::bad_alloc when it is null.
 template <typename T>
