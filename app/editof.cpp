@@ -128,10 +128,6 @@ void refuseForeignLengths(const Options& o) {
                     o.speed ? "--speed" : "--duration", media::quotedName(o.inputs.front())));
 }
 
-bool isGiven(const Options& o, const char* option) {
-    return std::find(o.given.begin(), o.given.end(), option) != o.given.end();
-}
-
 /// What an edit says beside its clips and their seams.
 void putRest(const Options& o, Edit& edit) {
     if (o.speed) edit.seams.speed = edit::Written<float>{*o.speed, {}};

@@ -139,11 +139,10 @@ void refuseCopies(const Options& o) {
 bool wantsParts(const Options& o) {
     if (farm::isPlanName(o.output)) return true;
     for (const char* option : {"--parts", "--part-length", "--split-seams", "--format"})
-        for (const std::string& given : o.given)
-            if (given == option)
-                throw Refusal(
-                    Problem::BadRequest,
-                    fmt::format("{}: parts are written down in a plan; give -o NAME.plan.json", option));
+        if (isGiven(o, option))
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("{}: parts are written down in a plan; give -o NAME.plan.json", option));
     return false;
 }
 
@@ -200,11 +199,9 @@ void renderPlanPart(const Options& o) {
     refuseCopies(o);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin", "--resume", "--codec",
                                "--depth", "--hdr", "--tone-map", "--alpha", "--parts", "--part-length"})
-        for (const std::string& given : o.given)
-            if (given == option)
-                throw Refusal(
-                    Problem::BadRequest,
-                    fmt::format("{}: a part is rendered as its plan says; make another plan", option));
+        if (isGiven(o, option))
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{}: a part is rendered as its plan says; make another plan", option));
     const bool print = o.output.starts_with("md5:");
     if (!print && !o.output.ends_with("/") && !fs::is_directory(o.output))
         throw Refusal(Problem::BadRequest,
@@ -240,8 +237,9 @@ void renderPlanPart(const Options& o) {
 void mergePlan(const Options& o) {
     const std::string& file = o.inputs.front();
     if (!farm::isPlanName(file))
-        throw Refusal(Problem::BadRequest,
-                      quotedName(file) + ": merge takes a plan of parts; tumblewash join puts clips together");
+        throw Refusal(
+            Problem::BadRequest,
+            quotedName(file) + ": merge takes a plan of parts; tumblewash join puts clips together");
     const FarmPlan plan = openPlan(file);
     if (plan.program != farmProgram())
         throw Refusal(Problem::BadRequest, fmt::format("{}: made by {}, and this is {}", quotedName(file),

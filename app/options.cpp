@@ -137,12 +137,12 @@ void checkInputs(const Options& o, const CommandRow& row) {
 void checkTogether(const Options& o, const CommandRow& row) {
     if (!o.durations.empty() && o.speed)
         throw Refusal(Problem::BadRequest, "--duration and --speed both set the length; give one of them");
-    if (o.hold && std::find(o.given.begin(), o.given.end(), "--still") != o.given.end())
+    if (o.hold && isGiven(o, "--still"))
         throw Refusal(Problem::BadRequest,
                       "--still and --hold both say how long a photo lasts; give one of them");
     if (o.music.empty())
         for (const char* option : {"--music-gain", "--duck"})
-            if (std::find(o.given.begin(), o.given.end(), option) != o.given.end())
+            if (isGiven(o, option))
                 throw Refusal(Problem::BadRequest, fmt::format("{} needs music: --music FILE", option));
     if (row.wantsOutput && o.output.empty() && o.mlt.empty() && !o.dryRun)
         throw Refusal(Problem::BadRequest, fmt::format("{} needs an output: -o FILE", row.name));
@@ -161,6 +161,10 @@ void checkTogether(const Options& o, const CommandRow& row) {
 }
 
 }  // namespace
+
+bool isGiven(const Options& options, std::string_view name) {
+    return std::find(options.given.begin(), options.given.end(), name) != options.given.end();
+}
 
 Options parseOptions(const std::vector<std::string>& arguments) {
     Options options;

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "edit/exchange.h"
@@ -114,5 +115,8 @@ struct Options : edit::RenderSettings {
 /// Reads a command line. Throws Refusal (BadRequest) for anything it does not understand, with the nearest
 /// known word where one is near. `arguments` excludes the program's name.
 Options parseOptions(const std::vector<std::string>& arguments);
+
+/// True when the option of this long name was given, whatever its value.
+bool isGiven(const Options& options, std::string_view name);
 
 }  // namespace tumblewash::app

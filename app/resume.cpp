@@ -38,9 +38,8 @@ void checkOptions(const Options& o) {
                       fmt::format("--resume: parts make a movie; {} is none", quotedName(o.output)));
     refuseCopies(o);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin"})
-        for (const std::string& given : o.given)
-            if (given == option)
-                throw Refusal(Problem::BadRequest, fmt::format("--resume and {} exclude each other", option));
+        if (isGiven(o, option))
+            throw Refusal(Problem::BadRequest, fmt::format("--resume and {} exclude each other", option));
 }
 
 FarmPlan planFor(const Options& o, const edit::Edit& said) {

@@ -6,6 +6,7 @@
 
 #include "edit/decibels.h"
 #include "edit/errors.h"
+#include "edit/limiter.h"
 #include "edit/parallel.h"
 #include "host/AudioMix.h"
 #include "media/Loudness.h"
@@ -15,7 +16,7 @@ namespace tumblewash::edit {
 namespace {
 
 // The same as the limiter's: a gain alone must not make it work.
-constexpr double kPeakDb = -1;
+constexpr double kPeakDb = Limiter::kCeilingDb;
 constexpr double kMostDb = 24;
 constexpr double kSilent = -70;
 constexpr int kMeters = 2;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "edit/decibels.h"
+
 namespace tumblewash::edit {
 namespace {
 
@@ -66,11 +68,7 @@ void raisePeaks(const float* x, std::size_t count, float known, float* peaks) {
     }
 }
 
-double linear(double decibels) {
-    return std::pow(10.0, decibels / 20);
-}
-
-const double kTarget = linear(kTargetDb);
+const double kTarget = linearOf(kTargetDb);
 
 }  // namespace
 
