@@ -32,7 +32,8 @@ def one(folder, output, arguments, delay, complete):
 with Workshop() as folder:
     output = folder / "out.mp4"
     arguments = join(output)
-    whole = Run(arguments)
+    # The shortest of a few runs, since the first one also reads the program from the disk.
+    whole = min((Run(arguments) for _ in range(3)), key=lambda run: run.seconds)
     check(whole.code == 0, whole.describe())
     complete = digest(output)
     check(readable(output), "the complete output cannot be read")
