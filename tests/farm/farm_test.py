@@ -64,9 +64,12 @@ class Shop(unittest.TestCase):
         for number in numbers or self.numbers(plan):
             self.good("render", plan, "--part", number, "-o", f"{folder}/", "-q")
 
+    def parts_of(self, plan, output, numbers=None):
+        return self.path("p" + hashlib.md5(str((self.path(plan), output, numbers)).encode()).hexdigest())
+
     def merged(self, plan, output, numbers=None):
         """The movie of the plan's parts, rendered in the order of `numbers`."""
-        folder = self.path("p" + hashlib.md5(str((plan, output, numbers)).encode()).hexdigest())
+        folder = self.parts_of(plan, output, numbers)
         self.render_parts(plan, folder, numbers)
         return self.good("merge", plan, folder, "-o", output, "-f")
 
@@ -145,6 +148,45 @@ class Parts(Shop):
         self.assertEqual(self.path("ours.webm").read_bytes(), movie.read_bytes())
         music.write_bytes(music.read_bytes() + b"x")
         self.refused(2, "music.mkv: has changed since the plan was made", "render", plan, "--part", "sound", "-o", "md5:")
+
+    def test_HdrAndTransparencyAreTheSameInParts(self):
+        hlg = self.path("hlg.mp4")
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=96x64:r=25:d=1.2", "-pix_fmt", "yuv420p10le",
+                        "-c:v", "libx265", "-preset", "ultrafast", "-x265-params",
+                        "log-level=none:keyint=10:colorprim=bt2020:transfer=arib-std-b67:colormatrix=bt2020nc", str(hlg)], check=True)
+        glass = self.path("glass.mov")
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                        "testsrc2=s=96x64:r=25:d=1,format=rgba,colorchannelmixer=aa=0.5", "-c:v", "qtrle", str(glass)], check=True)
+        hdr = self.edit("--duration", "8f", clips=[f"{hlg}#t=0.2,1.1", str(hlg)])
+        toned = self.edit("--duration", "8f", "--hdr", "sdr", clips=[str(hlg), scene("city", 0.8)], name="toned.edit.json")
+        alpha = self.edit("--duration", "8f", "--alpha", clips=[str(glass), scene("city", 0.8), str(glass)], name="alpha.edit.json")
+        for document, ending in ((hdr, "mp4"), (toned, "mp4"), (alpha, "mkv")):
+            plan = self.plan(document, 3, "--format", ending)
+            today, one = self.path(f"today.{ending}"), self.path(f"one.{ending}")
+            self.good("render", document, "-o", today, "-q", "-f")
+            self.merged(self.plan(document, 1, "--format", ending, name="one.plan.json"), one)
+            self.assertEqual(one.read_bytes(), today.read_bytes(), document)
+            parts = self.merged(plan, self.path(f"three.{ending}")).stderr
+            whole = self.good("merge", self.path("one.plan.json"), self.parts_of("one.plan.json", one), "-o", one, "-f").stderr
+            prints = lambda text: [line for line in text.splitlines() if line.startswith(("pictures", "sound"))]
+            self.assertTrue(prints(whole))
+            self.assertEqual(prints(parts), prints(whole), document)
+
+    def test_RealClipsWithEveryEffectAreTheSameInParts(self):
+        folder = pathlib.Path(os.environ.get("TUMBLEWASH_CLIPS", "."))
+        clips = [f"{clip}#t=0.3,1.3" for clip in sorted(folder.glob("*_*.[mdw][pve]*"))]
+        clips += [str(photo) for photo in sorted(folder.glob("photo_*"))]
+        if not clips:
+            return
+        names = [e["id"] for e in json.loads(self.good("list", "--json").stdout)["effects"]]
+        between = [n for n in names if n.rsplit("-", 1)[-1] not in ("in", "out")]
+        for way in ("wash", "tilt", "tumble"):
+            effects = ",".join(between) if way == "wash" else way + "-away"
+            edit = self.edit("--effect", effects, "--duration", "10f", "--size", "160x90", "--fps", "25", "--still", "1s",
+                             "--opening", f"{way}-in=8f", "--closing", f"{way}-out=8f",
+                             clips=clips if way == "wash" else clips[:2])
+            whole = self.good("render", edit, "-o", "md5:", "-q").stdout
+            self.assertEqual(self.fingerprints(self.plan(edit, 5, "--split-seams")), whole, way)
 
     def test_OtherCodecsAndDepthsMergeToo(self):
         for codec, depth, ending in (("hevc", 10, "mp4"),) if SAMPLED else (
