@@ -208,7 +208,7 @@ void renderPlanPart(const Options& o) {
                       fmt::format("{}: parts go into a folder; write {}/, or md5: for fingerprints",
                                   quotedName(o.output), quotedName(o.output)));
     farm::checkPlanHere(plan, farmProgram(), *o.part);
-    const std::int64_t frames = farm::framesOf(plan, *o.part);
+    const std::int64_t frames = farm::boundsOf(plan, *o.part).frames;
     const auto start = std::chrono::steady_clock::now();
     farm::PartSettings settings;
     settings.output = o.output;

@@ -91,7 +91,7 @@ void renderMissing(const Options& o, const FarmPlan& plan, const std::string& fo
     if (missing.size() < all && !o.quiet)
         say("{}: {} of {} parts are there already", quotedName(folder), all - missing.size(), all);
     std::int64_t frames = 0;
-    for (const int number : missing) frames += farm::framesOf(plan, number);
+    for (const int number : missing) frames += farm::boundsOf(plan, number).frames;
     Progress progress(o, commandRow(o.command).name, std::max<std::int64_t>(1, frames), plan.rate);
     std::int64_t before = 0;
     for (const int number : missing) {
@@ -101,7 +101,7 @@ void renderMissing(const Options& o, const FarmPlan& plan, const std::string& fo
         settings.cancel = &interruptFlag();
         settings.advance = [&](std::int64_t done) { progress.advance(before + done); };
         farm::renderPart(plan, number, settings);
-        before += farm::framesOf(plan, number);
+        before += farm::boundsOf(plan, number).frames;
     }
     progress.finish();
 }

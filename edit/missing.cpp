@@ -40,6 +40,7 @@ std::vector<std::string> filesOf(const Edit& edit) {
         std::string file = fileOf(edit, clip);
         if (seen.insert(file).second) files.push_back(std::move(file));
     }
+    if (edit.music && seen.insert(musicOf(edit)).second) files.push_back(musicOf(edit));
     return files;
 }
 

@@ -8,7 +8,8 @@
 
 namespace tumblewash::edit {
 
-/// The files that an edit opens, in the order of its clips, each once; drawn scenes and black are none.
+/// The files that an edit opens, in the order of its clips and then its music, each once; drawn scenes and
+/// black are none.
 std::vector<std::string> filesOf(const Edit& edit);
 
 /// Refuses (BadInput) files that do not exist: all of them in one line, each with the nearest name in its

@@ -412,7 +412,6 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     MovieRequest request(openPlugin(settings.plugin));
     request.seams = settleSeams(edit, request.module);
     std::vector<std::string> inputs = filesOf(edit);
-    if (edit.music) inputs.push_back(musicOf(edit));
 
     // The output is refused with a stand-in size before any input is opened.
     WriterSettings& writer = request.writer;

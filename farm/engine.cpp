@@ -119,6 +119,11 @@ std::string shellHead(const Job& job) {
     return fmt::format("TUMBLEWASH_FOLDER={}\nexport TUMBLEWASH_FOLDER\n", shellWord(job.folder));
 }
 
+std::string finishLines(const Job& job) {
+    return (job.finishAlways ? "" : "[ \"$failed\" -eq 0 ] || exit 1\n") +
+           ("exec " + shellWords(job.finish)) + "\n";
+}
+
 Script itemScript(const Job& job) {
     return {"item.sh", fmt::format("#!/bin/sh\n# {}: one item, whose number is the first argument.\n{}{}",
                                    job.title, shellHead(job), job.item)};

@@ -50,6 +50,10 @@ std::string shellWords(const std::vector<std::string>& words);
 /// `name=value` for each of what scripts of a job refer to, exported: the folder.
 std::string shellHead(const Job& job);
 
+/// The end of a script that waited for all items: the last command, unless $failed tells that an item failed
+/// and that counts.
+std::string finishLines(const Job& job);
+
 /// The script `item.sh`, which every engine starts once for each item.
 Script itemScript(const Job& job);
 

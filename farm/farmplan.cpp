@@ -135,7 +135,8 @@ FarmPlan planOf(const edit::Edit& edit, const edit::MovieRequest& request, const
     return plan;
 }
 
-const PartBounds& partOf(const FarmPlan& plan, int number) {
+PartBounds boundsOf(const FarmPlan& plan, int number) {
+    if (number == kSoundPart) return {0, plan.frames};
     if (number >= 1 && static_cast<std::size_t>(number) <= plan.parts.size())
         return plan.parts[static_cast<std::size_t>(number) - 1];
     throw Refusal(Problem::BadRequest, fmt::format("--part {}: the plan has parts 1 to {}{}", number,

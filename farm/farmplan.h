@@ -84,8 +84,9 @@ std::vector<PartBounds> cutParts(const edit::FramePlan& plan, edit::PixelSize si
 FarmPlan planOf(const edit::Edit& edit, const edit::MovieRequest& request, const std::string& kind,
                 const std::string& program, std::vector<PartBounds> parts);
 
-/// Part `number`'s frames. Throws Refusal (BadRequest) for a number that the plan lacks.
-const PartBounds& partOf(const FarmPlan& plan, int number);
+/// The frames that part `number` goes through, all of them for the sound. Throws Refusal (BadRequest) for a
+/// number that the plan lacks.
+PartBounds boundsOf(const FarmPlan& plan, int number);
 
 /// "part 3", "the sound".
 std::string partWords(int number);

@@ -16,8 +16,7 @@ std::vector<Script> localScripts(const Job& job) {
         text += fmt::format(
             "printf '%s\\n' {} |\n    xargs -n 1 -P {} sh \"$TUMBLEWASH_FOLDER/item.sh\" || failed=1\n",
             fmt::join(job.items, " "), jobs);
-    if (!job.finishAlways) text += "[ \"$failed\" -eq 0 ] || exit 1\n";
-    text += fmt::format("exec {}\n", shellWords(job.finish));
+    text += finishLines(job);
     return {{"local.sh", std::move(text)}, itemScript(job)};
 }
 

@@ -32,24 +32,13 @@ void refuseUnusable(const FarmPlan& plan, const PlanPrints& prints, const std::s
     if (count > 0) throw Refusal(Problem::BadInput, words);
 }
 
-media::WriterSettings writerOf(const FarmPlan& plan, bool force, media::CancelFlag cancel) {
-    media::WriterSettings writer;
-    writer.width = plan.size.width;
-    writer.height = plan.size.height;
-    writer.rate = plan.rate;
+media::WriterSettings movieWriterOf(const FarmPlan& plan, bool force, media::CancelFlag cancel) {
+    media::WriterSettings writer = writerOf(plan);
     writer.sound = plan.sound;
-    writer.sampleRate = plan.sampleRate;
-    writer.channels = plan.channels;
-    writer.crf = plan.edit.output.crf.value_or(-1);
-    writer.preset = plan.edit.output.preset.value_or("");
-    writer.fields = plan.fields;
-    writer.colour = plan.colour;
-    writer.keepAlpha = plan.reader.keepAlpha;
     writer.force = force;
     writer.title = plan.edit.title.value_or("");
     writer.comment = plan.edit.comment.value_or("");
     writer.pictures = plan.frames;
-    writer.threads = plan.threads;
     writer.cancel = cancel;
     return writer;
 }
@@ -73,9 +62,7 @@ Merged mergeParts(const FarmPlan& plan, const std::string& folder, const std::st
     if (!output.ends_with(plan.kind) || output.size() == plan.kind.size())
         throw Refusal(Problem::BadRequest, fmt::format("{}: the plan is for a movie whose name ends in {}",
                                                        quotedName(output), plan.kind));
-    std::vector<std::string> inputs = edit::filesOf(plan.edit);
-    if (plan.edit.music) inputs.push_back(edit::musicOf(plan.edit));
-    edit::checkFiles({std::move(inputs), output, 0, {}});
+    edit::checkFiles({edit::filesOf(plan.edit), output, 0, {}});
     media::checkTarget(output, force);
     const PlanPrints prints = printsOf(plan);
     if (plan.sound && !troubleOf(plan, prints, folder, kSoundPart, false).empty()) {
@@ -96,7 +83,7 @@ Merged mergeParts(const FarmPlan& plan, const std::string& folder, const std::st
         if (number != kSoundPart)
             pieces.push_back({files.piece, receipt.bounds.first, receipt.bounds.frames, receipt.piece.delay});
     }
-    media::WriterSettings writer = writerOf(plan, force, cancel);
+    media::WriterSettings writer = movieWriterOf(plan, force, cancel);
     writer.chapters = chaptersOf(plan);
     try {
         merged.prints =

@@ -20,8 +20,7 @@ std::vector<Script> parallelScripts(const Job& job) {
             "--resume-failed \\\n        'sh \"$TUMBLEWASH_FOLDER/item.sh\" {{}}' || failed=1\n",
             fmt::join(job.items, " "), jobs);
     }
-    if (!job.finishAlways) text += "[ \"$failed\" -eq 0 ] || exit 1\n";
-    text += fmt::format("exec {}\n", shellWords(job.finish));
+    text += finishLines(job);
     return {{"parallel.sh", std::move(text)}, itemScript(job)};
 }
 

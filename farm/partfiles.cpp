@@ -157,7 +157,7 @@ std::string troubleOf(const FarmPlan& plan, const PlanPrints& prints, const std:
         if (r.plan.edit != prints.edit) return other("a part of another edit");
         if (r.plan.inputs != prints.inputs) return other("made from other inputs, or before they changed");
         if (!(r.plan == prints)) return other("a part of another plan");
-        const PartBounds bounds = number == kSoundPart ? PartBounds{0, plan.frames} : partOf(plan, number);
+        const PartBounds bounds = boundsOf(plan, number);
         if (r.part != number || !(r.bounds == bounds)) return other("the receipt of " + partWords(r.part));
         const auto size = std::filesystem::file_size(files.piece, ignored);
         if (ignored) return quotedName(files.piece) + ": is missing beside its receipt";
@@ -199,7 +199,7 @@ std::vector<PartStatus> statusOf(const FarmPlan& plan, const std::string& folder
         const PartFiles files(folder, number);
         PartStatus part;
         part.number = number;
-        part.frames = number == kSoundPart ? plan.frames : partOf(plan, number).frames;
+        part.frames = boundsOf(plan, number).frames;
         std::error_code ignored;
         const std::string trouble = troubleOf(plan, prints, folder, number, false);
         if (trouble.empty()) {

@@ -97,19 +97,11 @@ MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fing
     request.plan = framePlanOf(plan, request.seams);
     request.first = bounds.first;
     request.end = bounds.first + bounds.frames;
+    request.writer = writerOf(plan);
     media::WriterSettings& writer = request.writer;
-    writer.width = plan.size.width;
-    writer.height = plan.size.height;
-    writer.rate = plan.rate;
     writer.sound = false;
-    writer.sampleRate = plan.sampleRate;
-    writer.channels = plan.channels;
-    writer.crf = plan.edit.output.crf.value_or(-1);
-    writer.preset = plan.edit.output.preset.value_or("");
     writer.fields = request.fields;
-    if (!fingerprints) writer.colour = plan.colour;
-    writer.keepAlpha = plan.reader.keepAlpha;
-    writer.threads = plan.threads;
+    if (fingerprints) writer.colour.reset();
     writer.firstPicture = bounds.first;
     writer.pictures = bounds.frames;
     writer.cancel = cancel;
@@ -133,7 +125,7 @@ std::set<std::size_t> clipsOf(const FarmPlan& plan, int number) {
         for (std::size_t i = 0; i < plan.clips.size(); ++i) needed.insert(i);
         return needed;
     }
-    const PartBounds& bounds = partOf(plan, number);
+    const PartBounds bounds = boundsOf(plan, number);
     const MovieRequest request = requestOf(plan, bounds, false, nullptr);
     for (const Segment& segment : request.plan.segments) {
         if (segment.first + segment.count <= request.first || segment.first >= request.end) continue;
@@ -193,8 +185,20 @@ edit::FramePlan framePlanOf(const FarmPlan& plan) {
     return framePlanOf(plan, seamsOf(plan, edit::openPlugin("")));
 }
 
-std::int64_t framesOf(const FarmPlan& plan, int number) {
-    return number == kSoundPart ? plan.frames : partOf(plan, number).frames;
+media::WriterSettings writerOf(const FarmPlan& plan) {
+    media::WriterSettings writer;
+    writer.width = plan.size.width;
+    writer.height = plan.size.height;
+    writer.rate = plan.rate;
+    writer.sampleRate = plan.sampleRate;
+    writer.channels = plan.channels;
+    writer.crf = plan.edit.output.crf.value_or(-1);
+    writer.preset = plan.edit.output.preset.value_or("");
+    writer.fields = plan.fields;
+    writer.colour = plan.colour;
+    writer.keepAlpha = plan.reader.keepAlpha;
+    writer.threads = plan.threads;
+    return writer;
 }
 
 void checkPlanHere(const FarmPlan& plan, const std::string& program, int number) {
@@ -214,7 +218,7 @@ PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& sett
     const bool fingerprints = settings.output.starts_with("md5:");
     if (number == kSoundPart && !plan.sound)
         throw Refusal(Problem::BadRequest, "--part sound: the plan has no sound");
-    const PartBounds bounds = number == kSoundPart ? PartBounds{0, plan.frames} : partOf(plan, number);
+    const PartBounds bounds = boundsOf(plan, number);
     RenderSettings render;
     render.threads = settings.threads;
     render.cancel = settings.cancel;

@@ -24,8 +24,9 @@ struct PartSettings {
 /// The frame plan that the parts cut up. Throws Refusal (BadRequest) when the plan's lengths do not add up.
 edit::FramePlan framePlanOf(const FarmPlan& plan);
 
-/// The frames that such a part goes through, for progress.
-std::int64_t framesOf(const FarmPlan& plan, int number);
+/// How everything that is made from a plan is written, parts and whole, without what only one of them has:
+/// sound, words, its count of pictures.
+media::WriterSettings writerOf(const FarmPlan& plan);
 
 /// Refuses (BadRequest) a plan of another program, and inputs that are not as they were when it was made:
 /// those of one part, or all of them for the sound.
