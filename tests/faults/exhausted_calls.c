@@ -1,12 +1,12 @@
 /* Loaded before the C library: the N-th allocation or thread start from main on fails, once or from there on.
-   TUMBLEWASH_FAIL is KIND:N or KIND:N+, KIND being memory, library or thread: FFmpeg takes its memory by
-   posix_memalign and realloc, everybody else by the others. With N = 0 nothing fails; the number of
-   calls is written to the file TUMBLEWASH_FAIL_COUNT at the end.
-   Where the program crashes, a line is written to TUMBLEWASH_FAIL_CRASH: "inside" when that was in the very
-   call of the program into a library in which an allocation had failed last, or in a thread that runs nothing
-   but the library's code, or in the library's code after it had opened a decoder without the memory for it
-   and said that all was well, else "later"; then the function of the library that had been called, and whose
-   code it was. */
+   TUMBLEWASH_FAIL is KIND:N or KIND:N+, KIND being memory, library or thread. library: FFmpeg takes its
+   memory by posix_memalign and realloc, and the codecs and the resampler behind it, which are known by their
+   names, by any call; memory: everybody else. With N = 0 nothing fails; the number of calls is written to the
+   file TUMBLEWASH_FAIL_COUNT at the end. Where the program crashes, a line is written to
+   TUMBLEWASH_FAIL_CRASH: "inside" when that was in the very call of the program into a library in which an
+   allocation had failed last, or in a thread that runs nothing but the library's code, or in the library's
+   code after it had opened a decoder without the memory for it and said that all was well, else "later"; then
+   the function of the library that had been called, and whose code it was. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -164,25 +164,37 @@ static void watchCrashes(void) {
     for (size_t i = 0; i < sizeof numbers / sizeof *numbers; ++i) sigaction(numbers[i], &action, NULL);
 }
 
+/* Whose memory a plain call takes: that of a library which only FFmpeg calls, or the program's. */
+static int takenBy(void* caller) {
+    static const char* const behind[] = {"libav",     "libsw",   "libpostproc", "libsoxr",  "libx264",
+                                         "libx265",   "libvpx",  "libaom",      "libdav1d", "libSvtAv",
+                                         "libmp3lam", "libopus", "libogg",      "libvorbis"};
+    if (!atomic_load_explicit(&armed, memory_order_relaxed) || kind == thread) return memory;
+    const char* const module = moduleOf(caller);
+    for (size_t i = 0; i < sizeof behind / sizeof *behind; ++i)
+        if (strncmp(module, behind[i], strlen(behind[i])) == 0) return library;
+    return memory;
+}
+
 static void* noMemory(void) {
     errno = ENOMEM;
     return NULL;
 }
 
 void* malloc(size_t size) {
-    return fails(memory) ? noMemory() : __libc_malloc(size);
+    return fails(takenBy(__builtin_return_address(0))) ? noMemory() : __libc_malloc(size);
 }
 void* calloc(size_t count, size_t size) {
-    return fails(memory) ? noMemory() : __libc_calloc(count, size);
+    return fails(takenBy(__builtin_return_address(0))) ? noMemory() : __libc_calloc(count, size);
 }
 void* realloc(void* block, size_t size) {
     return size && fails(library) ? noMemory() : __libc_realloc(block, size);
 }
 void* memalign(size_t alignment, size_t size) {
-    return fails(memory) ? noMemory() : __libc_memalign(alignment, size);
+    return fails(takenBy(__builtin_return_address(0))) ? noMemory() : __libc_memalign(alignment, size);
 }
 void* aligned_alloc(size_t alignment, size_t size) {
-    return fails(memory) ? noMemory() : __libc_memalign(alignment, size);
+    return fails(takenBy(__builtin_return_address(0))) ? noMemory() : __libc_memalign(alignment, size);
 }
 int posix_memalign(void** block, size_t alignment, size_t size) {
     void* const got = fails(library) ? NULL : __libc_memalign(alignment, size);

@@ -82,7 +82,8 @@ class Sweep:
     def judge_library(self, run, told):
         """FFmpeg takes some want of memory for damage or for the end of a file, and goes on, or comes to grief in the
         very call in which it found none, in a thread of its own, or in a decoder (AAC's) that it opened without the
-        memory and called ready: then nothing is lost at least. A crash anywhere else is the program's."""
+        memory and called ready; the encoders and the resampler behind it do not look at all. Then nothing is lost at
+        least. A crash anywhere else is the program's."""
         check(not run.hung, "hangs: " + told)
         if run.code == 0:
             check(readable(self.output), "ends well without a whole movie: " + told)
