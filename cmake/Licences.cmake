@@ -4,14 +4,15 @@
 # Name, licence (SPDX), how it gets in, in which packages, pkg-config module or "", shared libraries or "-", copyright.
 # `inside` is compiled or linked in, `beside` is a shared library of the machine.
 set(tw_components
-  "Highway|Apache-2.0|inside|runtime,dev,frei0r,openfx,clib,python|libhwy|libhwy|2019-2022 Google LLC"
+  "Highway|Apache-2.0|inside|runtime,dev,frei0r,openfx,obs,clib,python|libhwy|libhwy|2019-2022 Google LLC"
   "CLI11|BSD-3-Clause|inside|runtime|CLI11|-|2017-2022 University of Cincinnati, developed by Henry Schreiner"
   "JSON for Modern C++|MIT|inside|runtime,clib,python|nlohmann_json|-|2013-2022 Niels Lohmann"
-  "LAPACK|BSD-3-Clause|inside|frei0r,openfx|lapack|liblapack|1992-2022 The University of Tennessee, The University of California Berkeley and The University of Colorado Denver"
-  "BLAS|BSD-3-Clause|inside|frei0r,openfx|blas|libblas|1992-2022 The University of Tennessee"
+  "LAPACK|BSD-3-Clause|inside|frei0r,openfx,obs|lapack|liblapack|1992-2022 The University of Tennessee, The University of California Berkeley and The University of Colorado Denver"
+  "BLAS|BSD-3-Clause|inside|frei0r,openfx,obs|blas|libblas|1992-2022 The University of Tennessee"
   "GNU C++ library|GPL-3.0-or-later WITH GCC-exception-3.1|inside|openfx||libstdc++,libgcc_s|1997-2022 Free Software Foundation, Inc."
   "pybind11|BSD-3-Clause|inside|python||-|2016-2022 Wenzel Jakob"
   "frei0r.h|GPL-2.0-or-later|inside|frei0r|frei0r|-|2004-2022 the frei0r team"
+  "libobs|GPL-2.0-or-later|beside|obs|libobs|libobs|2013-2023 Lain Bailey and the OBS Studio contributors"
   "FFmpeg|GPL-2.0-or-later|beside|runtime,clib,python|libavcodec|libavformat,libavcodec,libavfilter,libavutil,libswscale,libswresample|2000-2024 the FFmpeg developers"
   "Little CMS|MIT|beside|runtime,clib,python|lcms2|liblcms2|1998-2023 Marti Maria Saguer"
   "libheif|LGPL-3.0-or-later|beside|runtime,clib,python|libheif|libheif|2017-2023 Dirk Farin and the libheif contributors"
@@ -22,7 +23,7 @@ set(tw_components
   "FreeType|FTL|beside|runtime,clib,python|freetype2|libfreetype|1996-2022 the FreeType project"
   "fontconfig|HPND|beside|runtime,clib,python|fontconfig|libfontconfig|2000-2022 the fontconfig authors"
   "fmt|MIT|beside|runtime,clib,python|fmt|libfmt|2012-2022 Victor Zverovich"
-  "GNU C library|LGPL-2.1-or-later|beside|runtime,frei0r,openfx,clib,python||libc,libm,libdl,libpthread,ld-linux-x86-64,ld-linux-aarch64|1991-2022 Free Software Foundation, Inc.")
+  "GNU C library|LGPL-2.1-or-later|beside|runtime,frei0r,openfx,obs,clib,python||libc,libm,libdl,libpthread,ld-linux-x86-64,ld-linux-aarch64|1991-2022 Free Software Foundation, Inc.")
 set(tw_whole_licence "MIT")  # of what this project wrote
 
 # Licence names of Debian's copyright format, and their texts.
@@ -51,6 +52,8 @@ function(tw_copyright component package)
   set(comment "The program runs with the FFmpeg libraries that are installed. Debian builds them under the GNU General Public\nLicence, version 2 or later; program and libraries together are therefore distributed under its terms. This project's own\nfiles stay under the MIT (Expat) licence.")
   if(component STREQUAL "frei0r")
     set(comment "The plug-ins include frei0r.h and are therefore distributed under the GNU General Public Licence, version 2 or\nlater. This project's own files stay under the MIT (Expat) licence.")
+  elseif(component STREQUAL "obs")
+    set(comment "The module includes the headers of libobs and is therefore distributed under the GNU General Public Licence, version 2\nor later. This project's own files stay under the MIT (Expat) licence.")
   elseif(NOT component MATCHES "^(runtime|clib|python)$")
     set(comment "This project's own files are under the MIT (Expat) licence.")
   endif()
@@ -105,7 +108,7 @@ function(tw_component_list component package)
     if(NOT component IN_LIST where AND NOT (name MATCHES "LAPACK|BLAS|GNU C\\+\\+ library" AND NOT component STREQUAL "openfx"))
       continue()
     endif()
-    if(NOT component IN_LIST where OR (name STREQUAL "Highway" AND NOT component MATCHES "^(frei0r|openfx)$"))
+    if(NOT component IN_LIST where OR (name STREQUAL "Highway" AND NOT component MATCHES "^(frei0r|openfx|obs)$"))
       set(how beside)
     endif()
     set(version "NOASSERTION")

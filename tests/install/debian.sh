@@ -14,7 +14,7 @@ logged() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "debian.
 inside() { "${as_root[@]}" chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
 (cd "$build" && logged cpack -G DEB -B "$work/packages")
-for package in tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx libtumblewash0 python3-tumblewash; do
+for package in tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx tumblewash-obs libtumblewash0 python3-tumblewash; do
     ls "$work/packages/${package}_"*.deb >/dev/null
 done
 logged "${as_root[@]}" debootstrap --variant=minbase bookworm "$root" "$mirror"
@@ -31,14 +31,15 @@ logged inside tumblewash join "pattern:harbour?size=64x64&seconds=1" "pattern:ci
 logged inside sh -c 'apt-get install -y --no-install-recommends /packages/*.deb g++ cmake ninja-build'
 logged inside /packages/use.sh /usr /usr/share/doc/tumblewash/examples g++
 for file in $(dpkg-deb -c "$work/packages/tumblewash-frei0r_"*.deb | awk '/\.so$/ { print $NF }') \
-            $(dpkg-deb -c "$work/packages/tumblewash-openfx_"*.deb | awk '/\.ofx$/ { print $NF }'); do
+            $(dpkg-deb -c "$work/packages/tumblewash-openfx_"*.deb | awk '/\.ofx$/ { print $NF }') \
+            $(dpkg-deb -c "$work/packages/tumblewash-obs_"*.deb | awk '/\.so$/ { print $NF }'); do
     loaded=$((${loaded:-0} + 1))
     missing=$(inside ldd "${file#.}" | grep 'not found' || true)
     [ -z "$missing" ] || { echo "debian.sh: $file: $missing" >&2; exit 1; }
 done
-[ "${loaded:-0}" -ge 14 ] || { echo "debian.sh: ${loaded:-0} loadable files in the packages of the adapters" >&2; exit 1; }
+[ "${loaded:-0}" -ge 15 ] || { echo "debian.sh: ${loaded:-0} loadable files in the packages of the adapters" >&2; exit 1; }
 
-logged inside apt-get purge -y tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx libtumblewash0 python3-tumblewash
+logged inside apt-get purge -y tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx tumblewash-obs libtumblewash0 python3-tumblewash
 left=$(cd "$root" && find usr etc -iname '*tumblewash*' -o -iname 'pluginDistort*' | grep -v '^usr/share/doc' || true)
 [ -z "$left" ] || { echo "debian.sh: left behind: $left" >&2; exit 1; }
 echo "packages installed, used and removed; $loaded loadable files"

@@ -23,7 +23,7 @@ def readelf(path, *options):
 
 def package_of(path):
     name = str(path.relative_to(prefix))
-    for part, package in (("OFX/", "tumblewash-openfx"), ("frei0r", "tumblewash-frei0r"), ("python3/", "python3-tumblewash"),
+    for part, package in (("OFX/", "tumblewash-openfx"), ("frei0r", "tumblewash-frei0r"), ("obs-plugins", "tumblewash-obs"), ("python3/", "python3-tumblewash"),
                           ("libtumblewash.so", "libtumblewash0")):
         if part in name:
             return package

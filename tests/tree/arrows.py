@@ -19,6 +19,7 @@ FOREIGN = [
     (re.compile(r"^(lapacke?|cblas|f77blas)\.h$"), ["ImageLib/source/PlanarProj.cpp"]),
     (re.compile(r"^(pango/|fontconfig/|ft2build|freetype/|glib|cairo)"), ["platform/"]),
     (re.compile(r"^frei0r\.h$"), ["adapters/frei0r/"]),
+    (re.compile(r"^obs(-[\w-]+)?\.h$"), ["adapters/obs/"]),
     (re.compile(r"^ofx\w+\.h$"), ["adapters/openfx/"]),
     (re.compile(r"^CLI/"), ["app/"]),
     (re.compile(r"^(pybind11/|Python\.h$)"), ["python/"]),
