@@ -36,6 +36,18 @@ with tempfile.TemporaryDirectory() as folder:
     ids = [word for word in listed if word != "--"]
     assert len(ids) == 15 and ids[-1] == "wash-sideways", f"CMake lists {ids}"
 
+    # The pages follow, and what nobody wrote yet is missed.
+    (copy / "docs").mkdir()
+    for page in ("transitions.md", "hosts.md"):
+        (copy / "docs" / page).write_text((root / "docs" / page).read_text())
+    make = [sys.executable, "-B", root / "docs/make-tables"]
+    assert subprocess.run([*make, "--check", copy], capture_output=True, check=False).returncode == 1
+    subprocess.run([*make, copy], check=True, capture_output=True)
+    assert "| 14 | [wash-sideways](#14-wash-sideways) | two |" in (copy / "docs/transitions.md").read_text()
+    assert "mixer `tumblewash_wash_sideways`" in (copy / "docs/hosts.md").read_text()
+    missed = subprocess.run([*make, "--check", copy], capture_output=True, check=False, text=True).stdout
+    assert "no part on wash-sideways" in missed and "docs/hosts.md does not say" not in missed, missed
+
     (copy / "main.cpp").write_text(program)
     # What the host's names need of the texts: nothing is translated here.
     (copy / "texts.cpp").write_text(
