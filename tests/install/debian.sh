@@ -19,7 +19,7 @@ for package in tumblewash tumblewash-dev tumblewash-frei0r tumblewash-openfx tum
 done
 logged "${as_root[@]}" debootstrap --variant=minbase bookworm "$root" "$mirror"
 "${as_root[@]}" mkdir "$root/packages"
-"${as_root[@]}" cp "$work/packages/"*.deb "$here/use.sh" "$root/packages"
+"${as_root[@]}" cp "$work/packages/"*.deb "$here/use.sh" "$here/languages.sh" "$root/packages"
 
 # The program first, alone: its dependencies must do for rendering.
 logged inside apt-get update
@@ -30,6 +30,7 @@ logged inside tumblewash join "pattern:harbour?size=64x64&seconds=1" "pattern:ci
 
 logged inside sh -c 'apt-get install -y --no-install-recommends /packages/*.deb g++ cmake ninja-build'
 logged inside /packages/use.sh /usr /usr/share/doc/tumblewash/examples g++
+logged inside /packages/languages.sh / gcc python3
 for file in $(dpkg-deb -c "$work/packages/tumblewash-frei0r_"*.deb | awk '/\.so$/ { print $NF }') \
             $(dpkg-deb -c "$work/packages/tumblewash-openfx_"*.deb | awk '/\.ofx$/ { print $NF }') \
             $(dpkg-deb -c "$work/packages/tumblewash-obs_"*.deb | awk '/\.so$/ { print $NF }'); do
