@@ -186,6 +186,21 @@ const std::vector<CommandRow> kCommands = {
      "Washes, tilts and tumbles of two clips; the morph needs join.",
      {{"tumblewash ffmpeg-script A.mp4 B.mp4 -o seam.cmd --effect tumble-away",
        "one seam in an ffmpeg of yours"}}},
+    {Command::Studio,
+     "studio",
+     "[EDIT | CLIP... | FOLDER]",
+     0,
+     -1,
+     false,
+     "see an edit and change it in the browser, then render it",
+     "Serves a page on this machine that shows the clips and every frame of every seam as it will be "
+     "rendered, and changes effects, durations and trims. Each change is saved into the document: the EDIT, "
+     "or FOLDER/FOLDER.edit.json, or for clips a new movie.edit.json in the working directory. "
+     "Clips can be chosen from the document's folder, those of its clips, and --media. The address holds a "
+     "secret and is good for this run alone. Ctrl-C ends the studio.",
+     {{"tumblewash studio my.edit.json", "open an edit"},
+      {"tumblewash studio A.mp4 B.mp4", "begin one with two clips"},
+      {"tumblewash studio holiday --no-browser --port 8080", "choose from a folder; for use over ssh -L"}}},
     {Command::List,
      "list",
      "",

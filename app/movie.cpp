@@ -51,14 +51,6 @@ using media::quotedName;
 
 namespace {
 
-// Frames are large, short-lived and made in several threads: given back to the system one by one, they never
-// pile up as holes in the heaps of those threads.
-void keepHeapSmall() {
-#ifdef M_MMAP_THRESHOLD
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
-#endif
-}
-
 // How the options of every command become settings of a run.
 RenderSettings settingsOf(const Options& o) {
     RenderSettings settings = o;
@@ -200,6 +192,14 @@ void makeEdit(const Options& o, const Edit& edit) {
 }
 
 }  // namespace
+
+// Frames are large, short-lived and made in several threads: given back to the system one by one, they never
+// pile up as holes in the heaps of those threads.
+void keepHeapSmall() {
+#ifdef M_MMAP_THRESHOLD
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+#endif
+}
 
 Edit openDocument(const Options& o) {
     const std::string& file = o.inputs.front();

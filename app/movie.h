@@ -16,6 +16,9 @@ void makeMovie(const Options& options);
 /// Runs render. Errors as `makeMovie` has them.
 void renderDocument(const Options& options);
 
+/// Gives the memory of pictures back to the system one by one. Once for a process that makes movies.
+void keepHeapSmall();
+
 /// The edit in the document that is the one input, this program's or another's; says which of its files
 /// changed since it was planned, and what could not be taken over. Throws Refusal or MediaError.
 edit::Edit openDocument(const Options& options);

@@ -30,6 +30,7 @@ enum class Command {
     Sheet,
     Field,
     FfmpegScript,
+    Studio,
     List,
     Demo
 };
@@ -105,6 +106,10 @@ struct Options : edit::RenderSettings {
     bool dryRun = false;  ///< show the plan and end; `submit`, `batch`: print the scripts only
     bool quiet = false;
     bool verbose = false;
+
+    int port = 0;           ///< `studio`: of 127.0.0.1; 0: any free one
+    bool browser = true;    ///< `studio`: open one
+    int cacheMegabytes = 512;  ///< `studio`: decoded pictures that are kept
 
     bool json = false;
     bool help = false;

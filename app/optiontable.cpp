@@ -195,6 +195,7 @@ constexpr unsigned kField = commandBit(Command::Field);
 constexpr unsigned kPictures = kFrame | kSheet | kField;
 constexpr unsigned kEffects = kEdits | kPictures;
 constexpr unsigned kRenders = kExecute | kPictures;
+constexpr unsigned kStudio = commandBit(Command::Studio);
 constexpr unsigned kDemo = commandBit(Command::Demo);
 constexpr unsigned kList = commandBit(Command::List);
 constexpr unsigned kScript = commandBit(Command::FfmpegScript);
@@ -204,7 +205,7 @@ constexpr unsigned kStatus = commandBit(Command::Status);
 constexpr unsigned kBatch = commandBit(Command::Batch);
 constexpr unsigned kStarts = kSubmit | kBatch;  ///< start many runs
 constexpr unsigned kFarm = kMerge | kStarts | kStatus;
-constexpr unsigned kEvery = kRenders | kPlan | kDemo | kList | kScript | kFarm;
+constexpr unsigned kEvery = kRenders | kPlan | kStudio | kDemo | kList | kScript | kFarm;
 
 constexpr const char* kEffectGroup = "Effect";
 constexpr const char* kPictureGroup = "Picture";
@@ -367,7 +368,9 @@ const OptionRow kOptions[] = {
     {"--watch", "-w", "", ValueKind::None, "", kRunGroup, "stay until no part is running or missing", kStatus,
      [](Options& o, const std::string&) { o.watch = true; }},
     {"--media", "", "FOLDER", ValueKind::File, "", kRunGroup,
-     "where the clips of an .otio or .edl are looked for, subfolders too (default beside it)", kDocuments,
+     "where the clips of an .otio or .edl are looked for, subfolders too (default beside it); for studio, a "
+     "further folder to choose clips from",
+     kDocuments | kStudio,
      [](Options& o, const std::string& v) { o.exchange.media = v; }},
     {"--track", "", "N", ValueKind::Text, "", kRunGroup,
      "which of several tracks with pictures of an .otio is taken, from 1", kDocuments,
@@ -390,6 +393,14 @@ const OptionRow kOptions[] = {
     {"--alpha", "", "", ValueKind::None, "", kOutputGroup,
      "keep transparency instead of laying it on black: in pictures, .mov (ProRes 4444), .mkv (FFV1), .webm",
      kEdits | kFrame, [](Options& o, const std::string&) { wishesOf(o).alpha = true; }},
+    {"--port", "", "N", ValueKind::Text, "", kRunGroup,
+     "where the page is served, on this machine alone (default any free port)", kStudio,
+     [](Options& o, const std::string& v) { o.port = parseInteger(v, 1, 65535, "--port"); }},
+    {"--no-browser", "", "", ValueKind::None, "", kRunGroup, "print the address, but open no browser",
+     kStudio, [](Options& o, const std::string&) { o.browser = false; }},
+    {"--cache", "", "MB", ValueKind::Text, "", kRunGroup,
+     "memory for decoded pictures, in megabytes (default 512)", kStudio,
+     [](Options& o, const std::string& v) { o.cacheMegabytes = parseInteger(v, 16, 65536, "--cache"); }},
     {"--columns", "", "N", ValueKind::Text, "", kPictureGroup,
      "pictures in a row of the sheet, 2 to 12 (default 6)", kSheet,
      [](Options& o, const std::string& v) { o.columns = parseInteger(v, 2, 12, "--columns"); }},

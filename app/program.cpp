@@ -23,6 +23,7 @@
 #include "app/sheet.h"
 #include "app/signals.h"
 #include "app/stills.h"
+#include "app/studio.h"
 #include "app/written.h"
 #include "edit/documentkeys.h"
 #include "edit/errors.h"
@@ -75,6 +76,8 @@ void dispatch(const Options& o) {
             return makeField(o);
         case Command::FfmpegScript:
             return makeFfmpegScript(o);
+        case Command::Studio:
+            return runStudio(o);
         case Command::List:
             return printText(o.json ? listJson(o) : listText(o));
         case Command::Demo:

@@ -6,6 +6,7 @@
 set(tw_components
   "Highway|Apache-2.0|inside|runtime,dev,frei0r,openfx,obs,clib,python|libhwy|libhwy|2019-2022 Google LLC"
   "CLI11|BSD-3-Clause|inside|runtime|CLI11|-|2017-2022 University of Cincinnati, developed by Henry Schreiner"
+  "Boost|BSL-1.0|inside|runtime||-|2003-2020 Christopher M. Kohlhoff, Vinnie Falco and the Boost authors"
   "JSON for Modern C++|MIT|inside|runtime,clib,python|nlohmann_json|-|2013-2022 Niels Lohmann"
   "LAPACK|BSD-3-Clause|inside|frei0r,openfx,obs|lapack|liblapack|1992-2022 The University of Tennessee, The University of California Berkeley and The University of Colorado Denver"
   "BLAS|BSD-3-Clause|inside|frei0r,openfx,obs|blas|libblas|1992-2022 The University of Tennessee"
@@ -30,11 +31,13 @@ set(tw_whole_licence "MIT")  # of what this project wrote
 set(tw_debian_MIT Expat)
 set(tw_debian_BSD-3-Clause BSD-3-clause)
 set(tw_debian_Apache-2.0 Apache-2.0)
+set(tw_debian_BSL-1.0 BSL-1.0)
 set(tw_debian_GPL-2.0-or-later GPL-2+)
 set(tw_debian_GPL-3.0-or-later GPL-3+)
 file(READ "${PROJECT_SOURCE_DIR}/LICENSE" tw_text_Expat)
 string(REGEX REPLACE "^.*(Permission is hereby)" "\\1" tw_text_Expat "${tw_text_Expat}")
 file(READ "${CMAKE_CURRENT_LIST_DIR}/packaging/BSD-3-clause.txt" tw_text_BSD-3-clause)
+file(READ "${CMAKE_CURRENT_LIST_DIR}/packaging/BSL-1.0.txt" tw_text_BSL-1.0)
 set(tw_text_Apache-2.0 "The text is in /usr/share/common-licenses/Apache-2.0.\n")
 set(tw_text_GPL-2+ "The text of version 2 is in /usr/share/common-licenses/GPL-2.\n")
 set(tw_text_GPL-3+ "The text of version 3 is in /usr/share/common-licenses/GPL-3. The GCC Runtime Library Exception, version 3.1,\npermits programs under any terms to contain what the compiler puts into them.\n")

@@ -48,19 +48,28 @@ PictureRef blackPicture(const ReaderSettings& settings, FieldOrder fields) {
 Clip::Clip(std::string path, const ReaderSettings& settings) : path_(std::move(path)), settings_(settings) {
     Reader& open = reader();
     info_ = open.info();
-    frames_ = open.frameCount();
+    frames_ = whole_ = open.frameCount();
     fields_ = open.fields();
     // What was planned holds for this file and no other that may take its name.
     settings_.identity = info_.identity;
 }
 
 Clip::Clip(MediaInfo still, const ReaderSettings& settings)
-    : path_(still.path), settings_(settings), info_(std::move(still)), frames_(settings.stillFrames) {
+    : path_(still.path),
+      settings_(settings),
+      info_(std::move(still)),
+      frames_(settings.stillFrames),
+      whole_(frames_) {
     if (!settings_.identity) settings_.identity = info_.identity;
 }
 
 Clip::Clip(MediaInfo known, const ReaderSettings& settings, std::int64_t in, std::int64_t frames)
-    : path_(known.path), settings_(settings), info_(std::move(known)), in_(in), frames_(frames) {}
+    : path_(known.path),
+      settings_(settings),
+      info_(std::move(known)),
+      in_(in),
+      frames_(frames),
+      whole_(in + frames) {}
 
 Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder fields) {
     Clip clip;
@@ -68,7 +77,7 @@ Clip Clip::black(std::int64_t frames, const ReaderSettings& settings, FieldOrder
     clip.settings_ = settings;
     clip.info_.path = clip.path_;
     clip.info_.kind = MediaKind::still;
-    clip.frames_ = frames;
+    clip.frames_ = clip.whole_ = frames;
     clip.fields_ = fields;
     clip.black_ = true;
     return clip;
@@ -79,14 +88,14 @@ Clip Clip::again() const {
     clip.path_ = path_;
     clip.settings_ = settings_;
     clip.info_ = info_;
-    clip.frames_ = frames_;
+    clip.frames_ = clip.whole_ = whole_;
     clip.fields_ = fields_;
     return clip;
 }
 
 void Clip::last(std::int64_t frames) {
     settings_.stillFrames = frames;
-    frames_ = frames;
+    frames_ = whole_ = frames;
 }
 
 void Clip::move(const StillMove& way) {

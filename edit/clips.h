@@ -36,6 +36,8 @@ class Clip {
 
     /// Makes a still go this way while it is shown, from its first frame to its last.
     void move(const StillMove& way);
+    /// The way it goes; nothing where it stands.
+    const std::optional<StillMove>& way() const noexcept { return move_; }
 
     /// Uses frames [in, out) alone, which must lie within the clip.
     void trim(std::int64_t in, std::int64_t out);
@@ -52,6 +54,9 @@ class Clip {
     const media::MediaInfo& info() const noexcept { return info_; }
     /// Pictures at the output's rate, as planned from.
     std::int64_t frames() const noexcept { return frames_; }
+    /// Pictures of the whole file at that rate, trimmed or not, of which a clip that was counted earlier knows
+    /// no more than it uses; of a still or black, as many as it lasts.
+    std::int64_t wholeFrames() const noexcept { return whole_; }
     /// The file's frame that is frame 0 here.
     std::int64_t in() const noexcept { return in_; }
     /// What the clip's samples are multiplied by; 1 unless set.
@@ -92,6 +97,7 @@ class Clip {
     std::int64_t in_ = 0;
     double gain_ = 1;
     std::int64_t frames_ = 0;
+    std::int64_t whole_ = 0;
     bool black_ = false;
     media::FieldOrder fields_ = media::FieldOrder::progressive;
     media::PictureRef last_;

@@ -8,6 +8,7 @@
 #include <thread>
 #include <unordered_map>
 
+#include "edit/chapters.h"
 #include "edit/clipgain.h"
 #include "edit/decibels.h"
 #include "edit/document.h"
@@ -154,7 +155,8 @@ std::int64_t framesOfStill(const Edit& edit, const EditClip& said, const std::st
 }
 
 /// The whole of a clip's file, or black. Of a still only the head is looked at.
-Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, FieldOrder fields) {
+Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, FieldOrder fields,
+              ClipShelf* shelf) {
     const FrameRate rate = settings.rate;
     if (said.black()) return Clip::black(stillFrames("black", *said.length, rate), settings, fields);
     const std::string file = fileOf(edit, said);
@@ -164,9 +166,12 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     ReaderSettings ofStills = settings;
     ofStills.fit = edit.output.fit.value_or(media::Fit::blur);
     if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), ofStills};
+    if (std::optional<Clip> known = shelf ? shelf->find(file, settings) : std::nullopt)
+        return std::move(*known);
     Clip clip(file, settings);
     if (clip.info().kind == MediaKind::still) return {clip.info(), ofStills};
     refuseEndless(clip, rate);
+    if (shelf) shelf->keep(settings, clip);
     return clip;
 }
 
@@ -193,7 +198,7 @@ std::vector<std::size_t> firstUses(const Edit& edit) {
 /// Opens all clips, each file once. `infos` are the facts of the first that are no black: sizes, rates and
 /// sound were settled by these very files, and no other will do.
 std::vector<Clip> openClips(const Edit& edit, const std::vector<MediaInfo>& infos,
-                            const ReaderSettings& settings, FieldOrder fields) {
+                            const ReaderSettings& settings, FieldOrder fields, ClipShelf* shelf) {
     std::vector<std::optional<Clip>> opened(edit.clips.size());
     std::vector<ReaderSettings> each(edit.clips.size(), settings);
     for (std::size_t i = 0, known = 0; i < each.size() && known < infos.size(); ++i)
@@ -202,7 +207,7 @@ std::vector<Clip> openClips(const Edit& edit, const std::vector<MediaInfo>& info
     inParallel(static_cast<int>(edit.clips.size()), kProbes, settings.cancel, [&](int i) {
         const auto at = static_cast<std::size_t>(i);
         if (first[at] != at) return;
-        opened[at] = openClip(edit, edit.clips[at], each[at], fields);
+        opened[at] = openClip(edit, edit.clips[at], each[at], fields, shelf);
         // Two open files at a time are all that the pass needs.
         if (i >= 2) opened[at]->close();
     });
@@ -290,23 +295,6 @@ void settleMoves(const Edit& edit, MovieRequest& request) {
         clip.move(drawMove(edit.stillMotion, edit.seams.seed.value_or(1), i,
                            secondsOf(clip.frames(), request.rate)));
     }
-}
-
-std::vector<media::Chapter> chaptersOf(const Edit& edit, const FramePlan& plan, std::int64_t first,
-                                       std::int64_t end) {
-    std::vector<media::Chapter> chapters;
-    for (std::size_t i = 0; i < edit.clips.size(); ++i) {
-        const std::int64_t frame = plan.clipOrigins[i] - first;
-        if (frame >= end - first) break;
-        const EditClip& clip = edit.clips[i];
-        std::string title = clip.title             ? *clip.title
-                            : clip.black()         ? std::string("black")
-                            : isPattern(clip.file) ? clip.file.substr(0, clip.file.find('?'))
-                                                   : std::filesystem::path(clip.file).stem().string();
-        if (frame <= 0) chapters.clear();
-        chapters.push_back({std::max<std::int64_t>(0, frame), media::printable(title)});
-    }
-    return chapters;
 }
 
 namespace {
@@ -465,7 +453,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     readAs(plan.movie, planar, reader);
     reader.sampleRate = writer.sampleRate;
     reader.channels = channelsFor(edit, infos);
-    request.clips = openClips(edit, infos, reader, fields);
+    request.clips = openClips(edit, infos, reader, fields, settings.shelf);
     plan = colours(shownOf(request.clips));
     const bool kept = carriesFields(settings.output, plan.movie) && !alpha &&
                       std::all_of(request.clips.begin(), request.clips.end(),
@@ -475,7 +463,8 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     settled.keepFields = fields != FieldOrder::progressive;
     settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
     readAs(plan.movie, planar, settled);
-    if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields);
+    if (!sameReading(reader, settled))
+        request.clips = openClips(edit, infos, settled, fields, settings.shelf);
     request.reader = settled;
     if (evenOnly) writer.colour = plan.movie;
     request.fields = writer.fields = fields;

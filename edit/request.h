@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "edit/clips.h"
+#include "edit/clipshelf.h"
 #include "edit/copying.h"
 #include "edit/edit.h"
 #include "edit/effects.h"
@@ -41,6 +42,7 @@ struct RenderSettings {
     media::ColourWishes colour;          ///< instead of what the edit says of codec, depth and HDR
     CopyBodies copyBodies = CopyBodies::never;  ///< take what lies between seams from the clips as it is coded
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
+    ClipShelf* shelf = nullptr;          ///< clips known from earlier plans are not counted again; may be null
 };
 
 /// A seam, an opening or a closing with everything that rendering needs to know.
@@ -92,9 +94,5 @@ FramePlan planFrames(const Edit& edit, const std::vector<PlannedClip>& clips,
 
 /// Gives the stills of a request, whose lengths and rate are settled, the ways that the edit has them go.
 void settleMoves(const Edit& edit, MovieRequest& request);
-
-/// A chapter for each clip that begins in frames [first, end) of the plan, and one for what has begun before.
-std::vector<media::Chapter> chaptersOf(const Edit& edit, const FramePlan& plan, std::int64_t first,
-                                       std::int64_t end);
 
 }  // namespace tumblewash::edit

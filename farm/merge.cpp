@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "edit/chapters.h"
 #include "edit/errors.h"
 #include "edit/missing.h"
 #include "edit/outputs.h"

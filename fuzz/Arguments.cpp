@@ -32,7 +32,7 @@ void checkUnderstood(const tumblewash::app::Options& o) {
     demand(!o.crf || (*o.crf >= 0 && *o.crf <= 63), "a quality out of range");
     demand(o.columns >= 2 && o.columns <= 12, "columns out of range");
     const bool shows = o.help || o.version || !o.generate.empty() || o.command == Command::None ||
-                       o.command == Command::List;
+                       o.command == Command::List || o.command == Command::Studio;
     demand(shows || !o.inputs.empty(), "a command without inputs was taken");
 }
 

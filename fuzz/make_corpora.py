@@ -62,6 +62,19 @@ for name, text in {"whole": whole, "least": '{"tumblewash": 1, "clips": [{"file"
                    "deep": "[" * 70, "fragment": "t=npt:1:02:03.5,1:02:04&t=5"}.items():
     (path / name).write_text(text)
 
+path = seeds("door")
+own = "Host: 127.0.0.1:4000\nOrigin: http://127.0.0.1:4000\nContent-Type: application/json\nSec-Fetch-Site: same-origin\n\n"
+for name, text in {"page": "GET /TOKEN/?a=%20b&c\nHost: localhost:1\nSec-Fetch-Site: none\nSec-Fetch-Mode: navigate\n"
+                           "Sec-Fetch-Dest: document\n",
+                   "frame": "GET /TOKEN/frame?f=12&w=960&page=p\nHost: 127.0.0.1\n",
+                   "add": "POST /TOKEN/api/edit\n" + own + '[{"op": "add", "path": "/clips/1", "value": {"file": "b", "in": "5f"}}]',
+                   "replace": "POST /TOKEN/api/edit\n" + own + '[{"op": "replace", "path": "/clips/1/seam/seed", "value": 8}]',
+                   "move": "POST /TOKEN/api/edit\n" + own + '[{"op": "move", "from": "/clips/1", "path": "/clips/0"}, '
+                           '{"op": "remove", "path": "/clips/0/seam"}, {"op": "test", "path": "/clips/1/file", "value": "a.mp4"}]',
+                   "copy": "POST /TOKEN/api/edit\n" + own + '[{"op": "copy", "from": "/clips/0", "path": "/clips/-"}]',
+                   "out": "GET /TOKEN/../%2e%2e/a%2fb%00\nHost: example.com\nHost: 127.0.0.1\n"}.items():
+    (path / name).write_text(text)
+
 path = seeds("exchange")
 
 

@@ -23,7 +23,8 @@ FOREIGN = [
     (re.compile(r"^ofx\w+\.h$"), ["adapters/openfx/"]),
     (re.compile(r"^CLI/"), ["app/"]),
     (re.compile(r"^(pybind11/|Python\.h$)"), ["python/"]),
-    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "edit/", "farm/", "media/"]),
+    (re.compile(r"^boost/"), ["studio/HttpServer.cpp"]),
+    (re.compile(r"^(fmt|nlohmann)/"), ["app/", "edit/", "farm/", "media/", "studio/"]),
     (re.compile(r"^(gtest|gmock)/"), []),
     (re.compile(r"^(opencv2|benchmark)/"), []),
 ]

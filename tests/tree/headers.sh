@@ -10,7 +10,7 @@ count=0
 while read -r header; do
     printf '#include "%s"\n' "$header" >"$stubs/$(printf '%s' "$header" | tr '/' '_').cpp"
     count=$((count + 1))
-done < <(find memory platform hostapi ImageLib Utility pluginDistort effects host media edit farm app capi adapters -name '*.h' | sort)
+done < <(find memory platform hostapi ImageLib Utility pluginDistort effects host media edit farm studio app capi adapters -name '*.h' | sort)
 [ "$count" -gt 50 ] || { echo "only $count headers found" >&2; exit 1; }
 # Each stub is a translation unit of its own; xargs hands several to one run to save start-up.
 find "$stubs" -name '*.cpp' -print0 |

@@ -1,0 +1,49 @@
+#include "edit/clipshelf.h"
+
+#include <sys/stat.h>
+
+namespace tumblewash::edit {
+
+using media::FileIdentity;
+using media::ReaderSettings;
+
+namespace {
+
+/// More than any edit of people has files.
+constexpr std::size_t kMost = 4096;
+
+bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
+    return a.width == b.width && a.height == b.height && a.fit == b.fit && a.rate == b.rate &&
+           a.sampleRate == b.sampleRate && a.channels == b.channels && a.layout == b.layout && a.matrix == b.matrix &&
+           a.transfer == b.transfer && a.toneMap == b.toneMap && a.keepAlpha == b.keepAlpha &&
+           a.keepFields == b.keepFields;
+}
+
+bool isUnchanged(const std::string& file, const std::optional<FileIdentity>& identity) {
+    struct stat now {};
+    if (!identity || stat(file.c_str(), &now) != 0) return false;
+    return *identity ==
+           FileIdentity{now.st_dev, now.st_ino, now.st_size, now.st_mtim.tv_sec, now.st_mtim.tv_nsec};
+}
+
+}  // namespace
+
+std::optional<Clip> ClipShelf::find(const std::string& file, const ReaderSettings& settings) const {
+    const std::scoped_lock hold(lock_);
+    for (const Kept& kept : kept_)
+        if (kept.clip.path() == file && sameReading(kept.settings, settings))
+            return isUnchanged(file, kept.clip.info().identity) ? std::optional(kept.clip.again())
+                                                                : std::nullopt;
+    return std::nullopt;
+}
+
+void ClipShelf::keep(const ReaderSettings& settings, const Clip& clip) {
+    const std::scoped_lock hold(lock_);
+    std::erase_if(kept_, [&](const Kept& kept) {
+        return kept.clip.path() == clip.path() && sameReading(kept.settings, settings);
+    });
+    if (kept_.size() >= kMost) kept_.erase(kept_.begin());
+    kept_.push_back({settings, clip.again()});
+}
+
+}  // namespace tumblewash::edit

@@ -1,0 +1,47 @@
+// The folders that were named at the start, and the files below them: what the page may choose from. Names
+// come as a folder's number and a path in it; nothing leads out, neither dots nor links. It opens no media.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "media/Descriptor.h"
+
+namespace tumblewash::studio {
+
+/// One entry of a folder.
+struct FolderEntry {
+    std::string name;
+    bool folder = false;
+    std::uint64_t bytes = 0;
+};
+
+/// The named folders.
+class Folders {
+  public:
+    /// Opens the folders. Throws Refusal (BadInput) for one that cannot be opened; a folder named twice
+    /// counts once.
+    explicit Folders(const std::vector<std::string>& folders);
+
+    /// Their real paths, in order.
+    const std::vector<std::string>& paths() const noexcept { return paths_; }
+
+    /// Folders and files that look like clips or stills by their endings, below folder `root`, in natural
+    /// order; no hidden ones. Throws Refused: 404 for what is not there or lies elsewhere.
+    std::vector<FolderEntry> list(std::size_t root, const std::string& path) const;
+
+    /// The real path of a plain file below folder `root`. Throws Refused (404) as above.
+    std::string file(std::size_t root, const std::string& path) const;
+
+    /// True for the real path of a plain file below one of the folders.
+    bool holds(const std::string& file) const;
+
+  private:
+    media::Descriptor open(std::size_t root, const std::string& path, int flags) const;
+
+    std::vector<std::string> paths_;
+    std::vector<media::Descriptor> open_;
+};
+
+}  // namespace tumblewash::studio

@@ -1,0 +1,262 @@
+// The picture, its scrubber and the transport: true frames on a canvas, a played stretch as a video over it.
+import { byId, fill, h } from './dom.js';
+import { clock, t } from './i18n.js';
+import { S, edit, page, plan, rate, select, span } from './store.js';
+
+const canvas = h('canvas', { 'aria-hidden': 'true' });
+const video = h('video', { hidden: true, playsinline: true });
+const tag = h('div', { class: 'tag' });
+const low = h('div', { class: 'tag low', role: 'status' });
+const screen = h('div', { class: 'screen' }, canvas, video, tag, low);
+const range = h('input', { type: 'range', step: 1, oninput: () => seek(Number(range.value)) });
+const parts = h('div');
+const now = h('div', { class: 'now' });
+const scrub = h('div', { class: 'scrub' }, parts, now, range);
+const time = h('span');
+const playButton = h('button', { class: 'main', onclick: () => toggle() });
+const loopButton = h('button', { onclick: () => { loop = !loop; drawStage(); } });
+const backButton = h('button', { onclick: () => step(-1) }, '◂');
+const forwardButton = h('button', { onclick: () => step(1) }, '▸');
+const transport = h('div', { class: 'row' }, backButton, playButton, forwardButton, time, h('span', { class: 'gap' }), loopButton);
+
+let loop = false;
+let playing = null;
+let reverse = 0;
+let peek = null; // a frame of a clip that is being trimmed: {clip, frame}
+
+// Frames: at most one on its way; when it is here the newest wish goes next, and what has come is always shown.
+const kept = new Map();
+let flying = '';
+let wish = null;
+
+function keep(key, bitmap) {
+  kept.set(key, bitmap);
+  if (kept.size <= 64) return;
+  const oldest = kept.keys().next().value;
+  kept.get(oldest).close();
+  kept.delete(oldest);
+}
+function paint(bitmap) {
+  if (canvas.width !== bitmap.width || canvas.height !== bitmap.height) { canvas.width = bitmap.width; canvas.height = bitmap.height; }
+  canvas.getContext('2d').drawImage(bitmap, 0, 0);
+}
+function width() {
+  const wide = Math.round((screen.clientWidth || 640) * (window.devicePixelRatio || 1));
+  return Math.max(64, Math.min(plan().width, 4096, Math.ceil(wide / 64) * 64));
+}
+async function fetchWish() {
+  if (flying || !wish) return;
+  const wanted = wish;
+  wish = null;
+  flying = wanted.key;
+  const slow = setTimeout(() => { low.textContent = t('approximate'); low.hidden = false; }, 150);
+  try {
+    const response = await fetch(wanted.url);
+    if (response.status === 200) {
+      const bitmap = await createImageBitmap(await response.blob());
+      keep(wanted.key, bitmap);
+      paint(bitmap);
+      canvas.dataset.shown = wanted.key;
+      low.hidden = true;
+    } else if (response.status !== 204) {
+      const problem = await response.json();
+      low.textContent = problem.error.message;
+      low.hidden = false;
+    }
+  } catch { /* the bar says that the server is gone */ } finally {
+    clearTimeout(slow);
+    flying = '';
+    fetchWish();
+  }
+}
+function show() {
+  const p = plan();
+  if (!p || playing) return;
+  const w = width();
+  const key = peek ? 'c' + S.state.revision + '|' + peek.clip + '|' + peek.frame + '|' + w : 'f' + S.state.revision + '|' + S.position + '|' + w;
+  if (canvas.dataset.shown === key) { wish = null; return; }
+  if (flying === key) { wish = null; return; }
+  const known = kept.get(key);
+  if (known) { wish = null; paint(known); canvas.dataset.shown = key; low.hidden = true; return; }
+  const what = peek ? 'clip?clip=' + peek.clip + '&f=' + peek.frame : 'frame?f=' + S.position + '&rev=' + S.state.revision;
+  wish = { key, url: what + '&w=' + w + '&page=' + page };
+  fetchWish();
+}
+
+/// Shows a frame of a clip while one of its ends is moved; null goes back to the movie.
+export function peekAt(clip, frame) { peek = clip === null ? null : { clip, frame }; show(); }
+
+export function seek(frame) {
+  stop();
+  peek = null;
+  const p = plan();
+  if (!p) return;
+  S.position = Math.max(0, Math.min(p.frames - 1, frame));
+  drawStage();
+}
+export function step(frames) { seek(S.position + frames); }
+
+export function stop() {
+  clearInterval(reverse);
+  reverse = 0;
+  if (!playing) return;
+  S.position = Math.max(0, Math.min(plan() ? plan().frames - 1 : 0, playing.at));
+  playing = null;
+  video.pause();
+  video.hidden = true;
+  video.removeAttribute('src');
+  video.load();
+  low.hidden = true;
+  drawStage();
+}
+
+function follow() {
+  if (!playing) return;
+  const own = playing;
+  const at = Math.min(own.end - 1, own.from + Math.round(video.currentTime * rate()));
+  if (at !== own.at) { own.at = at; drawScrub(at); }
+  if (video.requestVideoFrameCallback) video.requestVideoFrameCallback(follow); else requestAnimationFrame(follow);
+}
+
+/// Plays what the scrubber goes over, from the position, or from the start where that is its end.
+export function play(speed = 1) {
+  const p = plan();
+  if (!p) return;
+  clearInterval(reverse);
+  if (playing) { video.playbackRate = speed; return; }
+  peek = null;
+  const { from, end } = span();
+  const start = S.position >= from && S.position < end - 1 ? S.position : from;
+  const most = Math.round(60 * rate());
+  playing = { from, end: Math.min(end, from + most), at: start };
+  low.textContent = t('preparing');
+  low.hidden = false;
+  video.src = 'play.mp4?rev=' + S.state.revision + '&from=' + playing.from + '&end=' + playing.end;
+  video.playbackRate = speed;
+  video.onloadeddata = () => {
+    if (!playing) return;
+    video.currentTime = (start - playing.from) / rate() + 0.001;
+    video.hidden = false;
+    low.hidden = true;
+    video.playbackRate = speed;
+    video.play().then(follow).catch(() => stop());
+  };
+  video.onended = () => {
+    if (loop && playing) { video.currentTime = 0; video.play(); return; }
+    if (playing) playing.at = playing.end - 1;
+    stop();
+  };
+  video.onerror = () => {
+    if (!playing) return;
+    stop();
+    low.textContent = t('render.failed', { why: 'play.mp4' });
+    low.hidden = false;
+  };
+  drawStage();
+}
+export function toggle() { if (playing || reverse) stop(); else play(); }
+export function playBack(speed) {
+  stop();
+  reverse = setInterval(() => {
+    if (S.position <= 0) return stop();
+    S.position -= 1;
+    drawStage();
+  }, 1000 / (rate() * speed));
+}
+export const isPlaying = () => Boolean(playing);
+export const speedNow = () => (playing ? video.playbackRate : 0);
+
+function label() {
+  const p = plan();
+  const index = p.seams.findIndex((seam) => seam.frames > 0 && S.position >= seam.first && S.position < seam.first + seam.frames);
+  if (index < 0) {
+    const clip = p.clips.findLastIndex((each) => S.position >= each.first);
+    return clip < 0 ? '' : p.clips[clip].name;
+  }
+  const seam = p.seams[index];
+  return t('frameOf', { effect: effectName(seam.effect), n: S.position - seam.first, all: seam.frames });
+}
+export function effectName(id) {
+  if (id === 'none') return t('cut');
+  const effect = S.state.effects.find((each) => each.id === id);
+  return effect ? effect.name : id;
+}
+
+function drawScrub(position) {
+  const p = plan();
+  const { from, end } = span();
+  const percent = (frame) => (100 * Math.max(0, Math.min(1, (frame - from) / Math.max(1, end - from)))) + '%';
+  const wide = (first, count) => ({ left: percent(first), width: 'calc(' + percent(Math.min(end, first + count)) + ' - ' + percent(first) + ')' });
+  range.min = from;
+  range.max = end - 1;
+  range.value = position;
+  range.setAttribute('aria-label', t('now'));
+  range.setAttribute('aria-valuetext', t('scrubValue', { n: position, s: clock(position / rate()) }));
+  now.style.left = percent(position + 0.5);
+  time.textContent = clock(position / rate()) + ' / ' + clock(p.frames / rate());
+  if (playing && parts.dataset.key === from + '|' + end) return;
+  parts.dataset.key = from + '|' + end;
+  const seams = p.seams.filter((seam) => seam.frames > 0 && seam.first < end && seam.first + seam.frames > from)
+    .map((seam) => h('div', { class: 'seam', style: wide(seam.first, seam.frames) }));
+  const clips = p.clips.map((clip, i) => ({ clip, i })).filter(({ clip }) => clip.first < end && clip.first + clip.frames > from)
+    .map(({ clip, i }) => h('div', { class: 'part ' + (i % 2 ? 'b' : 'a'), style: wide(clip.first, clip.frames) }, clip.name));
+  parts.replaceChildren(...seams, ...clips, h('span', { class: 'end' }, clock(from / rate(), 1)), h('span', { class: 'end to' }, clock(end / rate(), 1)));
+}
+
+export function drawStage() {
+  const p = plan();
+  if (!p) return;
+  screen.style.aspectRatio = p.width + ' / ' + p.height;
+  tag.textContent = label();
+  drawScrub(playing ? playing.at : S.position);
+  playButton.textContent = (playing ? '■ ' : '▶ ') + t(playing ? 'stop' : S.selection.kind === 'seam' ? 'playSeam' : 'play');
+  loopButton.textContent = t('loop');
+  loopButton.setAttribute('aria-pressed', String(loop));
+  loopButton.className = loop ? 'main' : '';
+  backButton.setAttribute('aria-label', t('stepBack'));
+  forwardButton.setAttribute('aria-label', t('forward'));
+  show();
+}
+
+/// Takes a clip out, and the seam that leads into it.
+export function removeClip(index) {
+  return edit('remove', (document) => {
+    document.clips.splice(index, 1);
+    if (document.clips.length) delete document.clips[0].seam;
+    return [{ op: 'replace', path: '/clips', value: document.clips }];
+  });
+}
+
+let shownPlan = null;
+export function renderStage(openMedia) {
+  const stage = byId('stage');
+  if (!S.state) return;
+  if (!plan()) {
+    stop();
+    shownPlan = null;
+    fill(stage, h('div', { class: 'empty' },
+      h('p', {}, S.state.problem || t('empty')),
+      S.state.document.clips.length > 1 && h('ul', { class: 'broken' }, S.state.document.clips.map((clip, i) => h('li', { class: 'row' },
+        h('span', {}, clip.title || clip.file || 'black'),
+        h('button', { 'data-key': 'drop' + i, onclick: () => removeClip(i) }, t('remove'))))),
+      h('button', { class: 'main', 'data-key': 'first', onclick: openMedia }, t('add'))));
+    return;
+  }
+  if (playing && shownPlan !== S.state.revision) stop();
+  shownPlan = S.state.revision;
+  if (!stage.contains(screen)) stage.replaceChildren(screen, scrub, transport);
+  drawStage();
+}
+
+export function goSeam(direction) {
+  const p = plan();
+  if (!p || !p.seams.length) return;
+  const order = p.seams.map((seam, index) => ({ index, first: seam.first })).sort((a, b) => a.first - b.first);
+  const here = S.selection.kind === 'seam' ? order.findIndex((each) => each.index === S.selection.index)
+    : order.findIndex((each) => each.first > S.position) - (direction > 0 ? 1 : 0);
+  const next = order[Math.max(0, Math.min(order.length - 1, here + direction))];
+  stop();
+  select({ kind: 'seam', index: next.index }, p.seams[next.index].first + Math.floor(p.seams[next.index].frames / 2));
+}
+
+new ResizeObserver(() => { if (plan()) show(); }).observe(screen);

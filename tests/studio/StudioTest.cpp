@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "edit/effects.h"
+#include "edit/request.h"
+#include "edit/stillrender.h"
+#include "media/Jpeg.h"
+#include "studio/Page.h"
+#include "studio/Studio.h"
+#include "tests/studio/Support.h"
+
+namespace tumblewash::studio {
+namespace {
+
+using Json = nlohmann::json;
+
+const Json kWash = {{"effect", "wash-away"}, {"duration", "10f"}, {"seed", 7}, {"direction", "left"}};
+
+std::string codeOf(const Response& response) {
+    return Json::parse(response.body)["error"]["code"];
+}
+
+TEST(StudioTest, ThePageAndItsPartsComeFromTheProgram) {
+    AskedStudio asked;
+    EXPECT_NE(asked.get("").body.find("<!doctype html>"), std::string::npos);
+    ASSERT_GE(pageFiles().size(), 10U);
+    for (const PageFile& file : pageFiles()) {
+        const Response answer = asked.get(std::string(file.name));
+        EXPECT_EQ(answer.status, 200) << file.name;
+        EXPECT_EQ(answer.type, file.type);
+        EXPECT_EQ(answer.body, file.text);
+        // Nothing of another place, and nothing that a policy without inline scripts would stop.
+        EXPECT_EQ(answer.body.find("https://"), std::string::npos) << file.name;
+        EXPECT_EQ(answer.body.find("innerHTML"), std::string::npos) << file.name;
+    }
+    EXPECT_EQ(asked.get("nothing.js").status, 404);
+    EXPECT_EQ(asked.get("api/nothing").status, 404);
+    EXPECT_EQ(asked.get("api/edit").status, 405);
+    EXPECT_EQ(asked.post("state", {}).status, 405);
+}
+
+TEST(StudioTest, TheStateHoldsDocumentPlanAndEffects) {
+    AskedStudio asked(3);
+    const Json state = asked.state();
+    EXPECT_EQ(state["revision"], 1);
+    EXPECT_EQ(state["document"]["clips"].size(), 3U);
+    EXPECT_EQ(state["plan"]["width"], 64);
+    EXPECT_EQ(state["plan"]["rate"], 25.0);
+    EXPECT_EQ(state["plan"]["seams"].size(), 2U);
+    EXPECT_EQ(state["effects"].size(), 14U);
+    EXPECT_EQ(state["saving"], "saved");
+    // The middle clip's 25 frames carry both seams.
+    const std::int64_t other = state["plan"]["seams"][1]["frames"];
+    EXPECT_EQ(state["plan"]["seams"][0]["most"], (25 - other) / 2 * 2);
+}
+
+TEST(StudioTest, AnEditIsSettledSavedAndUndone) {
+    AskedStudio asked;
+    const std::string before = asked.folder.read("my.edit.json");
+    const Response changed =
+        asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", kWash}}}, "effect");
+    ASSERT_EQ(changed.status, 200) << changed.body;
+    const Json state = Json::parse(changed.body);
+    EXPECT_EQ(state["revision"], 2);
+    EXPECT_EQ(state["undo"], "effect");
+    EXPECT_EQ(state["plan"]["seams"][0]["frames"], 10);
+    EXPECT_EQ(state["plan"]["frames"], 40);
+    EXPECT_NE(asked.folder.read("my.edit.json").find("wash-away"), std::string::npos);
+    EXPECT_EQ(asked.post("undo", {{"revision", 2}}).status, 200);
+    EXPECT_EQ(asked.folder.read("my.edit.json"), before);
+    EXPECT_EQ(codeOf(asked.post("undo", {{"revision", 3}})), "no-step");
+}
+
+TEST(StudioTest, WhatCannotBeIsRefusedAndLeavesEverythingAsItWas) {
+    AskedStudio asked;
+    const std::string before = asked.folder.read("my.edit.json");
+    const auto seam = [&](Json value) {
+        return asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", std::move(value)}}});
+    };
+    EXPECT_EQ(seam({{"effect", "wash-away"}, {"duration", "100f"}}).status, 422);
+    EXPECT_EQ(seam({{"effect", "wash-in"}}).status, 422);
+    EXPECT_EQ(seam({{"effect", "sparkle"}}).status, 422);
+    EXPECT_EQ(codeOf(asked.change({{{"op", "remove"}, {"path", "/clips/9"}}})), "bad-patch");
+    EXPECT_EQ(codeOf(asked.change({{{"op", "replace"}, {"path", "/clips"}, {"value", Json::array()}}})),
+              "no-clips");
+    EXPECT_EQ(
+        codeOf(asked.change({{{"op", "add"}, {"path", "/clips/-"}, {"value", {{"file", "/etc/hostname"}}}}})),
+        "outside");
+    EXPECT_EQ(codeOf(asked.post("edit", {{"revision", 9}, {"patch", Json::array()}})), "revision");
+    EXPECT_EQ(codeOf(asked.post("edit", {{"revision", 1}, {"patch", 7}})), "bad-json");
+    EXPECT_EQ(codeOf(asked.post("edit", {{"revision", 1}, {"colour", "red"}})), "unknown-key");
+    EXPECT_EQ(codeOf(asked.post("edit", 7)), "bad-json");
+    EXPECT_EQ(asked.state()["revision"], 1);
+    EXPECT_EQ(asked.folder.read("my.edit.json"), before);
+}
+
+TEST(StudioTest, AFrameOfASeamIsTheOneOfTheCommandFrame) {
+    AskedStudio asked;
+    for (const char* id : {"wash-away", "tilt-reveal", "tumble-away", "morph"}) {
+        Json value = kWash;
+        value["effect"] = id;
+        const Response changed = asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", value}}});
+        ASSERT_EQ(changed.status, 200) << changed.body;
+        const Json state = Json::parse(changed.body);
+        const std::int64_t first = state["plan"]["seams"][0]["first"];
+
+        const host::PluginModule module = edit::openPlugin({});
+        edit::StillInput a(state["document"]["clips"][0]["file"], {64, 48}, media::Fit::contain, {25, 1},
+                           false);
+        edit::StillInput b(state["document"]["clips"][1]["file"], {64, 48}, media::Fit::contain, {25, 1},
+                           false);
+        edit::TransitionJob job;
+        job.effect = edit::findEffect(module, id);
+        job.size = {64, 48};
+        job.frames = 10;
+        job.direction = kPluginDirectionLeft;
+        job.seed = 7;
+        edit::StillRenderer renderer(module, job, {&a, &b});
+        for (const std::int64_t k : {0, 4, 9}) {
+            const Response frame = asked.get("frame?f=" + std::to_string(first + k) + "&w=64");
+            ASSERT_EQ(frame.status, 200) << frame.body;
+            const std::vector<std::uint8_t> wanted = media::jpegOf(renderer.render(k), 64, 48);
+            EXPECT_EQ(frame.body, std::string(wanted.begin(), wanted.end())) << id << " " << k;
+        }
+    }
+}
+
+TEST(StudioTest, FramesOutsideOfSeamsAreTheClipsOwn) {
+    AskedStudio asked;
+    const Json state = asked.state();
+    const std::int64_t last = state["plan"]["frames"].get<std::int64_t>() - 1;
+    EXPECT_EQ(asked.get("frame?f=0&w=64").body, asked.get("clip?clip=0&f=0&w=64").body);
+    EXPECT_EQ(asked.get("frame?f=" + std::to_string(last) + "&w=64").body,
+              asked.get("clip?clip=1&f=24&w=64&page=p").body);
+    EXPECT_EQ(asked.get("frame?f=" + std::to_string(last + 1)).status, 404);
+    EXPECT_EQ(asked.get("clip?clip=2&f=0").status, 404);
+    EXPECT_EQ(asked.get("frame?f=x").status, 400);
+    EXPECT_EQ(asked.get("frame?f=0&w=99999").status, 400);
+}
+
+TEST(StudioTest, EveryEffectOfASeamHasItsCard) {
+    AskedStudio asked;
+    int cards = 0;
+    const Json state = asked.state();
+    for (const Json& effect : state["effects"]) {
+        if (effect["place"] != "between" || effect["id"] == "none") continue;
+        const Response card = asked.get("card?seam=0&effect=" + effect["id"].get<std::string>());
+        EXPECT_EQ(card.status, 200) << card.body;
+        EXPECT_EQ(card.body.substr(0, 3), "\xFF\xD8\xFF");
+        ++cards;
+    }
+    EXPECT_EQ(cards, 7);
+    EXPECT_EQ(asked.get("card?seam=0&effect=none").status, 404);
+    EXPECT_EQ(asked.get("card?seam=0&effect=sparkle").status, 422);
+    EXPECT_EQ(asked.get("card?seam=1&effect=morph").status, 404);
+}
+
+TEST(StudioTest, AStretchIsPlayedWholeOrInPieces) {
+    AskedStudio asked;
+    const std::string target = "/" + asked.studio.token() + "/play.mp4?from=10&end=20";
+    const auto ask = [&](const std::string& range) {
+        Request request = fromPage("GET", target);
+        if (!range.empty()) request.headers.emplace_back("Range", range);
+        std::promise<Response> promise;
+        asked.studio.handle(request, [&](Response response) { promise.set_value(std::move(response)); });
+        return promise.get_future().get();
+    };
+    const Response whole = ask("");
+    ASSERT_EQ(whole.status, 200) << whole.body;
+    const std::uint64_t size = whole.file.count;
+    EXPECT_EQ(size, std::filesystem::file_size(whole.file.path));
+    const Response part = ask("bytes=100-");
+    EXPECT_EQ(part.status, 206);
+    EXPECT_EQ(part.file.first, 100U);
+    EXPECT_EQ(part.file.count, size - 100);
+    EXPECT_EQ(ask("bytes=0-0").file.count, 1U);
+    EXPECT_EQ(ask("bytes=-10").file.first, size - 10);
+    EXPECT_EQ(ask("bytes=" + std::to_string(size) + "-").status, 416);
+    EXPECT_EQ(ask("bytes=-0").status, 416);
+    for (const char* range : {"bytes=0-1,5-6", "bytes=5-1", "lines=1-2", "bytes=x-", "bytes="})
+        EXPECT_EQ(ask(range).status, 200) << range;
+}
+
+TEST(StudioTest, AMovieIsMadeBesideTheDocumentAndNeverReplacesOneUnasked) {
+    AskedStudio asked;
+    const auto wait = [&] {
+        for (;;) {
+            const Json job = asked.state()["job"];
+            const std::string state = job["state"];
+            if (state != "checking" && state != "running" && state != "finishing") return job;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    };
+    EXPECT_EQ(asked.post("render", {{"name", "out.mp4"}}).status, 202);
+    const Json job = wait();
+    EXPECT_EQ(job["state"], "done") << job;
+    EXPECT_EQ(job["frames"], asked.state()["plan"]["frames"]);
+    EXPECT_TRUE(std::filesystem::exists(asked.folder.file("out.mp4")));
+    EXPECT_EQ(asked.get("output/" + std::to_string(job["id"].get<int>())).file.path,
+              asked.folder.file("out.mp4"));
+    EXPECT_EQ(codeOf(asked.post("render", {{"name", "out.mp4"}})), "exists");
+    for (const char* name :
+         {"", "../out.mp4", "/tmp/out.mp4", ".out.mp4", "my.edit.json", "out.txt", "a/b.mp4"})
+        EXPECT_EQ(codeOf(asked.post("render", {{"name", name}})), "bad-name") << name;
+    EXPECT_EQ(asked.get("output/7").status, 404);
+    EXPECT_EQ(codeOf(asked.post("cancel", {{"id", 1}})), "no-job");
+}
+
+TEST(StudioTest, ADocumentThatCannotBeShownCanBeRepaired) {
+    AskedStudio asked(0);
+    EXPECT_TRUE(asked.state()["plan"].is_null());
+    EXPECT_EQ(codeOf(asked.get("frame?f=0")), "no-plan");
+    const Json clip = {{"file", "pattern:city?size=64x48&seconds=1"}};
+    EXPECT_EQ(asked.change({{{"op", "add"}, {"path", "/clips/-"}, {"value", clip}}}).status, 200);
+    EXPECT_EQ(asked.state()["plan"]["clips"].size(), 1U);
+    EXPECT_NE(asked.folder.read("my.edit.json"), "");
+}
+
+TEST(StudioTest, ExportsSayTheSameAsTheProgram) {
+    AskedStudio asked;
+    const auto text = [&](const char* format) {
+        return Json::parse(asked.post("export", {{"format", format}}).body).value("text", std::string());
+    };
+    EXPECT_EQ(text("command"), "tumblewash render my.edit.json -o my.mp4\n");
+    // Other programs cannot draw our scenes.
+    EXPECT_EQ(asked.post("export", {{"format", "otio"}}).status, 422);
+    EXPECT_EQ(codeOf(asked.post("export", {{"format", "doc"}})), "bad-format");
+}
+
+TEST(StudioTest, TheBrowsersAddressIsGoodOnce) {
+    AskedStudio asked;
+    const std::string target = asked.studio.openAddress();
+    const auto open = [&](const std::string& address) {
+        Response answer;
+        asked.studio.handle(fromPage("GET", address),
+                            [&](Response response) { answer = std::move(response); });
+        return answer;
+    };
+    EXPECT_EQ(open("/open/wrong").status, 404);
+    const Response first = open(target);
+    EXPECT_EQ(first.status, 303);
+    EXPECT_EQ(first.headers.front().second, "/" + asked.studio.token() + "/");
+    EXPECT_EQ(open(target).status, 404);
+}
+
+}  // namespace
+}  // namespace tumblewash::studio
