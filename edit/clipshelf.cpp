@@ -14,9 +14,9 @@ constexpr std::size_t kMost = 4096;
 
 bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
     return a.width == b.width && a.height == b.height && a.fit == b.fit && a.rate == b.rate &&
-           a.sampleRate == b.sampleRate && a.channels == b.channels && a.layout == b.layout && a.matrix == b.matrix &&
-           a.transfer == b.transfer && a.toneMap == b.toneMap && a.keepAlpha == b.keepAlpha &&
-           a.keepFields == b.keepFields;
+           a.sampleRate == b.sampleRate && a.channels == b.channels && a.layout == b.layout &&
+           a.matrix == b.matrix && a.transfer == b.transfer && a.toneMap == b.toneMap &&
+           a.keepAlpha == b.keepAlpha && a.keepFields == b.keepFields;
 }
 
 bool isUnchanged(const std::string& file, const std::optional<FileIdentity>& identity) {

@@ -97,6 +97,13 @@ std::string realPath(const std::string& path) {
     return problem ? path : real.string();
 }
 
+/// Adds the files that an edit names to `files`.
+void noteFiles(const Edit& edit, std::set<std::string>& files) {
+    for (const EditClip& clip : edit.clips)
+        if (!clip.black()) files.insert(fileOf(edit, clip));
+    if (edit.music) files.insert(musicOf(edit));
+}
+
 }  // namespace
 
 Desk::Desk(const std::string& document, Edit edit, const std::vector<std::string>& folders, Events& events,
@@ -108,7 +115,7 @@ Desk::Desk(const std::string& document, Edit edit, const std::vector<std::string
       effects_(effectsJson(edit::openPlugin({}))),
       job_(
           [this] { events_.tell("job", job_.json().dump(-1, ' ', false, Json::error_handler_t::replace)); }) {
-    noteFiles(document_.edit());
+    noteFiles(document_.edit(), known_);
     settleAsFarAsPossible();
 }
 
@@ -121,11 +128,6 @@ void Desk::publish(PlanRef plan, std::string problem) {
     const std::scoped_lock hold(planLock_);
     plan_ = std::move(plan);
     problem_ = std::move(problem);
-}
-
-void Desk::noteFiles(const Edit& edit) {
-    for (const EditClip& clip : edit.clips)
-        if (!clip.black()) known_.insert(fileOf(edit, clip));
 }
 
 PlanRef Desk::settle(const Edit& edit, std::uint64_t revision) {
@@ -155,14 +157,18 @@ std::string Desk::nameInDocument(const std::string& file) const {
     return file;
 }
 
-// Clips that the document had at the start are its own affair; the page adds none from outside the folders.
+// What the document had at the start is its own affair; the page adds nothing from outside the folders. What
+// it has chosen and is gone by now will be told as missing.
 void Desk::refuseForeignFiles(const Edit& edit) const {
-    for (const EditClip& clip : edit.clips) {
-        if (clip.black() || media::isPattern(clip.file)) continue;
-        const std::string file = fileOf(edit, clip);
-        if (!known_.contains(file) && !folders_.holds(file))
-            throw Refused{403, "outside", clip.file + ": lies outside of the folders of this studio"};
-    }
+    const auto refuseOutside = [&](const std::string& file, const std::string& name) {
+        std::error_code ignored;
+        const bool gone = chosen_.contains(file) && !fs::exists(file, ignored);
+        if (!known_.contains(file) && !folders_.holds(file) && !gone)
+            throw Refused{403, "outside", name + ": lies outside of the folders of this studio"};
+    };
+    for (const EditClip& clip : edit.clips)
+        if (!clip.black() && !media::isPattern(clip.file)) refuseOutside(fileOf(edit, clip), clip.file);
+    if (edit.music) refuseOutside(musicOf(edit), edit.music->file);
 }
 
 void Desk::refuseOld(const Json& body) const {
@@ -196,6 +202,7 @@ void Desk::edit(const Json& body) {
         if (sound) throw Refused{422, "cannot-be", refused.what()};
         problem = refused.what();
     }
+    noteFiles(next, chosen_);
     document_.change(std::move(next), textAt(body, "label", "change"), textAt(body, "gesture"));
     publish(std::move(settled), std::move(problem));
     saveAndTell();
@@ -221,7 +228,7 @@ void Desk::resolve(const Json& body) {
     if (choice != "theirs" && choice != "mine" && choice != "both")
         throw Refused{400, "bad-json", "choice: give theirs, mine or both"};
     document_.resolve(choice == "theirs" ? Choice::theirs : choice == "mine" ? Choice::mine : Choice::both);
-    noteFiles(document_.edit());
+    noteFiles(document_.edit(), known_);
     settleAsFarAsPossible();
     saveAndTell();
 }
@@ -251,7 +258,11 @@ Json Desk::media(const Target& target) const {
     const auto from = static_cast<std::size_t>(target.whole("from", 0, 1000000, 0));
     const auto found = target.query.find("path");
     const std::string path = found == target.query.end() ? std::string() : found->second;
-    const std::vector<FolderEntry> entries = folders_.list(root, path);
+    const auto kind = target.query.find("kind");
+    const bool music = kind != target.query.end() && kind->second == "music";
+    if (kind != target.query.end() && !music && kind->second != "clips")
+        throw Refused{400, "bad-query", "kind: give clips or music"};
+    const std::vector<FolderEntry> entries = folders_.list(root, path, music ? Wanted::music : Wanted::clips);
     Json list{{"total", entries.size()}, {"entries", Json::array()}};
     const std::string base = folders_.paths().at(root) + "/" + (path.empty() ? "" : path + "/");
     for (std::size_t i = from; i < std::min(entries.size(), from + kPageOfEntries); ++i) {

@@ -51,7 +51,6 @@ class Desk {
     Response render(const nlohmann::ordered_json& body);
     void refuseOld(const nlohmann::ordered_json& body) const;
     void refuseForeignFiles(const edit::Edit& edit) const;
-    void noteFiles(const edit::Edit& edit);
     PlanRef settle(const edit::Edit& edit, std::uint64_t revision);
     void settleAsFarAsPossible();
     void publish(PlanRef plan, std::string problem);
@@ -64,7 +63,8 @@ class Desk {
     Document document_;
     Folders folders_;
     edit::ClipShelf shelf_;
-    std::set<std::string> known_;  ///< files of the document itself, wherever they lie
+    std::set<std::string> known_;   ///< files of the document itself, wherever they lie
+    std::set<std::string> chosen_;  ///< files that the page has chosen
     mutable std::mutex planLock_;
     PlanRef plan_;
     std::string problem_;  ///< why the document cannot be settled

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <span>
+#include <string_view>
 
 #include "edit/errors.h"
 #include "media/Quoting.h"
@@ -26,17 +28,24 @@ namespace {
 /// Folders of thousands of photos are common; a list that is longer than this helps nobody.
 constexpr std::size_t kMostEntries = 20000;
 
-bool looksLikeMedia(const std::string& name) {
-    static constexpr std::string_view kEndings[] = {
-        ".mp4",  ".m4v",  ".mov", ".mkv", ".webm", ".avi",  ".mpg",  ".mpeg", ".mts",  ".m2ts", ".ts",
-        ".ogv",  ".wmv",  ".flv", ".3gp", ".mxf",  ".dv",   ".y4m",  ".gif",  ".apng", ".png",  ".jpg",
-        ".jpeg", ".webp", ".bmp", ".tif", ".tiff", ".heic", ".heif", ".avif", ".jxl",  ".ppm"};
+constexpr std::string_view kMovies[] = {".mp4", ".m4v",  ".mov", ".mkv",  ".webm", ".avi",
+                                        ".mpg", ".mpeg", ".mts", ".m2ts", ".ts",   ".ogv",
+                                        ".wmv", ".flv",  ".3gp", ".mxf",  ".dv"};
+constexpr std::string_view kSilent[] = {".y4m", ".gif",  ".apng", ".png",  ".jpg",  ".jpeg", ".webp", ".bmp",
+                                        ".tif", ".tiff", ".heic", ".heif", ".avif", ".jxl",  ".ppm"};
+constexpr std::string_view kSound[] = {".mp3", ".m4a", ".aac",  ".flac", ".ogg", ".oga", ".opus",
+                                       ".wav", ".aif", ".aiff", ".wma",  ".mka", ".ac3"};
+
+bool looksLike(Wanted wanted, const std::string& name) {
     const std::size_t dot = name.rfind('.');
     if (dot == std::string::npos || dot == 0) return false;
     std::string ending = name.substr(dot);
     for (char& c : ending)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return std::find(std::begin(kEndings), std::end(kEndings), ending) != std::end(kEndings);
+    const auto among = [&](std::span<const std::string_view> endings) {
+        return std::find(endings.begin(), endings.end(), ending) != endings.end();
+    };
+    return among(kMovies) || (wanted == Wanted::music ? among(kSound) : among(kSilent));
 }
 
 [[noreturn]] void refuse() {
@@ -93,7 +102,7 @@ Descriptor Folders::open(std::size_t root, const std::string& path, int flags) c
     return opened;
 }
 
-std::vector<FolderEntry> Folders::list(std::size_t root, const std::string& path) const {
+std::vector<FolderEntry> Folders::list(std::size_t root, const std::string& path, Wanted wanted) const {
     Descriptor folder = open(root, path, O_RDONLY | O_DIRECTORY);
     const int number = dup(folder.get());
     DIR* const opened = number < 0 ? nullptr : fdopendir(number);
@@ -111,7 +120,7 @@ std::vector<FolderEntry> Folders::list(std::size_t root, const std::string& path
             continue;
         found.folder = S_ISDIR(status.st_mode);
         found.bytes = static_cast<std::uint64_t>(status.st_size);
-        if (!found.folder && !(S_ISREG(status.st_mode) && looksLikeMedia(found.name))) continue;
+        if (!found.folder && !(S_ISREG(status.st_mode) && looksLike(wanted, found.name))) continue;
         list.push_back(std::move(found));
     }
     std::sort(list.begin(), list.end(), [](const FolderEntry& a, const FolderEntry& b) {

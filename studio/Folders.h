@@ -10,6 +10,12 @@
 
 namespace tumblewash::studio {
 
+/// What is looked for.
+enum class Wanted {
+    clips,  ///< clips and stills
+    music   ///< files with sound, clips among them
+};
+
 /// One entry of a folder.
 struct FolderEntry {
     std::string name;
@@ -27,9 +33,10 @@ class Folders {
     /// Their real paths, in order.
     const std::vector<std::string>& paths() const noexcept { return paths_; }
 
-    /// Folders and files that look like clips or stills by their endings, below folder `root`, in natural
+    /// Folders and files that look by their endings like what is wanted, below folder `root`, in natural
     /// order; no hidden ones. Throws Refused: 404 for what is not there or lies elsewhere.
-    std::vector<FolderEntry> list(std::size_t root, const std::string& path) const;
+    std::vector<FolderEntry> list(std::size_t root, const std::string& path,
+                                  Wanted wanted = Wanted::clips) const;
 
     /// The real path of a plain file below folder `root`. Throws Refused (404) as above.
     std::string file(std::size_t root, const std::string& path) const;

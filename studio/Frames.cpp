@@ -84,9 +84,8 @@ PictureRef Frames::ofClip(const Plan& plan, std::size_t index, std::int64_t fram
     const bool still = clip.info().kind == media::MediaKind::still;
     ReaderSettings settings = settingsFor(plan, still, size, cancel_);
     if (clip.isBlack()) return Clip::black(1, settings, media::FieldOrder::progressive).nextPicture();
-    const std::int64_t wanted = still && !clip.way()
-                                    ? 0
-                                    : std::clamp<std::int64_t>(clip.in() + frame, 0, clip.wholeFrames() - 1);
+    const std::int64_t wanted =
+        still && !clip.way() ? 0 : std::clamp<std::int64_t>(clip.in() + frame, 0, clip.wholeFrames() - 1);
     settings.identity = clip.info().identity;
     std::string key = keyOf(clip, settings);
     // The way depends on the clip's place, its length and the seed.

@@ -5,7 +5,7 @@ import { S, listen, load, onChange, plan, redo, resolve, undo } from './store.js
 import { goSeam, isPlaying, play, playBack, renderStage, seek, speedNow, step, stop, toggle } from './stage.js';
 import { renderStrip } from './strip.js';
 import { renderPanel } from './panel.js';
-import { drawMovie, openExport, openKeys, openMedia, openMovie, openOutput, rendering } from './dialogs.js';
+import { drawMovie, openExport, openKeys, openMedia, openMovie, openMusic, openOutput, rendering } from './dialogs.js';
 
 function theme() {
   const dark = document.documentElement.dataset.theme ? document.documentElement.dataset.theme === 'dark' : !matchMedia('(prefers-color-scheme: light)').matches;
@@ -37,6 +37,7 @@ function renderHead() {
     h('button', { class: 'plain', 'data-key': 'theme', 'aria-label': t('theme'), title: t('theme'), onclick: theme }, '◐'),
     h('button', { class: 'plain', 'data-key': 'language', lang: languageCode() === 'de' ? 'en' : 'de', onclick: () => { switchLanguage(); draw(); } }, t('language')),
     h('button', { class: 'plain', 'data-key': 'keys', 'aria-label': t('keys'), title: t('keys'), onclick: openKeys }, '?'),
+    h('button', { 'data-key': 'music', disabled: !plan(), onclick: openMusic }, t('music')),
     h('button', { 'data-key': 'output', disabled: !plan(), onclick: openOutput }, t('output')),
     h('button', { 'data-key': 'export', disabled: !plan(), onclick: openExport }, t('export')),
     h('button', { class: 'main', 'data-key': 'render', disabled: !plan(), onclick: openMovie },

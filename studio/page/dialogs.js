@@ -14,31 +14,24 @@ function dialog(title, ...children) {
 }
 const foot = (...buttons) => h('div', { class: 'row' }, h('span', { class: 'gap' }), buttons);
 
-export function openMedia() {
+/// Lists folders and files of a kind, `clips` or `music`; `row` makes the line of a file, or of a folder by `enter`.
+function browser(kind, row) {
   const place = h('div', { class: 'row' });
   const list = h('ul', { class: 'files' });
   const problem = h('p', { class: 'bad', role: 'alert' });
-  const chosen = new Map();
   let root = 0, path = '';
-  const addButton = h('button', { class: 'main', onclick: () => { add([...chosen.keys()]); box.close(); } });
-  const count = () => { addButton.textContent = t('addChosen', { n: chosen.size }); addButton.disabled = !chosen.size; };
-  const row = (entry) => {
-    if (entry.folder) return h('li', {}, h('button', { class: 'plain', disabled: !entry.path, onclick: () => { path = entry.path; load(); } }, '📁 ' + entry.name));
-    const check = h('input', { type: 'checkbox', checked: chosen.has(entry.file), disabled: !entry.file,
-      onchange: () => { if (check.checked) chosen.set(entry.file, true); else chosen.delete(entry.file); count(); } });
-    return h('li', {}, h('label', {}, check, h('span', {}, entry.name), h('span', { class: 'dim' }, number(entry.bytes / 1e6, 1) + ' MB')));
-  };
+  const enter = (entry) => h('li', {}, h('button', { class: 'plain', disabled: !entry.path, onclick: () => { path = entry.path; load(); } }, '📁 ' + entry.name));
   async function load() {
     try {
       const entries = [];
       for (let from = 0, total = 1; from < total && from < 5000; from = entries.length) {
-        const some = await get('api/media?root=' + root + '&path=' + encodeURIComponent(path) + '&from=' + from);
+        const some = await get('api/media?kind=' + kind + '&root=' + root + '&path=' + encodeURIComponent(path) + '&from=' + from);
         if (!some.entries.length) break;
         entries.push(...some.entries);
         total = some.total;
       }
       problem.textContent = '';
-      fill(list, entries.length ? entries.map(row) : h('li', { class: 'dim' }, t('emptyFolder')));
+      fill(list, entries.length ? entries.map((entry) => (entry.folder ? enter(entry) : h('li', {}, row(entry)))) : h('li', { class: 'dim' }, t(kind === 'music' ? 'noMusicHere' : 'emptyFolder')));
     } catch (error) { problem.textContent = error.message; }
     const choice = h('select', { 'aria-label': t('up'), onchange: () => { root = Number(choice.value); path = ''; load(); } },
       S.state.roots.map((name, i) => h('option', { value: i }, name)));
@@ -46,9 +39,22 @@ export function openMedia() {
     fill(place, S.state.roots.length > 1 ? choice : h('span', {}, S.state.roots[0]), h('span', { class: 'dim' }, path),
       path && h('button', { onclick: () => { path = path.includes('/') ? path.slice(0, path.lastIndexOf('/')) : ''; load(); } }, t('up')));
   }
-  const box = dialog(t('addTitle'), place, list, problem, foot(h('button', { onclick: () => box.close() }, t('cancel')), addButton));
-  count();
   load();
+  return [place, list, problem];
+}
+const megabytes = (entry) => h('span', { class: 'dim' }, number(entry.bytes / 1e6, 1) + ' MB');
+
+export function openMedia() {
+  const chosen = new Set();
+  const addButton = h('button', { class: 'main', onclick: () => { add([...chosen]); box.close(); } });
+  const count = () => { addButton.textContent = t('addChosen', { n: chosen.size }); addButton.disabled = !chosen.size; };
+  const row = (entry) => {
+    const check = h('input', { type: 'checkbox', checked: chosen.has(entry.file), disabled: !entry.file,
+      onchange: () => { if (check.checked) chosen.add(entry.file); else chosen.delete(entry.file); count(); } });
+    return h('label', {}, check, h('span', {}, entry.name), megabytes(entry));
+  };
+  const box = dialog(t('addTitle'), browser('clips', row), foot(h('button', { onclick: () => box.close() }, t('cancel')), addButton));
+  count();
 }
 
 function add(files) {
@@ -69,6 +75,12 @@ function choice(value, words, name) {
   return element;
 }
 
+/// Puts a key of the document into a patch; an empty text takes it out.
+function setKey(patch, document, key, value) {
+  if (value !== '') patch.push({ op: 'add', path: '/' + key, value });
+  else if (key in document) patch.push({ op: 'remove', path: '/' + key });
+}
+
 export function openOutput() {
   const now = doc().output || {};
   const text = (value, placeholder) => h('input', { type: 'text', value: value === undefined ? '' : value, placeholder, style: { flex: '1' }, autocomplete: 'off' });
@@ -77,7 +89,10 @@ export function openOutput() {
   const fit = choice(now.fit, ['', 'contain', 'blur', 'cover', 'stretch'], (word) => (word ? t('fit.' + word) : t('qualityAuto')));
   const codec = choice(now.codec, ['', 'h264', 'hevc', 'vp9', 'av1', 'prores', 'ffv1'], (word) => word || t('qualityAuto'));
   const crf = text(now.crf, t('qualityAuto'));
-  const sound = choice(doc().sound || 'natural', ['equal-power', 'natural', 'plugin', 'none'], (word) => t('sound.' + word));
+  const photos = text(doc().hold || doc().still, '4s');
+  const seams = choice(doc().hold ? 'hold' : 'still', ['still', 'hold'], (word) => t(word === 'hold' ? 'photosHold' : 'photosStill'));
+  seams.setAttribute('aria-label', t('photosSeams'));
+  const motion = choice(doc().stillMotion || 'none', ['none', 'zoom', 'pan'], (word) => t('motion.' + word));
   const problem = h('p', { class: 'bad', role: 'alert' });
   const save = async () => {
     await edit('output', (document) => {
@@ -88,15 +103,59 @@ export function openOutput() {
       put('fit', fit.value);
       put('codec', codec.value);
       put('crf', crf.value.trim() === '' ? '' : Number(crf.value));
-      const patch = [{ op: 'add', path: '/output', value: output }, { op: 'add', path: '/sound', value: sound.value }];
+      const patch = [{ op: 'add', path: '/output', value: output }];
+      for (const [key, value] of [['still', seams.value === 'still' ? photos.value.trim() : ''], ['hold', seams.value === 'hold' ? photos.value.trim() || '4s' : ''],
+        ['stillMotion', motion.value === 'none' ? '' : motion.value]]) setKey(patch, document, key, value);
       return patch;
     });
     if (S.error) problem.textContent = S.error; else box.close();
   };
   const box = dialog(t('output'), field('size', size), field('rate', rateField), field('fit', fit), field('codec', codec), field('quality', crf),
-    field('sound', sound), problem,
+    (() => { const row = field('photos', photos); row.append(seams); return row; })(), field('photosMove', motion), problem,
     h('div', { class: 'row' }, h('button', { class: 'plain', onclick: () => { post('api/quit', {}).catch((error) => { problem.textContent = error.message; }); } }, t('quit')),
-      h('span', { class: 'gap' }), h('button', { onclick: () => box.close() }, t('cancel')), h('button', { class: 'main', onclick: save }, t('output'))));
+      h('span', { class: 'gap' }), h('button', { onclick: () => box.close() }, t('cancel')), h('button', { class: 'main', onclick: save }, t('apply'))));
+}
+
+/// The sound of the whole movie: music under it, the level of the clips, the seams.
+export function openMusic() {
+  const now = doc().music || {};
+  let file = now.file;
+  const decibels = (value, placeholder) => h('input', { type: 'number', step: 'any', value: value === undefined ? '' : parseFloat(value), placeholder });
+  const gain = decibels(now.gain, '0');
+  const duck = decibels(now.duck, '12');
+  const loudness = choice(doc().loudness, [...new Set(['', '-14', '-16', '-23', doc().loudness || ''])],
+    (word) => (word ? t('lufs', { n: number(parseFloat(word), 1) }) : t('asRecorded')));
+  const sound = choice(doc().sound || 'natural', ['equal-power', 'natural', 'plugin', 'none'], (word) => t('sound.' + word));
+  const limiter = h('input', { type: 'checkbox', checked: doc().limiter !== false });
+  const problem = h('p', { class: 'bad', role: 'alert' });
+  const name = h('span', { style: { flex: '1', overflowWrap: 'anywhere' } });
+  const drop = h('button', { onclick: () => { file = undefined; show(); } }, t('remove'));
+  const show = () => { name.textContent = file || t('noMusic'); drop.hidden = !file; gain.disabled = duck.disabled = !file; };
+  const pick = h('button', { onclick: () => {
+    pick.hidden = true;
+    fill(list, browser('music', (entry) => h('button', { class: 'plain', disabled: !entry.file, onclick: () => { file = entry.file; fill(list); pick.hidden = false; show(); pick.focus(); } },
+      h('span', {}, '♪ ' + entry.name), megabytes(entry))));
+  } }, t('choose'));
+  const list = h('div', { class: 'body' });
+  const save = async () => {
+    await edit('music', (document) => {
+      const patch = [];
+      const music = { file };
+      if (gain.value !== '') music.gain = gain.value + 'dB';
+      if (duck.value !== '') music.duck = duck.value + 'dB';
+      setKey(patch, document, 'music', file ? music : '');
+      setKey(patch, document, 'loudness', loudness.value);
+      setKey(patch, document, 'limiter', limiter.checked ? '' : false);
+      setKey(patch, document, 'sound', sound.value);
+      return patch;
+    });
+    if (S.error) problem.textContent = S.error; else box.close();
+  };
+  const box = dialog(t('musicTitle'), h('div', { class: 'row line' }, h('span', { class: 'lab' }, t('music')), name, drop, pick), list,
+    field('musicGain', gain), field('musicDuck', duck), field('loudness', loudness), field('soundAtSeams', sound),
+    h('label', { class: 'row' }, limiter, t('limiter')), problem,
+    foot(h('button', { onclick: () => box.close() }, t('cancel')), h('button', { class: 'main', onclick: save }, t('apply'))));
+  show();
 }
 
 export function openExport() {

@@ -188,6 +188,12 @@ function trimRow(index, which, label) {
   return h('div', { class: 'row line' }, h('label', { for: 'trim-' + which }, label), slider, field);
 }
 
+function gainRow(index) {
+  const field = h('input', { type: 'number', step: 'any', min: -96, max: 24, value: parseFloat(doc().clips[index].gain || 0), id: 'gain', 'data-key': 'gain',
+    onchange: () => setClip(index, 'gain', (each) => { if (Number(field.value)) each.gain = Number(field.value) + 'dB'; else delete each.gain; }) });
+  return h('div', { class: 'row line' }, h('label', { for: 'gain' }, t('gain')), field);
+}
+
 function lengthRow(index) {
   const clip = plan().clips[index];
   const field = h('input', { type: 'number', min: 0, step: 'any', value: (clip.frames / rate()).toFixed(2), id: 'length', 'data-key': 'length',
@@ -205,6 +211,7 @@ function clipPanel() {
   const rows = [h('h2', {}, t('clip', { n: index + 1, all })), h('p', { class: 'dim' }, clip.name)];
   if (clip.kind === 'clip') rows.push(trimRow(index, 'in', t('trimStart')), trimRow(index, 'out', t('trimEnd')));
   else rows.push(lengthRow(index));
+  if (clip.sound) rows.push(gainRow(index));
   rows.push(h('div', { class: 'row' },
     h('button', { 'data-key': 'left', disabled: index === 0, onclick: () => moveClip(index, index - 1) }, t('moveLeft')),
     h('button', { 'data-key': 'right', disabled: index === all - 1, onclick: () => moveClip(index, index + 1) }, t('moveRight')),

@@ -24,6 +24,16 @@ TEST(FoldersTest, MediaAreListedInNaturalOrderAndNothingElse) {
     EXPECT_EQ(names, (std::vector<std::string>{"more", "clip9.MP4", "clip10.mp4", "photo.jpeg"}));
 }
 
+TEST(FoldersTest, MusicIsWhatHasSoundAndNoPhotos) {
+    const TestFolder folder;
+    for (const char* name : {"song.MP3", "take.wav", "clip.mp4", "photo.jpeg", "list.m3u", "song.txt"})
+        folder.write(name, "x");
+    const Folders folders({folder.path.string()});
+    std::vector<std::string> names;
+    for (const FolderEntry& entry : folders.list(0, "", Wanted::music)) names.push_back(entry.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"clip.mp4", "song.MP3", "take.wav"}));
+}
+
 TEST(FoldersTest, NothingLeadsOut) {
     const TestFolder outside;
     outside.write("secret.mp4", "x");

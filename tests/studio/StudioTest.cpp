@@ -140,6 +140,45 @@ TEST(StudioTest, FramesOutsideOfSeamsAreTheClipsOwn) {
     EXPECT_EQ(asked.get("frame?f=0&w=99999").status, 400);
 }
 
+/// A second of silence as a WAV file.
+std::string silence() {
+    const auto number = [](std::uint32_t value, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 0xFF);
+        return text;
+    };
+    constexpr std::uint32_t kRate = 8000;
+    return "RIFF" + number(36 + 2 * kRate, 4) + "WAVEfmt " + number(16, 4) + number(1, 2) + number(1, 2) +
+           number(kRate, 4) + number(2 * kRate, 4) + number(2, 2) + number(16, 2) + "data" +
+           number(2 * kRate, 4) + std::string(2 * kRate, '\0');
+}
+
+TEST(StudioTest, MusicComesFromTheFoldersAndSoundsInTheMovie) {
+    AskedStudio asked;
+    asked.folder.write("song.wav", silence());
+    const auto music = [&](const std::string& file) {
+        return asked.change(
+            {{{"op", "add"}, {"path", "/music"}, {"value", {{"file", file}, {"duck", "6dB"}}}}});
+    };
+    EXPECT_EQ(codeOf(music("/etc/hostname")), "outside");
+    EXPECT_EQ(codeOf(music("../song.wav")), "outside");
+    EXPECT_EQ(codeOf(music("my.edit.json")), "cannot-be");
+    EXPECT_TRUE(Json::parse(asked.get("api/media?root=0").body)["entries"].empty());
+    const Json songs = Json::parse(asked.get("api/media?root=0&kind=music").body)["entries"];
+    ASSERT_EQ(songs.size(), 1U);
+    EXPECT_EQ(asked.get("api/media?root=0&kind=films").status, 400);
+    const Response changed = music(songs[0]["file"]);
+    ASSERT_EQ(changed.status, 200) << changed.body;
+    EXPECT_EQ(Json::parse(changed.body)["document"]["music"]["file"], "song.wav");
+    EXPECT_NE(asked.folder.read("my.edit.json").find("song.wav"), std::string::npos);
+    // What was chosen and has gone is named as missing, and can be taken out.
+    std::filesystem::remove(asked.folder.file("song.wav"));
+    const Response gone = asked.change({{{"op", "add"}, {"path", "/title"}, {"value", "x"}}});
+    EXPECT_EQ(codeOf(gone), "cannot-be") << gone.body;
+    EXPECT_NE(gone.body.find("song.wav"), std::string::npos);
+    EXPECT_EQ(asked.change({{{"op", "remove"}, {"path", "/music"}}}).status, 200);
+}
+
 TEST(StudioTest, EveryEffectOfASeamHasItsCard) {
     AskedStudio asked;
     int cards = 0;

@@ -1,5 +1,5 @@
 // Drives the studio's page in Chromium as people do: by mouse and by keyboard, and after kill -9.
-//   node page.mjs PROGRAM CHROMIUM     (in a folder with `npm ci` done)
+//   node page.mjs PROGRAM CHROMIUM     (run.sh does what is needed before)
 import assert from 'node:assert/strict';
 import { spawn, execFileSync } from 'node:child_process';
 import fs from 'node:fs';
@@ -15,6 +15,16 @@ const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'tumblewash-page-'));
 const clip = (name) => 'pattern:' + name + '?size=320x180&seconds=2';
 const file = path.join(folder, 'tour.edit.json');
 fs.writeFileSync(file, JSON.stringify({ tumblewash: 1, clips: [{ file: clip('harbour') }, { file: clip('city'), seam: { effect: 'wash-away', duration: '20f', seed: 5 } }, { file: clip('harbour') }] }));
+
+// A second of silence.
+const song = Buffer.alloc(44 + 16000);
+song.write('RIFF', 0);
+song.writeUInt32LE(36 + 16000, 4);
+song.write('WAVEfmt ', 8);
+[[16, 4], [1, 2], [1, 2], [8000, 4], [16000, 4], [2, 2], [16, 2]].reduce((at, [value, bytes]) => song.writeUIntLE(value, at, bytes), 16);
+song.write('data', 36);
+song.writeUInt32LE(16000, 40);
+fs.writeFileSync(path.join(folder, 'song.wav'), song);
 
 let studio = null;
 async function start() {
@@ -32,13 +42,15 @@ function status(address, headers, method = 'GET') {
 
 let address = await start();
 const browser = await puppeteer.launch({ executablePath: chromium, headless: true, protocolTimeout: 600000,
+  timeout: 300000, env: { ...process.env, HOME: folder },
   args: ['--no-sandbox', '--disable-dev-shm-usage', '--disable-gpu', '--autoplay-policy=no-user-gesture-required', '--force-color-profile=srgb'] });
-const patience = { timeout: 120000 };
+// Limits against hanging alone.
+const patience = { timeout: 300000 };
 const complaints = [];
 async function open(width, height, scheme) {
   const page = await browser.newPage();
-  await page.setBypassCSP(false);
-  page.on('console', (message) => complaints.push(message.text()));
+  page.setDefaultTimeout(patience.timeout);
+  page.on('console', (message) => { if (message.type() === 'error') complaints.push(message.text()); });
   page.on('pageerror', (error) => complaints.push(error.message));
   page.on('request', (request) => { if (!/^(data:|(blob:)?http:\/\/127\.0\.0\.1:)/.test(request.url())) complaints.push('asked for ' + request.url()); });
   await page.setViewport({ width, height });
@@ -122,14 +134,23 @@ try {
   await until(page, (s) => s.plan.clips[2].in === 1);
   // The seam plays to its end, and the true frame is there again.
   await press(page, 'seam0');
-  await page.evaluate(() => [...document.querySelectorAll('#stage button.main')][0].click());
-  await page.waitForFunction(() => { const v = document.querySelector('video'); return !v.hidden && v.currentTime > 0; }, patience);
-  await page.waitForFunction(() => document.querySelector('video').hidden, patience);
+  await page.evaluate(() => {
+    document.querySelector('video').addEventListener('ended', (event) => { window.played = event.target.currentTime; }, { once: true, capture: true });
+    document.querySelector('#stage button.main').click();
+  });
+  await page.waitForFunction(() => window.played > 0 && document.querySelector('video').hidden, patience);
+  // Music is chosen in a dialog.
+  await press(page, 'music');
+  await page.evaluate(() => [...document.querySelectorAll('dialog .row button')].find((button) => button.textContent.startsWith('Choose')).click());
+  await (await page.waitForSelector('dialog .files button', patience)).click();
+  await page.evaluate(() => document.querySelector('dialog button.main').click());
+  await until(page, (s) => s.document.music?.file === 'song.wav' && s.undo === 'music');
+  await page.waitForFunction(() => !document.querySelector('dialog'), patience);
   // Two pages follow each other.
   const other = await open(360, 780, 'light');
   await page.bringToFront();
   await press(page, 'undo');
-  await until(page, (s) => s.redo !== '');
+  await until(page, (s) => s.redo === 'music');
   await other.bringToFront();
   await other.waitForFunction(() => !document.querySelector('[data-key="redo"]').disabled, patience);
   assert.ok(await other.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'the page is wider than 360 pixels');
@@ -143,7 +164,7 @@ try {
   // Nothing that axe finds, in any state that is looked at.
   for (const each of [page, other]) {
     await each.bringToFront();
-    for (const key of ['', 'clip0', 'output', 'export', 'keys', 'add']) {
+    for (const key of ['', 'clip0', 'music', 'output', 'export', 'keys', 'add']) {
       if (key) await press(each, key);
       const session = await each.createCDPSession();
       await session.send('Runtime.evaluate', { expression: axe });
