@@ -10,6 +10,7 @@
 #include "edit/report.h"
 #include "edit/words.h"
 #include "effects/Effect.h"
+#include "media/Pattern.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::studio {
@@ -59,6 +60,7 @@ const char* placeWord(const edit::Effect& effect) {
 std::string nameOf(const edit::EditClip& clip) {
     if (clip.title) return *clip.title;
     if (clip.black()) return "black";
+    if (media::isPattern(clip.file)) return clip.file.substr(0, clip.file.find('?'));
     return media::quotedName(std::filesystem::path(clip.file).filename().string());
 }
 

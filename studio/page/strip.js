@@ -97,7 +97,7 @@ function join(index, scale) {
   const cut = seam.frames === 0;
   const seconds = seam.frames / rate();
   const pressed = S.selection.kind === 'seam' && S.selection.index === index;
-  return h('li', { style: { width: Math.max(40, seam.frames * scale) + 'px' } }, h('button', {
+  return h('li', { style: { width: 'max(3.6rem, ' + seam.frames * scale + 'px)' } }, h('button', {
     class: 'join' + (cut ? ' cut' : ''), 'data-key': 'seam' + index, 'aria-pressed': String(pressed),
     'aria-label': t('seamButton', { s: cut ? t('cutShort') : secondsText(seconds), n: index + 1, effect: effectName(seam.effect) }),
     onclick: () => { stop(); select({ kind: 'seam', index }, seam.first + Math.floor(seam.frames / 2)); },
@@ -117,7 +117,7 @@ export function renderStrip(openMedia) {
   if (!p) { strip.replaceChildren(); return; }
   const old = strip.querySelector('ol');
   const scrolled = old ? old.scrollLeft : 0;
-  const scale = Math.max(0.2, (strip.clientWidth - 60 - 46 * p.seams.length) / Math.max(1, p.frames));
+  const scale = Math.max(0.2, (strip.clientWidth - 60 - 52 * p.seams.length) / Math.max(1, p.frames));
   const used = new Set();
   const items = [];
   const between = p.clips.length - 1;
