@@ -1,16 +1,10 @@
 #include "media/Jpeg.h"
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
-
 #include "media/Probe.h"
 #include "media/detail/Av.h"
 
 namespace tumblewash::media {
 namespace {
-
-using ScalerPtr = std::unique_ptr<SwsContext, decltype([](SwsContext* scaler) { sws_freeContext(scaler); })>;
 
 void check(int result) {
     throwIfNoRoom(result);
