@@ -125,7 +125,7 @@ std::string farmProgram() {
 }
 
 void sayPartWords(const farm::PartWords& words, bool quiet) {
-    for (const std::string& warning : words.warnings) say("tumblewash: warning: {}", warning);
+    for (const std::string& warning : words.warnings) say("tumblewash: {}", warning);
     if (quiet) return;
     for (const std::string& remark : words.remarks) say("{}", remark);
 }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "app/help.h"
@@ -67,6 +68,16 @@ std::vector<std::string> colourLines(const Options& o, const StillPair& inputs) 
     return planColours(infos, wishes, o.output, infos.front().width, infos.front().height).lines;
 }
 
+/// What was met while the pictures were read and is not among `told`.
+std::vector<std::string> laterLines(const StillPair& inputs, const std::vector<std::string>& told) {
+    std::vector<std::string> out;
+    for (const StillInput* input : {inputs.a, inputs.b})
+        if (input)
+            for (std::string& line : input->warnings())
+                if (std::find(told.begin(), told.end(), line) == told.end()) out.push_back(std::move(line));
+    return out;
+}
+
 void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer, const StillPair& inputs,
                  const FrameResult& result, const HYPluginClipInfo& clip, const PluginModule& module) {
     if (o.report.empty()) return;
@@ -100,18 +111,19 @@ void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer
     for (const StillInput* input : {inputs.a, inputs.b})
         if (input) report.clips.push_back(reportedClip(input->clip()));
     report.warnings = colourLines(o, inputs);
+    for (std::string& line : laterLines(inputs, report.warnings)) report.warnings.push_back(std::move(line));
+    if (!result.warning.empty())
+        report.warnings.push_back(fmt::format("{}: {}", job.effect.id, result.warning));
     TextFile(o.report, reportJson(report), o.force).commit();
 }
 
 }  // namespace
 
 void sayWarnings(const Options& o, const StillPair& inputs) {
+    const std::vector<std::string> lines = colourLines(o, inputs);
     if (!o.quiet)
-        for (const std::string& line : colourLines(o, inputs)) say("tumblewash: {}", line);
-    for (const StillInput* input : {inputs.a, inputs.b}) {
-        if (!input) continue;
-        for (const std::string& line : input->warnings()) say("tumblewash: warning: {}", line);
-    }
+        for (const std::string& line : lines) say("tumblewash: {}", line);
+    for (const std::string& line : laterLines(inputs, lines)) say("tumblewash: {}", line);
 }
 
 void checkPictureOutput(const Options& o) {
@@ -164,7 +176,7 @@ void makeFrame(const Options& given) {
     reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);
     sayWarnings(o, {&a, b.get()});
     if (o.quiet) return;
-    if (!result.warning.empty()) say("tumblewash: warning: {}", result.warning);
+    if (!result.warning.empty()) say("tumblewash: {}: {}", effect.id, result.warning);
     say("{}: frame {} of {} of {}, {}", quotedName(o.output), *o.frame, frames, effect.id,
         describe(job.size));
 }

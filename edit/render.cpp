@@ -372,7 +372,8 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
 namespace {
 
 // One try at the movie; what it added to the report counts only when it ends well.
-void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& report, const RenderHooks& hooks) {
+void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& report,
+                const RenderHooks& hooks) {
     const Clock::time_point opening = Clock::now();
     Writer writer = Writer::open(settings.output, request.writer);
     report.openSeconds += since(opening);
@@ -384,7 +385,10 @@ void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& r
         report.remarks.push_back(std::move(line));
     // Nothing that needs memory comes after the commit: what fails leaves the old file.
     for (const Clip& clip : request.clips)
-        for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
+        for (std::string& line : clip.warnings())
+            // What is done to a photo may have been known, and told, before the work began.
+            if (std::find(report.warnings.begin(), report.warnings.end(), line) == report.warnings.end())
+                report.warnings.push_back(std::move(line));
     const Clock::time_point ending = Clock::now();
     writer.commit();
     report.finishSeconds = since(ending);

@@ -169,6 +169,7 @@ class Planner {
         if (colour.hdr10Plus) say(clip, "HDR10+ data left out" + base);
         if (colour.unknownTransfer)
             say(clip, "its transfer " + colour.transferName + " is not converted; it is shown as it is");
+        for (const std::string& line : clip.conversions) say(clip, line);
         if (colour.brokenLight) say(clip, "its mastering data make no sense and are left out");
     }
 

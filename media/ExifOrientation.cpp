@@ -14,6 +14,8 @@ namespace {
 constexpr uint16_t kOrientation = 0x0112;
 constexpr uint16_t kStripOffsets = 0x0111, kStripCounts = 0x0117;
 constexpr uint16_t kTileOffsets = 0x0144, kTileCounts = 0x0145;
+constexpr uint16_t kPhotometric = 0x0106;
+constexpr uint32_t kSeparated = 5;
 constexpr uint32_t kMaxEntries = 4096;
 constexpr uint32_t kMaxValues = 1 << 20;
 constexpr int kMaxChunks = 4096;
@@ -164,6 +166,13 @@ int orientationOfFile(const InputBytes& file) {
     if (isPng(block)) return exifOrientation(pngExif(block));
     Directory directory(block);
     return directory.valid() ? orientationOf(directory) : 0;
+}
+
+bool tiffIsForInk(const InputBytes& file) {
+    FileBlock block(file);
+    Directory directory(block);
+    const Entry* entry = directory.valid() ? directory.find(kPhotometric) : nullptr;
+    return entry != nullptr && directory.value(*entry, 0) == kSeparated;
 }
 
 bool tiffIsCutOff(const InputBytes& file) {

@@ -178,13 +178,21 @@ void keepStill(StillPicture still, ProbeDetail& out) {
     info.frameCount = 1;
     still.space = out.space;
     still.fullRange = info.fullRange;
-    for (const std::string& line : still.remarks) out.conversions.push_back(line);
+    info.conversions = still.remarks;
     if (needsWork(still)) {
         out.space = AVCOL_SPC_RGB;
         info.fullRange = true;
         info.colour.readAsOrdinary = !info.colour.hdr();
     }
     out.still = std::make_shared<const StillPicture>(std::move(still));
+}
+
+/// True for pictures of four inks, of which the decoder makes R'G'B' by a rule of thumb.
+bool isForInk(const AVFrame& frame, const MediaInfo& info, const InputBytes& bytes) {
+    const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    // A JPEG has no transparency: its fourth channel is black ink.
+    if (info.videoCodec == "mjpeg") return d != nullptr && (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+    return info.videoCodec == "tiff" && tiffIsForInk(bytes);
 }
 
 /// A photo decoded by FFmpeg: what its frame says of colours, and what only the file knows.
@@ -195,6 +203,8 @@ StillPicture stillOf(FramePtr frame, const MediaInfo& info, const InputBytes& by
     if (const AVFrameSideData* side = av_frame_get_side_data(out.frame.get(), AV_FRAME_DATA_ICC_PROFILE))
         profile = {side->data, side->size};
     setProfile(out, profile);
+    if (profile.empty() && isForInk(*out.frame, info, bytes))
+        out.remarks.push_back("a picture for print (CMYK) without a colour profile; its colours may be off");
     if (info.videoCodec == "mjpeg" && jpegHasGainMap(bytes))
         out.remarks.push_back("its HDR gain map is left out; the ordinary picture is used");
     return out;
@@ -248,7 +258,7 @@ ProbeDetail probeWebp(const InputBytes& bytes, CancelFlag cancel) {
         keepStill(std::move(first), out);
         return out;
     }
-    for (const std::string& line : first.remarks) out.conversions.push_back(line);
+    info.conversions = first.remarks;
     out.milliseconds = animation.durations();
     out.cutOff = animation.cutOff();
     out.timeBase = {1, 1000};

@@ -39,9 +39,11 @@ struct MediaInfo {
     bool hasAudio = false;
     int sampleRate = 0;  ///< 0 without sound
     int channels = 0;
-    std::string channelLayout;         ///< "stereo", "5.1" and so on
-    std::vector<std::string> leftOut;  ///< what else the file holds, in words: "2 subtitle tracks"
-    std::string container;             ///< short names, for reports
+    std::string channelLayout;             ///< "stereo", "5.1" and so on
+    std::vector<std::string> leftOut;      ///< what else the file holds, in words: "2 subtitle tracks"
+    std::vector<std::string> conversions;  ///< photos: what is done to the picture or left out, one line each
+                                           ///< without the file's name
+    std::string container;                 ///< short names, for reports
     std::string videoCodec;
     std::string audioCodec;
 };

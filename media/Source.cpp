@@ -132,15 +132,15 @@ class PatternSource final : public StreamSource {
 /// A photo: the picture that was decoded when it was probed.
 class StillSource final : public StreamSource {
   public:
-    StillSource(const ProbeDetail& facts, CancelFlag cancel)
-        : still_(facts.still), path_(facts.info.path), cancel_(cancel) {}
+    StillSource(const ProbeDetail& facts, CancelFlag cancel, bool deep)
+        : still_(facts.still), path_(facts.info.path), cancel_(cancel), deep_(deep) {}
 
     TimedFrame next() override {
         throwIfRaised(cancel_, path_);
         TimedFrame out;
         if (given_) return out;
         given_ = true;
-        out.frame = ordinary(*still_);
+        out.frame = deep_ ? ordinaryDeep(*still_) : ordinary(*still_);
         return out;
     }
     bool seek(int64_t) override { return false; }
@@ -149,6 +149,7 @@ class StillSource final : public StreamSource {
     const std::shared_ptr<const StillPicture> still_;
     const std::string path_;
     CancelFlag cancel_;
+    const bool deep_;
     bool given_ = false;
 };
 
@@ -201,7 +202,8 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     const double start = file.context().start_time == AV_NOPTS_VALUE
                              ? 0
                              : static_cast<double>(file.context().start_time) / AV_TIME_BASE;
-    // Reading goes by at hundreds of megabytes in a second, but packets may unfold to a thousand times their size.
+    // Reading goes by at hundreds of megabytes in a second, but packets may unfold to a thousand times their
+    // size.
     const auto megabytes = static_cast<double>(std::max<int64_t>(0, avio_size(file.context().pb))) / 1e6;
     file.setDeadline(kScanSeconds + megabytes / kSlowestScan);
     while (file.read(*packet)) {
@@ -229,9 +231,10 @@ PacketScan scanPackets(InputFile& file, const ProbeDetail& facts) {
     }
     throwIfRaised(file.cancel(), file.path());
     if (file.late())
-        throw MediaError(MediaErrorCode::undecodable, file.path(),
-                         "takes too long to read; it is damaged or made to be slow, save it again with another "
-                         "program");
+        throw MediaError(
+            MediaErrorCode::undecodable, file.path(),
+            "takes too long to read; it is damaged or made to be slow, save it again with another "
+            "program");
     file.clearDeadline();
     return out;
 }
@@ -298,7 +301,8 @@ std::string missingPart(const InputFile& file, const ProbeDetail& facts, const P
     const AVStream& stream = file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO);
     // AVI counts places in time: where a picture comes late, its place holds an empty piece, which is no
     // packet, and packets bear the number of their place as their time.
-    const bool places = facts.info.container.find("avi") != std::string::npos && scan.lastDts != AV_NOPTS_VALUE;
+    const bool places =
+        facts.info.container.find("avi") != std::string::npos && scan.lastDts != AV_NOPTS_VALUE;
     const int64_t held = places ? std::max(scan.packets, scan.lastDts + 1) : scan.packets;
     if (stream.nb_frames > held)
         return "the file is cut off: " + std::to_string(stream.nb_frames - held) + " of " +
@@ -339,9 +343,10 @@ Extent extentOfTimes(const ProbeDetail& facts) {
 
 }  // namespace
 
-std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel) {
+std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel,
+                                         bool deep) {
     if (facts.pattern) return std::make_unique<PatternSource>(facts, cancel);
-    if (facts.still) return std::make_unique<StillSource>(facts, cancel);
+    if (facts.still) return std::make_unique<StillSource>(facts, cancel, deep);
     if (!facts.milliseconds.empty()) return std::make_unique<WebpSource>(facts, cancel);
     return std::make_unique<FileSource>(facts, threads, cancel);
 }
@@ -363,7 +368,8 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         scan = scanPackets(file, facts);
         extent.warning = missingPart(file, facts, scan);
         extent.seekable = scan.regular && scan.lastKey != AV_NOPTS_VALUE;
-        if (extent.seekable && packetsArePictures(scan, facts, file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO))) {
+        if (extent.seekable &&
+            packetsArePictures(scan, facts, file.stream(facts.videoStream, AVMEDIA_TYPE_VIDEO))) {
             extent.lastPts = scan.latest - facts.firstPts;
             extent.lastDuration = pictureTicks(facts, scan.latestDuration);
             return extent;

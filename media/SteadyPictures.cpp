@@ -25,7 +25,7 @@ SteadyPictures::SteadyPictures(const ProbeDetail& facts, const ReaderSettings& s
       settings_(settings),
       frameBase_(av_inv_q(asAv(settings.rate))),
       seekable_(extent.seekable),
-      source_(openSource(facts, settings.threads, settings.cancel)),
+      source_(openSource(facts, settings.threads, settings.cancel, isDeep(settings.layout))),
       graph_(facts, settings) {
     if (facts.info.kind == MediaKind::still)
         count_ = stillCount(settings);
@@ -93,7 +93,7 @@ PictureRef SteadyPictures::next() {
 void SteadyPictures::restart() {
     damagedBefore_ += source_->damaged();
     patchedBefore_ += source_->patched();
-    source_ = openSource(facts_, settings_.threads, settings_.cancel);
+    source_ = openSource(facts_, settings_.threads, settings_.cancel, isDeep(settings_.layout));
     graph_.reset();
     current_ = {};
     drained_ = false;

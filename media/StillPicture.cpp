@@ -244,6 +244,15 @@ std::unique_ptr<DeepLines> linesOf(const AVFrame& frame, AVColorSpace space, boo
     return std::make_unique<ScaledLines>(frame, space, fullRange);
 }
 
+FramePtr newRgba64Frame(int width, int height) {
+    FramePtr out = newFrame();
+    out->width = width;
+    out->height = height;
+    out->format = AV_PIX_FMT_RGBA64;
+    if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
+    return out;
+}
+
 /// Undoes the multiplication with alpha.
 void divideByAlpha(uint16_t* rgba, int width) {
     for (int x = 0; x < width; ++x, rgba += 4) {
@@ -290,26 +299,51 @@ bool isReadable(const AVFrame& frame) {
 
 FramePtr deepRgba(const AVFrame& frame, AVColorSpace space, bool fullRange) {
     const std::unique_ptr<DeepLines> lines = linesOf(frame, space, fullRange);
-    FramePtr out = newFrame();
-    out->width = frame.width;
-    out->height = frame.height;
-    out->format = AV_PIX_FMT_RGBA64;
-    if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
+    FramePtr out = newRgba64Frame(frame.width, frame.height);
     for (int y = 0; y < frame.height; ++y) lines->read(y, rowOf<uint16_t>(*out, 0, y));
+    return out;
+}
+
+namespace {
+
+/// Lines of a still in sRGB, straight alpha, from the first to the last.
+class SrgbLines {
+  public:
+    explicit SrgbLines(const StillPicture& still)
+        : still_(still), lines_(linesOf(*still.frame, still.space, still.fullRange)) {}
+    void read(int y, uint16_t* rgba) {
+        const int width = still_.frame->width;
+        lines_->read(y, rgba);
+        if (still_.premultiplied) divideByAlpha(rgba, width);
+        if (still_.profile) still_.profile->toSrgb(rgba, static_cast<size_t>(width));
+    }
+
+  private:
+    const StillPicture& still_;
+    std::unique_ptr<DeepLines> lines_;
+};
+
+}  // namespace
+
+FramePtr ordinaryDeep(const StillPicture& still) {
+    const AVFrame& frame = *still.frame;
+    if (!needsWork(still)) return shareFrame(frame);
+    SrgbLines lines(still);
+    FramePtr out = newRgba64Frame(frame.width, frame.height);
+    for (int y = 0; y < frame.height; ++y) lines.read(y, rowOf<uint16_t>(*out, 0, y));
+    out->pts = frame.pts;
     return out;
 }
 
 FramePtr ordinary(const StillPicture& still) {
     const AVFrame& frame = *still.frame;
     if (!needsWork(still)) return shareFrame(frame);
-    const std::unique_ptr<DeepLines> lines = linesOf(frame, still.space, still.fullRange);
+    SrgbLines lines(still);
     const Steps steps = isDeep(described(frame)) ? Steps::dither : Steps::round;
     FramePtr out = newArgbFrame(frame.width, frame.height);
     std::vector<uint16_t> line(size_t{4} * static_cast<size_t>(frame.width));
     for (int y = 0; y < frame.height; ++y) {
-        lines->read(y, line.data());
-        if (still.premultiplied) divideByAlpha(line.data(), frame.width);
-        if (still.profile) still.profile->toSrgb(line.data(), static_cast<size_t>(frame.width));
+        lines.read(y, line.data());
         toEightBits(line.data(), frame.width, y, steps, out->data[0] + ptrdiff_t{y} * out->linesize[0]);
     }
     out->pts = frame.pts;

@@ -18,13 +18,12 @@ namespace tumblewash::media {
 struct ProbeDetail {
     MediaInfo info;
     std::shared_ptr<const InputBytes> bytes;  ///< the file itself, open; null for drawn sources
-    std::optional<DrawnScene> pattern;  ///< set for drawn sources
+    std::optional<DrawnScene> pattern;        ///< set for drawn sources
     int videoStream = -1;
     int audioStream = -1;
     AVRational timeBase{1, 25};
     int64_t firstPts = 0;  ///< of the first decoded picture, stream units
     AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
-    std::vector<std::string> conversions;  ///< what reading converts or leaves out, without the file's name
     std::shared_ptr<const StillPicture> still;  ///< a photo's one picture, already decoded
     std::vector<int> milliseconds;              ///< of an animated WebP: how long each picture is shown
     bool cutOff = false;                        ///< of an animated WebP: pictures are missing at its end

@@ -29,7 +29,8 @@ class StreamSource {
 };
 
 /// `facts` as `probeDetail` gave them for this path.
-std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel);
+std::unique_ptr<StreamSource> openSource(const ProbeDetail& facts, int threads, CancelFlag cancel,
+                                         bool deep = false);
 
 /// Where a file's pictures end, and what seems to be missing.
 struct Extent {

@@ -38,6 +38,10 @@ bool isReadable(const AVFrame& frame);
 /// `space` and `fullRange` say how Y'CbCr is meant.
 FramePtr deepRgba(const AVFrame& frame, AVColorSpace space, bool fullRange);
 
+/// The picture in sRGB as AV_PIX_FMT_RGBA64 over all of 0..65535 with straight alpha, nothing rounded to 8
+/// bits; the frame itself where nothing is to be done.
+FramePtr ordinaryDeep(const StillPicture& still);
+
 /// The picture in sRGB as 8-bit ARGB with straight alpha, the frame itself where nothing is to be done.
 FramePtr ordinary(const StillPicture& still);
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <set>
 
 #include "tests/app/ProgramRun.h"
@@ -88,6 +89,38 @@ TEST(ColourTest, FramesOfHdrAreTonedDownAndSaySo) {
     ASSERT_EQ(result.code, 0) << result.err;
     EXPECT_THAT(result.err, HasSubstr(a + ": HDR (HLG, 10 bits) is toned down to SDR\n"));
     EXPECT_THAT(bytesOf(shop.file("r.json")), HasSubstr("is toned down to SDR"));
+}
+
+TEST(ColourTest, WhatIsDoneToAPhotoIsSaidAsOtherLossesAre) {
+    const Workshop shop;
+    const std::string made =
+        "ffmpeg -v error -nostdin -y -f lavfi -i testsrc2=s=64x48 -frames:v 1 -update 1 ";
+    ASSERT_EQ(std::system((made + shop.file("a.jpg")).c_str()), 0);
+    const std::string jpeg = bytesOf(shop.file("a.jpg"));
+    const std::string map =
+        std::string("http://ns.adobe.com/xap/1.0/\0", 29) + "http://ns.adobe.com/hdr-gain-map/1.0/";
+    const std::string photo = shop.file("photo.jpg");
+    std::ofstream(photo, std::ios::binary) << jpeg.substr(0, 2) << std::string("\xFF\xE1\0", 3)
+                                           << static_cast<char>(map.size() + 2) << map << jpeg.substr(2);
+    const std::string line = photo + ": its HDR gain map is left out; the ordinary picture is used";
+    const auto once = [&](const std::vector<std::string>& words) {
+        std::vector<std::string> all = words;
+        all.insert(all.end(), {"--report", shop.file("r.json"), "-f"});
+        const RunResult result = shop.run(all);
+        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_THAT(result.err, HasSubstr("tumblewash: " + line + "\n"));
+        EXPECT_THAT(result.err, Not(HasSubstr("warning:")));
+        EXPECT_EQ(result.err.find(line), result.err.rfind(line)) << result.err;
+        const nlohmann::json report = nlohmann::json::parse(bytesOf(shop.file("r.json")));
+        EXPECT_EQ(report["warnings"], nlohmann::json::array({line})) << words[0];
+    };
+    const std::string other = scene("harbour", 1);
+    // The second photo of a movie is opened when its time comes, the first before all else.
+    once({"join", photo, other, "-o", shop.file("o.mp4"), "-d", "4f", "--still", "0.4s", "--preset",
+          "ultrafast"});
+    once({"join", other, photo, "-o", shop.file("o.mp4"), "-d", "4f", "--still", "0.4s", "--preset",
+          "ultrafast"});
+    once({"frame", photo, other, "-o", shop.file("f.png"), "-n", "8", "-k", "2"});
 }
 
 TEST(ColourTest, TenBitsAreKeptWhenAskedFor) {

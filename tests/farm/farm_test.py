@@ -264,7 +264,7 @@ class Parts(Shop):
             body[k] = (body[k] * 7 + 3) & 255
         torn.write_bytes(body)
         words = ["join", torn, whole, "-o", self.path("out.mp4"), "-f", "-q"]
-        warnings = lambda result: [line for line in result.stderr.splitlines() if ": warning: " in line]
+        warnings = lambda result: [line for line in result.stderr.splitlines() if line.startswith("tumblewash: ")]
         told = warnings(self.good(*words))
         self.assertTrue(told)
         self.assertEqual(warnings(self.good(*words, "--resume", "--parts", 3)), told)

@@ -1,7 +1,9 @@
 #include <cmath>
 #include <cstdlib>
+#include <set>
 
 #include "media/StillIO.h"
+#include "tests/media/Charts.h"
 #include "tests/media/StillFiles.h"
 #include "tests/media/Support.h"
 #include "tests/media/Turns.h"
@@ -223,6 +225,48 @@ TEST(StillColourTest, SixteenBitsThatAreWholeCodesOfEightComeBackExactly) {
     writeFile(dir / "8.png", pngFile(chart(8)));
     writeFile(dir / "16.png", pngFile(chart(16)));
     EXPECT_EQ(meanDifference(readStill(dir / "16.png"), readStill(dir / "8.png")), 0);
+}
+
+TEST(StillColourTest, MoviesOfTenBitsKeepTheDepthOfPhotos) {
+    const TempDir dir;
+    constexpr int width = 1752, height = 4;
+    const Codes ramp = codes(width, height, 3, 16, [&](int x, int, int) { return 65535 * x / (width - 1); });
+    writeFile(dir / "a.png", pngFile(ramp));
+    writeFile(dir / "a.tiff", tiffFile(ramp));
+    writeFile(dir / "same.png", pngFile(ramp, {rgbProfile(kSrgb, 1.8, "A gamma of 1.8"), {}}));
+    ReaderSettings settings;
+    settings.layout = PixelLayout::yuv420p10;
+    for (const char* name : {"a.png", "a.tiff", "same.png"}) {
+        const PictureRef picture = Reader::open(dir / name, settings).readPicture();
+        std::set<int> seen;
+        for (int x = 0; x < width; ++x) {
+            const double grey = ramp.at(x, 1, 0) / 65535.0;
+            const double shown =
+                name == std::string("same.png") ? inSrgb(kSrgb, 1.8, {grey, grey, grey})[1] : grey;
+            seen.insert(codeAt(picture, 0, x, 1));
+            ASSERT_NEAR(codeAt(picture, 0, x, 1), 64 + 876 * shown, 0.55) << name << " at " << x;
+        }
+        EXPECT_GE(seen.size(), 870U) << name;
+    }
+}
+
+TEST(StillColourTest, PicturesForPrintSayThatTheirColoursMayBeOff) {
+    const TempDir dir;
+    const char* line = "a picture for print (CMYK) without a colour profile; its colours may be off";
+    writeFile(dir / "ink.jpg", inkJpeg());
+    EXPECT_THAT(conversions(dir / "ink.jpg"), ::testing::ElementsAre(line));
+    EXPECT_FALSE(probe(dir / "ink.jpg").colour.alpha);
+    std::string tiff = tiffFile(codes(16, 16, 4, 8, [](int x, int y, int) { return 8 * (x + y); }));
+    const std::string light("\x06\x01\x03\x00\x01\x00\x00\x00\x02\x00", 10);
+    const size_t place = tiff.find(light);
+    ASSERT_NE(place, std::string::npos);
+    tiff[place + 8] = 5;
+    writeFile(dir / "ink.tiff", tiff);
+    EXPECT_THAT(conversions(dir / "ink.tiff"), ::testing::ElementsAre(line));
+    writeFile(dir / "profile.jpg", withBlocksJpeg(inkJpeg(), {inkProfile(), {}}));
+    EXPECT_THAT(
+        conversions(dir / "profile.jpg"),
+        ::testing::ElementsAre("its colour profile is one for ink and is left out; its colours may be off"));
 }
 
 TEST(StillColourTest, FloatingPointAlphaIsTransparentBelowOne) {

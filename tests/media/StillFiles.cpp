@@ -270,6 +270,29 @@ std::string tiffFile(const Codes& picture, int orientation, const std::string& p
            std::string(body.size() % 2, '\0') + directory + n(0, 4) + data;
 }
 
+std::string inkJpeg() {
+    const auto segment = [](char marker, const std::string& content) {
+        return std::string("\xFF") + marker + number(content.size() + 2, 2) + content;
+    };
+    const auto component = [](int i, int last) {
+        return std::string{static_cast<char>(i + 1), static_cast<char>(last)};
+    };
+    std::string out = "\xFF\xD8" + segment('\xEE', std::string("Adobe\0\x64\0\0\0\0\0", 12));
+    out += segment('\xDB', std::string(1, '\0') + std::string(64, '\x01'));
+    std::string frame = "\x08" + number(16, 2) + number(16, 2) + "\x04";
+    std::string scan = "\x04";
+    for (int i = 0; i < 4; ++i) {
+        frame += component(i, 0x11) + '\0';
+        scan += component(i, 0);
+    }
+    out += segment('\xC0', frame);
+    // One code each, a single zero bit: no difference, and the end of the block.
+    for (const char table : {'\x00', '\x10'})
+        out += segment('\xC4', table + std::string("\x01", 1) + std::string(15, '\0') + std::string(1, '\0'));
+    out += segment('\xDA', scan + std::string("\0\x3F\0", 3));
+    return out + std::string(4, '\0') + "\xFF\xD9";
+}
+
 std::string withBlocksJpeg(const std::string& jpeg, const Blocks& blocks) {
     std::string out = jpeg.substr(0, 2);
     const auto segment = [&](char marker, const std::string& content) {

@@ -45,6 +45,8 @@ std::string tiffFile(const Codes& picture, int orientation = 0, const std::strin
 /// An uncompressed OpenEXR picture of 32-bit floating-point numbers, grey 0.5 under an alpha of its own for
 /// each pixel.
 std::string exrFile(int width, int height, const std::function<float(int, int)>& alpha);
+/// A grey JPEG of 16 x 16 pixels in four inks.
+std::string inkJpeg();
 /// `jpeg` with blocks behind its first marker.
 std::string withBlocksJpeg(const std::string& jpeg, const Blocks& blocks);
 /// A plain WebP file as an extended one with blocks.
