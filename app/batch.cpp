@@ -169,7 +169,7 @@ void runLine(const Options& o, const std::string& list) {
             edit::Report made = edit::beginReport(order.edit, settings, request);
             edit::renderMovie(settings, request, made, {});
             report["frames"] = made.frames;
-            report["warnings"] = made.warnings;
+            report["warnings"] = edit::lossesOf(made);
             return finish("done");
         } catch (const Refusal& problem) {
             fail(problem.what());

@@ -125,7 +125,9 @@ std::string farmProgram() {
 }
 
 void sayPartWords(const farm::PartWords& words, bool quiet) {
-    for (const std::string& warning : words.warnings) say("tumblewash: {}", warning);
+    if (!quiet)
+        for (const std::string& line : words.conversions) say("tumblewash: {}", line);
+    for (const std::string& line : words.warnings) say("tumblewash: {}", line);
     if (quiet) return;
     for (const std::string& remark : words.remarks) say("{}", remark);
 }

@@ -75,8 +75,10 @@ void sayPlan(const Options& o, const MovieRequest& request) {
 
 void sayEnd(const Options& o, const MovieRequest& request, const Report& report) {
     // The first ones were told before the work began.
-    for (std::size_t i = request.notes.size(); i < report.warnings.size(); ++i)
-        say("tumblewash: {}", report.warnings[i]);
+    if (!o.quiet)
+        for (std::size_t i = request.notes.size(); i < report.conversions.size(); ++i)
+            say("tumblewash: {}", report.conversions[i]);
+    for (const std::string& line : report.warnings) say("tumblewash: {}", line);
     if (o.quiet || o.output == "md5:") return;
     for (std::size_t i = request.levels.size(); i < report.remarks.size(); ++i) say("{}", report.remarks[i]);
     const std::string made = o.output == "null:" ? "null" : quotedName(o.output);

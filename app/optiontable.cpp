@@ -421,7 +421,8 @@ const OptionRow kOptions[] = {
      "a line on a terminal, key=value lines or an object of JSON a line on standard output, or nothing "
      "(default auto)",
      kExecute | kSheet | kDemo, storeProgress},
-    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup, "say nothing but errors",
+    {"--quiet", "-q", "", ValueKind::None, "", kRunGroup,
+     "say nothing but errors, and what is damaged in the inputs",
      kRenders | kPlan | kDemo | kScript | kMerge | kStarts,
      [](Options& o, const std::string&) { o.quiet = true; }},
     {"--verbose", "-v", "", ValueKind::None, "", kRunGroup, "say what is planned and how long each step took",

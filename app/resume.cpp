@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 
@@ -42,7 +43,8 @@ void checkOptions(const Options& o) {
             throw Refusal(Problem::BadRequest, fmt::format("--resume and {} exclude each other", option));
 }
 
-FarmPlan planFor(const Options& o, const edit::Edit& said) {
+/// `told` becomes what was said of losses before the work.
+FarmPlan planFor(const Options& o, const edit::Edit& said, std::vector<std::string>& told) {
     edit::Edit edit = said;
     edit.output.colour = o.colour.orElse(said.output.colour);
     edit::markFiles(edit);
@@ -54,6 +56,7 @@ FarmPlan planFor(const Options& o, const edit::Edit& said) {
     sayRemarks(request.remarks, o.quiet);
     if (!o.quiet)
         for (const std::string& note : request.notes) say("tumblewash: {}", note);
+    told = request.notes;
     std::vector<std::string> remarks;
     const std::vector<farm::PartBounds> parts =
         farm::cutParts(request.plan, request.size, request.rate, o.partWishes, remarks);
@@ -111,7 +114,8 @@ void renderMissing(const Options& o, const FarmPlan& plan, const std::string& fo
 void resumeMovie(const Options& o, const edit::Edit& edit) {
     checkOptions(o);
     const auto start = std::chrono::steady_clock::now();
-    const FarmPlan plan = planFor(o, edit);
+    std::vector<std::string> told;
+    const FarmPlan plan = planFor(o, edit, told);
     const std::string folder = o.output + ".parts";
     takeUp(o, plan, folder);
     farm::Merged merged;
@@ -127,6 +131,9 @@ void resumeMovie(const Options& o, const edit::Edit& edit) {
     noteWritten(o.output);
     std::error_code ignored;
     fs::remove_all(folder, ignored);
+    std::erase_if(merged.words.conversions, [&](const std::string& line) {
+        return std::find(told.begin(), told.end(), line) != told.end();
+    });
     sayPartWords(merged.words, o.quiet);
     if (o.quiet) return;
     say("{}: {} frames, {:.2f} s, {} at {} frames per second{}, made in {:.1f} s", quotedName(o.output),

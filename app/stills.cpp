@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "app/help.h"
@@ -68,13 +67,11 @@ std::vector<std::string> colourLines(const Options& o, const StillPair& inputs) 
     return planColours(infos, wishes, o.output, infos.front().width, infos.front().height).lines;
 }
 
-/// What was met while the pictures were read and is not among `told`.
-std::vector<std::string> laterLines(const StillPair& inputs, const std::vector<std::string>& told) {
+std::vector<std::string> damageOf(const StillPair& inputs) {
     std::vector<std::string> out;
     for (const StillInput* input : {inputs.a, inputs.b})
         if (input)
-            for (std::string& line : input->warnings())
-                if (std::find(told.begin(), told.end(), line) == told.end()) out.push_back(std::move(line));
+            for (std::string& line : input->warnings()) out.push_back(std::move(line));
     return out;
 }
 
@@ -110,8 +107,8 @@ void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer
     report.transitions.push_back(t);
     for (const StillInput* input : {inputs.a, inputs.b})
         if (input) report.clips.push_back(reportedClip(input->clip()));
-    report.warnings = colourLines(o, inputs);
-    for (std::string& line : laterLines(inputs, report.warnings)) report.warnings.push_back(std::move(line));
+    report.conversions = colourLines(o, inputs);
+    report.warnings = damageOf(inputs);
     if (!result.warning.empty())
         report.warnings.push_back(fmt::format("{}: {}", job.effect.id, result.warning));
     TextFile(o.report, reportJson(report), o.force).commit();
@@ -120,10 +117,9 @@ void reportFrame(const Options& o, FrameRate rate, const StillRenderer& renderer
 }  // namespace
 
 void sayWarnings(const Options& o, const StillPair& inputs) {
-    const std::vector<std::string> lines = colourLines(o, inputs);
     if (!o.quiet)
-        for (const std::string& line : lines) say("tumblewash: {}", line);
-    for (const std::string& line : laterLines(inputs, lines)) say("tumblewash: {}", line);
+        for (const std::string& line : colourLines(o, inputs)) say("tumblewash: {}", line);
+    for (const std::string& line : damageOf(inputs)) say("tumblewash: {}", line);
 }
 
 void checkPictureOutput(const Options& o) {
@@ -175,8 +171,8 @@ void makeFrame(const Options& given) {
     noteWritten(o.output);
     reportFrame(o, rate, renderer, {&a, b.get()}, result, renderer.finish(), module);
     sayWarnings(o, {&a, b.get()});
-    if (o.quiet) return;
     if (!result.warning.empty()) say("tumblewash: {}: {}", effect.id, result.warning);
+    if (o.quiet) return;
     say("{}: frame {} of {} of {}, {}", quotedName(o.output), *o.frame, frames, effect.id,
         describe(job.size));
 }

@@ -111,6 +111,7 @@ void Clip::trim(std::int64_t in, std::int64_t out) {
 Reader& Clip::reader() {
     if (!reader_) {
         reader_ = std::make_unique<Reader>(Reader::open(path_, settings_));
+        info_.conversions = reader_->info().conversions;
         if (in_ > 0) reader_->seek(in_);
     }
     return *reader_;
@@ -162,6 +163,7 @@ PictureRef Clip::movedAt(std::int64_t index) {
         Reader open = Reader::open(path_, large);
         const PictureRef still = open.readPicture();
         for (std::string& line : open.warnings()) closedWarnings_.push_back(std::move(line));
+        info_.conversions = open.info().conversions;
         if (!still)
             throw MediaError(MediaErrorCode::undecodable, path_,
                              "no picture can be decoded; the file is damaged");
@@ -230,13 +232,20 @@ PictureRef Clip::pictureAt(std::int64_t index) {
     return picture;
 }
 
+std::vector<std::string> Clip::named(const std::vector<std::string>& lines) const {
+    std::vector<std::string> out;
+    for (const std::string& line : lines) out.push_back(quotedName(path_) + ": " + line);
+    return out;
+}
+
+std::vector<std::string> Clip::conversions() const {
+    return named(info_.conversions);
+}
+
 std::vector<std::string> Clip::warnings() const {
-    std::vector<std::string> lines;
-    const auto add = [&](const std::vector<std::string>& some) {
-        for (const std::string& line : some) lines.push_back(quotedName(path_) + ": " + line);
-    };
-    add(closedWarnings_);
-    if (reader_) add(reader_->warnings());
+    std::vector<std::string> lines = named(closedWarnings_);
+    if (reader_)
+        for (std::string& line : named(reader_->warnings())) lines.push_back(std::move(line));
     if (missing_ > 0)
         lines.push_back(
             fmt::format("{}: {} of {} pictures could not be had; the last good one stands in for them",

@@ -80,8 +80,10 @@ class Clip {
     /// The same for the pictures alone, where nobody asks for sound.
     void seekPicture(std::int64_t index);
 
-    /// What was lost, one line each, beginning with the file's name.
+    /// What is damaged or missing, one line each, beginning with the file's name.
     std::vector<std::string> warnings() const;
+    /// What is done to a photo, one line each, beginning with the file's name; known once it was opened.
+    std::vector<std::string> conversions() const;
 
   private:
     Clip() = default;
@@ -89,6 +91,7 @@ class Clip {
     std::size_t width() const noexcept { return static_cast<std::size_t>(settings_.channels); }
     media::PictureRef blackNow();
     media::PictureRef movedAt(std::int64_t index);
+    std::vector<std::string> named(const std::vector<std::string>& lines) const;
 
     std::string path_;
     media::ReaderSettings settings_;

@@ -357,7 +357,7 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.audio = audioPolicyName(edit.sound);
     for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
     report.colour = request.writer.colour;
-    report.warnings = request.notes;
+    report.conversions = request.notes;
     if (request.copying) {
         const Copying& copying = *request.copying;
         report.copies = ReportedCopies{copying.copied, report.frames - copying.copied, {}, copying.why};
@@ -385,10 +385,13 @@ void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& r
         report.remarks.push_back(std::move(line));
     // Nothing that needs memory comes after the commit: what fails leaves the old file.
     for (const Clip& clip : request.clips)
-        for (std::string& line : clip.warnings())
-            // What is done to a photo may have been known, and told, before the work began.
-            if (std::find(report.warnings.begin(), report.warnings.end(), line) == report.warnings.end())
-                report.warnings.push_back(std::move(line));
+        for (std::string& line : clip.warnings()) report.warnings.push_back(std::move(line));
+    // Of photos whose heads were enough to plan with, what is done to them is known now.
+    for (const Clip& clip : request.clips)
+        for (std::string& line : clip.conversions())
+            if (std::find(report.conversions.begin(), report.conversions.end(), line) ==
+                report.conversions.end())
+                report.conversions.push_back(std::move(line));
     const Clock::time_point ending = Clock::now();
     writer.commit();
     report.finishSeconds = since(ending);
@@ -404,8 +407,8 @@ void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Re
     for (Clip& clip : request.clips) clip.restart();
     report.transitions.clear();
     report.remarks = request.levels;
-    report.warnings = request.notes;
-    report.warnings.push_back(fmt::format("{}; rendered in full instead", problem.what()));
+    report.conversions = request.notes;
+    report.warnings = {fmt::format("{}; rendered in full instead", problem.what())};
     report.copies = ReportedCopies{0, report.frames, {}, problem.what()};
 }
 

@@ -165,6 +165,12 @@ std::string limiterLine(const Report& report, bool on) {
     return {};
 }
 
+std::vector<std::string> lossesOf(const Report& report) {
+    std::vector<std::string> lines = report.conversions;
+    lines.insert(lines.end(), report.warnings.begin(), report.warnings.end());
+    return lines;
+}
+
 std::string reportJson(const Report& report) {
     Json json{{"program", report.program},
               {"command", report.command},
@@ -183,7 +189,7 @@ std::string reportJson(const Report& report) {
     for (const ReportedTransition& t : report.transitions)
         json["transitions"].push_back(transitionJson(t, report.sound));
     if (report.copies) json["copies"] = copiesJson(*report.copies);
-    json["warnings"] = report.warnings;
+    json["warnings"] = lossesOf(report);
     if (!report.remarks.empty()) json["remarks"] = report.remarks;
     json["timings"] = {{"open", report.openSeconds},
                        {"render", report.renderSeconds},

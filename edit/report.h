@@ -81,8 +81,9 @@ struct Report {
     std::vector<ReportedClip> clips;
     std::vector<ReportedTransition> transitions;
     std::optional<ReportedCopies> copies;
-    std::vector<std::string> warnings;
-    std::vector<std::string> remarks;  ///< what the user should know of the run, and is no fault
+    std::vector<std::string> conversions;  ///< what is lost or converted of each clip on purpose
+    std::vector<std::string> warnings;     ///< what was damaged or went wrong
+    std::vector<std::string> remarks;      ///< what the user should know of the run, and is no fault
     double openSeconds = 0;
     double renderSeconds = 0;
     double finishSeconds = 0;
@@ -103,5 +104,8 @@ std::string limiterLine(const Report& report, bool on);
 
 /// The report as indented JSON with a final newline.
 std::string reportJson(const Report& report);
+
+/// Conversions and damage, in the order in which they are told.
+std::vector<std::string> lossesOf(const Report& report);
 
 }  // namespace tumblewash::edit

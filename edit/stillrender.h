@@ -27,7 +27,7 @@ class StillInput {
     std::int64_t frames() const noexcept { return frames_; }
     const std::string& path() const noexcept { return clip_.path(); }
     const Clip& clip() const noexcept { return clip_; }
-    /// What could not be had of the input, one line each with its name.
+    /// What is damaged or missing of the input, one line each with its name.
     std::vector<std::string> warnings() const { return clip_.warnings(); }
     /// Picture `index`. Throws MediaError, or Refusal (BadRequest) past the end.
     media::PictureRef at(std::int64_t index);

@@ -79,6 +79,7 @@ Merged mergeParts(const FarmPlan& plan, const std::string& folder, const std::st
     for (const int number : partNumbers(plan)) {
         const PartFiles files(folder, number);
         const Receipt receipt = readReceipt(files.receipt);
+        addNew(merged.words.conversions, receipt.words.conversions);
         addNew(merged.words.warnings, receipt.words.warnings);
         addNew(merged.words.remarks, receipt.words.remarks);
         if (number != kSoundPart)

@@ -115,6 +115,7 @@ std::string receiptText(const Receipt& r) {
                     {"delay", r.piece.delay},
                     {"bytes", r.piece.bytes},
                     {"sha256", r.piece.sha256},
+                    {"conversions", r.words.conversions},
                     {"warnings", r.words.warnings},
                     {"remarks", r.words.remarks}};
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
@@ -135,6 +136,7 @@ Receipt readReceipt(const std::string& file) {
         r.piece.delay = json.at("delay").get<std::int64_t>();
         r.piece.bytes = json.at("bytes").get<std::uint64_t>();
         r.piece.sha256 = json.at("sha256").get<std::string>();
+        r.words.conversions = json.at("conversions").get<std::vector<std::string>>();
         r.words.warnings = json.at("warnings").get<std::vector<std::string>>();
         r.words.remarks = json.at("remarks").get<std::vector<std::string>>();
         return r;

@@ -28,8 +28,9 @@ std::string usualPartsFolder(const std::string& planFile);
 
 /// What was said about a part while it was rendered, one line each, for whoever merges it.
 struct PartWords {
-    std::vector<std::string> warnings;  ///< of its clips, each with the file's name
-    std::vector<std::string> remarks;   ///< the limiter's
+    std::vector<std::string> conversions;  ///< what is done to its photos, each with the file's name
+    std::vector<std::string> warnings;     ///< what is damaged in its clips, the same
+    std::vector<std::string> remarks;      ///< the limiter's
 };
 
 /// The receipt of a piece.

@@ -176,7 +176,7 @@ PartWords run(const RenderSettings& settings, MovieRequest& request,
               const std::function<void(std::int64_t)>& advance) {
     edit::Report report;
     edit::renderMovie(settings, request, report, {.advance = advance});
-    return {std::move(report.warnings), std::move(report.remarks)};
+    return {std::move(report.conversions), std::move(report.warnings), std::move(report.remarks)};
 }
 
 }  // namespace

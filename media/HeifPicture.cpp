@@ -364,7 +364,7 @@ StillPicture decodeHeif(const InputBytes& input, CancelFlag cancel) {
     out.premultiplied = heif_image_handle_is_premultiplied_alpha(handle.get()) != 0;
     out.orientation = items.turned ? 1 : exifTurn(handle.get());
     if (heif_image_get_decoding_warnings(image.get(), 0, nullptr, 0) > 0)
-        out.remarks.push_back("the picture is damaged; what is missing of it is made up");
+        out.damage = "the picture is damaged; what is missing of it is made up";
     setProfile(out, profileBytes(handle.get(), path));
     if (items.gainMap || hasGainMap(handle.get()))
         out.remarks.push_back("its HDR gain map is left out; the ordinary picture is used");

@@ -179,6 +179,7 @@ void keepStill(StillPicture still, ProbeDetail& out) {
     still.space = out.space;
     still.fullRange = info.fullRange;
     info.conversions = still.remarks;
+    if (!still.damage.empty()) out.damage = still.damage;
     if (needsWork(still)) {
         out.space = AVCOL_SPC_RGB;
         info.fullRange = true;
@@ -252,15 +253,13 @@ ProbeDetail probeWebp(const InputBytes& bytes, CancelFlag cancel) {
     setProfile(first, animation.profile());
     fillStill(first, out);
     info.hasAlpha = animation.hasAlpha();
+    if (animation.cutOff()) out.damage = "the file is cut off: pictures are missing at its end";
     if (animation.durations().size() == 1) {
-        if (animation.cutOff())
-            first.remarks.push_back("the file is cut off: pictures are missing at its end");
         keepStill(std::move(first), out);
         return out;
     }
     info.conversions = first.remarks;
     out.milliseconds = animation.durations();
-    out.cutOff = animation.cutOff();
     out.timeBase = {1, 1000};
     info.rate = rateOfDurations(out.milliseconds);
     info.frameCount = static_cast<int64_t>(out.milliseconds.size());

@@ -224,7 +224,7 @@ void Reader::seek(int64_t index) {
 }
 
 std::vector<std::string> Reader::warnings() const {
-    std::vector<std::string> out = impl_->facts.info.conversions;
+    std::vector<std::string> out;
     if (!impl_->extent.warning.empty()) out.push_back(impl_->extent.warning);
     int64_t damaged = 0;
     int64_t patched = 0;

@@ -91,7 +91,7 @@ class Reader {
     void seekPictures(int64_t index);
 
     /// What was lost so far, one line each, without the file's name: missing pictures, unreadable sound, an
-    /// early end.
+    /// early end. What is converted on purpose is `info().conversions`.
     std::vector<std::string> warnings() const;
 
   private:

@@ -335,7 +335,7 @@ std::string patchedPart(const ProbeDetail& facts, CancelFlag cancel) {
 Extent extentOfTimes(const ProbeDetail& facts) {
     Extent out;
     out.seekable = false;
-    if (facts.cutOff) out.warning = "the file is cut off: pictures are missing at its end";
+    out.warning = facts.damage;
     out.lastDuration = facts.milliseconds.back();
     out.lastPts = std::accumulate(facts.milliseconds.begin(), facts.milliseconds.end() - 1, int64_t{0});
     return out;
@@ -358,7 +358,7 @@ Extent measureExtent(const ProbeDetail& facts, int threads, CancelFlag cancel) {
         return extent;
     }
     if (facts.info.kind == MediaKind::still) {
-        if (facts.videoStream >= 0) extent.warning = patchedPart(facts, cancel);
+        extent.warning = facts.videoStream >= 0 ? patchedPart(facts, cancel) : facts.damage;
         return extent;
     }
     if (!facts.milliseconds.empty()) return extentOfTimes(facts);

@@ -26,7 +26,7 @@ struct ProbeDetail {
     AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
     std::shared_ptr<const StillPicture> still;  ///< a photo's one picture, already decoded
     std::vector<int> milliseconds;              ///< of an animated WebP: how long each picture is shown
-    bool cutOff = false;                        ///< of an animated WebP: pictures are missing at its end
+    std::string damage;                         ///< what a photo or an animated WebP has lost, in words
 };
 
 /// As `probe`; with `identity`, a file that is another by now is refused (unreadable).

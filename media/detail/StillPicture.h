@@ -22,6 +22,7 @@ struct StillPicture {
     int orientation = 1;                         ///< how to turn it upright, in EXIF's numbers
     std::string codec;                           ///< short name, for reports
     std::vector<std::string> remarks;            ///< what is converted or left out, without the file's name
+    std::string damage;  ///< what the decoder made up, in words; empty for a whole one
 };
 
 /// Judges the profile in `bytes` (none when empty) for `still.frame`, and the frame's own primaries where

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <set>
 
@@ -113,6 +114,9 @@ TEST(ColourTest, WhatIsDoneToAPhotoIsSaidAsOtherLossesAre) {
         EXPECT_EQ(result.err.find(line), result.err.rfind(line)) << result.err;
         const nlohmann::json report = nlohmann::json::parse(bytesOf(shop.file("r.json")));
         EXPECT_EQ(report["warnings"], nlohmann::json::array({line})) << words[0];
+        all.push_back("-q");
+        EXPECT_EQ(shop.run(all).err, "") << words[0];
+        EXPECT_EQ(nlohmann::json::parse(bytesOf(shop.file("r.json")))["warnings"], report["warnings"]);
     };
     const std::string other = scene("harbour", 1);
     // The second photo of a movie is opened when its time comes, the first before all else.
@@ -121,6 +125,19 @@ TEST(ColourTest, WhatIsDoneToAPhotoIsSaidAsOtherLossesAre) {
     once({"join", other, photo, "-o", shop.file("o.mp4"), "-d", "4f", "--still", "0.4s", "--preset",
           "ultrafast"});
     once({"frame", photo, other, "-o", shop.file("f.png"), "-n", "8", "-k", "2"});
+    const std::string second = shop.file("second.jpg");
+    std::filesystem::copy_file(photo, second);
+    std::vector<std::string> inParts = {"join",      photo,      second,    "-o",   shop.file("p.mp4"),
+                                        "-d",        "4f",       "--still", "0.4s", "--preset",
+                                        "ultrafast", "--resume", "--parts", "2"};
+    const std::string told = shop.run(inParts).err;
+    for (const std::string& file : {photo, second}) {
+        const std::string whole = "tumblewash: " + file + ": its HDR gain map is left out; ";
+        EXPECT_THAT(told, HasSubstr(whole));
+        EXPECT_EQ(told.find(whole), told.rfind(whole)) << told;
+    }
+    inParts.insert(inParts.end(), {"-q", "-f"});
+    EXPECT_EQ(shop.run(inParts).err, "");
 }
 
 TEST(ColourTest, TenBitsAreKeptWhenAskedFor) {

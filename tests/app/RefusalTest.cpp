@@ -198,7 +198,7 @@ TEST(RefusalTest, ABrokenClipRendersWhatCanBeHadAndSaysHowMuch) {
     writeBytes(shop.file("holed.mkv"), bytes);
     for (const char* name : {"cut.mkv", "holed.mkv"}) {
         const RunResult result = shop.run(
-            {"join", shop.file(name), scene("city", 2), "-o", shop.file("o.mp4"), "-d", "10f", "-f"});
+            {"join", shop.file(name), scene("city", 2), "-o", shop.file("o.mp4"), "-d", "10f", "-f", "-q"});
         EXPECT_EQ(result.code, 0) << result.err;
         EXPECT_THAT(result.err, HasSubstr("tumblewash: " + shop.file(name) + ": the file is cut off: "));
         EXPECT_FALSE(streamOf(probeJson(shop.file("o.mp4")), "video").is_null());

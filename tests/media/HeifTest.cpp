@@ -193,7 +193,7 @@ TEST(HeifTest, ProfilesAndNamedPrimariesTurnToSrgb) {
             writeFile(dir / "plain", heifFile(blocks(), untagged));
             const PictureRef plain = readStill(dir / "plain");
             writeFile(dir / "a", heifFile(blocks(), asked));
-            EXPECT_THAT(Reader::open(dir / "a").warnings(),
+            EXPECT_THAT(probe(dir / "a").conversions,
                         ::testing::ElementsAre("profile Display P3 turned to sRGB"));
             const PictureRef picture = readStill(dir / "a");
             for (int y = 8; y < 48; y += 16)
@@ -394,7 +394,7 @@ TEST(HeifTest, AGainMapBesideThePictureIsLeftOutAndSaid) {
                   heifOf(1, {{1, "av01", picture.data, {1, 2}}, {2, "av01", map.data, {1, 2, 3}}},
                          {{"auxl", 2, {1}}},
                          {picture.configuration, sizeProperty(64, 64), auxiliaryProperty(kind)}));
-        const std::vector<std::string> lines = Reader::open(dir / "a.avif").warnings();
+        const std::vector<std::string> lines = probe(dir / "a.avif").conversions;
         if (std::string(kind).ends_with("hdrgainmap"))
             EXPECT_THAT(lines, ::testing::ElementsAre(
                                    "its HDR gain map is left out; the ordinary picture is used"));

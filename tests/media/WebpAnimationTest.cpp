@@ -89,7 +89,7 @@ TEST(WebpAnimationTest, AlphaAndProfileAreKept) {
     ReaderSettings settings;
     settings.keepAlpha = true;
     Reader reader = Reader::open(dir / "a.webp", settings);
-    EXPECT_THAT(reader.warnings(), ::testing::ElementsAre("profile Display P3 turned to sRGB"));
+    EXPECT_THAT(reader.info().conversions, ::testing::ElementsAre("profile Display P3 turned to sRGB"));
     for (const Rgb& colour : {Rgb{200, 100, 50}, Rgb{10, 20, 30}}) {
         const PictureRef picture = reader.readPicture();
         const std::array<double, 3> expected =
