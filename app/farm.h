@@ -29,7 +29,7 @@ void mergePlan(const Options& options);
 void submitPlan(const Options& options);
 void showStatus(const Options& options);
 
-/// Says what is to be told of parts: warnings always, remarks unless `quiet`.
+/// Says what is to be told of parts: damage always, the rest unless `quiet`.
 void sayPartWords(const farm::PartWords& words, bool quiet);
 
 /// Refuses --copy-bodies, which parts know nothing of. Throws Refusal (BadRequest).
