@@ -129,7 +129,7 @@ void Job::run(edit::Edit edit, bool force, bool copy, std::string reads) {
             facts.frames = facts.total;
             facts.left = 0;
             facts.seconds = secondsBetween(start, Clock::now());
-            facts.warnings = report.warnings;
+            facts.warnings = edit::lossesOf(report);
             facts.warnings.insert(facts.warnings.end(), report.remarks.begin(), report.remarks.end());
         });
     } catch (const std::exception& problem) {
