@@ -22,6 +22,8 @@ void addLibrary(Table& table, int width, int height, Times& times);
 void addColour(Table& table, int width, int height);
 /// What an adapter's conversions cost in a mixed frame.
 void addAdapters(Table& table, int width, int height);
+/// One call of effects/, an adapter's whole frame and a live picture beside a session's frame.
+void addDirect(Table& table, int width, int height);
 /// Whole frames over deep pixels beside the plug-in's own.
 void addDeep(Table& table, int width, int height);
 /// The plain composition of views beside the shipped paths: what the reformulations are worth.

@@ -48,6 +48,7 @@ int main(int argc, char** argv) {
     }
     bench::addColour(table, 1920, 1080);
     bench::addAdapters(table, 1920, 1080);
+    bench::addDirect(table, 1920, 1080);
     bench::addDeep(table, 1920, 1080);
     bench::addComposition(table, 1920, 1080);
     std::printf("\n%d rows miss their target.\n", table.missed());
