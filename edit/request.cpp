@@ -416,7 +416,6 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
         if (!file.empty()) checkTarget(file, settings.force);
     if (wishes.codec && !wishes.alpha) writer.colour = colourAsked(wishes, settings.output);
     checkWriter(settings, writer);
-    writer.colour.reset();
 
     refuseMissing(inputs);
     const std::vector<MediaInfo> infos = probeFirst(edit, settings);
@@ -433,6 +432,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.height = request.size.height;
     writer.rate = request.rate;
     checkWriter(settings, writer);
+    writer.colour.reset();
 
     // Clips are opened once, as the first ones suggest; only when the others turn out to be of another kind
     // are they opened anew.

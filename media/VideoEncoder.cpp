@@ -152,6 +152,13 @@ void setVp9(const WriterSettings& settings, const Preset& preset, AVCodecContext
         av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0));
 }
 
+/// Both streams of VP9 with alpha share one quality, and what is hardly seen in colours shows at the edges of
+/// a matte: there nothing is lost unless a quality is asked for.
+int crfOf(const WriterSettings& settings, const CodecFacts& facts) {
+    if (settings.crf >= 0) return settings.crf;
+    return settings.keepAlpha ? 0 : facts.usualCrf;
+}
+
 void setAv1(const WriterSettings& settings, const Preset& preset, const MovieColour& colour,
             AVCodecContext& codec) {
     // Its library talks on standard error unless it is told otherwise here.
@@ -159,6 +166,8 @@ void setAv1(const WriterSettings& settings, const Preset& preset, const MovieCol
     codec.gop_size = static_cast<int>(std::lround(5 * settings.rate.value()));
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "preset", preset.av1, 0));
     std::string parameters = "lp=" + std::to_string(codec.thread_count);
+    // FFmpeg takes a quality of 0 for none given.
+    if (crfOf(settings, factsOf(Codec::av1)) == 0) parameters += ":crf=0";
     if (isWhole(colour))
         parameters += ":mastering-display=" + displayWords(*colour.mastering, "(%.5f,%.5f)", 1, 1);
     if (colour.light) parameters += ":content-light=" + lightWords(*colour.light);
@@ -194,13 +203,6 @@ void setAlpha(const WriterSettings& settings, AVCodecContext& codec) {
         codec.color_range = AVCOL_RANGE_JPEG;
         throwIfNoRoom(av_opt_set_int(codec.priv_data, "slicecrc", 1, 0));
     }
-}
-
-/// Both streams of VP9 with alpha share one quality, and what is hardly seen in colours shows at the edges of
-/// a matte: there nothing is lost unless a quality is asked for.
-int crfOf(const WriterSettings& settings, const CodecFacts& facts) {
-    if (settings.crf >= 0) return settings.crf;
-    return settings.keepAlpha ? 0 : facts.usualCrf;
 }
 
 void checkAlpha(const std::string& output, const WriterSettings& settings) {

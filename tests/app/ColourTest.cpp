@@ -7,6 +7,7 @@
 #include <fstream>
 #include <set>
 
+#include "media/StillIO.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {
@@ -92,6 +93,33 @@ TEST(ColourTest, FramesOfHdrAreTonedDownAndSaySo) {
     EXPECT_THAT(bytesOf(shop.file("r.json")), HasSubstr("is toned down to SDR"));
 }
 
+TEST(ColourTest, SheetsOfHdrShowWhatAJoinWouldShow) {
+    const Workshop shop;
+    // A sheet bears the names of its clips.
+    std::filesystem::create_directory(shop.file("sdr"));
+    const std::string hdr = tagged(shop, "clip.mkv", "smpte2084"), sdr = shop.file("sdr/clip.mkv");
+    const RunResult toned =
+        shop.run({"join", hdr, hdr, "-o", sdr, "-e", "none", "--hdr", "sdr", "--codec", "ffv1", "-q"});
+    ASSERT_EQ(toned.code, 0) << toned.err;
+    const auto sheet = [&](const std::string& clip) {
+        const RunResult result = shop.run(
+            {"sheet", clip, scene("city", 1), "-e", "wash-away", "-d", "8f", "-o", shop.file("s.png"), "-f"});
+        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_EQ(result.err.find("HDR (PQ") != std::string::npos, clip == hdr) << result.err;
+        return media::readStill(shop.file("s.png"));
+    };
+    const media::PictureRef shown = sheet(hdr), wanted = sheet(sdr);
+    ASSERT_EQ(shown.width(), wanted.width());
+    ASSERT_EQ(shown.height(), wanted.height());
+    // An unconverted signal is tens of codes away; dithering is one.
+    int most = 0;
+    for (int y = 0; y < shown.height(); ++y)
+        for (int i = 0; i < 4 * shown.width(); ++i)
+            most = std::max(most, std::abs(shown.data()[y * shown.stride() + i] -
+                                           wanted.data()[y * wanted.stride() + i]));
+    EXPECT_LE(most, 3);
+}
+
 TEST(ColourTest, WhatIsDoneToAPhotoIsSaidAsOtherLossesAre) {
     const Workshop shop;
     const std::string made =
@@ -164,6 +192,17 @@ TEST(ColourTest, CutsPassAtAnyWidthAndEffectsNameTheSizeThatFits) {
         shop.run({"join", "pattern:bars?size=4200x2100&seconds=1", wide, "-o", shop.file("w.mp4")});
     EXPECT_EQ(wash.code, 2);
     EXPECT_THAT(wash.err, HasSubstr("give --size 4094x2046"));
+}
+
+TEST(ColourTest, QualityGoesAsFarAsTheCodecAllows) {
+    const Workshop shop;
+    const auto join = [&](const std::string& codec, const std::string& crf) {
+        return shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", shop.file("o.mkv"), "-d", "4f",
+                         "-f", "-q", "--codec", codec, "--crf", crf});
+    };
+    EXPECT_EQ(join("vp9", "63").code, 0);
+    EXPECT_THAT(join("hevc", "52").err, HasSubstr("--crf goes from 0 to 51 here"));
+    EXPECT_THAT(join("ffv1", "20").err, HasSubstr("has one quality; leave out --crf"));
 }
 
 TEST(ColourTest, CodecsThatDoNotFitAreRefusedInWords) {

@@ -1,6 +1,7 @@
 // Movies of ten bits: what is written is what was read, in every codec and kind of file that holds them, and
 // the files say what they are.
 #include <cmath>
+#include <filesystem>
 
 #include "media/ColourPlan.h"
 #include "media/detail/Av.h"
@@ -20,6 +21,7 @@ using media::MasteringDisplay;
 using media::MediaInfo;
 using media::MovieColour;
 using media::MovieKind;
+using media::movieKindOf;
 using media::movieKinds;
 using media::PictureRef;
 using media::PixelLayout;
@@ -50,8 +52,8 @@ MovieColour colourOf(Transfer transfer, int depth, ColourMatrix matrix, Codec co
     return out;
 }
 
-/// `frames` pictures of `input`, as a movie of `colour`.
-void rewrite(const std::string& input, const std::string& output, const MovieColour& colour, int frames = 3) {
+/// Three pictures of `input`, as a movie of `colour`.
+void rewrite(const std::string& input, const std::string& output, const MovieColour& colour, int crf = -1) {
     ReaderSettings reading;
     reading.layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
     reading.matrix = colour.matrix;
@@ -60,10 +62,11 @@ void rewrite(const std::string& input, const std::string& output, const MovieCol
     WriterSettings settings = smallMovie(picture.width(), picture.height());
     settings.sound = false;
     settings.colour = colour;
+    settings.crf = crf;
     Writer writer = Writer::open(output, settings);
     ASSERT_EQ(writer.preferredLayout(), reading.layout);
     ASSERT_EQ(writer.matrix(), colour.matrix);
-    for (int i = 0; i < frames; ++i) writer.writePicture(picture);
+    for (int i = 0; i < 3; ++i) writer.writePicture(picture);
     writer.commit();
 }
 
@@ -107,6 +110,61 @@ TEST(DeepMovieTest, EveryCodecOfEveryFileHoldsWhatTheTableSays) {
     EXPECT_THAT(streamOf(dir / "hevc10.mov", "codec_tag_string"), HasSubstr("hvc1"));
     EXPECT_THAT(streamOf(dir / "vp910.webm", "profile"), HasSubstr("2"));
     EXPECT_THAT(streamOf(dir / "prores10.mov", "pix_fmt"), HasSubstr("yuv422p10le"));
+}
+
+TEST(DeepMovieTest, TenBitsBecomeEightWithoutStepsOrBiasInEveryCodec) {
+    const TempDir dir;
+    // 3/4 of a 10-bit step from column to column: what 8 bits cannot say by themselves.
+    const auto tenBits = [](int x) { return 400 + std::floor(0.75 * x); };
+    writeChart(dir / "ramp.mkv", kWidth, kHeight,
+               {.transfer = "bt709", .primaries = "bt709", .matrix = "bt709"}, [&](int x, int) {
+                   const double v = (tenBits(x) - 64) / 876.0;
+                   return Colour3{v, v, v};
+               });
+    for (const MovieKind& kind : movieKinds())
+        for (const Codec codec : kind.codecs) {
+            const CodecFacts& facts = factsOf(codec);
+            if (!facts.eight) continue;
+            const std::string path = dir / (std::string(facts.word) + kind.ending);
+            rewrite(dir / "ramp.mkv", path, colourOf(Transfer::sdr, 8, ColourMatrix::bt709, codec),
+                    facts.worstCrf < 0 ? -1 : 0);
+            if (HasFatalFailure()) return;
+            ReaderSettings reading;
+            reading.layout = PixelLayout::yuv420;
+            reading.matrix = ColourMatrix::bt709;
+            const PictureRef back = Reader::open(path, reading).readPicture();
+            double square = 0, bias = 0;
+            for (int x = 0; x < kWidth; ++x) {
+                double mean = 0;
+                for (int y = 0; y < kHeight; ++y) mean += codeAt(back, 0, x, y) / double{kHeight};
+                square += std::pow(mean - tenBits(x) / 4, 2) / kWidth;
+                bias += (mean - tenBits(x) / 4) / kWidth;
+            }
+            EXPECT_LE(std::sqrt(square), 0.2) << path;
+            // AV1's encoder loses a little at its best, too.
+            EXPECT_LE(std::abs(bias), codec == Codec::av1 ? 0.04 : 0.02) << path;
+        }
+}
+
+TEST(DeepMovieTest, NoughtIsTheBestQualityOfEveryCodec) {
+    const TempDir dir;
+    writeChart(dir / "a.mkv", kWidth, kHeight, {.transfer = "bt709", .primaries = "bt709", .matrix = "bt709"},
+               [](int x, int y) {
+                   const double v = (x * 37 + y * 91 + x * y * 13) % 255 / 254.0;
+                   return Colour3{v, 1 - v, v};
+               });
+    for (const Codec codec : movieKindOf("a.mkv")->codecs) {
+        const CodecFacts& facts = factsOf(codec);
+        if (facts.worstCrf < 0) continue;
+        const auto bytes = [&](int crf) {
+            const std::string path = dir / (facts.word + std::to_string(crf) + ".mkv");
+            rewrite(dir / "a.mkv", path, colourOf(Transfer::sdr, 8, ColourMatrix::bt709, codec), crf);
+            return std::filesystem::file_size(path);
+        };
+        const auto best = bytes(0), usual = bytes(facts.usualCrf), worst = bytes(facts.worstCrf);
+        EXPECT_GT(best, usual) << facts.word;
+        EXPECT_GT(usual, worst) << facts.word;
+    }
 }
 
 TEST(DeepMovieTest, ALosslessMovieHasTheClipsOwnCodes) {

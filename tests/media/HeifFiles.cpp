@@ -101,20 +101,22 @@ std::string heifFile(const Codes& picture, const HeifWish& wish) {
     return out;
 }
 
-CodedPicture codedPicture(const std::string& avif) {
+CodedPicture codedPicture(const std::string& file) {
     const auto boxAt = [&](const std::string& name) {
-        const size_t at = avif.find(name) - 4;
+        const size_t at = file.find(name) - 4;
         size_t length = 0;
-        for (size_t i = 0; i < 4; ++i) length = length << 8 | static_cast<uint8_t>(avif[at + i]);
-        return avif.substr(at, length);
+        for (size_t i = 0; i < 4; ++i) length = length << 8 | static_cast<uint8_t>(file[at + i]);
+        return file.substr(at, length);
     };
-    return {boxAt("mdat").substr(8), boxAt("av1C")};
+    return {boxAt("mdat").substr(8), boxAt(file.find("av1C") == std::string::npos ? "hvcC" : "av1C"),
+            boxAt("colr")};
 }
 
 std::string heifOf(uint16_t primary, const std::vector<HeifItem>& items,
                    const std::vector<HeifReference>& references, const std::vector<std::string>& properties) {
-    std::string entries, places, data, associations;
+    std::string entries, places, data, associations, brand = "avif";
     for (const HeifItem& item : items) {
+        if (item.type == "hvc1") brand = "heic";
         entries += fullBox("infe", 2, number(item.id, 2) + number(0, 2) + item.type + '\0');
         // Data of items stands in the table itself: construction method 1.
         places += number(item.id, 2) + number(1, 2) + number(0, 2) + number(1, 2) + number(data.size(), 4) +
@@ -139,11 +141,15 @@ std::string heifOf(uint16_t primary, const std::vector<HeifItem>& items,
         (links.empty() ? std::string() : fullBox("iref", 0, links)) +
         box("iprp", box("ipco", boxes) + fullBox("ipma", 0, number(items.size(), 4) + associations)) +
         box("idat", data);
-    return box("ftyp", std::string("avif") + number(0, 4) + "mif1miafavif") + fullBox("meta", 0, meta);
+    return box("ftyp", brand + number(0, 4) + "mif1miaf" + brand) + fullBox("meta", 0, meta);
 }
 
 std::string sizeProperty(uint32_t width, uint32_t height) {
     return fullBox("ispe", 0, number(width, 4) + number(height, 4));
+}
+
+std::string profileProperty(const std::string& icc) {
+    return box("colr", "prof" + icc);
 }
 
 std::string auxiliaryProperty(const std::string& kind) {

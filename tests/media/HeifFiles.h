@@ -28,7 +28,7 @@ std::string heifFile(const Codes& picture, const HeifWish& wish = {});
 /// One item of a file put together by hand.
 struct HeifItem {
     uint16_t id = 1;
-    std::string type;  // "av01", "grid"
+    std::string type;  // "av01", "hvc1", "grid"
     std::string data;
     std::vector<int> properties;  // counted from 1
 };
@@ -38,18 +38,20 @@ struct HeifReference {
     std::vector<uint16_t> to;
 };
 
-/// What stands in the middle of an AVIF file of one opaque picture.
+/// What stands in the middle of a HEIC or AVIF file of one opaque picture.
 struct CodedPicture {
     std::string data;
-    std::string configuration;  // the whole av1C box
+    std::string configuration;  // the whole av1C or hvcC box
+    std::string tags;           // the whole colr box
 };
-CodedPicture codedPicture(const std::string& avif);
+CodedPicture codedPicture(const std::string& file);
 
-/// An AVIF file. `properties` are whole boxes.
+/// An AVIF file, or a HEIC file where an item is of HEVC. `properties` are whole boxes.
 std::string heifOf(uint16_t primary, const std::vector<HeifItem>& items,
                    const std::vector<HeifReference>& references, const std::vector<std::string>& properties);
 
 std::string sizeProperty(uint32_t width, uint32_t height);
+std::string profileProperty(const std::string& icc);
 /// Says that an item is the alpha plane of another, or what the name `kind` means.
 std::string alphaProperty();
 std::string auxiliaryProperty(const std::string& kind);

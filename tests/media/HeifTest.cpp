@@ -257,6 +257,54 @@ TEST(HeifTest, GridsArePutTogetherAndCut) {
     EXPECT_EQ(probe(dir / "grid.avif").videoCodec, "av1");
 }
 
+TEST(HeifTest, TilesAreThePictureThatWasCut) {
+    const TempDir dir;
+    // Ramps that go on across the tiles' edges, in three different ways.
+    const Codes whole = codes(100, 120, 3, 8, [](int x, int y, int c) {
+        return c == 0 ? 30 + 2 * x : c == 1 ? 220 - x - y / 2 : 60 + y;
+    });
+    const std::string profile = rgbProfile(kDisplayP3, 0, "Display P3");
+    const PictureRef expected = reference(dir, whole);
+    writeFile(dir / "p3.png", pngFile(whole, {profile, {}}));
+    const PictureRef turned = readStill(dir / "p3.png");
+    for (const bool avif : {true, false})
+        for (const bool subsampled : {false, true})
+            for (const bool wide : {false, true}) {
+                HeifWish wish;
+                wish.avif = avif;
+                wish.subsampled = subsampled;
+                std::vector<HeifItem> items{{9, "grid", gridData(2, 2, 100, 120), {3, wide ? 5 : 4}}};
+                CodedPicture coded;
+                for (int i = 0; i < 4; ++i) {
+                    coded = codedPicture(heifFile(codes(64, 64, 3, 8,
+                                                        [&](int x, int y, int c) {
+                                                            return whole.at(std::min(99, i % 2 * 64 + x),
+                                                                            std::min(119, i / 2 * 64 + y), c);
+                                                        }),
+                                                  wish));
+                    items.push_back(
+                        {static_cast<uint16_t>(i + 1), avif ? "av01" : "hvc1", coded.data, {1, 2, 4}});
+                }
+                writeFile(dir / "tiles",
+                          heifOf(9, items, {{"dimg", 9, {1, 2, 3, 4}}},
+                                 {coded.configuration, sizeProperty(64, 64), sizeProperty(100, 120),
+                                  coded.tags, profileProperty(profile)}));
+                const PictureRef picture = readStill(dir / "tiles");
+                ASSERT_EQ(picture.width(), 100);
+                ASSERT_EQ(picture.height(), 120);
+                EXPECT_EQ(probe(dir / "tiles").videoCodec, avif ? "av1" : "hevc");
+                int most = 0;
+                for (int y = 0; y < 120; ++y)
+                    for (int x = 0; x < 100; ++x)
+                        for (size_t c = 0; c < 3; ++c)
+                            most = std::max(most, std::abs(pixel(picture, x, y)[c] -
+                                                           pixel(wide ? turned : expected, x, y)[c]));
+                // Where colours are saturated, a profile makes several codes of one.
+                EXPECT_LE(most, wide ? 12 : 4) << avif << subsampled << wide;
+                EXPECT_LE(meanDifference(picture, wide ? turned : expected), 1) << avif << subsampled << wide;
+            }
+}
+
 TEST(HeifTest, CirclesAndAbsurdGridsAreRefusedInOneLine) {
     const TempDir dir;
     const CodedPicture part = tile(9, 90, 200);
@@ -396,8 +444,8 @@ TEST(HeifTest, AGainMapBesideThePictureIsLeftOutAndSaid) {
                          {picture.configuration, sizeProperty(64, 64), auxiliaryProperty(kind)}));
         const std::vector<std::string> lines = probe(dir / "a.avif").conversions;
         if (std::string(kind).ends_with("hdrgainmap"))
-            EXPECT_THAT(lines, ::testing::ElementsAre(
-                                   "its HDR gain map is left out; the ordinary picture is used"));
+            EXPECT_THAT(lines,
+                        ::testing::ElementsAre("its HDR gain map is left out; the ordinary picture is used"));
         else
             EXPECT_THAT(lines, ::testing::IsEmpty());
         EXPECT_NEAR(pixel(readStill(dir / "a.avif"), 9, 9)[0], 200, 3);
