@@ -30,11 +30,17 @@ bool isUnchanged(const std::string& file, const std::optional<FileIdentity>& ide
 
 std::optional<Clip> ClipShelf::find(const std::string& file, const ReaderSettings& settings) const {
     const std::scoped_lock hold(lock_);
-    for (const Kept& kept : kept_)
-        if (kept.clip.path() == file && sameReading(kept.settings, settings))
-            return isUnchanged(file, kept.clip.info().identity) ? std::optional(kept.clip.again())
-                                                                : std::nullopt;
-    return std::nullopt;
+    const Kept* similar = nullptr;
+    for (const Kept& kept : kept_) {
+        if (kept.clip.path() != file || !isUnchanged(file, kept.clip.info().identity)) continue;
+        if (sameReading(kept.settings, settings)) return kept.clip.again();
+        if (kept.settings.rate == settings.rate && !kept.settings.keepFields && !settings.keepFields)
+            similar = &kept;
+    }
+    if (similar == nullptr) return std::nullopt;
+    ReaderSettings reading = settings;
+    reading.identity = similar->clip.info().identity;
+    return Clip(similar->clip.info(), reading, 0, similar->clip.wholeFrames());
 }
 
 void ClipShelf::keep(const ReaderSettings& settings, const Clip& clip) {

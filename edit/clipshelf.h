@@ -15,7 +15,8 @@ namespace tumblewash::edit {
 class ClipShelf {
   public:
     /// The untrimmed clip of `file` as it would be opened with `settings`; nothing where it is not known or
-    /// the file is another one by now.
+    /// the file is another one by now. How many pictures there are depends on the rate alone, so that a clip
+    /// kept for other sizes or colours will do, unless its lines are kept apart.
     std::optional<Clip> find(const std::string& file, const media::ReaderSettings& settings) const;
     /// Keeps a clip that was opened with `settings` and is not trimmed. The oldest goes when there are many.
     void keep(const media::ReaderSettings& settings, const Clip& clip);

@@ -38,6 +38,8 @@ class Desk {
     /// The finished movie of a job; empty where there is none. From any thread.
     std::string movie(std::uint64_t id) const { return job_.outputOf(id); }
     const Document& document() const noexcept { return document_; }
+    /// The clips that are known, for whoever plans too. From any thread.
+    edit::ClipShelf& shelf() noexcept { return shelf_; }
     /// True while a movie is made. From any thread.
     bool rendering() const { return job_.running(); }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <thread>
 
 #include "edit/effects.h"
 #include "media/MediaError.h"
@@ -22,8 +23,8 @@ using media::ReaderSettings;
 
 namespace {
 
-/// Both sides of a seam, and one for what is looked at next.
-constexpr std::size_t kOpenReaders = 3;
+/// Both sides of a seam. Each holds a decoder's pictures: some 50 MB where they are large.
+constexpr std::size_t kOpenReaders = 2;
 
 /// As the command `frame` reads its clips, so that its bytes are ours.
 ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, media::CancelFlag cancel) {
@@ -36,6 +37,7 @@ ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, media::
     s.layout = media::PixelLayout::argb;
     s.toneMap = plan.edit.output.colour.map();
     s.prefetch = 0;
+    s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
     s.cancel = cancel;
     return s;
 }
@@ -65,6 +67,11 @@ Reader& Frames::readerOf(const std::string& key, const Clip& clip, const ReaderS
     if (readers_.size() >= kOpenReaders) readers_.pop_back();
     readers_.insert(readers_.begin(), OpenReader{key, Reader::open(clip.path(), settings)});
     return readers_.front().reader;
+}
+
+void Frames::close() {
+    readers_.clear();
+    moving_.clear();
 }
 
 PictureRef Frames::moved(const Clip& clip, const std::string& key, std::int64_t frame,
@@ -98,7 +105,7 @@ PictureRef Frames::ofClip(const Plan& plan, std::size_t index, std::int64_t fram
             picture = moved(clip, key, wanted, settings);
         } else {
             Reader& reader = readerOf(key, clip, settings);
-            reader.seek(wanted);
+            reader.seekPictures(wanted);
             picture = reader.readPicture();
         }
     } catch (...) {

@@ -35,6 +35,9 @@ class Frames {
     /// what is used can be had too.
     media::PictureRef ofClip(const Plan& plan, std::size_t clip, std::int64_t frame, edit::PixelSize size);
 
+    /// Closes the files, which hold the memory of their decoders. What is needed is opened again.
+    void close();
+
     /// Decodes what a stretch is made of into the cache, as far as half of the cache holds it, nearest to
     /// frame `k` first; stops when `stop` says so.
     template <class Stop>

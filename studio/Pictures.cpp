@@ -84,6 +84,7 @@ void Pictures::prepareSeam(PlanRef plan, std::int64_t frame) {
             // Whoever asks for that frame is told.
             prepared_ = 0;
         }
+        ahead_.close();
     });
 }
 

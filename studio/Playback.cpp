@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <system_error>
 
 #include "edit/render.h"
-#include "media/Codecs.h"
 
 namespace tumblewash::studio {
 namespace {
@@ -20,6 +20,10 @@ namespace {
 constexpr int kWidest = 640;
 constexpr int kTallest = 640;
 constexpr std::size_t kKept = 6;
+constexpr std::size_t kCacheBytes = std::size_t{48} << 20;
+/// What is made before it is fetched: a few seconds.
+constexpr std::size_t kAhead = std::size_t{1} << 20;
+constexpr std::chrono::seconds kPatience{30};
 
 std::string newFolder() {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
@@ -32,122 +36,193 @@ std::string newFolder() {
     return name;
 }
 
-/// `bytes=A-B`, `bytes=A-` or `bytes=-N` of a file of `size` bytes. 0: no single range that is understood,
-/// 1: it is, -1: it lies outside.
-int readRange(std::string_view text, std::uint64_t size, FileBody& body) {
-    constexpr std::string_view kUnit = "bytes=";
-    if (!text.starts_with(kUnit) || text.find(',') != std::string_view::npos) return 0;
-    text.remove_prefix(kUnit.size());
-    const std::size_t dash = text.find('-');
-    if (dash == std::string_view::npos) return 0;
-    const auto number = [](std::string_view digits, std::uint64_t& value) {
-        const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-        return problem == std::errc{} && end == digits.data() + digits.size();
-    };
-    if (size == 0) return -1;
-    std::uint64_t first = 0;
-    std::uint64_t last = size - 1;
-    const std::string_view from = text.substr(0, dash);
-    const std::string_view to = text.substr(dash + 1);
-    if (from.empty()) {
-        std::uint64_t count = 0;
-        if (!number(to, count)) return 0;
-        if (count == 0) return -1;
-        first = size - std::min(size, count);
-    } else {
-        if (!number(from, first) || (!to.empty() && (!number(to, last) || last < first))) return 0;
-        last = std::min(last, size - 1);
-    }
-    if (first >= size) return -1;
-    body.first = first;
-    body.count = last - first + 1;
-    return 1;
+Response nothing() {
+    Response response;
+    response.status = 204;
+    return response;
 }
 
 }  // namespace
 
-Response fileResponse(const Request& request, const std::string& file, const std::string& type) {
-    std::error_code problem;
-    const std::uint64_t size = std::filesystem::file_size(file, problem);
-    if (problem) return refusal(404, "gone", "the file is not there any more");
-    Response response;
-    response.type = type;
-    response.file = {file, 0, size};
-    response.headers.emplace_back("Accept-Ranges", "bytes");
-    const int range =
-        request.headersNamed("Range") == 1 ? readRange(request.header("Range"), size, response.file) : 0;
-    if (range > 0) {
-        response.status = 206;
-        response.headers.emplace_back("Content-Range",
-                                      fmt::format("bytes {}-{}/{}", response.file.first,
-                                                  response.file.first + response.file.count - 1, size));
-    } else if (range < 0) {
-        response = refusal(416, "range", "the file has no such bytes");
-        response.headers.emplace_back("Content-Range", fmt::format("bytes */{}", size));
-    }
-    return response;
-}
-
-Playback::Playback() : folder_(newFolder()), lane_(std::make_unique<Lane>(5)) {}
+Playback::Playback(edit::ClipShelf& shelf)
+    : folder_(newFolder()),
+      shelf_(shelf),
+      cache_(kCacheBytes),
+      frames_(cache_, &cancel_),
+      lane_(std::make_unique<Lane>()) {}
 
 Playback::~Playback() {
-    cancel_ = true;
+    {
+        const std::scoped_lock hold(lock_);
+        newest_.reset();
+        cancel_ = true;
+    }
+    changed_.notify_all();
     lane_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }
 
-void Playback::render(const Plan& plan, std::int64_t from, std::int64_t end, const std::string& file) {
+media::LiveSettings Playback::soundOf(const Plan& plan, std::int64_t from, std::int64_t end) {
     edit::Edit edit = plan.edit;
     edit.output = {};
-    edit.output.fit = plan.edit.output.fit;
     edit.output.size = sizeWithin(plan.request.size, kWidest, kTallest);
     edit.output.rate = edit::Written<media::FrameRate>{plan.request.rate, {}};
-    edit.output.crf = 20;
-    edit.output.preset = "ultrafast";
     edit.output.colour.hdr = media::HdrPolicy::sdr;
-    edit.output.colour.toneMap = plan.edit.output.colour.toneMap;
     edit.chapters = false;
     edit::RenderSettings settings;
-    settings.output = file;
+    settings.output = folder_ + "/sound.mp4";
     settings.force = true;
+    settings.soundOnly = true;
     settings.shelf = &shelf_;
     settings.cancel = &cancel_;
     const auto frame = [](std::int64_t count) { return edit::TimeSpan{edit::TimeSpan::Unit::Frames, count}; };
     settings.only = edit::RenderRange{frame(from), frame(end)};
     edit::MovieRequest request = prepareMovie(edit, settings);
+    request.writer.piece = media::Piece::sound;
+    request.writer.pieceFile = folder_ + "/sound";
     edit::Report report = beginReport(edit, settings, request);
     renderMovie(settings, request, report, {});
+    media::LiveSettings live;
+    live.sound = request.writer.pieceFile;
+    live.sampleRate = request.writer.sampleRate;
+    live.channels = request.writer.channels;
+    return live;
 }
 
-void Playback::play(PlanRef plan, std::int64_t from, std::int64_t end, const Request& request,
-                    Answer answer) {
-    const std::string file = fmt::format("{}/{}-{}-{}.mp4", folder_, plan->revision, from, end);
+void Playback::hand(Stretch& stretch, std::string& bytes) {
+    std::vector<std::pair<Answer, Response>> answers;
     {
         const std::scoped_lock hold(lock_);
-        if (wanted_ != file) cancel_ = true;
-        wanted_ = file;
+        stretch.bytes += bytes;
+        bytes.clear();
+        std::erase_if(stretch.waiting, [&](const std::pair<std::size_t, Answer>& waiting) {
+            if (waiting.first >= stretch.bytes.size() && !stretch.ended) return false;
+            Response response;
+            response.type = "video/mp4";
+            response.body = stretch.bytes.substr(std::min(waiting.first, stretch.bytes.size()));
+            response.headers.emplace_back("X-Type", stretch.type);
+            response.headers.emplace_back("X-Rest", stretch.ended ? "none" : "more");
+            stretch.asked = stretch.bytes.size();
+            answers.emplace_back(waiting.second, std::move(response));
+            return true;
+        });
     }
-    const auto ranges = std::make_shared<const Request>(request);
-    lane_->post([=, this](bool run) {
-        Response nothing;
-        nothing.status = 204;
-        {
-            const std::scoped_lock hold(lock_);
-            if (!run || wanted_ != file) return answer(nothing);
-            cancel_ = false;
-            const auto known = std::find(ready_.begin(), ready_.end(), file);
-            if (known != ready_.end()) return answer(fileResponse(*ranges, file, "video/mp4"));
-        }
+    for (auto& [answer, response] : answers) answer(std::move(response));
+}
+
+void Playback::waitForReader(Stretch& stretch) {
+    std::unique_lock hold(lock_);
+    const bool read = changed_.wait_for(
+        hold, kPatience, [&] { return cancel_ || stretch.bytes.size() <= stretch.asked + kAhead; });
+    if (!read || cancel_) throw Refused{204, "given-up", "nobody watches"};
+}
+
+// The sound of the stretch is made beside the first picture, for which a decoder has to be brought to its
+// place.
+void Playback::render(const Plan& plan, std::int64_t from, std::int64_t end, Stretch& stretch) {
+    const edit::PixelSize size = sizeWithin(plan.request.size, kWidest, kTallest);
+    std::future<media::LiveSettings> sound;
+    if (plan.request.sound) sound = std::async(std::launch::async, [&] { return soundOf(plan, from, end); });
+    media::PictureRef picture = frames_.ofMovie(plan, from, size);
+    media::LiveSettings settings = sound.valid() ? sound.get() : media::LiveSettings();
+    settings.width = size.width;
+    settings.height = size.height;
+    settings.rate = plan.request.rate;
+    std::string bytes;
+    media::LiveMovie movie(settings, [&bytes](std::string_view more) { bytes += more; });
+    {
+        const std::scoped_lock hold(lock_);
+        stretch.type = movie.type();
+    }
+    for (std::int64_t frame = from; frame < end; ++frame) {
+        if (frame > from) picture = frames_.ofMovie(plan, frame, size);
+        movie.picture(picture);
+        if (!bytes.empty()) hand(stretch, bytes);
+        waitForReader(stretch);
+    }
+    movie.finish();
+    {
+        const std::scoped_lock hold(lock_);
+        stretch.ended = true;
+    }
+    hand(stretch, bytes);
+}
+
+Playback::StretchRef Playback::find(const std::string& key) const {
+    const auto found = std::find_if(kept_.begin(), kept_.end(),
+                                    [&](const StretchRef& stretch) { return stretch->key == key; });
+    return found == kept_.end() ? nullptr : *found;
+}
+
+void Playback::giveUp(const StretchRef& stretch, const Response& answer) {
+    std::vector<std::pair<std::size_t, Answer>> waiting;
+    {
+        const std::scoped_lock hold(lock_);
+        kept_.remove(stretch);
+        waiting.swap(stretch->waiting);
+    }
+    for (const auto& each : waiting) each.second(answer);
+}
+
+void Playback::make(const Plan& plan, std::int64_t from, std::int64_t end, const StretchRef& stretch) {
+    const bool wanted = [&] {
+        const std::scoped_lock hold(lock_);
+        if (newest_ != stretch) return false;
+        running_ = stretch;
+        cancel_ = false;
+        return true;
+    }();
+    Response problem = nothing();
+    if (wanted) {
         try {
-            render(*plan, from, end, file);
-        } catch (const std::exception& problem) {
-            return answer(cancel_ ? nothing : refusal(422, "cannot-play", problem.what()));
+            render(plan, from, end, *stretch);
+        } catch (const Refused& refused) {
+            if (refused.status != 204) problem = refusal(refused.status, refused.code, refused.message);
+        } catch (const std::exception& failed) {
+            if (!cancel_) problem = refusal(422, "cannot-play", failed.what());
         }
-        ready_.push_front(file);
-        for (; ready_.size() > kKept; ready_.pop_back()) unlink(ready_.back().c_str());
-        answer(fileResponse(*ranges, file, "video/mp4"));
-    });
+        frames_.close();
+        const std::scoped_lock hold(lock_);
+        running_.reset();
+        if (stretch->ended) return;
+    }
+    giveUp(stretch, problem);
+}
+
+void Playback::play(PlanRef plan, std::int64_t from, std::int64_t end, std::size_t at, Answer answer) {
+    const std::string key = fmt::format("{}|{}|{}", plan->revision, from, end);
+    StretchRef stretch;
+    bool fresh = false;
+    {
+        const std::scoped_lock hold(lock_);
+        stretch = find(key);
+        fresh = !stretch;
+        if (fresh) {
+            stretch = std::make_shared<Stretch>();
+            stretch->key = key;
+        } else {
+            kept_.remove(stretch);
+        }
+        kept_.push_front(stretch);
+        if (kept_.size() > kKept) kept_.pop_back();
+        newest_ = stretch;
+        if (running_ && running_ != stretch) cancel_ = true;
+        stretch->asked = std::max(stretch->asked, at);
+        stretch->waiting.emplace_back(at, std::move(answer));
+    }
+    changed_.notify_all();
+    if (fresh) {
+        lane_->post([=, this](bool run) {
+            if (run)
+                make(*plan, from, end, stretch);
+            else
+                giveUp(stretch, nothing());
+        });
+    } else {
+        std::string none;
+        hand(*stretch, none);
+    }
 }
 
 }  // namespace tumblewash::studio

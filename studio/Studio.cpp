@@ -5,6 +5,7 @@
 
 #include "edit/errors.h"
 #include "media/MediaError.h"
+#include "studio/FileResponse.h"
 #include "studio/Gate.h"
 #include "studio/Page.h"
 
@@ -40,7 +41,8 @@ Studio::Studio(const StudioSettings& settings, std::function<void()> quit)
       token_(randomSecret()),
       desk_(settings.document, settings.edit, settings.folders, events_, cancel_),
       file_(desk_.document().file()),
-      pictures_(settings.cacheBytes, cancel_) {}
+      pictures_(settings.cacheBytes, cancel_),
+      playback_(desk_.shelf()) {}
 
 Studio::~Studio() {
     cancel_ = true;
@@ -187,14 +189,15 @@ void Studio::route(const Request& request, const Target& target, const Answer& a
     if (name == "frame") return pictures_.frame(planOrRefuse(), target, answer);
     if (name == "clip") return pictures_.clip(planOrRefuse(), target, answer);
     if (name == "card") return pictures_.card(planOrRefuse(), target, answer);
-    if (name == "play.mp4") {
+    if (name == "play") {
         PlanRef plan = planOrRefuse();
         const std::int64_t frames = plan->request.plan.frames;
         const std::int64_t from = target.whole("from", 0, frames - 1, 0);
         const std::int64_t end = target.whole("end", from + 1, frames, frames);
         // More than a look: that is what the movie is for.
         const auto longest = static_cast<std::int64_t>(60 * plan->request.rate.value()) + 1;
-        return playback_.play(std::move(plan), from, std::min(end, from + longest), request, answer);
+        const auto at = static_cast<std::size_t>(target.whole("at", 0, std::int64_t{1} << 40, 0));
+        return playback_.play(std::move(plan), from, std::min(end, from + longest), at, answer);
     }
     answer(page(request, name));
 }

@@ -101,11 +101,14 @@ export function stop() {
   reverse = 0;
   if (!playing) return;
   S.position = Math.max(0, Math.min(plan() ? plan().frames - 1 : 0, playing.at));
+  const { address } = playing;
   playing = null;
+  video.onerror = null;
   video.pause();
   video.hidden = true;
   video.removeAttribute('src');
   video.load();
+  if (address) URL.revokeObjectURL(address);
   low.hidden = true;
   drawStage();
 }
@@ -118,6 +121,52 @@ function follow() {
   if (video.requestVideoFrameCallback) video.requestVideoFrameCallback(follow); else requestAnimationFrame(follow);
 }
 
+const happens = (target, event) => new Promise((resolve) => target.addEventListener(event, resolve, { once: true }));
+
+/// Fetches a stretch while it is made; gives each piece to `take`, and ends where nobody plays it any more.
+async function pieces(own, take) {
+  for (let at = 0, rest = 'more'; rest !== 'none';) {
+    const response = await fetch(own.url + '&at=' + at);
+    if (playing !== own || response.status === 204) return false;
+    if (!response.ok) throw new Error((await response.json()).error.message);
+    rest = response.headers.get('X-Rest');
+    const bytes = await response.arrayBuffer();
+    at += bytes.byteLength;
+    await take(bytes, response.headers.get('X-Type'));
+    if (playing !== own) return false;
+  }
+  return true;
+}
+
+/// Puts a stretch into the video as it comes; as a whole where the browser takes no pieces.
+async function feed(own) {
+  const all = [];
+  let source = null, buffer = null;
+  const take = async (bytes, type) => {
+    if (!own.begun && window.MediaSource && MediaSource.isTypeSupported(type)) {
+      source = new MediaSource();
+      own.address = URL.createObjectURL(source);
+      video.src = own.address;
+      await happens(source, 'sourceopen');
+      if (playing !== own) return;
+      buffer = source.addSourceBuffer(type);
+    }
+    own.begun = true;
+    if (!buffer) { all.push(bytes); return; }
+    if (bytes.byteLength) {
+      buffer.appendBuffer(bytes);
+      await happens(buffer, 'updateend');
+    }
+    // What is far ahead can wait; the program waits too.
+    while (playing === own && buffer.buffered.length && buffer.buffered.end(buffer.buffered.length - 1) - video.currentTime > 8)
+      await new Promise((resolve) => { setTimeout(resolve, 250); });
+  };
+  if (!await pieces(own, take)) return;
+  if (source) { if (source.readyState === 'open') source.endOfStream(); return; }
+  own.address = URL.createObjectURL(new Blob(all, { type: 'video/mp4' }));
+  video.src = own.address;
+}
+
 /// Plays what the scrubber goes over, from the position, or from the start where that is its end.
 export function play(speed = 1) {
   const p = plan();
@@ -127,31 +176,32 @@ export function play(speed = 1) {
   peek = null;
   const { from, end } = span();
   const start = S.position >= from && S.position < end - 1 ? S.position : from;
-  const most = Math.round(60 * rate());
-  playing = { from, end: Math.min(end, from + most), at: start };
+  const own = { from: start, end: Math.min(end, start + Math.round(60 * rate())), at: start };
+  own.url = 'play?rev=' + S.state.revision + '&from=' + own.from + '&end=' + own.end;
+  playing = own;
   low.textContent = t('preparing');
   low.hidden = false;
-  video.src = 'play.mp4?rev=' + S.state.revision + '&from=' + playing.from + '&end=' + playing.end;
-  video.playbackRate = speed;
+  const fail = (why) => {
+    if (playing !== own) return;
+    stop();
+    low.textContent = t('render.failed', { why });
+    low.hidden = false;
+  };
   video.onloadeddata = () => {
-    if (!playing) return;
-    video.currentTime = (start - playing.from) / rate() + 0.001;
+    if (playing !== own) return;
     video.hidden = false;
     low.hidden = true;
     video.playbackRate = speed;
-    video.play().then(follow).catch(() => stop());
+    video.play().then(follow).catch(() => { if (playing === own) stop(); });
   };
   video.onended = () => {
-    if (loop && playing) { video.currentTime = 0; video.play(); return; }
-    if (playing) playing.at = playing.end - 1;
+    if (playing !== own) return;
+    own.at = own.end - 1;
     stop();
+    if (loop) { S.position = from; play(speed); }
   };
-  video.onerror = () => {
-    if (!playing) return;
-    stop();
-    low.textContent = t('render.failed', { why: 'play.mp4' });
-    low.hidden = false;
-  };
+  video.onerror = () => fail(video.error ? video.error.message : '');
+  feed(own).catch((problem) => fail(problem.message));
   drawStage();
 }
 export function toggle() { if (playing || reverse) stop(); else play(); }

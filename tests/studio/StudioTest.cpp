@@ -7,6 +7,7 @@
 #include "edit/request.h"
 #include "edit/stillrender.h"
 #include "media/Jpeg.h"
+#include "studio/FileResponse.h"
 #include "studio/Page.h"
 #include "studio/Studio.h"
 #include "tests/studio/Support.h"
@@ -196,30 +197,82 @@ TEST(StudioTest, EveryEffectOfASeamHasItsCard) {
     EXPECT_EQ(asked.get("card?seam=1&effect=morph").status, 404);
 }
 
-TEST(StudioTest, AStretchIsPlayedWholeOrInPieces) {
+TEST(StudioTest, AStretchIsPlayedWhileItIsMade) {
     AskedStudio asked;
-    const std::string target = "/" + asked.studio.token() + "/play.mp4?from=10&end=20";
-    const auto ask = [&](const std::string& range) {
-        Request request = fromPage("GET", target);
-        if (!range.empty()) request.headers.emplace_back("Range", range);
-        std::promise<Response> promise;
-        asked.studio.handle(request, [&](Response response) { promise.set_value(std::move(response)); });
-        return promise.get_future().get();
+    const auto header = [](const Response& response, const std::string& name) {
+        for (const auto& [key, value] : response.headers)
+            if (key == name) return value;
+        return std::string();
     };
-    const Response whole = ask("");
-    ASSERT_EQ(whole.status, 200) << whole.body;
-    const std::uint64_t size = whole.file.count;
-    EXPECT_EQ(size, std::filesystem::file_size(whole.file.path));
+    const auto fetch = [&](const std::string& target, std::string& all) {
+        for (;;) {
+            const Response some = asked.get(target + "&at=" + std::to_string(all.size()));
+            ASSERT_EQ(some.status, 200) << some.body;
+            EXPECT_TRUE(header(some, "X-Type").starts_with("video/mp4; codecs=\"avc1."));
+            if (all.empty()) {
+                EXPECT_EQ(some.body.substr(4, 4), "ftyp");
+            }
+            all += some.body;
+            if (header(some, "X-Rest") == "none") return;
+            EXPECT_NE(some.body, "");
+        }
+    };
+    std::string all;
+    fetch("play?from=10&end=25", all);
+    EXPECT_NE(all.find("moof"), std::string::npos);
+    // Once more, it is there.
+    EXPECT_EQ(asked.get("play?from=10&end=25&at=0").body, all);
+    EXPECT_EQ(asked.get("play?from=10&end=25&at=100").body, all.substr(100));
+    EXPECT_EQ(asked.get("play?from=10&end=25&at=" + std::to_string(all.size() + 7)).body, "");
+    // An edit makes another stretch of it; the old one is not played for the new.
+    asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", kWash}}});
+    std::string changed;
+    fetch("play?from=10&end=25", changed);
+    EXPECT_NE(changed, all);
+    EXPECT_EQ(asked.get("play?from=10&end=5").status, 400);
+    EXPECT_EQ(asked.get("play?from=4000&end=4001").status, 400);
+}
+
+TEST(StudioTest, AStretchThatIsNotTheNewestIsGivenUp) {
+    AskedStudio asked(3);
+    const std::string root = "/" + asked.studio.token() + "/play?end=50&at=0&from=";
+    std::vector<std::promise<Response>> answers(12);
+    for (std::size_t i = 0; i < answers.size(); ++i)
+        asked.studio.handle(fromPage("GET", root + std::to_string(i)),
+                            [&answers, i](Response response) { answers[i].set_value(std::move(response)); });
+    // Every one is answered; those that were overtaken with nothing, or with what they had by then.
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        const Response response = answers[i].get_future().get();
+        if (i + 1 == answers.size()) {
+            EXPECT_EQ(response.status, 200) << response.body;
+        }
+        EXPECT_TRUE(response.status == 200 || response.status == 204) << response.status;
+    }
+}
+
+TEST(StudioTest, AFileIsSentWholeOrInOneRange) {
+    TestFolder folder;
+    folder.write("movie.mp4", std::string(1000, 'x'));
+    const std::string file = folder.file("movie.mp4");
+    const auto ask = [&](const std::string& range) {
+        Request request = fromPage("GET", "/");
+        if (!range.empty()) request.headers.emplace_back("Range", range);
+        return fileResponse(request, file, "video/mp4");
+    };
+    EXPECT_EQ(ask("").status, 200);
+    EXPECT_EQ(ask("").file.count, 1000U);
     const Response part = ask("bytes=100-");
     EXPECT_EQ(part.status, 206);
     EXPECT_EQ(part.file.first, 100U);
-    EXPECT_EQ(part.file.count, size - 100);
+    EXPECT_EQ(part.file.count, 900U);
     EXPECT_EQ(ask("bytes=0-0").file.count, 1U);
-    EXPECT_EQ(ask("bytes=-10").file.first, size - 10);
-    EXPECT_EQ(ask("bytes=" + std::to_string(size) + "-").status, 416);
+    EXPECT_EQ(ask("bytes=-10").file.first, 990U);
+    EXPECT_EQ(ask("bytes=1000-").status, 416);
     EXPECT_EQ(ask("bytes=-0").status, 416);
     for (const char* range : {"bytes=0-1,5-6", "bytes=5-1", "lines=1-2", "bytes=x-", "bytes="})
         EXPECT_EQ(ask(range).status, 200) << range;
+    std::filesystem::remove(file);
+    EXPECT_EQ(ask("").status, 404);
 }
 
 TEST(StudioTest, AMovieIsMadeBesideTheDocumentAndNeverReplacesOneUnasked) {
