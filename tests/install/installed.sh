@@ -9,4 +9,8 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/first" >"$work/install.log" || { cat "$work/install.log" >&2; exit 1; }
 mv "$work/first" "$work/moved"   # nothing may remember where it was installed
 python3 "$here/files.py" "$work/moved" "$(cd "$build" && pwd)" "$(cd "$examples/.." && pwd)" "$work"
+# What each public header allows from several threads stands on a page.
+(cd "$work/moved/include" && find . -name '*.h' | sed 's|^\./\(tumblewash/\)\?||') | while read -r header; do
+    grep -q "^|.*\`$header\`.*| .*|\( .*\)\? |" "$examples/../docs/threads.md" || { echo "docs/threads.md does not name $header" >&2; exit 1; }
+done
 "$here/use.sh" "$work/moved" "$examples" "$cxx"
