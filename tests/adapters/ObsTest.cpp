@@ -195,6 +195,7 @@ TEST(ObsTest, ManySwitchesHoldNoMoreThanAHundred) {
     }
     EXPECT_LT(bnum_allocs(), allocations + 100);
     EXPECT_LT(residentBytes(), resident + (std::size_t{24} << 20));
+    EXPECT_EQ(host().complaints(), "");
     obs_source_release(transition);
 }
 
