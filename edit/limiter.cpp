@@ -101,6 +101,7 @@ void Limiter::giveNext(std::vector<float>& out, double gain) {
         over = over || std::abs(out.back()) > 1.0F;
     }
     told_.over += over ? 1 : 0;
+    if (told_.untouched == given_ && gain == 1) ++told_.untouched;
     ++given_;
 }
 

@@ -18,6 +18,7 @@ struct LimiterTold {
     double gain = 1;            ///< the lowest that was applied; 1: nothing was
     std::int64_t limited = 0;   ///< sample frames that were turned down
     std::int64_t over = 0;      ///< sample frames beyond full scale that came out
+    std::int64_t untouched = 0;  ///< sample frames from the first on that came out as they went in
 };
 
 class Limiter {

@@ -15,6 +15,7 @@
 #include "edit/soundtrack.h"
 #include "edit/transition.h"
 #include "media/Quoting.h"
+#include "media/SoundCopy.h"
 
 namespace tumblewash::edit {
 
@@ -65,9 +66,12 @@ class Pass {
           writer_(writer),
           report_(report),
           hooks_(hooks),
-          soundtrack_(request, [&writer](std::span<const float> samples) {
-              writer.writeSamples(samples.data(),
-                                  samples.size() / static_cast<std::size_t>(writer.settings().channels));
+          soundtrack_(request, [&writer](std::span<const float> samples, bool own) {
+              const auto width = static_cast<std::size_t>(writer.settings().channels);
+              if (own)
+                  writer.writeOwnSamples(samples.data(), samples.size() / width);
+              else
+                  writer.writeSamples(samples.data(), samples.size() / width);
           }) {}
 
     void run() {
@@ -360,7 +364,7 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.conversions = request.notes;
     if (request.copying) {
         const Copying& copying = *request.copying;
-        report.copies = ReportedCopies{copying.copied, report.frames - copying.copied, {}, copying.why};
+        report.copies = ReportedCopies{copying.copied, report.frames - copying.copied, {}, copying.why, 0};
         for (const media::CopyRun& run : request.copying->runs)
             report.copies->runs.push_back({run.pictures(), run.clip, run.range.firstPicture});
     }
@@ -397,19 +401,40 @@ void renderOnce(const RenderSettings& settings, MovieRequest& request, Report& r
     report.finishSeconds = since(ending);
     report.pictureSeconds = writer.pictureSeconds();
     report.soundSeconds = writer.soundSeconds();
+    if (report.copies)
+        report.copies->soundSeconds = static_cast<double>(writer.copiedSamples()) / request.writer.sampleRate;
     for (const std::string& line : writer.warnings())
         report.warnings.push_back(media::quotedName(settings.output) + ": " + line);
+}
+
+// What a try told is forgotten, and the clips stand at their beginnings.
+void startAnew(MovieRequest& request, Report& report) {
+    for (Clip& clip : request.clips) clip.restart();
+    report.transitions.clear();
+    report.remarks = request.levels;
+    report.conversions = request.notes;
+    report.warnings.clear();
 }
 
 // Copies that turned out wrong are dropped, and all is encoded.
 void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Report& report) {
     request.writer.copies.reset();
-    for (Clip& clip : request.clips) clip.restart();
-    report.transitions.clear();
-    report.remarks = request.levels;
-    report.conversions = request.notes;
+    request.writer.soundCopy.reset();
+    request.writer.soundCodec = media::SoundCodec::usual;
+    startAnew(request, report);
     report.warnings = {fmt::format("{}; rendered in full instead", problem.what())};
-    report.copies = ReportedCopies{0, report.frames, {}, problem.what()};
+    report.copies = ReportedCopies{0, report.frames, {}, problem.what(), 0};
+}
+
+// Sound that cannot be copied here is encoded; nobody hears the difference.
+void renderCopied(const RenderSettings& settings, MovieRequest& request, Report& report, const RenderHooks& hooks) {
+    try {
+        renderOnce(settings, request, report, hooks);
+    } catch (const media::SoundCopyFailed&) {
+        request.writer.soundCopy.reset();
+        startAnew(request, report);
+        renderOnce(settings, request, report, hooks);
+    }
 }
 
 }  // namespace
@@ -419,7 +444,7 @@ void renderMovie(const RenderSettings& settings, MovieRequest& request, Report& 
     try {
         if (!request.writer.copies) return renderOnce(settings, request, report, hooks);
         try {
-            renderOnce(settings, request, report, hooks);
+            renderCopied(settings, request, report, hooks);
         } catch (const media::CopyCheckFailed& problem) {
             dropCopies(problem, request, report);
             renderOnce(settings, request, report, hooks);

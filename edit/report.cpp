@@ -118,6 +118,7 @@ Json copiesJson(const ReportedCopies& copies) {
         }
         json["runs"].push_back(std::move(one));
     }
+    if (copies.soundSeconds > 0) json["soundSeconds"] = copies.soundSeconds;
     return json;
 }
 

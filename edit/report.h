@@ -59,6 +59,7 @@ struct ReportedCopies {
     std::int64_t encoded = 0;
     std::vector<Run> runs;
     std::string why;  ///< why nothing was copied; empty when something was
+    double soundSeconds = 0;  ///< of sound whose packets were copied
 };
 
 /// The whole run.
@@ -88,7 +89,7 @@ struct Report {
     double renderSeconds = 0;
     double finishSeconds = 0;
     double pictureSeconds = 0;  ///< of the writer's thread: pictures copied and encoded
-    double soundSeconds = 0;    ///< of the same: sound encoded
+    double soundSeconds = 0;    ///< of the same: sound copied and encoded
     double seconds = 0;
 };
 

@@ -18,8 +18,8 @@
 #include "edit/parallel.h"
 #include "edit/resultshape.h"
 #include "edit/seams.h"
+#include "edit/soundcopying.h"
 #include "media/MusicFile.h"
-#include "media/Pattern.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
 #include "media/StillHead.h"
@@ -36,7 +36,6 @@ using media::ColourWishes;
 using media::factsOf;
 using media::FieldOrder;
 using media::FrameRate;
-using media::isPattern;
 using media::MediaInfo;
 using media::MediaKind;
 using media::MovieColour;
@@ -497,8 +496,10 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     settleCopies(edit, settings, request);
     // What is planned anew has measured its sound.
     if (deepened && !request.writer.copies) return withoutCopies(edit, settings, request);
-    if (request.clipSound && !settings.output.empty() && !settings.planOnly)
+    if (request.clipSound && !settings.output.empty() && !settings.planOnly) {
         settleGains(edit, request, settings.cancel);
+        settleSoundCopies(request, settings);
+    }
     return request;
 }
 

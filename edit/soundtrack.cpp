@@ -1,6 +1,10 @@
 #include "edit/soundtrack.h"
 
+#include <algorithm>
+
 #include "edit/sound.h"
+#include "edit/soundcopying.h"
+#include "host/AudioMix.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -23,6 +27,11 @@ Soundtrack::Soundtrack(const MovieRequest& request, Sink sink)
       sink_(std::move(sink)),
       limiter_(request.writer.channels, request.writer.sampleRate, request.limiter) {
     if (!request.musicFile.empty()) music_.emplace(request);
+    const auto samplesAt = [&](std::int64_t frame) {
+        return host::samplesBefore(frame, request.writer.sampleRate, static_cast<int>(request.rate.num),
+                                   static_cast<int>(request.rate.den));
+    };
+    own_ = samplesAt(request.first + unchangedFrames(request)) - samplesAt(request.first);
     const std::vector<Segment>& segments = request.plan.segments;
     for (std::size_t i = 1; i < segments.size(); ++i) {
         const int before = lastClipOf(segments[i - 1]);
@@ -55,7 +64,14 @@ void Soundtrack::finish() {
 }
 
 void Soundtrack::send() {
-    if (!limited_.empty()) sink_(limited_);
+    const auto width = static_cast<std::size_t>(request_.writer.channels);
+    const std::span<const float> all = limited_;
+    const auto frames = static_cast<std::int64_t>(all.size() / width);
+    const std::int64_t own = std::clamp<std::int64_t>(std::min(own_, told().untouched) - sent_, 0, frames);
+    const std::size_t values = static_cast<std::size_t>(own) * width;
+    if (values > 0) sink_(all.first(values), true);
+    if (values < all.size()) sink_(all.subspan(values), false);
+    sent_ += frames;
     limited_.clear();
 }
 

@@ -20,7 +20,8 @@ namespace tumblewash::edit {
 class Soundtrack {
   public:
     /// What takes finished samples, interleaved; never none.
-    using Sink = std::function<void(std::span<const float> interleaved)>;
+    /// `own` is true as long as all samples so far are those of the clip that the movie begins with.
+    using Sink = std::function<void(std::span<const float> interleaved, bool own)>;
 
     /// The request must outlive the object. Throws MediaError when the music cannot be read.
     Soundtrack(const MovieRequest& request, Sink sink);
@@ -43,6 +44,8 @@ class Soundtrack {
     Limiter limiter_;
     std::optional<Music> music_;
     std::vector<float> limited_;
+    std::int64_t own_ = 0;   // sample frames that nothing but the limiter changes
+    std::int64_t sent_ = 0;  // sample frames
     std::set<std::int64_t> ending_;     // frames after which another clip's sound begins
     std::set<std::int64_t> beginning_;  // frames before which another clip's sound ended
 };

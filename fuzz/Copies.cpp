@@ -7,10 +7,12 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "fuzz/Target.h"
 #include "fuzz/UnsteadyFile.h"
 #include "media/PacketIndex.h"
+#include "media/SoundCopy.h"
 #include "media/Writer.h"
 
 namespace {
@@ -19,6 +21,7 @@ using tumblewash::fuzz::demand;
 using tumblewash::media::CopyPlan;
 using tumblewash::media::PacketIndex;
 using tumblewash::media::PacketRange;
+using tumblewash::media::SoundCopy;
 using tumblewash::media::Writer;
 using tumblewash::media::WriterSettings;
 
@@ -47,14 +50,21 @@ void copy(const std::shared_ptr<const PacketIndex>& index, const PacketRange& ra
     settings.width = index->facts().width;
     settings.height = index->facts().height;
     settings.rate = index->info().rate;
-    settings.sound = false;
     settings.force = true;
     settings.threads = 1;
     settings.copies = plan;
     const std::string output =
         std::filesystem::temp_directory_path() / ("tumblewash-fuzz-" + std::to_string(getpid()) + ".mkv");
+    settings.channels = index->info().channels == 1 ? 1 : 2;
+    settings.soundCopy = SoundCopy::of(index->info().path, {}, output, settings, 0);
+    settings.sound = settings.soundCopy != nullptr;
     Writer writer = Writer::open(output, settings);
-    for (std::int64_t i = 0; i < range.pictures; ++i) writer.copyPicture();
+    const std::vector<float> silence(4800);
+    for (std::int64_t i = 0; i < range.pictures; ++i) {
+        writer.copyPicture();
+        // The clip's own as far as the writer knows: what it finds in the packets may be anything.
+        writer.writeOwnSamples(silence.data(), silence.size() / static_cast<std::size_t>(settings.channels));
+    }
     writer.commit();
     std::filesystem::remove(output);
 }

@@ -38,10 +38,11 @@ bool decodes(const AVStream& stream, const AVPacket& packet) {
 
 }  // namespace
 
-void IndexCheck::note(const AVPacket& packet) noexcept {
+void IndexCheck::note(const AVPacket& packet, int64_t entries) noexcept {
     const auto index = static_cast<size_t>(packet.stream_index);
     if (index >= streams_.size()) return;
     Stream& stream = streams_[index];
+    stream.entries += entries;
     if (stream.packets++ > 0) return;
     stream.tailBytes = std::min(packet.size, kTail);
     std::memcpy(stream.tail.data(), packet.data + packet.size - stream.tailBytes,
@@ -51,9 +52,11 @@ void IndexCheck::note(const AVPacket& packet) noexcept {
 bool IndexCheck::sameStream(AVFormatContext& file, int index, const AVStream& written) const {
     if (static_cast<unsigned>(index) >= file.nb_streams) return false;
     const AVStream& found = *file.streams[index];
-    const int64_t packets = streams_[static_cast<size_t>(index)].packets;
-    return found.codecpar->codec_id == written.codecpar->codec_id && found.nb_frames == packets &&
-           avformat_index_get_entries_count(&found) == packets &&
+    const Stream& noted = streams_[static_cast<size_t>(index)];
+    // The library gathers samples that are not coded.
+    const bool listed =
+        noted.entries > noted.packets || avformat_index_get_entries_count(&found) == noted.packets;
+    return found.codecpar->codec_id == written.codecpar->codec_id && found.nb_frames == noted.entries && listed &&
            (found.codecpar->extradata_size > 0 || written.codecpar->extradata_size == 0);
 }
 

@@ -18,6 +18,8 @@
 #include "media/detail/MuxerFile.h"
 #include "media/detail/PacketFile.h"
 #include "media/detail/Sink.h"
+#include "media/detail/SoundEncoder.h"
+#include "media/detail/SoundSplicer.h"
 #include "media/detail/Splicer.h"
 #include "media/detail/VideoEncoder.h"
 
@@ -48,6 +50,18 @@ const Container& containerOf(const std::string& output) {
     throw MediaError(MediaErrorCode::badRequest, output, "is no movie this program writes");
 }
 
+/// An encoder of sound, and its bits in a second for two channels.
+struct SoundCoding {
+    const char* encoder;
+    int64_t bits;
+};
+
+SoundCoding soundCodingOf(const WriterSettings& settings, const Container& container) {
+    if (settings.soundCodec == SoundCodec::pcm) return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
+    if (settings.soundCodec == SoundCodec::flac) return {"flac", 0};
+    return {container.audioEncoder, container.audioBits};
+}
+
 bool isWebm(const Container& container) {
     return std::string_view(container.muxer) == "webm";
 }
@@ -63,7 +77,7 @@ class MovieSink final : public Sink {
         if (settings_.piece == Piece::none)
             writeHeader();
         else
-            piece_.emplace(file_, settings_.piece, video_ ? *video_ : *audio_);
+            piece_.emplace(file_, settings_.piece, video_ ? *video_ : audio_->codec());
     }
     ~MovieSink() override {
         endUnused();
@@ -77,6 +91,8 @@ class MovieSink final : public Sink {
     void picture(const PictureRef& picture) override;
     void copiedPicture() override;
     void samples(const float* interleaved, size_t frames) override;
+    void ownSamples(const float* interleaved, size_t frames) override;
+    int64_t copiedSamples() const noexcept override { return soundSplicer_ ? soundSplicer_->copied() : 0; }
     void finish() override;
     /// Instead of pictures and samples: packets that were encoded elsewhere.
     MergedPrints merge(const std::vector<PlacedPiece>& pictures, const std::string& sound);
@@ -88,11 +104,10 @@ class MovieSink final : public Sink {
     void writeHeader();
     void addTags();
     void addChapters();
-    CodecPtr makeEncoder(const char* name) const;
-    void open(AVCodecContext& codec, AVStream& stream) const;
-    void send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame);
+    std::unique_ptr<SoundEncoder> makeAudio(int64_t first, SoundEncoder::Emit emit) const;
+    void send(const AVFrame* frame);
     void mux(AVPacket& packet, AVRational base, const AVStream& stream);
-    void sendSound(size_t frames);
+    void muxSound(AVPacket& packet);
     void complete();
     void endUnused() noexcept;
     void checkHeader(const PacketFileReader& piece, const std::string& file,
@@ -102,7 +117,6 @@ class MovieSink final : public Sink {
           settings_(settings),
           container_(container),
           colour_(movieColourOf(output, settings)),
-          width_(static_cast<size_t>(settings.channels)),
           file_(settings.piece == Piece::none ? output : settings.pieceFile, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
     void option(int set) const;
@@ -111,21 +125,21 @@ class MovieSink final : public Sink {
     const WriterSettings settings_;
     const Container& container_;
     const MovieColour colour_;
-    const size_t width_;  // channels of the sound
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
     std::optional<MuxerFile> bytes_;
     IndexCheck index_;
-    CodecPtr video_, audio_;
-    std::unique_ptr<Splicer> splicer_;  // in place of the picture encoder
+    CodecPtr video_;
+    std::unique_ptr<SoundEncoder> audio_;
+    std::unique_ptr<Splicer> splicer_;            // in place of the picture encoder
+    std::unique_ptr<SoundSplicer> soundSplicer_;  // in place of the sound's
+    int64_t soundLead_ = 0;                       // sample frames of the track before time 0
     std::optional<PacketFileWriter> piece_;
     AVStream* videoStream_ = nullptr;
     AVStream* audioStream_ = nullptr;
     PacketPtr packet_ = newPacket();
     int64_t pictures_ = 0;
-    EncodedCount shown_, sounds_;
-    int64_t samples_ = 0;
-    std::vector<float> pending_;  // interleaved, less than one encoder frame between calls
+    EncodedCount shown_;
 };
 
 void MovieSink::failed(const char* what, int error) const {
@@ -154,18 +168,6 @@ void MovieSink::openMuxer() {
     bytes_.emplace(*muxer_, file_.descriptor(), settings_.cancel);
 }
 
-CodecPtr MovieSink::makeEncoder(const char* name) const {
-    const AVCodec* encoder = avcodec_find_encoder_by_name(name);
-    if (encoder == nullptr)
-        throw MediaError(
-            MediaErrorCode::encoding, output_,
-            std::string("this FFmpeg lacks the encoder ") + name + "; install Debian's libavcodec59");
-    CodecPtr codec(orBadAlloc(avcodec_alloc_context3(encoder)));
-    codec->flags |= AV_CODEC_FLAG_BITEXACT;
-    if ((muxer_->oformat->flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    return codec;
-}
-
 void MovieSink::openVideo() {
     if (settings_.copies) {
         splicer_ = std::make_unique<Splicer>(output_, settings_, [this](AVPacket& packet) {
@@ -180,31 +182,33 @@ void MovieSink::openVideo() {
     videoStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     videoStream_->avg_frame_rate = videoStream_->r_frame_rate = video_->framerate;
     videoStream_->sample_aspect_ratio = {1, 1};
-    open(*video_, *videoStream_);
+    const int opened = avcodec_open2(video_.get(), video_->codec, nullptr);
+    throwIfNotStarted(opened);
+    if (opened < 0) failed("its encoder does not start with these settings", opened);
+    videoStream_->time_base = video_->time_base;
+    if (avcodec_parameters_from_context(videoStream_->codecpar, video_.get()) < 0) throw std::bad_alloc();
     markVideoStream(output_, settings_, *videoStream_);
 }
 
-void MovieSink::openAudio() {
-    audio_ = makeEncoder(container_.audioEncoder);
-    AVCodecContext& codec = *audio_;
-    codec.sample_rate = settings_.sampleRate;
-    codec.time_base = {1, settings_.sampleRate};
-    // A channel alone costs half of a pair, six cost twice a pair: some hold little.
-    codec.bit_rate = settings_.channels == 1   ? container_.audioBits / 2
-                     : settings_.channels == 2 ? container_.audioBits
-                                               : container_.audioBits * 2;
-    codec.sample_fmt = isWebm(container_) ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_FLTP;
-    av_channel_layout_default(&codec.ch_layout, settings_.channels);
-    audioStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
-    open(codec, *audioStream_);
+std::unique_ptr<SoundEncoder> MovieSink::makeAudio(int64_t first, SoundEncoder::Emit emit) const {
+    const SoundCoding coding = soundCodingOf(settings_, container_);
+    return std::make_unique<SoundEncoder>(output_, settings_, coding.encoder, coding.bits, first, std::move(emit));
 }
 
-void MovieSink::open(AVCodecContext& codec, AVStream& stream) const {
-    const int opened = avcodec_open2(&codec, codec.codec, nullptr);
-    throwIfNotStarted(opened);
-    if (opened < 0) failed("its encoder does not start with these settings", opened);
-    stream.time_base = codec.time_base;
-    if (avcodec_parameters_from_context(stream.codecpar, &codec) < 0) throw std::bad_alloc();
+void MovieSink::openAudio() {
+    audioStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
+    const auto take = [this](AVPacket& packet) { muxSound(packet); };
+    if (settings_.soundCopy) {
+        const auto make = [this](int64_t first, SoundEncoder::Emit emit) { return makeAudio(first, std::move(emit)); };
+        soundSplicer_ = std::make_unique<SoundSplicer>(output_, settings_, make, take);
+        soundSplicer_->describe(*audioStream_);
+        soundLead_ = soundSplicer_->lead();
+        return;
+    }
+    audio_ = makeAudio(0, take);
+    soundLead_ = audio_->codec().initial_padding;
+    audioStream_->time_base = audio_->codec().time_base;
+    if (avcodec_parameters_from_context(audioStream_->codecpar, &audio_->codec()) < 0) throw std::bad_alloc();
 }
 
 void MovieSink::addTags() {
@@ -246,37 +250,40 @@ void MovieSink::writeHeader() {
     if (written < 0) failed("its header cannot be written", written);
 }
 
-void MovieSink::send(AVCodecContext& codec, const AVStream& stream, const AVFrame* frame) {
-    const int sent = avcodec_send_frame(&codec, frame);
+void MovieSink::send(const AVFrame* frame) {
+    const int sent = avcodec_send_frame(video_.get(), frame);
     if (sent < 0) failed("a picture or sound cannot be encoded", sent);
-    const bool sound = &codec == audio_.get();
-    EncodedCount& count = sound ? sounds_ : shown_;
-    if (frame != nullptr) count.given(sound ? frame->nb_samples : 1);
+    if (frame != nullptr) shown_.given(1);
     for (;;) {
         throwIfRaised(settings_.cancel, output_);
-        const int got = avcodec_receive_packet(&codec, packet_.get());
+        const int got = avcodec_receive_packet(video_.get(), packet_.get());
         if (got == AVERROR(EAGAIN) || got == AVERROR_EOF) return;
         if (got < 0) failed("a picture or sound cannot be encoded", got);
-        count.packet();
-        if (!sound && packet_->duration == 0) packet_->duration = 1;
-        if (piece_) {
+        shown_.packet();
+        if (packet_->duration == 0) packet_->duration = 1;
+        if (piece_)
             piece_->packet(*packet_);
-            continue;
-        }
-        mux(*packet_, codec.time_base, stream);
+        else
+            mux(*packet_, video_->time_base, *videoStream_);
     }
+}
+
+void MovieSink::muxSound(AVPacket& packet) {
+    if (piece_) return piece_->packet(packet);
+    mux(packet, {1, settings_.sampleRate}, *audioStream_);
 }
 
 /// Takes the packet over; its times are counted in `base`.
 void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
     // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
     if (&stream == audioStream_ && isWebm(container_)) {
-        packet.pts += audio_->initial_padding;
-        packet.dts += audio_->initial_padding;
+        packet.pts += soundLead_;
+        packet.dts += soundLead_;
     }
     av_packet_rescale_ts(&packet, base, stream.time_base);
     packet.stream_index = stream.index;
-    if (container_.faststart) index_.note(packet);
+    const bool single = &stream == audioStream_ && settings_.soundCodec == SoundCodec::pcm;
+    if (container_.faststart) index_.note(packet, single ? packet.duration : 1);
     const int written = av_interleaved_write_frame(muxer_, &packet);
     if (written < 0) failed("cannot be written", written);
     // The buffered writer remembers trouble of the disk that no return value told.
@@ -293,46 +300,29 @@ void MovieSink::picture(const PictureRef& picture) {
     const FramePtr frame = encoderFrame(picture, settings_, *video_, colour_);
     if (piece_) piece_->print(printOf(*frame));
     frame->pts = pictures_++;
-    send(*video_, *videoStream_, frame.get());
-}
-
-/// Encodes the first `frames` of the pending samples.
-void MovieSink::sendSound(size_t frames) {
-    const FramePtr frame = newFrame();
-    frame->nb_samples = static_cast<int>(frames);
-    frame->format = audio_->sample_fmt;
-    frame->sample_rate = audio_->sample_rate;
-    if (av_channel_layout_copy(&frame->ch_layout, &audio_->ch_layout) < 0) throw std::bad_alloc();
-    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
-    if (audio_->sample_fmt == AV_SAMPLE_FMT_FLT) {
-        std::memcpy(frame->data[0], pending_.data(), frames * width_ * sizeof(float));
-    } else {
-        for (size_t c = 0; c < width_; ++c) {
-            auto* plane = reinterpret_cast<float*>(frame->extended_data[c]);
-            for (size_t i = 0; i < frames; ++i) plane[i] = pending_[width_ * i + c];
-        }
-    }
-    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(frames * width_));
-    frame->pts = samples_;
-    samples_ += static_cast<int64_t>(frames);
-    send(*audio_, *audioStream_, frame.get());
+    send(frame.get());
 }
 
 void MovieSink::samples(const float* interleaved, size_t frames) {
-    if (!audio_) return;
-    const auto unit = static_cast<size_t>(std::max(1, audio_->frame_size));
-    pending_.insert(pending_.end(), interleaved, interleaved + frames * width_);
-    while (pending_.size() >= unit * width_) sendSound(unit);
+    if (soundSplicer_)
+        soundSplicer_->samples(interleaved, frames, false);
+    else if (audio_)
+        audio_->samples(interleaved, frames);
+}
+
+void MovieSink::ownSamples(const float* interleaved, size_t frames) {
+    if (!soundSplicer_) return samples(interleaved, frames);
+    soundSplicer_->samples(interleaved, frames, true);
 }
 
 void MovieSink::finish() {
-    if (audio_ && !pending_.empty()) sendSound(pending_.size() / width_);
     if (splicer_)
         splicer_->finish();
     else if (video_)
-        send(*video_, *videoStream_, nullptr);
-    if (audio_) send(*audio_, *audioStream_, nullptr);
-    if (!shown_.whole(1, 0) || (audio_ && !sounds_.whole(audio_->frame_size, audio_->initial_padding)))
+        send(nullptr);
+    if (audio_) audio_->finish();
+    if (soundSplicer_) soundSplicer_->finish();
+    if (!shown_.whole(1, 0) || (audio_ && !audio_->whole()) || (soundSplicer_ && !soundSplicer_->whole()))
         throw MediaError(MediaErrorCode::encoding, output_,
                          "its encoder left out pictures or sound; memory may be short, run again");
     complete();
@@ -421,19 +411,19 @@ MergedPrints MovieSink::merge(const std::vector<PlacedPiece>& pictures, const st
     };
     if (!sound.empty()) {
         audio.emplace(sound);
-        checkHeader(*audio, sound, *audio_);
+        checkHeader(*audio, sound, audio_->codec());
     }
     PacketPtr picture = nextVideo();
     PacketPtr samples = nextAudio();
     while (picture || samples) {
         throwIfRaised(settings_.cancel, output_);
         const bool first = picture && (!samples || av_compare_ts(picture->dts, video_->time_base,
-                                                                 samples->dts, audio_->time_base) <= 0);
+                                                                 samples->dts, audio_->codec().time_base) <= 0);
         if (first) {
             mux(*picture, video_->time_base, *videoStream_);
             picture = nextVideo();
         } else {
-            mux(*samples, audio_->time_base, *audioStream_);
+            mux(*samples, audio_->codec().time_base, *audioStream_);
             samples = nextAudio();
         }
     }

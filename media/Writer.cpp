@@ -72,7 +72,11 @@ constexpr size_t kLargeQueueDepth = 2;
 // Until asked again whether the work was cancelled.
 constexpr auto kPatience = std::chrono::milliseconds(100);
 
-using Sound = std::vector<float>;
+using Samples = std::vector<float>;
+struct Sound {
+    Samples samples;
+    bool own = false;  // what the settings' copy of sound holds
+};
 // A picture that is copied, of which there is nothing to hand on.
 struct Copied {};
 using Item = std::variant<PictureRef, Sound, Copied>;
@@ -122,6 +126,7 @@ struct Writer::Impl {
     void waitUntilDone();
     void throwFailure();
     void passSound(bool last);
+    void passSome(size_t frames, bool own);
     int64_t soundUpTo(int64_t pictureIndex) const {
         return av_rescale_rnd(pictureIndex, int64_t{settings.sampleRate} * settings.rate.den,
                               settings.rate.num, AV_ROUND_DOWN);
@@ -133,8 +138,9 @@ struct Writer::Impl {
     std::unique_ptr<Sink> sink;  // the worker's until it has ended
     int64_t pictures = 0;
     int64_t samples = 0;  // given by the caller
+    int64_t owned = 0;    // of them, from the first on, what the settings' copy of sound holds
     int64_t passed = 0;   // given to the sink
-    Sound held;           // sound whose picture has not come yet
+    Samples held;         // sound whose picture has not come yet
     bool committed = false;
 
     std::thread worker;
@@ -165,8 +171,10 @@ void Writer::Impl::work() {
                 sink->picture(*picture);
             else if (std::holds_alternative<Copied>(item))
                 sink->copiedPicture();
-            else if (const Sound& sound = std::get<Sound>(item); !sound.empty())
-                sink->samples(sound.data(), sound.size() / width());
+            else if (const auto& [samples, own] = std::get<Sound>(item); own)
+                sink->ownSamples(samples.data(), samples.size() / width());
+            else
+                sink->samples(samples.data(), samples.size() / width());
         } catch (...) {
             problem = std::current_exception();
         }
@@ -226,12 +234,18 @@ void Writer::Impl::passSound(bool last) {
     }
     const auto wanted = static_cast<size_t>(soundUpTo(pictures) - passed) * width();
     if (last) held.resize(wanted, 0.0F);
-    const size_t take = std::min(wanted, held.size());
-    if (take == 0) return;
-    const auto cut = held.begin() + static_cast<ptrdiff_t>(take);
-    Sound now(held.begin(), cut);
+    const size_t take = std::min(wanted, held.size()) / width();
+    const size_t own = std::min(take, static_cast<size_t>(std::max<int64_t>(0, owned - passed)));
+    passSome(own, true);
+    passSome(take - own, false);
+}
+
+void Writer::Impl::passSome(size_t frames, bool own) {
+    if (frames == 0) return;
+    const auto cut = held.begin() + static_cast<ptrdiff_t>(frames * width());
+    Sound now{Samples(held.begin(), cut), own};
     held.erase(held.begin(), cut);
-    passed += static_cast<int64_t>(take / width());
+    passed += static_cast<int64_t>(frames);
     push(std::move(now));
 }
 
@@ -313,6 +327,15 @@ void Writer::writeSamples(const float* interleaved, size_t frames) {
     impl_->held.insert(impl_->held.end(), interleaved, interleaved + frames * impl_->width());
     impl_->samples += static_cast<int64_t>(frames);
     impl_->passSound(false);
+}
+
+void Writer::writeOwnSamples(const float* interleaved, size_t frames) {
+    if (impl_->owned == impl_->samples) impl_->owned += static_cast<int64_t>(frames);
+    writeSamples(interleaved, frames);
+}
+
+int64_t Writer::copiedSamples() const noexcept {
+    return impl_->committed ? impl_->sink->copiedSamples() : 0;
 }
 
 void Writer::commit() {

@@ -23,6 +23,15 @@ struct Chapter {
     std::string title;
 };
 
+class SoundCopy;
+
+/// How a movie's sound is coded.
+enum class SoundCodec {
+    usual,  ///< AAC, in .webm Opus
+    pcm,    ///< as it is; .mov and .mkv
+    flac    ///< without a loss; .mkv
+};
+
 /// A stretch of a movie on its own, for a movie that is made in several places (Pieces.h).
 enum class Piece { none, pictures, sound };
 
@@ -52,6 +61,10 @@ struct WriterSettings {
     int64_t pictures = 0;           ///< how many will be written, where that is known: the last chapter's end
     std::shared_ptr<const CopyPlan> copies;  ///< movies: pictures that are taken from clips as they are coded;
                                              ///< none: all are encoded
+    std::shared_ptr<const SoundCopy> soundCopy;  ///< movies: what the sound begins with as it is coded, see
+                                                 ///< `writeOwnSamples`; none: all is encoded
+    SoundCodec soundCodec = SoundCodec::usual;
+    int soundBits = 0;  ///< of a sample of `pcm` and `flac`: 16 or 24
     int threads = 0;            ///< encoder threads, 0: `usualEncoderThreads`
     Piece piece = Piece::none;  ///< movies: not the file but a piece of it goes into `pieceFile`
     std::string pieceFile;
@@ -96,6 +109,9 @@ class Writer {
     /// The next sample frames, interleaved; any number. Beyond the pictures' length they are
     /// dropped, what is missing is filled with silence, both at `commit`.
     void writeSamples(const float* interleaved, size_t frames);
+    /// The same for sound that is the settings' `soundCopy` to the bit, as all before it was: its packets may be
+    /// copied.
+    void writeOwnSamples(const float* interleaved, size_t frames);
 
     int64_t pictures() const noexcept;
     int64_t samples() const noexcept;
@@ -103,10 +119,13 @@ class Writer {
     /// Seconds that the writer's own thread has spent on pictures and on sound.
     double pictureSeconds() const;
     double soundSeconds() const;
+    /// Sample frames whose packets were copied; once it is committed.
+    int64_t copiedSamples() const noexcept;
 
     /// Finishes the file: the encoder's last pictures, the index, fsync, close, rename, fsync of the folder.
     /// Afterwards the output is complete under its name. Throws MediaError, and then the old file is as it
-    /// was; CopyCheckFailed when copied pictures do not decode as their clips' do.
+    /// was; CopyCheckFailed when copied pictures do not decode as their clips' do, and SoundCopyFailed when copied
+    /// sound cannot be joined to what follows it.
     void commit();
 
     /// What a user should know about the committed output, one line each without its name.

@@ -14,8 +14,9 @@ namespace tumblewash::media {
 
 class IndexCheck {
   public:
-    /// A packet on its way to the muxer. Streams count from 0; those beyond the second are not looked at.
-    void note(const AVPacket& packet) noexcept;
+    /// A packet on its way to the muxer. Streams count from 0; those beyond the second are not looked at. `entries`:
+    /// how many the index has for it, one for each sample frame where they are not coded.
+    void note(const AVPacket& packet, int64_t entries) noexcept;
     /// True when the file in `bytes` has as many packets in each stream, begins with the same ones, and says
     /// how they are decoded. Throws std::bad_alloc.
     bool holds(const MuxerFile& bytes, const AVFormatContext& muxer) const;
@@ -24,6 +25,7 @@ class IndexCheck {
     static constexpr int kTail = 16;
     struct Stream {
         int64_t packets = 0;
+        int64_t entries = 0;
         int tailBytes = 0;
         std::array<uint8_t, kTail> tail{};  // of the first packet: what stands before it is coded anew
     };

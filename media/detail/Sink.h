@@ -20,6 +20,10 @@ class Sink {
     /// The next picture is one that the settings' copy plan takes from a clip.
     virtual void copiedPicture() {}
     virtual void samples(const float* interleaved, size_t frames) = 0;
+    /// The same for sound that is, from the movie's start up to here, what the settings' `soundCopy` holds.
+    virtual void ownSamples(const float* interleaved, size_t frames) { samples(interleaved, frames); }
+    /// Sample frames whose packets were copied.
+    virtual int64_t copiedSamples() const noexcept { return 0; }
     /// Completes the output and puts it in place.
     virtual void finish() = 0;
     /// What a user should know about the finished output.

@@ -31,7 +31,7 @@ MovieRequest cuts(const std::vector<std::string>& scenes) {
 std::vector<float> play(const MovieRequest& request, float level) {
     std::vector<float> out;
     Soundtrack track(request,
-                     [&](std::span<const float> some) { out.insert(out.end(), some.begin(), some.end()); });
+                     [&](std::span<const float> some, bool) { out.insert(out.end(), some.begin(), some.end()); });
     for (std::int64_t frame = 0; frame < request.plan.frames; ++frame)
         track.add(frame, std::vector<float>(2 * kPairs, frame < 10 ? level : -level));
     track.finish();

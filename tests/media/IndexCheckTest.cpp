@@ -36,7 +36,7 @@ class IndexCheckTest : public testing::Test {
             avcodec_parameters_copy(avformat_new_stream(muxer_, nullptr)->codecpar,
                                     raw->streams[i]->codecpar);
         const PacketPtr packet = newPacket();
-        for (; av_read_frame(raw, packet.get()) >= 0; av_packet_unref(packet.get())) check_.note(*packet);
+        for (; av_read_frame(raw, packet.get()) >= 0; av_packet_unref(packet.get())) check_.note(*packet, 1);
     }
     ~IndexCheckTest() override { avformat_free_context(muxer_); }
 
