@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "edit/eligible.h"
 #include "edit/errors.h"
 #include "media/Quoting.h"
+#include "media/SeamCost.h"
 
 namespace tumblewash::edit {
 
@@ -26,9 +28,8 @@ Indexes indexesOf(const RenderSettings& settings, const MovieRequest& request) {
         const Clip& clip = request.clips[i];
         std::shared_ptr<const PacketIndex> index;
         for (std::size_t k = 0; k < i && !index; ++k)
-            if (out[k] && request.clips[k].path() == clip.path()) index = out[k];
-        if (!index && !clip.isBlack())
-            index = PacketIndex::read(clip.path(), clip.info().identity, settings.cancel);
+            if (request.clips[k].path() == clip.path()) index = out[k];
+        if (!index) index = PacketIndex::read(clip.path(), clip.info().identity, settings.cancel);
         out.push_back(std::move(index));
     }
     return out;
@@ -85,16 +86,44 @@ Copying copyingOf(const MovieRequest& request, const Indexes& indexes) {
     return copying;
 }
 
+/// About how long the pictures take on this machine: encoded ones by doing some, copied ones by how long it took to
+/// read them, since they are read for the index and the copy, written, and read back.
+void estimate(const MovieRequest& request, const Indexes& indexes, double readSeconds, Copying& copying) {
+    constexpr double kPasses = 4;
+    std::int64_t read = 0;
+    for (const auto& index : indexes) read += index->pictures();
+    const media::SeamCost each = media::measureSeams(indexes.front(), request.reader);
+    const double copied = static_cast<double>(copying.copied);
+    const double encoded = static_cast<double>(copying.encoded);
+    // Up to a second on each side of every copied run is decoded once more, and in its clip.
+    double compared = 0;
+    for (const CopyRun& run : copying.runs)
+        if (run.clip != CopyRun::kEncoded)
+            compared += std::min(4 * request.rate.value(), 4 * static_cast<double>(run.pictures()));
+    copying.seconds = readSeconds * (1 + (kPasses - 1) * copied / static_cast<double>(std::max<std::int64_t>(1, read))) +
+                      encoded * (2 * each.decoding + each.encoding) + compared * each.decoding;
+    copying.fullSeconds = (copied + encoded) * (each.decoding + each.encoding);
+}
+
 }  // namespace
 
 void settleCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& request) {
     if (settings.copyBodies == CopyBodies::never) return;
-    const Indexes indexes = indexesOf(settings, request);
+    Indexes indexes;
     Copying copying;
     RenderSettings asked = settings;
     asked.colour = settings.colour.orElse(edit.output.colour);
-    copying.why = whyNotCopied(asked, request, indexes);
+    copying.why = whyNotCopiedAtOnce(asked, request);
+    double readSeconds = 0;
+    if (copying.why.empty()) {
+        const auto began = std::chrono::steady_clock::now();
+        indexes = indexesOf(settings, request);
+        readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+        copying.why = whyNotCopied(request, indexes);
+    }
     if (copying.why.empty()) copying = copyingOf(request, indexes);
+    if (copying.why.empty() && settings.output.empty())
+        estimate(request, indexes, readSeconds, copying);
     if (!copying.why.empty()) {
         if (settings.copyBodies == CopyBodies::always) throw Refusal(Problem::BadRequest, copying.why);
         request.notes.push_back(copying.why);
@@ -126,9 +155,13 @@ std::string copyingTable(const MovieRequest& request) {
         frame = last + 1;
     }
     const std::int64_t all = copying.copied + copying.encoded;
-    return out + fmt::format("{} of {} frames are copied and {} encoded, {:.1f} % of the work on pictures\n",
-                             copying.copied, all, copying.encoded,
-                             100.0 * static_cast<double>(copying.encoded) / static_cast<double>(all));
+    out += fmt::format("{} of {} frames are copied and {} encoded, {:.1f} % of the work on pictures\n",
+                       copying.copied, all, copying.encoded,
+                       100.0 * static_cast<double>(copying.encoded) / static_cast<double>(all));
+    if (copying.seconds >= 0)
+        out += fmt::format("about {:.1f} s for pictures on this machine, and {:.1f} s if all of them were encoded\n",
+                           copying.seconds, copying.fullSeconds);
+    return out;
 }
 
 }  // namespace tumblewash::edit

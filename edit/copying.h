@@ -35,6 +35,8 @@ struct Copying {
     std::vector<media::CopyRun> runs;    ///< of what is rendered, in order
     std::int64_t copied = 0;             ///< frames in all
     std::int64_t encoded = 0;
+    double seconds = -1;      ///< that the pictures would take here, about; -1: not asked for
+    double fullSeconds = -1;  ///< were all of them encoded
     std::string why;  ///< why nothing is copied, a sentence; empty when something is
     std::vector<std::string> notes;  ///< which clips are encoded from end to end
 };

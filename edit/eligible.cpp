@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "media/CopiedCodecs.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::edit {
@@ -29,6 +30,16 @@ std::string nameOf(const PacketIndex& clip) {
     return media::quotedName(clip.info().path);
 }
 
+/// The codec of a clip's pictures for readers, and whether it is copied.
+std::string codecName(const MediaInfo& clip) {
+    const auto known = media::codecOfName(clip.videoCodec);
+    return known ? factsOf(*known).name : clip.videoCodec;
+}
+bool isMovie(const Clip& clip) {
+    // Drawn clips are no files.
+    return clip.info().kind == media::MediaKind::clip && clip.info().identity.has_value();
+}
+
 /// "30", "29.97".
 std::string rateOf(FrameRate rate) {
     return fmt::format("{:g}", std::round(rate.value() * 1000) / 1000);
@@ -46,15 +57,19 @@ std::string turnOf(int orientation) {
     }
 }
 
-/// What one clip's pictures are, whatever the others are.
-std::string troubleOf(const PacketIndex& clip) {
-    const MediaInfo& info = clip.info();
+/// What one clip's pictures are, whatever the others are, as far as its header tells.
+std::string troubleOf(const MediaInfo& info) {
     if (info.orientation != 1)
         return fmt::format("is shown {}: copied packets cannot be turned", turnOf(info.orientation));
     if (info.fields != FieldOrder::progressive)
         return "is interlaced: joining it means deinterlacing every frame";
     if (info.hasAlpha) return "has transparency, which is copied by no codec here";
     if (info.colour.hdr10Plus || info.colour.dolbyVision) return "carries HDR metadata per picture";
+    return {};
+}
+
+/// The same as far as its packets tell.
+std::string troubleOf(const PacketIndex& clip) {
     if (!clip.trouble().empty()) return clip.trouble();
     const TrackFacts& facts = clip.facts();
     if (!(facts.pixelAspect == FrameRate{1, 1}))
@@ -121,23 +136,39 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
     return {};
 }
 
-/// What a clip has to have as the movie shall have it.
-std::string conflictOf(const RenderSettings& settings, const MovieRequest& request, const PacketIndex& clip) {
-    const TrackFacts& facts = clip.facts();
-    if (settings.colour.codec && settings.colour.codec != facts.codec)
-        return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded",
-                           nameOf(clip), facts.codecName, factsOf(*settings.colour.codec).name);
+/// Whether the movie can have a clip's codec.
+std::string conflictOf(const RenderSettings& settings, const MediaInfo& clip) {
+    const std::string name = media::quotedName(clip.path);
+    const auto codec = media::codecOfName(clip.videoCodec);
+    if (!codec || !media::isCopied(*codec)) return fmt::format("{} is {}, which is not copied", name, codecName(clip));
+    if (settings.colour.codec && settings.colour.codec != codec)
+        return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded", name,
+                           codecName(clip), factsOf(*settings.colour.codec).name);
     const media::MovieKind* const kind = movieKindOf(settings.output);
-    if (kind != nullptr &&
-        std::find(kind->codecs.begin(), kind->codecs.end(), *facts.codec) == kind->codecs.end())
-        return fmt::format("{} is {}, which goes into {} files and not into {}", nameOf(clip),
-                           facts.codecName, media::endingsOf(*facts.codec), kind->ending);
+    if (kind != nullptr && std::find(kind->codecs.begin(), kind->codecs.end(), *codec) == kind->codecs.end())
+        return fmt::format("{} is {}, which goes into {} files and not into {}", name, codecName(clip),
+                           media::endingsOf(*codec), kind->ending);
+    return {};
+}
+
+/// FFmpeg's name of the pictures that are encoded beside such a clip's.
+std::string seamPixels(const TrackFacts& facts) {
+    if (facts.codec == Codec::prores) return "yuv422p10le";
+    return facts.pixels.ends_with("10le") ? "yuv420p10le" : "yuv420p";
+}
+
+/// What a clip has to have as the movie shall have it.
+std::string conflictOf(const MovieRequest& request, const PacketIndex& clip) {
+    const TrackFacts& facts = clip.facts();
     if (facts.width != request.size.width || facts.height != request.size.height)
         return fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled",
                            nameOf(clip), facts.width, facts.height, describe(request.size));
     if (!(clip.info().rate == request.rate))
         return fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
                            rateOf(clip.info().rate), rateOf(request.rate));
+    if (const std::string seams = seamPixels(facts); facts.pixels != seams)
+        return fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one", nameOf(clip),
+                           facts.pixels, seams);
     const media::ClipColour& colour = clip.info().colour;
     if (request.writer.colour &&
         (colour.transfer != request.writer.colour->transfer || colour.depth != request.writer.colour->depth ||
@@ -150,20 +181,31 @@ std::string conflictOf(const RenderSettings& settings, const MovieRequest& reque
 
 }  // namespace
 
-std::string whyNotCopied(const RenderSettings& settings, const MovieRequest& request,
-                         const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
+std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request) {
     if (!settings.output.empty() && movieKindOf(settings.output) == nullptr)
         return fmt::format("{} is no movie: copies go into .mp4, .mov, .mkv and .webm",
                            media::quotedName(settings.output));
     if (request.writer.keepAlpha) return "--alpha keeps transparency, which no copied codec holds";
-    for (const auto& clip : clips) {
-        if (!clip) return "black is drawn here and has no packets to copy";
-        if (!clip->facts().codecName.empty() && !clips.front()->facts().codecName.empty() &&
-            clip->facts().codecName != clips.front()->facts().codecName)
+    const Clip& first = request.clips.front();
+    for (const Clip& clip : request.clips) {
+        if (clip.isBlack()) return "black is drawn here and has no packets to copy";
+        if (isMovie(clip) && isMovie(first) && clip.info().videoCodec != first.info().videoCodec)
             return fmt::format("{} is {} and {} {}: bodies can be copied only when all clips share a codec",
-                               nameOf(*clip), clip->facts().codecName, nameOf(*clips.front()),
-                               clips.front()->facts().codecName);
+                               media::quotedName(clip.path()), codecName(clip.info()),
+                               media::quotedName(first.path()), codecName(first.info()));
     }
+    for (const Clip& clip : request.clips) {
+        const std::string trouble = troubleOf(clip.info());
+        if (!trouble.empty()) return media::quotedName(clip.path()) + " " + trouble;
+    }
+    for (const Clip& clip : request.clips) {
+        if (!isMovie(clip)) continue;
+        if (std::string why = conflictOf(settings, clip.info()); !why.empty()) return why;
+    }
+    return {};
+}
+
+std::string whyNotCopied(const MovieRequest& request, const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
     for (const auto& clip : clips) {
         if (const std::string trouble = troubleOf(*clip); !trouble.empty())
             return nameOf(*clip) + " " + trouble;
@@ -171,7 +213,7 @@ std::string whyNotCopied(const RenderSettings& settings, const MovieRequest& req
     for (const auto& clip : clips)
         if (const std::string why = differenceOf(*clips.front(), *clip); !why.empty()) return why;
     for (std::size_t i = 0; i < clips.size(); ++i) {
-        if (const std::string why = conflictOf(settings, request, *clips[i]); !why.empty()) return why;
+        if (const std::string why = conflictOf(request, *clips[i]); !why.empty()) return why;
         const Clip& clip = request.clips[i];
         if (clip.in() + clip.frames() > clips[i]->pictures())
             return fmt::format("{} shows {} frames and holds packets for {}", nameOf(*clips[i]),

@@ -11,9 +11,12 @@
 
 namespace tumblewash::edit {
 
-/// The sentence for the first thing that forbids copies of these clips, the request's in their order (null for
-/// black), into its movie; empty when nothing does.
-std::string whyNotCopied(const RenderSettings& settings, const MovieRequest& request,
+/// The sentence for the first thing that forbids copies as far as it shows without reading the clips' packets; empty
+/// when nothing does.
+std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request);
+
+/// The same for what their packets tell. `clips` are the request's in their order, of which none is black.
+std::string whyNotCopied(const MovieRequest& request,
                          const std::vector<std::shared_ptr<const media::PacketIndex>>& clips);
 
 }  // namespace tumblewash::edit

@@ -7,6 +7,7 @@
 #include "media/detail/Bits.h"
 #include "media/detail/PacketRewriter.h"
 #include "media/detail/SetIds.h"
+#include "media/detail/UnitRewriting.h"
 
 namespace tumblewash::media {
 
@@ -99,42 +100,30 @@ class AvcRewriter final : public PacketRewriter {
 
     std::optional<Bytes> rewritten(size_t source, ByteView packet, bool) const override {
         const Source& from = sources_[source];
-        const auto units = splitNalUnits(packet, from.sets.lengthSize);
-        if (!units) return std::nullopt;
-        Bytes out;
-        out.reserve(packet.size() + 64);
-        bool pictured = false;
-        for (const ByteView unit : *units) {
+        return rewrittenUnits(packet, from.sets.lengthSize, [&](ByteView unit, Bytes& out) {
             const int type = avcTypeOf(unit);
-            if (type == kAvcSlice || type == kAvcIdr) {
-                if (!addSlice(from, unit, out)) return std::nullopt;
-                pictured = true;
-            } else if (type == kAvcSei && !from.fresh) {
-                addInformation(from, unit, out);
-            }
-        }
-        if (!pictured) return std::nullopt;
-        return out;
+            if (type == kAvcSlice || type == kAvcIdr) return addSlice(from, unit, out);
+            if (type == kAvcSei && !from.fresh) addInformation(from, unit, out);
+            return UnitFate::done;
+        });
     }
 
   private:
-    static bool addSlice(const Source& from, ByteView unit, Bytes& out) {
+    static UnitFate addSlice(const Source& from, ByteView unit, Bytes& out) {
         const auto slice = readAvcSlice(unit);
-        if (!slice) return false;
+        if (!slice) return UnitFate::broken;
         const auto mapped = from.pps.find(slice->pps);
-        if (mapped == from.pps.end()) return false;
+        if (mapped == from.pps.end()) return UnitFate::broken;
         if (mapped->second == slice->pps)
             appendNalUnit(out, unit);
         else
             appendNalUnit(out, writeAvcSlice(unit, *slice, mapped->second));
-        return true;
+        return UnitFate::pictured;
     }
 
     /// Messages about buffering name a sequence parameter set, and are left out where that has another id now.
     static void addInformation(const Source& from, ByteView unit, Bytes& out) {
-        const bool kept =
-            std::all_of(from.sps.begin(), from.sps.end(), [](const auto& id) { return id.first == id.second; });
-        if (kept) return appendNalUnit(out, unit);
+        if (allKept(from.sps)) return appendNalUnit(out, unit);
         const Bytes rest = withoutBufferingPeriods(unit);
         if (!rest.empty()) appendNalUnit(out, rest);
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "media/CopiedCodecs.h"
+
 namespace tumblewash::media {
 
 namespace {
@@ -34,6 +36,12 @@ const std::vector<CodecFacts>& codecTable() {
 const CodecFacts& factsOf(Codec codec) {
     return *std::find_if(codecTable().begin(), codecTable().end(),
                          [&](const CodecFacts& facts) { return facts.id == codec; });
+}
+
+std::optional<Codec> codecOfName(const std::string& name) {
+    for (const CodecFacts& facts : codecTable())
+        if (name == facts.word) return facts.id;
+    return std::nullopt;
 }
 
 const std::vector<MovieKind>& movieKinds() {

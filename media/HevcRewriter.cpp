@@ -7,6 +7,7 @@
 #include "media/detail/HevcSets.h"
 #include "media/detail/PacketRewriter.h"
 #include "media/detail/SetIds.h"
+#include "media/detail/UnitRewriting.h"
 
 namespace tumblewash::media {
 
@@ -124,43 +125,30 @@ class HevcRewriter final : public PacketRewriter {
 
     std::optional<Bytes> rewritten(size_t source, ByteView packet, bool begins) const override {
         const Source& from = sources_[source];
-        const auto units = splitNalUnits(packet, from.sets.lengthSize);
-        if (!units) return std::nullopt;
-        Bytes out;
-        out.reserve(packet.size() + 64);
-        bool pictured = false;
-        for (const ByteView unit : *units) {
+        return rewrittenUnits(packet, from.sets.lengthSize, [&](ByteView unit, Bytes& out) {
             const int type = hevcTypeOf(unit);
-            if (hevcIsSlice(type)) {
-                if (!addSlice(from, unit, begins, out)) return std::nullopt;
-                pictured = true;
-            } else if ((type == kHevcSei || type == kHevcSuffixSei) && !from.fresh) {
-                addInformation(from, unit, out);
-            }
-        }
-        if (!pictured) return std::nullopt;
-        return out;
+            if (hevcIsSlice(type)) return addSlice(from, unit, begins, out);
+            if ((type == kHevcSei || type == kHevcSuffixSei) && !from.fresh) addInformation(from, unit, out);
+            return UnitFate::done;
+        });
     }
 
   private:
-    static bool addSlice(const Source& from, ByteView unit, bool begins, Bytes& out) {
+    static UnitFate addSlice(const Source& from, ByteView unit, bool begins, Bytes& out) {
         const auto slice = readHevcSlice(unit);
-        if (!slice || (begins && !hevcRefreshes(hevcTypeOf(unit)))) return false;
+        if (!slice || (begins && !hevcRefreshes(hevcTypeOf(unit)))) return UnitFate::broken;
         const auto mapped = from.pps.find(slice->pps);
-        if (mapped == from.pps.end()) return false;
+        if (mapped == from.pps.end()) return UnitFate::broken;
         if (mapped->second == slice->pps && !begins)
             appendNalUnit(out, unit);
         else
             appendNalUnit(out, writeHevcSlice(unit, *slice, mapped->second, begins));
-        return true;
+        return UnitFate::pictured;
     }
 
     /// Messages that name sets are left out where those have other ids now.
     static void addInformation(const Source& from, ByteView unit, Bytes& out) {
-        const auto kept = [](const std::map<int, int>& ids) {
-            return std::all_of(ids.begin(), ids.end(), [](const auto& id) { return id.first == id.second; });
-        };
-        if (kept(from.vps) && kept(from.sps)) return appendNalUnit(out, unit);
+        if (allKept(from.vps) && allKept(from.sps)) return appendNalUnit(out, unit);
         const Bytes rest = withoutMessages(
             unit, 2, [](size_t kind) { return kind == kBufferingPeriod || kind == kActiveSets; });
         if (!rest.empty()) appendNalUnit(out, rest);

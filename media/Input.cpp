@@ -327,6 +327,8 @@ void StreamDecoder::feed() {
             continue;
         }
         ++packets_;
+        encrypted_ = encrypted_ ||
+                     av_packet_get_side_data(packet_.get(), AV_PKT_DATA_ENCRYPTION_INFO, nullptr) != nullptr;
         if (codec_->codec_id == AV_CODEC_ID_WEBP) endBehindPicture(*packet_);
         if (codec_->codec_id == AV_CODEC_ID_MJPEG && !takesScans(*packet_)) {
             av_packet_unref(packet_.get());

@@ -6,6 +6,7 @@
 #include <limits>
 #include <numeric>
 
+#include "media/CopiedCodecs.h"
 #include "media/detail/Allowance.h"
 #include "media/detail/IndexDetail.h"
 #include "media/detail/Input.h"
@@ -69,29 +70,10 @@ std::string unevenTimes(const std::vector<int64_t>& times, AVRational base, Fram
     return {};
 }
 
-std::optional<Codec> codecOf(AVCodecID id) {
-    switch (id) {
-        case AV_CODEC_ID_H264:
-            return Codec::h264;
-        case AV_CODEC_ID_HEVC:
-            return Codec::hevc;
-        case AV_CODEC_ID_VP9:
-            return Codec::vp9;
-        case AV_CODEC_ID_AV1:
-            return Codec::av1;
-        case AV_CODEC_ID_PRORES:
-            return Codec::prores;
-        case AV_CODEC_ID_FFV1:
-            return Codec::ffv1;
-        default:
-            return std::nullopt;
-    }
-}
-
 TrackFacts trackFacts(const AVStream& stream) {
     const AVCodecParameters& p = *stream.codecpar;
     TrackFacts out;
-    const std::optional<Codec> known = codecOf(p.codec_id);
+    const std::optional<Codec> known = codecOfName(avcodec_get_name(p.codec_id));
     if (known && isCopied(*known)) out.codec = known;
     out.codecName = known ? factsOf(*known).name : avcodec_get_name(p.codec_id);
     out.width = p.width;

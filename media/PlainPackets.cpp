@@ -1,5 +1,5 @@
 // Codecs whose packets stand for themselves and are copied as they are: VP9, whose key pictures forget all
-// before them, and ProRes, all of whose pictures are key pictures.
+// before them, FFV1, whose key pictures do so too, and ProRes, which has no others.
 #include <algorithm>
 #include <array>
 
@@ -133,14 +133,44 @@ class ProresLooker final : public PacketLooker {
     std::optional<std::array<uint8_t, 5>> known_;
 };
 
+/// FFV1 of version 3, RFC 9043: what the pictures are stands in the header alone.
+class Ffv1Looker final : public PacketLooker {
+  public:
+    explicit Ffv1Looker(ByteView header) { header_.bytes.assign(header.begin(), header.end()); }
+
+    PacketLook look(ByteView packet) override {
+        PacketLook out;
+        if (packet.size() < 2)
+            out.trouble = kBroken;
+        else if (startsKey(packet))
+            out.kind = PacketKind::entry;
+        return out;
+    }
+    TrackHeader header() const override { return header_; }
+
+  private:
+    /// RFC 9043, 3.8.1 and 4.3: the first symbol, with the range coder's range of 0xFF00 and a state of 128.
+    static bool startsKey(ByteView packet) {
+        const uint32_t low = static_cast<uint32_t>(packet[0]) << 8 | packet[1];
+        constexpr uint32_t kRange = 0xFF00;
+        return low >= kRange - (kRange * 128U >> 8);
+    }
+
+    TrackHeader header_;
+};
+
 class PlainRewriter final : public PacketRewriter {
   public:
-    Bytes header() const override { return {}; }
+    explicit PlainRewriter(Bytes header) : header_(std::move(header)) {}
+    Bytes header() const override { return header_; }
     int profile() const override { return kEncoders; }
     int level() const override { return kEncoders; }
     std::optional<Bytes> rewritten(size_t, ByteView packet, bool) const override {
         return Bytes(packet.begin(), packet.end());
     }
+
+  private:
+    Bytes header_;
 };
 
 }  // namespace
@@ -153,8 +183,22 @@ std::unique_ptr<PacketLooker> makeProresLooker() {
     return std::make_unique<ProresLooker>();
 }
 
-std::unique_ptr<PacketRewriter> makePlainRewriter() {
-    return std::make_unique<PlainRewriter>();
+std::unique_ptr<PacketLooker> makeFfv1Looker(ByteView header) {
+    return header.empty() ? nullptr : std::make_unique<Ffv1Looker>(header);
+}
+
+bool sameHeader(ByteView a, ByteView b) noexcept {
+    const auto filled = [](ByteView one, ByteView other) {
+        return one.size() == other.size() + 1 && one.back() == 0 && std::equal(other.begin(), other.end(), one.begin());
+    };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end()) || filled(a, b) || filled(b, a);
+}
+
+std::unique_ptr<PacketRewriter> makePlainRewriter(const std::vector<PacketSource>& sources) {
+    const bool alike = std::all_of(sources.begin(), sources.end(), [&](const PacketSource& source) {
+        return sameHeader(source.header.bytes, sources.front().header.bytes);
+    });
+    return alike ? std::make_unique<PlainRewriter>(sources.empty() ? Bytes() : sources.front().header.bytes) : nullptr;
 }
 
 std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header) {
@@ -167,8 +211,9 @@ std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header) {
             return makeVp9Looker();
         case Codec::prores:
             return makeProresLooker();
-        case Codec::av1:
         case Codec::ffv1:
+            return makeFfv1Looker(header);
+        case Codec::av1:
             break;
     }
     return nullptr;
@@ -180,11 +225,13 @@ std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<Pack
             return makeAvcRewriter(sources);
         case Codec::hevc:
             return makeHevcRewriter(sources);
+        case Codec::ffv1:
+            return makePlainRewriter(sources);
         case Codec::vp9:
         case Codec::prores:
-            return makePlainRewriter();
+            // What the seams' encoder says of itself is true of the clips as well.
+            return makePlainRewriter({});
         case Codec::av1:
-        case Codec::ffv1:
             break;
     }
     return nullptr;

@@ -313,6 +313,9 @@ ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag
     StreamDecoder decoder(file, out.videoStream, AVMEDIA_TYPE_VIDEO, 1);
     decoder.setPatience(kProbePatience);
     FramePtr frame = decoder.next();
+    if (decoder.encrypted())
+        throw MediaError(MediaErrorCode::undecodable, path,
+                         "is encrypted, and there is no key to it here; get a copy that is not");
     if (!frame)
         throw MediaError(MediaErrorCode::undecodable, path,
                          "not one picture of its " + out.info.videoCodec +

@@ -1,10 +1,12 @@
 #include "media/detail/SeamEncoder.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "media/detail/AvcSets.h"
 #include "media/detail/HevcSets.h"
 #include "media/detail/IndexDetail.h"
+#include "media/detail/PacketRewriter.h"
 #include "media/detail/VideoEncoder.h"
 
 namespace tumblewash::media {
@@ -68,6 +70,53 @@ void matchProres(const CopyPlan& plan, AVCodecContext& codec) {
     if (profile >= 0) throwIfNoRoom(av_opt_set_int(codec.priv_data, "profile", profile, 0));
 }
 
+/// What the header of FFV1 depends on, as its encoder takes it.
+struct Ffv1Coding {
+    int slices, checksums, coder, context, gop;
+};
+
+void setFfv1(const Ffv1Coding& coding, AVCodecContext& codec) {
+    codec.level = 3;
+    codec.slices = coding.slices;
+    codec.gop_size = coding.gop;
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "slicecrc", coding.checksums, 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "coder", coding.coder, 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "context", coding.context, 0));
+}
+
+/// The coding with which the encoder writes the clip's very header; nothing when it has none.
+std::optional<Ffv1Coding> ffv1CodingOf(const PacketIndex& clip) {
+    const Bytes& header = clip.detail().header.bytes;
+    const AVCodec* encoder = avcodec_find_encoder_by_name("ffv1");
+    const AVPixelFormat pixels = av_get_pix_fmt(clip.facts().pixels.c_str());
+    if (encoder == nullptr || pixels == AV_PIX_FMT_NONE) return std::nullopt;
+    constexpr int kGolomb = 0;
+    constexpr int kRange = 1;
+    constexpr int kRangeTables = 2;
+    for (const int gop : {1, 12})
+        for (const int context : {0, 1})
+            for (const int coder : {kGolomb, kRange, kRangeTables})
+                for (const int checksums : {1, 0})
+                    for (const int slices : {4, 6, 9, 12, 16, 24, 30}) {
+                        const Ffv1Coding coding{slices, checksums, coder, context, gop};
+                        const CodecPtr codec(orBadAlloc(avcodec_alloc_context3(encoder)));
+                        codec->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_GLOBAL_HEADER;
+                        codec->width = clip.facts().width;
+                        codec->height = clip.facts().height;
+                        codec->pix_fmt = pixels;
+                        codec->time_base = {1, 25};
+                        codec->thread_count = 1;
+                        setFfv1(coding, *codec);
+                        const int opened = avcodec_open2(codec.get(), encoder, nullptr);
+                        throwIfNotStarted(opened);
+                        const ByteView made(codec->extradata,
+                                            static_cast<size_t>(std::max(0, codec->extradata_size)));
+                        if (opened >= 0 && sameHeader(made, header))
+                            return coding;
+                    }
+    return std::nullopt;
+}
+
 /// The clips' own tags, those that are missing among them: one track has one set.
 void tagAs(const TrackFacts& facts, AVCodecContext& codec) {
     codec.color_range = static_cast<AVColorRange>(facts.range);
@@ -89,6 +138,8 @@ CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settin
     if (kind == Codec::h264) matchAvc(plan, *codec);
     if (kind == Codec::hevc) matchHevc(*codec);
     if (kind == Codec::prores) matchProres(plan, *codec);
+    if (kind == Codec::ffv1)
+        if (const auto coding = ffv1CodingOf(*plan.clips.front())) setFfv1(*coding, *codec);
     const int opened = avcodec_open2(codec.get(), codec->codec, nullptr);
     throwIfNotStarted(opened);
     if (opened < 0)
@@ -96,6 +147,10 @@ CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settin
             MediaErrorCode::encoding, output,
             "the encoder of the seams does not start with the clips' settings (" + avMessage(opened) + ")");
     return codec;
+}
+
+bool matchesClip(const PacketIndex& clip) {
+    return clip.facts().codec != Codec::ffv1 || ffv1CodingOf(clip);
 }
 
 int64_t seamLag(const AVCodecContext& codec) {

@@ -237,7 +237,10 @@ std::string trackTrouble(const std::vector<std::shared_ptr<const PacketIndex>>& 
     // One more for the seams' own.
     if (!sources.empty()) sources.push_back(sources.front());
     const auto codec = clips.empty() ? std::nullopt : clips.front()->facts().codec;
-    if (codec && makeRewriter(*codec, sources)) return {};
+    const bool matched = clips.empty() || matchesClip(*clips.front());
+    if (codec && matched && makeRewriter(*codec, sources)) return {};
+    if (codec == Codec::ffv1)
+        return "the clips are FFV1 of several kinds, or of one that the encoder of the seams does not write";
     return "the clips need more sets of coding parameters than one file holds";
 }
 

@@ -93,6 +93,8 @@ class StreamDecoder {
     int64_t damaged() const noexcept { return damaged_; }
     /// Pictures that came although their data is damaged: the decoder filled in what it could not read.
     int64_t patched() const noexcept { return patched_; }
+    /// True once a packet came that is encrypted.
+    bool encrypted() const noexcept { return encrypted_; }
     /// Gives up after this many packets without a single frame; 0: never.
     void setPatience(int64_t packets) noexcept { patience_ = packets; }
     /// For telling times only: pictures before `timestamp` (stream units) that no other is made from may be
@@ -116,6 +118,7 @@ class StreamDecoder {
     int64_t skimmed_ = AV_NOPTS_VALUE;
     int drainErrors_ = 0;
     bool draining_ = false;
+    bool encrypted_ = false;
 };
 
 }  // namespace tumblewash::media

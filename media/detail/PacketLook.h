@@ -41,11 +41,7 @@ std::unique_ptr<PacketLooker> makeAvcLooker(ByteView header);
 std::unique_ptr<PacketLooker> makeHevcLooker(ByteView header);
 std::unique_ptr<PacketLooker> makeVp9Looker();
 std::unique_ptr<PacketLooker> makeProresLooker();
-
-/// True for codecs whose packets are copied.
-constexpr bool isCopied(Codec codec) noexcept {
-    return codec == Codec::h264 || codec == Codec::hevc || codec == Codec::vp9 || codec == Codec::prores;
-}
+std::unique_ptr<PacketLooker> makeFfv1Looker(ByteView header);
 
 /// For any codec that is copied. Null when the header is broken.
 std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header);

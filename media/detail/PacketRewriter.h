@@ -33,8 +33,11 @@ class PacketRewriter {
 /// For H.264 and HEVC. Null when the sources need more parameter sets than one header holds.
 std::unique_ptr<PacketRewriter> makeAvcRewriter(const std::vector<PacketSource>& sources);
 std::unique_ptr<PacketRewriter> makeHevcRewriter(const std::vector<PacketSource>& sources);
-/// For codecs whose packets stand for themselves.
-std::unique_ptr<PacketRewriter> makePlainRewriter();
+/// True when two headers of FFV1 say the same: containers fill them up to an even number of bytes.
+bool sameHeader(ByteView a, ByteView b) noexcept;
+
+/// For codecs whose packets stand for themselves. Null when the sources' headers differ.
+std::unique_ptr<PacketRewriter> makePlainRewriter(const std::vector<PacketSource>& sources);
 
 /// For any codec that is copied.
 std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<PacketSource>& sources);

@@ -56,6 +56,8 @@ const Row kRows[] = {
     {"Vp9", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:v libvpx-vp9 -cpu-used 8 -g 20 -auto-alt-ref 1 -lag-in-frames 12", ".webm"},
     {"HevcOfTenBits", "-pix_fmt yuv420p10le " + x265("keyint=20"), "-pix_fmt yuv420p10le " + x265("keyint=15:open-gop=0"), ".mov"},
     {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
+    {"Ffv1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", ".mkv"},
+    {"Ffv1OfGroups", "-c:v ffv1 -level 3 -g 12 -coder 1 -slices 9", "-c:v ffv1 -level 3 -g 8 -coder 1 -slices 9", ".mkv"},
     {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline", ".mp4"},
 };
 
@@ -212,6 +214,8 @@ TEST(CopyTest, PlansSayWhatWouldBeCopied) {
     ASSERT_EQ(told.code, 0) << told.err;
     EXPECT_THAT(told.out, HasSubstr("frames copied from " + b + " from its frame 20"));
     EXPECT_THAT(told.out, HasSubstr("of 90 frames are copied and"));
+    EXPECT_THAT(told.out, testing::ContainsRegex("about [0-9]+[.][0-9] s for pictures on this machine, and [0-9]+[.][0-9] s "
+                                                 "if all of them were encoded\n$"));
     EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, testing::Not(HasSubstr("copied")));
 }
 
