@@ -28,12 +28,10 @@ std::int16_t truncatedLevel(double value) {
     return static_cast<std::int16_t>(value);
 }
 
-void dropEffectWorld(_PluginParams& params) {
-    _EffectData* ed = stateOf(params);
-    if (!ed->effectGWorld) return;
-    SetGWorld(params.frame, nullptr);
-    DisposeGWorld(ed->effectGWorld);
-    ed->effectGWorld = nullptr;
+void dropEffectWorld(_EffectData& state) {
+    if (!state.effectGWorld) return;
+    DisposeGWorld(state.effectGWorld);
+    state.effectGWorld = nullptr;
 }
 
 }  // namespace tumblewash::plugin

@@ -55,7 +55,7 @@ inline _EffectData* stateOf(const _PluginParams& params) {
     return static_cast<_EffectData*>(params.clientData);
 }
 
-/// Disposes of the state's effect world, if there is one, after making `params.frame` current.
-void dropEffectWorld(_PluginParams& params);
+/// Disposes of the state's effect world, if there is one. It must not be the current world.
+void dropEffectWorld(_EffectData& state);
 
 }  // namespace tumblewash::plugin

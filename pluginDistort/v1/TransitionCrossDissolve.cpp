@@ -71,7 +71,9 @@ class MorphFrame {
     HYPluginResult renderBorrowed() {
         StGWorldLock beforeLock(before_);
         StGWorldLock destinationLock(params_.frame);
-        if (!makeEffectWorld()) {
+        Rect source{};
+        GetPortBounds(before_, &source);
+        if (!makeEffectWorld(source)) {
             destinationLock.Restore();
             beforeLock.Restore();
             return kPluginFailed;
@@ -79,7 +81,7 @@ class MorphFrame {
         StGWorldLock effectLock(ed_->effectGWorld);
         SetGWorld(ed_->effectGWorld, nullptr);
         playSound();
-        const bool drawn = drawWithWraps();
+        const bool drawn = drawWithWraps(source);
         SetGWorld(params_.frame, nullptr);
         HYPluginResult result = kPluginFailed;
         if (drawn) {
@@ -87,7 +89,7 @@ class MorphFrame {
             const HYPluginResult released = params_.procs->ReleaseFrame(params_.instance, cookie1_);
             result = pending_ == kPluginOK ? released : pending_;
         }
-        tumblewash::plugin::dropEffectWorld(params_);
+        tumblewash::plugin::dropEffectWorld(*ed_);
         // The effect world's map is gone by now; its lock knows how to leave a purged handle alone.
         effectLock.Restore();
         destinationLock.Restore();
@@ -97,13 +99,12 @@ class MorphFrame {
 
     /// The morph walks all its pictures with one row length and one height; a host frame of another shape
     /// than the effect world or the key pictures is refused before anything is written.
-    bool makeEffectWorld() {
-        GetPortBounds(before_, &srcRect_);
-        if (NewGWorld(&ed_->effectGWorld, 32, &srcRect_, nullptr, nullptr, 0) != noErr || !ed_->effectGWorld)
+    bool makeEffectWorld(const Rect& bounds) {
+        if (NewGWorld(&ed_->effectGWorld, 32, &bounds, nullptr, nullptr, 0) != noErr || !ed_->effectGWorld)
             return false;
         shape_ = tumblewash::plugin::shapeOf(ed_->effectGWorld);
         if (tumblewash::plugin::shapeOf(before_) == shape_ && keyPicturesFit()) return true;
-        tumblewash::plugin::dropEffectWorld(params_);
+        tumblewash::plugin::dropEffectWorld(*ed_);
         return false;
     }
 
@@ -120,25 +121,27 @@ class MorphFrame {
                                 static_cast<std::int16_t>(tumblewash::plugin::scalableVolume(volume_)));
     }
 
-    /// False when the last frame's shape does not fit; nothing has been drawn then.
-    bool drawWithWraps() {
+    /// `source` are the current frame's bounds. False when the last frame's shape does not fit; nothing has
+    /// been drawn then.
+    bool drawWithWraps(Rect source) {
         char text[256];
         std::snprintf(text, sizeof text, "Morphing frame %d result=%d\n\r", params_.renderFrame, 0);
         logMessage(text);
-        const int rows = tumblewash::plugin::heightOf(srcRect_);
+        const int rows = tumblewash::plugin::heightOf(source);
         FrameWrap effWrap = wrapped(ed_->effectGWorld, rows);
         FrameWrap wrap1 = wrapped(before_, rows);
-        if (!ed_->flowField1 && !makeKeys(wrap1, effWrap)) return false;
+        if (!ed_->flowField1 && !makeKeys(wrap1, effWrap, source)) return false;
         if (ed_->flowField1 && ed_->flowField2 && ed_->firstFrame && ed_->lastFrame)
-            morph(effWrap);
+            morph(effWrap, source);
         else
             CopyGWorldBits(before_, params_.frame);
         return true;
     }
 
-    /// Fixes key pictures and motion fields, if the last frame can be had; otherwise a later frame tries
-    /// again. False when that frame's shape does not fit.
-    bool makeKeys(FrameWrap& wrap1, FrameWrap& effWrap) {
+    /// Fixes key pictures and motion fields, if the last frame is available; otherwise a later frame tries
+    /// again. False when that frame's shape does not fit. The picture of the frame that fixes them is blended
+    /// by the last frame's bounds, which replace `source`.
+    bool makeKeys(FrameWrap& wrap1, FrameWrap& effWrap, Rect& source) {
         if (params_.frameCount < kFewestMorphFrames) return true;
         siprintf("Getting last frame for matching\n\r");
         GWorldPtr last = nullptr;
@@ -146,10 +149,10 @@ class MorphFrame {
         HYFrameCookie cookie2 = nullptr;
         if (borrow(lastNumber_, last, volume2, cookie2) != kPluginOK) return true;
         StGWorldLock lastLock(last);
-        GetPortBounds(last, &srcRect_);
+        GetPortBounds(last, &source);
         const bool fits = tumblewash::plugin::shapeOf(last) == shape_;
         if (fits) {
-            estimate(wrap1, last, effWrap);
+            estimate(wrap1, wrapped(last, tumblewash::plugin::heightOf(source)), effWrap);
             if (cookie2) pending_ = params_.procs->ReleaseFrame(params_.instance, cookie2);
         }
         lastLock.Restore();
@@ -157,8 +160,7 @@ class MorphFrame {
     }
 
     /// The key pictures are deep copies: both host frames go back at the end of this request.
-    void estimate(FrameWrap& wrap1, GWorldPtr last, FrameWrap& effWrap) {
-        FrameWrap wrapLast = wrapped(last, tumblewash::plugin::heightOf(srcRect_));
+    void estimate(FrameWrap& wrap1, FrameWrap wrapLast, FrameWrap& effWrap) {
         auto first = std::make_unique<FrameWrap>(wrap1);
         auto final = std::make_unique<FrameWrap>(wrapLast);
         std::unique_ptr<Field> forward(MakeFlowField(wrap1, wrapLast, effWrap));
@@ -197,7 +199,7 @@ class MorphFrame {
     }
 
     /// The forward picture is laid down whole, then the backward one is blended over it by the fraction.
-    void morph(FrameWrap& effWrap) {
+    void morph(FrameWrap& effWrap, const Rect& source) {
         siprintf("Morphing between\n\r");
         const SavedDebugState savedFirst(*ed_->firstFrame);
         const SavedDebugState savedLast(*ed_->lastFrame);
@@ -206,7 +208,7 @@ class MorphFrame {
         layForward(effWrap);
         MorphBetween(*ed_->lastFrame, *ed_->firstFrame, effWrap, ed_->flowField2,
                      static_cast<float>(1 - percent_));
-        params_.procs->Blit(*GetGWorldPixMap(ed_->effectGWorld), *GetGWorldPixMap(params_.frame), &srcRect_,
+        params_.procs->Blit(*GetGWorldPixMap(ed_->effectGWorld), *GetGWorldPixMap(params_.frame), &source,
                             &params_.frameRect, tumblewash::plugin::truncatedLevel(percent_ * 255));
     }
 
@@ -219,7 +221,6 @@ class MorphFrame {
     HYFrameCookie cookie1_ = nullptr;
     HYPluginResult pending_ = kPluginOK;
     MapShape shape_{};
-    Rect srcRect_{};
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "ImageLib/source/SICommon.h"
+#include "Utility/PluginUtils.h"
 #include "platform/Carbon.h"
 #include "pluginDistort/v1/Catalogue.h"
 #include "pluginDistort/v1/DistortProcess.h"
@@ -105,19 +106,16 @@ HYPluginResult initialize(const EffectRecord& effect, HYPluginParams& params) {
     return released;
 }
 
-/// Holds the pixels of a world in place and puts their state back when it goes.
+/// Locks the pixels of a world until it goes, also when memory for a text runs out.
 class HeldPixels {
   public:
-    explicit HeldPixels(GWorldPtr world) : map_(GetGWorldPixMap(world)), state_(GetPixelsState(map_)) {
-        LockPixels(map_);
-    }
-    ~HeldPixels() { SetPixelsState(map_, state_); }
+    explicit HeldPixels(GWorldPtr world) : lock_(world) {}
+    ~HeldPixels() { lock_.Restore(); }
     HeldPixels(const HeldPixels&) = delete;
     HeldPixels& operator=(const HeldPixels&) = delete;
 
   private:
-    PixMapHandle map_;
-    GWorldFlags state_;
+    StGWorldLock lock_;
 };
 
 HYPluginResult drawPlaceholder(HYPluginParams& params) {
@@ -189,7 +187,8 @@ HYPluginResult doFrame(const EffectRecord& effect, HYPluginParams& params) {
     try {
         return callDriver(effect, params, fraction);
     } catch (...) {
-        tumblewash::plugin::dropEffectWorld(params);
+        SetGWorld(params.frame, nullptr);
+        tumblewash::plugin::dropEffectWorld(*tumblewash::plugin::stateOf(params));
         throw;
     }
 }

@@ -1,6 +1,9 @@
 #include "pluginDistort/v1/TwoClipFrame.h"
 
+#include <optional>
+
 #include "ImageLib/source/SICommon.h"
+#include "Utility/PluginUtils.h"
 #include "platform/Carbon.h"
 #include "pluginDistort/v1/FrameParts.h"
 #include "pluginDistort/v1/process_init.h"
@@ -18,27 +21,25 @@ Rect movedToOrigin(Rect r) {
     return r;
 }
 
-/// A pixel map held in place, with the states to put back.
+/// A pixel map and its pixels held in place, with the states to put back.
 class PinnedMap {
   public:
     void pin(GWorldPtr world) {
-        map_ = GetGWorldPixMap(world);
-        const auto handle = reinterpret_cast<Handle>(map_);
-        handleState_ = HGetState(handle);
-        MoveHHi(handle);
-        HLock(handle);
-        pixelState_ = GetPixelsState(map_);
-        LockPixels(map_);
+        handle_ = reinterpret_cast<Handle>(GetGWorldPixMap(world));
+        handleState_ = HGetState(handle_);
+        MoveHHi(handle_);
+        HLock(handle_);
+        pixels_.emplace(world);
     }
-    void unpin() const {
-        HSetState(reinterpret_cast<Handle>(map_), handleState_);
-        SetPixelsState(map_, pixelState_);
+    void unpin() {
+        HSetState(handle_, handleState_);
+        pixels_->Restore();
     }
 
   private:
-    PixMapHandle map_ = nullptr;
+    Handle handle_ = nullptr;
     SInt8 handleState_ = 0;
-    GWorldFlags pixelState_ = 0;
+    std::optional<StGWorldLock> pixels_;
 };
 
 /// A frame on loan from the host.
@@ -114,7 +115,7 @@ class TwoClipFrame {
             return false;
         const MapShape shape{shapeOf(before_.world).stride, heightOf(srcRect_)};
         if (shapeOf(moving().world) == shape && shapeOf(ed_->effectGWorld) == shape) return true;
-        dropEffectWorld(params_);
+        dropEffectWorld(*ed_);
         return false;
     }
 
@@ -168,8 +169,7 @@ class TwoClipFrame {
         if (overnext_) result = params_.procs->ReleaseFrame(params_.instance, after_.cookie);
         if (ed_->effectGWorld) {
             mark(style_.releaseEffect);
-            DisposeGWorld(ed_->effectGWorld);
-            ed_->effectGWorld = nullptr;
+            dropEffectWorld(*ed_);
         }
         return result;
     }
