@@ -19,7 +19,7 @@
 
 namespace tumblewash::effects {
 
-/// How a call went.
+/// The result of a call.
 enum class Outcome : std::uint8_t {
     ok,          ///< all is written
     badPicture,  ///< a picture is missing, or its size or stride does not fit
@@ -91,7 +91,7 @@ class Effect {
     /// As above.
     Effect& operator=(Effect&&) noexcept;
 
-    /// The effect.
+    /// The effect's row in the catalogue.
     [[nodiscard]] const plugin::EffectRecord& record() const noexcept { return *record_; }
     /// What it was prepared with.
     [[nodiscard]] const EffectKnobs& knobs() const noexcept { return knobs_; }

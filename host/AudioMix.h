@@ -84,7 +84,7 @@ struct MixMoment {
 
 /// Adds `in` to `out` (both interleaved, `channels` wide) at a gain that runs over out's n sample frames:
 /// sample frame i stands at from + (to - from) * (i + 1) / n, so the last one has reached `to` and the next
-/// block goes on from there without a step. What `in` is short of `out` is silence.
+/// block goes on from there without a step. Samples missing from `in` are silence.
 void addRamped(std::span<float> out, std::span<const float> in, int channels, double from, double to,
                RampShape shape = RampShape::straight);
 

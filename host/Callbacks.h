@@ -19,23 +19,23 @@ class HostInstance {
     HostInstance(const HostInstance&) = delete;
     HostInstance& operator=(const HostInstance&) = delete;
 
-    /// Each of these answers the callback of the same name.
+    /// `GetFrame`: lends a frame. These functions do the work of the callbacks.
     virtual HYPluginResult getFrame(std::int32_t number, int width, int height, HYRefDVQuality quality,
                                     GWorldPtr& world, std::int16_t& volume, HYFrameCookie& cookie);
-    /// As the callback of the same name.
+    /// `ReleaseFrame`: ends the loan of a frame.
     virtual HYPluginResult releaseFrame(HYFrameCookie cookie);
-    /// As the callback of the same name.
+    /// `MixAudio`: the level, 0 to 256, at which the sound of a lent frame plays.
     virtual HYPluginResult mixAudio(HYFrameCookie cookie, std::int16_t level);
-    /// As the callback of the same name.
+    /// `GetAudioFrame`: lends the samples of a frame.
     virtual HYPluginResult getAudioFrame(std::int32_t number, std::int16_t*& samples, std::int32_t& count,
                                          HYAudioCookie& cookie);
-    /// As the callback of the same name.
+    /// `ReleaseAudioFrame`: ends the loan of samples.
     virtual HYPluginResult releaseAudioFrame(HYAudioCookie cookie);
-    /// As the callback of the same name.
+    /// `GetMovieInfo`: fills in the facts of the movie.
     virtual HYPluginResult getMovieInfo(HYPluginMovieInfo& info);
-    /// As the callback of the same name.
+    /// `GetClipInfo`: fills in the record of a clip.
     virtual HYPluginResult getClipInfo(std::int16_t clip, HYPluginClipInfo& info);
-    /// As the callback of the same name.
+    /// `SetClipInfo`: takes the record of a clip as the plug-in changed it.
     virtual HYPluginResult setClipInfo(const HYPluginClipInfo& info);
 
     /// A parameter block that leads back to this instance: interface version 4, everything else zero but the

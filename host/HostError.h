@@ -18,7 +18,7 @@ class HostError : public std::runtime_error {
     explicit HostError(const std::string& message, HYPluginResult code = kPluginBadParams)
         : std::runtime_error(message), code_(code) {}
 
-    /// The result code that belongs to the error; never kPluginOK.
+    /// The result code given to the constructor.
     [[nodiscard]] HYPluginResult code() const noexcept { return code_; }
 
   private:

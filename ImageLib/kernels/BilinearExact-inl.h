@@ -1,5 +1,5 @@
 // BilinearExact: bilinear readings in double precision at listed positions of a row, on one instruction set.
-// The rule itself, product by product; the road of every reading that 16-bit weights cannot answer for.
+// The rule itself, product by product; the path of every reading that 16-bit weights cannot settle.
 // Not a row of its own: BilinearRowVector.cpp lists the positions.
 
 #if defined(TUMBLEWASH_BILINEAR_EXACT) == defined(HWY_TARGET_TOGGLE)

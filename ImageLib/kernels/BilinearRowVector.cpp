@@ -29,7 +29,7 @@ namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Pixels first ... first + count - 1 on the scalar road.
+/// Pixels first ... first + count - 1 on the scalar path.
 HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                            int first, int count) {
     FieldReading rest[2] = {fields[0], fields[fieldCount - 1]};
@@ -43,11 +43,11 @@ HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const flo
 constexpr int batchSize = 512;
 constexpr int lanes = static_cast<int>(hn::MaxLanes(F()));
 
-/// The pixels of one field that wait for the exact road. Indices are stored a vector at a time, and the last
+/// The pixels of one field that wait for the exact path. Indices are stored a vector at a time, and the last
 /// vector may overlap the one before it.
 using Waiting = std::uint32_t[batchSize + 2 * lanes];
 
-/// Puts down the indices at + lane of some lanes; answers with their number.
+/// Puts down the indices at + lane of some lanes; returns their number.
 HWY_INLINE int addWaiting(int at, hn::Mask<P> some, std::uint32_t* end) {
     const P p;
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
@@ -67,7 +67,7 @@ HWY_INLINE int addWaiting(int at, hn::Mask<P> some, std::uint32_t* end) {
 #endif
 }
 
-/// Mixes one vector of one field; answers with the number of doubtful pixels, put down at `end`.
+/// Mixes one vector of one field; returns the number of doubtful pixels, put down at `end`.
 HWY_INLINE int mixInto(const FieldReading& field, const Pixels (&neighbours)[4], const QuickWeights& weights,
                        int at, std::uint32_t* end) {
     const P p;
@@ -105,7 +105,7 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
     const FieldPixels& smallest = fields[fieldCount - 1].from;
     const auto zero = hn::Zero(f);
     const auto one = hn::Set(f, 1.0F);
-    // Two pixels are read at once, so the last column belongs to the scalar road.
+    // Two pixels are read at once, so the last column belongs to the scalar path.
     const auto lastX = hn::Set(f, static_cast<float>(smallest.columns - 1));
     const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
     Waiting waiting[fieldCount];

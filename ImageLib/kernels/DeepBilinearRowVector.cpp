@@ -30,7 +30,7 @@ namespace tumblewash::kernels::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Pixels first ... first + count - 1 on the scalar road.
+/// Pixels first ... first + count - 1 on the scalar path.
 HWY_INLINE void readDeepScalar(const DeepReading* fields, int fieldCount, const float* atX, const float* atY,
                                int first, int count) {
     if (count <= 0) return;

@@ -310,7 +310,7 @@ HWY_INLINE void mapBlocks(const int* blocks, int count, unsigned char* row) {
 
 // Blocks that cannot be picked from neighbours are fetched pixel by pixel, and their alpha is mapped by
 // vectors later, when the stores have reached the cache. Blocks in which some column is left alone or lacks
-// its odd row are few and go the scalar road.
+// its odd row are few and go the scalar path.
 HWY_ATTR void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame,
                                  const std::int32_t* index, int count, unsigned char* even,
                                  unsigned char* odd) {

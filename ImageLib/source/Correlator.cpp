@@ -19,7 +19,7 @@ void scorewith(Metric metric, const PixRectRW<ARGBVal>& block, Surface& surface,
         [&](PixRectRW<ARGBVal>& trial, double& result) { return metric(block, trial, result); });
 }
 
-/// The whole number nearest to zero, held to what 64 bits can count; not a number counts as 0.
+/// v without its fraction; not a number counts as 0.
 double truncated(double v) {
     if (std::isnan(v)) return 0.0;
     return std::trunc(v);

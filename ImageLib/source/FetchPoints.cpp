@@ -54,7 +54,7 @@ bool FetchPoints::prepare(Channel& channel, const std::vector<float>& cells) {
             channel.pixels.push_back(static_cast<float>(factor * static_cast<double>(cells[i])));
             reach = std::max(reach, std::fabs(channel.pixels.back()));
             level = level && cells[i] == cells[start];
-            // Where the exact road overflows or nears the end of float, it is taken.
+            // Where the exact path overflows or nears the end of float, it is taken.
             if (!(std::fabs(cells[i]) * static_cast<double>(channel.scale) < 1.0e30)) return false;
         }
         if (!(reach < farthest)) return false;

@@ -1,5 +1,5 @@
 // GreyPixel: the polymorphic pixel of one grey level, for arithmetic, correlation surfaces and masks.
-// It has no colour: every getter answers with the grey level, and every setter except setgrey is ignored.
+// It has no colour: every getter returns the grey level, and every setter except setgrey is ignored.
 #pragma once
 
 #include "ImageLib/source/ARGBVal.h"
@@ -11,11 +11,11 @@
 template <class T>
 class GreyPixel : public Pixel<T>, public GreyPixelType {
   public:
-    /// Level 0.
+    /// Black: level 0.
     constexpr GreyPixel() = default;
     /// Copies carry the debug state.
     constexpr GreyPixel(const GreyPixel&) = default;
-    /// A grey of this level.
+    /// A pixel of this grey level.
     explicit constexpr GreyPixel(T grey) : _grey(grey) {}
     /// The luminance of p.
     explicit constexpr GreyPixel(const ARGBVal& p) : _grey(static_cast<T>(p.getgrey())) {}
@@ -45,19 +45,19 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
     /// The luminance of a colour.
     void set(T r, T g, T b) override { _grey = SILuminanceOf(r, g, b); }
     void set(const Pixel<T>& p) override { *this << p; }
-    /// Red.
+    /// The grey level: it stands for every channel that a grey does not have.
     T getred() const override { return _grey; }
-    /// Green.
+    /// The grey level.
     T getgreen() const override { return _grey; }
-    /// Blue.
+    /// The grey level.
     T getblue() const override { return _grey; }
     /// The grey level.
     constexpr T getgrey() const override { return _grey; }
-    /// Hue.
+    /// The grey level, not a hue.
     T gethue() const override { return _grey; }
-    /// Saturation.
+    /// The grey level, not a saturation.
     T getsat() const override { return _grey; }
-    /// Value.
+    /// The grey level.
     T getval() const override { return _grey; }
     /// Ignored: a grey has no colour.
     void setred(T) override {}
@@ -74,12 +74,12 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
     /// Makes it a grey of this level.
     void setgrey(T v) override { _grey = v; }
 
-    /// Takes a level.
+    /// Sets the grey level.
     virtual GreyPixel& operator=(T v) {
         _grey = v;
         return *this;
     }
-    /// Takes a level.
+    /// Sets the grey level.
     virtual GreyPixel& operator<<(T v) {
         _grey = v;
         return *this;
@@ -102,12 +102,12 @@ class GreyPixel : public Pixel<T>, public GreyPixelType {
         _grey = static_cast<T>(p._grey);
         return *this;
     }
-    /// Adds d.
+    /// Adds d to the level, in double precision.
     virtual GreyPixel& operator+=(double d) {
         _grey = SIChannelCast<T>(static_cast<double>(_grey) + d);
         return *this;
     }
-    /// Multiplies by d.
+    /// Multiplies the level by d, in double precision.
     virtual GreyPixel& operator*=(double d) {
         _grey = SIChannelCast<T>(static_cast<double>(_grey) * d);
         return *this;

@@ -50,16 +50,16 @@ class PixRectIterator : public Iterator<T> {
     bool isDone() const { return y > pr->hy(); }
     /// The pixel at the current position, read through the rectangle.
     T currentItem() const { return pr->pix(x, y); }
-    /// The current coordinate.
+    /// The column of the current pixel.
     int getx() const { return x; }
-    /// The current coordinate.
+    /// The row of the current pixel.
     int gety() const { return y; }
 
     /// The walked rectangle, not owned.
     const PixRect<T>* pr;
-    /// The current coordinate.
+    /// Column of the current pixel.
     int x = 0;
-    /// The current coordinate.
+    /// Row of the current pixel.
     int y = 0;
 };
 

@@ -4,7 +4,7 @@
 // resamplers.
 //
 // Rules of the whole family: x grows right, y grows down; lx, ly, hx, hy are inclusive; width = hx - lx + 1.
-// Reads outside the bounds or without storage answer with the static zero pixel `blackpixel`, which nothing
+// Reads outside the bounds or without storage return the static zero pixel `blackpixel`, which nothing
 // ever writes. The suffix NB means no bounds test: the caller has clipped. Nothing here is shared between
 // threads but `blackpixel`, which is constant.
 #pragma once
@@ -37,7 +37,7 @@ struct Shape2D {
                       : 0,
                   w) {}
 
-    /// A table of the given size from its weights, row by row; what `w` is short of is 0.
+    /// A table of the given size from its weights, row by row; weights missing from `w` are 0.
     Shape2D(int columns_, int rows_, const std::vector<float>& w) : Shape2D(columns_, rows_) {
         std::copy_n(w.begin(), std::min(w.size(), weights.size()), weights.begin());
     }
@@ -53,11 +53,11 @@ struct Shape2D {
         if (i < weights.size()) weights[i] = w;
     }
 
-    /// Weights in a row.
+    /// Width of the table.
     int columns = 0;
-    /// Rows of weights.
+    /// Height of the table.
     int rows = 0;
-    /// Row by row.
+    /// columns x rows weights, row by row from the top.
     std::vector<float> weights;
 
   private:
@@ -71,11 +71,11 @@ struct Shape2D {
 namespace tumblewash::imagelib {
 
 // Bounds arithmetic wraps in 32 bits, so that no bounds, however wild, are undefined.
-/// a + b.
+/// a + b, wrapping around at the ends of int.
 constexpr int wrapadd(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
-/// a - b.
+/// a - b, wrapping around at the ends of int.
 constexpr int wrapsub(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
 }
@@ -134,13 +134,13 @@ class PixRectBase : public SICommon {
     /// The pixel at a real position; plain rectangles truncate both coordinates toward zero.
     virtual T pixdd(double x, double y) const = 0;
 
-    /// An inclusive bound.
+    /// The leftmost column; all four bounds are inclusive.
     int lx() const { return _lx; }
-    /// An inclusive bound.
+    /// The first row.
     int ly() const { return _ly; }
-    /// An inclusive bound.
+    /// The rightmost column.
     int hx() const { return _hx; }
-    /// An inclusive bound.
+    /// The last row.
     int hy() const { return _hy; }
     /// Not positive for an empty rectangle.
     int width() const { return tumblewash::imagelib::wrapadd(tumblewash::imagelib::wrapsub(_hx, _lx), 1); }
@@ -217,13 +217,13 @@ class PixRectBase : public SICommon {
 /// The zero pixel of a type: every channel 0, alpha included.
 template <class T>
 struct BlackPixelOf {
-    /// All zero.
+    /// A default pixel, every channel 0.
     static constexpr T make() { return T(); }
 };
 /// The zero pixel of a type: every channel 0, alpha included.
 template <>
 struct BlackPixelOf<ARGBVal> {
-    /// All zero.
+    /// Every channel 0; a default ARGBVal would be opaque.
     static constexpr ARGBVal make() { return ARGBVal(0, 0, 0, 0); }
 };
 
@@ -248,7 +248,7 @@ class PixRect : public PixRectBase<T> {
 
     /// Prints itself through `siprintf`.
     void printInfo() const override;
-    /// Nothing to make.
+    /// Does nothing: there is no storage to make.
     void init() override {}
     ~PixRect() override = default;
     /// Prints every pixel, row by row.

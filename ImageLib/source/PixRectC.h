@@ -47,7 +47,7 @@ class PixRectC : public PixRect<T> {
 
     /// The pixel at (x, y), `blackpixel` outside the inclusive bounds.
     T pix(int x, int y) const override;
-    /// As pix: a place without a tile has nothing else to answer with.
+    /// As pix: a place without a tile has nothing else to return.
     T pixNB(int x, int y) const override;
     /// The pixel at both coordinates truncated toward zero; positions that are not finite are outside.
     T pixdd(double x, double y) const override;

@@ -91,31 +91,31 @@ class Pixel : public SICommon {
     virtual void set(T a, T b, T c) = 0;
     /// Same as `<<`.
     virtual void set(const Pixel& p) = 0;
-    /// Red.
+    /// The red channel; grey pixels return their level for every channel.
     virtual T getred() const = 0;
-    /// Green.
+    /// The green channel.
     virtual T getgreen() const = 0;
-    /// Blue.
+    /// The blue channel.
     virtual T getblue() const = 0;
-    /// The grey level.
+    /// The grey level: a stored one, or the luminance of the colour.
     virtual T getgrey() const = 0;
-    /// Hue.
+    /// The hue: 0..255 for 0 to 360 degrees.
     virtual T gethue() const = 0;
-    /// Saturation.
+    /// The saturation, 0..255.
     virtual T getsat() const = 0;
-    /// Value.
+    /// The value, the largest of the three colours, 0..255.
     virtual T getval() const = 0;
-    /// Sets red.
+    /// Sets the red channel; ignored by pixels without colour.
     virtual void setred(T v) = 0;
-    /// Sets green.
+    /// Sets the green channel; ignored by pixels without colour.
     virtual void setgreen(T v) = 0;
-    /// Sets blue.
+    /// Sets the blue channel; ignored by pixels without colour.
     virtual void setblue(T v) = 0;
-    /// Sets the hue.
+    /// Sets the hue and keeps saturation and value.
     virtual void sethue(T v) = 0;
-    /// Sets the saturation.
+    /// Sets the saturation and keeps hue and value.
     virtual void setsat(T v) = 0;
-    /// Sets the value.
+    /// Sets the value and keeps hue and saturation.
     virtual void setval(T v) = 0;
     /// Makes it a grey of this level.
     virtual void setgrey(T v) = 0;

@@ -14,13 +14,13 @@
 template <class T>
 class RGBPixel : public Pixel<T>, public RGBPixelType {
   public:
-    /// All zero.
+    /// Black: every component 0.
     constexpr RGBPixel() = default;
     /// Copies carry the debug state.
     constexpr RGBPixel(const RGBPixel&) = default;
     /// From three components; `_grey` holds their mean.
     constexpr RGBPixel(T r, T g, T b) : _grey(mean(r, g, b)), _red(r), _green(g), _blue(b) {}
-    /// A grey of this level.
+    /// All components at this grey level.
     explicit constexpr RGBPixel(T grey) : _grey(grey), _red(grey), _green(grey), _blue(grey) {}
     /// Converts a frame pixel like `<<`.
     explicit constexpr RGBPixel(const ARGBVal& p)
@@ -56,25 +56,25 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
     void set(T v) override { setgrey(v); }
     void set(T r, T g, T b) override { store(r, g, b); }
     void set(const Pixel<T>& p) override { *this << p; }
-    /// Red.
+    /// The red channel.
     T getred() const override { return _red; }
-    /// Green.
+    /// The green channel.
     T getgreen() const override { return _green; }
-    /// Blue.
+    /// The blue channel.
     T getblue() const override { return _blue; }
     /// The luminance, not the stored mean.
     T getgrey() const override { return SILuminanceOf(_red, _green, _blue); }
-    /// Hue.
+    /// The hue, computed from the three channels.
     T gethue() const override { return SIChannelCast<T>(hsv()._hue); }
-    /// Saturation.
+    /// The saturation, computed from the three channels.
     T getsat() const override { return SIChannelCast<T>(hsv()._sat); }
-    /// Value.
+    /// The value, computed from the three channels.
     T getval() const override { return SIChannelCast<T>(hsv()._val); }
-    /// Sets red.
+    /// Sets the red channel; the stored mean stays.
     void setred(T v) override { _red = v; }
-    /// Sets green.
+    /// Sets the green channel; the stored mean stays.
     void setgreen(T v) override { _green = v; }
-    /// Sets blue.
+    /// Sets the blue channel; the stored mean stays.
     void setblue(T v) override { _blue = v; }
     /// These three pass through an 8-bit colour.
     void sethue(T v) override {
@@ -82,13 +82,13 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
         c._hue = SIChannelCast<float>(v);
         take(c);
     }
-    /// Sets the saturation.
+    /// Sets the saturation, through an 8-bit colour.
     void setsat(T v) override {
         HSVPixel<float> c = hsv();
         c._sat = SIChannelCast<float>(v);
         take(c);
     }
-    /// Sets the value.
+    /// Sets the value, through an 8-bit colour.
     void setval(T v) override {
         HSVPixel<float> c = hsv();
         c._val = SIChannelCast<float>(v);
@@ -150,11 +150,11 @@ class RGBPixel : public Pixel<T>, public RGBPixelType {
 
     /// The mean as of the last store, or the level of the last grey set.
     T _grey = 0;
-    /// Red.
+    /// The red channel.
     T _red = 0;
-    /// Green.
+    /// The green channel.
     T _green = 0;
-    /// Blue.
+    /// The blue channel.
     T _blue = 0;
 
   private:

@@ -17,7 +17,7 @@ double threadSeconds() noexcept;
 /// Calls `work` with a flag in place of `cancel`, in a thread of its own, and waits for its end; throws what it
 /// throws. MediaError (undecodable) when all the work on `path` within a minute takes more than 8 s of the
 /// processor, MediaError (cancelled) soon after `cancel` is raised; the thread goes on for itself then, with
-/// nothing but what `work` holds. Throws std::system_error when no thread can be had.
+/// nothing but what `work` holds. Throws std::system_error when no thread can be started.
 void runWithinAllowance(const std::string& path, CancelFlag cancel, std::function<void(CancelFlag)> work);
 
 /// The same for work with a result.

@@ -1,4 +1,4 @@
-// The road of pictures that need more than the 8 bits and the one signal that filter graphs convert in: clips
+// The path of pictures that need more than the 8 bits and the one signal that filter graphs convert in: clips
 // of 10 bits and more, HDR, other primaries, and a change of matrix that must not cut off what lies beyond
 // white. Line by line: to deep words, through the table, to the layout asked, dithered where bits are
 // dropped. Sizes and turns are the graph's, before it.

@@ -1,5 +1,5 @@
 // The picture of a HEIC or AVIF file, decoded as it is stored, upright.
-// Where a build leaves these formats out, another source file answers with the package that brings them.
+// Where a build leaves these formats out, another source file names the package to install.
 #pragma once
 
 #include "media/detail/InputBytes.h"
