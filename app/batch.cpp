@@ -183,7 +183,7 @@ void runLine(const Options& o, const std::string& list) {
         }
     }
     throw Refusal(Problem::BadRequest,
-                  fmt::format("{}:{}: there is no edit on that line", quotedName(list), *o.line));
+                  fmt::format("{}:{}: there is no edit on this line", quotedName(list), *o.line));
 }
 
 /// Prints the reports of all lines in order, and refuses when one failed.
@@ -241,10 +241,9 @@ void runBatch(const Options& o) {
     const int status = farm::startJob(engine, job, &interruptFlag());
     if (interruptFlag().load()) throw Refusal(Problem::Interrupted, "interrupted");
     if (status != 0)
-        throw Refusal(
-            Problem::RenderFailed,
-            fmt::format("{}: not all edits were rendered; the same command takes up what is missing",
-                        quotedName(list)));
+        throw Refusal(Problem::RenderFailed,
+                      fmt::format("{}: not all edits were rendered; run the same command again for the rest",
+                                  quotedName(list)));
 }
 
 }  // namespace tumblewash::app

@@ -61,7 +61,7 @@ std::vector<std::string> effectsOf(const Options& o, std::size_t seams) {
         if (edit::synonymOf(text, {"shuffle"}) == "shuffle")
             throw Refusal(
                 Problem::BadRequest,
-                fmt::format("'{}' is no effect (did you mean shuffle?); tumblewash list shows all", text));
+                fmt::format("unknown effect '{}' (did you mean shuffle?); tumblewash list shows all", text));
         ids.push_back(edit::effectId(text));
     }
     return ids;

@@ -187,7 +187,8 @@ FarmPlan openPlan(const std::string& file) {
     if (!farm::isPlanName(file))
         throw Refusal(
             Problem::BadRequest,
-            quotedName(file) + ": is no plan of parts; tumblewash plan EDIT --parts N -o NAME.plan.json");
+            quotedName(file) +
+                ": is not a plan of parts; make one with tumblewash plan EDIT --parts N -o NAME.plan.json");
     return farm::readPlan(edit::readDocument(file), file);
 }
 
@@ -239,9 +240,8 @@ void renderPlanPart(const Options& o) {
 void mergePlan(const Options& o) {
     const std::string& file = o.inputs.front();
     if (!farm::isPlanName(file))
-        throw Refusal(
-            Problem::BadRequest,
-            quotedName(file) + ": merge takes a plan of parts; tumblewash join puts clips together");
+        throw Refusal(Problem::BadRequest,
+                      quotedName(file) + ": merge takes a plan of parts; to join clips, use tumblewash join");
     const FarmPlan plan = openPlan(file);
     if (plan.program != farmProgram())
         throw Refusal(Problem::BadRequest, fmt::format("{}: made by {}, and this is {}", quotedName(file),

@@ -35,8 +35,8 @@ const EffectRecord& filterFor(const EffectRecord& effect) {
             filter.field == effect.field && filter.reveal == effect.reveal)
             return filter;
     throw Refusal(Problem::BadRequest,
-                  fmt::format("{}: ffmpeg's frei0r filter takes one picture, and this effect is no picture "
-                              "laid over another; use join, or a wash, a tilt or a tumble",
+                  fmt::format("{}: ffmpeg's frei0r filter takes one picture, and this effect blends two; "
+                              "use join, or a wash, a tilt or a tumble",
                               effect.id));
 }
 
@@ -100,13 +100,15 @@ class Script {
           framesA_(request.clips.front().frames()),
           framesB_(request.clips.back().frames()) {
         if (filter_.field == plugin::FieldMaker::washAway && (seam_.seed < 1 || seam_.seed > 1001))
-            throw Refusal(Problem::BadRequest,
-                          fmt::format("--seed {}: a frei0r knob has thousandths; use 1 to 1001", seam_.seed));
+            throw Refusal(
+                Problem::BadRequest,
+                fmt::format("--seed {}: frei0r parameters have steps of a thousandth; use 1 to 1001",
+                            seam_.seed));
     }
 
     /// One line for each picture of the seam, half a picture early so that rounded times do not matter.
     std::string commands() const {
-        std::string text = fmt::format("# {} over {} pictures; see the ffmpeg line that was told with it\n",
+        std::string text = fmt::format("# {} over {} pictures; see the ffmpeg command printed with it\n",
                                        effect_.id, seam_.frames);
         const std::int64_t begins = effect_.reveal ? 0 : framesA_ - seam_.frames;
         for (std::int64_t k = 0; k <= seam_.frames; ++k)
@@ -185,14 +187,16 @@ void makeFfmpegScript(const Options& o) {
     edit::checkFiles({o.inputs, o.output, 0, {}});
     for (const edit::Clip& clip : request.clips)
         if (clip.info().kind == media::MediaKind::still)
-            throw Refusal(Problem::BadRequest, fmt::format("{}: a still has no times to command; use join",
-                                                           quotedName(clip.path())));
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{}: ffmpeg-script works on clips, not stills; use join",
+                                      quotedName(clip.path())));
     const Script script(o, request);
     edit::TextFile file(o.output, script.commands(), o.force);
     const std::string line = script.line();
     file.commit();
     noteWritten(o.output);
-    if (!o.quiet) say("{}: run this where frei0r finds our files (see docs/hosts.md):", quotedName(o.output));
+    if (!o.quiet)
+        say("{}: run this where ffmpeg finds the frei0r plug-ins (see docs/hosts.md):", quotedName(o.output));
     printText(line + "\n");
 }
 

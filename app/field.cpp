@@ -259,9 +259,7 @@ std::string subtitle(const TransitionJob& job) {
 
 void makeField(const Options& o) {
     if (!o.plugin.empty())
-        throw Refusal(Problem::BadRequest,
-                      "field draws the built-in effects, since a module tells nobody its fields; leave "
-                      "--plugin out");
+        throw Refusal(Problem::BadRequest, "field draws the built-in effects only; leave --plugin out");
     const PluginModule module = openPlugin({});
     if (o.effects.size() > 1)
         throw Refusal(Problem::BadRequest, "field draws one effect; give one id to --effect");

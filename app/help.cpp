@@ -18,12 +18,12 @@ namespace {
 constexpr std::size_t kWidth = 100;
 constexpr const char* kExitCodes[][2] = {
     {"0", "done"},
-    {"1", "rendering or writing failed after it had begun"},
+    {"1", "rendering or writing failed"},
     {"2", "wrong usage, or a request that cannot be met"},
     {"3", "an input cannot be read"},
     {"4", "the output cannot be written"},
     {"129, 130, 143",
-     "ended by SIGHUP, SIGINT or SIGTERM; nothing is left behind and an old output is as it was"}};
+     "ended by SIGHUP, SIGINT or SIGTERM; no partial output is left, and an old output is unchanged"}};
 
 // Breaks `text` at spaces so that no line passes kWidth; later lines start at column `indent`.
 std::string wrap(const std::string& text, std::size_t indent, std::size_t column) {
@@ -65,8 +65,8 @@ std::string synopsis(const CommandRow& row) {
 
 std::string overview() {
     std::string out =
-        "tumblewash joins clips with fourteen classic video transitions.\n\nUsage: tumblewash COMMAND "
-        "[INPUT...] [OPTION...]\n\nCommands:\n";
+        "tumblewash joins clips and photos with thirteen classic video transitions, or plain cuts.\n\n"
+        "Usage: tumblewash COMMAND [INPUT...] [OPTION...]\n\nCommands:\n";
     std::size_t longest = 0;
     for (const CommandRow& row : commandTable())
         longest = std::max(longest, std::string_view(row.name).size());
@@ -75,9 +75,9 @@ std::string overview() {
     out += "\nExamples:\n";
     for (const CommandRow& row : commandTable()) out += fmt::format("  {}\n", row.examples.front().line);
     out +=
-        "\n`tumblewash COMMAND --help` shows a command's options. Times are 1.5s, 500ms, 45f, [HH:]MM:SS.m "
-        "or .5.\n";
-    out += "Clips may also be pattern: sources that the program draws itself.\n";
+        "\n`tumblewash COMMAND --help` lists the options of a command.\n"
+        "Times are 1.5s, 500ms, 45f, [HH:]MM:SS.m or .5.\n"
+        "A clip may also be a scene that the program draws itself, e.g. pattern:harbour.\n";
     return out;
 }
 
@@ -95,7 +95,7 @@ std::string codecLines() {
             codecs += fmt::format("; with --alpha {}", media::factsOf(id).word);
         out += fmt::format("  {:6} {}\n", kind.ending, codecs);
     }
-    return out + "  The first codec of a line is the usual one; 10 bits go into hevc, in .webm into vp9.\n";
+    return out + "  The first codec of a line is the default; for 10 bits it is hevc, or vp9 in .webm.\n";
 }
 
 std::string roff(const std::string& text) {
@@ -151,7 +151,8 @@ std::string helpText(Command command) {
 std::string manPage() {
     std::string out =
         fmt::format(".TH TUMBLEWASH 1 \"\" \"tumblewash {}\" \"User Commands\"\n", TUMBLEWASH_VERSION);
-    out += ".SH NAME\ntumblewash \\- join clips with fourteen classic video transitions\n.SH SYNOPSIS\n";
+    out += ".SH NAME\ntumblewash \\- join clips and photos with thirteen classic video transitions\n";
+    out += ".SH SYNOPSIS\n";
     for (const CommandRow& row : commandTable()) out += fmt::format(".B {}\n.br\n", roff(synopsis(row)));
     out +=
         ".SH DESCRIPTION\nRenders transitions between clips and pictures with their sound. The commands "

@@ -116,7 +116,7 @@ void refuseBesideDocument(const Options& o) {
     for (const std::string& option : o.given)
         if (saysWhatAnEditIs(option) && !overridesAnEdit(o, option))
             throw edit::Refusal(edit::Problem::BadRequest,
-                                fmt::format("{}: the edit {} says that itself; change it there", option,
+                                fmt::format("{}: the edit {} sets that itself; change it there", option,
                                             quotedName(o.inputs.front())));
 }
 
@@ -136,7 +136,7 @@ void refuseOther(const std::string& file) {
 void sayLevels(const std::vector<std::string>& levels) {
     constexpr std::size_t kMost = 8;
     for (std::size_t i = 0; i < levels.size() && i < kMost; ++i) say("{}", levels[i]);
-    if (levels.size() > kMost) say("and {} more clips; --report tells their gains", levels.size() - kMost);
+    if (levels.size() > kMost) say("and {} more clips; --report lists their gains", levels.size() - kMost);
 }
 
 void makeEdit(const Options& o, const Edit& edit) {
@@ -217,7 +217,7 @@ Edit openDocument(const Options& o) {
     const Edit edit = edit::readEdit(edit::readDocument(file), file);
     if (o.quiet) return edit;
     for (const std::string& changed : edit::changedFiles(edit))
-        say("{}: has changed since the edit was planned; planned anew", quotedName(changed));
+        say("{}: has changed since the edit was planned; planned again", quotedName(changed));
     return edit;
 }
 

@@ -88,7 +88,7 @@ struct CommandParser {
                 throw Refusal(Problem::BadRequest, fmt::format("{} is given more than once", rows[i]->name));
             const std::string& value = options[i]->results().front();
             if (value.empty() && rows[i]->kind == ValueKind::File)
-                throw Refusal(Problem::BadRequest, fmt::format("{} names no file: {} {}", rows[i]->name,
+                throw Refusal(Problem::BadRequest, fmt::format("{} needs a file name: {} {}", rows[i]->name,
                                                                rows[i]->name, rows[i]->value));
             // A switch alone is "true" to the parser.
             rows[i]->store(result, optional && value == "true" ? choicesOf(*rows[i]).front() : value);
@@ -147,7 +147,8 @@ void checkTogether(const Options& o, const CommandRow& row) {
     if (row.wantsOutput && o.output.empty() && o.mlt.empty() && !o.dryRun)
         throw Refusal(Problem::BadRequest, fmt::format("{} needs an output: -o FILE", row.name));
     if (o.output.empty() && !o.mlt.empty() && !o.report.empty())
-        throw Refusal(Problem::BadRequest, "--report tells what was rendered; give an output too: -o FILE");
+        throw Refusal(Problem::BadRequest,
+                      "--report describes what was rendered; give an output too: -o FILE");
     if (o.command == Command::Plan && o.inputs.size() > 1)
         for (const std::string& input : o.inputs)
             if (edit::isDocumentName(input))
@@ -157,7 +158,8 @@ void checkTogether(const Options& o, const CommandRow& row) {
         throw Refusal(Problem::BadRequest,
                       fmt::format("--frame {} is past the end: of {} frames the last is {}", *o.frame,
                                   o.of.value_or(30), o.of.value_or(30) - 1));
-    if (o.quiet && o.verbose) throw Refusal(Problem::BadRequest, "--quiet and --verbose exclude each other");
+    if (o.quiet && o.verbose)
+        throw Refusal(Problem::BadRequest, "--quiet and --verbose cannot be used together");
 }
 
 }  // namespace

@@ -155,13 +155,13 @@ int runProgram(int argc, char** argv) noexcept {
     } catch (const std::system_error& problem) {
         if (problem.code() != std::errc::resource_unavailable_try_again)
             return refuse(ExitCode::RenderFailed, problem.what());
-        return refuse(
-            ExitCode::RenderFailed,
-            "the system starts no more threads; end other programs, or raise the limit of processes");
+        return refuse(ExitCode::RenderFailed,
+                      "the system cannot start another thread; end other programs, or raise the process "
+                      "limit (ulimit -u)");
     } catch (const std::exception& problem) {
         return refuse(ExitCode::RenderFailed, problem.what());
     } catch (...) {
-        return refuse(ExitCode::RenderFailed, "something unforeseen went wrong; please report it");
+        return refuse(ExitCode::RenderFailed, "internal error; please report it");
     }
 }
 

@@ -36,11 +36,13 @@ namespace {
 void checkOptions(const Options& o) {
     if (media::movieKindOf(o.output) == nullptr)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("--resume: parts make a movie; {} is none", quotedName(o.output)));
+                      fmt::format("--resume: only movies are rendered in parts; {} is not a movie",
+                                  quotedName(o.output)));
     refuseCopies(o);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin"})
         if (isGiven(o, option))
-            throw Refusal(Problem::BadRequest, fmt::format("--resume and {} exclude each other", option));
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("--resume and {} cannot be used together", option));
 }
 
 /// `told` becomes what was said of losses before the work.
@@ -74,12 +76,12 @@ void takeUp(const Options& o, const FarmPlan& plan, const std::string& folder) {
             throw Refusal(
                 Problem::BadRequest,
                 fmt::format("{}: holds parts of something else: the clips, the options or the program "
-                            "changed; remove it, or add --force to start anew",
+                            "changed; remove it, or add --force to start again",
                             quotedName(folder)));
         fs::remove_all(folder, problem);
     } else if (fs::exists(folder, problem) && !fs::is_empty(folder, problem)) {
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{}: is there already and holds no parts; remove it", quotedName(folder)));
+                      fmt::format("{}: already exists and holds no parts; remove it", quotedName(folder)));
     }
     fs::create_directories(folder, problem);
     if (problem)
@@ -92,7 +94,7 @@ void renderMissing(const Options& o, const FarmPlan& plan, const std::string& fo
     const std::vector<int> missing = farm::missingParts(plan, folder);
     const std::size_t all = farm::partNumbers(plan).size();
     if (missing.size() < all && !o.quiet)
-        say("{}: {} of {} parts are there already", quotedName(folder), all - missing.size(), all);
+        say("{}: {} of {} parts are already there", quotedName(folder), all - missing.size(), all);
     std::int64_t frames = 0;
     for (const int number : missing) frames += farm::boundsOf(plan, number).frames;
     Progress progress(o, commandRow(o.command).name, std::max<std::int64_t>(1, frames), plan.rate);
@@ -124,7 +126,7 @@ void resumeMovie(const Options& o, const edit::Edit& edit) {
         merged = farm::mergeParts(plan, folder, o.output, o.force, &interruptFlag());
     } catch (...) {
         const std::size_t all = farm::partNumbers(plan).size();
-        say("{}: {} of {} parts are kept; the same command goes on from there", quotedName(folder),
+        say("{}: {} of {} parts are kept; run the same command again to continue", quotedName(folder),
             all - farm::missingParts(plan, folder).size(), all);
         throw;
     }

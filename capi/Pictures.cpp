@@ -42,8 +42,8 @@ const EffectRecord* recordOf(const char* id) {
     if (record != nullptr) return record;
     std::vector<std::string> ids;
     for (const EffectRecord& effect : effectCatalogue()) ids.emplace_back(effect.id);
-    const std::string sentence = "'" + std::string(id) + "' is no effect" + edit::didYouMean(id, ids) +
-                                 "; tw_effect_at tells all of them";
+    const std::string sentence = "unknown effect '" + std::string(id) + "'" + edit::didYouMean(id, ids) +
+                                 "; tw_effect_at lists them all";
     failed(TW_BAD_ARGUMENT, sentence.c_str());
     return nullptr;
 }
@@ -86,7 +86,7 @@ std::optional<Effect> effectOf(const char* id, const tw_knobs* knobs) {
     if (record == nullptr) return std::nullopt;
     EffectKnobs chosen;
     if (!knobsOf(knobs, chosen)) {
-        failed(TW_BAD_ARGUMENT, "no direction has this number");
+        failed(TW_BAD_ARGUMENT, "unknown direction; use one of tw_direction");
         return std::nullopt;
     }
     return Effect(*record, chosen);
@@ -220,7 +220,7 @@ tw_status tw_effect_at(int index, tw_effect_info* info) {
 tw_status tw_effect_find(const char* id, tw_effect_info* info) {
     return guarded(
         [&] {
-            if (info == nullptr) return failed(TW_BAD_ARGUMENT, "there is no record to fill");
+            if (info == nullptr) return failed(TW_BAD_ARGUMENT, "the record to fill is null");
             const plugin::EffectRecord* record = recordOf(id);
             if (record == nullptr) return TW_BAD_ARGUMENT;
             describe(*record, *info);
@@ -253,7 +253,7 @@ tw_status tw_effect_render(const tw_effect* effect, double position, const tw_pi
     return guarded(
         [&] {
             if (effect == nullptr)
-                return failed(TW_BAD_ARGUMENT, "there is no effect; make one with tw_effect_new");
+                return failed(TW_BAD_ARGUMENT, "the effect is null; make one with tw_effect_new");
             return capi::render(effect->effect, position, first, second, target);
         },
         TW_NO_MEMORY);

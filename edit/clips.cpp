@@ -248,7 +248,7 @@ std::vector<std::string> Clip::warnings() const {
         for (std::string& line : named(reader_->warnings())) lines.push_back(std::move(line));
     if (missing_ > 0)
         lines.push_back(
-            fmt::format("{}: {} of {} pictures could not be had; the last good one stands in for them",
+            fmt::format("{}: {} of {} pictures are not available; the last good one is shown instead",
                         quotedName(path_), missing_, frames_));
     return lines;
 }

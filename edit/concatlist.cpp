@@ -114,7 +114,8 @@ class Reader {
 
     void readLines() {
         if (text_.rfind("\xEF\xBB\xBF", 0) == 0)
-            refuse(1, "the list begins with a byte order mark, which ffmpeg does not take; save it without");
+            refuse(1,
+                   "the list begins with a byte order mark, which ffmpeg does not accept; save it without");
         std::istringstream stream(text_);
         std::size_t number = 0;
         for (std::string line; std::getline(stream, line);) {
@@ -147,7 +148,7 @@ class Reader {
             const auto time = parseClock(argument);
             if (!time)
                 refuse(number,
-                       fmt::format("{} is no time; write 1.5, 500ms or 00:00:01.5", printable(argument)));
+                       fmt::format("{} is not a time; write 1.5, 500ms or 00:00:01.5", printable(argument)));
             if (*time < 0) refuse(number, fmt::format("{} is negative", word));
             (word == "inpoint"    ? entries_.back().in
              : word == "outpoint" ? entries_.back().out
@@ -157,7 +158,7 @@ class Reader {
                    word == "file_packet_meta" || word == "file_packet_metadata") {
             sayOnce(fmt::format("{} of the list is left out", word));
         } else if (word == "option") {
-            refuse(number, "options of the list are not taken; remove the line");
+            refuse(number, "the option directive is not supported; remove the line");
         } else {
             refuse(number, fmt::format("{} is not a directive of a concat list", printable(word)));
         }
@@ -177,7 +178,7 @@ class Reader {
         if (settings_.unsafePaths) return file.string();
         const std::size_t scheme = said.find(':');
         const auto unsafe = [&](const char* why) {
-            refuse(line, fmt::format("{}: {}; --unsafe-paths takes it all the same", printable(said), why));
+            refuse(line, fmt::format("{}: {}; --unsafe-paths allows it", printable(said), why));
         };
         if (scheme != std::string::npos && said.find('/') > scheme) unsafe("this is an address, not a file");
         if (fs::path(said).is_absolute()) unsafe("the name does not begin in the list's folder");
@@ -191,7 +192,7 @@ class Reader {
         }
         const auto mismatch = std::mismatch(root.begin(), root.end(), real.begin(), real.end());
         if (mismatch.first != root.end()) unsafe("it lies outside the list's folder");
-        if (!fs::is_regular_file(real, problem)) unsafe("it is not a plain file");
+        if (!fs::is_regular_file(real, problem)) unsafe("it is not a regular file");
         return file.string();
     }
 

@@ -40,7 +40,7 @@ double parseDecibels(const std::string& text) {
     const std::optional<double> value = number(text, "db");
     if (!value || *value < -96 || *value > 24)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("'{}' is no level; write -96dB to 24dB, e.g. -6dB", text));
+                      fmt::format("'{}' is not a level; write -96dB to 24dB, e.g. -6dB", text));
     return *value;
 }
 
@@ -48,7 +48,7 @@ double parseLoudness(const std::string& text) {
     const std::optional<double> value = number(text, "lufs");
     if (!value || *value < -50 || *value > -5)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("'{}' is no loudness; write -50LUFS to -5LUFS, e.g. -16LUFS", text));
+                      fmt::format("'{}' is not a loudness; write -50LUFS to -5LUFS, e.g. -16LUFS", text));
     return *value;
 }
 

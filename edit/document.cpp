@@ -59,7 +59,7 @@ class Fields {
         if (!value) return std::nullopt;
         if (!value->is_string()) refuse(key, "give a text in double quotes");
         auto words = value->get<std::string>();
-        if (words.find('\0') != std::string::npos) refuse(key, "a text without a zero character is needed");
+        if (words.find('\0') != std::string::npos) refuse(key, "a text cannot contain a null character");
         return words;
     }
 
@@ -86,7 +86,7 @@ class Fields {
     /// A length that is not nothing.
     std::optional<EditTime> length(const char* key) const {
         std::optional<EditTime> length = time(key);
-        if (length && length->value.count == 0) refuse(key, "give more than nothing");
+        if (length && length->value.count == 0) refuse(key, "give a time above 0");
         return length;
     }
 
@@ -251,7 +251,7 @@ FileMark readWas(const Fields& in) {
 EditClip readClip(const Fields& in, bool first) {
     EditClip clip;
     const bool black = in.find("black") != nullptr;
-    if (black == (in.find("file") != nullptr)) in.refuse("", "give a file or black, one of them");
+    if (black == (in.find("file") != nullptr)) in.refuse("", "give either a file or black");
     if (black) {
         for (const char* key : {"in", "out", "length", "gain", "was"})
             if (in.find(key)) in.refuse(key, "black has none; its length is the value of black");
@@ -331,7 +331,7 @@ Edit readEdit(const std::string& text, const std::string& name) {
     if (!json.is_object()) source.refuse("", "an edit is an object, { \"tumblewash\": 1, ... }");
     const auto version = json.find("tumblewash");
     if (version == json.end())
-        source.refuse("", "this is no edit: \"tumblewash\", the version of the format, is missing");
+        source.refuse("", "this is not an edit: \"tumblewash\", the format version, is missing");
     if (version->is_number() && version->get<double>() > kDocumentVersion)
         source.refuse("/tumblewash", fmt::format("made by a newer tumblewash ({}), this one reads {}",
                                                  version->dump(), kDocumentVersion));
@@ -400,7 +400,7 @@ std::string editJson(const Edit& edit) {
     try {
         return json.dump(2) + "\n";
     } catch (const Json::type_error&) {
-        throw Refusal(Problem::BadRequest, "a title or comment is no UTF-8, which a document needs");
+        throw Refusal(Problem::BadRequest, "a title or comment is not valid UTF-8");
     }
 }
 

@@ -132,15 +132,15 @@ std::span<const KeyRow> editKeys() {
         {"output", KeyType::Output, "size, rate and encoding of the movie"},
         {"sound", KeyType::Audio, "sound across seams that do not say otherwise; none is a silent movie"},
         {"channels", KeyType::Channels, "channels of the sound; keep is mono or 5.1 where all clips are"},
-        {"loudness", KeyType::Loudness, "what every clip's sound is brought to"},
+        {"loudness", KeyType::Loudness, "loudness to which every clip's sound is brought"},
         {"limiter", KeyType::Flag, "keep peaks of the sound below -1 dBTP"},
         {"music", KeyType::Music, "music under the whole movie"},
         {"still", KeyType::Time, "how long a still lasts"},
-        {"hold", KeyType::Time, "instead of still: how long a still stands whole, its seams not counted"},
+        {"hold", KeyType::Time, "instead of still: how long a still is shown between its seams"},
         {"stillMotion", KeyType::StillMotion, "how stills move while they are shown"},
-        {"seams", KeyType::Seam, "what seams, opening and closing do not say themselves"},
-        {"opening", KeyType::Seam, "brings the picture at the start"},
-        {"closing", KeyType::Seam, "takes the picture away at the end"},
+        {"seams", KeyType::Seam, "defaults of seams, opening and closing"},
+        {"opening", KeyType::Seam, "how the picture arrives at the start"},
+        {"closing", KeyType::Seam, "how the picture leaves at the end"},
         {"clips", KeyType::Clips, "the clips in order"}};
     return kKeys;
 }
@@ -149,12 +149,12 @@ std::span<const KeyRow> outputKeys() {
     static constexpr KeyRow kKeys[] = {
         {"size", KeyType::Size, "width x height; else the first clip's"},
         {"rate", KeyType::Rate, "frames per second; else the first clip's"},
-        {"fit", KeyType::Fit, "how pictures of another shape are brought to the size"},
-        {"codec", KeyType::Codec, "picture codec; else what the kind of file is used with"},
+        {"fit", KeyType::Fit, "how pictures of another shape are fitted to the size"},
+        {"codec", KeyType::Codec, "picture codec; else the default of the file type"},
         {"depth", KeyType::Depth, "bits of each colour; else 8, and 10 where HDR is kept"},
         {"crf", KeyType::Crf, "quality of the encoder, lower is better"},
-        {"preset", KeyType::Preset, "speed of the encoder against the size of the file"},
-        {"hdr", KeyType::Hdr, "what becomes of HDR clips: auto, kept, or toned down to SDR"},
+        {"preset", KeyType::Preset, "encoder speed; faster presets make larger files"},
+        {"hdr", KeyType::Hdr, "HDR clips: auto, kept, or converted to SDR"},
         {"toneMap", KeyType::ToneMap, "how HDR becomes SDR"},
         {"alpha", KeyType::Flag, "keep transparency, in files that hold it"}};
     return kKeys;
@@ -163,8 +163,8 @@ std::span<const KeyRow> outputKeys() {
 std::span<const KeyRow> musicKeys() {
     static constexpr KeyRow kKeys[] = {
         {"file", KeyType::File, "a file with sound, from the document's folder"},
-        {"gain", KeyType::Level, "what it is raised or lowered by"},
-        {"duck", KeyType::Duck, "what it is lowered by under clips that have sound; else 12dB"}};
+        {"gain", KeyType::Level, "its volume"},
+        {"duck", KeyType::Duck, "how much it is lowered under clips with sound; else 12dB"}};
     return kKeys;
 }
 
@@ -172,8 +172,8 @@ std::span<const KeyRow> seamKeys() {
     static constexpr KeyRow kKeys[] = {
         {"effect", KeyType::Effect, "the transition; none is a cut"},
         {"duration", KeyType::Time, "its length, made even; else as long as the clips allow, at most 1 s"},
-        {"speed", KeyType::Speed, "0 to 1 instead of a duration: the length as the effect counts it"},
-        {"direction", KeyType::Direction, "the edge over which a wash leaves"},
+        {"speed", KeyType::Speed, "instead of duration: 0 to 1 on the effect's own scale"},
+        {"direction", KeyType::Direction, "the edge towards which a wash leaves"},
         {"seed", KeyType::Seed, "the wash's random pattern"},
         {"sound", KeyType::Audio, "sound across this seam"}};
     return kKeys;
@@ -186,9 +186,9 @@ std::span<const KeyRow> clipKeys() {
         {"in", KeyType::Time, "the first picture that is used, from the file's start"},
         {"out", KeyType::Time, "the end of what is used: the first picture that is not"},
         {"length", KeyType::Time, "how long this still lasts"},
-        {"gain", KeyType::Level, "what its sound is raised or lowered by"},
+        {"gain", KeyType::Level, "the volume of its sound"},
         {"title", KeyType::Text, "the name of its chapter; else the file's"},
-        {"seam", KeyType::Seam, "what leads from the clip before into this one"},
+        {"seam", KeyType::Seam, "the transition from the previous clip into this one"},
         {"was", KeyType::Was, "what the file was like when the edit was planned"}};
     return kKeys;
 }

@@ -102,16 +102,15 @@ class Reader {
     }
 
     CutList read() {
-        if (events_.empty()) refuse(1, "no event of an edit decision list is in it");
+        if (events_.empty()) refuse(1, "this is not an edit decision list: it has no events");
         findFiles();
         list_.rate = settleRate();
         for (const Event& event : events_) place(event);
         if (list_.clips.empty()) refuse(1, "no event has pictures");
         if (skipped_ > 0)
-            remarks_.push_back(
-                fmt::format("{} read over: sound, notes and colour",
-                            skipped_ == 1 ? "1 line of the list was"
-                                          : fmt::format("{} lines of the list were", skipped_)));
+            remarks_.push_back(fmt::format(
+                "{} ignored: sound, notes and colour",
+                skipped_ == 1 ? "1 line of the list is" : fmt::format("{} lines of the list are", skipped_)));
         if (foreign_ > 0)
             remarks_.push_back(fmt::format("{} the effect of the edit (--effect)",
                                            foreign_ == 1
@@ -119,7 +118,7 @@ class Reader {
                                                : fmt::format("{} dissolves and wipes become", foreign_)));
         if (speeds_ > 0)
             remarks_.push_back(
-                fmt::format("changes of speed are left out: {} at normal speed",
+                fmt::format("changes of speed are ignored: {} at normal speed",
                             speeds_ == 1 ? "1 clip plays" : fmt::format("{} clips play", speeds_)));
         return list_;
     }
@@ -191,7 +190,7 @@ class Reader {
         const std::vector<std::string> words = wordsIn(line);
         const auto event = wholeNumber(words[0]);
         if (!event || words.size() < 8)
-            refuse(number, "an event needs a number, a reel, a track, a kind and four times");
+            refuse(number, "an event needs a number, a reel, a track, a type and four time codes");
         // The reel may hold blanks: everything is counted from the four times at the end.
         const std::size_t times = words.size() - 4;
         std::size_t kind = times - 1;
@@ -200,17 +199,17 @@ class Reader {
         read.number = static_cast<long>(*event);
         read.drop = drop_;
         if (const auto fade = wholeNumber(words[kind]); fade && kind > 3) {
-            if (*fade < 0 || *fade > 100000) refuse(number, "the length of the transition is absurd");
+            if (*fade < 0 || *fade > 100000) refuse(number, "the length of the transition is out of range");
             read.fade = *fade;
             --kind;
         }
         // A key may say B or O for background and out behind its letter.
         if (kind > 3 && (words[kind] == "B" || words[kind] == "O") && words[kind - 1] == "K") --kind;
         const std::string& type = words[kind];
-        if (type.empty() || kind < 3) refuse(number, "a kind of event is missing: C, D or W");
-        if (type.front() == 'K') refuse(number, "keys are not understood; remove them from the list");
+        if (type.empty() || kind < 3) refuse(number, "the event type is missing: C, D or W");
+        if (type.front() == 'K') refuse(number, "keys are not supported; remove them from the list");
         if (type != "C" && type != "D" && type.front() != 'W')
-            refuse(number, fmt::format("{} is no kind of event; use C, D or W", printable(type)));
+            refuse(number, fmt::format("unknown event type {}; use C, D or W", printable(type)));
         read.type = type.front();
         if (read.type != 'C' && read.fade == 0)
             refuse(number, "a dissolve or wipe needs its length in frames");
@@ -227,11 +226,11 @@ class Reader {
         }
         if (!events_.empty() && events_.back().lines.size() == 1 &&
             events_.back().lines[0].number == read.number) {
-            if (read.type == 'C') refuse(number, fmt::format("event {} stands twice", read.number));
+            if (read.type == 'C') refuse(number, fmt::format("event {} appears twice", read.number));
             events_.back().lines.push_back(read);
         } else {
             if (read.type != 'C')
-                refuse(number, fmt::format("event {} has a transition and no line for what it comes from",
+                refuse(number, fmt::format("event {} has a transition but no line for its outgoing clip",
                                            read.number));
             events_.push_back({{read}, "", "", "", {}});
         }
@@ -241,7 +240,7 @@ class Reader {
     std::string fileOf(const EventLine& line, const std::string& name, const std::string& path) {
         if (isBlack(line.reel)) return "";
         if (line.reel == "BARS")
-            refuse(line.line, "the reel BARS is a test picture of the editing machine; replace it");
+            refuse(line.line, "the reel BARS is a test picture of the editing system; replace it");
         for (const std::string& words : {path, name}) {
             if (words.empty()) continue;
             std::string file = finder_.find(words);
@@ -311,7 +310,7 @@ class Reader {
         const bool dropped = code.frames < nominalRate(list_.rate);
         refuse(line.line,
                fmt::format("frame {} {}", code.frames,
-                           dropped ? "is one of those that drop-frame time code leaves out"
+                           dropped ? "is one that drop-frame time code skips"
                                    : fmt::format("does not exist at {} frames per second; give another --fps",
                                                  describe(list_.rate))));
     }
@@ -328,7 +327,7 @@ class Reader {
             ++speeds_;
         } else if (span.out - span.in != span.length() && !isBlack(line.reel)) {
             refuse(line.line,
-                   fmt::format("the source lasts {} frames and the record {}; without M2 they are equal",
+                   fmt::format("the source lasts {} frames and the record {}; without M2 they must be equal",
                                span.out - span.in, span.length()));
         }
         return span;
@@ -401,7 +400,7 @@ class Reader {
         if (!runsOn) {
             if (files[0].empty() && !isBlack(first.reel))
                 refuse(first.line,
-                       "the clip before does not run on here, and nothing names another; add FROM CLIP NAME");
+                       "the previous clip does not continue here, and no other is named; add FROM CLIP NAME");
             append(event.from, files[0], inFile(files[0], lead.in), 0, std::nullopt);
         }
         const bool last = index + 1 == events_.size();

@@ -35,7 +35,7 @@ const EffectRecord& recordOf(const std::string& text) {
     const bool number = problem == std::errc{} && end == text.data() + text.size();
     for (const EffectRecord& entry : effectCatalogue())
         if (text == entry.id || (number && index == entry.index)) return entry;
-    throw Refusal(Problem::BadRequest, fmt::format("'{}' is no effect{}; tumblewash list shows all", text,
+    throw Refusal(Problem::BadRequest, fmt::format("unknown effect '{}'{}; tumblewash list shows all", text,
                                                    didYouMean(text, effectIds())));
 }
 

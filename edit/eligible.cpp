@@ -183,7 +183,7 @@ std::string conflictOf(const MovieRequest& request, const PacketIndex& clip) {
 
 std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request) {
     if (!settings.output.empty() && movieKindOf(settings.output) == nullptr)
-        return fmt::format("{} is no movie: copies go into .mp4, .mov, .mkv and .webm",
+        return fmt::format("{} is not a movie: copies go into .mp4, .mov, .mkv and .webm",
                            media::quotedName(settings.output));
     if (request.writer.keepAlpha) return "--alpha keeps transparency, which no copied codec holds";
     const Clip& first = request.clips.front();

@@ -33,7 +33,7 @@ std::string headOf(const std::string& file) {
     return fmt::format("{:016x}", hash);
 }
 
-/// Size and time alone; false for what is no plain file.
+/// Size and time alone; false for what is not a regular file.
 bool statOf(const std::string& file, FileMark& mark) {
     struct stat facts {};
     if (::stat(file.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return false;

@@ -115,7 +115,7 @@ Fragment splitFragment(const std::string& name) {
         tried = true;
         std::string value = percentDecoded(pair.substr(2));
         for (const char* unit : {"smpte", "clock:"})
-            if (value.rfind(unit, 0) == 0) refuse(name, "only plain times are understood");
+            if (value.rfind(unit, 0) == 0) refuse(name, "only plain times are supported");
         if (value.rfind("npt:", 0) == 0) value = value.substr(4);
         said = readTime(value, fragment) || said;
     }

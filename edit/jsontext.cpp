@@ -237,7 +237,7 @@ std::string readDocument(const std::string& file) {
     const std::filesystem::file_status status = std::filesystem::status(file, problem);
     if (!std::filesystem::exists(status)) refuse("no such file");
     if (std::filesystem::is_directory(status)) refuse("is a folder; give an edit");
-    if (!std::filesystem::is_regular_file(status)) refuse("is no plain file");
+    if (!std::filesystem::is_regular_file(status)) refuse("is not a regular file");
     if (std::filesystem::file_size(file, problem) > kLargestDocument)
         refuse(fmt::format("is larger than {} MiB; an edit is a small text", kLargestDocument >> 20));
     errno = 0;

@@ -75,8 +75,7 @@ MediaFinder::MediaFinder(std::string folder, std::string beside)
     : folder_(std::move(folder)), beside_(std::move(beside)) {
     std::error_code ignored;
     if (!folder_.empty() && !fs::is_directory(folder_, ignored))
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("--media {}: there is no such folder", printable(folder_)));
+        throw Refusal(Problem::BadRequest, fmt::format("--media {}: no such folder", printable(folder_)));
 }
 
 void MediaFinder::index() {
@@ -107,9 +106,10 @@ void MediaFinder::index() {
 std::string MediaFinder::only(const std::vector<std::string>& files, const std::string& name) const {
     if (files.empty()) return "";
     if (files.size() == 1) return files.front();
-    throw Refusal(Problem::BadRequest,
-                  fmt::format("{}: both {} and {} fit; name a folder with one of them: --media FOLDER",
-                              printable(name), printable(files[0]), printable(files[1])));
+    throw Refusal(
+        Problem::BadRequest,
+        fmt::format("{}: both {} and {} match; name a folder that holds only one of them: --media FOLDER",
+                    printable(name), printable(files[0]), printable(files[1])));
 }
 
 std::string MediaFinder::find(const std::string& name) {

@@ -58,7 +58,7 @@ void refuseMissing(const std::vector<std::string>& files) {
     if (missing.size() > kNamed) named += fmt::format(" and {} more", missing.size() - kNamed);
     throw Refusal(Problem::BadInput,
                   missing.size() == 1
-                      ? named + ": there is no such file; check the name"
+                      ? named + ": no such file; check the name"
                       : fmt::format("{}: {} files do not exist; check the names", named, missing.size()));
 }
 

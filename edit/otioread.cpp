@@ -195,7 +195,7 @@ class Reader {
         for (const Node& track : children(stack)) {
             const std::string schema = schemaOf(track);
             if (schema != "Track" && schema != "Sequence")
-                refuse(track, fmt::format("a {} in place of a track is not understood", printable(schema)));
+                refuse(track, fmt::format("a {} in place of a track is not supported", printable(schema)));
             const std::string kind = words(track, "kind");
             if (kind == "Audio")
                 ++sounds;
@@ -241,7 +241,7 @@ class Reader {
             const Node effect{&(*effects.json)[i], pointerTo(effects.pointer, std::to_string(i))};
             const std::string schema = schemaOf(effect);
             if (schema == "LinearTimeWarp" || schema == "FreezeFrame" || schema == "TimeEffect")
-                say(fmt::format("{}: its change of speed is left out, it plays at normal speed", whose));
+                say(fmt::format("{}: its change of speed is ignored; it plays at normal speed", whose));
             else
                 say(fmt::format(
                     "{}: the effect {} is left out", whose,
@@ -256,7 +256,7 @@ class Reader {
         for (const Node& node : children(track)) {
             const std::string schema = schemaOf(node);
             if (schema == "Transition") {
-                if (afterFade) refuse(node, "two transitions stand side by side");
+                if (afterFade) refuse(node, "two transitions follow each other");
                 afterFade = true;
                 readFade(node);
                 continue;
@@ -267,11 +267,11 @@ class Reader {
             else if (schema == "Gap")
                 items_.push_back({"black", "", gapRange(node), std::nullopt, node});
             else if (schema == "Stack" || schema == "Track" || schema == "Sequence")
-                refuse(node, fmt::format("the nested {} {} is not understood; flatten it first", schema,
+                refuse(node, fmt::format("the nested {} {} is not supported; flatten it first", schema,
                                          printable(words(node, "name"))));
             else
-                refuse(node, fmt::format("{} is not understood in a track",
-                                         schema.empty() ? "what stands here" : printable(schema)));
+                refuse(node, fmt::format("{} is not supported in a track",
+                                         schema.empty() ? "this item" : printable(schema)));
         }
         if (items_.empty()) refuse(track, "the track is empty");
     }
@@ -343,7 +343,7 @@ class Reader {
             return "";
         }
         if (schema == "ImageSequenceReference")
-            refuse(media, "image sequences are not read; make a movie of this one first");
+            refuse(media, "image sequences are not supported; make a movie of this one first");
         std::string wanted = item.name;
         std::string found;
         if (schema == "ExternalReference") {

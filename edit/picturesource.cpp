@@ -25,7 +25,7 @@ void PictureSource::drop(FramePlace place) {
 LentFrame PictureSource::lend(const FrameRequest& request) {
     const auto found = pictures_.find({request.clip, request.index});
     if (found == pictures_.end() || !found->second)
-        throw HostError(fmt::format("picture {} of clip {} is not at hand", request.index, request.clip),
+        throw HostError(fmt::format("picture {} of clip {} is not available", request.index, request.clip),
                         kPluginCantGetNeededFrame);
     auto lent = std::make_unique<PictureRef>();
     LentFrame frame;

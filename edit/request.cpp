@@ -388,8 +388,8 @@ void checkLength(const RenderSettings& settings, const MovieRequest& request) {
         return clockTime(static_cast<std::int64_t>(secondsOf(frames, request.rate)));
     };
     throw Refusal(Problem::BadRequest,
-                  fmt::format("the result would last {} ({} frames), and {} is the most; give a longer "
-                              "--max-duration if that is meant",
+                  fmt::format("the result would last {} ({} frames), more than {}; raise "
+                              "--max-duration if that is intended",
                               lasts(asked), asked, lasts(most)));
 }
 

@@ -19,22 +19,16 @@ bool fits(SeamPlace place, Placement placement) {
     return placement != Placement::After && placement != Placement::Before;
 }
 
-/// What to use instead, for the refusal of an effect that belongs elsewhere.
-std::string usersOf(const Effect& effect) {
+/// Where an effect belongs and what to use, for the refusal of one in another place.
+const char* whereOf(const Effect& effect) {
     switch (placementOf(effect)) {
         case Placement::After:
-            return "it takes the picture away at the end of one clip: tumblewash out, or a closing";
+            return "works at the end of a single clip; use tumblewash out, or a closing";
         case Placement::Before:
-            return "it brings the picture at the start of one clip: tumblewash in, or an opening";
+            return "works at the start of a single clip; use tumblewash in, or an opening";
         default:
-            return "it stands between two clips: tumblewash join";
+            return "works between two clips; use tumblewash join";
     }
-}
-
-const char* purposeOf(SeamPlace place) {
-    return place == SeamPlace::Closing   ? "the end of a clip"
-           : place == SeamPlace::Opening ? "the start of a clip"
-                                         : "a seam";
 }
 
 template <class Value>
@@ -52,8 +46,7 @@ SettledSeam settle(const Edit& edit, const EditSeam& seam, SeamPlace place, cons
         settled.speed = (seam.speed ? seam.speed : edit.seams.speed)->value;
     settled.effect = findEffect(module, id, settled.speed);
     if (!fits(place, placementOf(settled.effect)))
-        throw Refusal(Problem::BadRequest, fmt::format("{} cannot be used for {}: {}", settled.effect.id,
-                                                       purposeOf(place), usersOf(settled.effect)));
+        throw Refusal(Problem::BadRequest, fmt::format("{} {}", settled.effect.id, whereOf(settled.effect)));
     settled.direction = directionFor(seam.direction ? seam.direction : edit.seams.direction, settled.effect);
     settled.seed = firstOf(seam.seed, edit.seams.seed, std::uint32_t{1});
     settled.sound = firstOf(seam.sound, edit.seams.sound, edit.sound);

@@ -72,10 +72,10 @@ StillRenderer::StillRenderer(const PluginModule& module, TransitionJob job, Stil
     const Placement placement = placementOf(job_.effect);
     const bool two = placement == Placement::Overlap || placement == Placement::Halves;
     if (placement == Placement::Cut)
-        throw Refusal(Problem::BadRequest, fmt::format("{} draws nothing; choose an effect", job_.effect.id));
+        throw Refusal(Problem::BadRequest, fmt::format("{} is not an effect; choose one", job_.effect.id));
     if (two && !inputs.b)
         throw Refusal(Problem::BadRequest,
-                      fmt::format("{} stands between two pictures; give a second one", job_.effect.id));
+                      fmt::format("{} needs two pictures; give a second one", job_.effect.id));
     clips_[0] = placement == Placement::Before && inputs.b ? inputs.b : inputs.a;
     clips_[1] = two ? inputs.b : nullptr;
 

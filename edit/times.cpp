@@ -31,7 +31,7 @@ bool parseWhole(const std::string& text, std::int64_t& value) {
 
 [[noreturn]] void refuseTime(const std::string& text) {
     throw Refusal(Problem::BadRequest,
-                  fmt::format("'{}' is no time; write 1.5s, 500ms, 45f, 01:02.5, 1:02:03 or .5", text));
+                  fmt::format("'{}' is not a time; write 1.5s, 500ms, 45f, 01:02.5, 1:02:03 or .5", text));
 }
 
 bool endsWith(const std::string& text, const std::string& tail) {
@@ -138,7 +138,7 @@ FrameRate parseRate(const std::string& text) {
     if (!ok || rate.num < rate.den || rate.num > 240 * rate.den)
         throw Refusal(
             Problem::BadRequest,
-            fmt::format("'{}' is no frame rate from 1 to 240; write 25, 29.97 or 30000/1001", text));
+            fmt::format("'{}' is not a frame rate from 1 to 240; write 25, 29.97 or 30000/1001", text));
     return rate;
 }
 
@@ -159,7 +159,7 @@ PixelSize parseSize(const std::string& text) {
         !parseWhole(text.substr(cross + 1), height))
         throw Refusal(
             Problem::BadRequest,
-            fmt::format("'{}' is no size; write WIDTHxHEIGHT, 720p, 1080p or 4k, e.g. 1280x720", text));
+            fmt::format("'{}' is not a size; write WIDTHxHEIGHT, 720p, 1080p or 4k, e.g. 1280x720", text));
     return {static_cast<int>(width), static_cast<int>(height)};
 }
 

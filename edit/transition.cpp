@@ -235,7 +235,7 @@ std::size_t ParallelRenderer::window() const noexcept {
 void ParallelRenderer::submit(PictureRef a, PictureRef b) {
     {
         const std::scoped_lock hold(impl_->lock);
-        // Once deep, always deep: one change of road at most, where the bright area comes.
+        // Once deep, always deep: one change of path at most, where the bright area comes.
         impl_->deepNow = impl_->deepNow || impl_->leavesTheRange(a) || impl_->leavesTheRange(b);
         Task task{impl_->submitted++, std::move(a), std::move(b), impl_->deepNow};
         if (impl_->morph && task.frame == 0) impl_->first = task;

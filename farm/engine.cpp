@@ -45,7 +45,7 @@ pid_t startShell(const std::string& script) {
     const char* const words[] = {"sh", script.c_str(), nullptr};
     const pid_t child = ::fork();
     if (child < 0)
-        throw Refusal(Problem::RenderFailed, "the system starts no more processes; end other programs");
+        throw Refusal(Problem::RenderFailed, "the system cannot start another process; end other programs");
     if (child > 0) {
         ::setpgid(child, child);
         return child;

@@ -62,7 +62,8 @@ std::int64_t frameAtWork(const FramePlan& plan, PixelSize size, double work) {
 std::int64_t wishedParts(const FramePlan& plan, media::FrameRate rate, double work,
                          const PartWishes& wishes) {
     if (wishes.parts && wishes.length)
-        throw Refusal(Problem::BadRequest, "--parts and --part-length exclude each other; give one of them");
+        throw Refusal(Problem::BadRequest,
+                      "--parts and --part-length cannot be used together; give one of them");
     if (wishes.parts) return *wishes.parts;
     if (!wishes.length) return std::max<std::int64_t>(1, static_cast<std::int64_t>(work / kLeastWork));
     const std::int64_t each = wishes.length->frames(rate);

@@ -141,7 +141,7 @@ Receipt readReceipt(const std::string& file) {
         r.words.remarks = json.at("remarks").get<std::vector<std::string>>();
         return r;
     } catch (const Json::exception&) {
-        throw Refusal(Problem::BadRequest, quotedName(file) + ": is no receipt of a part");
+        throw Refusal(Problem::BadRequest, quotedName(file) + ": is not the receipt of a part");
     }
 }
 
@@ -164,13 +164,13 @@ std::string troubleOf(const FarmPlan& plan, const PlanPrints& prints, const std:
         const auto size = std::filesystem::file_size(files.piece, ignored);
         if (ignored) return quotedName(files.piece) + ": is missing beside its receipt";
         if (size != r.piece.bytes)
-            return quotedName(files.piece) + ": does not have the size its receipt tells";
+            return quotedName(files.piece) + ": its size differs from that in its receipt";
         if (!whole) return {};
         const media::PieceFacts found = media::readPiece(files.piece);
         const media::Piece kind = number == kSoundPart ? media::Piece::sound : media::Piece::pictures;
         if (found.sha256 != r.piece.sha256 || found.kind != kind || found.packets != r.piece.packets ||
             found.delay != r.piece.delay || (number != kSoundPart && found.pictures != bounds.frames))
-            return quotedName(files.piece) + ": is not what its receipt tells; render it again";
+            return quotedName(files.piece) + ": does not match its receipt; render it again";
         return {};
     } catch (const Refusal& problem) {
         return problem.what();
@@ -213,7 +213,7 @@ std::vector<PartStatus> statusOf(const FarmPlan& plan, const std::string& folder
             part.words = fmt::format("on {}", media::printable(alive->host));
         } else if (alive) {
             part.state = PartState::Failed;
-            part.words = fmt::format("stopped on {} without a word", media::printable(alive->host));
+            part.words = fmt::format("stopped on {} without a message", media::printable(alive->host));
             if (const std::string line = lastLineOf(files.log); !line.empty()) part.words += ": " + line;
         } else if (std::string words = lastLineOf(files.failed); !words.empty()) {
             part.state = PartState::Failed;

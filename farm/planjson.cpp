@@ -56,7 +56,7 @@ std::span<const Word<media::PixelLayout>> layoutWords() {
 template <class Value>
 Value meant(std::span<const Word<Value>> table, const Json& json) {
     const auto value = edit::meaningOf(table, json.get<std::string>());
-    if (!value) throw std::invalid_argument(json.get<std::string>() + " is no word of a plan");
+    if (!value) throw std::invalid_argument("unknown word " + json.get<std::string>());
     return *value;
 }
 
@@ -232,7 +232,7 @@ FarmPlan readPlan(const std::string& text, const std::string& name) {
     };
     Json json = edit::parseJson(text, name);
     if (!json.is_object() || !json.contains(kVersionKey) || !json[kVersionKey].is_number_integer())
-        refuse("is no plan of parts; tumblewash plan EDIT --parts N -o NAME.plan.json makes one");
+        refuse("is not a plan of parts; make one with tumblewash plan EDIT --parts N -o NAME.plan.json");
     if (json[kVersionKey].get<std::int64_t>() != kPlanVersion)
         refuse(fmt::format("made by a newer tumblewash ({}), this one reads {}", json[kVersionKey].dump(),
                            kPlanVersion));
@@ -251,9 +251,9 @@ FarmPlan readPlan(const std::string& text, const std::string& name) {
         if (printsOf(plan).whole != said) refuse(kByHand);
         return plan;
     } catch (const Json::exception& problem) {
-        refuse(fmt::format("is no plan that this program wrote ({})", problem.what()));
+        refuse(fmt::format("is not a plan written by this program ({})", problem.what()));
     } catch (const std::invalid_argument& problem) {
-        refuse(fmt::format("is no plan that this program wrote: {}", problem.what()));
+        refuse(fmt::format("is not a plan written by this program: {}", problem.what()));
     }
     return {};
 }

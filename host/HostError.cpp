@@ -20,7 +20,7 @@ constexpr std::array<ResultText, 12> kResults{{
     {"kPluginOutOfMemory", "memory ran out; try smaller pictures"},
     {"kPluginOutOfDiskSpace", "the disk is full; free some space"},
     {"kPluginFailed", "the plug-in could not draw the frame"},
-    {"kPluginCantGetNeededFrame", "a frame that the transition needs could not be had"},
+    {"kPluginCantGetNeededFrame", "a frame that the transition needs is not available"},
     {"kPluginUnimplemented", "this plug-in cannot draw that effect; choose another one"},
     {"kPluginTryAgainLater", "the plug-in is busy; try again later"},
     {"kPluginAppIsTooOld", "the plug-in needs a newer host than this one"},
@@ -39,7 +39,7 @@ std::string resultSentence(int code) {
     if (code >= 0 && code < static_cast<int>(kResults.size())) {
         return kResults[static_cast<std::size_t>(code)].sentence;
     }
-    return "the plug-in answered with the unknown result " + std::to_string(code);
+    return "the plug-in returned the unknown result " + std::to_string(code);
 }
 
 }  // namespace tumblewash::host

@@ -56,8 +56,7 @@ PluginModule PluginModule::load(const std::filesystem::path& file) {
     const std::string name = file.string();
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status))
-        throw HostError(name + ": there is no such plug-in; check the path");
+    if (!std::filesystem::exists(status)) throw HostError(name + ": no such plug-in; check the path");
     if (std::filesystem::is_directory(status))
         throw HostError(name + ": is a folder; give the plug-in's file");
 
@@ -69,7 +68,7 @@ PluginModule PluginModule::load(const std::filesystem::path& file) {
 
     const PluginEntry entry = findEntry(handle);
     if (entry == nullptr) {
-        throw HostError(name + ": is no plug-in: it exports no function named " + kEntrySymbol);
+        throw HostError(name + ": is not a plug-in: it exports no function named " + kEntrySymbol);
     }
     return PluginModule(std::move(library), entry, name);
 }

@@ -270,7 +270,7 @@ FrameRequest Session::Impl::frameRequest(std::int32_t number, int width, int hei
     if (!place || width < 1 || height < 1 || width > kMaxPictureWidth) {
         throw HostError("the plug-in asked for frame " + std::to_string(number) + " at " +
                             std::to_string(width) + " x " + std::to_string(height) +
-                            ", which is no part of this transition",
+                            ", which is not part of this transition",
                         kPluginCantGetNeededFrame);
     }
     return {.number = number,

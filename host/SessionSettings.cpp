@@ -70,7 +70,7 @@ void checkAudio(const AudioSettings& audio) {
     }
     if (audio.fpsNumerator <= 0 || audio.fpsDenominator <= 0) {
         throw HostError("a frame rate of " + text(audio.fpsNumerator) + "/" + text(audio.fpsDenominator) +
-                        " is no frame rate");
+                        " is not valid");
     }
     if (audio.firstOutputFrame < 0) throw HostError("the output cannot start before frame 0");
     if (samplesBefore(1, audio.rate, audio.fpsNumerator, audio.fpsDenominator) > kMaxSamplesPerFrame) {
@@ -90,7 +90,7 @@ void checkReport(const PluginModule& module, const TransitionInfo& info) {
     const bool transition = info.type == kPluginTransitionBeforeType ||
                             info.type == kPluginTransitionBetweenType ||
                             info.type == kPluginTransitionAfterType;
-    if (!transition) throw HostError(module.name() + ": offers no transition of this number");
+    if (!transition) throw HostError(module.name() + ": has no transition with this number");
     if (info.frames < 0 || info.takeBefore < 0 || info.takeAfter < 0) {
         throw HostError(module.name() + ": reports frame counts below 0");
     }

@@ -201,7 +201,7 @@ PictureRef inLayout(const PictureRef& picture, PixelLayout layout, ColourMatrix 
     if (same && (isPacked(layout) || picture.matrix() == matrix)) return picture;
     if (layout == PixelLayout::argb) return toArgb(picture);
     if (layout == PixelLayout::deep) return toDeep(picture);
-    // Eight bits that come from eight bits take the road of the effects' own pictures.
+    // Eight bits that come from eight bits take the path of the effects' own pictures.
     if (layout == PixelLayout::yuv420 && picture.layout() == PixelLayout::argb)
         return fromArgb(picture, matrix, fields);
     return fromDeep(picture.layout() == PixelLayout::deep ? picture : toDeep(picture), layout, matrix,

@@ -106,7 +106,7 @@ std::string DecoderMemory::reason() const {
     const std::string size =
         std::to_string(count_->width.load()) + "x" + std::to_string(count_->height.load());
     if (count_->beyond.load())
-        return "claims pictures of " + size + ", more than this program takes; scale it first";
+        return "claims pictures of " + size + ", more than this program accepts; scale it first";
     return "decoding its pictures of " + size + " takes " + std::to_string(count_->wanted.load() / kMiB) +
            " MiB, more than this program gives one input; scale it first";
 }

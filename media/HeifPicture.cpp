@@ -46,7 +46,7 @@ std::string wordsOf(const heif_error& error) {
 void check(const heif_error& error, const std::string& path) {
     if (error.code == heif_error_Ok) return;
     if (error.subcode == heif_suberror_Security_limit_exceeded)
-        refuse(path, "claims more than this program takes (" + wordsOf(error) + "); scale it first");
+        refuse(path, "claims more than this program accepts (" + wordsOf(error) + "); scale it first");
     if (error.code == heif_error_Memory_allocation_error) throw std::bad_alloc();
     if (error.code == heif_error_Unsupported_feature && error.subcode == heif_suberror_Unsupported_codec)
         refuse(path,
@@ -257,7 +257,7 @@ FramePtr frameOf(const heif_image* image, const std::string& identity, const std
     if (frame->width < 1 || frame->height < 1 || frame->width > kMaxPictureSide ||
         frame->height > kMaxPictureSide || int64_t{frame->width} * frame->height > kMaxPixels)
         refuse(path, "claims pictures of " + std::to_string(frame->width) + "x" +
-                         std::to_string(frame->height) + ", more than this program takes; scale it first");
+                         std::to_string(frame->height) + ", more than this program accepts; scale it first");
     if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
     for (size_t plane = 0; plane < layout.colours; ++plane)
         copyPlane(image, layout.planes[plane], layout, *frame, static_cast<int>(plane), false, path);
@@ -328,7 +328,7 @@ void checkSize(const heif_image_handle* handle, const std::string& path) {
     if (width < 1 || height < 1 || width > kMaxPictureSide || height > kMaxPictureSide ||
         int64_t{width} * height > kMaxPixels)
         refuse(path, "claims pictures of " + std::to_string(width) + "x" + std::to_string(height) +
-                         ", more than this program takes; scale it first");
+                         ", more than this program accepts; scale it first");
 }
 
 }  // namespace

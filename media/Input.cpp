@@ -118,7 +118,7 @@ Recognised recognise(const InputBytes& bytes, const std::string& url, const AVIO
     if (format != nullptr && std::string_view(format->name) == "svg_pipe") refuseDrawing(bytes.path());
     throwIfNoRoom(score);
     if (score < 0 || format == nullptr || refusedFormat(format->name))
-        undecodable(bytes.path(), "is no movie or picture this program knows; convert it to MP4 or PNG first");
+        undecodable(bytes.path(), "unsupported file format; convert it to MP4 or PNG first");
     constexpr std::string_view piped = "_pipe";
     const std::string_view name = format->name;
     if (!name.ends_with(piped)) return {format};
@@ -284,7 +284,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     }
     if (decoder == nullptr)
         undecodable(file.path(), std::string("holds ") + avcodec_get_name(parameters.codec_id) +
-                                     ", which no decoder here knows; convert it first");
+                                     ", for which there is no decoder here; convert it first");
     codec_.reset(orBadAlloc(avcodec_alloc_context3(decoder)));
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
@@ -295,7 +295,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
         if (!memory_.fitsLimits(parameters.width, parameters.height))
             undecodable(file.path(), "claims pictures of " + std::to_string(parameters.width) + "x" +
                                          std::to_string(parameters.height) +
-                                         ", more than this program takes; scale it first");
+                                         ", more than this program accepts; scale it first");
         const int64_t picture =
             std::max<int64_t>(1, pictureBytes(parameters.width, parameters.height, parameters.format));
         codec_->thread_count = static_cast<int>(std::clamp<int64_t>(kThreadsBytes / picture, 1, wanted));

@@ -73,13 +73,14 @@ InputBytes::InputBytes(const std::string& path) : path_(path) {
     struct stat status {};
     if (path.empty()) refuse(path, "an empty file name; name a clip or a picture");
     if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR) refuse(path, "there is no such file; check the name");
+        if (errno == ENOENT || errno == ENOTDIR) refuse(path, "no such file; check the name");
         refuse(path, std::string("cannot be opened (") + std::strerror(errno) + "); check the permissions");
     }
     checkKind(path, status);
     // Another kind of file may have taken the name by now, and opening a pipe would wait for its writer.
     file_ = Descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file_ && (errno == EACCES || errno == EPERM)) refuse(path, "may not be read; check the permissions");
+    if (!file_ && (errno == EACCES || errno == EPERM))
+        refuse(path, "permission denied; check the permissions");
     if (!file_ || fstat(file_.get(), &status) != 0)
         refuse(path, std::string("cannot be opened (") + std::strerror(errno) + ")");
     checkKind(path, status);

@@ -47,7 +47,7 @@ const Container& containerOf(const std::string& output) {
     for (const Container& container : kContainers)
         if (output.size() > std::strlen(container.ending) && output.ends_with(container.ending))
             return container;
-    throw MediaError(MediaErrorCode::badRequest, output, "is no movie this program writes");
+    throw MediaError(MediaErrorCode::badRequest, output, "is not a movie that this program can write");
 }
 
 /// An encoder of sound, and its bits in a second for two channels.

@@ -21,7 +21,7 @@ namespace {
 // More links in a row than this are a circle, as the system sees it too.
 constexpr int kMostLinks = 40;
 
-// Names that exist already are met by chance once in a blue moon; a folder that answers so every time is odd.
+// Names that already exist are met by chance once in a blue moon; a folder that answers so every time is odd.
 constexpr int kMostTries = 100;
 
 /// `path` as a folder, from `from`. Reading it is wanted, naming it is enough.
@@ -33,7 +33,8 @@ void openFolder(OutputPlace& place, int from, const std::string& path) {
     if (!folder) {
         if (errno == ENOENT)
             refuseOutput(place.shown, "its folder does not exist; make " + quotedName(path) + " first");
-        if (errno == ENOTDIR) refuseOutput(place.shown, quotedName(path) + " is no folder; choose another place");
+        if (errno == ENOTDIR)
+            refuseOutput(place.shown, quotedName(path) + " is not a folder; choose another place");
         throwNotWritable(place.shown, errno);
     }
     place.folder = std::move(folder);
@@ -50,7 +51,7 @@ std::string linkedFrom(const OutputPlace& place) {
 std::string unforeseenEnding() {
     std::array<uint8_t, 12> bytes{};
     if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        throw MediaError(MediaErrorCode::notWritable, "", "the system gives no random numbers");
+        throw MediaError(MediaErrorCode::notWritable, "", "the system provides no random numbers");
     std::string out(".");
     for (const uint8_t byte : bytes) out += "abcdefghijkmnpqrstuvwxyz23456789"[byte % 32];
     return out.append(".part");
@@ -82,8 +83,8 @@ void throwNotWritable(const std::string& path, int error) {
         case EDQUOT:
             refuseOutput(path, "the disk is full; free some space or choose another place");
         case EFBIG:
-            refuseOutput(
-                path, "the file grows beyond the size allowed here; raise the limit or choose another place");
+            refuseOutput(path,
+                         "the file exceeds the size limit; raise it (ulimit -f) or choose another place");
         case EPIPE:
             refuseOutput(path, "the reader of the output has gone");
         case EACCES:
@@ -115,7 +116,7 @@ OutputPlace findPlace(const std::string& path) {
     place.shown = path;
     place.name = nameIn(path);
     if (place.name.empty() || place.name == "." || place.name == "..")
-        refuseOutput(path, "is no file name; name the file to write");
+        refuseOutput(path, "is not a file name; name the file to write");
     if (place.name.size() > NAME_MAX) refuseOutput(path, "the file name is too long");
     // Said first, since the links of such things lead to no name.
     struct stat status {};
@@ -130,7 +131,7 @@ OutputPlace findPlace(const std::string& path) {
             refuseOutput(path, "is a link to " + quotedName(place.name) +
                                    ", which does not exist; remove the link or name the file itself");
         if (!place.there || !S_ISLNK(place.there->st_mode)) return place;
-        if (links == kMostLinks) refuseOutput(path, "is a link in a circle; remove it or choose another name");
+        if (links == kMostLinks) refuseOutput(path, "is a link to itself; remove it or choose another name");
         const std::string target = linkedFrom(place);
         const Descriptor from = std::move(place.folder);
         openFolder(place, from.get(), folderOf(target));

@@ -84,7 +84,7 @@ PacketFileReader::PacketFileReader(const std::string& file) : file_(file), in_(f
     char magic[sizeof kMagic];
     bytes(magic, sizeof magic);
     if (std::memcmp(magic, kMagic, sizeof magic) != 0)
-        throw MediaError(MediaErrorCode::undecodable, file, "is no piece of a movie");
+        throw MediaError(MediaErrorCode::undecodable, file, "is not a piece of a movie");
     const int64_t kind = number();
     if (kind != static_cast<int64_t>(Piece::pictures) && kind != static_cast<int64_t>(Piece::sound))
         damaged();

@@ -35,7 +35,7 @@ const Scene& sceneOf(const std::string& path, std::string_view name) {
         if (name == scene.name) return scene;
     std::string all;
     for (const Scene& scene : kScenes) all.append(all.empty() ? "" : ", ").append(scene.name);
-    refuse(path, "there is no drawn scene of that name; choose one of " + all);
+    refuse(path, "unknown scene; choose one of " + all);
 }
 
 template <typename Number>

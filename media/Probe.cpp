@@ -248,7 +248,7 @@ ProbeDetail probeWebp(const InputBytes& bytes, CancelFlag cancel) {
     first.frame = animation.next();
     if (!first.frame)
         throw MediaError(MediaErrorCode::undecodable, path,
-                         "not one of its pictures can be decoded; the file is damaged, get a complete copy");
+                         "none of its pictures can be decoded; the file is damaged, get a complete copy");
     first.orientation = std::max(1, exifOrientation(animation.exif()));
     setProfile(first, animation.profile());
     fillStill(first, out);
@@ -318,7 +318,7 @@ ProbeDetail probeFile(const std::shared_ptr<const InputBytes>& bytes, CancelFlag
                          "is encrypted, and there is no key to it here; get a copy that is not");
     if (!frame)
         throw MediaError(MediaErrorCode::undecodable, path,
-                         "not one picture of its " + out.info.videoCodec +
+                         "no picture of its " + out.info.videoCodec +
                              " stream can be decoded; the file is damaged or cut off, get a complete copy");
     const bool still = isStill(file, decoder);
     fillPicture(file, stream, *frame, still, out);

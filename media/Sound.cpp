@@ -251,7 +251,7 @@ void FileSound::lookAhead() {
         }
         if (frame->sample_rate <= 0 || frame->nb_samples <= 0) continue;
         if (frame->sample_rate > kMostSampleRate || frame->ch_layout.nb_channels > kMostChannels) {
-            failure_ = "its sound claims a rate or channels beyond reason";
+            failure_ = "its sound has an impossible rate or number of channels";
             decoded_ = true;
             return;
         }

@@ -152,7 +152,7 @@ void checkPlace(const OutputPlace& place, bool force) {
         if (!lock.busy()) heal(place);
     }
     if (!force && !existingNumbers(place).empty())
-        refuseOutput(place.shown, "pictures of that name exist already; add --force to replace them");
+        refuseOutput(place.shown, "pictures of that name already exist; add --force to replace them");
 }
 
 }  // namespace
@@ -215,9 +215,11 @@ StagedSequence::Plan StagedSequence::plan() {
         if (!file) throwNotWritable(place_.shown, errno);
         const auto old = fileAt(place_, name);
         if (old) {
-            if (!force_) refuseOutput(place_.shown, quotedName(name) + " exists already; add --force to replace it");
+            if (!force_)
+                refuseOutput(place_.shown, quotedName(name) + " already exists; add --force to replace it");
             if (!S_ISREG(old->st_mode))
-                refuseOutput(place_.shown, quotedName(name) + " is no ordinary file; choose another name");
+                refuseOutput(place_.shown,
+                             quotedName(name) + " is not an ordinary file; choose another name");
             if (!adoptRights(file.get(), readRights(place_.folder.get(), name, *old)))
                 refuseOutput(place_.shown, quotedName(name) + " cannot be protected as the file it replaces");
         }
@@ -260,7 +262,7 @@ void StagedSequence::commit() {
         refuseOutput(place_.shown, "another run is putting pictures of that name in place; try again");
     heal(place_);
     if (!force_ && !existingNumbers(place_).empty())
-        refuseOutput(place_.shown, "pictures of that name exist already; add --force to replace them");
+        refuseOutput(place_.shown, "pictures of that name already exist; add --force to replace them");
     const Plan plan = this->plan();
     write("undo", textOf(plan.undo));
     if (fsync(hidden_.opened.get()) != 0) throwNotWritable(place_.shown, errno);

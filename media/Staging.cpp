@@ -17,7 +17,7 @@ void checkPlace(const OutputPlace& place, bool force) {
         if (S_ISDIR(place.there->st_mode)) refuseOutput(place.shown, "is a folder; name a file in it");
         if (!S_ISREG(place.there->st_mode))
             refuseOutput(place.shown, "is a device or pipe; name an ordinary file");
-        if (!force) refuseOutput(place.shown, "exists already; add --force to replace it");
+        if (!force) refuseOutput(place.shown, "already exists; add --force to replace it");
         if (faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0)
             refuseOutput(place.shown, "is write-protected; change that or choose another name");
     }
@@ -65,7 +65,7 @@ bool StagedFile::place(bool replaces) {
     if (error == 0) return replaces;
     if (error == EEXIST)
         refuseOutput(place_.shown, force_ ? "appeared while this run was writing; try again"
-                                          : "exists already; add --force to replace it");
+                                          : "already exists; add --force to replace it");
     if (error == EOPNOTSUPP)
         error = renameat(folder, hidden_.c_str(), folder, place_.name.c_str()) == 0 ? 0 : errno;
     if (error != 0) throwNotWritable(place_.shown, error);
@@ -74,9 +74,9 @@ bool StagedFile::place(bool replaces) {
 
 void StagedFile::commit() {
     const auto old = fileAt(place_, place_.name);
-    if (old && !force_) refuseOutput(place_.shown, "exists already; add --force to replace it");
+    if (old && !force_) refuseOutput(place_.shown, "already exists; add --force to replace it");
     if (old && !S_ISREG(old->st_mode))
-        refuseOutput(place_.shown, "is no ordinary file any more; choose another name");
+        refuseOutput(place_.shown, "is no longer an ordinary file; choose another name");
     if (old) before_ = readRights(place_.folder.get(), place_.name, *old);
     if (before_ && !adoptRights(file_.get(), *before_))
         refuseOutput(place_.shown, "cannot be protected as the file it replaces; choose another place");

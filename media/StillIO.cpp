@@ -27,7 +27,7 @@ PngEncoder::PngEncoder(std::string file, int width, int height, PngAlpha alpha)
     const int opened = avcodec_open2(codec_.get(), encoder, nullptr);
     throwIfNotStarted(opened);
     if (opened < 0)
-        throw MediaError(MediaErrorCode::encoding, file_, "no PNG can be made (" + avMessage(opened) + ")");
+        throw MediaError(MediaErrorCode::encoding, file_, "a PNG cannot be made (" + avMessage(opened) + ")");
     frame_ = newFrame();
     frame_->width = width;
     frame_->height = height;
@@ -53,7 +53,7 @@ const std::vector<uint8_t>& PngEncoder::encode(const uint8_t* argb, ptrdiff_t st
     const int got = sent < 0 ? sent : avcodec_receive_packet(codec_.get(), packet_.get());
     if (got == AVERROR(ENOMEM)) throw std::bad_alloc();
     if (got < 0)
-        throw MediaError(MediaErrorCode::encoding, file_, "no PNG can be made (" + avMessage(got) + ")");
+        throw MediaError(MediaErrorCode::encoding, file_, "a PNG cannot be made (" + avMessage(got) + ")");
     bytes_.assign(packet_->data, packet_->data + packet_->size);
     av_packet_unref(packet_.get());
     return bytes_;

@@ -52,8 +52,7 @@ const Preset& presetOf(const std::string& output, const std::string& name) {
         if (wanted == preset.name) return preset;
     std::string all;
     for (const Preset& preset : kPresets) all.append(all.empty() ? "" : ", ").append(preset.name);
-    throw MediaError(MediaErrorCode::badRequest, output,
-                     "there is no preset " + name + "; choose one of " + all);
+    throw MediaError(MediaErrorCode::badRequest, output, "unknown preset " + name + "; choose one of " + all);
 }
 
 bool isLarge(const WriterSettings& settings) {

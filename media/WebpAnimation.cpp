@@ -85,7 +85,7 @@ struct WebpAnimation::State {
         alpha = (WebPDemuxGetI(demuxer.get(), WEBP_FF_FORMAT_FLAGS) & ALPHA_FLAG) != 0;
         if (width < 1 || height < 1 || int64_t{width} * height > kMaxPixels)
             refuse(path, "claims pictures of " + std::to_string(width) + "x" + std::to_string(height) +
-                             ", more than this program takes; scale it first");
+                             ", more than this program accepts; scale it first");
         profile = chunkOf(demuxer.get(), "ICCP");
         exif = chunkOf(demuxer.get(), "EXIF");
         WebPIterator frame;

@@ -96,8 +96,7 @@ const SinkKind& sinkKindOf(const std::string& output) {
         if (kind.matches(output)) return kind;
     std::string all;
     for (const SinkKind& kind : kinds()) all.append(all.empty() ? "" : ", ").append(kind.shown.pattern);
-    throw MediaError(MediaErrorCode::badRequest, output,
-                     "is no output this program knows; use one of " + all);
+    throw MediaError(MediaErrorCode::badRequest, output, "unsupported output type; use one of " + all);
 }
 
 std::vector<OutputKind> outputKinds() {

@@ -35,13 +35,13 @@ tw_direction directionNamed(const std::string& name) {
     if (name == "left") return TW_LEFT;
     if (name == "up") return TW_UP;
     if (name == "down") return TW_DOWN;
-    throw py::value_error("'" + name + "' is no direction; use right, left, up or down");
+    throw py::value_error("unknown direction '" + name + "'; use right, left, up or down");
 }
 
 tw_alpha alphaNamed(const std::string& name) {
     if (name == "straight") return TW_STRAIGHT;
     if (name == "premultiplied") return TW_PREMULTIPLIED;
-    throw py::value_error("'" + name + "' is no kind of alpha; use straight or premultiplied");
+    throw py::value_error("unknown alpha '" + name + "'; use straight or premultiplied");
 }
 
 /// What of an array a picture needs: pixels side by side, rows anywhere.

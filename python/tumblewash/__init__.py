@@ -1,4 +1,4 @@
-"""Fourteen classic video transitions for pictures in numpy arrays and for clips in files.
+"""Thirteen classic video transitions for pictures in numpy arrays and for clips in files.
 
 >>> import numpy, tumblewash
 >>> a = numpy.zeros((480, 640, 3), numpy.uint8)

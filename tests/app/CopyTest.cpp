@@ -301,7 +301,7 @@ TEST(CopyTest, PhotosBlackAndPicturesAreNothingToCopy) {
     EXPECT_THAT(drawn.err, HasSubstr("is drawn here and has no packets to copy"));
     const RunResult sums = shop.run({"join", a, a, "--duration", "6f", "-o", "md5:", "--copy-bodies=always"});
     EXPECT_EQ(sums.code, 2);
-    EXPECT_THAT(sums.err, HasSubstr("is no movie"));
+    EXPECT_THAT(sums.err, HasSubstr("is not a movie"));
 }
 
 TEST(CopyTest, TurnedClipsCannotBeCopied) {

@@ -205,14 +205,14 @@ TEST(EditTest, OpeningAndClosingStandInTheSamePass) {
         refusalOf(shop,
                   {"join", scene("harbour", 1), scene("city", 1), "--opening", "wash-away", "-o", "null:"},
                   2),
-        HasSubstr("wash-away cannot be used for the start of a clip"));
+        HasSubstr("wash-away works between two clips; use tumblewash join"));
     const nlohmann::json own =
         reportOf(shop, {"join", scene("harbour", 1), scene("city", 1), "--opening", "tilt-in=4f", "--closing",
                         "wash-out=0.32s", "--duration", "6f"});
     EXPECT_EQ(own["transitions"][0]["frames"], 4);
     EXPECT_EQ(own["transitions"][1]["frames"], 6);
     EXPECT_EQ(own["transitions"][2]["frames"], 8);
-    for (const auto& [value, words] : {std::pair{"tilt-in=", "is no time"}, {"=2s", "an id is missing"}})
+    for (const auto& [value, words] : {std::pair{"tilt-in=", "is not a time"}, {"=2s", "an id is missing"}})
         EXPECT_THAT(
             refusalOf(shop, {"join", scene("city", 1), scene("city", 1), "-o", "null:", "--opening", value},
                       2),
@@ -263,7 +263,7 @@ TEST(EditTest, BlackIsBlackAndSilent) {
                 HasSubstr("give --size"));
     EXPECT_EQ(shop.run({"join", "black:1s", "black:1s", "-o", "null:", "-q", "--size", "64x48"}).code, 0);
     EXPECT_THAT(refusalOf(shop, {"join", "black:soon", "black:1s", "-o", "null:"}, 2),
-                HasSubstr("is no time"));
+                HasSubstr("is not a time"));
 }
 
 TEST(EditTest, TimesBeyondTheEndAreRefusedWithTheNumbers) {
@@ -297,7 +297,7 @@ TEST(EditTest, AFileThatChangedSinceIsSaidAndPlannedAnew) {
     ASSERT_EQ(shop.run({"out", scene("harbour", 1), "-o", movie, "-q", "-f"}).code, 0);
     const RunResult shrunk = shop.run({"render", document, "-o", "null:"});
     EXPECT_EQ(shrunk.code, 0) << shrunk.err;
-    EXPECT_THAT(shrunk.err, HasSubstr("a.mkv: has changed since the edit was planned; planned anew\n"));
+    EXPECT_THAT(shrunk.err, HasSubstr("a.mkv: has changed since the edit was planned; planned again\n"));
 }
 
 TEST(EditTest, ThePlanIsShownAsATable) {

@@ -77,7 +77,7 @@ TEST_F(ForeignEditTest, WhatADocumentSaysItselfIsNotSaidBesideIt) {
          {Words{"-e", "morph"}, {"--size", "64x48"}, {"--media", "."}, {"--chapters"}}) {
         Words words{"render", own, "-o", "null:"};
         words.insert(words.end(), option.begin(), option.end());
-        EXPECT_THAT(refusal(words), HasSubstr("my.edit.json says that itself"));
+        EXPECT_THAT(refusal(words), HasSubstr("my.edit.json sets that itself"));
     }
     EXPECT_EQ(shop.run({"render", own, "-o", "null:", "-q", "--only", "..3f", "--max-duration", "1s",
                         "--alpha", "--hdr", "sdr"})

@@ -57,8 +57,7 @@ TEST(NamesTest, WhatIsSaidOfAWildNameIsOneLineThatShowsIt) {
         const std::string missing = shop.file(name + ".mp4");
         const RunResult result = shop.run({"join", missing, missing, "-o", shop.file("o.mp4")});
         EXPECT_EQ(result.code, 3);
-        EXPECT_EQ(result.err,
-                  "tumblewash: " + quotedName(missing) + ": there is no such file; check the name\n");
+        EXPECT_EQ(result.err, "tumblewash: " + quotedName(missing) + ": no such file; check the name\n");
         EXPECT_TRUE(canBeShown(result.err)) << result.err;
     }
 }

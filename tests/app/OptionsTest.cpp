@@ -120,9 +120,9 @@ TEST(OptionsTest, ValuesOutsideTheirRangeAreRefused) {
     EXPECT_THAT(join({"--crf", "64"}), HasSubstr("--crf"));
     EXPECT_THAT(join({"--effect", "wash-away,,morph"}), HasSubstr("an id is missing"));
     EXPECT_THAT(join({"--effect", ""}), HasSubstr("an id is missing"));
-    EXPECT_THAT(join({"--duration", "soon"}), HasSubstr("no time"));
-    EXPECT_THAT(join({"--size", "big"}), HasSubstr("no size"));
-    EXPECT_THAT(join({"--fps", "0"}), HasSubstr("no frame rate"));
+    EXPECT_THAT(join({"--duration", "soon"}), HasSubstr("not a time"));
+    EXPECT_THAT(join({"--size", "big"}), HasSubstr("not a size"));
+    EXPECT_THAT(join({"--fps", "0"}), HasSubstr("not a frame rate"));
 }
 
 TEST(OptionsTest, WhatIsMissingIsNamed) {
@@ -138,7 +138,7 @@ TEST(OptionsTest, WhatIsMissingIsNamed) {
 TEST(OptionsTest, WhatExcludesEachOtherIsRefused) {
     EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "--speed", "1", "--duration", "1s"}),
                 HasSubstr("one of them"));
-    EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-q", "-v"}), HasSubstr("exclude"));
+    EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-q", "-v"}), HasSubstr("cannot be used together"));
     EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-o", "y.mp4"}), HasSubstr("more than once"));
     EXPECT_THAT(refusalOf({"frame", "a", "b", "-o", "f.png", "--frame", "30", "--of", "30"}),
                 HasSubstr("past the end"));

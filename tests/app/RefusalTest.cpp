@@ -132,12 +132,12 @@ TEST(RefusalTest, WrongIdsNameTheNearestAndTheRightCommand) {
     const std::string b = scene("city", 1);
     const std::string o = shop.file("o.mp4");
     expectRefused(shop, {"join", a, b, "-o", o, "-e", "wash-awya"}, 2, "did you mean wash-away?");
-    expectRefused(shop, {"join", a, b, "-o", o, "-e", "14"}, 2, "'14' is no effect");
+    expectRefused(shop, {"join", a, b, "-o", o, "-e", "14"}, 2, "unknown effect '14'");
     expectRefused(shop, {"join", a, b, "-o", o, "-e", "wash-out"}, 2, "tumblewash out");
     expectRefused(shop, {"out", a, "-o", o, "-e", "wash-away"}, 2, "tumblewash join");
     expectRefused(shop, {"in", a, "-o", o, "-e", "wash-out"}, 2, "tumblewash out");
     expectRefused(shop, {"join", a, b, "-o", o, "-e", "wash-away,morph"}, 2, "2 effects for one seam");
-    expectRefused(shop, {"frame", a, b, "-o", shop.file("o.png"), "-e", "none"}, 2, "draws nothing");
+    expectRefused(shop, {"frame", a, b, "-o", shop.file("o.png"), "-e", "none"}, 2, "none is not an effect");
     expectRefused(shop, {"frame", a, "-o", shop.file("o.png"), "-e", "morph"}, 2, "give a second one");
 }
 

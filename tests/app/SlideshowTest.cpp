@@ -270,7 +270,7 @@ TEST(SlideshowTest, WordsOfOtherProgramsAreAnswered) {
     };
     const std::string a = scene("harbour", 1);
     EXPECT_THAT(refused({"concat", a, a}), HasSubstr("did you mean join?"));
-    EXPECT_THAT(refused({"merge", a, a, "-o", "x.mp4"}), HasSubstr("tumblewash join puts clips together"));
+    EXPECT_THAT(refused({"merge", a, a, "-o", "x.mp4"}), HasSubstr("to join clips, use tumblewash join"));
     EXPECT_THAT(refused({"join", a, a, "--transition", "morph", "-o", "null:"}),
                 HasSubstr("did you mean --effect?"));
     EXPECT_THAT(refused({"join", a, a, "-y", "-o", "null:"}), HasSubstr("did you mean --force?"));

@@ -63,16 +63,16 @@ TEST_F(ConcatListTest, NamesThatLeadOutOfTheFolderAreRefused) {
                   .find("outside"),
               std::string::npos);
     EXPECT_NE(refusal("file http://example.org/a.mkv\n").find("an address, not a file"), std::string::npos);
-    EXPECT_NE(refusal("file sub\n").find("not a plain file"), std::string::npos);
+    EXPECT_NE(refusal("file sub\n").find("not a regular file"), std::string::npos);
     EXPECT_EQ(read("file " + folder_.path("A.mkv") + "\n", true).clips.size(), 1U);
 }
 
 TEST_F(ConcatListTest, WhatIsNoListIsRefusedWithItsLine) {
     EXPECT_NE(refusal("fiel A.mkv\n").find(":2: fiel is not a directive of a concat list"), std::string::npos);
-    EXPECT_NE(refusal("option x y\n").find(":2: options"), std::string::npos);
+    EXPECT_NE(refusal("option x y\n").find(":2: the option directive"), std::string::npos);
     EXPECT_NE(refusal("inpoint 1\n").find(":2: inpoint stands before any file"), std::string::npos);
     EXPECT_NE(refusal("file A.mkv\ninpoint -1\n").find(":3: inpoint is negative"), std::string::npos);
-    EXPECT_NE(refusal("file A.mkv\ninpoint abc\n").find(":3: abc is no time"), std::string::npos);
+    EXPECT_NE(refusal("file A.mkv\ninpoint abc\n").find(":3: abc is not a time"), std::string::npos);
     EXPECT_NE(refusal("file A.mkv\ninpoint 1\noutpoint 1\n").find("not after the inpoint"),
               std::string::npos);
     EXPECT_NE(refusal("file 'A.mkv\n").find(":2:"), std::string::npos);

@@ -158,7 +158,7 @@ TEST(DocumentTest, StillsAreHeldOrLastAndNotBoth) {
     EXPECT_THAT(refusalWith("\"still\": \"00:03.5\"", "\"still\": \"1s\", \"hold\": \"1s\""),
                 HasSubstr("give one"));
     EXPECT_THAT(refusalWith("\"9.5dB\"", "\"-3dB\""), HasSubstr("/music/duck: give 0dB to 24dB"));
-    EXPECT_THAT(refusalWith("\"-16 LUFS\"", "\"loud\""), HasSubstr("/loudness: 'loud' is no loudness"));
+    EXPECT_THAT(refusalWith("\"-16 LUFS\"", "\"loud\""), HasSubstr("/loudness: 'loud' is not a loudness"));
 }
 
 TEST(DocumentTest, AnUnknownKeyIsNamedWithItsLineAndTheNearestOne) {
@@ -179,7 +179,7 @@ TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
                 StartsWith("my.edit.json:14: /output/hdr: choose one of auto, keep, sdr"));
     EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:46: /clips/0/in: write \"5s\" or \"125f\"");
     EXPECT_THAT(refusalWith("\"125f\"", "\"soon\""),
-                StartsWith("my.edit.json:46: /clips/0/in: 'soon' is no time"));
+                StartsWith("my.edit.json:46: /clips/0/in: 'soon' is not a time"));
     EXPECT_THAT(refusalWith("\"tilt-away\"", "\"tilt-awya\""), HasSubstr("did you mean tilt-away?"));
     EXPECT_THAT(refusalWith("\"cover\"", "\"covr\""), HasSubstr("did you mean cover?"));
     EXPECT_THAT(refusalWith("18", "64"), HasSubstr("/output/crf: give a whole number from 0 to 63"));
@@ -196,11 +196,11 @@ TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
     EXPECT_THAT(refusalWith("\"29.97\"", "\"0\""), HasSubstr("/output/rate"));
     EXPECT_THAT(refusalWith("\"A.mp4\"", "\"\""), HasSubstr("/clips/0/file: the name is empty"));
     EXPECT_THAT(refusalWith("\"A.mp4\"", "\"a\\u0000b\""), HasSubstr("/clips/0/file"));
-    EXPECT_THAT(refusalWith("\".5\"", "\"0s\""), HasSubstr("/clips/2/black: give more than nothing"));
+    EXPECT_THAT(refusalWith("\".5\"", "\"0s\""), HasSubstr("/clips/2/black: give a time above 0"));
     EXPECT_THAT(refusalWith("\"black\": \".5\"", "\"black\": \"1s\", \"in\": \"2s\""),
                 HasSubstr("/clips/2/in"));
     EXPECT_THAT(refusalWith("\"black\": \".5\"", "\"black\": \"1s\", \"file\": \"x\""),
-                HasSubstr("one of them"));
+                HasSubstr("give either a file or black"));
     EXPECT_THAT(refusalWith("0123456789abcdef", "0123456789abcdeg"), HasSubstr("/clips/0/was/head"));
     EXPECT_THAT(refusalWith("2026-01-31T12:00:00Z", "yesterday"), HasSubstr("/clips/0/was/modified"));
     EXPECT_THAT(refusalWith("\"title\": \"Arrival\"", "\"seam\": {}"),
@@ -210,7 +210,7 @@ TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
 TEST(DocumentTest, VersionsAndOtherTextsAreToldApart) {
     EXPECT_EQ(refusalOf("{\"tumblewash\": 2}"),
               "my.edit.json:1: /tumblewash: made by a newer tumblewash (2), this one reads 1");
-    EXPECT_THAT(refusalOf("{}"), HasSubstr("this is no edit"));
+    EXPECT_THAT(refusalOf("{}"), HasSubstr("this is not an edit"));
     EXPECT_THAT(refusalOf("[]"), HasSubstr("an edit is an object"));
     EXPECT_THAT(refusalOf("{\"tumblewash\": 0, \"clips\": []}"), HasSubstr("/tumblewash"));
     EXPECT_THAT(refusalOf("{\"tumblewash\": 1}"), HasSubstr("clips"));

@@ -151,7 +151,7 @@ TEST_F(EdlTest, ImpossibleEventsAreRefusedWithTheirLine) {
     };
     const std::string plain = "00:00:00:00 00:00:01:00 01:00:00:00 01:00:01:00";
     EXPECT_NE(refusal(one("K B", plain), at(25)).find("x.edl:2: keys"), std::string::npos);
-    EXPECT_NE(refusal(one("D 010", plain), at(25)).find("x.edl:2: event 1 has a transition and no line"),
+    EXPECT_NE(refusal(one("D 010", plain), at(25)).find("x.edl:2: event 1 has a transition but no line"),
               std::string::npos);
     EXPECT_NE(refusal(one("C", "00:00:00:00 00:00:01:00 01:00:00:00 01:00:02:00"), at(25))
                   .find("the source lasts 25 frames and the record 50"),
@@ -162,7 +162,7 @@ TEST_F(EdlTest, ImpossibleEventsAreRefusedWithTheirLine) {
     EXPECT_NE(refusal(one("C", "00:00:00:00 00:00:01:00 01:00:00:00"), at(25)).find("x.edl:2:"),
               std::string::npos);
     EXPECT_NE(refusal("FCM: DROP FRAME\n001 A V C 00:01:00;00 00:01:01;00 01:00:00;00 01:00:00;28\n")
-                  .find("one of those that drop-frame"),
+                  .find("one that drop-frame"),
               std::string::npos);
     EXPECT_NE(refusal("FCM: DROP FRAME\n" + one("C", plain), at(25))
                   .find("drop-frame time codes do not exist at 25"),
@@ -198,8 +198,8 @@ TEST_F(EdlTest, WhatIsReadOverIsSaid) {
         "* ASC_SOP (1 1 1)\n002 A A C 00:00:00:00 00:00:01:00 01:00:02:00 01:00:03:00\n",
         at(25));
     EXPECT_EQ(remarks_,
-              (std::vector<std::string>{"2 lines of the list were read over: sound, notes and colour",
-                                        "changes of speed are left out: 1 clip plays at normal speed"}));
+              (std::vector<std::string>{"2 lines of the list are ignored: sound, notes and colour",
+                                        "changes of speed are ignored: 1 clip plays at normal speed"}));
 }
 
 TEST_F(EdlTest, CommentsNameTheFileInSeveralWays) {
@@ -214,13 +214,13 @@ TEST_F(EdlTest, CommentsNameTheFileInSeveralWays) {
     EXPECT_TRUE(remarks_.empty());
     for (const char* other : {"*", "* SOURCE FILES ELSEWHERE", "* a note"}) {
         EXPECT_EQ(fileOf(other), folder_.path("A.mp4")) << other;
-        EXPECT_EQ(remarks_, std::vector<std::string>{
-                                "1 line of the list was read over: sound, notes and colour"});
+        EXPECT_EQ(remarks_,
+                  std::vector<std::string>{"1 line of the list is ignored: sound, notes and colour"});
     }
     for (const char* slow : {"* FREEZE FRAME", "M2 AX 012.5 00:00:00:00", "M2 OTHER 012.5 00:00:00:00"}) {
         EXPECT_EQ(fileOf(slow), folder_.path("A.mp4")) << slow;
-        EXPECT_EQ(remarks_, std::vector<std::string>{
-                                "changes of speed are left out: 1 clip plays at normal speed"});
+        EXPECT_EQ(remarks_,
+                  std::vector<std::string>{"changes of speed are ignored: 1 clip plays at normal speed"});
     }
 }
 
@@ -228,11 +228,11 @@ TEST_F(EdlTest, LinesThatMeanNothingAreRefused) {
     const std::string plain = "00:00:00:00 00:00:01:00 01:00:00:00 01:00:01:00\n";
     EXPECT_EQ(refusal("FCM: SOMETIMES\n001 A V C " + plain, at(25)),
               "x.edl:1: FCM is DROP FRAME or NON-DROP FRAME, not SOMETIMES");
-    EXPECT_EQ(refusal("001 A V X " + plain, at(25)), "x.edl:1: X is no kind of event; use C, D or W");
+    EXPECT_EQ(refusal("001 A V X " + plain, at(25)), "x.edl:1: unknown event type X; use C, D or W");
     EXPECT_EQ(refusal("001 A V D " + plain, at(25)),
               "x.edl:1: a dissolve or wipe needs its length in frames");
     EXPECT_EQ(refusal("001 BARS V C " + plain, at(25)),
-              "x.edl:1: the reel BARS is a test picture of the editing machine; replace it");
+              "x.edl:1: the reel BARS is a test picture of the editing system; replace it");
     EXPECT_EQ(refusal("M2 A 012.5 00:00:00:00\n", at(25)), "x.edl:1: M2 without an event before it");
 }
 
@@ -257,7 +257,7 @@ TEST_F(EdlTest, ADissolveFromAnotherClipThanTheOneBeforeBeginsWithACut) {
     EXPECT_EQ(list.frames(), 75);
     EXPECT_EQ(trimsOf(editOf(list, moviesOf(1000), remarks_)), "A 0..50 B 125..135 C 5..30 <10>");
     EXPECT_EQ(refusal(text(""), at(25)),
-              "x.edl:3: the clip before does not run on here, and nothing names another; add FROM CLIP NAME");
+              "x.edl:3: the previous clip does not continue here, and no other is named; add FROM CLIP NAME");
 }
 
 TEST_F(EdlTest, EachFileHasAReelOfItsOwn) {

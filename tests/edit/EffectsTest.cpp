@@ -14,7 +14,7 @@ TEST(EffectsTest, ANameThatIsNoneIsRefusedWithTheNearest) {
     EXPECT_EQ(findEffect(module, "wash-away").id, findEffect(module, std::to_string(findEffect(module, "wash-away").index)).id) << "by its index as well";
     const Refused refused = refusedBy([&] { findEffect(module, "wash-awy"); });
     EXPECT_EQ(refused.problem, Problem::BadRequest);
-    EXPECT_THAT(refused.words, HasSubstr("'wash-awy' is no effect"));
+    EXPECT_THAT(refused.words, HasSubstr("unknown effect 'wash-awy'"));
     EXPECT_THAT(refused.words, HasSubstr("wash-away"));
     EXPECT_THAT(refused.words, HasSubstr("; tumblewash list shows all"));
     for (const char* wrong : {"", "14", "-1", "2x"})

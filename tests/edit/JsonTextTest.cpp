@@ -71,7 +71,7 @@ TEST(JsonTextTest, ADocumentIsASmallPlainFile) {
     EXPECT_EQ(refused("nowhere.json"), ": no such file");
     EXPECT_EQ(refused("sub"), ": is a folder; give an edit");
     ASSERT_EQ(mkfifo(folder.path("pipe").c_str(), 0600), 0);
-    EXPECT_EQ(refused("pipe"), ": is no plain file") << "and nobody waits for a writer";
+    EXPECT_EQ(refused("pipe"), ": is not a regular file") << "and nobody waits for a writer";
     EXPECT_EQ(readDocument(folder.path("sub/x.json")), "no media");
     std::filesystem::resize_file(folder.path("sub/x.json"), kLargestDocument);
     EXPECT_EQ(readDocument(folder.path("sub/x.json")).size(), kLargestDocument);

@@ -227,13 +227,13 @@ TEST_F(OtioTest, WhatCannotBeTakenOverIsSaidOrRefused) {
     text.replace(text.find(",\"effects\":[]"), 13, warp);
     edit(timeline({track({text})}));
     ASSERT_EQ(remarks_.size(), 1U);
-    EXPECT_EQ(remarks_[0], "a clip: its change of speed is left out, it plays at normal speed");
+    EXPECT_EQ(remarks_[0], "a clip: its change of speed is ignored; it plays at normal speed");
     EXPECT_NE(refusal(timeline({track({"{\"OTIO_SCHEMA\":\"Stack.1\",\"name\":\"inner\",\"children\":[]}"})}))
                   .find("nested Stack inner"),
               std::string::npos);
     EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), range(0, 50)), fade(1, 1), fade(1, 1),
                                        clip(url("A.mp4"), range(0, 50))})}))
-                  .find("side by side"),
+                  .find("follow each other"),
               std::string::npos);
     EXPECT_NE(refusal("{\"OTIO_SCHEMA\":\"Track.1\"}").find("a Track is not a timeline"), std::string::npos);
     EXPECT_NE(refusal("{}").find("x.otio:1: /: this is not an OpenTimelineIO timeline"), std::string::npos)
@@ -250,8 +250,8 @@ TEST_F(OtioTest, ImageSequencesAreRefusedWithTheirPlace) {
                          "\"target_url_base\":\"file:///shot/\",\"name_prefix\":\"f.\","
                          "\"name_suffix\":\".png\",\"start_frame\":1,\"rate\":25}}"})});
     EXPECT_EQ(refusal(text),
-              "x.otio:3: /tracks/children/0/children/0/media_reference: image sequences are not read; make a "
-              "movie of this one first");
+              "x.otio:3: /tracks/children/0/children/0/media_reference: image sequences are not supported; "
+              "make a movie of this one first");
 }
 
 TEST_F(OtioTest, TracksAreTrimmedByTheirOwnRange) {
@@ -320,12 +320,12 @@ TEST_F(OtioTest, TimesThatAreNoneAreRefusedWithTheirPlace) {
 
 TEST_F(OtioTest, WhatStandsInPlaceOfATrackOrClipIsNamed) {
     EXPECT_NE(refusal(timeline({clip(url("A.mp4"), range(0, 50))}))
-                  .find("a Clip in place of a track is not understood"),
+                  .find("a Clip in place of a track is not supported"),
               std::string::npos);
     EXPECT_NE(refusal(timeline({track({"{\"OTIO_SCHEMA\":\"Marker.2\"}"})}))
-                  .find("Marker is not understood in a track"),
+                  .find("Marker is not supported in a track"),
               std::string::npos);
-    EXPECT_NE(refusal(timeline({track({"7"})})).find("what stands here is not understood in a track"),
+    EXPECT_NE(refusal(timeline({track({"7"})})).find("this item is not supported in a track"),
               std::string::npos);
     EXPECT_NE(refusal(timeline({track({clipOf("null", range(0, 5))})}))
                   .find("a clip names neither a file nor itself"),

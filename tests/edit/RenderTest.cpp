@@ -84,7 +84,7 @@ TEST_F(RenderTest, PicturesThatCannotBeDecodedAreStoodInForAndTold) {
     EXPECT_EQ(report.frames, 10);
     EXPECT_THAT(report.warnings,
                 testing::Contains(HasSubstr(
-                    "p.mov: 3 of 10 pictures could not be had; the last good one stands in for them")));
+                    "p.mov: 3 of 10 pictures are not available; the last good one is shown instead")));
     EXPECT_THAT(report.warnings, testing::Contains(HasSubstr("the clip ends early: 3 pictures are missing")));
     ASSERT_EQ(lines().size(), 10U);
     EXPECT_EQ(lines()[7], lines()[6]);

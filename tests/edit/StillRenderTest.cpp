@@ -93,9 +93,9 @@ TEST_F(StillRenderTest, WhatIsSeeThroughMovesWithThePicture) {
 TEST_F(StillRenderTest, InputsThatDoNotSufficeAreRefusedWithTheNumbers) {
     StillInput photo(noise("a.png", 1), {kSide, kSide}, Fit::contain, kRate, false);
     StillInput movie(folder_.movie("short.mkv", 6), {kSide, kSide}, Fit::contain, kRate, false);
-    EXPECT_EQ(refusal("none", {&photo, &photo}), "none draws nothing; choose an effect");
+    EXPECT_EQ(refusal("none", {&photo, &photo}), "none is not an effect; choose one");
     EXPECT_EQ(refusal("wash-away", {&photo, nullptr}),
-              "wash-away stands between two pictures; give a second one");
+              "wash-away needs two pictures; give a second one");
     EXPECT_THAT(refusal("wash-away", {&photo, &movie}), EndsWith("wash-away takes 10; use fewer frames"));
     EXPECT_THAT(refusal("tilt-out", {&movie, nullptr}), EndsWith("tilt-out takes 10; use fewer frames"));
     const StillRenderer morph(module_, job("morph"), {&movie, &photo});

@@ -335,19 +335,19 @@ class Refusals(Shop):
         self.merge_refused("part-0002.piece: is missing beside its receipt")
         back()
         piece.write_bytes(good_piece[:-9])
-        self.merge_refused("part-0002.piece: does not have the size")
+        self.merge_refused("part-0002.piece: its size differs")
         back()
         piece.write_bytes(good_piece[:1000] + bytes([good_piece[1000] ^ 1]) + good_piece[1001:])
-        self.merge_refused("part-0002.piece: is ")
+        self.merge_refused("part-0002.piece: does not match its receipt")
         back()
         shutil.copy(self.parts / "part-0001.piece", piece)
         shutil.copy(self.parts / "part-0001.json", receipt)
         self.merge_refused("part-0002.json: the receipt of part 1")
         back()
         receipt.write_text(good_receipt.decode().replace('"packets": ', '"packets": 1'))
-        self.merge_refused("is not what its receipt tells")
+        self.merge_refused("does not match its receipt")
         receipt.write_text("{}")
-        self.merge_refused("is no receipt of a part")
+        self.merge_refused("is not the receipt of a part")
         receipt.write_text(good_receipt.decode().replace("tumblewash 0", "tumblewash 9"))
         self.merge_refused("made by tumblewash 9")
         back()
@@ -370,7 +370,7 @@ class Refusals(Shop):
             self.show.write_text(text.replace(old, new, 1))
             self.refused(2, "was changed by hand", "render", self.show, "--part", 1, "-o", "md5:")
         self.show.write_text("[]")
-        self.refused(2, "is no plan of parts", "status", self.show)
+        self.refused(2, "is not a plan of parts", "status", self.show)
         self.show.write_text('{"tumblewash-plan": 1, "tumblewash-plan": 1}')
         self.refused(2, "plan", "status", self.show)
         self.show.write_text('{"tumblewash-plan": 2}')
@@ -404,7 +404,7 @@ class Refusals(Shop):
         self.refused(2, "--copy-bodies: parts are encoded whole", "render", self.document, "--resume", "-o",
                      self.path("y.mp4"), *copies)
         self.refused(2, "did you mean slurm", "submit", self.show, "--engine", "slrum")
-        self.refused(2, "exclude each other", "plan", self.document, "--parts", 2, "--part-length", "1s", "-o",
+        self.refused(2, "cannot be used together", "plan", self.document, "--parts", 2, "--part-length", "1s", "-o",
                      self.path("y.plan.json"))
         self.refused(2, "apt-get install parallel", "submit", self.show, "--engine", "parallel", "-f", "-q",
                      env={**os.environ, "PATH": str(self.folder)})
@@ -508,7 +508,7 @@ class Engines(Shop):
             {"host": os.uname().nodename, "process": 99999999, "frames": 5, "of": 20}))
         lines = run("status", self.show).stdout.splitlines()
         self.assertRegex(lines[1], "^part 1 +running +5 of .* on ")
-        self.assertRegex(lines[2], "^part 2 +failed .*stopped on .* without a word")
+        self.assertRegex(lines[2], "^part 2 +failed .*stopped on .* without a message")
 
     def test_DryRunPrintsScriptsAndWritesNothing(self):
         for engine in ("local", "parallel", "slurm"):

@@ -37,7 +37,7 @@ TEST(EncoderTest, WhatACodecHasNotIsRefusedBeforeAnythingIsMade) {
     EXPECT_EQ(refusal("a.mov", settings), ": --crf goes from 0 to 51 here");
     settings.crf = -1;
     settings.preset = "slowest";
-    EXPECT_THAT(refusal("a.mov", settings), ::testing::HasSubstr(": there is no preset slowest; choose one of "));
+    EXPECT_THAT(refusal("a.mov", settings), ::testing::HasSubstr(": unknown preset slowest; choose one of "));
     settings.preset.clear();
     settings.keepAlpha = true;
     settings.colour->depth = 10;
@@ -49,7 +49,7 @@ TEST(EncoderTest, WhatACodecHasNotIsRefusedBeforeAnythingIsMade) {
     settings.crf = 20;
     EXPECT_EQ(refusal("a.mov", settings), ": transparency goes into ProRes 4444 here, which has no --crf; leave it out");
     for (const char* name : {"a.xyz", "mp4", "a.png"})
-        EXPECT_THAT(refusal(name, smallMovie()), ::testing::HasSubstr("is no output this program knows")) << name;
+        EXPECT_THAT(refusal(name, smallMovie()), ::testing::HasSubstr("unsupported output type")) << name;
     EXPECT_TRUE(dir.names().empty());
 }
 

@@ -104,7 +104,7 @@ TEST(QuotingTest, TheLineOfAnErrorShowsAQuotedNameAndKeepsTheTrueOne) {
         FAIL() << "nothing was refused";
     } catch (const MediaError& error) {
         EXPECT_EQ(error.file(), path);
-        EXPECT_EQ(error.what(), quotedName(path) + ": there is no such file; check the name");
+        EXPECT_EQ(error.what(), quotedName(path) + ": no such file; check the name");
     }
 }
 
