@@ -20,6 +20,7 @@
 #include "media/Quoting.h"
 #include "studio/HttpServer.h"
 #include "studio/Lock.h"
+#include "studio/OwnFolders.h"
 #include "studio/Studio.h"
 
 namespace tumblewash::app {
@@ -80,6 +81,7 @@ studio::StudioSettings settingsFor(const Options& o) {
     studio::StudioSettings settings;
     settings.cacheBytes = static_cast<std::size_t>(o.cacheMegabytes) << 20;
     settings.edit = emptyEdit();
+    settings.state = studio::stateFolder();
     const std::string first = o.inputs.empty() ? "." : o.inputs.front();
     if (o.inputs.size() <= 1 && isFolder(first)) {
         settings.document = documentIn(first);

@@ -106,11 +106,11 @@ void noteFiles(const Edit& edit, std::set<std::string>& files) {
 
 }  // namespace
 
-Desk::Desk(const std::string& document, Edit edit, const std::vector<std::string>& folders, Events& events,
-           const std::atomic<bool>& cancel)
+Desk::Desk(const std::string& document, Edit edit, const std::vector<std::string>& folders,
+           const std::string& state, Events& events, const std::atomic<bool>& cancel)
     : events_(events),
       cancel_(cancel),
-      document_(document, std::move(edit)),
+      document_(document, std::move(edit), state),
       folders_(folders),
       effects_(effectsJson(edit::openPlugin({}))),
       job_(

@@ -25,7 +25,7 @@ class Desk {
     /// Opens the document and settles it as far as it can be. Throws Refusal for a file that is no document
     /// and folders that cannot be opened.
     Desk(const std::string& document, edit::Edit edit, const std::vector<std::string>& folders,
-         Events& events, const std::atomic<bool>& cancel);
+         const std::string& state, Events& events, const std::atomic<bool>& cancel);
 
     /// Answers `api/WORD`. Throws Refused, Refusal or MediaError.
     Response answer(const std::string& word, const Request& request, const Target& target);

@@ -11,6 +11,7 @@
 #include "edit/jsontext.h"
 #include "edit/outputs.h"
 #include "media/MediaError.h"
+#include "studio/History.h"
 #include "studio/Http.h"
 
 namespace tumblewash::studio {
@@ -40,13 +41,36 @@ std::string freeNameBeside(const std::string& file) {
 
 }  // namespace
 
-Document::Document(std::string file, Edit edit) : file_(std::move(file)), edit_(std::move(edit)) {
+Document::Document(std::string file, Edit edit, std::string state)
+    : file_(std::move(file)), edit_(std::move(edit)), state_(std::move(state)) {
     std::error_code ignored;
     exists_ = std::filesystem::exists(file_, ignored);
     if (!exists_) return;
     written_ = edit::readDocument(file_);
     edit_ = edit::readEdit(written_, file_);
     saving_ = Saving::saved;
+    recall();
+}
+
+void Document::recall() {
+    const KeptSteps kept = readHistory(state_, file_, written_);
+    try {
+        for (const KeptStep& step : kept.past)
+            past_.push_back({step.label, {}, edit::readEdit(step.text, file_)});
+        for (const KeptStep& step : kept.future)
+            future_.push_back({step.label, {}, edit::readEdit(step.text, file_)});
+    } catch (const edit::Refusal&) {
+        past_.clear();
+        future_.clear();
+    }
+}
+
+void Document::keepSteps() const {
+    if (state_.empty()) return;
+    KeptSteps steps;
+    for (const Step& step : past_) steps.past.push_back({step.label, edit::editJson(step.edit)});
+    for (const Step& step : future_) steps.future.push_back({step.label, edit::editJson(step.edit)});
+    writeHistory(state_, file_, written_, steps);
 }
 
 std::string Document::text() const {
@@ -126,6 +150,7 @@ void Document::save() {
         dirty_ = false;
         saving_ = Saving::saved;
         problem_.clear();
+        keepSteps();
     } catch (const edit::Refusal& refused) {
         saving_ = Saving::failed;
         problem_ = refused.what();

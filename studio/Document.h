@@ -28,9 +28,10 @@ enum class Choice {
 /// An edit with its history and its file.
 class Document {
   public:
-    /// Opens `file`, a name that ends in .edit.json, where it exists; else starts with `edit`, which is saved
-    /// with its first change. Throws Refusal for a file that is no document.
-    Document(std::string file, edit::Edit edit);
+    /// Opens `file`, a name that ends in .edit.json, where it exists, with the steps that an earlier run kept
+    /// in the folder `state`; else starts with `edit`, which is saved with its first change. Without a folder
+    /// no steps are kept. Throws Refusal for a file that is no document.
+    Document(std::string file, edit::Edit edit, std::string state = {});
 
     const std::string& file() const noexcept { return file_; }
     const edit::Edit& edit() const noexcept { return edit_; }
@@ -71,9 +72,12 @@ class Document {
         edit::Edit edit;  ///< on the other side of the step
     };
     void take(edit::Edit edit);
+    void recall();
+    void keepSteps() const;
 
     std::string file_;
     edit::Edit edit_;
+    std::string state_;
     std::uint64_t revision_ = 1;
     std::vector<Step> past_;
     std::vector<Step> future_;

@@ -7,38 +7,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 
 #include "edit/errors.h"
 #include "media/Quoting.h"
+#include "studio/OwnFolders.h"
 
 namespace tumblewash::studio {
 namespace {
-
-/// A folder that is this user's alone; empty where there is none.
-std::string ownFolder() {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    std::error_code ignored;
-    const std::string folder =
-        runtime && *runtime == '/'
-            ? std::string(runtime) + "/tumblewash"
-            : fmt::format("{}/tumblewash-{}", std::filesystem::temp_directory_path(ignored).string(),
-                          geteuid());
-    mkdir(folder.c_str(), 0700);
-    struct stat status {};
-    const bool own = lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-                     status.st_uid == geteuid() && (status.st_mode & 077) == 0;
-    return own ? folder : std::string();
-}
-
-/// FNV-1a: saving makes a new file each time, so it is the name that is locked.
-std::uint64_t hashOf(const std::string& text) {
-    std::uint64_t hash = 0xcbf29ce484222325U;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-    return hash;
-}
 
 std::string textOf(int file) {
     char text[512];
@@ -49,11 +24,10 @@ std::string textOf(int file) {
 }  // namespace
 
 Lock::Lock(const std::string& document) {
-    const std::string folder = ownFolder();
-    std::error_code problem;
-    const std::string real = std::filesystem::weakly_canonical(document, problem).string();
-    if (folder.empty() || problem) return;
-    file_ = fmt::format("{}/{:016x}.lock", folder, hashOf(real));
+    const std::string folder = runtimeFolder();
+    const std::string name = nameFor(document);
+    if (folder.empty() || name.empty()) return;
+    file_ = folder + "/" + name + ".lock";
     for (;;) {
         held_ = media::Descriptor(open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
         if (!held_) return;

@@ -39,7 +39,7 @@ Response responseTo(const std::exception_ptr& thrown) {
 Studio::Studio(const StudioSettings& settings, std::function<void()> quit)
     : quit_(std::move(quit)),
       token_(randomSecret()),
-      desk_(settings.document, settings.edit, settings.folders, events_, cancel_),
+      desk_(settings.document, settings.edit, settings.folders, settings.state, events_, cancel_),
       file_(desk_.document().file()),
       pictures_(settings.cacheBytes, cancel_),
       playback_(desk_.shelf()) {}

@@ -22,6 +22,7 @@ struct StudioSettings {
     std::string document;                             ///< a name that ends in .edit.json; it need not exist
     edit::Edit edit;                                  ///< what to begin with where it does not
     std::vector<std::string> folders;                 ///< clips may be chosen below these
+    std::string state;                                ///< steps are kept here; empty: not after the end
     std::size_t cacheBytes = std::size_t{512} << 20;  ///< decoded pictures that are kept
 };
 

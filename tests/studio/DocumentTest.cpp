@@ -4,6 +4,7 @@
 
 #include "edit/document.h"
 #include "studio/Document.h"
+#include "studio/History.h"
 #include "studio/Http.h"
 #include "tests/studio/Support.h"
 
@@ -33,6 +34,62 @@ TEST(DocumentTest, AChangeIsSavedAtOnceAndUndoneToTheByte) {
     EXPECT_EQ(document.edit().clips[1].seam->seed, 7U);
     EXPECT_EQ(document.revision(), 4U);
     EXPECT_THROW((void)document.after(), Refused);
+}
+
+TEST(DocumentTest, StepsOutliveTheProgramAndEndWhereAnotherChangedTheFile) {
+    const TestFolder folder;
+    const std::string file = folder.file("my.edit.json");
+    const std::string state = folder.path.string();
+    folder.write("my.edit.json", documentOf(2));
+    {
+        Document document(file, {}, state);
+        apply(document, kSetSeed);
+        apply(document, R"([{"op":"add","path":"/title","value":"one"}])");
+        document.undo();
+        document.save();
+    }
+    {
+        Document again(file, {}, state);
+        EXPECT_EQ(again.undoLabel(), "change");
+        EXPECT_EQ(again.redoLabel(), "change");
+        EXPECT_EQ(again.after().title, "one");
+        again.redo();
+        again.undo();
+        again.undo();
+        EXPECT_THROW((void)again.before(), Refused);
+        again.save();
+        EXPECT_EQ(folder.read("my.edit.json"), documentOf(2));
+    }
+    // Another document beside it has steps of its own; without a folder there are none.
+    folder.write("other.edit.json", documentOf(2));
+    EXPECT_EQ(Document(folder.file("other.edit.json"), {}, state).redoLabel(), "");
+    EXPECT_EQ(Document(file, {}).redoLabel(), "");
+    EXPECT_EQ(Document(file, {}, state).redoLabel(), "change");
+    folder.write("my.edit.json", documentOf(3));
+    EXPECT_EQ(Document(file, {}, state).redoLabel(), "");
+}
+
+TEST(DocumentTest, AHistoryThatIsDamagedOrTooLongIsLeftOut) {
+    const TestFolder folder;
+    const std::string file = folder.file("my.edit.json");
+    const std::string state = folder.path.string();
+    const std::string large(kMostHistoryBytes / 3, 'x');
+    KeptSteps steps;
+    for (const char* label : {"a", "b", "c", "d"}) steps.past.push_back({label, large});
+    writeHistory(state, file, "text", steps);
+    const KeptSteps kept = readHistory(state, file, "text");
+    ASSERT_EQ(kept.past.size(), 3U);
+    EXPECT_EQ(kept.past.front().label, "b");
+    EXPECT_EQ(kept.past.back().label, "d");
+    EXPECT_TRUE(readHistory(state, file, "another").past.empty());
+    // What is no document takes no step with it.
+    folder.write("my.edit.json", documentOf(2));
+    writeHistory(state, file, documentOf(2), steps);
+    EXPECT_EQ(Document(file, {}, state).undoLabel(), "");
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path))
+        if (entry.path().string().ends_with(".history.json"))
+            folder.write(entry.path().filename().string(), "{\"history\": 1, \"past\": 7");
+    EXPECT_TRUE(readHistory(state, file, documentOf(2)).past.empty());
 }
 
 TEST(DocumentTest, OneGestureIsOneStep) {

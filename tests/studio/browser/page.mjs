@@ -26,7 +26,8 @@ fs.writeFileSync(path.join(folder, 'song.wav'), song);
 
 let studio = null;
 async function start() {
-  studio = spawn(program, ['studio', file, '--no-browser'], { stdio: ['ignore', 'pipe', 'inherit'] });
+  studio = spawn(program, ['studio', file, '--no-browser'],
+    { stdio: ['ignore', 'pipe', 'inherit'], env: { ...process.env, XDG_STATE_HOME: path.join(folder, '.state') } });
   for await (const piece of studio.stdout) return String(piece).trim();
   throw new Error('no address');
 }
@@ -166,7 +167,11 @@ try {
   await other.close();
   address = await start();
   const again = await open(1280, 800, 'light');
-  assert.deepEqual((await state(again)).document, before);
+  const after = await state(again);
+  assert.deepEqual(after.document, before);
+  // So are the steps that lead there and on.
+  assert.equal(after.redo, 'music');
+  assert.notEqual(after.undo, '');
   console.log('the page: pass');
 } finally {
   await browser.close();
