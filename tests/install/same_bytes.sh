@@ -12,7 +12,7 @@ targets=(--target platform memory)
 if [ -n "${TUMBLEWASH_LONG:-}" ]; then options=() targets=(); fi
 mapfile -t rooms < <(cd "$source" && printf '%s\n' cmake && for list in */CMakeLists.txt; do printf '%s\n' "${list%/*}"; done |
     grep -vxE 'build|tests|bench|fuzz|examples')
-[ -z "${TUMBLEWASH_LONG:-}" ] || rooms+=(README.md CHANGELOG.md docs)
+[ -z "${TUMBLEWASH_LONG:-}" ] || rooms+=(README.md CHANGELOG.md docs examples)
 
 # logged COMMAND...: shows what it said only when it fails.
 logged() {
