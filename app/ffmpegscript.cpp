@@ -13,6 +13,7 @@
 #include "edit/outputs.h"
 #include "edit/report.h"
 #include "edit/request.h"
+#include "edit/shell.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
 #include "pluginDistort/v1/Catalogue.h"
@@ -56,17 +57,6 @@ void refuseSpecialName(const std::string& name) {
                       fmt::format("{}: ffmpeg reads this name inside a filter graph; use "
                                   "letters, digits, '.', '_', '-' and '/' only",
                                   quotedName(name)));
-}
-
-std::string shellWord(const std::string& text) {
-    std::string word = "'";
-    for (const char c : text) {
-        if (c == '\'')
-            word += "'\\''";
-        else
-            word += c;
-    }
-    return word + "'";
 }
 
 /// The scaler's default halves the colour between the rows and rounds it; with these flags ffmpeg's pictures
@@ -143,7 +133,7 @@ class Script {
         }
         // The graph has quotes of its own.
         return fmt::format("ffmpeg -i {} -i {} -filter_complex \"{}\" {} out.mp4",
-                           shellWord(options_.inputs[0]), shellWord(options_.inputs[1]), graph, maps);
+                           edit::shellQuoted(options_.inputs[0]), edit::shellQuoted(options_.inputs[1]), graph, maps);
     }
 
   private:

@@ -21,6 +21,10 @@ std::string musicOf(const Edit& edit) {
     return fileOf(edit, named);
 }
 
+media::Fit fitOf(const Edit& edit, bool still) {
+    return edit.output.fit.value_or(still ? media::Fit::blur : media::Fit::contain);
+}
+
 std::string timeWords(TimeSpan span) {
     if (span.unit == TimeSpan::Unit::Frames) return fmt::format("{}f", span.count);
     std::string words = fmt::format("{}.{:06}", span.count / 1000000, span.count % 1000000);

@@ -24,8 +24,7 @@ Clip openSmall(const Edit& edit, const MovieRequest& request, std::size_t index,
     ReaderSettings s;
     s.width = size.width;
     s.height = size.height;
-    s.fit = edit.output.fit.value_or(settled.info().kind == MediaKind::still ? media::Fit::blur
-                                                                             : media::Fit::contain);
+    s.fit = fitOf(edit, settled.info().kind == MediaKind::still);
     s.rate = request.rate;
     s.stillFrames = settled.frames();
     s.layout = PixelLayout::argb;

@@ -84,7 +84,7 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     ReaderSettings s;
     s.width = request.size.width;
     s.height = request.size.height;
-    s.fit = edit.output.fit.value_or(media::Fit::contain);
+    s.fit = fitOf(edit, false);
     s.rate = request.rate;
     // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
     s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
@@ -161,9 +161,8 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     const std::string file = fileOf(edit, said);
     if (isDocumentName(file)) refuseDocument(file);
     settings.stillFrames = 1;
-    // Black boards beside a photo would fly and wash away with it.
     ReaderSettings ofStills = settings;
-    ofStills.fit = edit.output.fit.value_or(media::Fit::blur);
+    ofStills.fit = fitOf(edit, true);
     if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), ofStills};
     if (std::optional<Clip> known = shelf ? shelf->find(file, settings) : std::nullopt)
         return std::move(*known);

@@ -14,6 +14,7 @@
 #include "edit/errors.h"
 #include "edit/nearest.h"
 #include "edit/outputs.h"
+#include "edit/shell.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::farm {
@@ -95,15 +96,7 @@ const Engine& engineNamed(const std::string& name) {
 std::string shellWord(const std::string& word) {
     bool plain = !word.empty();
     for (const char c : word) plain = plain && isPlain(c);
-    if (plain) return word;
-    std::string out = "'";
-    for (const char c : word) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
-    return out + "'";
+    return plain ? word : edit::shellQuoted(word);
 }
 
 std::string shellWords(const std::vector<std::string>& words) {

@@ -72,8 +72,7 @@ Clip clipOf(const FarmPlan& plan, std::size_t i, ReaderSettings reader, media::F
     const KnownClip& known = plan.clips[i];
     const EditClip& said = plan.edit.clips[i];
     if (said.black()) return Clip::black(known.frames, reader, fields);
-    // As everywhere: photos stand between blurred strips unless something else is said.
-    reader.fit = plan.edit.output.fit.value_or(known.still ? media::Fit::blur : media::Fit::contain);
+    reader.fit = edit::fitOf(plan.edit, known.still);
     media::MediaInfo info;
     info.path = edit::fileOf(plan.edit, said);
     info.kind = known.still ? media::MediaKind::still : media::MediaKind::clip;

@@ -11,6 +11,7 @@
 #include "edit/exchange.h"
 #include "edit/jsontext.h"
 #include "edit/mlt.h"
+#include "edit/shell.h"
 #include "media/Codecs.h"
 #include "media/MediaError.h"
 #include "media/Pattern.h"
@@ -86,9 +87,7 @@ std::string shellWord(const std::string& word) {
                            "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
                            "._/-+,:@%") == std::string::npos;
     if (plain) return word;
-    std::string quoted = word.starts_with('-') ? "./'" : "'";
-    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
+    return (word.starts_with('-') ? "./" : "") + edit::shellQuoted(word);
 }
 
 std::string realPath(const std::string& path) {

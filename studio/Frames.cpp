@@ -31,7 +31,7 @@ ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, media::
     ReaderSettings s;
     s.width = size.width;
     s.height = size.height;
-    s.fit = plan.edit.output.fit.value_or(still ? media::Fit::blur : media::Fit::contain);
+    s.fit = edit::fitOf(plan.edit, still);
     s.rate = plan.request.rate;
     s.stillFrames = 1;
     s.layout = media::PixelLayout::argb;

@@ -9,7 +9,7 @@ namespace tumblewash::app {
 namespace {
 
 using copies::clip;
-using copies::reportOf;
+using copies::isToldAndRendered;
 using copies::x264;
 using copies::x265;
 using testing::HasSubstr;
@@ -17,31 +17,6 @@ using testing::HasSubstr;
 const std::string kKeys = x264("keyint=10:scenecut=0");
 const std::string kVp9 = "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 10";
 const std::string kDeep = "-pix_fmt yuv420p10le -color_primaries bt2020 -colorspace bt2020nc ";
-
-/// Joins that have the sentence told, with copies demanded and with copies where they can be had.
-void isToldAndRendered(const Workshop& shop, std::vector<std::string> words, const std::string& output,
-                       const std::string& sentence) {
-    const std::string out = shop.file(output);
-    words.insert(words.begin(), "join");
-    words.insert(words.end(), {"--duration", "6f", "-o", out});
-    const std::vector<std::string> before = shop.names();
-    std::vector<std::string> always = words;
-    always.emplace_back("--copy-bodies=always");
-    const RunResult refused = shop.run(always);
-    EXPECT_EQ(refused.code, 2) << refused.err;
-    EXPECT_THAT(refused.err, HasSubstr(sentence));
-    EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;
-    EXPECT_EQ(shop.names(), before);
-    words.insert(words.end(), {"--copy-bodies", "--report", shop.file("report.json"), "-f"});
-    const RunResult rendered = shop.run(words);
-    ASSERT_EQ(rendered.code, 0) << rendered.err;
-    EXPECT_THAT(rendered.err, HasSubstr(sentence));
-    const nlohmann::json report = reportOf(shop);
-    EXPECT_EQ(report["copies"]["copied"], 0);
-    EXPECT_EQ(report["copies"]["encoded"], report["frames"]);
-    EXPECT_THAT(report["copies"]["why"].get<std::string>(), HasSubstr(sentence));
-    EXPECT_TRUE(std::filesystem::exists(out));
-}
 
 /// Two clips of different codings.
 struct Row {

@@ -1,9 +1,11 @@
 #include "tests/app/CopyRun.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <sstream>
 
@@ -125,6 +127,30 @@ nlohmann::json copiedJoin(const Workshop& shop, std::vector<std::string> words,
     const double rounding = out.ends_with(".mkv") ? 1 : 0;
     for (const double length : times.length) EXPECT_NEAR(length, times.length.front(), rounding);
     return report;
+}
+
+void isToldAndRendered(const Workshop& shop, std::vector<std::string> words, const std::string& output,
+                       const std::string& sentence) {
+    const std::string out = shop.file(output);
+    words.insert(words.begin(), "join");
+    words.insert(words.end(), {"--duration", "6f", "-o", out});
+    const std::vector<std::string> before = shop.names();
+    std::vector<std::string> always = words;
+    always.emplace_back("--copy-bodies=always");
+    const RunResult refused = shop.run(always);
+    EXPECT_EQ(refused.code, 2) << refused.err;
+    EXPECT_THAT(refused.err, testing::HasSubstr(sentence));
+    EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;
+    EXPECT_EQ(shop.names(), before);
+    words.insert(words.end(), {"--copy-bodies", "--report", shop.file("report.json"), "-f"});
+    const RunResult rendered = shop.run(words);
+    ASSERT_EQ(rendered.code, 0) << rendered.err;
+    EXPECT_THAT(rendered.err, testing::HasSubstr(sentence));
+    const nlohmann::json report = reportOf(shop);
+    EXPECT_EQ(report["copies"]["copied"], 0);
+    EXPECT_EQ(report["copies"]["encoded"], report["frames"]);
+    EXPECT_THAT(report["copies"]["why"].get<std::string>(), testing::HasSubstr(sentence));
+    EXPECT_TRUE(std::filesystem::exists(out));
 }
 
 }  // namespace tumblewash::app::copies

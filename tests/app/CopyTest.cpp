@@ -15,6 +15,7 @@ namespace {
 using copies::clip;
 using copies::copiedJoin;
 using copies::framesOf;
+using copies::isToldAndRendered;
 using copies::reportOf;
 using copies::x264;
 using copies::x265;
@@ -235,25 +236,9 @@ TEST_P(CopyRefusalTest, IsToldInOneSentenceAndRenderedInFull) {
     const Workshop shop;
     const std::string a = clip(shop, "A.mp4", 0, 1.2, row.first);
     const std::string b = clip(shop, "B.mp4", 1, 1.2, row.second);
-    const std::string out = shop.file(std::string("out") + row.ending);
-    std::vector<std::string> words{"join", a, b, "--duration", "6f", "-o", out};
+    std::vector<std::string> words{a, b};
     words.insert(words.end(), row.more.begin(), row.more.end());
-    std::vector<std::string> always = words;
-    always.emplace_back("--copy-bodies=always");
-    const RunResult refused = shop.run(always);
-    EXPECT_EQ(refused.code, 2);
-    EXPECT_THAT(refused.err, HasSubstr(row.sentence));
-    EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;
-    EXPECT_FALSE(std::filesystem::exists(out));
-    words.emplace_back("--copy-bodies");
-    words.insert(words.end(), {"--report", shop.file("report.json")});
-    const RunResult rendered = shop.run(words);
-    EXPECT_EQ(rendered.code, 0) << rendered.err;
-    EXPECT_THAT(rendered.err, HasSubstr(row.sentence));
-    const nlohmann::json report = reportOf(shop);
-    EXPECT_EQ(report["copies"]["copied"], 0);
-    EXPECT_EQ(report["copies"]["encoded"], report["frames"]);
-    EXPECT_TRUE(std::filesystem::exists(out));
+    isToldAndRendered(shop, words, std::string("out") + row.ending, row.sentence);
 }
 
 const std::string kPlain = x264("keyint=10");
