@@ -2,7 +2,13 @@
 // back, whoever asked. With a sanitizer its own books are read.
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "tests/faults/foreign_records.h"
 
@@ -82,3 +88,39 @@ size_t foreign_heap_in_use() {
 }
 
 #endif
+
+namespace {
+
+constexpr int kThreadsAtOnce = 32;
+
+void runThreadsAtOnce() {
+    std::mutex lock;
+    std::condition_variable all;
+    int running = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreadsAtOnce; ++i) {
+        threads.emplace_back([&] {
+            std::unique_lock hold(lock);
+            if (++running == kThreadsAtOnce) all.notify_all();
+            all.wait(hold, [&] { return running == kThreadsAtOnce; });
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+bool isAlone() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks)) == 1;
+}
+
+}  // namespace
+
+int foreign_heap_settle(int fill) {
+    if (fill != 0) runThreadsAtOnce();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!isAlone()) {
+        if (std::chrono::steady_clock::now() > end) return 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return 1;
+}

@@ -1,12 +1,9 @@
 /* A foreign host: loads the plug-in module, runs every variant from get-info to terminate, unloads it, again
  * and again, and looks at what is left. It knows the host records and nothing of the plug-in's code. */
-#include <dirent.h>
 #include <dlfcn.h>
-#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include "tests/faults/foreign_records.h"
 
@@ -153,50 +150,6 @@ static uint64_t one_life(const char* module, void* destination) {
     return hash;
 }
 
-static int threads_of_this_process(void) {
-    DIR* tasks = opendir("/proc/self/task");
-    if (tasks == NULL) return 1;
-    int count = 0;
-    for (const struct dirent* task = readdir(tasks); task != NULL; task = readdir(tasks))
-        count += task->d_name[0] != '.';
-    closedir(tasks);
-    return count;
-}
-
-/* The text library's threads are told to end when the module is unloaded, and end a little later. */
-static void wait_for_threads(void) {
-    const struct timespec pause = {0, 1000000};
-    for (int waited = 0; threads_of_this_process() > 1; ++waited) {
-        if (waited == 60000) {
-            expect(0, "a thread outlives the module", -1);
-            return;
-        }
-        nanosleep(&pause, NULL);
-    }
-}
-
-enum { THREADS_AT_ONCE = 32 };
-
-static void* meet_the_others(void* barrier) {
-    pthread_barrier_wait(barrier);
-    return NULL;
-}
-
-/* The C library keeps the stacks and tables of ended threads, as many as ever ran at once up to a limit. Here
- * that limit is reached, so that what it keeps is the same after every life. */
-static void fill_kept_stacks(void) {
-    pthread_barrier_t barrier;
-    pthread_t threads[THREADS_AT_ONCE];
-    expect(pthread_barrier_init(&barrier, NULL, THREADS_AT_ONCE) == 0, "no barrier", -1);
-    for (int i = 0; i < THREADS_AT_ONCE; ++i) {
-        if (pthread_create(&threads[i], NULL, meet_the_others, &barrier) == 0) continue;
-        fprintf(stderr, "foreign_host: no thread\n");
-        exit(1);
-    }
-    for (int i = 0; i < THREADS_AT_ONCE; ++i) pthread_join(threads[i], NULL);
-    pthread_barrier_destroy(&barrier);
-}
-
 enum { WARM_UP = 20, WINDOWS = 10 };
 
 int main(int argc, char** argv) {
@@ -214,8 +167,7 @@ int main(int argc, char** argv) {
     for (int i = -WARM_UP; i < lives && failures == 0; ++i) {
         memset(destination_pixels, 0, BYTES);
         const uint64_t hash = one_life(argv[1], destination);
-        wait_for_threads();
-        if (i == -1) fill_kept_stacks();
+        expect(foreign_heap_settle(i == -1), "a thread outlives the module", -1);
         const size_t heap = foreign_heap_in_use();
         if (i == -WARM_UP) first = hash;
         expect(hash == first, "the pictures changed", -1);
