@@ -227,9 +227,10 @@ std::int16_t CalculateTextSize(_HYProcs* procs, ConstStr255Param text, std::int1
 
     TextSize(pixels);
     short highest = 0, lowest = 0;
-    OutlineMetrics(text[0], text + 1, Point{1, 1}, Point{1, 1}, &highest, &lowest, nullptr, nullptr, nullptr);
+    const bool measured = OutlineMetrics(text[0], text + 1, Point{1, 1}, Point{1, 1}, &highest, &lowest,
+                                         nullptr, nullptr, nullptr) == noErr;
     style.Restore();
-    return static_cast<std::int16_t>(highest - lowest);
+    return measured ? static_cast<std::int16_t>(highest - lowest) : std::int16_t{0};
 }
 
 void FindLongestTitleInfo(_HYProcs* procs, _HYPluginTitleInfo* titleInfo, int& longestTitle,

@@ -68,7 +68,7 @@ void CopyGWorldBits(GWorldPtr source, GWorldPtr destination);
 
 /// Makes a world with the source's bounds and pixels; the caller owns `copy`.
 /// @return `kPluginOutOfMemory` when the world cannot be made.
-HYPluginResult DuplicateGWorld(GWorldPtr source, GWorldPtr& copy);
+[[nodiscard]] HYPluginResult DuplicateGWorld(GWorldPtr source, GWorldPtr& copy);
 
 /// Scales the whole source map onto the whole destination map.
 void CopyPMH(PixMapHandle source, PixMapHandle destination);
@@ -81,7 +81,8 @@ void CopyPMH(PixMapHandle source, PixMapHandle destination);
 /// @return 0; -50 for a null frame or a stride whose double reaches the flag bits; the error of `HandToHand`,
 /// after which
 ///         the handles already made are left as they are.
-OSErr CreateOddAndEvenPixMapHandles(PixMapHandle frame, InterlacedPMH& fields, const Rect* rect = nullptr);
+[[nodiscard]] OSErr CreateOddAndEvenPixMapHandles(PixMapHandle frame, InterlacedPMH& fields,
+                                                  const Rect* rect = nullptr);
 
 /// Disposes the odd, then the even handle and nulls them; null ones are skipped.
 void ReleaseOddAndEvenPixMapHandles(InterlacedPMH& fields);
@@ -104,7 +105,7 @@ void AddSlider(_PluginParams* params, std::int16_t slider, std::int16_t labelLis
                float defaultValue);
 
 /// Number of characters of a C string in the font's script; 0 for null.
-std::int16_t StringLength(const char* text, std::int16_t font);
+[[nodiscard]] std::int16_t StringLength(const char* text, std::int16_t font);
 
 /// Fits a text into a width by choosing its size.
 ///

@@ -2,6 +2,9 @@
 // It owns the world, not the picture.
 #pragma once
 
+#include <new>
+#include <tuple>
+
 #include "bench/Yardsticks.h"
 #include "platform/CopyBits.h"
 #include "platform/World.h"
@@ -12,7 +15,8 @@ class WorldOver {
   public:
     explicit WorldOver(Picture& picture)
         : bounds_{0, 0, static_cast<std::int16_t>(picture.height), static_cast<std::int16_t>(picture.width)} {
-        platform::NewGWorldOver(&world_, picture.data(), picture.width * 4, &bounds_);
+        if (platform::NewGWorldOver(&world_, picture.data(), picture.width * 4, &bounds_) != noErr)
+            throw std::bad_alloc();
     }
     ~WorldOver() { DisposeGWorld(world_); }
     WorldOver(const WorldOver&) = delete;
@@ -24,8 +28,8 @@ class WorldOver {
                  srcCopy, nullptr);
     }
     void blendOver(const WorldOver& to, int level) const {
-        platform::BlendRect(*GetGWorldPixMap(world_), *GetGWorldPixMap(to.world_), &bounds_, &to.bounds_,
-                            level);
+        std::ignore = platform::BlendRect(*GetGWorldPixMap(world_), *GetGWorldPixMap(to.world_), &bounds_,
+                                          &to.bounds_, level);
     }
 
   private:

@@ -20,7 +20,8 @@ namespace tumblewash::platform {
 /// Blends `srcRect` of `src` over `dstRect` of `dst`: on all four bytes (s x L + d x (255 - L) + 127) / 255
 /// with L = `level` limited to 0 .. 255. Nothing is scaled: rectangles of different sizes meet at their top
 /// left corners and the common part is blended, clipped to both maps. `paramErr` when a pointer is null.
-OSErr BlendRect(const PixMap* src, const PixMap* dst, const Rect* srcRect, const Rect* dstRect, int level);
+[[nodiscard]] OSErr BlendRect(const PixMap* src, const PixMap* dst, const Rect* srcRect, const Rect* dstRect,
+                              int level);
 
 /// The same for `bytes` bytes in a row: `in` over `out`, which either are one place or do not overlap.
 /// `level` is 0 to 255.

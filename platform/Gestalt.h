@@ -9,7 +9,7 @@ inline constexpr OSType gestaltSystemVersion =
 /// Answers the selector in `*response`. `gestaltUndefSelectorErr` for anything but the system version,
 /// `paramErr` for a null address. The system version is 0x1000 or more: disposed handles are marked, see
 /// Handles.h.
-OSErr Gestalt(OSType selector, SInt32* response);
+[[nodiscard]] OSErr Gestalt(OSType selector, SInt32* response);
 
 namespace tumblewash::platform {
 

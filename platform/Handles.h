@@ -13,10 +13,10 @@ inline constexpr SInt8 kHandleLocked = static_cast<SInt8>(0x80);  ///< state bit
 
 /// A zero-filled block of `size` bytes, 0 or more; null when there is no memory or `size` is negative. The
 /// caller owns it.
-Handle NewHandle(Size size);
+[[nodiscard]] Handle NewHandle(Size size);
 
 /// Size of the block in bytes; 0 for a null or disposed handle.
-Size GetHandleSize(Handle h);
+[[nodiscard]] Size GetHandleSize(Handle h);
 
 /// Frees the block. The master pointer becomes all ones and stays readable as such until at least 1024
 /// further handles of the same program or module were disposed; only then is it recycled. Null and disposed
@@ -25,10 +25,10 @@ void DisposeHandle(Handle h);
 
 /// Replaces `*h` by a new handle to a copy of its block. `paramErr` for a null `h`, `nilHandleErr` for a null
 /// or disposed handle, `memFullErr` without memory; `*h` is unchanged on failure. The copy starts unlocked.
-OSErr HandToHand(Handle* h);
+[[nodiscard]] OSErr HandToHand(Handle* h);
 
 /// The state bits; 0 for a null or disposed handle.
-SInt8 HGetState(Handle h);
+[[nodiscard]] SInt8 HGetState(Handle h);
 
 /// Sets the state bits; ignored for a null or disposed handle.
 void HSetState(Handle h, SInt8 state);
@@ -43,21 +43,21 @@ void HUnlock(Handle h);
 void MoveHHi(Handle h);
 
 /// Result code of this thread's last handle operation.
-OSErr MemError();
+[[nodiscard]] OSErr MemError();
 
 namespace tumblewash::platform {
 
 /// The master pointer of a disposed handle: every bit set.
-Ptr DisposedMaster();
+[[nodiscard]] Ptr DisposedMaster();
 
 /// True when the handle and its master pointer are usable.
-bool IsLiveHandle(Handle h);
+[[nodiscard]] bool IsLiveHandle(Handle h);
 
 /// Number of handles made by this program or module and not disposed yet.
-std::size_t LiveHandles();
+[[nodiscard]] std::size_t LiveHandles();
 
 /// Number of master pointers held in memory, live and disposed: bounded by the largest number of live ones
 /// plus a constant.
-std::size_t HandleBlocksInMemory();
+[[nodiscard]] std::size_t HandleBlocksInMemory();
 
 }  // namespace tumblewash::platform

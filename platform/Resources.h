@@ -1,6 +1,6 @@
 // Localised string lists: numbered lists of numbered strings, read from one UTF-8 file per language.
-// Looked for in $TUMBLEWASH_RESOURCES, in share/tumblewash/resources above the program, then in $XDG_DATA_DIRS.
-// The language follows LC_ALL, LC_MESSAGES, LANG; what a language lacks comes from English.
+// Looked for in $TUMBLEWASH_RESOURCES, in share/tumblewash/resources above the program, then in
+// $XDG_DATA_DIRS. The language follows LC_ALL, LC_MESSAGES, LANG; what a language lacks comes from English.
 #pragma once
 
 #include <cstdint>
@@ -35,16 +35,16 @@ using StringLists = std::map<std::pair<std::int16_t, std::int16_t>, std::string>
 /// plainly. Lines that say nothing of this, are no UTF-8 or carry a NUL are skipped; the first of equal
 /// numbers counts; longer texts end at 255 bytes, on a character's boundary; at most 4096 strings are kept.
 /// Any bytes are safe.
-StringLists ParseStringLists(std::span<const std::uint8_t> bytes);
+[[nodiscard]] StringLists ParseStringLists(std::span<const std::uint8_t> bytes);
 
 /// Languages to try in order for a locale name such as `de_AT.UTF-8@euro`: `de_AT`, `de`, `en`.
 /// Names that are no plain locale give `en` alone.
-std::vector<std::string> LanguagesForLocale(std::string_view locale);
+[[nodiscard]] std::vector<std::string> LanguagesForLocale(std::string_view locale);
 
 /// Folders that may hold string lists, in the order in which they are tried; they need not exist.
-std::vector<std::string> ResourceFolders();
+[[nodiscard]] std::vector<std::string> ResourceFolders();
 
 /// The localised string as UTF-8; empty when there is none.
-std::string LocalizedString(short list, short index);
+[[nodiscard]] std::string LocalizedString(short list, short index);
 
 }  // namespace tumblewash::platform

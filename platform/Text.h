@@ -39,10 +39,10 @@ void TextSize(short size);
 void TextFont(short font);
 
 /// Text size of the port (of the thread's own style when null).
-short GetPortTextSize(CGrafPtr port);
+[[nodiscard]] short GetPortTextSize(CGrafPtr port);
 
 /// Text font of the port (of the thread's own style when null).
-short GetPortTextFont(CGrafPtr port);
+[[nodiscard]] short GetPortTextFont(CGrafPtr port);
 
 /// Moves the pen: (h, v) is the baseline's left end of the next text, in the world's coordinates.
 void MoveTo(short h, short v);
@@ -51,7 +51,7 @@ void MoveTo(short h, short v);
 void GetPen(Point* pen);
 
 /// Advance of the string in pixels in the current style, limited to 32767; 0 for null.
-short StringWidth(ConstStr255Param text);
+[[nodiscard]] short StringWidth(ConstStr255Param text);
 
 /// Draws the string at the pen in the foreground colour, antialiased over what is there, alpha 255 where it
 /// touches, clipped to the current world; moves the pen by the advance. Bytes that are no UTF-8 show as
@@ -65,12 +65,12 @@ void GetFontInfo(FontInfo* info);
 /// `yMax` and `yMin` get the highest and lowest ink above the baseline. Each array, where not null, has
 /// `byteCount` entries: advance and left bearing (16.16) and ink box (y up) of the character whose first byte
 /// it is, zeros at its other bytes. `paramErr` for a null text, a negative count or a denominator of 0.
-OSErr OutlineMetrics(short byteCount, const void* text, Point numer, Point denom, short* yMax, short* yMin,
-                     Fixed* advances, Fixed* bearings, Rect* boxes);
+[[nodiscard]] OSErr OutlineMetrics(short byteCount, const void* text, Point numer, Point denom, short* yMax,
+                                   short* yMin, Fixed* advances, Fixed* bearings, Rect* boxes);
 
 /// The script of a font; one for all fonts.
-ScriptCode FontToScript(short font);
+[[nodiscard]] ScriptCode FontToScript(short font);
 
 /// What the byte at `offset` is within its UTF-8 character. The bytes up to the character's end must be
 /// readable or a terminating zero must come first.
-short CharacterByteType(const char* text, short offset, ScriptCode script);
+[[nodiscard]] short CharacterByteType(const char* text, short offset, ScriptCode script);

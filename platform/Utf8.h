@@ -9,15 +9,15 @@
 namespace tumblewash::platform {
 
 /// Length in bytes of the UTF-8 character that starts at `text[at]`; 0 when the bytes there are none.
-std::size_t Utf8CharacterLength(std::string_view text, std::size_t at);
+[[nodiscard]] std::size_t Utf8CharacterLength(std::string_view text, std::size_t at);
 
 /// True when the whole text is UTF-8.
-bool IsUtf8(std::string_view text);
+[[nodiscard]] bool IsUtf8(std::string_view text);
 
 /// The text with each byte that belongs to no character, and each control character, replaced by U+FFFD.
-std::string PrintableUtf8(std::string_view text);
+[[nodiscard]] std::string PrintableUtf8(std::string_view text);
 
 /// The longest beginning of at most `bytes` bytes that does not cut a character of a valid text.
-std::string_view Utf8Prefix(std::string_view text, std::size_t bytes);
+[[nodiscard]] std::string_view Utf8Prefix(std::string_view text, std::size_t bytes);
 
 }  // namespace tumblewash::platform

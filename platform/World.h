@@ -11,8 +11,8 @@
 /// owns it. `paramErr` for null arguments, an empty rectangle or a width above 4095; `cDepthErr` for a depth
 /// other than 32; `memFullErr` without memory; `*world` is null on failure. Colour table, device and flags
 /// are not used.
-OSErr NewGWorld(GWorldPtr* world, short depth, const Rect* bounds, CTabHandle table, GDHandle device,
-                GWorldFlags flags);
+[[nodiscard]] OSErr NewGWorld(GWorldPtr* world, short depth, const Rect* bounds, CTabHandle table,
+                              GDHandle device, GWorldFlags flags);
 
 /// Frees the world, its pixel-map handle and the memory it owns. A current world that is disposed leaves none
 /// current. Null is ignored.
@@ -25,19 +25,19 @@ void GetGWorld(CGrafPtr* world, GDHandle* device);
 void SetGWorld(CGrafPtr world, GDHandle device);
 
 /// The world's pixel-map handle, owned by the world; null for null.
-PixMapHandle GetGWorldPixMap(GWorldPtr world);
+[[nodiscard]] PixMapHandle GetGWorldPixMap(GWorldPtr world);
 
 /// The port's pixel-map handle: the same as `GetGWorldPixMap`.
-PixMapHandle GetPortPixMap(CGrafPtr port);
+[[nodiscard]] PixMapHandle GetPortPixMap(CGrafPtr port);
 
 /// Copies the port's bounds to `*bounds` and returns it; an empty rectangle for a null port.
 Rect* GetPortBounds(CGrafPtr port, Rect* bounds);
 
 /// The map that `CopyBits` takes for this port; null for null. Valid as long as the world.
-const BitMap* GetPortBitMapForCopyBits(CGrafPtr port);
+[[nodiscard]] const BitMap* GetPortBitMapForCopyBits(CGrafPtr port);
 
 /// Address of the first pixel; null for a null or disposed handle.
-Ptr GetPixBaseAddr(PixMapHandle map);
+[[nodiscard]] Ptr GetPixBaseAddr(PixMapHandle map);
 
 /// Sets the locked bit of the pixels; true unless the handle is null or disposed.
 Boolean LockPixels(PixMapHandle map);
@@ -46,20 +46,20 @@ Boolean LockPixels(PixMapHandle map);
 void UnlockPixels(PixMapHandle map);
 
 /// The pixels' state bits; 0 for a null or disposed handle.
-GWorldFlags GetPixelsState(PixMapHandle map);
+[[nodiscard]] GWorldFlags GetPixelsState(PixMapHandle map);
 
 /// Sets the pixels' state bits; ignored for a null or disposed handle.
 void SetPixelsState(PixMapHandle map, GWorldFlags state);
 
 /// Result code of this thread's last operation on a pixel-map handle: `nilHandleErr` when it was null or
 /// disposed.
-OSErr QDError();
+[[nodiscard]] OSErr QDError();
 
 namespace tumblewash::platform {
 
 /// Makes a world over memory that stays the caller's and must outlive it: no copy, nothing cleared.
 /// `pixels` is the top left pixel, `rowBytes` the stride in bytes: a multiple of 4, at least 4 x width, at
 /// most 0x3FFC. Errors as `NewGWorld`. `DisposeGWorld` leaves the memory alone.
-OSErr NewGWorldOver(GWorldPtr* world, void* pixels, std::int32_t rowBytes, const Rect* bounds);
+[[nodiscard]] OSErr NewGWorldOver(GWorldPtr* world, void* pixels, std::int32_t rowBytes, const Rect* bounds);
 
 }  // namespace tumblewash::platform

@@ -55,7 +55,7 @@ class ContImageRef : public PixRectRef<T> {
     T pixdd(double x, double y) const override;
     /// The interpolation proper. Where the ceiling of x or y lies outside the view (the right and bottom
     /// edges) it is the underlying pixel at the truncated position, unchanged.
-    T interpPix(double x, double y) const;
+    [[nodiscard]] T interpPix(double x, double y) const;
 
     void printInfo() const override;
 
@@ -69,7 +69,7 @@ class ContImageRef : public PixRectRef<T> {
 /// The cubic B-spline kernel at distance t, valid for -2 <= t < 2 (below -2 it is 0, above 2 it is not the
 /// kernel): (p(t+2) - 4p(t+1) + 6p(t) - 4p(t-1)) * 0.16666667 with p(u) = u^3 for positive u and 0 otherwise.
 /// Each power is formed in double and narrowed to float, the rest is single precision.
-float cubic_bspline(double t);
+[[nodiscard]] float cubic_bspline(double t);
 
 extern template class ContImageRef<ARGBVal>;
 extern template class ContImageRef<GreyPixel<float>>;

@@ -25,10 +25,10 @@ class Correlator : public SICommon {
     /// block, fxsize + 2 range by fysize + 2 range: a trial that the search rectangle cuts off scores
     /// 4294967295 under the pixel comparators, and so does one that misses it entirely under any comparator
     /// that scores. CompareFFT and CompareEdgeCount score nothing: their cells stay zero.
-    PixRectRW<GreyPixel<float>>* makesurface(PixRectRW<T>& feature, PixRectRW<T>& search);
+    [[nodiscard]] PixRectRW<GreyPixel<float>>* makesurface(PixRectRW<T>& feature, PixRectRW<T>& search);
 
     /// The lowest score; its offset goes to x and y. Ties go to the smallest dy, then the smallest dx.
-    GreyPixel<float> getmin(PixRectRW<GreyPixel<float>>* surface, int& x, int& y);
+    [[nodiscard]] GreyPixel<float> getmin(PixRectRW<GreyPixel<float>>* surface, int& x, int& y);
 
     /// As getmin, with the lowest and the highest score in min and max. Always true.
     bool getminmax(PixRectRW<GreyPixel<float>>* surface, int& x, int& y, GreyPixel<float>& min,

@@ -190,7 +190,7 @@ class PixRectBase : public SICommon {
     void intersect(const PixRectBase* other);
 
     /// A deep copy of the pixels with the same bounds, scale and debug state; owned by the caller.
-    PixRectBase* duplicate() const;
+    [[nodiscard]] PixRectBase* duplicate() const;
 
     /// The zero pixel that answers for every missing one. Constant: nothing may write it.
     static T blackpixel;

@@ -18,13 +18,13 @@ namespace tumblewash::imagelib {
 
 /// A number truncated toward zero and wrapped to an integer channel.
 template <class C>
-C wrappedchannel(double v) {
+[[nodiscard]] C wrappedchannel(double v) {
     return static_cast<C>(SIChannelCast<int>(v));
 }
 
 /// c x d in the channel's own arithmetic.
 template <class C>
-C scaledchannel(C c, double d) {
+[[nodiscard]] C scaledchannel(C c, double d) {
     const double product = static_cast<double>(c) * d;
     if constexpr (std::is_floating_point_v<C>)
         return SIChannelCast<C>(product);
@@ -34,7 +34,7 @@ C scaledchannel(C c, double d) {
 
 /// c + d in the channel's own arithmetic; toward an integer channel d is truncated before it is added.
 template <class C>
-C shiftedchannel(C c, double d) {
+[[nodiscard]] C shiftedchannel(C c, double d) {
     if constexpr (std::is_floating_point_v<C>)
         return SIChannelCast<C>(static_cast<double>(c) + d);
     else

@@ -12,25 +12,25 @@
 namespace tumblewash::plugin {
 
 /// The fourteen records, in index order. Static storage.
-std::span<const EffectRecord> effectCatalogue();
+[[nodiscard]] std::span<const EffectRecord> effectCatalogue();
 
 /// The record that serves `which`: indices outside 0 to 13 are served by record 0.
-const EffectRecord& effectRecord(short which);
+[[nodiscard]] const EffectRecord& effectRecord(short which);
 
 /// The record with this id, or null.
-const EffectRecord* findEffectRecord(std::string_view id);
+[[nodiscard]] const EffectRecord* findEffectRecord(std::string_view id);
 
 /// The fraction that `rule` gives for frame `renderFrame` of `frameCount` (> 0), in double precision. The
 /// eased rules keep a detour through hundredths, which decides the last bits.
-double effectFraction(FractionRule rule, std::int32_t renderFrame, std::int32_t frameCount);
+[[nodiscard]] double effectFraction(FractionRule rule, std::int32_t renderFrame, std::int32_t frameCount);
 
 /// The same at any p, 0 to 1.
-double effectFractionAt(FractionRule rule, double p);
+[[nodiscard]] double effectFractionAt(FractionRule rule, double p);
 
 /// Length in frames that a speed setting (0 to 1) asks for: speed x 110 + 10 in single precision, truncated,
 /// made even by adding 1 when odd. Speeds outside 0 to 1 keep the formula; the result saturates at the
 /// largest even 32-bit number and at the smallest, and a speed that is not a number gives 0.
-std::int32_t framesForSpeed(float speed);
+[[nodiscard]] std::int32_t framesForSpeed(float speed);
 
 /// Shortest and longest length the speed setting reaches, in frames.
 inline constexpr std::int32_t kMinSpeedFrames = 10;

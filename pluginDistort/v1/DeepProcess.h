@@ -33,11 +33,12 @@ struct DeepMotion {
 
 /// `MakeFlowField` both ways between the frames of four bytes that the two pictures, of one size, become
 /// (`deepToFrameRow`). Allocation failure throws `std::bad_alloc`.
-DeepMotion estimateDeepMotion(const imagelib::DeepView& first, const imagelib::DeepView& last,
-                              const kernels::DeepRange& range);
+[[nodiscard]] DeepMotion estimateDeepMotion(const imagelib::DeepView& first, const imagelib::DeepView& last,
+                                            const kernels::DeepRange& range);
 
 /// The field of `makeWashAway` with the numbers that the C library's `rand()` gives after `srand(seed)`, from
 /// a generator of its own: any number of threads may call this at once.
-std::unique_ptr<PixRectRW<RGBPixel<float>>> seededWashAway(hyPluginDirection direction, unsigned seed);
+[[nodiscard]] std::unique_ptr<PixRectRW<RGBPixel<float>>> seededWashAway(hyPluginDirection direction,
+                                                                         unsigned seed);
 
 }  // namespace tumblewash::plugin

@@ -21,11 +21,11 @@
 /// `rand()` is drawn per cell, row by row, whatever the direction; the generator is never seeded here.
 /// Directions other than up, down and left push to the right.
 /// @return a new rectangle owned by the caller. Allocation failure is the allocator's exception.
-PixRectRW<RGBPixel<float>>* makeWashAway(hyPluginDirection direction);
+[[nodiscard]] PixRectRW<RGBPixel<float>>* makeWashAway(hyPluginDirection direction);
 
 /// The tilt-plate field: `gran` x `gran` cells that pull the picture down and narrow it towards its middle
 /// column, both most at the top, like a plate tipping away. Ownership and failure as in `makeWashAway`.
-PixRectRW<RGBPixel<float>>* makeTiltPlate(float zoom, int gran);
+[[nodiscard]] PixRectRW<RGBPixel<float>>* makeTiltPlate(float zoom, int gran);
 
 /// What the tilts of the catalogue make their plate with.
 inline constexpr float kTiltZoom = 5.0f;
@@ -34,7 +34,7 @@ inline constexpr int kTiltCells = 32;
 
 /// The magnifying-glass field: `gran` x `gran` cells, a lens of 0.4 x gran cells in the middle; its rim is a
 /// visible step. No effect of the catalogue uses it. Ownership and failure as in `makeWashAway`.
-PixRectRW<RGBPixel<float>>* makeMagnifyingGlass(float zoom, int gran);
+[[nodiscard]] PixRectRW<RGBPixel<float>>* makeMagnifyingGlass(float zoom, int gran);
 
 /// Fills `dest` from `src` through `pp`, which carries destination positions to source positions.
 ///
@@ -78,7 +78,7 @@ using Plate = std::array<PlateCorner, 4>;
 
 /// Where `TumbleAway` puts the corners of a picture of `width` columns and `rows` rows at progress `factor`.
 /// `interlaced`: the rows are those of one field, and count double.
-Plate tumblePlate(int width, int rows, float factor, bool interlaced);
+[[nodiscard]] Plate tumblePlate(int width, int rows, float factor, bool interlaced);
 
 }  // namespace tumblewash::plugin
 
@@ -91,5 +91,6 @@ Plate tumblePlate(int width, int rows, float factor, bool interlaced);
 /// @return a new 40 x 40 motion field owned by the caller, never null: red in frame columns, green in field
 /// rows, pointing from a place in `toFrame` to the matching one in `fromFrame`; the border of two cells is
 /// zero. Frames without a column or without two rows give the zero field.
-PixRectRW<RGBPixel<float>>* MakeFlowField(PixRectWrap<ARGBVal>& fromFrame, PixRectWrap<ARGBVal>& toFrame,
-                                          PixRectWrap<ARGBVal>& dbgframe);
+[[nodiscard]] PixRectRW<RGBPixel<float>>* MakeFlowField(PixRectWrap<ARGBVal>& fromFrame,
+                                                        PixRectWrap<ARGBVal>& toFrame,
+                                                        PixRectWrap<ARGBVal>& dbgframe);

@@ -19,16 +19,16 @@ struct MapShape {
 };
 
 /// The shape of the world's map; the flag bits of its row bytes are masked off.
-MapShape shapeOf(GWorldPtr world);
+[[nodiscard]] MapShape shapeOf(GWorldPtr world);
 
 /// The address of the world's first pixel.
-unsigned char* pixelsOf(GWorldPtr world);
+[[nodiscard]] unsigned char* pixelsOf(GWorldPtr world);
 
 /// Sum with 32-bit wrapping, as frame numbers are formed.
-std::int32_t wrappingSum(std::int32_t a, std::int32_t b);
+[[nodiscard]] std::int32_t wrappingSum(std::int32_t a, std::int32_t b);
 
 /// `value` truncated toward zero into 16 bits, saturated first; not-a-number gives 0.
-std::int16_t truncatedLevel(double value);
+[[nodiscard]] std::int16_t truncatedLevel(double value);
 
 /// A clip's volume as it is scaled: 255 counts as 256, so that full volume scales to a power of two.
 inline int scalableVolume(std::int16_t volume) {

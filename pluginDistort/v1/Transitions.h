@@ -24,12 +24,14 @@ int HYPluginEntry(short which, HYPluginParams* params);
 /// @param washin   with `overnext`, the incoming frame is the one that is warped, over the outgoing one
 /// @return `kPluginOK` or the first failure. A failure after a frame was lent leaves it lent, and one after
 /// the pixel maps were locked leaves them locked; the effect world survives only a failed sound mix.
-HYPluginResult TransitionDistort(_PluginParams* params, bool overnext, double percent, bool washin);
+[[nodiscard]] HYPluginResult TransitionDistort(_PluginParams* params, bool overnext, double percent,
+                                               bool washin);
 
 /// Renders one frame of a tumble transition into `params->frame`: as `TransitionDistort`, with the plate of
 /// `TumbleAway` in place of the warp. It needs no field, and the lent frame that becomes the plate keeps the
 /// rim painted into it.
-HYPluginResult TransitionTumble(_PluginParams* params, bool overnext, double percent, bool tumblein);
+[[nodiscard]] HYPluginResult TransitionTumble(_PluginParams* params, bool overnext, double percent,
+                                              bool tumblein);
 
 /// Renders one frame of the morph into `params->frame`.
 ///
@@ -37,4 +39,4 @@ HYPluginResult TransitionTumble(_PluginParams* params, bool overnext, double per
 /// the state until it is cleaned up. With fewer than three frames, or while the last frame cannot be had, the
 /// current frame is copied as it is.
 /// @return `kPluginOK` or the first failure; a frame whose effect world could not be made stays lent.
-HYPluginResult TransitionCrossDissolve(_PluginParams* params);
+[[nodiscard]] HYPluginResult TransitionCrossDissolve(_PluginParams* params);

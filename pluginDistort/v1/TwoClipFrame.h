@@ -44,7 +44,7 @@ struct TwoClipStyle {
 
 /// Renders the frame that `params` asks for. `percent`, `overnext` and `reveal` as in `TransitionDistort`.
 /// Failures leave behind what was borrowed and locked so far: a host that retries asks for its frames again.
-HYPluginResult renderTwoClips(_PluginParams* params, bool overnext, double percent, bool reveal,
-                              const TwoClipStyle& style);
+[[nodiscard]] HYPluginResult renderTwoClips(_PluginParams* params, bool overnext, double percent, bool reveal,
+                                            const TwoClipStyle& style);
 
 }  // namespace tumblewash::plugin

@@ -32,7 +32,7 @@ using LogObserver = void (*)(const char* text);
 LogObserver setLogObserver(LogObserver observer);
 
 /// True when somebody listens to the log: texts that take work to make are made only then.
-bool logIsObserved();
+[[nodiscard]] bool logIsObserved();
 
 /// Lets the image library's texts reach `logMessage`. Called by the entry function on every request.
 void connectLibraryLog();

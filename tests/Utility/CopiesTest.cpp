@@ -12,7 +12,7 @@ namespace {
 GWorldPtr smallWorld() {
     GWorldPtr world = nullptr;
     const Rect bounds{0, 0, 4, 4};
-    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
+    EXPECT_EQ(noErr, NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0));
     return world;
 }
 

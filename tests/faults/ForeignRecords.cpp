@@ -53,8 +53,7 @@ SAME_PLACE(foreign_clip, ref, HYPluginClipInfo, ver4.clipRef);
 void* foreign_new_world(void* pixels, int width, int height) {
     const Rect bounds{0, 0, static_cast<std::int16_t>(height), static_cast<std::int16_t>(width)};
     GWorldPtr world = nullptr;
-    tumblewash::platform::NewGWorldOver(&world, pixels, width * 4, &bounds);
-    return world;
+    return tumblewash::platform::NewGWorldOver(&world, pixels, width * 4, &bounds) == noErr ? world : nullptr;
 }
 
 void foreign_dispose_world(void* world) {

@@ -89,7 +89,7 @@ struct GuardedHost::Callbacks {
     static HYPluginResult blit(const PixMap* source, const PixMap* destination, const Rect* from,
                                const Rect* to, std::int16_t level) {
         const Visit visit(*active);
-        platform::BlendRect(source, destination, from, to, level);
+        std::ignore = platform::BlendRect(source, destination, from, to, level);  // the script answers
         return active->script.blit;
     }
     static HYPluginResult getTransition(HYPluginInstance instance, HYPluginTransitionInfo** info) {

@@ -187,9 +187,9 @@ TEST(BlendRectTest, LevelIsLimited) {
     const Picture src(bounds, 0, 1);
     Picture dst(bounds, 0, 2);
     const auto before = dst.bytes;
-    BlendRect(&src.map, &dst.map, &bounds, &bounds, -7);
+    EXPECT_EQ(noErr, BlendRect(&src.map, &dst.map, &bounds, &bounds, -7));
     EXPECT_EQ(dst.bytes, before);
-    BlendRect(&src.map, &dst.map, &bounds, &bounds, 300);
+    EXPECT_EQ(noErr, BlendRect(&src.map, &dst.map, &bounds, &bounds, 300));
     EXPECT_EQ(dst.bytes, src.bytes);
 }
 
@@ -223,7 +223,7 @@ TEST(BlendRectTest, SharedMemoryReadsBeforeItWrites) {
     const auto want = expected(copy, snapshot, copy, from, to, [](std::uint8_t s, std::uint8_t d) {
         return static_cast<std::uint8_t>((s * 100 + d * 155 + 127) / 255);
     });
-    BlendRect(&all.map, &all.map, &from, &to, 100);
+    EXPECT_EQ(noErr, BlendRect(&all.map, &all.map, &from, &to, 100));
     EXPECT_EQ(all.bytes, want);
 }
 

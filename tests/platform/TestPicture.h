@@ -14,7 +14,9 @@ namespace tumblewash::test {
 class World {
   public:
     World(int width, int height) : World(Rect{0, 0, static_cast<short>(height), static_cast<short>(width)}) {}
-    explicit World(const Rect& bounds) { NewGWorld(&_world, 32, &bounds, nullptr, nullptr, 0); }
+    explicit World(const Rect& bounds) {
+        if (NewGWorld(&_world, 32, &bounds, nullptr, nullptr, 0) != noErr) throw std::bad_alloc();
+    }
     ~World() { DisposeGWorld(_world); }
     World(const World&) = delete;
     World& operator=(const World&) = delete;

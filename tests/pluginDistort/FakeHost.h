@@ -12,6 +12,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -31,7 +32,8 @@ class TestWorld {
         Rect bounds{};
         SetRect(&bounds, static_cast<short>(left), static_cast<short>(top), static_cast<short>(left + width),
                 static_cast<short>(top + height));
-        platform::NewGWorldOver(&world_, bytes_.data(), stride * 4, &bounds);
+        if (platform::NewGWorldOver(&world_, bytes_.data(), stride * 4, &bounds) != noErr)
+            throw std::bad_alloc();
     }
     ~TestWorld() { DisposeGWorld(world_); }
     TestWorld(const TestWorld&) = delete;
@@ -335,7 +337,7 @@ class FakeHost {
         const HYPluginResult code =
             current()->note("Blit", text(*from) + " " + text(*to) + " " + std::to_string(level));
         current()->blitLevels.push_back(level);
-        if (code == kPluginOK) platform::BlendRect(source, destination, from, to, level);
+        if (code == kPluginOK) std::ignore = platform::BlendRect(source, destination, from, to, level);
         return code;
     }
     static HYPluginResult getTransitionInfo(HYPluginInstance instance, HYPluginTransitionInfo** info) {
