@@ -1,6 +1,8 @@
 #include "effects/Effect.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -51,13 +53,15 @@ constexpr std::uint8_t kDisplacedOpaque = (255 + 4 * 255) % 256;
 
 /// An opaque single clip under a displacement field: its pixels arrive whole or not at all.
 void coverWhereDisplaced(std::uint8_t* frame, int width, int height) {
+    constexpr auto alpha = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{255, 0, 0, 0});
+    constexpr auto displaced =
+        std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{kDisplacedOpaque, 0, 0, 0});
     const std::size_t bytes = frameBytes(width, height);
     for (std::size_t i = 0; i < bytes; i += 4) {
-        const bool covered = frame[i] == kDisplacedOpaque;
-        if (covered)
-            frame[i] = 255;
-        else
-            std::memset(frame + i, 0, 4);
+        std::uint32_t pixel;
+        std::memcpy(&pixel, frame + i, 4);
+        pixel = (pixel & alpha) == displaced ? pixel | alpha : 0;
+        std::memcpy(frame + i, &pixel, 4);
     }
 }
 

@@ -15,9 +15,13 @@ int64_t SupportedTargets() {
                       __builtin_cpu_supports("aes");
     const bool avx2 = sse4 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
                       __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+    const bool avx3 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+                      __builtin_cpu_supports("avx512cd");
     if (ssse3) targets |= HWY_SSSE3;
     if (sse4) targets |= HWY_SSE4;
     if (avx2) targets |= HWY_AVX2;
+    if (avx3) targets |= HWY_AVX3;
 #endif
     return targets;
 }
