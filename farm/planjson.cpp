@@ -191,8 +191,20 @@ void readSettled(const Json& json, FarmPlan& plan) {
         plan.parts.push_back({part.at("first").get<std::int64_t>(), part.at("frames").get<std::int64_t>()});
 }
 
+/// Sums of a few thousand counts up to this one do not overflow; it is a thousand years of film.
+constexpr std::int64_t kMostFrames = std::int64_t{1} << 40;
+
+bool isCount(std::int64_t value) {
+    return value >= 0 && value <= kMostFrames;
+}
+
 /// What holds for every plan, however it came about.
 void checkWhole(const FarmPlan& plan) {
+    bool counts = isCount(plan.frames);
+    for (const KnownClip& clip : plan.clips) counts = counts && isCount(clip.in) && isCount(clip.frames);
+    for (const std::int64_t seam : plan.seams) counts = counts && isCount(seam);
+    for (const PartBounds& part : plan.parts) counts = counts && isCount(part.frames);
+    if (!counts) throw std::invalid_argument("a count of frames is out of range");
     std::int64_t next = 0;
     for (const PartBounds& part : plan.parts) {
         if (part.first != next || part.frames < 1)

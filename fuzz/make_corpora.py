@@ -221,6 +221,7 @@ path = sets = seeds("parameter_sets")
 copies = seeds("copies")
 codings = {"plain": "keyint=4", "open": "keyint=4:open-gop=1", "cavlc": "cabac=0:slices=2:keyint=3", "flat": "bframes=0",
            "headers": "repeat-headers=1:keyint=3:aud=1:nal-hrd=vbr:vbv-maxrate=500:vbv-bufsize=500"}
+piece_header, piece_packets = b"", []
 for name, coding in codings.items():
     made = path / (name + ".mkv")
     coded = (*video, "-t", "1.2", "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-x264-params", coding)
@@ -240,7 +241,54 @@ for name, coding in codings.items():
     for number, packet in enumerate(packets[:3]):
         (sets / ("%s-whole-%d" % (name, number))).write_bytes(len(header).to_bytes(2, "big") + header + packet)
 
+    if name == "headers" and packets:
+        piece_header, piece_packets = b"".join(b"\0\0\0\1" + unit for unit in units if unit[0] & 31 in (7, 8))[:60], packets
+
+# Pieces of a movie: what parts of it are rendered to. A plan, a receipt, and edits with the numbers of a plan.
+path = seeds("parts")
+
+
+def numbers(*values):
+    return b"".join(value.to_bytes(8, "little", signed=True) for value in values)
+
+
+def piece(kind, header, packets, prints):
+    data = b"twpiece1" + numbers(kind, len(header)) + header
+    for number, packet in enumerate(packets):
+        data += numbers(2) + bytes(range(16)) if number < prints else b""
+        data += numbers(1, number, number - 1, 1, 1 if number == 0 else 0, len(packet)) + packet + numbers(0)
+    return data + numbers(3, len(packets), min(prints, len(packets)))
+
+
+if piece_packets:
+    whole = piece(1, piece_header, piece_packets[:5], 5)
+    for name, data in {"whole": whole, "cut": whole[:-30], "longer": whole + b"more", "headless": piece(1, b"", piece_packets[:2], 2),
+                       "unprinted": piece(1, piece_header, piece_packets[:3], 1), "sound": piece(2, b"\x12\x10", [bytes(40)] * 4, 0)}.items():
+        (path / ("piece-" + name)).write_bytes(data)
+digest = "0123456789abcdef" * 4
+plan = {"tumblewash-plan": 1, "hash": digest, "program": "tumblewash 1", "hashes": {"edit": digest, "inputs": digest, "settings": digest},
+        "movie": {"kind": ".mp4", "frames": 90, "size": "64x48", "rate": "25", "fields": "progressive", "sound": True,
+                  "sample-rate": 48000, "channels": 2, "encoder-threads": 2,
+                  "colour": {"transfer": "sdr", "depth": 8, "matrix": "bt709", "codec": "h264", "chroma-top-left": False,
+                             "mastering": {"chromaticity": [0.7, 0.3, 0.2, 0.7, 0.1, 0.05, 0.3127, 0.329], "has-chromaticity": True,
+                                           "max-nits": 1000.0, "min-nits": 0.01}, "light": [1000, 400]}},
+        "reading": {"layout": "yuv420", "matrix": "bt709", "transfer": "sdr", "tone-map": "natural", "alpha": False, "fields": True},
+        "clips": [{"in": 0, "frames": 50, "still": False, "sound": True}, {"in": 5, "frames": 50, "still": True, "sound": False}],
+        "music": {"bytes": 1, "modified": "2026-01-31T12:00:00Z", "head": "0123456789abcdef"}, "seams": [10],
+        "parts": [{"first": 0, "frames": 40}, {"first": 40, "frames": 50}],
+        "edit": {"tumblewash": 1, "clips": [{"file": "a"}, {"file": "b"}]}}
+(path / "plan").write_text(json.dumps(plan, indent=2))
+(path / "receipt").write_text(json.dumps({
+    "tumblewash-part": 1, "program": "tumblewash 1", "plan": digest, "edit": digest, "inputs": digest, "settings": digest, "part": 1,
+    "first": 0, "frames": 40, "packets": 40, "delay": 1, "bytes": 999, "sha256": digest, "conversions": ["a: b"], "warnings": [],
+    "remarks": []}))
+edit = b'{"tumblewash": 1, "clips": [{"file": "a"}, {"file": "b"}]}\0'
+(path / "two-clips").write_bytes(edit + numbers(64, 48, 25, 1, 90, 1, 0, 50, 5, 50, 10, 40, 50))
+(path / "far").write_bytes(edit + numbers(64, 48, 30000, 1001, 2**62, 0, 0, 2**62, 1, 2**62, 2**61, 2**62))
+(path / "backwards").write_bytes(edit + numbers(-64, 48, 0, 0, -90, 0, -5, -50, 5, 50, -10, -40, 90))
+
 # The same of HEVC, whose units begin with their type in other bits, and whole clips of VP9.
+path = sets
 for name, coding in {"hevc": "keyint=4", "hevc-open": "keyint=4:open-gop=1:bframes=2", "hevc-layers": "temporal-layers=2"}.items():
     made = path / (name + ".mkv")
     coded = (*video, "-t", "0.6", "-c:v", "libx265", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-x265-params",

@@ -20,6 +20,9 @@ constexpr int64_t kPacket = 1;
 constexpr int64_t kPrint = 2;
 constexpr int64_t kEnd = 3;
 
+// Of a packet's times, in the encoder's units; thousands of years of pictures.
+constexpr int64_t kFarthest = int64_t{1} << 40;
+
 }  // namespace
 
 PacketFileWriter::PacketFileWriter(StagedFile& file, Piece kind, const AVCodecContext& codec) : file_(file) {
@@ -146,6 +149,12 @@ PacketPtr PacketFileReader::next() {
                       av_packet_new_side_data(packet.get(), static_cast<AVPacketSideDataType>(type), held)),
                   held);
         }
+        // Containers take packets in order and times that leave room to be moved and scaled; some end the
+        // program at others.
+        if (dts < -kFarthest || pts > kFarthest || pts < dts || duration < 0 || duration > kFarthest ||
+            (packets_ > 0 && dts <= lastDts_))
+            damaged();
+        lastDts_ = dts;
         packet->pts = pts;
         packet->dts = dts;
         packet->duration = duration;

@@ -65,6 +65,7 @@ class PacketFileReader {
     std::vector<uint8_t> header_;
     std::vector<PicturePrint> prints_;
     int64_t packets_ = 0;
+    int64_t lastDts_ = 0;
 };
 
 /// The fingerprint of a picture on its way into an encoder.
