@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// One field of a frame: `rows` rows of `columns` pixels, `pitch` bytes from one row to the next.
@@ -28,7 +30,8 @@ void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* 
                        int count);
 
 /// The version in use: the same bytes, with the vectors of the machine it runs on.
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count);
+void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                 InstructionSet set = InstructionSet::best);
 
 /// The same for the positions (column, row), (column + 1, row) ... of something that stands still, all of
 /// them inside each field: its pixels, with four times their alpha and 255.

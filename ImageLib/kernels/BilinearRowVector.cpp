@@ -4,7 +4,8 @@
 
 namespace tumblewash::kernels {
 
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count) {
+void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                 InstructionSet) {
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
 }
 
@@ -23,6 +24,7 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 
 #include "ImageLib/kernels/BilinearExact-inl.h"
 #include "ImageLib/kernels/BilinearQuick-inl.h"
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -184,8 +186,9 @@ namespace tumblewash::kernels {
 
 HWY_EXPORT(bilinearRow);
 
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count) {
-    HWY_DYNAMIC_DISPATCH(bilinearRow)(fields, fieldCount, atX, atY, count);
+void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                 InstructionSet set) {
+    TUMBLEWASH_VERSION(bilinearRow, set)(fields, fieldCount, atX, atY, count);
 }
 
 }  // namespace tumblewash::kernels

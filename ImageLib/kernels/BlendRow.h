@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// dst = (dst p + src) / (p + 1) for each colour of `pixels` pixels.
@@ -14,7 +16,9 @@ void blendInProportionRowScalar(unsigned char* dst, const unsigned char* src, st
 void blendByAlphaRowScalar(unsigned char* dst, const unsigned char* src, std::size_t pixels);
 
 /// The versions in use: the same bytes, with the vectors of the machine they run on.
-void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p);
-void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels);
+void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p,
+                          InstructionSet set = InstructionSet::best);
+void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels,
+                     InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

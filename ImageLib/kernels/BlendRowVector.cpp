@@ -5,11 +5,12 @@
 
 namespace tumblewash::kernels {
 
-void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p) {
+void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p,
+                          InstructionSet) {
     blendInProportionRowScalar(dst, src, pixels, p);
 }
 
-void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels) {
+void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, InstructionSet) {
     blendByAlphaRowScalar(dst, src, pixels);
 }
 
@@ -21,6 +22,8 @@ void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t p
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/BlendRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -134,14 +137,15 @@ bool trails(const unsigned char* src, const unsigned char* dst, std::size_t pixe
 HWY_EXPORT(blendInProportionRow);
 HWY_EXPORT(blendByAlphaRow);
 
-void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p) {
+void blendInProportionRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, float p,
+                          InstructionSet set) {
     if (trails(src, dst, pixels)) return blendInProportionRowScalar(dst, src, pixels, p);
-    HWY_DYNAMIC_DISPATCH(blendInProportionRow)(dst, src, pixels, p);
+    TUMBLEWASH_VERSION(blendInProportionRow, set)(dst, src, pixels, p);
 }
 
-void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels) {
+void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std::size_t pixels, InstructionSet set) {
     if (trails(src, dst, pixels)) return blendByAlphaRowScalar(dst, src, pixels);
-    HWY_DYNAMIC_DISPATCH(blendByAlphaRow)(dst, src, pixels);
+    TUMBLEWASH_VERSION(blendByAlphaRow, set)(dst, src, pixels);
 }
 
 }  // namespace tumblewash::kernels

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// Side of the block that is matched, in pixels.
@@ -24,6 +26,6 @@ void matchSumsScalar(const unsigned char* block, const unsigned char* around, st
 
 /// The version in use: the same sums, with the vectors of the machine it runs on.
 void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
-               std::uint32_t* sums);
+               std::uint32_t* sums, InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

@@ -5,7 +5,7 @@
 namespace tumblewash::kernels {
 
 void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
-               std::uint32_t* sums) {
+               std::uint32_t* sums, InstructionSet) {
     matchSumsScalar(block, around, pitch, sums);
 }
 
@@ -17,6 +17,8 @@ void matchSums(const unsigned char* block, const unsigned char* around, std::ptr
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/BlockMatchVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -66,8 +68,8 @@ namespace tumblewash::kernels {
 HWY_EXPORT(matchSums);
 
 void matchSums(const unsigned char* block, const unsigned char* around, std::ptrdiff_t pitch,
-               std::uint32_t* sums) {
-    HWY_DYNAMIC_DISPATCH(matchSums)(block, around, pitch, sums);
+               std::uint32_t* sums, InstructionSet set) {
+    TUMBLEWASH_VERSION(matchSums, set)(block, around, pitch, sums);
 }
 
 }  // namespace tumblewash::kernels

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// `count` neighbouring columns, beginning with `first`, that belong to block number `block`.
@@ -27,9 +29,11 @@ void addBlockRunsScalar(const std::uint16_t* columns, const BlockRun* runs, int 
                         std::uint32_t* sums);
 
 /// The version in use: the same sums, with the vectors of the machine it runs on.
-void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns);
+void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns,
+                InstructionSet set = InstructionSet::best);
 
 /// The version in use: the same sums, with the vectors of the machine it runs on.
-void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums);
+void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums,
+                  InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

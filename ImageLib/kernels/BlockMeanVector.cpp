@@ -4,11 +4,13 @@
 
 namespace tumblewash::kernels {
 
-void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
+void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns,
+                InstructionSet) {
     sumColumnsScalar(rows, rowCount, bytes, columns);
 }
 
-void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums) {
+void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums,
+                  InstructionSet) {
     addBlockRunsScalar(columns, runs, runCount, sums);
 }
 
@@ -20,6 +22,8 @@ void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCou
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/BlockMeanVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -139,12 +143,14 @@ namespace tumblewash::kernels {
 HWY_EXPORT(sumColumns);
 HWY_EXPORT(addBlockRuns);
 
-void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
-    HWY_DYNAMIC_DISPATCH(sumColumns)(rows, rowCount, bytes, columns);
+void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns,
+                InstructionSet set) {
+    TUMBLEWASH_VERSION(sumColumns, set)(rows, rowCount, bytes, columns);
 }
 
-void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums) {
-    HWY_DYNAMIC_DISPATCH(addBlockRuns)(columns, runs, runCount, sums);
+void addBlockRuns(const std::uint16_t* columns, const BlockRun* runs, int runCount, std::uint32_t* sums,
+                  InstructionSet set) {
+    TUMBLEWASH_VERSION(addBlockRuns, set)(columns, runs, runCount, sums);
 }
 
 }  // namespace tumblewash::kernels

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// Nodes along each axis: node k stands for the word 1024 k, the last one for a word past the end.
@@ -24,6 +26,7 @@ void colourTableRowScalar(const std::int16_t* table, const std::uint16_t* last, 
 
 /// The version in use: the same words, with the vectors of the machine it runs on.
 void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels);
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels,
+                    InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

@@ -7,7 +7,7 @@
 namespace tumblewash::kernels {
 
 void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels, InstructionSet) {
     colourTableRowScalar(table, last, red, green, blue, pixels);
 }
 
@@ -19,6 +19,8 @@ void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::u
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/ColourTableRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -221,8 +223,8 @@ namespace tumblewash::kernels {
 HWY_EXPORT(colourTableRow);
 
 void colourTableRow(const std::int16_t* table, const std::uint16_t* last, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels) {
-    HWY_DYNAMIC_DISPATCH(colourTableRow)(table, last, red, green, blue, pixels);
+                    std::uint16_t* green, std::uint16_t* blue, std::size_t pixels, InstructionSet set) {
+    TUMBLEWASH_VERSION(colourTableRow, set)(table, last, red, green, blue, pixels);
 }
 
 }  // namespace tumblewash::kernels

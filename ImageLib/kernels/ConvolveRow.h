@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// One weight k of the kernel, applied to the pixel `column` places right of the neighbourhood's left edge in
@@ -44,6 +46,6 @@ void convolveRowScalar(const ConvolveWeights& weights, const unsigned char* cons
 
 /// The version in use: the same bytes, with the vectors of the machine it runs on.
 void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&rows)[5], int pixels, int other,
-                 unsigned char* out);
+                 unsigned char* out, InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

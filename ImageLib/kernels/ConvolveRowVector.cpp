@@ -8,7 +8,7 @@
 namespace tumblewash::kernels {
 
 void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&rows)[5], int pixels, int other,
-                 unsigned char* out) {
+                 unsigned char* out, InstructionSet) {
     convolveRowScalar(weights, rows, pixels, other, out);
 }
 
@@ -20,6 +20,8 @@ void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&ro
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/ConvolveRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 #ifndef TUMBLEWASH_CONVOLVE_ROW_ONCE
 #define TUMBLEWASH_CONVOLVE_ROW_ONCE
@@ -158,8 +160,8 @@ namespace tumblewash::kernels {
 HWY_EXPORT(convolveRow);
 
 void convolveRow(const ConvolveWeights& weights, const unsigned char* const (&rows)[5], int pixels, int other,
-                 unsigned char* out) {
-    HWY_DYNAMIC_DISPATCH(convolveRow)(weights, rows, pixels, other, out);
+                 unsigned char* out, InstructionSet set) {
+    TUMBLEWASH_VERSION(convolveRow, set)(weights, rows, pixels, other, out);
 }
 
 }  // namespace tumblewash::kernels

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "ImageLib/kernels/DeepPixel.h"
+#include "ImageLib/kernels/InstructionSet.h"
 
 namespace tumblewash::kernels {
 
@@ -45,8 +46,8 @@ void deepBilinearRowScalar(const DeepReading* fields, int fieldCount, const floa
                            int count);
 
 /// The version in use: the same pixels, with the vectors of the machine it runs on.
-void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY,
-                     int count);
+void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                     InstructionSet set = InstructionSet::best);
 
 /// Writes `count` pixels: pixel i is the one at (atX[i], atY[i]) truncated, which lies inside the field.
 void deepNearestRow(const DeepReading& field, const float* atX, const float* atY, int count);
@@ -60,6 +61,7 @@ void deepStillRow(const DeepReading* fields, int fieldCount, int column, int row
 void deepBlendRowScalar(unsigned char* out, const unsigned char* over, int count, int level);
 
 /// The version in use: the same pixels.
-void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level);
+void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level,
+                  InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

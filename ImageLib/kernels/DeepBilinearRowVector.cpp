@@ -4,12 +4,12 @@
 
 namespace tumblewash::kernels {
 
-void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY,
-                     int count) {
+void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                     InstructionSet) {
     deepBilinearRowScalar(fields, fieldCount, atX, atY, count);
 }
 
-void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level) {
+void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level, InstructionSet) {
     deepBlendRowScalar(out, over, count, level);
 }
 
@@ -24,6 +24,8 @@ void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int 
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/DeepBilinearRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -221,13 +223,13 @@ namespace tumblewash::kernels {
 HWY_EXPORT(deepBilinearRow);
 HWY_EXPORT(deepBlendRow);
 
-void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY,
-                     int count) {
-    HWY_DYNAMIC_DISPATCH(deepBilinearRow)(fields, fieldCount, atX, atY, count);
+void deepBilinearRow(const DeepReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                     InstructionSet set) {
+    TUMBLEWASH_VERSION(deepBilinearRow, set)(fields, fieldCount, atX, atY, count);
 }
 
-void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level) {
-    HWY_DYNAMIC_DISPATCH(deepBlendRow)(out, over, count, level);
+void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level, InstructionSet set) {
+    TUMBLEWASH_VERSION(deepBlendRow, set)(out, over, count, level);
 }
 
 }  // namespace tumblewash::kernels

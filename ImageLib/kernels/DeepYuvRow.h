@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 constexpr int kToDeepBits = 12;
@@ -81,17 +83,19 @@ void chromaRowFromDeepScalar(const DeepMatrix& matrix, const DeepRow& above, con
 /// The versions in use: the same words and codes, with the vectors of the machine they run on.
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint8_t* y, const std::uint8_t* cb,
                     const std::uint8_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue);
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet set = InstructionSet::best);
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint16_t* y, const std::uint16_t* cb,
                     const std::uint16_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue);
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet set = InstructionSet::best);
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint8_t* out);
+                     bool dither, std::uint8_t* out, InstructionSet set = InstructionSet::best);
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint16_t* out);
+                     bool dither, std::uint16_t* out, InstructionSet set = InstructionSet::best);
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr);
+                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr,
+                       InstructionSet set = InstructionSet::best);
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr);
+                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr,
+                       InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

@@ -6,28 +6,30 @@ namespace tumblewash::kernels {
 
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint8_t* y, const std::uint8_t* cb,
                     const std::uint8_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue) {
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet) {
     deepRowFromYuvScalar(matrix, y, cb, cr, halved, 0, pixels, red, green, blue);
 }
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint16_t* y, const std::uint16_t* cb,
                     const std::uint16_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue) {
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet) {
     deepRowFromYuvScalar(matrix, y, cb, cr, halved, 0, pixels, red, green, blue);
 }
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint8_t* out) {
+                     bool dither, std::uint8_t* out, InstructionSet) {
     lumaRowFromDeepScalar(matrix, from, 0, pixels, line, dither, out);
 }
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint16_t* out) {
+                     bool dither, std::uint16_t* out, InstructionSet) {
     lumaRowFromDeepScalar(matrix, from, 0, pixels, line, dither, out);
 }
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr) {
+                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr,
+                       InstructionSet) {
     chromaRowFromDeepScalar(matrix, above, below, 0, pixels, line, dither, cb, cr);
 }
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr) {
+                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr,
+                       InstructionSet) {
     chromaRowFromDeepScalar(matrix, above, below, 0, pixels, line, dither, cb, cr);
 }
 
@@ -39,6 +41,8 @@ void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const Dee
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/DeepYuvRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -283,29 +287,31 @@ HWY_EXPORT(chroma10);
 
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint8_t* y, const std::uint8_t* cb,
                     const std::uint8_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue) {
-    HWY_DYNAMIC_DISPATCH(fromYuv8)(matrix, y, cb, cr, halved, pixels, red, green, blue);
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet set) {
+    TUMBLEWASH_VERSION(fromYuv8, set)(matrix, y, cb, cr, halved, pixels, red, green, blue);
 }
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint8_t* out) {
-    HWY_DYNAMIC_DISPATCH(luma8)(matrix, from, pixels, line, dither, out);
+                     bool dither, std::uint8_t* out, InstructionSet set) {
+    TUMBLEWASH_VERSION(luma8, set)(matrix, from, pixels, line, dither, out);
 }
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr) {
-    HWY_DYNAMIC_DISPATCH(chroma8)(matrix, above, below, pixels, line, dither, cb, cr);
+                       std::size_t pixels, unsigned line, bool dither, std::uint8_t* cb, std::uint8_t* cr,
+                       InstructionSet set) {
+    TUMBLEWASH_VERSION(chroma8, set)(matrix, above, below, pixels, line, dither, cb, cr);
 }
 void deepRowFromYuv(const DeepMatrix& matrix, const std::uint16_t* y, const std::uint16_t* cb,
                     const std::uint16_t* cr, bool halved, std::size_t pixels, std::uint16_t* red,
-                    std::uint16_t* green, std::uint16_t* blue) {
-    HWY_DYNAMIC_DISPATCH(fromYuv10)(matrix, y, cb, cr, halved, pixels, red, green, blue);
+                    std::uint16_t* green, std::uint16_t* blue, InstructionSet set) {
+    TUMBLEWASH_VERSION(fromYuv10, set)(matrix, y, cb, cr, halved, pixels, red, green, blue);
 }
 void lumaRowFromDeep(const DeepMatrix& matrix, const DeepRow& from, std::size_t pixels, unsigned line,
-                     bool dither, std::uint16_t* out) {
-    HWY_DYNAMIC_DISPATCH(luma10)(matrix, from, pixels, line, dither, out);
+                     bool dither, std::uint16_t* out, InstructionSet set) {
+    TUMBLEWASH_VERSION(luma10, set)(matrix, from, pixels, line, dither, out);
 }
 void chromaRowFromDeep(const DeepMatrix& matrix, const DeepRow& above, const DeepRow& below,
-                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr) {
-    HWY_DYNAMIC_DISPATCH(chroma10)(matrix, above, below, pixels, line, dither, cb, cr);
+                       std::size_t pixels, unsigned line, bool dither, std::uint16_t* cb, std::uint16_t* cr,
+                       InstructionSet set) {
+    TUMBLEWASH_VERSION(chroma10, set)(matrix, above, below, pixels, line, dither, cb, cr);
 }
 
 }  // namespace tumblewash::kernels

@@ -3,6 +3,8 @@
 // It knows no rectangles and makes no tables; ImageLib/source/FieldRows prepares both.
 #pragma once
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// Consecutive columns [first, end) that lie between the same two cells of a field row.
@@ -41,10 +43,11 @@ void enlargeCellRowScalar(const FieldRun* runs, int runCount, const FieldColumns
 
 /// The version in use: the same bits, with the vectors of the machine it runs on.
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
-                     double farY, const FieldChannel* channels, int channelCount, int limit);
+                     double farY, const FieldChannel* channels, int channelCount, int limit,
+                     InstructionSet set = InstructionSet::best);
 
 /// The version in use: the same bits, with the vectors of the machine it runs on.
 void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
-                    float* out, int limit);
+                    float* out, int limit, InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

@@ -5,12 +5,12 @@
 namespace tumblewash::kernels {
 
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
-                     double farY, const FieldChannel* channels, int channelCount, int limit) {
+                     double farY, const FieldChannel* channels, int channelCount, int limit, InstructionSet) {
     enlargeFieldRowScalar(runs, runCount, columns, nearY, farY, channels, channelCount, limit);
 }
 
 void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
-                    float* out, int limit) {
+                    float* out, int limit, InstructionSet) {
     enlargeCellRowScalar(runs, runCount, columns, cells, out, limit);
 }
 
@@ -22,6 +22,8 @@ void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& colu
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/FieldRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -131,14 +133,15 @@ HWY_EXPORT(enlargeFieldRow);
 HWY_EXPORT(enlargeCellRow);
 
 void enlargeFieldRow(const FieldRun* runs, int runCount, const FieldColumns& columns, double nearY,
-                     double farY, const FieldChannel* channels, int channelCount, int limit) {
-    HWY_DYNAMIC_DISPATCH(enlargeFieldRow)
+                     double farY, const FieldChannel* channels, int channelCount, int limit,
+                     InstructionSet set) {
+    TUMBLEWASH_VERSION(enlargeFieldRow, set)
     (runs, runCount, columns, nearY, farY, channels, channelCount, limit);
 }
 
 void enlargeCellRow(const FieldRun* runs, int runCount, const FieldColumns& columns, const float* cells,
-                    float* out, int limit) {
-    HWY_DYNAMIC_DISPATCH(enlargeCellRow)(runs, runCount, columns, cells, out, limit);
+                    float* out, int limit, InstructionSet set) {
+    TUMBLEWASH_VERSION(enlargeCellRow, set)(runs, runCount, columns, cells, out, limit);
 }
 
 }  // namespace tumblewash::kernels

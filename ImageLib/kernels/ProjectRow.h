@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// The open interval of positions in each direction that count as inside; not-a-number never does.
@@ -25,6 +27,6 @@ void projectRowScalar(const float* h, int y, int first, int count, const OpenBou
 
 /// The version in use: the same positions and bits, with the vectors of the machine it runs on.
 void projectRow(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX, float* atY,
-                std::uint64_t* inside);
+                std::uint64_t* inside, InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

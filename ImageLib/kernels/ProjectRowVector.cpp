@@ -5,7 +5,7 @@
 namespace tumblewash::kernels {
 
 void projectRow(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX, float* atY,
-                std::uint64_t* inside) {
+                std::uint64_t* inside, InstructionSet) {
     projectRowScalar(h, y, first, count, bounds, atX, atY, inside);
 }
 
@@ -17,6 +17,8 @@ void projectRow(const float* h, int y, int first, int count, const OpenBounds& b
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/ProjectRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -69,8 +71,8 @@ namespace tumblewash::kernels {
 HWY_EXPORT(projectRow);
 
 void projectRow(const float* h, int y, int first, int count, const OpenBounds& bounds, float* atX, float* atY,
-                std::uint64_t* inside) {
-    HWY_DYNAMIC_DISPATCH(projectRow)(h, y, first, count, bounds, atX, atY, inside);
+                std::uint64_t* inside, InstructionSet set) {
+    TUMBLEWASH_VERSION(projectRow, set)(h, y, first, count, bounds, atX, atY, inside);
 }
 
 }  // namespace tumblewash::kernels

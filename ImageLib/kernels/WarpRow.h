@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
 /// An index that leaves its destination pixels alone.
@@ -59,22 +61,25 @@ void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, cons
 
 /// The version in use: the same indices, with the vectors of the machine it runs on.
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
-                  std::int32_t* index);
+                  std::int32_t* index, InstructionSet set = InstructionSet::best);
 
 /// The version in use: the same indices and the same undecided columns.
 int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
-                     float farY, int y, int first, int end, std::int32_t* index, int* undecided);
+                     float farY, int y, int first, int end, std::int32_t* index, int* undecided,
+                     InstructionSet set = InstructionSet::best);
 
 /// The version in use: the same bytes, with the vectors of the machine it runs on; one of the two below.
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
-                  unsigned char* even, unsigned char* odd);
+                  unsigned char* even, unsigned char* odd, InstructionSet set = InstructionSet::best);
 
 /// The same bytes by vector gathers, where the instruction set has such as pay at all.
 void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                           int count, unsigned char* even, unsigned char* odd);
+                           int count, unsigned char* even, unsigned char* odd,
+                           InstructionSet set = InstructionSet::best);
 
 /// The same bytes without vector gathers, which some machines are slow at; `warpFetchRow` knows which.
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                        int count, unsigned char* even, unsigned char* odd);
+                        int count, unsigned char* even, unsigned char* odd,
+                        InstructionSet set = InstructionSet::best);
 
 }  // namespace tumblewash::kernels

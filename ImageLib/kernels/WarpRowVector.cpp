@@ -7,27 +7,28 @@
 namespace tumblewash::kernels {
 
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
-                  std::int32_t* index) {
+                  std::int32_t* index, InstructionSet) {
     warpIndexRowScalar(shape, red, green, y, first, end, index);
 }
 
 int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
-                     float farY, int y, int first, int end, std::int32_t* index, int* undecided) {
+                     float farY, int y, int first, int end, std::int32_t* index, int* undecided,
+                     InstructionSet) {
     return estimateIndexRowScalar(shape, red, green, nearY, farY, y, first, end, index, undecided);
 }
 
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                        int count, unsigned char* even, unsigned char* odd) {
+                        int count, unsigned char* even, unsigned char* odd, InstructionSet) {
     warpFetchRowScalar(shape, frame, index, count, even, odd);
 }
 
 void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                           int count, unsigned char* even, unsigned char* odd) {
+                           int count, unsigned char* even, unsigned char* odd, InstructionSet) {
     warpFetchRowScalar(shape, frame, index, count, even, odd);
 }
 
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
-                  unsigned char* even, unsigned char* odd) {
+                  unsigned char* even, unsigned char* odd, InstructionSet) {
     warpFetchRowScalar(shape, frame, index, count, even, odd);
 }
 
@@ -41,6 +42,8 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
 #define HWY_TARGET_INCLUDE "ImageLib/kernels/WarpRowVector.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "ImageLib/kernels/Dispatch.h"
 
 #ifndef TUMBLEWASH_WARP_ROW_ONCE
 #define TUMBLEWASH_WARP_ROW_ONCE
@@ -379,34 +382,35 @@ HWY_EXPORT(warpFetchRowGathering);
 HWY_EXPORT(warpFetchRowSingly);
 
 void warpIndexRow(const WarpShape& shape, const float* red, const float* green, int y, int first, int end,
-                  std::int32_t* index) {
-    HWY_DYNAMIC_DISPATCH(warpIndexRow)(shape, red, green, y, first, end, index);
+                  std::int32_t* index, InstructionSet set) {
+    TUMBLEWASH_VERSION(warpIndexRow, set)(shape, red, green, y, first, end, index);
 }
 
 int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, const WarpEstimate& green, float nearY,
-                     float farY, int y, int first, int end, std::int32_t* index, int* undecided) {
-    return HWY_DYNAMIC_DISPATCH(estimateIndexRow)(shape, red, green, nearY, farY, y, first, end, index,
-                                                  undecided);
+                     float farY, int y, int first, int end, std::int32_t* index, int* undecided,
+                     InstructionSet set) {
+    return TUMBLEWASH_VERSION(estimateIndexRow, set)(shape, red, green, nearY, farY, y, first, end, index,
+                                                     undecided);
 }
 
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                        int count, unsigned char* even, unsigned char* odd) {
-    HWY_DYNAMIC_DISPATCH(warpFetchRowSingly)(shape, frame, index, count, even, odd);
+                        int count, unsigned char* even, unsigned char* odd, InstructionSet set) {
+    TUMBLEWASH_VERSION(warpFetchRowSingly, set)(shape, frame, index, count, even, odd);
 }
 
 void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
-                           int count, unsigned char* even, unsigned char* odd) {
-    HWY_DYNAMIC_DISPATCH(warpFetchRowGathering)(shape, frame, index, count, even, odd);
+                           int count, unsigned char* even, unsigned char* odd, InstructionSet set) {
+    TUMBLEWASH_VERSION(warpFetchRowGathering, set)(shape, frame, index, count, even, odd);
 }
 
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
-                  unsigned char* even, unsigned char* odd) {
+                  unsigned char* even, unsigned char* odd, InstructionSet set) {
 #if HWY_ARCH_X86
     // A gather of AMD's processors takes longer than as many loads.
     static const bool slowGathers = __builtin_cpu_is("amd") != 0;
-    if (slowGathers) return warpFetchRowSingly(shape, frame, index, count, even, odd);
+    if (slowGathers) return warpFetchRowSingly(shape, frame, index, count, even, odd, set);
 #endif
-    warpFetchRowGathering(shape, frame, index, count, even, odd);
+    warpFetchRowGathering(shape, frame, index, count, even, odd, set);
 }
 
 }  // namespace tumblewash::kernels

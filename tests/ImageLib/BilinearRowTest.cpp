@@ -22,6 +22,7 @@ using kernels::FieldReading;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::between;
 using test::EveryTarget;
 using test::noise;
@@ -61,7 +62,7 @@ float position(int kind, int last, std::mt19937& random) {
 }
 
 TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 1; count <= 67; ++count) {
             for (int kind = 0; kind < 4; ++kind) {
                 const int columns = 1 + static_cast<int>(random() % 70);
@@ -79,7 +80,7 @@ TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
                     const FieldReading got[2] = {{fields.even, gotA.data() + 1},
                                                  {fields.odd, gotB.data() + 1}};
                     bilinearRowScalar(expected, fieldCount, x.data(), y.data(), count);
-                    bilinearRow(got, fieldCount, x.data(), y.data(), count);
+                    bilinearRow(got, fieldCount, x.data(), y.data(), count, set);
                     ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
                     ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
                 }
@@ -91,7 +92,7 @@ TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
 // Each product is truncated on its own, so weights that come out a hair below a whole product matter. These
 // are the fractions at which products of weight and byte are whole or nearly so.
 TEST(BilinearRowTest, ProductsNextToWholeNumbersAreTruncatedAlike) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const TwoFields fields(64, 16, random);
         for (int divisor = 1; divisor <= 255; ++divisor) {
             std::vector<float> x, y;
@@ -105,7 +106,7 @@ TEST(BilinearRowTest, ProductsNextToWholeNumbersAreTruncatedAlike) {
             const FieldReading expected[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
             const FieldReading got[2] = {{fields.even, gotA.data()}, {fields.odd, gotB.data()}};
             bilinearRowScalar(expected, 2, x.data(), y.data(), 61);
-            bilinearRow(got, 2, x.data(), y.data(), 61);
+            bilinearRow(got, 2, x.data(), y.data(), 61, set);
             ASSERT_EQ(a, gotA) << divisor;
             ASSERT_EQ(b, gotB) << divisor;
         }
@@ -131,7 +132,7 @@ struct LooseFields {
 
 /// Reads both fields through both siblings.
 testing::AssertionResult sameReadings(const LooseFields& fields, const std::vector<float>& x,
-                                      const std::vector<float>& y) {
+                                      const std::vector<float>& y, InstructionSet set) {
     const std::size_t bytes = x.size() * 4 + 8;
     const int count = static_cast<int>(x.size());
     std::vector<unsigned char> expected[2], got[2];
@@ -143,7 +144,7 @@ testing::AssertionResult sameReadings(const LooseFields& fields, const std::vect
         shipped[f] = {fields.field[f], got[f].data() + 3};
     }
     bilinearRowScalar(plain, 2, x.data(), y.data(), count);
-    bilinearRow(shipped, 2, x.data(), y.data(), count);
+    bilinearRow(shipped, 2, x.data(), y.data(), count, set);
     for (int f = 0; f < 2; ++f) {
         const auto at = std::mismatch(expected[f].begin(), expected[f].end(), got[f].begin()).first;
         if (at == expected[f].end()) continue;
@@ -159,7 +160,7 @@ testing::AssertionResult sameReadings(const LooseFields& fields, const std::vect
 TEST(BilinearRowTest, EverySlopeReadsTheScalarBytes) {
     const float across[] = {1.0F, -1.0F, 0.98F, 1.03F, 0.5F, 1.7F, 2.1F, -0.3F, 0.0F, 9.0F};
     const float down[] = {0.0F, 0.03F, -0.03F, 0.11F, -0.2F, 0.5F, 1.0F, -1.0F};
-    EveryTarget([&](std::mt19937& random) {
+    EveryTarget([&](std::mt19937& random, InstructionSet set) {
         for (int count = 1; count <= 67; ++count) {
             const int columns = 1 + static_cast<int>(random() % 150),
                       rows = 1 + static_cast<int>(random() % 40);
@@ -175,7 +176,7 @@ TEST(BilinearRowTest, EverySlopeReadsTheScalarBytes) {
                             std::clamp(firstX + step * dx, 0.0F, static_cast<float>(columns) - 0.25F));
                         y.push_back(std::clamp(firstY + step * dy, 0.0F, static_cast<float>(rows) - 0.25F));
                     }
-                    ASSERT_TRUE(sameReadings(fields, x, y))
+                    ASSERT_TRUE(sameReadings(fields, x, y, set))
                         << columns << 'x' << rows << ' ' << dx << ' ' << dy;
                 }
             }
@@ -185,7 +186,7 @@ TEST(BilinearRowTest, EverySlopeReadsTheScalarBytes) {
 
 // A coordinate that is whole makes its ceiling the same pixel, whose alpha counts again.
 TEST(BilinearRowTest, WholeCoordinatesBesideFractionsCountTheSamePixelTwice) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int round = 0; round < 200; ++round) {
             const LooseFields fields(80, 9, 0, random);
             std::vector<float> x, y;
@@ -195,7 +196,7 @@ TEST(BilinearRowTest, WholeCoordinatesBesideFractionsCountTheSamePixelTwice) {
                             quarters[random() % 5]);
                 y.push_back(static_cast<float>(1 + random() % 3) + quarters[random() % 5]);
             }
-            ASSERT_TRUE(sameReadings(fields, x, y)) << round;
+            ASSERT_TRUE(sameReadings(fields, x, y, set)) << round;
         }
     });
 }
@@ -203,7 +204,7 @@ TEST(BilinearRowTest, WholeCoordinatesBesideFractionsCountTheSamePixelTwice) {
 // Where nothing moves, positions are the pixels of a row one behind the other, up to the field's very edges;
 // a single fraction or a step beyond the edge among them is read as such.
 TEST(BilinearRowTest, RunsOfWholePixelsAreReadAlikeUpToTheEdges) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int round = 0; round < 400; ++round) {
             const int columns = 1 + static_cast<int>(random() % 90),
                       rows = 1 + static_cast<int>(random() % 6);
@@ -215,21 +216,22 @@ TEST(BilinearRowTest, RunsOfWholePixelsAreReadAlikeUpToTheEdges) {
                 x.push_back(static_cast<float>(start + i));
                 y.push_back(static_cast<float>(row));
             }
-            ASSERT_TRUE(sameReadings(fields, x, y))
+            ASSERT_TRUE(sameReadings(fields, x, y, set))
                 << columns << 'x' << rows << " from " << start << ',' << row;
             std::fill(y.begin(), y.end(), static_cast<float>(row) + 0.5F);
-            ASSERT_TRUE(sameReadings(fields, x, y)) << columns << 'x' << rows << " between rows";
+            ASSERT_TRUE(sameReadings(fields, x, y, set)) << columns << 'x' << rows << " between rows";
             std::fill(y.begin(), y.end(), static_cast<float>(row));
             const std::size_t spoiled = random() % x.size();
             (round % 3 == 0 ? y : x)[spoiled] += round % 4 == 0 ? 0.5F : -0.0009765625F;
-            ASSERT_TRUE(sameReadings(fields, x, y)) << columns << 'x' << rows << " spoiled at " << spoiled;
+            ASSERT_TRUE(sameReadings(fields, x, y, set))
+                << columns << 'x' << rows << " spoiled at " << spoiled;
             std::fill(y.begin(), y.end(), -0.0F);
-            ASSERT_TRUE(sameReadings(fields, x, y));
+            ASSERT_TRUE(sameReadings(fields, x, y, set));
             std::fill(y.begin(), y.end(), std::numeric_limits<float>::quiet_NaN());
-            ASSERT_TRUE(sameReadings(fields, x, y));
+            ASSERT_TRUE(sameReadings(fields, x, y, set));
             for (float& at : x) at += 16777216.0F;
             std::fill(y.begin(), y.end(), 0.0F);
-            ASSERT_TRUE(sameReadings(fields, x, y));
+            ASSERT_TRUE(sameReadings(fields, x, y, set));
         }
     });
 }
@@ -245,7 +247,7 @@ float near(int whole, double fraction, int ulps) {
 // The hardest fractions: a weight times a byte of the very pixel that it weighs is whole, or one float away
 // from it on either side, for each of the four weights.
 TEST(BilinearRowTest, ProductsOneFloatBesideWholeNumbersAreTruncatedAlike) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         LooseFields fields(64, 8, 0, random);
         for (int painted = 0; painted < 3; ++painted) {
             if (painted == 1) fields.paint(255);
@@ -270,7 +272,7 @@ TEST(BilinearRowTest, ProductsOneFloatBesideWholeNumbersAreTruncatedAlike) {
                         near(px, right != 0 ? share : 1.0 - share, static_cast<int>(random() % 3) - 1));
                     y.push_back(yy);
                 }
-                ASSERT_TRUE(sameReadings(fields, x, y)) << painted << ' ' << round;
+                ASSERT_TRUE(sameReadings(fields, x, y, set)) << painted << ' ' << round;
             }
         }
     });
@@ -278,7 +280,7 @@ TEST(BilinearRowTest, ProductsOneFloatBesideWholeNumbersAreTruncatedAlike) {
 
 // Fractions next to 0 and 1: a weight that rounds down to 0, one whose rounding up would be 1.
 TEST(BilinearRowTest, WeightsNextToNothingAndToEverythingAreTruncatedAlike) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         LooseFields fields(64, 8, 0, random);
         for (int painted = 0; painted < 2; ++painted) {
             if (painted == 1) fields.paint(255);
@@ -295,7 +297,7 @@ TEST(BilinearRowTest, WeightsNextToNothingAndToEverythingAreTruncatedAlike) {
                     x.push_back(place(1 + i));
                     y.push_back(place(1 + static_cast<int>(random() % 6)));
                 }
-                ASSERT_TRUE(sameReadings(fields, x, y)) << painted << ' ' << round;
+                ASSERT_TRUE(sameReadings(fields, x, y, set)) << painted << ' ' << round;
             }
         }
     });
@@ -306,7 +308,7 @@ TEST(BilinearRowTest, WeightsNextToNothingAndToEverythingAreTruncatedAlike) {
 // pairs.
 TEST(BilinearRowTest, WeightsAHairBelowSixteenBitsAreNotRoundedUp) {
     constexpr std::uint64_t unit = std::uint64_t{1} << 23;
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         LooseFields fields(48, 4, 0, random);
         fields.paint(128);
         std::vector<float> x, y;
@@ -322,13 +324,13 @@ TEST(BilinearRowTest, WeightsAHairBelowSixteenBitsAreNotRoundedUp) {
             x.push_back(place(a, neighbour == 1 || neighbour == 2));
             y.push_back(place(b, neighbour >= 2));
         }
-        ASSERT_TRUE(sameReadings(fields, x, y));
+        ASSERT_TRUE(sameReadings(fields, x, y, set));
     });
 }
 
 // Below 1 a float has finer fractions than 2^-23, down to the smallest numbers there are.
 TEST(BilinearRowTest, TheFirstColumnAndRowKeepTheirFinestFractions) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const LooseFields fields(40, 6, 0, random);
         for (int round = 0; round < 300; ++round) {
             std::vector<float> x, y;
@@ -342,13 +344,13 @@ TEST(BilinearRowTest, TheFirstColumnAndRowKeepTheirFinestFractions) {
                 x.push_back(place(static_cast<int>(random() % 39)));
                 y.push_back(place(static_cast<int>(random() % 5)));
             }
-            ASSERT_TRUE(sameReadings(fields, x, y)) << round;
+            ASSERT_TRUE(sameReadings(fields, x, y, set)) << round;
         }
     });
 }
 
 TEST(BilinearRowTest, FieldsOfFourThousandColumnsAndRowsAreReadAlike) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const LooseFields wide(4096, 3, 0, random), tall(3, 4096, 0, random);
         std::vector<float> alongX, alongY, short1, short2;
         for (int i = 0; i < 4095; ++i) {
@@ -357,17 +359,17 @@ TEST(BilinearRowTest, FieldsOfFourThousandColumnsAndRowsAreReadAlike) {
             short1.push_back(between(random, 0.0F, 2.0F));
             short2.push_back(between(random, 0.0F, 2.5F));
         }
-        ASSERT_TRUE(sameReadings(wide, alongX, short1));
-        ASSERT_TRUE(sameReadings(wide, alongY, short2));
-        ASSERT_TRUE(sameReadings(tall, short1, alongY));
-        ASSERT_TRUE(sameReadings(tall, short2, alongX));
+        ASSERT_TRUE(sameReadings(wide, alongX, short1, set));
+        ASSERT_TRUE(sameReadings(wide, alongY, short2, set));
+        ASSERT_TRUE(sameReadings(tall, short1, alongY, set));
+        ASSERT_TRUE(sameReadings(tall, short2, alongX, set));
     });
 }
 
 // Pixels that cannot be decided at once are put aside and read again: all of a long row, in one field or in
 // both, and single ones among others that lie outside.
 TEST(BilinearRowTest, RowsFullOfDoubtfulPixelsAreReadToTheEnd) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const LooseFields fields(300, 5, 0, random);
         for (const int count : {64, 511, 512, 513, 528, 700, 1024, 1500, 1543}) {
             std::vector<float> first, second, x, y;
@@ -377,9 +379,9 @@ TEST(BilinearRowTest, RowsFullOfDoubtfulPixelsAreReadToTheEnd) {
                 x.push_back(position(3, 299, random));
                 y.push_back(position(3, 4, random));
             }
-            ASSERT_TRUE(sameReadings(fields, first, second)) << count;
-            ASSERT_TRUE(sameReadings(fields, second, first)) << count;
-            ASSERT_TRUE(sameReadings(fields, x, y)) << count;
+            ASSERT_TRUE(sameReadings(fields, first, second, set)) << count;
+            ASSERT_TRUE(sameReadings(fields, second, first, set)) << count;
+            ASSERT_TRUE(sameReadings(fields, x, y, set)) << count;
         }
     });
 }

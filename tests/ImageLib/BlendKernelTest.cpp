@@ -19,6 +19,7 @@ using kernels::blendInProportionRowScalar;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 using test::noise;
 
@@ -67,31 +68,31 @@ std::vector<float> proportions(std::mt19937& random) {
 }
 
 TEST(BlendKernelTest, EveryPairOfBytesMixesInProportionAsTheScalarRuleSays) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const AllPairs pairs(77);
         for (const float p : proportions(random)) {
             Row expected = pairs.mine, got = expected;
             blendInProportionRowScalar(expected.data(), pairs.from.data(), 65536, p);
-            blendInProportionRow(got.data(), pairs.from.data(), 65536, p);
+            blendInProportionRow(got.data(), pairs.from.data(), 65536, p, set);
             ASSERT_TRUE(expected == got) << p;
         }
     });
 }
 
 TEST(BlendKernelTest, EveryPairOfBytesAndEveryAlphaMixesAsTheScalarRuleSays) {
-    EveryTarget([](std::mt19937&) {
+    EveryTarget([](std::mt19937&, InstructionSet set) {
         for (unsigned alpha = 0; alpha < 256; ++alpha) {
             const AllPairs pairs(alpha);
             Row expected = pairs.mine, got = expected;
             blendByAlphaRowScalar(expected.data(), pairs.from.data(), 65536);
-            blendByAlphaRow(got.data(), pairs.from.data(), 65536);
+            blendByAlphaRow(got.data(), pairs.from.data(), 65536, set);
             ASSERT_TRUE(expected == got) << alpha;
         }
     });
 }
 
 TEST(BlendKernelTest, RowsOfEveryWidthAreMixedAndNothingBehindThem) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (std::size_t width = 0; width <= 67; ++width) {
             for (std::size_t offset = 0; offset < 4; ++offset) {
                 const Row mine = noise(offset + width * 4 + 64, random);
@@ -99,11 +100,11 @@ TEST(BlendKernelTest, RowsOfEveryWidthAreMixedAndNothingBehindThem) {
                 const Row from = noise(offset + width * 4, random);
                 Row expected = mine, got = mine;
                 blendInProportionRowScalar(expected.data() + offset, from.data() + offset, width, 0.7F);
-                blendInProportionRow(got.data() + offset, from.data() + offset, width, 0.7F);
+                blendInProportionRow(got.data() + offset, from.data() + offset, width, 0.7F, set);
                 ASSERT_EQ(expected, got) << width;
                 expected = got = mine;
                 blendByAlphaRowScalar(expected.data() + offset, from.data() + offset, width);
-                blendByAlphaRow(got.data() + offset, from.data() + offset, width);
+                blendByAlphaRow(got.data() + offset, from.data() + offset, width, set);
                 ASSERT_EQ(expected, got) << width;
             }
         }
@@ -111,21 +112,21 @@ TEST(BlendKernelTest, RowsOfEveryWidthAreMixedAndNothingBehindThem) {
 }
 
 TEST(BlendKernelTest, ASourceThatShowsTheDestinationSeesEveryPixelMixedBefore) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (std::size_t width = 1; width <= 69; ++width) {
             for (int apart = -39; apart <= 39; ++apart) {
                 const Row start = noise(4 * 150, random);
                 for (const bool byAlpha : {false, true}) {
                     Row expected = start, got = start;
-                    const auto mix = [&](Row& row, auto proportionRow, auto alphaRow) {
+                    const auto mix = [&](Row& row, auto proportionRow, auto alphaRow, auto... version) {
                         unsigned char* mine = row.data() + std::ptrdiff_t{4} * 40;
                         if (byAlpha)
-                            alphaRow(mine, mine + std::ptrdiff_t{4} * apart, width);
+                            alphaRow(mine, mine + std::ptrdiff_t{4} * apart, width, version...);
                         else
-                            proportionRow(mine, mine + std::ptrdiff_t{4} * apart, width, 1.25F);
+                            proportionRow(mine, mine + std::ptrdiff_t{4} * apart, width, 1.25F, version...);
                     };
                     mix(expected, blendInProportionRowScalar, blendByAlphaRowScalar);
-                    mix(got, blendInProportionRow, blendByAlphaRow);
+                    mix(got, blendInProportionRow, blendByAlphaRow, set);
                     ASSERT_EQ(expected, got) << width << " pixels, " << apart << " apart";
                 }
             }

@@ -16,6 +16,7 @@ using namespace kernels;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 using Plane = std::vector<std::uint16_t>;
 
@@ -64,7 +65,7 @@ TEST(ColourTableRowTest, EveryTargetGivesTheScalarWords) {
     std::mt19937 words(7);
     Plane lasts(65536);
     for (std::uint16_t& word : lasts) word = static_cast<std::uint16_t>(words());
-    EveryTarget([&](std::mt19937& random) {
+    EveryTarget([&](std::mt19937& random, InstructionSet set) {
         for (const std::uint16_t* last :
              {static_cast<const std::uint16_t*>(nullptr), std::as_const(lasts).data()})
             for (std::size_t pixels = 0; pixels <= 100; ++pixels) {
@@ -73,7 +74,8 @@ TEST(ColourTableRowTest, EveryTargetGivesTheScalarWords) {
                 std::array<Plane, 3> plain = in, quick = in;
                 colourTableRowScalar(table.data(), last, plain[0].data(), plain[1].data(), plain[2].data(),
                                      pixels);
-                colourTableRow(table.data(), last, quick[0].data(), quick[1].data(), quick[2].data(), pixels);
+                colourTableRow(table.data(), last, quick[0].data(), quick[1].data(), quick[2].data(), pixels,
+                               set);
                 ASSERT_EQ(plain, quick) << pixels;  // the word behind the row included
                 for (std::size_t c = 0; c < 3; ++c) ASSERT_EQ(in[c][pixels], quick[c][pixels]);
             }

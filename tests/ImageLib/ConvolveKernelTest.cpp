@@ -22,6 +22,7 @@ using kernels::makeConvolveTap;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 
 /// What a tap's three numbers make of a byte.
@@ -118,7 +119,7 @@ ConvolveWeights someWeights(int kind, std::mt19937& random) {
 }
 
 TEST(ConvolveKernelTest, FilteredRowsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         // Every width up to 67, and two as long as a picture's.
         for (int width = 0; width <= 69; ++width) {
             const int pixels = width <= 67 ? width : 5 * width;
@@ -129,7 +130,7 @@ TEST(ConvolveKernelTest, FilteredRowsAreTheScalarOnesOnEveryTarget) {
                 std::vector<unsigned char> expected(static_cast<std::size_t>(pixels) * 4 + 64, 171);
                 std::vector<unsigned char> got = expected;
                 convolveRowScalar(weights, from.rows, pixels, other, expected.data());
-                convolveRow(weights, from.rows, pixels, other, got.data());
+                convolveRow(weights, from.rows, pixels, other, got.data(), set);
                 ASSERT_EQ(expected, got) << pixels << " pixels, kind " << kind;
             }
         }
@@ -137,7 +138,7 @@ TEST(ConvolveKernelTest, FilteredRowsAreTheScalarOnesOnEveryTarget) {
 }
 
 TEST(ConvolveKernelTest, TheLargestSumsStayWhole) {
-    EveryTarget([](std::mt19937&) {
+    EveryTarget([](std::mt19937&, InstructionSet set) {
         for (const float weight : {1.0F, -1.0F, 255.0F}) {
             float kernel[5][5];
             for (auto& column : kernel) std::fill_n(column, 5, weight);
@@ -148,7 +149,7 @@ TEST(ConvolveKernelTest, TheLargestSumsStayWhole) {
                 std::vector<unsigned char> expected(67 * 4, 9), got = expected;
                 const ConvolveWeights weights(kernel, 1.0F / 25.0F);
                 convolveRowScalar(weights, rows, 67, 0, expected.data());
-                convolveRow(weights, rows, 67, 0, got.data());
+                convolveRow(weights, rows, 67, 0, got.data(), set);
                 ASSERT_EQ(expected, got) << weight;
             }
         }

@@ -39,6 +39,7 @@ using kernels::zeroPixel;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::between;
 using test::EveryTarget;
 using test::noise;
@@ -66,7 +67,7 @@ float anyPosition(int last, std::mt19937& random) {
 }
 
 TEST(DeepRowTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 0; count <= 67; ++count) {
             const int columns = 1 + static_cast<int>(random() % 50),
                       height = 2 + static_cast<int>(random() % 29);
@@ -91,7 +92,7 @@ TEST(DeepRowTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
                 const DeepReading expected[2] = {{even, a.data() + 2}, {odd, b.data() + 2}};
                 const DeepReading got[2] = {{even, gotA.data() + 2}, {odd, gotB.data() + 2}};
                 deepBilinearRowScalar(expected, fieldCount, x.data(), y.data(), count);
-                deepBilinearRow(got, fieldCount, x.data(), y.data(), count);
+                deepBilinearRow(got, fieldCount, x.data(), y.data(), count, set);
                 ASSERT_EQ(a, gotA) << count << ' ' << fieldCount;
                 ASSERT_EQ(b, gotB) << count << ' ' << fieldCount;
             }
@@ -100,13 +101,13 @@ TEST(DeepRowTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
 }
 
 TEST(DeepRowTest, BlendsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 0; count <= 67; ++count) {
             const std::vector<unsigned char> over = noise(size(count * 8 + 2), random);
             std::vector<unsigned char> expected = noise(size(count * 8 + 32), random), got = expected;
             const int level = static_cast<int>(random() % 256);
             deepBlendRowScalar(expected.data() + 2, over.data() + 2, count, level);
-            deepBlendRow(got.data() + 2, over.data() + 2, count, level);
+            deepBlendRow(got.data() + 2, over.data() + 2, count, level, set);
             ASSERT_EQ(expected, got) << count << ' ' << level;
         }
     });

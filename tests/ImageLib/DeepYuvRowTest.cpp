@@ -15,6 +15,7 @@ using namespace kernels;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 using Words = std::vector<std::uint16_t>;
 
@@ -70,7 +71,7 @@ Planes planes(std::size_t count, std::mt19937& random) {
 }
 
 template <typename Sample>
-void fromYuvIsTheScalar(std::size_t pixels, bool halved, std::mt19937& random) {
+void fromYuvIsTheScalar(std::size_t pixels, bool halved, std::mt19937& random, InstructionSet set) {
     const std::size_t chroma = halved ? (pixels + 1) / 2 : pixels;
     const auto y = samples<Sample>(pixels, random);
     const auto cb = samples<Sample>(chroma, random), cr = samples<Sample>(chroma, random);
@@ -78,24 +79,24 @@ void fromYuvIsTheScalar(std::size_t pixels, bool halved, std::mt19937& random) {
     deepRowFromYuvScalar(bt709(), y.data(), cb.data(), cr.data(), halved, 0, pixels, plain.red.data(),
                          plain.green.data(), plain.blue.data());
     deepRowFromYuv(bt709(), y.data(), cb.data(), cr.data(), halved, pixels, quick.red.data(),
-                   quick.green.data(), quick.blue.data());
+                   quick.green.data(), quick.blue.data(), set);
     ASSERT_EQ(plain, quick) << pixels << (halved ? " halved" : "");
 }
 
 template <typename Sample>
-void toYuvIsTheScalar(std::size_t pixels, bool dither, std::mt19937& random) {
+void toYuvIsTheScalar(std::size_t pixels, bool dither, std::mt19937& random, InstructionSet set) {
     const Planes above = planes(pixels, random), below = planes(pixels, random);
     const auto line = static_cast<unsigned>(random() % 1000);
     std::vector<Sample> plain = samples<Sample>(pixels + 1, random), quick = plain;
     lumaRowFromDeepScalar(bt709(), above.row(), 0, pixels, line, dither, plain.data());
-    lumaRowFromDeep(bt709(), above.row(), pixels, line, dither, quick.data());
+    lumaRowFromDeep(bt709(), above.row(), pixels, line, dither, quick.data(), set);
     ASSERT_EQ(plain, quick) << pixels << (dither ? " dithered" : "");
     std::vector<Sample> plainCb = samples<Sample>(pixels / 2 + 1, random), plainCr = plainCb;
     std::vector<Sample> quickCb = plainCb, quickCr = plainCr;
     chromaRowFromDeepScalar(bt709(), above.row(), below.row(), 0, pixels, line, dither, plainCb.data(),
                             plainCr.data());
-    chromaRowFromDeep(bt709(), above.row(), below.row(), pixels, line, dither, quickCb.data(),
-                      quickCr.data());
+    chromaRowFromDeep(bt709(), above.row(), below.row(), pixels, line, dither, quickCb.data(), quickCr.data(),
+                      set);
     ASSERT_EQ(plainCb, quickCb) << pixels;
     ASSERT_EQ(plainCr, quickCr) << pixels;
 }
@@ -103,21 +104,21 @@ void toYuvIsTheScalar(std::size_t pixels, bool dither, std::mt19937& random) {
 }  // namespace
 
 TEST(DeepYuvRowTest, EveryTargetGivesTheScalarWords) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (std::size_t pixels = 0; pixels <= 67; ++pixels)
             for (const bool halved : {true, false}) {
-                fromYuvIsTheScalar<std::uint8_t>(pixels, halved, random);
-                fromYuvIsTheScalar<std::uint16_t>(pixels, halved, random);
+                fromYuvIsTheScalar<std::uint8_t>(pixels, halved, random, set);
+                fromYuvIsTheScalar<std::uint16_t>(pixels, halved, random, set);
             }
     });
 }
 
 TEST(DeepYuvRowTest, EveryTargetGivesTheScalarCodes) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (const std::size_t pixels : kWidths)
             for (const bool dither : {true, false}) {
-                toYuvIsTheScalar<std::uint8_t>(pixels, dither, random);
-                toYuvIsTheScalar<std::uint16_t>(pixels, dither, random);
+                toYuvIsTheScalar<std::uint8_t>(pixels, dither, random, set);
+                toYuvIsTheScalar<std::uint16_t>(pixels, dither, random, set);
             }
     });
 }

@@ -40,6 +40,7 @@ using kernels::zeroPixel;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::between;
 using test::EveryTarget;
 using test::noise;
@@ -77,7 +78,7 @@ struct FieldCase {
 };
 
 TEST(KernelTest, FieldRowsAreTheScalarOnesToTheBitOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int columns = 1; columns <= 67; ++columns) {
             const FieldCase c(columns, 2 + columns % 9, random);
             for (int channelCount = 1; channelCount <= 2; ++channelCount) {
@@ -96,7 +97,7 @@ TEST(KernelTest, FieldRowsAreTheScalarOnesToTheBitOnEveryTarget) {
                 enlargeFieldRowScalar(c.runs.data(), runCount, at, 1.0 - c.farY, c.farY,
                                       channels(expected).data(), channelCount, limit);
                 enlargeFieldRow(c.runs.data(), runCount, at, 1.0 - c.farY, c.farY, channels(got).data(),
-                                channelCount, limit);
+                                channelCount, limit, set);
                 ASSERT_TRUE(sameBits(expected[0], got[0])) << columns;
                 ASSERT_TRUE(sameBits(expected[1], got[1])) << columns;
             }
@@ -105,7 +106,7 @@ TEST(KernelTest, FieldRowsAreTheScalarOnesToTheBitOnEveryTarget) {
 }
 
 TEST(KernelTest, PartOfAFieldRowLeavesTheColumnsBeforeItAndBehindTheLimit) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const FieldCase c(67, 12, random);
         const int runCount = static_cast<int>(c.runs.size());
         for (int first = 0; first < runCount; ++first) {
@@ -115,7 +116,8 @@ TEST(KernelTest, PartOfAFieldRowLeavesTheColumnsBeforeItAndBehindTheLimit) {
             const FieldChannel also = {c.cells[0].data(), c.cells[1].data(), got.data()};
             const int limit = c.runs.back().end;
             enlargeFieldRowScalar(&c.runs[static_cast<std::size_t>(first)], 1, at, 0.25, 0.75, &to, 1, limit);
-            enlargeFieldRow(&c.runs[static_cast<std::size_t>(first)], 1, at, 0.25, 0.75, &also, 1, limit);
+            enlargeFieldRow(&c.runs[static_cast<std::size_t>(first)], 1, at, 0.25, 0.75, &also, 1, limit,
+                            set);
             const FieldRun& run = c.runs[static_cast<std::size_t>(first)];
             for (int x = 0; x < 83; ++x) {
                 if (x >= run.end && x < limit) continue;
@@ -134,7 +136,7 @@ TEST(KernelTest, WarpIndicesAreTheScalarOnesOnEveryTarget) {
                           -1.0e30F,
                           std::numeric_limits<float>::infinity(),
                           std::numeric_limits<float>::quiet_NaN()};
-    EveryTarget([&wild](std::mt19937& random) {
+    EveryTarget([&wild](std::mt19937& random, InstructionSet set) {
         for (int stride = 1; stride <= 67; ++stride) {
             const int height = 2 + static_cast<int>(random() % 40);
             const int width = stride + static_cast<int>(random() % 5) - 2;
@@ -152,7 +154,7 @@ TEST(KernelTest, WarpIndicesAreTheScalarOnesOnEveryTarget) {
                 const int y = static_cast<int>(random() % static_cast<unsigned>(height));
                 std::vector<std::int32_t> expected(static_cast<std::size_t>(stride) + 16, 99), got = expected;
                 warpIndexRowScalar(shape, r, g, y, first, stride, expected.data());
-                warpIndexRow(shape, r, g, y, first, stride, got.data());
+                warpIndexRow(shape, r, g, y, first, stride, got.data(), set);
                 ASSERT_EQ(expected, got) << stride << ' ' << without;
             }
         }
@@ -188,7 +190,7 @@ std::vector<std::int32_t> indices(int kind, int count, const WarpShape& shape, s
 }
 
 TEST(KernelTest, WarpFetchesAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 1; count <= 67; ++count) {
             for (int kind = 0; kind < 6; ++kind) {
                 const int height = 2 + static_cast<int>(random() % 9);
@@ -203,7 +205,8 @@ TEST(KernelTest, WarpFetchesAreTheScalarOnesOnEveryTarget) {
                 std::vector<unsigned char> gotEven = even, gotOdd = odd;
                 // One byte off: memory needs no alignment.
                 warpFetchRowScalar(shape, frame.data(), index.data(), count, even.data() + 1, odd.data() + 1);
-                warpFetchRow(shape, frame.data(), index.data(), count, gotEven.data() + 1, gotOdd.data() + 1);
+                warpFetchRow(shape, frame.data(), index.data(), count, gotEven.data() + 1, gotOdd.data() + 1,
+                             set);
                 ASSERT_EQ(even, gotEven) << count << ' ' << kind;
                 ASSERT_EQ(odd, gotOdd) << count << ' ' << kind;
             }
@@ -212,14 +215,14 @@ TEST(KernelTest, WarpFetchesAreTheScalarOnesOnEveryTarget) {
 }
 
 TEST(KernelTest, LongRowsOfScatteredFetchesAreMappedToTheEnd) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         const WarpShape shape = {1500, 1500, 4, 2, 1.0F};
         const std::vector<unsigned char> frame = noise(std::size_t{1500} * 4 * 4, random);
         std::vector<std::int32_t> index;
         for (int x = 0; x < 1500; ++x) index.push_back(static_cast<std::int32_t>(random() % 4500));
         std::vector<unsigned char> even(6000, 1), odd(6000, 2), gotEven(6000, 3), gotOdd(6000, 4);
         warpFetchRowScalar(shape, frame.data(), index.data(), 1500, even.data(), odd.data());
-        warpFetchRow(shape, frame.data(), index.data(), 1500, gotEven.data(), gotOdd.data());
+        warpFetchRow(shape, frame.data(), index.data(), 1500, gotEven.data(), gotOdd.data(), set);
         EXPECT_EQ(even, gotEven);
         EXPECT_EQ(odd, gotOdd);
     });
@@ -228,7 +231,7 @@ TEST(KernelTest, LongRowsOfScatteredFetchesAreMappedToTheEnd) {
 // --- sums of columns
 
 TEST(KernelTest, ColumnSumsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int bytes = 1; bytes <= 4 * 67; ++bytes) {
             std::vector<std::uint16_t> expected(static_cast<std::size_t>(bytes) + 8, 7), got = expected;
             const int rowCount = bytes % 27;
@@ -239,24 +242,24 @@ TEST(KernelTest, ColumnSumsAreTheScalarOnesOnEveryTarget) {
                 rows.push_back(pixels.back().data());
             }
             sumColumnsScalar(rows.data(), rowCount, bytes, expected.data());
-            sumColumns(rows.data(), rowCount, bytes, got.data());
+            sumColumns(rows.data(), rowCount, bytes, got.data(), set);
             ASSERT_EQ(expected, got) << bytes;
         }
     });
 }
 
 TEST(KernelTest, ColumnsHoldAsManyRowsOfWhiteAsTheySay) {
-    EveryTarget([](std::mt19937&) {
+    EveryTarget([](std::mt19937&, InstructionSet set) {
         const std::vector<unsigned char> white(300, 255);
         const std::vector<const unsigned char*> rows(mostRowsInColumns, white.data());
         std::vector<std::uint16_t> columns(300, 1);
-        sumColumns(rows.data(), mostRowsInColumns, 300, columns.data());
+        sumColumns(rows.data(), mostRowsInColumns, 300, columns.data(), set);
         EXPECT_EQ(columns, std::vector<std::uint16_t>(300, 65535));
     });
 }
 
 TEST(KernelTest, BlockSumsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int width = 1; width <= 67; ++width) {
             std::vector<std::uint16_t> columns;
             for (int i = 0; i < width * 4; ++i) columns.push_back(static_cast<std::uint16_t>(random()));
@@ -268,7 +271,7 @@ TEST(KernelTest, BlockSumsAreTheScalarOnesOnEveryTarget) {
             }
             std::vector<std::uint32_t> expected(16, 5), got = expected;
             addBlockRunsScalar(columns.data(), runs.data(), static_cast<int>(runs.size()), expected.data());
-            addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), got.data());
+            addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()), got.data(), set);
             ASSERT_EQ(expected, got) << width;
         }
     });
@@ -277,7 +280,7 @@ TEST(KernelTest, BlockSumsAreTheScalarOnesOnEveryTarget) {
 // --- sums of blocks that are matched
 
 TEST(KernelTest, MatchSumsAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int pitch = 32; pitch <= 160; ++pitch) {
             // Seven rows of seven pixels and the pixel behind the last, and no byte more.
             const auto size = static_cast<std::size_t>(6 * pitch + 32);
@@ -286,7 +289,7 @@ TEST(KernelTest, MatchSumsAreTheScalarOnesOnEveryTarget) {
             if (pitch % 6 == 0) std::fill(around.begin(), around.end(), static_cast<unsigned char>(0));
             std::vector<std::uint32_t> expected(26, 9), got = expected;
             matchSumsScalar(block.data(), around.data(), pitch, expected.data());
-            matchSums(block.data(), around.data(), pitch, got.data());
+            matchSums(block.data(), around.data(), pitch, got.data(), set);
             ASSERT_EQ(expected, got) << pitch;
         }
     });

@@ -20,6 +20,7 @@ using kernels::projectRowScalar;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 
 /// Equal to the bit; which not-a-number came out does not matter.
@@ -43,7 +44,7 @@ PlanarProj projection(int temper, std::mt19937& random) {
 }
 
 TEST(ProjectRowTest, RowsAreTheScalarOnesAndThoseOfSingleProjectionsOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 0; count <= 200; ++count) {
             const int temper = count % 6;
             const PlanarProj pp = projection(temper, random);
@@ -54,7 +55,7 @@ TEST(ProjectRowTest, RowsAreTheScalarOnesAndThoseOfSingleProjectionsOnEveryTarge
             std::vector<float> x(n, 7.0F), yy(n, 8.0F), gotX = x, gotY = yy;
             std::vector<std::uint64_t> inside(words, 5), gotInside(words, 5);
             projectRowScalar(pp.B, y, first, count, bounds, x.data(), yy.data(), inside.data());
-            projectRow(pp.B, y, first, count, bounds, gotX.data(), gotY.data(), gotInside.data());
+            projectRow(pp.B, y, first, count, bounds, gotX.data(), gotY.data(), gotInside.data(), set);
             ASSERT_EQ(inside, gotInside) << count;
             EXPECT_EQ(inside.back(), 5U) << count;
             for (std::size_t i = 0; i < n; ++i) {
@@ -72,18 +73,18 @@ TEST(ProjectRowTest, RowsAreTheScalarOnesAndThoseOfSingleProjectionsOnEveryTarge
 }
 
 TEST(ProjectRowTest, BoundsAreOpenAndNoNumberIsInside) {
-    EveryTarget([](std::mt19937&) {
+    EveryTarget([](std::mt19937&, InstructionSet set) {
         PlanarProj shift;
         shift.B[0] = shift.B[4] = 1.0F;
         float x[80], y[80];
         std::uint64_t inside[2];
-        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 2.0F, 4.0F}, x, y, inside);
+        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 2.0F, 4.0F}, x, y, inside, set);
         EXPECT_EQ(inside[0], ~std::uint64_t{0} << 5);
         EXPECT_EQ(inside[1], 63U);
-        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 3.0F, 4.0F}, x, y, inside);
+        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 3.0F, 4.0F}, x, y, inside, set);
         EXPECT_EQ(inside[0] | inside[1], 0U);
         shift.B[2] = std::numeric_limits<float>::quiet_NaN();
-        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 2.0F, 4.0F}, x, y, inside);
+        projectRow(shift.B, 3, 0, 80, {4.0F, 70.0F, 2.0F, 4.0F}, x, y, inside, set);
         EXPECT_EQ(inside[0] | inside[1], 0U);
     });
 }

@@ -28,6 +28,7 @@ using kernels::zeroPixel;
 
 namespace {
 
+using kernels::InstructionSet;
 using test::EveryTarget;
 
 float between(std::mt19937& random, float low, float high) {
@@ -49,7 +50,7 @@ std::vector<float> displacements(int count, std::mt19937& random) {
 }
 
 TEST(WarpKernelTest, RowsOfCellsAreTheScalarOnesOnEveryTargetAndStayBeforeTheLimit) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int columns = 1; columns <= 67; ++columns) {
             const std::vector<float> cells = displacements(columns + 1, random);
             std::vector<double> near, far;
@@ -68,14 +69,14 @@ TEST(WarpKernelTest, RowsOfCellsAreTheScalarOnesOnEveryTargetAndStayBeforeTheLim
             enlargeCellRowScalar(runs.data(), runCount, {near.data(), far.data()}, cells.data(),
                                  expected.data(), columns);
             enlargeCellRow(runs.data(), runCount, {near.data(), far.data()}, cells.data(), got.data(),
-                           columns);
+                           columns, set);
             ASSERT_EQ(expected, got) << columns;
         }
     });
 }
 
 TEST(WarpKernelTest, EstimatesAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int stride = 1; stride <= 67; ++stride) {
             const int height = 2 + static_cast<int>(random() % 40);
             const int width = stride - static_cast<int>(random() % 2);
@@ -98,7 +99,7 @@ TEST(WarpKernelTest, EstimatesAreTheScalarOnesOnEveryTarget) {
                 const int count = estimateIndexRowScalar(shape, red, green, 1.0F - farY, farY, y, first,
                                                          stride, expected.data(), doubtful.data());
                 ASSERT_EQ(estimateIndexRow(shape, red, green, 1.0F - farY, farY, y, first, stride, got.data(),
-                                           gotDoubtful.data()),
+                                           gotDoubtful.data(), set),
                           count)
                     << stride << ' ' << kind;
                 ASSERT_EQ(expected, got) << stride << ' ' << kind;
@@ -109,7 +110,7 @@ TEST(WarpKernelTest, EstimatesAreTheScalarOnesOnEveryTarget) {
 }
 
 TEST(WarpKernelTest, PointsWithinTheBoundOfAWholeNumberAreUndecided) {
-    EveryTarget([](std::mt19937&) {
+    EveryTarget([](std::mt19937&, InstructionSet set) {
         const WarpShape shape = {64, 64, 64, 32, 1.0F};
         constexpr float bound = 0.01F;
         const float beside[] = {0.0F, 0.009F, -0.009F, 0.011F, -0.011F, 0.5F, -0.5F};
@@ -121,10 +122,10 @@ TEST(WarpKernelTest, PointsWithinTheBoundOfAWholeNumberAreUndecided) {
             std::vector<int> undecided(80);
             const int expected = std::fabs(aside) < bound ? 64 : 0;
             EXPECT_EQ(estimateIndexRow(shape, estimated, still, 1.0F, 0.0F, 5, 0, 64, index.data(),
-                                       undecided.data()),
+                                       undecided.data(), set),
                       expected);
             EXPECT_EQ(estimateIndexRow(shape, still, estimated, 0.0F, 1.0F, 5, 0, 64, index.data(),
-                                       undecided.data()),
+                                       undecided.data(), set),
                       expected);
             if (expected != 0) continue;
             const int rows = static_cast<int>(std::floor(8.0F + aside));
@@ -134,7 +135,7 @@ TEST(WarpKernelTest, PointsWithinTheBoundOfAWholeNumberAreUndecided) {
 }
 
 TEST(WarpKernelTest, FetchesWithAndWithoutGathersAreTheScalarOnesOnEveryTarget) {
-    EveryTarget([](std::mt19937& random) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
         for (int count = 1; count <= 200; count += count < 67 ? 1 : 19) {
             for (int kind = 0; kind < 4; ++kind) {
                 const int height = 2 + static_cast<int>(random() % 9);
@@ -159,7 +160,8 @@ TEST(WarpKernelTest, FetchesWithAndWithoutGathersAreTheScalarOnesOnEveryTarget) 
                 warpFetchRowScalar(shape, frame.data(), index.data(), count, even.data() + 1, odd.data() + 1);
                 for (const auto fetch : {warpFetchRowSingly, warpFetchRowGathering, warpFetchRow}) {
                     std::vector<unsigned char> gotEven = evenBefore, gotOdd = oddBefore;
-                    fetch(shape, frame.data(), index.data(), count, gotEven.data() + 1, gotOdd.data() + 1);
+                    fetch(shape, frame.data(), index.data(), count, gotEven.data() + 1, gotOdd.data() + 1,
+                          set);
                     ASSERT_EQ(even, gotEven) << count << ' ' << kind;
                     ASSERT_EQ(odd, gotOdd) << count << ' ' << kind;
                 }
