@@ -10,8 +10,8 @@
 #include "edit/errors.h"
 #include "edit/exacttime.h"
 #include "edit/fragment.h"
-#include "edit/jsontext.h"
 #include "edit/otio.h"
+#include "edit/otiodocument.h"
 #include "edit/startcode.h"
 #include "edit/words.h"
 #include "media/Quoting.h"
@@ -23,55 +23,13 @@ using media::printable;
 
 namespace {
 
-/// Python's JSON has words for numbers that are none; outside strings they become null, which no time may be.
-std::string withoutNonNumbers(const std::string& text) {
-    std::string out;
-    out.reserve(text.size());
-    bool quoted = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (quoted) {
-            out += text[i];
-            if (text[i] == '\\' && i + 1 < text.size())
-                out += text[++i];
-            else if (text[i] == '"')
-                quoted = false;
-            continue;
-        }
-        bool replaced = false;
-        for (const std::string_view word : {"-Infinity", "Infinity", "-Inf", "Inf", "NaN"}) {
-            if (text.compare(i, word.size(), word) != 0) continue;
-            out += "null";
-            i += word.size() - 1;
-            replaced = true;
-            break;
-        }
-        if (replaced) continue;
-        quoted = text[i] == '"';
-        out += text[i];
-    }
-    return out;
-}
-
-/// One object of the document and where it stands.
-struct Node {
-    const Json* json = nullptr;
-    std::string pointer;
-};
-
-/// A time range in exact seconds, with the rate that it was said at.
-struct Range {
-    Moment start;
-    Moment duration;
-    FrameRate rate;
-};
-
 /// A clip or a gap of the track before anything is counted in frames.
 struct Item {
     std::string name;
     std::string file;
-    std::optional<Range> range;
+    std::optional<OtioRange> range;
     std::optional<Moment> firstPicture;  ///< what the file's first picture is called
-    Node node;
+    OtioNode node;
 };
 
 /// A transition in exact seconds.
@@ -85,11 +43,10 @@ class Reader {
   public:
     Reader(const std::string& text, const std::string& name, const ExchangeSettings& settings,
            MediaFinder& finder, std::vector<std::string>& remarks)
-        : text_(text), name_(name), settings_(settings), finder_(finder), remarks_(remarks) {}
+        : document_(text, name), name_(name), settings_(settings), finder_(finder), remarks_(remarks) {}
 
     CutList read() {
-        const Json root = parseJson(text_, name_);
-        readTimeline({&root, ""});
+        readTimeline(document_.root());
         finder_.refuseMissing(name_);
         CutList list = settled();
         for (const auto& [words, count] : counted_)
@@ -98,12 +55,6 @@ class Reader {
     }
 
   private:
-    [[noreturn]] void refuse(const Node& node, const std::string& words) const {
-        throw Refusal(Problem::BadRequest,
-                      fmt::format("{}:{}: {}: {}", media::quotedName(name_), lineOf(text_, node.pointer),
-                                  node.pointer.empty() ? "/" : printable(node.pointer), words));
-    }
-
     /// Says once what happens many times.
     void say(const std::string& words) {
         for (auto& [known, count] : counted_)
@@ -114,149 +65,87 @@ class Reader {
         counted_.emplace_back(words, 1);
     }
 
-    static Node child(const Node& node, const char* key) {
-        if (!node.json || !node.json->is_object()) return {};
-        const auto found = node.json->find(key);
-        if (found == node.json->end() || found->is_null()) return {};
-        return {&*found, pointerTo(node.pointer, key)};
-    }
+    /// The clips, gaps and transitions of a track, the tracks of a stack.
+    std::vector<OtioNode> children(const OtioNode& node) const { return document_.list(node, "children"); }
 
-    static std::string words(const Node& node, const char* key) {
-        const Node value = child(node, key);
-        return value.json && value.json->is_string() ? value.json->get<std::string>() : "";
-    }
-
-    /// `Clip` of `Clip.2`; "" for what is no object with a schema.
-    static std::string schemaOf(const Node& node) {
-        const std::string schema = words(node, "OTIO_SCHEMA");
-        return schema.substr(0, schema.rfind('.'));
-    }
-
-    double number(const Node& parent, const char* key) const {
-        const Node node = child(parent, key);
-        if (!node.json || !node.json->is_number()) refuse(parent, fmt::format("\"{}\" is not a number", key));
-        return node.json->get<double>();
-    }
-
-    FrameRate rateIn(const Node& time) const {
-        const std::optional<FrameRate> rate = rateOf(number(time, "rate"));
-        if (!rate) refuse(time, "the rate is not between 1 and 240");
-        return *rate;
-    }
-
-    Moment moment(const Node& time) const {
-        if (schemaOf(time) != "RationalTime") refuse(time, "a RationalTime is needed here");
-        try {
-            return Moment::ofFrames(number(time, "value"), rateIn(time));
-        } catch (const std::out_of_range&) {
-            refuse(time, "the time is too large");
-        }
-    }
-
-    std::optional<Range> rangeIn(const Node& parent, const char* key) const {
-        const Node node = child(parent, key);
-        if (!node.json) return std::nullopt;
-        const Node start = child(node, "start_time");
-        const Node duration = child(node, "duration");
-        if (!start.json || !duration.json)
-            refuse(node, "a TimeRange with start_time and duration is needed here");
-        Range range{moment(start), moment(duration), rateIn(duration)};
-        if (range.duration < Moment()) refuse(node, "the duration is negative");
-        return range;
-    }
-
-    std::vector<Node> children(const Node& node) const {
-        const Node list = child(node, "children");
-        std::vector<Node> out;
-        if (!list.json) return out;
-        if (!list.json->is_array()) refuse(list, "give a list, [ ... ]");
-        for (std::size_t i = 0; i < list.json->size(); ++i)
-            out.push_back({&(*list.json)[i], pointerTo(list.pointer, std::to_string(i))});
-        return out;
-    }
-
-    static bool enabled(const Node& node) {
-        const Node value = child(node, "enabled");
-        return !value.json || !value.json->is_boolean() || value.json->get<bool>();
-    }
-
-    void readTimeline(const Node& root) {
-        if (schemaOf(root) != "Timeline")
-            refuse(root, schemaOf(root).empty()
-                             ? "this is not an OpenTimelineIO timeline"
-                             : fmt::format("a {} is not a timeline", printable(schemaOf(root))));
-        title_ = words(root, "name");
-        const Node stack = child(root, "tracks");
-        if (schemaOf(stack) != "Stack") refuse(root, "\"tracks\" is not a Stack");
-        if (const auto range = rangeIn(stack, "source_range")) stackRange_ = range;
+    void readTimeline(const OtioNode& root) {
+        if (root.schema() != "Timeline")
+            document_.refuse(root, root.schema().empty()
+                                       ? "this is not an OpenTimelineIO timeline"
+                                       : fmt::format("a {} is not a timeline", printable(root.schema())));
+        title_ = root.words("name");
+        const OtioNode stack = root.child("tracks");
+        if (stack.schema() != "Stack") document_.refuse(root, "\"tracks\" is not a Stack");
+        if (const auto range = document_.rangeIn(stack, "source_range")) stackRange_ = range;
         sayExtras(stack, "the timeline");
-        std::vector<Node> tracks;
+        std::vector<OtioNode> tracks;
         std::size_t sounds = 0;
-        for (const Node& track : children(stack)) {
-            const std::string schema = schemaOf(track);
+        for (const OtioNode& track : children(stack)) {
+            const std::string schema = track.schema();
             if (schema != "Track" && schema != "Sequence")
-                refuse(track, fmt::format("a {} in place of a track is not supported", printable(schema)));
-            const std::string kind = words(track, "kind");
+                document_.refuse(track,
+                                 fmt::format("a {} in place of a track is not supported", printable(schema)));
+            const std::string kind = track.words("kind");
             if (kind == "Audio")
                 ++sounds;
-            else if (!enabled(track))
-                say(fmt::format("track {} is switched off and left out", printable(words(track, "name"))));
+            else if (!track.enabled())
+                say(fmt::format("track {} is switched off and left out", printable(track.words("name"))));
             else if (clipsIn(track) > 0)
                 tracks.push_back(track);
         }
-        if (tracks.empty()) refuse(stack, "no track has pictures");
+        if (tracks.empty()) document_.refuse(stack, "no track has pictures");
         if (sounds > 1) say(fmt::format("{} sound tracks are left out; clips bring their own sound", sounds));
         readTrack(chosen(stack, tracks));
     }
 
-    std::size_t clipsIn(const Node& track) const {
+    std::size_t clipsIn(const OtioNode& track) const {
         std::size_t n = 0;
-        for (const Node& node : children(track))
-            n += schemaOf(node) != "Gap" && schemaOf(node) != "Transition";
+        for (const OtioNode& node : children(track))
+            n += node.schema() != "Gap" && node.schema() != "Transition";
         return n;
     }
 
-    Node chosen(const Node& stack, const std::vector<Node>& tracks) const {
+    OtioNode chosen(const OtioNode& stack, const std::vector<OtioNode>& tracks) const {
         if (settings_.track > static_cast<int>(tracks.size()))
-            refuse(stack,
-                   fmt::format("--track {}: {} with pictures", settings_.track,
-                               tracks.size() == 1 ? "there is one track"
-                                                  : fmt::format("there are {} tracks", tracks.size())));
+            document_.refuse(
+                stack, fmt::format("--track {}: {} with pictures", settings_.track,
+                                   tracks.size() == 1 ? "there is one track"
+                                                      : fmt::format("there are {} tracks", tracks.size())));
         if (settings_.track > 0) return tracks[static_cast<std::size_t>(settings_.track - 1)];
         if (tracks.size() == 1) return tracks.front();
         std::string names;
         for (std::size_t i = 0; i < tracks.size(); ++i)
             names += fmt::format("{}{} {} ({} clips)", i ? ", " : "", i + 1,
-                                 printable(words(tracks[i], "name")), clipsIn(tracks[i]));
-        refuse(stack,
-               fmt::format("{} tracks have pictures: {}; choose one with --track N", tracks.size(), names));
+                                 printable(tracks[i].words("name")), clipsIn(tracks[i]));
+        document_.refuse(stack, fmt::format("{} tracks have pictures: {}; choose one with --track N",
+                                            tracks.size(), names));
     }
 
-    void sayExtras(const Node& node, const std::string& whose) {
-        if (const Node markers = child(node, "markers"); markers.json && !markers.json->empty())
+    void sayExtras(const OtioNode& node, const std::string& whose) {
+        if (const OtioNode markers = node.child("markers"); markers.json && !markers.json->empty())
             say(fmt::format("markers of {} are left out", whose));
-        const Node effects = child(node, "effects");
+        const OtioNode effects = node.child("effects");
         if (!effects.json || !effects.json->is_array()) return;
         for (std::size_t i = 0; i < effects.json->size(); ++i) {
-            const Node effect{&(*effects.json)[i], pointerTo(effects.pointer, std::to_string(i))};
-            const std::string schema = schemaOf(effect);
+            const OtioNode effect{&(*effects.json)[i], pointerTo(effects.pointer, std::to_string(i))};
+            const std::string schema = effect.schema();
             if (schema == "LinearTimeWarp" || schema == "FreezeFrame" || schema == "TimeEffect")
                 say(fmt::format("{}: its change of speed is ignored; it plays at normal speed", whose));
             else
                 say(fmt::format(
                     "{}: the effect {} is left out", whose,
-                    printable(words(effect, "effect_name").empty() ? schema : words(effect, "effect_name"))));
+                    printable(effect.words("effect_name").empty() ? schema : effect.words("effect_name"))));
         }
     }
 
-    void readTrack(const Node& track) {
-        trackRange_ = rangeIn(track, "source_range");
+    void readTrack(const OtioNode& track) {
+        trackRange_ = document_.rangeIn(track, "source_range");
         sayExtras(track, "the track");
         bool afterFade = false;
-        for (const Node& node : children(track)) {
-            const std::string schema = schemaOf(node);
+        for (const OtioNode& node : children(track)) {
+            const std::string schema = node.schema();
             if (schema == "Transition") {
-                if (afterFade) refuse(node, "two transitions follow each other");
+                if (afterFade) document_.refuse(node, "two transitions follow each other");
                 afterFade = true;
                 readFade(node);
                 continue;
@@ -267,98 +156,98 @@ class Reader {
             else if (schema == "Gap")
                 items_.push_back({"black", "", gapRange(node), std::nullopt, node});
             else if (schema == "Stack" || schema == "Track" || schema == "Sequence")
-                refuse(node, fmt::format("the nested {} {} is not supported; flatten it first", schema,
-                                         printable(words(node, "name"))));
+                document_.refuse(node, fmt::format("the nested {} {} is not supported; flatten it first",
+                                                   schema, printable(node.words("name"))));
             else
-                refuse(node, fmt::format("{} is not supported in a track",
-                                         schema.empty() ? "this item" : printable(schema)));
+                document_.refuse(node, fmt::format("{} is not supported in a track",
+                                                   schema.empty() ? "this item" : printable(schema)));
         }
-        if (items_.empty()) refuse(track, "the track is empty");
+        if (items_.empty()) document_.refuse(track, "the track is empty");
     }
 
-    Range gapRange(const Node& node) const {
-        const auto range = rangeIn(node, "source_range");
-        if (!range) refuse(node, "a gap has no source_range and so no length");
+    OtioRange gapRange(const OtioNode& node) const {
+        const auto range = document_.rangeIn(node, "source_range");
+        if (!range) document_.refuse(node, "a gap has no source_range and so no length");
         return *range;
     }
 
-    void readFade(const Node& node) {
-        const Node in = child(node, "in_offset");
-        const Node out = child(node, "out_offset");
-        if (!in.json || !out.json) refuse(node, "a transition needs in_offset and out_offset");
+    void readFade(const OtioNode& node) {
+        const OtioNode in = node.child("in_offset");
+        const OtioNode out = node.child("out_offset");
+        if (!in.json || !out.json) document_.refuse(node, "a transition needs in_offset and out_offset");
         Fade fade;
-        fade.before = moment(in);
-        fade.after = moment(out);
+        fade.before = document_.moment(in);
+        fade.after = document_.moment(out);
         if (fade.before < Moment() || fade.after < Moment())
-            refuse(node, "a transition's offset is negative");
-        if (!enabled(node)) {
+            document_.refuse(node, "a transition's offset is negative");
+        if (!node.enabled()) {
             say("transitions that are switched off become cuts");
             return;
         }
-        const Node own = child(child(node, "metadata"), "tumblewash");
-        const std::string effect = words(own, "effect");
+        const OtioNode own = node.child("metadata").child("tumblewash");
+        const std::string effect = own.words("effect");
         const std::vector<std::string> known = effectIds();
         if (std::find(known.begin(), known.end(), effect) != known.end()) {
             fade.seam.effect = effect;
-            fade.seam.halves = words(own, "placement") == "halves";
-            fade.seam.direction = meaningOf(directionWords(), words(own, "direction"));
-            fade.seam.sound = meaningOf(audioWords(), words(own, "audio"));
-            if (const Node seed = child(own, "seed"); seed.json && seed.json->is_number_unsigned() &&
-                                                      seed.json->get<std::uint64_t>() <= 0xFFFFFFFFU)
+            fade.seam.halves = own.words("placement") == "halves";
+            fade.seam.direction = meaningOf(directionWords(), own.words("direction"));
+            fade.seam.sound = meaningOf(audioWords(), own.words("audio"));
+            if (const OtioNode seed = own.child("seed"); seed.json && seed.json->is_number_unsigned() &&
+                                                         seed.json->get<std::uint64_t>() <= 0xFFFFFFFFU)
                 fade.seam.seed = seed.json->get<std::uint32_t>();
         } else {
-            const std::string type = words(node, "transition_type");
+            const std::string type = node.words("transition_type");
             say(fmt::format("{} becomes the effect of the edit (--effect)",
                             type.empty() ? "a transition" : printable(type)));
         }
         fades_.emplace_back(items_.size(), fade);
     }
 
-    void readClip(const Node& node) {
-        Item item{words(node, "name"), "", rangeIn(node, "source_range"), std::nullopt, node};
+    void readClip(const OtioNode& node) {
+        Item item{node.words("name"), "", document_.rangeIn(node, "source_range"), std::nullopt, node};
         sayExtras(node, item.name.empty() ? "a clip" : printable(item.name));
-        Node media = child(node, "media_reference");
-        if (const Node all = child(node, "media_references"); all.json && all.json->is_object()) {
-            const std::string key = words(node, "active_media_reference_key");
-            media = child(all, key.empty() ? "DEFAULT_MEDIA" : key.c_str());
+        OtioNode media = node.child("media_reference");
+        if (const OtioNode all = node.child("media_references"); all.json && all.json->is_object()) {
+            const std::string key = node.words("active_media_reference_key");
+            media = all.child(key.empty() ? "DEFAULT_MEDIA" : key.c_str());
         }
-        const auto available = rangeIn(media, "available_range");
+        const auto available = document_.rangeIn(media, "available_range");
         if (available) item.firstPicture = available->start;
         if (!item.range) item.range = available;
-        if (!enabled(node)) {
+        if (!node.enabled()) {
             say("clips that are switched off become black");
-            if (!item.range) refuse(node, "a clip that is switched off has no length");
+            if (!item.range) document_.refuse(node, "a clip that is switched off has no length");
         } else {
             item.file = fileFor(node, media, item);
         }
         items_.push_back(std::move(item));
     }
 
-    std::string fileFor(const Node& node, const Node& media, Item& item) {
-        const std::string schema = schemaOf(media);
+    std::string fileFor(const OtioNode& node, const OtioNode& media, Item& item) {
+        const std::string schema = media.schema();
         if (schema == "GeneratorReference") {
-            const std::string kind = words(media, "generator_kind");
+            const std::string kind = media.words("generator_kind");
             if (kind != "black") say(fmt::format("the generator {} becomes black", printable(kind)));
-            if (!item.range) refuse(node, "a generator has no length");
+            if (!item.range) document_.refuse(node, "a generator has no length");
             return "";
         }
         if (schema == "ImageSequenceReference")
-            refuse(media, "image sequences are not supported; make a movie of this one first");
+            document_.refuse(media, "image sequences are not supported; make a movie of this one first");
         std::string wanted = item.name;
         std::string found;
         if (schema == "ExternalReference") {
-            const std::string url = words(media, "target_url");
+            const std::string url = media.words("target_url");
             try {
                 wanted = pathOfUrl(url);
             } catch (const Refusal& problem) {
-                refuse(media, problem.what());
+                document_.refuse(media, problem.what());
             }
             found = finder_.find(url);
             if (found.empty()) found = finder_.find(wanted);
         } else {
             found = finder_.find(wanted);
         }
-        if (found.empty() && wanted.empty()) refuse(node, "a clip names neither a file nor itself");
+        if (found.empty() && wanted.empty()) document_.refuse(node, "a clip names neither a file nor itself");
         if (found.empty()) finder_.miss(wanted);
         if (item.name.empty()) item.name = std::filesystem::path(wanted).filename().string();
         return found;
@@ -370,7 +259,7 @@ class Reader {
             if (item.range && !item.file.empty()) return item.range->rate;
         for (const Item& item : items_)
             if (item.range) return item.range->rate;
-        refuse({nullptr, ""}, "no clip has a frame rate; give --fps");
+        document_.refuse({nullptr, ""}, "no clip has a frame rate; give --fps");
     }
 
     /// Frames of whole files whose length the document does not say.
@@ -379,7 +268,7 @@ class Reader {
             if (item.range) continue;
             const std::int64_t frames = wholeFrames(item.file, rate);
             const Moment start = Moment::ofFrames(startFrameOf(item.file, rate), rate);
-            item.range = Range{start, Moment::ofFrames(frames, rate), rate};
+            item.range = OtioRange{start, Moment::ofFrames(frames, rate), rate};
             item.firstPicture = start;
         }
     }
@@ -403,7 +292,7 @@ class Reader {
         try {
             return settle();
         } catch (const std::out_of_range& problem) {
-            refuse({nullptr, ""}, problem.what());
+            document_.refuse({nullptr, ""}, problem.what());
         }
     }
 
@@ -426,7 +315,7 @@ class Reader {
                 if (!item.file.empty()) clip.in = inPoint(item, rate);
                 clip.out = clip.in + position.frame(rate) - first;
             } catch (const std::out_of_range& problem) {
-                refuse(item.node, problem.what());
+                document_.refuse(item.node, problem.what());
             }
             list.clips.push_back(std::move(clip));
         }
@@ -471,7 +360,7 @@ class Reader {
     }
 
     /// Keeps what lies within a track's or stack's own range; a start before 0 is black.
-    static void narrow(CutList& list, const std::optional<Range>& range) {
+    static void narrow(CutList& list, const std::optional<OtioRange>& range) {
         if (!range) return;
         const std::int64_t from = range->start.frame(list.rate);
         const std::int64_t to = (range->start + range->duration).frame(list.rate);
@@ -519,7 +408,7 @@ class Reader {
         }
     }
 
-    const std::string& text_;
+    OtioDocument document_;
     const std::string& name_;
     const ExchangeSettings& settings_;
     MediaFinder& finder_;
@@ -528,8 +417,8 @@ class Reader {
     std::string title_;
     std::vector<Item> items_;
     std::vector<std::pair<std::size_t, Fade>> fades_;  ///< behind that many items
-    std::optional<Range> trackRange_;
-    std::optional<Range> stackRange_;
+    std::optional<OtioRange> trackRange_;
+    std::optional<OtioRange> stackRange_;
 };
 
 }  // namespace
@@ -550,8 +439,7 @@ std::string pathOfUrl(const std::string& url) {
 
 CutList readOtio(const std::string& text, const std::string& name, const ExchangeSettings& settings,
                  MediaFinder& finder, std::vector<std::string>& remarks) {
-    const std::string plain = withoutNonNumbers(text);
-    return Reader(plain, name, settings, finder, remarks).read();
+    return Reader(text, name, settings, finder, remarks).read();
 }
 
 }  // namespace tumblewash::edit
