@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
 
 namespace tumblewash::bench {
 
@@ -34,6 +38,25 @@ double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
+}
+
+/// What the system calls its processor; empty where it does not say.
+std::string processorName() {
+    std::ifstream info("/proc/cpuinfo");
+    for (std::string line; std::getline(info, line);) {
+        const auto colon = line.find(": ");
+        if (line.starts_with("model name") && colon != std::string::npos) return line.substr(colon + 2);
+    }
+    return "";
+}
+
+std::string today() {
+    const std::time_t now = std::time(nullptr);
+    std::tm day{};
+    gmtime_r(&now, &day);
+    char text[16];
+    std::strftime(text, sizeof text, "%Y-%m-%d", &day);
+    return text;
 }
 
 }  // namespace
@@ -87,6 +110,31 @@ void Table::print(const std::string& row, const Pair& pair, const std::string& y
                 aim == Aim::shown ? "" : (good ? "met" : "MISSED"));
     std::fflush(stdout);
     missed_ += good ? 0 : 1;
+    rows_.push_back({row, yardstickName, pair, aim, target, good});
+}
+
+void Table::writeJson(const std::string& path) const {
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    for (const Row& row : rows_) {
+        nlohmann::ordered_json record = {{"row", row.name},
+                                         {"ours_ms", row.pair.ours},
+                                         {"yardstick", row.yardstick},
+                                         {"yardstick_ms", row.pair.yardstick},
+                                         {"ours_in_yardsticks", row.pair.ratio}};
+        if (row.aim != Aim::shown) {
+            record[row.aim == Aim::fasterBy ? "times_faster_at_least" : "yardsticks_at_most"] = row.target;
+            record["met"] = row.met;
+        }
+        rows.push_back(std::move(record));
+    }
+    const nlohmann::ordered_json whole = {{"date", today()},
+                                          {"processor", processorName()},
+                                          {"compiler", __VERSION__},
+                                          {"rounds", rounds_},
+                                          {"rows", std::move(rows)}};
+    std::ofstream file(path);
+    file << whole.dump(1) << '\n';
+    if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
 }
 
 }  // namespace tumblewash::bench

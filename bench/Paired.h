@@ -43,14 +43,27 @@ class Table {
                     Aim aim, double target);
     /// How many rows missed their target.
     int missed() const { return missed_; }
+    /// Every row so far, one record each, with the processor and the compiler: what `bench/plot` draws.
+    /// Throws std::runtime_error where the file cannot be written.
+    void writeJson(const std::string& path) const;
 
   private:
     void print(const std::string& row, const Pair& pair, const std::string& yardstickName, Aim aim,
                double target);
 
+    struct Row {
+        std::string name;
+        std::string yardstick;
+        Pair pair;
+        Aim aim;
+        double target;
+        bool met;
+    };
+
     std::string only_;
     int rounds_;
     int missed_ = 0;
+    std::vector<Row> rows_;
 };
 
 }  // namespace tumblewash::bench

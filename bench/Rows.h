@@ -28,5 +28,7 @@ void addDirect(Table& table, int width, int height);
 void addDeep(Table& table, int width, int height);
 /// The plain composition of views beside the shipped paths: what the reformulations are worth.
 void addComposition(Table& table, int width, int height);
+/// Kernels, each version beside its scalar sibling; the rows are this wide.
+void addKernels(Table& table, int width);
 
 }  // namespace tumblewash::bench

@@ -5,13 +5,15 @@
 #include <cstdint>
 #include <vector>
 
+#include "memory/FrameMemory.h"
+
 namespace tumblewash::bench {
 
-/// A frame of four-byte pixels without padding.
+/// A frame of four-byte pixels without padding, in memory like that of the program's own frames.
 struct Picture {
     int width;
     int height;
-    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t, memory::FrameAllocator<std::uint8_t>> bytes;
 
     Picture(int w, int h)
         : width(w), height(h), bytes(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4) {}

@@ -1,5 +1,6 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
+#include <exception>
 #include <string>
 
 #include "bench/Paired.h"
@@ -29,12 +30,19 @@ void addPerPixel(tumblewash::bench::Table& table, const Times& times, const Time
 
 }  // namespace
 
-/// tumblewash_bench [ROWS] [ROUNDS]: the rows whose name contains ROWS (all), each over ROUNDS rounds (31).
 int main(int argc, char** argv) {
     namespace bench = tumblewash::bench;
-    const int rounds = argc > 2 ? std::atoi(argv[2]) : 31;
+    std::string only, json;
+    int rounds = 31;
+    CLI::App app("Measures our routines against a yardstick in the same run");
+    app.add_option("ROWS", only, "measure only the rows whose name contains this text");
+    app.add_option("ROUNDS", rounds, "measure each row this often")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--json", json, "write the rows to this file too");
+    CLI11_PARSE(app, argc, argv);
     bench::useOneThread();
-    bench::Table table(argc > 1 ? argv[1] : "", rounds > 0 ? rounds : 31);
+    bench::Table table(only, rounds);
     Times base;
     bench::addGeometry(table, 1920, 1080, base);
     bench::addCopies(table, 1920, 1080, base);
@@ -51,6 +59,13 @@ int main(int argc, char** argv) {
     bench::addDirect(table, 1920, 1080);
     bench::addDeep(table, 1920, 1080);
     bench::addComposition(table, 1920, 1080);
+    bench::addKernels(table, 1920);
     std::printf("\n%d rows miss their target.\n", table.missed());
+    try {
+        if (!json.empty()) table.writeJson(json);
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "tumblewash_bench: %s\n", problem.what());
+        return 1;
+    }
     return 0;
 }
