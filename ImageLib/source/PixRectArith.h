@@ -1,5 +1,5 @@
 // PixRectArith: the bodies of PixRectRW's whole-rectangle arithmetic and blending members.
-// It is the tail of PixRect.h and is included only from there.
+// PixRect.h brings it in; nothing else needs it.
 // Not here: copyfrom and the two measures (PixRectStore.h), and the byte loops themselves
 // (kernels/PackedRows.h, kernels/BlendRow.h).
 #pragma once
@@ -8,7 +8,7 @@
 
 #include "ImageLib/kernels/BlendRow.h"
 #include "ImageLib/kernels/PackedRows.h"
-#include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/PixRectClass.h"
 #include "ImageLib/source/PixRectRows.h"
 
 // One rule for every pixel type: integer channels are truncated toward zero and wrap modulo their own width,
@@ -125,31 +125,29 @@ SIerrorcode PixRectRW<T>::fillwithcount() {
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::add(const PixRect<U>& src) {
-    return tumblewash::imagelib::forEachRowPair(
-        *this, src, [](T* p, const U* s, int n, tumblewash::imagelib::RunPlace) {
-            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
-                tumblewash::kernels::addBytesRow(tumblewash::imagelib::bytesof(p),
-                                                 tumblewash::imagelib::bytesof(s),
-                                                 static_cast<std::size_t>(n) * 4);
-            } else {
-                for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], 1);
-            }
-        });
+    return tumblewash::imagelib::forEachRowPair(*this, src, [](T* p, const U* s, int n) {
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
+            tumblewash::kernels::addBytesRow(tumblewash::imagelib::bytesof(p),
+                                             tumblewash::imagelib::bytesof(s),
+                                             static_cast<std::size_t>(n) * 4);
+        } else {
+            for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], 1);
+        }
+    });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::subtract(const PixRect<U>& src) {
-    return tumblewash::imagelib::forEachRowPair(
-        *this, src, [](T* p, const U* s, int n, tumblewash::imagelib::RunPlace) {
-            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
-                tumblewash::kernels::subtractBytesRow(tumblewash::imagelib::bytesof(p),
-                                                      tumblewash::imagelib::bytesof(s),
-                                                      static_cast<std::size_t>(n) * 4);
-            } else {
-                for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], -1);
-            }
-        });
+    return tumblewash::imagelib::forEachRowPair(*this, src, [](T* p, const U* s, int n) {
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>) {
+            tumblewash::kernels::subtractBytesRow(tumblewash::imagelib::bytesof(p),
+                                                  tumblewash::imagelib::bytesof(s),
+                                                  static_cast<std::size_t>(n) * 4);
+        } else {
+            for (int i = 0; i < n; ++i) tumblewash::imagelib::sumpixel(p[i], s[i], -1);
+        }
+    });
 }
 
 template <class T>
@@ -204,46 +202,43 @@ SIerrorcode PixRectRW<T>::multiplyby(double d) {
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwith(const PixRect<U>& src, float p) {
-    return tumblewash::imagelib::forEachRowPair(
-        *this, src, [p](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
-            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
-                tumblewash::kernels::blendInProportionRow(tumblewash::imagelib::bytesof(mine),
-                                                          tumblewash::imagelib::bytesof(s),
-                                                          static_cast<std::size_t>(n), p);
-            else
-                for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
-        });
+    return tumblewash::imagelib::forEachRowPair(*this, src, [p](T* mine, const U* s, int n) {
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+            tumblewash::kernels::blendInProportionRow(tumblewash::imagelib::bytesof(mine),
+                                                      tumblewash::imagelib::bytesof(s),
+                                                      static_cast<std::size_t>(n), p);
+        else
+            for (int i = 0; i < n; ++i) mine[i].mixInProportion(s[i], p);
+    });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwithalpha(const PixRect<U>& src, sialphamethod m) {
-    return tumblewash::imagelib::forEachRowPair(
-        *this, src, [m](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
-            if (m != 0) return;
-            if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
-                tumblewash::kernels::blendByAlphaRow(tumblewash::imagelib::bytesof(mine),
-                                                     tumblewash::imagelib::bytesof(s),
-                                                     static_cast<std::size_t>(n));
-            else
-                for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
-        });
+    return tumblewash::imagelib::forEachRowPair(*this, src, [m](T* mine, const U* s, int n) {
+        if (m != 0) return;
+        if constexpr (std::is_same_v<T, ARGBVal> && std::is_same_v<U, ARGBVal>)
+            tumblewash::kernels::blendByAlphaRow(tumblewash::imagelib::bytesof(mine),
+                                                 tumblewash::imagelib::bytesof(s),
+                                                 static_cast<std::size_t>(n));
+        else
+            for (int i = 0; i < n; ++i) mine[i].mixByAlphaSrc(s[i]);
+    });
 }
 
 template <class T>
 template <class U>
 SIerrorcode PixRectRW<T>::blendwithlimit(const PixRect<U>& src, int limit, int& rejected) {
     rejected = 0;
-    return tumblewash::imagelib::forEachRowPair(
-        *this, src, [&](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
-            for (int i = 0; i < n; ++i) {
-                const int g = std::abs(SILuminanceOfPixel(s[i]) - SILuminanceOfPixel(mine[i]));
-                if (g < limit)
-                    mine[i].mixInProportion(s[i], static_cast<float>(1 + g / 10.0));
-                else
-                    ++rejected;
-            }
-        });
+    return tumblewash::imagelib::forEachRowPair(*this, src, [&](T* mine, const U* s, int n) {
+        for (int i = 0; i < n; ++i) {
+            const int g = std::abs(SILuminanceOfPixel(s[i]) - SILuminanceOfPixel(mine[i]));
+            if (g < limit)
+                mine[i].mixInProportion(s[i], static_cast<float>(1 + g / 10.0));
+            else
+                ++rejected;
+        }
+    });
 }
 
 template <class T>
@@ -254,7 +249,7 @@ SIerrorcode PixRectRW<T>::blendwithlimitrgb(const PixRect<U>& src, int limit) {
     };
     return tumblewash::imagelib::forEachRowPair(
         *this, src,
-        [&toward](T* mine, const U* s, int n, tumblewash::imagelib::RunPlace) {
+        [&toward](T* mine, const U* s, int n) {
             for (int i = 0; i < n; ++i) {
                 mine[i]._red = toward(mine[i]._red, s[i]._red);
                 mine[i]._green = toward(mine[i]._green, s[i]._green);

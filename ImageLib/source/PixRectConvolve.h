@@ -1,12 +1,12 @@
 // PixRectConvolve: the body of PixRectRW's constructor from a 5 x 5 kernel.
-// It is the tail of PixRect.h and is included only from there.
+// PixRect.h brings it in; nothing else needs it.
 // Not here: any other filter; this is the only one the library has.
 #pragma once
 
 #include <array>
 
 #include "ImageLib/kernels/ConvolveRow.h"
-#include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/PixRectClass.h"
 #include "ImageLib/source/PixRectRows.h"
 
 namespace tumblewash::imagelib {

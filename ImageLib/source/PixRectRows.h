@@ -1,24 +1,15 @@
 // Where a rectangle's pixels lie in memory: resolves a chain of views to the rows of the rectangle
 // that stores the pixels, and tells which part of the view those rows can answer for.
 // Not here: any operation on pixels; the walks at the end hand rows to a row function and no more.
-//
-// The tail of PixRect.h needs this header. Included first, it lets PixRect.h bring it in at that place: hence
-// a guard behind the include, which `#pragma once` cannot be.
-#include "ImageLib/source/PixRect.h"
-
-#ifndef TUMBLEWASH_PIXRECTROWS_H
-#define TUMBLEWASH_PIXRECTROWS_H
+#pragma once
 
 #include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <type_traits>
 #include <typeinfo>
 
-#include "ImageLib/source/PixRectRef.h"
-
-// This header is reached from the tail of PixRect.h, which PixRectRef.h itself begins with.
-template <class T>
-class PixRectRef;
-template <class T>
-class PixRectRWRef;
+#include "ImageLib/source/PixRectRefClass.h"
 
 namespace tumblewash::imagelib {
 
@@ -46,6 +37,16 @@ struct Region {
 template <class T>
 Region boundsOf(const PixRectBase<T>& r) {
     return {r.lx(), r.ly(), r.hx(), r.hy()};
+}
+
+/// The rectangle as a `Class` where it is exactly of that class, else null: a class derived from it may
+/// compute its pixels in a way of its own. A virtual member that asked the rectangle itself would take a
+/// place in virtual tables whose order is fixed; and where an object is exactly of a class, its own address
+/// is that class's, which is far cheaper than a search through the bases.
+template <class Class, class T>
+const Class* exactly(const PixRect<T>& rect) {
+    return typeid(rect) == typeid(Class) ? static_cast<const Class*>(dynamic_cast<const void*>(&rect))
+                                         : nullptr;
 }
 
 /// The stored rows behind a rectangle, addressed in that rectangle's own coordinates.
@@ -77,24 +78,16 @@ class PixelRows {
     T* at(int x, int y) const { return rast_[y - dy_] + (x - dx_); }
 
   private:
-    // Where an object is exactly of a class, its own address is that class's: far cheaper than a search
-    // through the bases, which small rectangles would feel.
-    template <class Exact>
-    static const Exact* exactly(const PixRect<T>* p) {
-        return typeid(*p) == typeid(Exact) ? static_cast<const Exact*>(dynamic_cast<const void*>(p))
-                                           : nullptr;
-    }
-
     static const PixRectRW<T>* storingIn(const PixRect<T>* p) {
-        const auto* plain = exactly<PixRectRW<T>>(p);
+        const auto* plain = exactly<PixRectRW<T>>(*p);
         return plain != nullptr ? plain : dynamic_cast<const PixRectRW<T>*>(p);
     }
 
     void resolve(const PixRect<T>& rect) {
         const PixRect<T>* p = &rect;
         for (;;) {
-            const PixRectRef<T>* view = exactly<PixRectRWRef<T>>(p);
-            if (view == nullptr) view = exactly<PixRectRef<T>>(p);
+            const PixRectRef<T>* view = exactly<PixRectRWRef<T>>(*p);
+            if (view == nullptr) view = exactly<PixRectRef<T>>(*p);
             if (view == nullptr) break;
             dx_ += view->sx;
             dy_ += view->sy;
@@ -144,17 +137,37 @@ class SafeReader {
     PixelRows<T> rows_;
 };
 
-/// Walks the whole of `rect` row by row and calls op(first pixel, count) on each row; IMAGE_NODATA without
+/// How many rows of `region` from row y on lie one behind the other in every memory that `starts` tell of,
+/// each of them giving the first pixel of a row; at least one, and together no more pixels than an int
+/// counts.
+template <class... Starts>
+int rowsTogether(const Region& region, int y, Starts... starts) {
+    const int width = region.hx - region.lx + 1;
+    const int most = INT_MAX / width;
+    int count = 1;
+    while (y + count <= region.hy && count < most &&
+           ((starts(y + count) == starts(y + count - 1) + width) && ...))
+        ++count;
+    return count;
+}
+
+/// Walks the whole of `rect` and calls op(first pixel, count) on each run of pixels that lie one behind the
+/// other in memory: a row, or several where each begins at the end of the one above. IMAGE_NODATA without
 /// storage. Pixels that a view shows but its source does not have are not written.
-template <class T, class RowOp>
-SIerrorcode forEachRow(PixRectRW<T>& rect, RowOp op) {
+template <class T, class RunOp>
+SIerrorcode forEachRow(PixRectRW<T>& rect, RunOp op) {
     const PixelRows<T> rows(rect);
     if (rows.nodata()) return IMAGE_NODATA;
     Region region = boundsOf(rect);
     if (rows.found()) {
         region = region.clipped(rows.reach());
-        for (int y = region.ly; y <= region.hy && !region.empty(); ++y)
-            op(rows.at(region.lx, y), region.hx - region.lx + 1);
+        if (region.empty()) return IMAGE_OK;
+        const int width = region.hx - region.lx + 1;
+        for (int y = region.ly; y <= region.hy;) {
+            const int together = rowsTogether(region, y, [&](int row) { return rows.at(region.lx, row); });
+            op(rows.at(region.lx, y), together * width);
+            y += together;
+        }
         return IMAGE_OK;
     }
     for (int y = region.ly; y <= region.hy; ++y)
@@ -173,14 +186,15 @@ struct RunPlace {
     int column;  ///< columns right of it
 };
 
-/// Walks the intersection of the two rectangles' bounds row by row and calls
-/// op(first own pixel, first source pixel, count, place); IMAGE_NODATA without storage, IMAGE_OK otherwise,
-/// also when nothing overlaps. Whole rows are handed over when both rectangles have rows in memory, single
-/// pixels otherwise, always in ascending order, so that a source looking at this very memory sees every
-/// write made before its turn.
+/// Walks the intersection of the two rectangles' bounds and calls op(first own pixel, first source pixel,
+/// count) on each run of pixels that lie one behind the other in both memories, or op(..., count, place) on
+/// each row where op asks for the place; IMAGE_NODATA without storage, IMAGE_OK otherwise, also when nothing
+/// overlaps. Single pixels are handed over where either rectangle has no rows in memory. The order is always
+/// ascending, so that a source looking at this very memory sees every write made before its turn.
 template <class T, class U, class RowOp>
 SIerrorcode forEachRowPair(PixRectRW<T>& rect, const PixRect<U>& src, RowOp op,
                            Reads reads = Reads::untested) {
+    constexpr bool places = std::is_invocable_v<RowOp, T*, const U*, int, RunPlace>;
     const PixelRows<T> rows(rect);
     if (rows.nodata()) return IMAGE_NODATA;
     const Region whole = boundsOf(rect).clipped(boundsOf(src));
@@ -190,22 +204,33 @@ SIerrorcode forEachRowPair(PixRectRW<T>& rect, const PixRect<U>& src, RowOp op,
     const SafeReader<U> reader(src);
     const PixelRows<U>& srcrows = reader.rows();
     if (rows.found() && srcrows.found() && (tested ? srcrows.tested() : srcrows.reach()).covers(region)) {
-        for (int y = region.ly; y <= region.hy; ++y)
-            op(rows.at(region.lx, y), static_cast<const U*>(srcrows.at(region.lx, y)),
-               region.hx - region.lx + 1, RunPlace{y - whole.ly, region.lx - whole.lx});
+        const int width = region.hx - region.lx + 1;
+        const auto own = [&](int y) { return rows.at(region.lx, y); };
+        const auto from = [&](int y) -> const U* { return srcrows.at(region.lx, y); };
+        for (int y = region.ly; y <= region.hy;) {
+            if constexpr (places) {
+                op(own(y), from(y), width, RunPlace{y - whole.ly, region.lx - whole.lx});
+                ++y;
+            } else {
+                const int together = rowsTogether(region, y, own, from);
+                op(own(y), from(y), together * width);
+                y += together;
+            }
+        }
         return IMAGE_OK;
     }
     for (int y = region.ly; y <= region.hy; ++y) {
         for (int x = region.lx; x <= region.hx; ++x) {
             const U value = tested ? src.pix(x, y) : reader(x, y);
             T& mine = rect.pixrefNB(x, y);
-            if (&mine != &PixRectBase<T>::blackpixel)
+            if (&mine == &PixRectBase<T>::blackpixel) continue;
+            if constexpr (places)
                 op(&mine, &value, 1, RunPlace{y - whole.ly, x - whole.lx});
+            else
+                op(&mine, &value, 1);
         }
     }
     return IMAGE_OK;
 }
 
 }  // namespace tumblewash::imagelib
-
-#endif  // TUMBLEWASH_PIXRECTROWS_H

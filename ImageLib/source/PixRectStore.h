@@ -1,12 +1,12 @@
 // PixRectStore: the bodies of the rectangle templates: bounds, storage, copying, the two measures and
-// printing. It is the tail of PixRect.h and is included only from there.
+// printing. PixRect.h brings it in; nothing else needs it.
 #pragma once
 
 #include <cstring>
 #include <functional>
 
 #include "ImageLib/kernels/PackedRows.h"
-#include "ImageLib/source/PixRect.h"
+#include "ImageLib/source/PixRectClass.h"
 #include "ImageLib/source/PixRectRows.h"
 
 namespace tumblewash::imagelib {
@@ -291,7 +291,5 @@ template <class U>
 SIerrorcode PixRectRW<T>::copyfrom(const PixRect<U>& src) {
     // Rectangles with rows in memory are read from those, without a virtual call for each pixel.
     return tumblewash::imagelib::forEachRowPair(
-        *this, src, [](T* to, const U* from, int n, tumblewash::imagelib::RunPlace) {
-            tumblewash::imagelib::convertRow(to, from, n);
-        });
+        *this, src, [](T* to, const U* from, int n) { tumblewash::imagelib::convertRow(to, from, n); });
 }

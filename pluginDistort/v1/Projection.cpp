@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <typeinfo>
 
 #include "ImageLib/kernels/BilinearRow.h"
 #include "ImageLib/kernels/ProjectRow.h"
@@ -18,6 +17,7 @@
 
 namespace {
 
+using tumblewash::imagelib::exactly;
 using tumblewash::imagelib::PixelRows;
 using tumblewash::imagelib::Region;
 using tumblewash::kernels::FieldPixels;
@@ -105,7 +105,7 @@ void fillFromRows(const PixelRows<ARGBVal>& from, const Region& source, const Pi
 }
 
 bool isPlainFrame(const PixRect<ARGBVal>& rect) {
-    return typeid(rect) == typeid(PixRectRW<ARGBVal>) || typeid(rect) == typeid(PixRectWrap<ARGBVal>);
+    return exactly<PixRectRW<ARGBVal>>(rect) != nullptr || exactly<PixRectWrap<ARGBVal>>(rect) != nullptr;
 }
 
 bool sameBounds(const PixRect<ARGBVal>& a, const PixRect<ARGBVal>& b) {
@@ -167,10 +167,9 @@ void ProjWith(PixRect<ARGBVal>& src, PixRectRW<ARGBVal>& dest, PlanarProj& pp) {
     const Region box = tumblewash::imagelib::boundsOf(dest);
     const PixelRows<ARGBVal> to(dest);
     if (!to.found() || !to.reach().covers(box)) return fillFromSlots(src, dest, pp);
-    if (typeid(src) == typeid(ContImageRef<ARGBVal>)) {
-        const auto& image = dynamic_cast<const ContImageRef<ARGBVal>&>(src);
-        const std::optional<FieldPixels> field = plainField(image);
-        return field ? fillFromFields(&*field, &to, 1, box, pp) : fillFromImage(image, to, box, pp);
+    if (const auto* image = exactly<ContImageRef<ARGBVal>>(src)) {
+        const std::optional<FieldPixels> field = plainField(*image);
+        return field ? fillFromFields(&*field, &to, 1, box, pp) : fillFromImage(*image, to, box, pp);
     }
     const PixelRows<ARGBVal> from(src);
     if (isPlainFrame(src) && from.found())
