@@ -7,28 +7,50 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "ImageLib/kernels/InstructionSet.h"
+
 namespace tumblewash::kernels {
 
-/// dst[i] += src[i] modulo 256 for `bytes` bytes. dst and src may be the same row.
-inline void addBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; ++i) dst[i] = static_cast<std::uint8_t>(dst[i] + src[i]);
-}
+/// dst[i] += src[i] modulo 256 for `bytes` bytes, in ascending order: where src lies in dst's own memory, it
+/// shows what has been written before its turn.
+void addBytesRowScalar(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes);
 
-/// dst[i] -= src[i] modulo 256 for `bytes` bytes. dst and src may be the same row.
-inline void subtractBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; ++i) dst[i] = static_cast<std::uint8_t>(dst[i] - src[i]);
-}
+/// dst[i] -= src[i] modulo 256 for `bytes` bytes, in the same order.
+void subtractBytesRowScalar(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes);
 
 /// Adds the same four bytes to each of `pixels` pixels, every byte modulo 256.
-inline void addPixelRow(std::uint8_t* dst, std::size_t pixels, const std::uint8_t value[4]) {
-    const std::uint8_t v0 = value[0], v1 = value[1], v2 = value[2], v3 = value[3];
-    for (std::size_t i = 0; i < pixels; ++i, dst += 4) {
-        dst[0] = static_cast<std::uint8_t>(dst[0] + v0);
-        dst[1] = static_cast<std::uint8_t>(dst[1] + v1);
-        dst[2] = static_cast<std::uint8_t>(dst[2] + v2);
-        dst[3] = static_cast<std::uint8_t>(dst[3] + v3);
-    }
-}
+void addPixelRowScalar(std::uint8_t* dst, std::size_t pixels, const std::uint8_t value[4]);
+
+/// Writes the same four bytes to each of `pixels` pixels.
+void fillPixelRowScalar(std::uint8_t* dst, std::size_t pixels, const std::uint8_t value[4]);
+
+/// Sum of the pixels' luminances, each (30 red + 59 green + 11 blue) / 100 in whole numbers.
+std::uint64_t sumLuminanceRowScalar(const std::uint8_t* row, std::size_t pixels);
+
+/// How far the luminances of pixel pairs lie apart: d = |a - b|.
+struct LuminanceDifferences {
+    std::uint64_t squares = 0;     ///< sum of d d
+    std::uint32_t smallest = 255;  ///< the smallest d, 255 of none
+    std::uint32_t largest = 0;     ///< the largest d
+};
+
+/// Takes `pixels` pixel pairs into `sum`.
+void luminanceDifferencesRowScalar(const std::uint8_t* a, const std::uint8_t* b, std::size_t pixels,
+                                   LuminanceDifferences& sum);
+
+/// The versions in use: the same bytes and sums, with the vectors of the machine they run on.
+void addBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes,
+                 InstructionSet set = InstructionSet::best);
+void subtractBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes,
+                      InstructionSet set = InstructionSet::best);
+void addPixelRow(std::uint8_t* dst, std::size_t pixels, const std::uint8_t value[4],
+                 InstructionSet set = InstructionSet::best);
+void fillPixelRow(std::uint8_t* dst, std::size_t pixels, const std::uint8_t value[4],
+                  InstructionSet set = InstructionSet::best);
+std::uint64_t sumLuminanceRow(const std::uint8_t* row, std::size_t pixels,
+                              InstructionSet set = InstructionSet::best);
+void luminanceDifferencesRow(const std::uint8_t* a, const std::uint8_t* b, std::size_t pixels,
+                             LuminanceDifferences& sum, InstructionSet set = InstructionSet::best);
 
 /// Replaces the red, green and blue byte of each of `pixels` pixels by table[byte]; alpha stays.
 inline void mapColoursRow(std::uint8_t* dst, std::size_t pixels, const std::uint8_t table[256]) {
@@ -37,22 +59,6 @@ inline void mapColoursRow(std::uint8_t* dst, std::size_t pixels, const std::uint
         dst[2] = table[dst[2]];
         dst[3] = table[dst[3]];
     }
-}
-
-/// Sum of the pixels' luminances, each (30 red + 59 green + 11 blue) / 100 in whole numbers.
-inline std::uint64_t sumLuminanceRow(const std::uint8_t* row, std::size_t pixels) {
-    constexpr std::size_t chunk = std::size_t{1} << 20;  // 255 x chunk stays inside 32 bits
-    std::uint64_t total = 0;
-    while (pixels > 0) {
-        const std::size_t n = pixels < chunk ? pixels : chunk;
-        std::uint32_t sum = 0;
-        for (std::size_t i = 0; i < n; ++i, row += 4) {
-            sum += (30U * row[1] + 59U * row[2] + 11U * row[3]) / 100U;
-        }
-        total += sum;
-        pixels -= n;
-    }
-    return total;
 }
 
 /// Sum of |a - b| over the red, green and blue bytes of `pixels` pixel pairs; alpha takes no part.

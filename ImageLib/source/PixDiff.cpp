@@ -54,10 +54,6 @@ int colourdifference(const ARGBVal& a, const ARGBVal& b) {
     return std::abs(a._red - b._red) + std::abs(a._green - b._green) + std::abs(a._blue - b._blue);
 }
 
-int luminance(const ARGBVal& p) {
-    return (30 * p._red + 59 * p._green + 11 * p._blue) / 100;
-}
-
 }  // namespace
 
 SIerrorcode sumdiff(const PixRectRW<ARGBVal>& a, const PixRectRW<ARGBVal>& b, double& result) {
@@ -118,21 +114,13 @@ SIerrorcode sumdiffrms(const PixRectRW<ARGBVal>& a, const PixRectRW<ARGBVal>& b,
     if (!samesize(a, b)) return IMAGE_OK;
     const int width = a.width(), height = a.height();
     RowSource rowsa(a), rowsb(b);
-    std::uint64_t sum = 0;
-    int low = 255, high = 0;
-    for (int row = 0; row < height; ++row) {
-        const ARGBVal* pa = rowsa.row(row);
-        const ARGBVal* pb = rowsb.row(row);
-        for (int column = 0; column < width; ++column) {
-            const int d = std::abs(luminance(pa[column]) - luminance(pb[column]));
-            low = d < low ? d : low;
-            high = d > high ? d : high;
-            sum += static_cast<std::uint64_t>(d * d);
-        }
-    }
-    smallest = static_cast<unsigned char>(low);
-    largest = static_cast<unsigned char>(high);
-    result = std::sqrt((static_cast<double>(sum) / width) / height);
+    tumblewash::kernels::LuminanceDifferences sum;
+    for (int row = 0; row < height && width > 0; ++row)
+        tumblewash::kernels::luminanceDifferencesRow(bytes(rowsa.row(row)), bytes(rowsb.row(row)),
+                                                     static_cast<std::size_t>(width), sum);
+    smallest = static_cast<unsigned char>(sum.smallest);
+    largest = static_cast<unsigned char>(sum.largest);
+    result = std::sqrt((static_cast<double>(sum.squares) / width) / height);
     return IMAGE_OK;
 }
 

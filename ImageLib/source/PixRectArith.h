@@ -110,7 +110,11 @@ SIerrorcode PixRectRW<T>::fillWith(const U& v) {
     T value;  // taken first: v may be one of the pixels about to be filled
     SIConvert(value, v);
     return tumblewash::imagelib::forEachRow(*this, [&value](T* p, int n) {
-        for (int i = 0; i < n; ++i) p[i] = value;
+        if constexpr (std::is_same_v<T, ARGBVal>)
+            tumblewash::kernels::fillPixelRow(tumblewash::imagelib::bytesof(p), static_cast<std::size_t>(n),
+                                              tumblewash::imagelib::bytesof(&value));
+        else
+            for (int i = 0; i < n; ++i) p[i] = value;
     });
 }
 
