@@ -114,7 +114,9 @@ void Table::print(const std::string& row, const Pair& pair, const std::string& y
 }
 
 void Table::writeJson(const std::string& path) const {
-    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    const nlohmann::ordered_json head = {
+        {"date", today()}, {"processor", processorName()}, {"compiler", __VERSION__}, {"rounds", rounds_}};
+    std::string rows;
     for (const Row& row : rows_) {
         nlohmann::ordered_json record = {{"row", row.name},
                                          {"ours_ms", row.pair.ours},
@@ -125,15 +127,12 @@ void Table::writeJson(const std::string& path) const {
             record[row.aim == Aim::fasterBy ? "times_faster_at_least" : "yardsticks_at_most"] = row.target;
             record["met"] = row.met;
         }
-        rows.push_back(std::move(record));
+        rows += (rows.empty() ? "\n  " : ",\n  ") + record.dump();
     }
-    const nlohmann::ordered_json whole = {{"date", today()},
-                                          {"processor", processorName()},
-                                          {"compiler", __VERSION__},
-                                          {"rounds", rounds_},
-                                          {"rows", std::move(rows)}};
+    std::string text = head.dump(1);
+    text.replace(text.rfind("\n}"), 2, ",\n \"rows\": [" + rows + "\n ]\n}\n");
     std::ofstream file(path);
-    file << whole.dump(1) << '\n';
+    file << text;
     if (!file.flush()) throw std::runtime_error(path + ": cannot be written");
 }
 

@@ -127,35 +127,49 @@ HWY_INLINE hn::Vec<DWords> loadPairs(DWords w, const unsigned char* first, const
     }
 }
 
-/// Two pixels to each lane. A gather of eight costs less than the loads, one of four costs more.
+/// How values that lie anywhere are brought into a vector: by the machine's gathers, which are worth trying
+/// for vectors of eight pairs only, or by loads put together.
+enum class Fetch { gathers, loads };
+
+/// Two pixels to each lane.
+template <Fetch fetch>
 HWY_INLINE Words fetchPairs(const unsigned char* first, hn::Vec<HalfI> offsets) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    return Words{_mm512_i32gather_epi64(offsets.raw, first, 1)};
-#else
+    if constexpr (fetch == Fetch::gathers) return Words{_mm512_i32gather_epi64(offsets.raw, first, 1)};
+#endif
     std::int32_t at[hn::MaxLanes(HalfI())];
     hn::StoreU(offsets, HalfI(), at);
     return loadPairs(W(), first, at);
-#endif
+}
+
+/// The positions that are listed at `at`.
+template <Fetch fetch>
+HWY_INLINE hn::Vec<HalfF> listed(const float* positions, const std::uint32_t* at) {
+    const HalfF f;
+    if constexpr (fetch == Fetch::gathers)
+        return hn::GatherIndex(f, positions, hn::LoadU(HalfI(), reinterpret_cast<const std::int32_t*>(at)));
+    float found[hn::MaxLanes(HalfF())];
+    for (std::size_t i = 0; i < hn::MaxLanes(f); ++i) found[i] = positions[at[i]];
+    return hn::LoadU(f, found);
 }
 
 /// Reads the pixels listed in `at` (`count` of them, each inside the field and left of its last column),
 /// which has room for a vector more.
+template <Fetch fetch>
 HWY_INLINE void readExactly(const FieldReading& field, const float* atX, const float* atY, std::uint32_t* at,
                             int count) {
     if (count == 0) return;
     constexpr int lanes = static_cast<int>(hn::MaxLanes(D()));
     const hn::Rebind<std::uint32_t, D> narrow;
     const HalfF f;
-    const HalfI i32;
     // A last vector that is not full reads its last position again.
     for (int i = 0; i < lanes; ++i) at[count + i] = at[count - 1];
     for (int done = 0; done < count; done += lanes) {
-        const auto from = hn::LoadU(i32, reinterpret_cast<const std::int32_t*>(at + done));
-        const auto x = hn::GatherIndex(f, atX, from);
-        const auto y = hn::GatherIndex(f, atY, from);
+        const auto x = listed<fetch>(atX, at + done);
+        const auto y = listed<fetch>(atY, at + done);
         const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(field.from.pitch));
-        const Neighbours n = {fetchPairs(field.from.first, offsets.upper),
-                              fetchPairs(field.from.first, offsets.lower)};
+        const Neighbours n = {fetchPairs<fetch>(field.from.first, offsets.upper),
+                              fetchPairs<fetch>(field.from.first, offsets.lower)};
         const ExactWeights weights = exactWeights(x, y);
         const Words colours =
             hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),

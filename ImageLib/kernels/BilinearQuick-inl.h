@@ -143,13 +143,14 @@ HWY_INLINE Mixed mix(const Pixels (&n)[4], const QuickWeights& w) {
 }
 
 /// The neighbours of a vector of cells, fetched two by two wherever they lie.
+template <Fetch fetch>
 HWY_INLINE void fetchPairwise(const unsigned char* first, const Offsets<F>& offsets, hn::Mask<P> right,
                               Pixels (&n)[4]) {
     const P p;
     const HalfI half;
     const auto pairs = [&](Ints at, Pixels& left, Pixels& next) HWY_ATTR {
-        const auto low = hn::BitCast(p, fetchPairs(first, hn::LowerHalf(half, at)));
-        const auto high = hn::BitCast(p, fetchPairs(first, hn::UpperHalf(half, at)));
+        const auto low = hn::BitCast(p, fetchPairs<fetch>(first, hn::LowerHalf(half, at)));
+        const auto high = hn::BitCast(p, fetchPairs<fetch>(first, hn::UpperHalf(half, at)));
         left = hn::ConcatEven(p, high, low);
         next = hn::IfThenElse(right, hn::ConcatOdd(p, high, low), left);
     };

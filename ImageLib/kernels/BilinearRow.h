@@ -29,9 +29,17 @@ struct FieldReading {
 void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                        int count);
 
-/// The version in use: the same bytes, with the vectors of the machine it runs on.
+/// The version in use: the same bytes, with the vectors of the machine it runs on; one of the two below.
 void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
                  InstructionSet set = InstructionSet::best);
+
+/// The same bytes by vector gathers, where the instruction set has such as may pay.
+void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                          int count, InstructionSet set = InstructionSet::best);
+
+/// The same bytes by loads put together, which `GatherChoice` finds quicker on some machines.
+void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                       int count, InstructionSet set = InstructionSet::best);
 
 /// The same for the positions (column, row), (column + 1, row) ... of something that stands still, all of
 /// them inside each field: its pixels, with four times their alpha and 255.

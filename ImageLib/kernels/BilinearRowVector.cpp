@@ -9,6 +9,16 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
 }
 
+void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                       int count, InstructionSet) {
+    bilinearRowScalar(fields, fieldCount, atX, atY, count);
+}
+
+void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                          int count, InstructionSet) {
+    bilinearRowScalar(fields, fieldCount, atX, atY, count);
+}
+
 }  // namespace tumblewash::kernels
 
 #else
@@ -25,6 +35,7 @@ void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, c
 #include "ImageLib/kernels/BilinearExact-inl.h"
 #include "ImageLib/kernels/BilinearQuick-inl.h"
 #include "ImageLib/kernels/Dispatch.h"
+#include "ImageLib/kernels/GatherChoice.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tumblewash::kernels::HWY_NAMESPACE {
@@ -99,7 +110,7 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
 }
 
 /// lanes ... batchSize positions. A last vector that would not be full begins earlier and reads some again.
-template <int fieldCount>
+template <int fieldCount, Fetch fetch>
 HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
     const F f;
     const I i;
@@ -145,37 +156,61 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
             const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(smallest.pitch));
             for (int n = 0; n < fieldCount; ++n) {
                 Pixels neighbours[4];
-                fetchPairwise(fields[n].from.first, offsets, cells.right, neighbours);
+                fetchPairwise<fetch>(fields[n].from.first, offsets, cells.right, neighbours);
                 waitingCount[n] += mixInto(fields[n], neighbours, weights, at, waiting[n] + waitingCount[n]);
             }
         }
     }
-    for (int n = 0; n < fieldCount; ++n) readExactly(fields[n], atX, atY, waiting[n], waitingCount[n]);
+    for (int n = 0; n < fieldCount; ++n) readExactly<fetch>(fields[n], atX, atY, waiting[n], waitingCount[n]);
 }
 
 #endif
 
-HWY_ATTR void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                          int count) {
-    if (fieldCount <= 0) return;
-    int done = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+/// All whole vectors of a row; returns how many positions are done.
+template <Fetch fetch>
+HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                           int count) {
     const FieldPixels& smallest = fields[fieldCount - 1].from;
     const bool offsetsFit = smallest.pitch > 0 && (smallest.rows + std::int64_t{1}) * smallest.pitch <
                                                       std::numeric_limits<std::int32_t>::max();
     FieldReading batch[2] = {fields[0], fields[fieldCount - 1]};
+    int done = 0;
     while (offsetsFit && count - done >= lanes) {
         const int size = count - done < batchSize ? count - done : batchSize;
         if (fieldCount == 1) {
-            readBatch<1>(batch, atX + done, atY + done, size);
+            readBatch<1, fetch>(batch, atX + done, atY + done, size);
         } else {
-            readBatch<2>(batch, atX + done, atY + done, size);
+            readBatch<2, fetch>(batch, atX + done, atY + done, size);
         }
         for (FieldReading& field : batch) field.out += std::ptrdiff_t{size} * 4;
         done += size;
     }
+    return done;
+}
+
+#endif
+
+HWY_ATTR void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX,
+                                const float* atY, int count) {
+    if (fieldCount <= 0) return;
+    int done = 0;
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+    done = readVectors<Fetch::loads>(fields, fieldCount, atX, atY, count);
 #endif
     readScalar(fields, fieldCount, atX, atY, done, count - done);
+}
+
+HWY_ATTR void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX,
+                                   const float* atY, int count) {
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    if (fieldCount <= 0) return;
+    const int done = readVectors<Fetch::gathers>(fields, fieldCount, atX, atY, count);
+    readScalar(fields, fieldCount, atX, atY, done, count - done);
+#else
+    HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
+#endif
 }
 
 }  // namespace tumblewash::kernels::HWY_NAMESPACE
@@ -184,11 +219,23 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tumblewash::kernels {
 
-HWY_EXPORT(bilinearRow);
+HWY_EXPORT(bilinearRowSingly);
+HWY_EXPORT(bilinearRowGathering);
+
+void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                       int count, InstructionSet set) {
+    TUMBLEWASH_VERSION(bilinearRowSingly, set)(fields, fieldCount, atX, atY, count);
+}
+
+void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                          int count, InstructionSet set) {
+    TUMBLEWASH_VERSION(bilinearRowGathering, set)(fields, fieldCount, atX, atY, count);
+}
 
 void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
                  InstructionSet set) {
-    TUMBLEWASH_VERSION(bilinearRow, set)(fields, fieldCount, atX, atY, count);
+    if (gathersPay()) return bilinearRowGathering(fields, fieldCount, atX, atY, count, set);
+    bilinearRowSingly(fields, fieldCount, atX, atY, count, set);
 }
 
 }  // namespace tumblewash::kernels

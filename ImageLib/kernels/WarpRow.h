@@ -77,7 +77,7 @@ void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, c
                            int count, unsigned char* even, unsigned char* odd,
                            InstructionSet set = InstructionSet::best);
 
-/// The same bytes without vector gathers, which some machines are slow at; `warpFetchRow` knows which.
+/// The same bytes without vector gathers, which some machines are slow at; `GatherChoice` finds out which.
 void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index,
                         int count, unsigned char* even, unsigned char* odd,
                         InstructionSet set = InstructionSet::best);

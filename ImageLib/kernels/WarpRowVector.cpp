@@ -44,6 +44,7 @@ void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std:
 #include <hwy/highway.h>
 
 #include "ImageLib/kernels/Dispatch.h"
+#include "ImageLib/kernels/GatherChoice.h"
 
 #ifndef TUMBLEWASH_WARP_ROW_ONCE
 #define TUMBLEWASH_WARP_ROW_ONCE
@@ -405,11 +406,7 @@ void warpFetchRowGathering(const WarpShape& shape, const unsigned char* frame, c
 
 void warpFetchRow(const WarpShape& shape, const unsigned char* frame, const std::int32_t* index, int count,
                   unsigned char* even, unsigned char* odd, InstructionSet set) {
-#if HWY_ARCH_X86
-    // A gather of AMD's processors takes longer than as many loads.
-    static const bool slowGathers = __builtin_cpu_is("amd") != 0;
-    if (slowGathers) return warpFetchRowSingly(shape, frame, index, count, even, odd, set);
-#endif
+    if (!gathersPay()) return warpFetchRowSingly(shape, frame, index, count, even, odd, set);
     warpFetchRowGathering(shape, frame, index, count, even, odd, set);
 }
 

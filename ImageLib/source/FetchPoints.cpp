@@ -47,6 +47,7 @@ bool FetchPoints::prepare(Channel& channel, const std::vector<float>& cells) {
     if (!channel.moves) return true;
     const double factor = static_cast<double>(_shape.strength) * static_cast<double>(channel.scale);
     const auto width = static_cast<std::size_t>(_field.cellsAcross());
+    channel.pixels.reserve(cells.size());
     for (std::size_t start = 0; start < cells.size(); start += width) {
         float reach = 0.0F;
         bool level = true;

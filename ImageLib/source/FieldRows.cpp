@@ -58,17 +58,18 @@ FieldRows::FieldRows(Field& field, int width, int height, int columns)
     _cellRed.reserve(cellCount);
     _cellGreen.reserve(cellCount);
     for (int y = field.ly(); y <= field.hy(); ++y) {
+        const RGBPixel<float>* row = field.rasters()[y];
         for (int x = field.lx(); x <= field.hx(); ++x) {
-            const RGBPixel<float>& cell = field.pixrefNB(x, y);
-            const float red = cell.getred();
-            const float green = cell.getgreen();
-            _cellRed.push_back(red);
-            _cellGreen.push_back(green);
-            _anyRed = _anyRed || red != 0.0F;
-            _anyGreen = _anyGreen || green != 0.0F;
-            _finite = _finite && std::isfinite(red) && std::isfinite(green);
+            _cellRed.push_back(row[x]._red);
+            _cellGreen.push_back(row[x]._green);
         }
     }
+    const auto moves = [](float v) { return v != 0.0F; };
+    const auto finite = [](float v) { return std::isfinite(v); };
+    _anyRed = std::any_of(_cellRed.begin(), _cellRed.end(), moves);
+    _anyGreen = std::any_of(_cellGreen.begin(), _cellGreen.end(), moves);
+    _finite = std::all_of(_cellRed.begin(), _cellRed.end(), finite) &&
+              std::all_of(_cellGreen.begin(), _cellGreen.end(), finite);
     const SampledField shape(field, static_cast<double>(_xs), static_cast<double>(_ys), SIBestSample);
     _ly = shape.ly();
     _hy = shape.hy();

@@ -16,7 +16,9 @@
 namespace tumblewash::imagelib {
 
 using kernels::bilinearRow;
+using kernels::bilinearRowGathering;
 using kernels::bilinearRowScalar;
+using kernels::bilinearRowSingly;
 using kernels::FieldPixels;
 using kernels::FieldReading;
 
@@ -130,27 +132,34 @@ struct LooseFields {
     }
 };
 
-/// Reads both fields through both siblings.
+/// Reads both fields through the scalar sibling and, by loads and by gathers, through the vectors.
 testing::AssertionResult sameReadings(const LooseFields& fields, const std::vector<float>& x,
                                       const std::vector<float>& y, InstructionSet set) {
     const std::size_t bytes = x.size() * 4 + 8;
     const int count = static_cast<int>(x.size());
-    std::vector<unsigned char> expected[2], got[2];
-    FieldReading plain[2], shipped[2];
+    std::vector<unsigned char> expected[2];
+    FieldReading plain[2];
     for (int f = 0; f < 2; ++f) {
         expected[f].assign(bytes, static_cast<unsigned char>(11 + f));
-        got[f] = expected[f];
         plain[f] = {fields.field[f], expected[f].data() + 3};
-        shipped[f] = {fields.field[f], got[f].data() + 3};
     }
     bilinearRowScalar(plain, 2, x.data(), y.data(), count);
-    bilinearRow(shipped, 2, x.data(), y.data(), count, set);
-    for (int f = 0; f < 2; ++f) {
-        const auto at = std::mismatch(expected[f].begin(), expected[f].end(), got[f].begin()).first;
-        if (at == expected[f].end()) continue;
-        const auto pixel = static_cast<std::size_t>(at - expected[f].begin() - 3) / 4;
-        return testing::AssertionFailure() << "field " << f << ", position " << pixel << " of " << count
-                                           << ": " << x[pixel] << ", " << y[pixel];
+    for (const auto version : {bilinearRowSingly, bilinearRowGathering}) {
+        std::vector<unsigned char> got[2];
+        FieldReading shipped[2];
+        for (int f = 0; f < 2; ++f) {
+            got[f].assign(bytes, static_cast<unsigned char>(11 + f));
+            shipped[f] = {fields.field[f], got[f].data() + 3};
+        }
+        version(shipped, 2, x.data(), y.data(), count, set);
+        for (int f = 0; f < 2; ++f) {
+            const auto at = std::mismatch(expected[f].begin(), expected[f].end(), got[f].begin()).first;
+            if (at == expected[f].end()) continue;
+            const auto pixel = static_cast<std::size_t>(at - expected[f].begin() - 3) / 4;
+            return testing::AssertionFailure()
+                   << (version == bilinearRowSingly ? "by loads" : "by gathers") << ", field " << f
+                   << ", position " << pixel << " of " << count << ": " << x[pixel] << ", " << y[pixel];
+        }
     }
     return testing::AssertionSuccess();
 }
