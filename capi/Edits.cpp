@@ -56,6 +56,26 @@ tw_status statusOf(MediaErrorCode code) {
     return TW_FAILED;
 }
 
+/// Keeps the program's words for a caller, who has a flag where the program has an option.
+tw_status refused(tw_status status, const char* words) noexcept {
+    try {
+        std::string text = words;
+        const std::string option = "; add --force to ";
+        if (const auto at = text.rfind(option); at != std::string::npos)
+            text.replace(at, option.size(), "; pass TW_REPLACE to ");
+        return failed(status, text.c_str());
+    } catch (...) {
+        return failed(status, words);
+    }
+}
+
+/// What is wrong with a caller's arguments; null when nothing is.
+const char* problemOf(const char* edit, const char* output, unsigned flags) noexcept {
+    if (edit == nullptr || output == nullptr || *output == '\0')
+        return "an edit and an output are needed; one of them is missing";
+    return (flags & ~TW_REPLACE) != 0 ? "unknown flags; pass TW_REPLACE or 0" : nullptr;
+}
+
 /// Runs what may throw anything that a run of the program may meet.
 template <class Work>
 tw_status guarded(const std::atomic<bool>& cancel, Work work) noexcept {
@@ -65,9 +85,9 @@ tw_status guarded(const std::atomic<bool>& cancel, Work work) noexcept {
     } catch (const std::bad_alloc&) {
         return failed(TW_NO_MEMORY, "memory ran out; use a smaller size or fewer clips");
     } catch (const Refusal& refusal) {
-        if (!cancel) return failed(statusOf(refusal.problem()), refusal.what());
+        if (!cancel) return refused(statusOf(refusal.problem()), refusal.what());
     } catch (const MediaError& error) {
-        if (!cancel) return failed(statusOf(error.code()), error.what());
+        if (!cancel) return refused(statusOf(error.code()), error.what());
     } catch (const std::exception& error) {
         if (!cancel) return failed(TW_FAILED, error.what());
     } catch (...) {
@@ -110,8 +130,7 @@ extern "C" {
 
 tw_status tw_render_edit(const char* json, const char* folder, const char* output, unsigned flags,
                          tw_progress progress, void* user) {
-    if (json == nullptr || output == nullptr || *output == '\0')
-        return failed(TW_BAD_ARGUMENT, "an edit and an output are needed; one of them is missing");
+    if (const char* problem = problemOf(json, output, flags)) return failed(TW_BAD_ARGUMENT, problem);
     std::atomic<bool> cancel{false};
     return guarded(cancel, [&] {
         edit::Edit edit = edit::readEdit(json, "edit");
@@ -122,8 +141,7 @@ tw_status tw_render_edit(const char* json, const char* folder, const char* outpu
 
 tw_status tw_render_edit_file(const char* file, const char* output, unsigned flags, tw_progress progress,
                               void* user) {
-    if (file == nullptr || output == nullptr || *output == '\0')
-        return failed(TW_BAD_ARGUMENT, "an edit and an output are needed; one of them is missing");
+    if (const char* problem = problemOf(file, output, flags)) return failed(TW_BAD_ARGUMENT, problem);
     std::atomic<bool> cancel{false};
     return guarded(cancel, [&] {
         const edit::Edit edit = edit::readEdit(edit::readDocument(file), file);

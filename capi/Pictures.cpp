@@ -13,6 +13,7 @@
 #include "capi/tumblewash.h"
 #include "edit/nearest.h"
 #include "effects/Effect.h"
+#include "media/Quoting.h"
 #include "memory/FrameMemory.h"
 #include "pluginDistort/v1/Catalogue.h"
 
@@ -42,7 +43,7 @@ const EffectRecord* recordOf(const char* id) {
     if (record != nullptr) return record;
     std::vector<std::string> ids;
     for (const EffectRecord& effect : effectCatalogue()) ids.emplace_back(effect.id);
-    const std::string sentence = "unknown effect '" + std::string(id) + "'" + edit::didYouMean(id, ids) +
+    const std::string sentence = "unknown effect '" + media::printable(id) + "'" + edit::didYouMean(id, ids) +
                                  "; tw_effect_at lists them all";
     failed(TW_BAD_ARGUMENT, sentence.c_str());
     return nullptr;
@@ -99,10 +100,13 @@ Alpha alphaOf(tw_format format, tw_alpha alpha) {
 
 bool sound(const void* pixels, std::ptrdiff_t stride, int width, int height, tw_format format,
            tw_alpha alpha) {
-    const std::ptrdiff_t apart = stride < 0 ? -stride : stride;
-    return pixels != nullptr && width > 0 && height > 0 && pixelBytes(format) > 0 &&
-           static_cast<unsigned>(alpha) <= TW_OPAQUE && apart >= std::ptrdiff_t{width} * pixelBytes(format) &&
-           std::int64_t{width} * height <= std::numeric_limits<std::int32_t>::max();
+    if (pixels == nullptr || width <= 0 || height <= 0 || pixelBytes(format) == 0 ||
+        static_cast<unsigned>(alpha) > TW_OPAQUE ||
+        std::int64_t{width} * height > std::numeric_limits<std::int32_t>::max())
+        return false;
+    const std::ptrdiff_t row = std::ptrdiff_t{width} * pixelBytes(format);
+    const std::ptrdiff_t farthest = std::numeric_limits<std::ptrdiff_t>::max() / height;
+    return (stride >= row && stride <= farthest) || (stride <= -row && stride >= -farthest);
 }
 
 /// A caller's picture as effects take it: itself, or a copy with its bytes in order.

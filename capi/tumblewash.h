@@ -2,8 +2,12 @@
  * a whole edit. It is no plug-in interface and knows no host; programs in C++ may use effects/Effect.h.
  *
  * Link with -ltumblewash (pkg-config tumblewash). Every function may be called from any thread, and prepared effects
- * may be shared by threads. No exception leaves a function, and none of them looks at the locale, the environment or
- * rand(). A function that fails returns a status other than TW_OK; tw_last_error() then has the sentence.
+ * may be shared by threads. No exception leaves a function. Rendering one picture uses neither the locale, the
+ * environment nor rand(). An edit draws from rand() as its transitions begin, and the program's own numbers go on
+ * afterwards as if it had not: threads that call rand() at the same time may get, and take, some of the edit's. Codecs
+ * and fonts read the environment.
+ *
+ * A function that fails returns a status other than TW_OK; tw_last_error() then has the sentence.
  */
 #ifndef TUMBLEWASH_H
 #define TUMBLEWASH_H
@@ -28,8 +32,8 @@ const char* tw_version_string(void);
 /* How a call went. */
 typedef enum tw_status {
     TW_OK = 0,
-    TW_BAD_ARGUMENT = 1, /* a null pointer, an unknown effect, a size or a stride that does not fit */
-    TW_BAD_INPUT = 2,    /* a clip or an edit cannot be read */
+    TW_BAD_ARGUMENT = 1, /* a null pointer, an unknown effect, a stride that does not fit, an edit that is not valid */
+    TW_BAD_INPUT = 2,    /* a clip or the file of an edit cannot be read */
     TW_BAD_OUTPUT = 3,   /* the result cannot be written, or exists */
     TW_FAILED = 4,       /* rendering broke after it had begun */
     TW_NO_MEMORY = 5,    /* memory ran out */
@@ -108,7 +112,8 @@ typedef struct tw_knobs {
     { TW_RIGHT, 1 }
 
 /* Renders `effect` at `position`, 0 to 1, of `first` and, for effects of two clips, `second`, which is not looked at
- * otherwise and may be null. At 0 and below the result is the first picture, at 1 and above the second one; an end of
+ * otherwise and may be null. At 0 and below the result is the first picture, at 1 and above the second one, and what
+ * is no number is 0; an end of
  * an effect of one clip that has no picture is transparent black. In between the colours are those that
  * `tumblewash frame --frame K --of N` writes for K / N = position (a morph counts from one: (K + 1) / N), and alpha
  * moves with them. All pictures and the target have one size. */
@@ -131,7 +136,7 @@ void tw_effect_free(tw_effect* effect);
  * with TW_CANCELLED. */
 typedef int (*tw_progress)(void* user, int64_t done, int64_t total);
 
-/* Flags of tw_render_edit and tw_render_edit_file. */
+/* Flags of tw_render_edit and tw_render_edit_file; others are refused. */
 #define TW_REPLACE 1u /* replace an output that exists; without it that is TW_BAD_OUTPUT */
 
 /* Renders an edit document (UTF-8, the format of NAME.edit.json) to `output`, whose ending says what it becomes.

@@ -78,6 +78,11 @@ function(tw_library name)
   add_library(tumblewash::${name} ALIAS ${name})
   target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE $<BUILD_INTERFACE:tumblewash_flags> ${ARG_PRIVATE_USES})
   target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+  # Part of another build, the headers ask the same of the targets there that an installed tree asks.
+  if(NOT PROJECT_IS_TOP_LEVEL)
+    target_compile_features(${name} PUBLIC cxx_std_20)
+    target_compile_options(${name} PUBLIC -ffp-contract=off)
+  endif()
 endfunction()
 
 # tw_register_test(NAME COMMAND ...): add_test under this build's prefix, so that one CTest run can hold several builds.

@@ -27,9 +27,11 @@ View viewOf(std::uint8_t* pixels, int width, int height) {
 }
 
 bool fits(const Picture& picture, int width, int height) {
-    const std::ptrdiff_t stride = picture.stride < 0 ? -picture.stride : picture.stride;
+    const std::ptrdiff_t row = std::ptrdiff_t{width} * 4;
+    const std::ptrdiff_t farthest = std::numeric_limits<std::ptrdiff_t>::max() / height;
     return picture.pixels != nullptr && picture.width == width && picture.height == height &&
-           stride >= std::ptrdiff_t{width} * 4;
+           ((picture.stride >= row && picture.stride <= farthest) ||
+            (picture.stride <= -row && picture.stride >= -farthest));
 }
 
 bool countable(int width, int height) {

@@ -214,7 +214,7 @@ void Session::Impl::initialise() {
     HYPluginResult result = kPluginOK;
     {
         const std::lock_guard<std::mutex> lock(SeedLock::mutex);
-        std::srand(settings.seed);
+        const SeededNumbers seeded(settings.seed);
         result = request(kPlugInitialize);
     }
     loans.endRequest();

@@ -5,9 +5,9 @@
 #include <pybind11/stl.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "capi/tumblewash.h"
@@ -20,7 +20,10 @@ using Pixels = py::array_t<std::uint8_t>;
 
 /// The last error as the Python exception that fits it.
 [[noreturn]] void raise(tw_status status) {
-    const std::string words = tw_last_error();
+    std::string words = tw_last_error();
+    const std::string flag = "; pass TW_REPLACE to ";
+    if (const auto at = words.rfind(flag); at != std::string::npos)
+        words.replace(at, flag.size(), "; pass replace=True to ");
     PyObject* kind = PyExc_RuntimeError;
     if (status == TW_BAD_ARGUMENT) kind = PyExc_ValueError;
     if (status == TW_BAD_INPUT || status == TW_BAD_OUTPUT) kind = PyExc_OSError;
@@ -44,13 +47,30 @@ tw_alpha alphaNamed(const std::string& name) {
     throw py::value_error("unknown alpha '" + name + "'; use straight or premultiplied");
 }
 
-/// What of an array a picture needs: pixels side by side, rows anywhere.
-bool rowsFit(const py::array& array) {
-    const auto channels = array.shape(2);
-    return array.strides(2) == 1 && array.strides(1) == channels;
+/// A text as C reads it; one with a zero character is another text there.
+const char* wholeText(const std::string& text, const char* what) {
+    if (text.find('\0') != std::string::npos)
+        throw py::value_error(std::string(what) + " holds a zero character");
+    return text.c_str();
 }
 
-void checkShape(const py::array& array, const char* what) {
+/// Bytes from one row to the next; of a single row numpy's number means nothing.
+py::ssize_t strideOf(const py::array& array) {
+    return array.shape(0) > 1 ? array.strides(0) : array.shape(1) * array.shape(2);
+}
+
+/// What of an array a picture needs: pixels side by side, rows anywhere but not over each other.
+bool rowsFit(const py::array& array) {
+    const auto channels = array.shape(2);
+    return array.strides(2) == 1 && (array.strides(1) == channels || array.shape(1) == 1) &&
+           std::abs(strideOf(array)) >= array.shape(1) * channels;
+}
+
+/// The array that was given, if it is one and a picture.
+py::array checked(const py::object& given, const char* what) {
+    if (!py::isinstance<py::array>(given))
+        throw py::type_error(std::string(what) + " must be a numpy array of uint8");
+    const auto array = py::reinterpret_borrow<py::array>(given);
     const bool good = array.ndim() == 3 && (array.shape(2) == 3 || array.shape(2) == 4) &&
                       array.shape(0) > 0 && array.shape(1) > 0 && array.shape(0) <= INT32_MAX &&
                       array.shape(1) <= INT32_MAX;
@@ -58,17 +78,17 @@ void checkShape(const py::array& array, const char* what) {
         throw py::value_error(std::string(what) +
                               " must be an array of height x width x 3 (RGB) or 4 (RGBA) bytes");
     if (!py::isinstance<Pixels>(array)) throw py::type_error(std::string(what) + " must hold uint8");
+    return array;
 }
 
 /// An array as a picture to read: itself where its pixels lie side by side, else a copy, which `kept` holds.
-tw_picture pictureOf(const py::array& array, const char* what, tw_alpha alpha, py::object& kept) {
-    checkShape(array, what);
-    py::array used = array;
-    if (!rowsFit(array)) used = py::array_t<std::uint8_t, py::array::c_style | py::array::forcecast>(array);
+tw_picture pictureOf(const py::object& given, const char* what, tw_alpha alpha, py::object& kept) {
+    py::array used = checked(given, what);
+    if (!rowsFit(used)) used = py::array_t<std::uint8_t, py::array::c_style | py::array::forcecast>(used);
     kept = used;
     const bool four = used.shape(2) == 4;
     return {static_cast<const std::uint8_t*>(used.data()),
-            used.strides(0),
+            strideOf(used),
             static_cast<int>(used.shape(1)),
             static_cast<int>(used.shape(0)),
             four ? TW_RGBA : TW_RGB,
@@ -81,33 +101,41 @@ class Effect {
     Effect(const std::string& id, const std::string& direction, std::uint32_t seed) : id_(id) {
         const tw_knobs knobs = {directionNamed(direction), seed};
         tw_effect_info info;
-        if (const tw_status status = tw_effect_find(id.c_str(), &info); status != TW_OK) raise(status);
+        if (const tw_status status = tw_effect_find(wholeText(id, "the effect's name"), &info);
+            status != TW_OK)
+            raise(status);
         clips_ = info.clips;
         effect_.reset(tw_effect_new(id.c_str(), &knobs));
         if (effect_ == nullptr) raise(TW_NO_MEMORY);
     }
 
-    py::array render(const py::array& first, const std::optional<py::array>& second, double position,
-                     const std::optional<py::array>& out, const std::string& alpha) const {
+    py::array render(const py::object& first, const py::object& second, const py::object& position,
+                     const py::object& out, const std::string& alpha) const {
         const tw_alpha kind = alphaNamed(alpha);
-        if (clips_ == 2 && !second) throw py::value_error(id_ + " takes two pictures; the second is missing");
+        const double moment = PyFloat_AsDouble(position.ptr());
+        if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+        if (clips_ == 2 && second.is_none())
+            throw py::value_error(id_ + " takes two pictures; the second is missing");
         py::object keptFirst, keptSecond;
         const tw_picture a = pictureOf(first, "the first picture", kind, keptFirst);
         tw_picture b{};
-        if (clips_ == 2) b = pictureOf(*second, "the second picture", kind, keptSecond);
-        py::array result = out ? *out : newResult(a, b);
-        checkShape(result, "out");
+        if (clips_ == 2) b = pictureOf(second, "the second picture", kind, keptSecond);
+        py::array result = out.is_none() ? newResult(a, b) : checked(out, "out");
         if (!result.writeable()) throw py::value_error("out is read-only");
-        if (!rowsFit(result)) throw py::value_error("the pixels of out must lie side by side in its rows");
+        if (!rowsFit(result))
+            throw py::value_error("the pixels of out must lie side by side, in rows that do not overlap");
+        if (!out.is_none())
+            for (const py::object& picture : {keptFirst, keptSecond})
+                if (picture && sharesMemory(picture, out))
+                    throw py::value_error("out shares memory with a picture");
         for (const tw_picture& picture : {a, b}) {
             if (picture.pixels == nullptr) continue;
             if (picture.width != result.shape(1) || picture.height != result.shape(0))
                 throw py::value_error("the pictures and out differ in size; scale them first");
-            if (out && overlap(picture, result)) throw py::value_error("out shares memory with a picture");
         }
         const bool four = result.shape(2) == 4;
         const tw_target target = {static_cast<std::uint8_t*>(result.mutable_data()),
-                                  result.strides(0),
+                                  strideOf(result),
                                   static_cast<int>(result.shape(1)),
                                   static_cast<int>(result.shape(0)),
                                   four ? TW_RGBA : TW_RGB,
@@ -115,7 +143,7 @@ class Effect {
         tw_status status = TW_OK;
         {
             const py::gil_scoped_release released;
-            status = tw_effect_render(effect_.get(), position, &a, clips_ == 2 ? &b : nullptr, &target);
+            status = tw_effect_render(effect_.get(), moment, &a, clips_ == 2 ? &b : nullptr, &target);
         }
         if (status != TW_OK) raise(status);
         return result;
@@ -134,17 +162,8 @@ class Effect {
         return Pixels({a.height, a.width, opaque ? 3 : 4});
     }
 
-    static bool overlap(const tw_picture& picture, const py::array& out) {
-        const auto span = [](const std::uint8_t* pixels, std::ptrdiff_t stride, std::ptrdiff_t rows,
-                             std::ptrdiff_t row) {
-            const std::uint8_t* last = pixels + (rows - 1) * stride;
-            return stride < 0 ? std::pair(last, pixels + row) : std::pair(pixels, last + row);
-        };
-        const auto [from, end] = span(picture.pixels, picture.stride, picture.height,
-                                      picture.width * (picture.format == TW_RGB ? 3 : 4));
-        const auto [start, stop] = span(static_cast<const std::uint8_t*>(out.data()), out.strides(0),
-                                        out.shape(0), out.shape(1) * out.shape(2));
-        return from < stop && start < end;
+    static bool sharesMemory(const py::object& picture, const py::object& out) {
+        return py::module_::import("numpy").attr("shares_memory")(picture, out).cast<bool>();
     }
 
     std::string id_;
@@ -174,14 +193,21 @@ struct Listener {
     const py::object& told;
     std::exception_ptr thrown;
 
+    /// Python's False or numpy's; None and numbers are no answer.
+    static bool isFalse(const py::object& answer) {
+        if (!PyBool_Check(answer.ptr()) &&
+            !py::isinstance(answer, py::module_::import("numpy").attr("bool_")))
+            return false;
+        return PyObject_IsTrue(answer.ptr()) == 0;
+    }
+
     static int tell(void* user, std::int64_t done, std::int64_t total) {
         auto& self = *static_cast<Listener*>(user);
         const py::gil_scoped_acquire held;
         try {
             if (PyErr_CheckSignals() != 0) throw py::error_already_set();
             if (self.told.is_none()) return 0;
-            const py::object answer = self.told(done, total);
-            return answer.is(py::bool_(false)) ? 1 : 0;
+            return isFalse(self.told(done, total)) ? 1 : 0;
         } catch (...) {
             self.thrown = std::current_exception();
             return 1;
@@ -191,12 +217,14 @@ struct Listener {
 
 void renderEdit(const std::string& json, const std::string& folder, const std::string& output, bool replace,
                 const py::object& progress) {
+    const char* edit = wholeText(json, "the edit");
+    const char* start = wholeText(folder, "the folder's name");
+    const char* made = wholeText(output, "the output's name");
     Listener listener{progress, nullptr};
     tw_status status = TW_OK;
     {
         const py::gil_scoped_release released;
-        status = tw_render_edit(json.c_str(), folder.c_str(), output.c_str(), replace ? TW_REPLACE : 0,
-                                Listener::tell, &listener);
+        status = tw_render_edit(edit, start, made, replace ? TW_REPLACE : 0, Listener::tell, &listener);
     }
     if (listener.thrown) std::rethrow_exception(listener.thrown);
     if (status != TW_OK) raise(status);

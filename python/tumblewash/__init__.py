@@ -12,6 +12,8 @@ by side.
 
 import dataclasses
 import json
+import math
+import operator
 import os
 
 from . import _native
@@ -49,7 +51,7 @@ class Effect:
     """
 
     def __init__(self, effect="wash-away", *, direction="right", seed=1):
-        self._native = _native.Effect(effect, direction, seed)
+        self._native = _native.Effect(_text("effect", effect), _text("direction", direction), _seed(seed))
 
     @property
     def id(self):
@@ -58,7 +60,7 @@ class Effect:
 
     def render(self, a, b=None, position=0.5, *, out=None, alpha="straight"):
         """One picture; see `tumblewash.render`."""
-        return self._native.render(a, b, position, out, alpha)
+        return self._native.render(a, b, position, out, _text("alpha", alpha))
 
 
 def render(a, b=None, effect="wash-away", position=0.5, *, direction="right", seed=1, out=None, alpha="straight"):
@@ -75,6 +77,7 @@ def render(a, b=None, effect="wash-away", position=0.5, *, direction="right", se
     :param alpha: what the fourth channel means, "straight" or "premultiplied", in and out
     :returns: the picture
     :raises ValueError: for an unknown effect, wrong shapes, sizes that differ
+    :raises TypeError: for what is no array of uint8
     """
     return Effect(effect, direction=direction, seed=seed).render(a, b, position, out=out, alpha=alpha)
 
@@ -88,11 +91,12 @@ def render_edit(edit, output, *, folder="", replace=False, progress=None):
     :param replace: replace a file that exists, once the new one is finished
     :param progress: is called with the pictures done and all of them; when it answers False or raises, the work ends
         and nothing is written
+    :raises ValueError: when the edit is not valid
     :raises OSError: when a clip cannot be read or the output cannot be written
     :raises InterruptedError: when `progress` answered False
     """
     text = edit if isinstance(edit, str) else json.dumps(edit)
-    _native.render_edit(text, os.fspath(folder), os.fspath(output), replace, progress)
+    _native.render_edit(text, os.fsencode(folder), os.fsencode(output), replace, progress)
 
 
 def join(clips, output, *, effect="wash-away", duration=None, direction=None, seed=None, still=None, size=None,
@@ -107,24 +111,26 @@ def join(clips, output, *, effect="wash-away", duration=None, direction=None, se
     :param direction: of the washes
     :param seed: of the washes
     :param still: how long a photo lasts, in seconds or as a text; 4 seconds unless told
-    :param size: (width, height) of the movie; the first clip's unless told
+    :param size: (width, height) of the movie, or a text such as "720p"; the first clip's unless told
     :param rate: pictures per second, a number or a text such as "30000/1001"; the first clip's unless told
     :param sound: how sound passes from clip to clip: "equal-power", "natural", "plugin" (the effect's own levels) or "none"
     :param replace: as in `render_edit`
     :param progress: as in `render_edit`
     """
-    names = [os.path.abspath(os.fspath(clip)) if _is_file(clip) else clip for clip in clips]
+    if isinstance(clips, (str, bytes, os.PathLike)):
+        raise TypeError("clips must be a list of files")
+    names = [os.path.abspath(os.fsdecode(clip)) if _is_file(clip) else clip for clip in clips]
     ids = [effect] if isinstance(effect, str) else list(effect)
     if not ids:
         raise ValueError("effect is an empty list; name at least one")
-    shared = {"duration": _time(duration), "direction": direction, "seed": seed}
+    shared = {"duration": _time(duration), "direction": direction, "seed": None if seed is None else _seed(seed)}
     made = []
     for i, name in enumerate(names):
         clip = {"file": name}
         if i > 0:
             clip["seam"] = _without_none({"effect": ids[(i - 1) % len(ids)], **shared})
         made.append(clip)
-    out = _without_none({"size": f"{size[0]}x{size[1]}" if size else None, "rate": str(rate) if rate else None})
+    out = _without_none({"size": _size(size), "rate": None if rate is None else str(rate)})
     document = _without_none({"tumblewash": 1, "sound": sound, "output": out or None, "still": _time(still), "clips": made})
     render_edit(document, output, replace=replace, progress=progress)
 
@@ -133,8 +139,32 @@ def _is_file(clip):
     return not (isinstance(clip, str) and clip.startswith("pattern:"))
 
 
+def _text(what, value):
+    if not isinstance(value, str):
+        raise TypeError(f"{what} must be a text, not {type(value).__name__}")
+    return value
+
+
+def _seed(value):
+    seed = operator.index(value)
+    if not 0 <= seed <= 0xFFFFFFFF:
+        raise ValueError("seed must be a whole number from 0 to 4294967295")
+    return seed
+
+
+def _size(value):
+    if value is None or isinstance(value, str):
+        return value
+    width, height = (operator.index(edge) for edge in value)
+    return f"{width}x{height}"
+
+
 def _time(value):
-    return value if value is None or isinstance(value, str) else f"{round(value * 1000)}ms"
+    if value is None or isinstance(value, str):
+        return value
+    if not math.isfinite(value):
+        raise ValueError(f"{value} is not a time; give seconds, or a text such as '26f'")
+    return f"{round(value * 1000)}ms"
 
 
 def _without_none(values):

@@ -57,7 +57,7 @@ def join(
     direction: str | None = ...,
     seed: int | None = ...,
     still: float | str | None = ...,
-    size: tuple[int, int] | None = ...,
+    size: tuple[int, int] | str | None = ...,
     rate: float | str | None = ...,
     sound: str = ...,
     replace: bool = ...,

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <random>
 #include <string>
 #include <thread>
@@ -149,7 +151,10 @@ TEST(CapiTest, WhatCannotBeRenderedIsRefusedWithASentence) {
     flat.height = 0;
     odd.format = static_cast<tw_format>(7);
     wide.width = kWidth - 1;
-    for (const tw_picture& bad : {hollow, narrow, flat, odd, wide}) {
+    tw_picture farUp = good, farDown = good;
+    farUp.stride = std::numeric_limits<std::ptrdiff_t>::min();
+    farDown.stride = std::numeric_limits<std::ptrdiff_t>::max();
+    for (const tw_picture& bad : {hollow, narrow, flat, odd, wide, farUp, farDown}) {
         EXPECT_EQ(tw_render("morph", 0.5, &bad, &good, nullptr, &target), TW_BAD_ARGUMENT);
         EXPECT_EQ(tw_render("morph", 0.5, &good, &bad, nullptr, &target), TW_BAD_ARGUMENT);
     }
@@ -158,6 +163,9 @@ TEST(CapiTest, WhatCannotBeRenderedIsRefusedWithASentence) {
     EXPECT_EQ(tw_render("morph", 0.5, &good, &good, nullptr, nullptr), TW_BAD_ARGUMENT);
     EXPECT_EQ(tw_render(nullptr, 0.5, &good, &good, nullptr, &target), TW_BAD_ARGUMENT);
     EXPECT_EQ(tw_render("wash", 0.5, &good, &good, nullptr, &target), TW_BAD_ARGUMENT);
+    EXPECT_EQ(tw_render("wash\n\33[31m", 0.5, &good, &good, nullptr, &target), TW_BAD_ARGUMENT);
+    const std::string line = tw_last_error();
+    EXPECT_TRUE(std::none_of(line.begin(), line.end(), [](char c) { return c >= 0 && c < ' '; })) << line;
     EXPECT_EQ(tw_effect_new("wash", nullptr), nullptr);
     EXPECT_EQ(tw_effect_render(nullptr, 0.5, &good, &good, &target), TW_BAD_ARGUMENT);
     EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](std::uint8_t byte) { return byte == 0xA5; }));
@@ -211,7 +219,9 @@ TEST(CapiTest, AnEditIsRenderedToldAndCancelled) {
     EXPECT_EQ(told.done.back(), 16);
     EXPECT_TRUE(std::is_sorted(told.done.begin(), told.done.end()));
     EXPECT_EQ(tw_render_edit(kEdit, nullptr, sums.c_str(), 0, nullptr, nullptr), TW_BAD_OUTPUT);
-    EXPECT_NE(std::string(tw_last_error()).find("sums"), std::string::npos) << tw_last_error();
+    EXPECT_NE(std::string(tw_last_error()).find("sums: already exists; pass TW_REPLACE to replace it"),
+              std::string::npos)
+        << tw_last_error();
     EXPECT_EQ(tw_render_edit(kEdit, nullptr, sums.c_str(), TW_REPLACE, nullptr, nullptr), TW_OK);
 
     const EditFolder other;
@@ -220,6 +230,15 @@ TEST(CapiTest, AnEditIsRenderedToldAndCancelled) {
     EXPECT_EQ(tw_render_edit(kEdit, nullptr, other.file("out.mkv").c_str(), 0, Told::tell, &stopped),
               TW_CANCELLED);
     EXPECT_TRUE(other.empty());
+}
+
+TEST(CapiTest, AnEditLeavesTheProgramsRandomNumbersAlone) {
+    std::srand(5);
+    const int first = std::rand(), second = std::rand();
+    std::srand(5);
+    EXPECT_EQ(std::rand(), first);
+    ASSERT_EQ(tw_render_edit(kEdit, nullptr, "null:", 0, nullptr, nullptr), TW_OK) << tw_last_error();
+    EXPECT_EQ(std::rand(), second);
 }
 
 TEST(CapiTest, EditsThatCannotBeAreRefused) {
@@ -232,6 +251,8 @@ TEST(CapiTest, EditsThatCannotBeAreRefused) {
     EXPECT_EQ(outcome(R"({"tumblewash": 1, "clips": [{"file": "missing.mp4"}]})"), TW_BAD_INPUT);
     EXPECT_NE(std::string(tw_last_error()).find("missing.mp4"), std::string::npos) << tw_last_error();
     EXPECT_EQ(outcome(nullptr), TW_BAD_ARGUMENT);
+    EXPECT_EQ(tw_render_edit(kEdit, nullptr, out.c_str(), TW_REPLACE << 1, nullptr, nullptr),
+              TW_BAD_ARGUMENT);
     EXPECT_EQ(tw_render_edit(kEdit, nullptr, nullptr, 0, nullptr, nullptr), TW_BAD_ARGUMENT);
     EXPECT_EQ(tw_render_edit_file(folder.file("none.edit.json").c_str(), out.c_str(), 0, nullptr, nullptr),
               TW_BAD_INPUT);

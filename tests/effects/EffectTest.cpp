@@ -263,10 +263,13 @@ TEST(EffectTest, PicturesThatDoNotFitAreRefused) {
         return away.render(0.5, {first, last}, targetOf(out));
     };
     Picture hollow = pictureOf(good), narrow = pictureOf(good), empty = pictureOf(good);
+    Picture farUp = pictureOf(good), farDown = pictureOf(good);
+    farUp.stride = std::numeric_limits<std::ptrdiff_t>::min();
+    farDown.stride = std::numeric_limits<std::ptrdiff_t>::max();
     hollow.pixels = nullptr;
     narrow.stride = 31 * 4;
     empty.width = 0;
-    for (const Picture& bad : {hollow, narrow, empty, pictureOf(wide), Picture{}}) {
+    for (const Picture& bad : {hollow, narrow, empty, farUp, farDown, pictureOf(wide), Picture{}}) {
         EXPECT_EQ(outcome(bad, pictureOf(good)), Outcome::badPicture);
         EXPECT_EQ(outcome(pictureOf(good), bad), Outcome::badPicture);
         EXPECT_EQ(away.motionBetween({bad, pictureOf(good)}), nullptr);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <thread>
@@ -408,6 +410,19 @@ TEST(SeedTest, EqualSeedsGiveEqualPicturesAndOthersDoNot) {
         hashes.insert(hash);
     }
     EXPECT_EQ(hashes.size(), 5U);
+}
+
+TEST(SeedTest, TheProgramsOwnNumbersGoOnWhereTheyStood) {
+    std::srand(5);
+    std::array<int, 40> alone{}, beside{};
+    for (int& number : alone) number = std::rand();
+    std::srand(5);
+    TestSource source;
+    for (int& number : beside) {
+        number = std::rand();
+        runHash(fakeModule(), smallSettings(), source);
+    }
+    EXPECT_EQ(beside, alone);
 }
 
 TEST(SeedTest, TheDefaultSeedIsOne) {

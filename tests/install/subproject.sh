@@ -21,14 +21,22 @@ if(tests)
 endif()
 add_executable(user user.cpp)
 target_link_libraries(user PRIVATE tumblewash::memory)
+add_library(older OBJECT older.cpp)
+set_target_properties(older PROPERTIES CXX_STANDARD 17)
+target_link_libraries(older PRIVATE tumblewash::effects)
 PARENT
 cat >"$work/parent/user.cpp" <<'USER'
 #include "memory/FrameMemory.h"
 int main() {}
 USER
+cat >"$work/parent/older.cpp" <<'USER'
+#include "effects/Effect.h"
+USER
 if ! { cmake -S "$work/parent" -B "$work/build" -G Ninja -DTUMBLEWASH_APP=OFF -DCMAKE_CXX_COMPILER="$cxx" &&
-       cmake --build "$work/build" --target user; } >"$work/log" 2>&1; then
+       cmake --build "$work/build" --target user CMakeFiles/older.dir/older.cpp.o; } >"$work/log" 2>&1; then
     cat "$work/log" >&2
     exit 1
 fi
 "$work/build/user"
+ninja -C "$work/build" -t commands CMakeFiles/older.dir/older.cpp.o | grep -q -e -ffp-contract=off ||
+    { echo "the parent's targets may fuse arithmetic" >&2; exit 1; }

@@ -3,6 +3,7 @@
 import ast
 import inspect
 import json
+import os
 import pathlib
 import runpy
 import subprocess
@@ -65,6 +66,17 @@ class Pictures(unittest.TestCase):
         sparse = np.repeat(a, 2, axis=1)[:, ::2]
         self.assertNotEqual(sparse.strides[1], 4)
         self.assertTrue(np.array_equal(tumblewash.render(sparse, b, "tumble-away", 0.4), expected))
+        for one in (np.broadcast_to(a[3], a.shape), np.lib.stride_tricks.as_strided(a, a.shape, (4, 4, 1), writeable=False)):
+            self.assertTrue(np.array_equal(tumblewash.render(one, b, "tumble-away", 0.4),
+                                           tumblewash.render(one.copy(), b, "tumble-away", 0.4)))
+        line = tumblewash.render(a[3].copy()[None], b[:1], "morph", 0.4, out=np.zeros((41, 4), np.uint8)[None])
+        self.assertTrue(np.array_equal(line, tumblewash.render(a[3:4].copy(), b[:1], "morph", 0.4)))
+        column = tumblewash.render(a[:, :1], b[:, :1], "morph", 0.4, out=np.zeros((30, 41, 4), np.uint8)[:, ::41])
+        self.assertTrue(np.array_equal(column, tumblewash.render(a[:, :1].copy(), b[:, :1], "morph", 0.4)))
+        beside = np.zeros((30, 82, 4), np.uint8)
+        beside[:, :41] = a
+        tumblewash.render(beside[:, :41], b, "tumble-away", 0.4, out=beside[:, 41:])
+        self.assertTrue(np.array_equal(beside, np.hstack([a, expected])))
         place = np.zeros((30, 60, 4), np.uint8)
         out = place[:, 7:48]
         self.assertIs(tumblewash.render(a, b, "tumble-away", 0.4, out=out), out)
@@ -76,11 +88,19 @@ class Pictures(unittest.TestCase):
         for wrong in (lambda: tumblewash.render(a, b, "wash"), lambda: tumblewash.render(a),
                       lambda: tumblewash.render(a, b[:-1]), lambda: tumblewash.render(a, b, direction="north"),
                       lambda: tumblewash.render(a[:, :, 0], b), lambda: tumblewash.render(a, b, alpha="some"),
-                      lambda: tumblewash.render(a, b, out=a), lambda: tumblewash.render(a, b, out=a[:, ::2])):
+                      lambda: tumblewash.render(a, b, out=a), lambda: tumblewash.render(a, b, out=a[:, ::2]),
+                      lambda: tumblewash.render(a[1:], b[1:], out=a[:-1]), lambda: tumblewash.render(a, b, "morph\0"),
+                      lambda: tumblewash.render(a, b, out=np.lib.stride_tricks.as_strided(b.copy(), a.shape, (3, 3, 1))),
+                      lambda: tumblewash.render(a, b, seed=-1), lambda: tumblewash.Effect(seed=2 ** 32)):
             with self.assertRaises(ValueError):
                 wrong()
-        with self.assertRaises(TypeError):
-            tumblewash.render(a.astype(float), b)
+        for wrong in (lambda: tumblewash.render(a.astype(float), b), lambda: tumblewash.render(a.tolist(), b),
+                      lambda: tumblewash.render(None, b), lambda: tumblewash.render(a, b, out="out"),
+                      lambda: tumblewash.render(a, b, position="0.5"), lambda: tumblewash.render(a, b, position=None),
+                      lambda: tumblewash.render(a, b, seed=7.0), lambda: tumblewash.render(a, b, direction=None),
+                      lambda: tumblewash.render(a, b, effect=tumblewash.effects()[3])):
+            with self.assertRaisesRegex(TypeError, "^[^\n]{1,80}$"):
+                wrong()
         frozen = np.zeros_like(a)
         frozen.flags.writeable = False
         with self.assertRaises(ValueError):
@@ -143,6 +163,8 @@ class Movies(unittest.TestCase):
         target = pathlib.Path(self.folder.name) / "out.mkv"
         with self.assertRaises(InterruptedError):
             tumblewash.join([self.A, self.B], target, progress=lambda done, total: done < 3)
+        with self.assertRaises(InterruptedError):
+            tumblewash.join([self.A, self.B], target, progress=lambda done, total: np.bool_(False))
 
         def broken(done, total):
             raise KeyError("mine")
@@ -160,6 +182,33 @@ class Movies(unittest.TestCase):
             tumblewash.join([self.A, self.B], self.out + ".mkv", effect=[])
         with self.assertRaises(ValueError):
             tumblewash.render_edit({"tumblewash": 1, "clip": []}, self.out + ".mkv")
+        one = {"tumblewash": 1, "clips": [{"file": self.A}]}
+        for folder, output in (("", "md5:" + self.out + "\0more"), (self.folder.name + "\0", "md5:" + self.out)):
+            with self.assertRaisesRegex(ValueError, "zero character"):
+                tumblewash.render_edit(one, output, folder=folder)
+        self.assertEqual(list(pathlib.Path(self.folder.name).iterdir()), [])
+        odd = os.fsencode(self.out) + b"\xff"
+        tumblewash.render_edit(one, b"md5:" + odd)
+        with self.assertRaisesRegex(OSError, "already exists"):
+            tumblewash.render_edit(one, "md5:" + os.fsdecode(odd))
+        pathlib.Path(self.out).write_text("mine")
+        with self.assertRaisesRegex(OSError, "already exists; pass replace=True to replace it"):
+            tumblewash.join([self.A, self.B], "md5:" + self.out)
+        self.assertEqual(pathlib.Path(self.out).read_text(), "mine")
+
+    def test_values_of_numpy_and_texts_are_taken_and_others_refused(self):
+        def joined(**settings):
+            tumblewash.join([self.A, self.B], "md5:" + self.out, replace=True, **settings)
+            return pathlib.Path(self.out).read_text()
+
+        plain = joined(seed=7, size=(66, 50), rate=5, duration=0.4)
+        self.assertEqual(joined(seed=np.int64(7), size="66x50", rate="5", duration=np.float32(0.4)), plain)
+        self.assertEqual(joined(seed=7, size=np.array([66, 50]), rate=np.float64(5), duration="2f"), plain)
+        for wrong in ({"seed": 2 ** 32}, {"size": (66, 50, 3)}, {"rate": 0}, {"duration": float("inf")}, {"still": float("nan")}):
+            with self.assertRaises(ValueError):
+                joined(**wrong)
+        with self.assertRaisesRegex(TypeError, "list of files"):
+            tumblewash.join("A.mp4", self.out + ".mkv")
 
 
 class Texts(unittest.TestCase):
