@@ -129,7 +129,11 @@ void settleCopies(const Edit& edit, const RenderSettings& settings, MovieRequest
         request.notes.push_back(copying.why);
     } else {
         for (const std::string& note : copying.notes) request.notes.push_back(note);
-        if (request.writer.colour) request.writer.colour->codec = *indexes.front()->facts().codec;
+        if (request.writer.colour) {
+            const media::Codec codec = *indexes.front()->facts().codec;
+            if (media::factsOf(codec).beside) copying.otherCodec = request.writer.colour->codec;
+            request.writer.colour->codec = codec;
+        }
         auto plan = std::make_shared<CopyPlan>();
         plan->clips = indexes;
         plan->runs = copying.runs;

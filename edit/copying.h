@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ struct Copying {
     std::int64_t encoded = 0;
     double seconds = -1;      ///< that the pictures would take here, about; -1: not asked for
     double fullSeconds = -1;  ///< were all of them encoded
+    std::optional<media::Codec> otherCodec;  ///< of a movie in full, where copies are of one that is never asked for
     std::string why;  ///< why nothing is copied, a sentence; empty when something is
     std::vector<std::string> notes;  ///< which clips are encoded from end to end
 };

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "media/CopiedCodecs.h"
+#include "media/CopyPlan.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::edit {
@@ -78,7 +79,8 @@ std::string troubleOf(const PacketIndex& clip) {
     if (facts.width % 2 != 0 || facts.height % 2 != 0)
         return fmt::format("is {}x{}: the encoder cannot write an odd {}", facts.width, facts.height,
                            facts.width % 2 != 0 ? "width" : "height");
-    if (facts.range == kFullRange)
+    // Those of Motion JPEG are so everywhere, its seams' among them.
+    if (facts.range == kFullRange && facts.codec != Codec::mjpeg)
         return "has colours of the full range, and the seams' have the limited one";
     return {};
 }
@@ -124,9 +126,9 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
         return fmt::format("{} is {} and {} {}: a copied file can carry only one", nameOf(b), own, nameOf(a),
                            theirs);
     }
-    if (first.codec == Codec::prores && first.profile != other.profile)
-        return fmt::format("{} is another kind of ProRes than {}: a copied file can carry only one",
-                           nameOf(b), nameOf(a));
+    if ((first.codec == Codec::prores || first.codec == Codec::dnxhr) && first.profile != other.profile)
+        return fmt::format("{} is another kind of {} than {}: a copied file can carry only one", nameOf(b),
+                           first.codecName, nameOf(a));
     if (first.reorders != other.reorders) {
         const PacketIndex& with = first.reorders ? a : b;
         const PacketIndex& without = first.reorders ? b : a;
@@ -145,16 +147,10 @@ std::string conflictOf(const RenderSettings& settings, const MediaInfo& clip) {
         return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded", name,
                            codecName(clip), factsOf(*settings.colour.codec).name);
     const media::MovieKind* const kind = movieKindOf(settings.output);
-    if (kind != nullptr && std::find(kind->codecs.begin(), kind->codecs.end(), *codec) == kind->codecs.end())
+    if (kind != nullptr && !media::holdsCopies(*kind, *codec))
         return fmt::format("{} is {}, which goes into {} files and not into {}", name, codecName(clip),
                            media::endingsOf(*codec), kind->ending);
     return {};
-}
-
-/// FFmpeg's name of the pictures that are encoded beside such a clip's.
-std::string seamPixels(const TrackFacts& facts) {
-    if (facts.codec == Codec::prores) return "yuv422p10le";
-    return facts.pixels.ends_with("10le") ? "yuv420p10le" : "yuv420p";
 }
 
 /// What a clip has to have as the movie shall have it.
@@ -166,7 +162,7 @@ std::string conflictOf(const MovieRequest& request, const PacketIndex& clip) {
     if (!(clip.info().rate == request.rate))
         return fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
                            rateOf(clip.info().rate), rateOf(request.rate));
-    if (const std::string seams = seamPixels(facts); facts.pixels != seams)
+    if (const std::string seams = media::seamPixels(facts); facts.pixels != seams)
         return fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one", nameOf(clip),
                            facts.pixels, seams);
     const media::ClipColour& colour = clip.info().colour;

@@ -357,6 +357,7 @@ Report beginReport(const Edit& edit, const RenderSettings& settings, const Movie
     report.frames = request.end - request.first;
     report.sound = request.sound;
     report.channels = request.writer.channels;
+    report.sampleRate = request.writer.sampleRate;
     report.limiter = request.limiter;
     report.audio = audioPolicyName(edit.sound);
     for (const Clip& clip : request.clips) report.clips.push_back(reportedClip(clip));
@@ -421,6 +422,10 @@ void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Re
     request.writer.copies.reset();
     request.writer.soundCopy.reset();
     request.writer.soundCodec = media::SoundCodec::usual;
+    if (request.copying->otherCodec) {
+        request.writer.colour->codec = *request.copying->otherCodec;
+        report.colour = request.writer.colour;
+    }
     startAnew(request, report);
     report.warnings = {fmt::format("{}; rendered in full instead", problem.what())};
     report.copies = ReportedCopies{0, report.frames, {}, problem.what(), 0};

@@ -73,7 +73,10 @@ Json clipJson(const ReportedClip& clip) {
 }
 
 Json soundJson(const Report& report) {
-    Json json{{"policy", report.audio}, {"channels", report.channels}, {"samples", report.samples}};
+    Json json{{"policy", report.audio},
+              {"channels", report.channels},
+              {"sampleRate", report.sampleRate},
+              {"samples", report.samples}};
     if (!report.music.empty()) json["music"] = quotedName(report.music);
     json["truePeak"] = decibelsJson(report.told.truePeak);
     if (report.limiter)

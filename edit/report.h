@@ -75,6 +75,7 @@ struct Report {
     std::int64_t samples = 0;
     std::string audio;
     int channels = 2;
+    int sampleRate = 48000;
     bool limiter = true;
     std::string music;                         ///< its file, or empty
     LimiterTold told;                          ///< what the limiter saw and did

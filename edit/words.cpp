@@ -56,7 +56,8 @@ std::span<const Word<ToneMap>> toneMapWords() {
 std::span<const Word<Codec>> codecWords() {
     static const std::vector<Word<Codec>> words = [] {
         std::vector<Word<Codec>> out;
-        for (const media::CodecFacts& facts : media::codecTable()) out.push_back({facts.word, facts.id});
+        for (const media::CodecFacts& facts : media::codecTable())
+            if (!facts.beside) out.push_back({facts.word, facts.id});
         return out;
     }();
     return words;

@@ -32,6 +32,10 @@ class Table {
     }
 
     bool fits() const { return sps_.size() <= kMostSps && pps_.size() <= kMostPps; }
+    bool hasRoom() const {
+        return sps_.size() < kMostSps && pps_.size() < kMostPps &&
+               pps_.hasRoom([](int id) { return sameAlignment(0, id); });
+    }
 
   private:
     AvcLimits limits_;
@@ -61,8 +65,8 @@ AvcLimits limitsOf(const std::vector<PacketSource>& from, const std::vector<Sour
 
 class AvcRewriter final : public PacketRewriter {
   public:
-    AvcRewriter(std::vector<Source> sources, AvcLimits limits)
-        : sources_(std::move(sources)), limits_(limits) {
+    AvcRewriter(std::vector<Source> sources, AvcLimits limits, bool room)
+        : sources_(std::move(sources)), limits_(limits), room_(room) {
         for (const Source& source : sources_) {
             for (const auto& [id, sps] : source.sets.sps) {
                 profile_ = std::max(profile_, sps.profile);
@@ -97,6 +101,7 @@ class AvcRewriter final : public PacketRewriter {
     }
     int profile() const override { return profile_; }
     int level() const override { return limits_.level; }
+    bool hasRoom() const override { return room_; }
 
     std::optional<Bytes> rewritten(size_t source, ByteView packet, bool) const override {
         const Source& from = sources_[source];
@@ -130,6 +135,7 @@ class AvcRewriter final : public PacketRewriter {
 
     std::vector<Source> sources_;
     AvcLimits limits_;
+    bool room_;
     int profile_ = 0;
     int compatibility_ = 0xFF;
     const AvcSps* first_ = nullptr;
@@ -157,7 +163,7 @@ std::unique_ptr<PacketRewriter> makeAvcRewriter(const std::vector<PacketSource>&
         }
     }
     if (!table.fits()) return nullptr;
-    return std::make_unique<AvcRewriter>(std::move(sources), limits);
+    return std::make_unique<AvcRewriter>(std::move(sources), limits, table.hasRoom());
 }
 
 }  // namespace tumblewash::media

@@ -29,6 +29,8 @@ const std::vector<CodecFacts>& codecTable() {
         {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, false, 63, 30},
         {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, true, -1, -1},
         {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, true, -1, -1},
+        {Codec::mjpeg, "mjpeg", "Motion JPEG", "mjpeg", true, false, false, false, -1, -1, true},
+        {Codec::dnxhr, "dnxhr", "DNxHR", "dnxhd", true, true, false, false, -1, -1, true},
     };
     return table;
 }
@@ -40,20 +42,26 @@ const CodecFacts& factsOf(Codec codec) {
 
 std::optional<Codec> codecOfName(const std::string& name) {
     for (const CodecFacts& facts : codecTable())
-        if (name == facts.word) return facts.id;
+        if (name == facts.word || name == facts.encoder) return facts.id;
     return std::nullopt;
 }
 
 const std::vector<MovieKind>& movieKinds() {
     static const std::vector<MovieKind> kinds{
-        {".mp4", "mp4", {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9}, Codec::hevc, {}},
-        {".mov", "mov", {Codec::h264, Codec::hevc, Codec::prores}, Codec::hevc, {Codec::prores}},
+        {".mp4", "mp4", {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9}, Codec::hevc, {}, {}},
+        {".mov",
+         "mov",
+         {Codec::h264, Codec::hevc, Codec::prores},
+         Codec::hevc,
+         {Codec::prores},
+         {Codec::mjpeg, Codec::dnxhr}},
         {".mkv",
          "matroska",
          {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1},
          Codec::hevc,
-         {Codec::ffv1}},
-        {".webm", "webm", {Codec::vp9, Codec::av1}, Codec::vp9, {Codec::vp9}},
+         {Codec::ffv1},
+         {Codec::mjpeg, Codec::dnxhr}},
+        {".webm", "webm", {Codec::vp9, Codec::av1}, Codec::vp9, {Codec::vp9}, {}},
     };
     return kinds;
 }
@@ -93,10 +101,14 @@ bool carriesTenBits(const std::string& output, std::optional<Codec> wanted) {
     return kind != nullptr && (!wanted || factsOf(*wanted).ten);
 }
 
+bool holdsCopies(const MovieKind& kind, Codec codec) {
+    return has(kind.codecs, codec) || has(kind.beside, codec);
+}
+
 std::string endingsOf(Codec codec) {
     std::string out;
     for (const MovieKind& kind : movieKinds())
-        if (has(kind.codecs, codec)) out.append(out.empty() ? "" : ", ").append(kind.ending + 1);
+        if (holdsCopies(kind, codec)) out.append(out.empty() ? "" : ", ").append(kind.ending + 1);
     return out;
 }
 

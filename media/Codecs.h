@@ -11,7 +11,7 @@
 
 namespace tumblewash::media {
 
-enum class Codec { h264, hevc, vp9, av1, prores, ffv1 };
+enum class Codec { h264, hevc, vp9, av1, prores, ffv1, mjpeg, dnxhr };
 
 /// One codec.
 struct CodecFacts {
@@ -25,6 +25,7 @@ struct CodecFacts {
     bool tenAlpha;        ///< with 10 bits a component too
     int worstCrf;         ///< --crf goes from 0 to this; -1: it has no such scale
     int usualCrf;         ///< where none is asked for
+    bool beside = false;  ///< never asked for: its pictures are made beside those that are copied from clips
 };
 
 /// One kind of movie file.
@@ -34,6 +35,7 @@ struct MovieKind {
     std::vector<Codec> codecs;  ///< the first one is used unless another is asked for, or needed
     Codec deepCodec;            ///< used for 10 bits unless another is asked for
     std::vector<Codec> alpha;   ///< those that hold transparency in this kind of file
+    std::vector<Codec> beside;  ///< more that clips' packets may have
 };
 
 const std::vector<CodecFacts>& codecTable();
@@ -48,6 +50,9 @@ Codec codecFor(const std::string& output, std::optional<Codec> wanted, int depth
 
 /// True when `output` can hold 10-bit pictures with the codec asked for, if any.
 bool carriesTenBits(const std::string& output, std::optional<Codec> wanted);
+
+/// True when files of this kind can hold packets of such clips.
+bool holdsCopies(const MovieKind& kind, Codec codec);
 
 /// "mp4, mov, mkv": the kinds of file that hold a codec.
 std::string endingsOf(Codec codec);

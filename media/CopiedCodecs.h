@@ -13,7 +13,7 @@ constexpr bool isCopied(Codec codec) noexcept {
     return codec != Codec::av1;
 }
 
-/// The codec with the library's name `name`, which is its word here too; none for others.
+/// The codec with the library's name `name`; none for others.
 std::optional<Codec> codecOfName(const std::string& name);
 
 }  // namespace tumblewash::media

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "media/MediaError.h"
@@ -22,6 +23,9 @@ struct CopyPlan {
     std::vector<std::shared_ptr<const PacketIndex>> clips;
     std::vector<CopyRun> runs;  ///< in order; neighbours that are encoded are one run
 };
+
+/// FFmpeg's name of the pixel format in which pictures beside such a clip's are encoded.
+std::string seamPixels(const TrackFacts& clip);
 
 /// Why these clips cannot be copied into one track by reasons that only their packets tell; words that need no
 /// name. Empty when they can.

@@ -47,6 +47,10 @@ class Table {
         }
         return true;
     }
+    bool hasRoom() const {
+        const auto any = [](int) { return true; };
+        return vps_.hasRoom(any) && sps_.hasRoom(any) && pps_.hasRoom([](int id) { return sameAlignment(0, id); });
+    }
 
   private:
     HevcLimits limits_;
@@ -72,8 +76,8 @@ HevcLimits limitsOf(const std::vector<PacketSource>& from, const std::vector<Sou
 
 class HevcRewriter final : public PacketRewriter {
   public:
-    HevcRewriter(std::vector<Source> sources, HevcLimits limits)
-        : sources_(std::move(sources)), limits_(limits) {
+    HevcRewriter(std::vector<Source> sources, HevcLimits limits, bool room)
+        : sources_(std::move(sources)), limits_(limits), room_(room) {
         for (const Source& source : sources_) {
             for (const auto& [id, set] : source.sets.vps)
                 units_[kHevcVps][source.vps.at(id)] = writeHevcVps(set, source.vps.at(id), limits_);
@@ -122,6 +126,7 @@ class HevcRewriter final : public PacketRewriter {
     }
     int profile() const override { return first_->profile; }
     int level() const override { return limits_.level; }
+    bool hasRoom() const override { return room_; }
 
     std::optional<Bytes> rewritten(size_t source, ByteView packet, bool begins) const override {
         const Source& from = sources_[source];
@@ -156,6 +161,7 @@ class HevcRewriter final : public PacketRewriter {
 
     std::vector<Source> sources_;
     HevcLimits limits_;
+    bool room_;
     const HevcSps* first_ = nullptr;
     int layers_ = 1;
     bool nested_ = true;
@@ -176,7 +182,7 @@ std::unique_ptr<PacketRewriter> makeHevcRewriter(const std::vector<PacketSource>
     Table table(limits);
     for (Source& source : sources)
         if (!table.take(source)) return nullptr;
-    return std::make_unique<HevcRewriter>(std::move(sources), limits);
+    return std::make_unique<HevcRewriter>(std::move(sources), limits, table.hasRoom());
 }
 
 }  // namespace tumblewash::media

@@ -166,6 +166,7 @@ std::unique_ptr<PacketIndex::Detail> readIndex(const std::string& path,
     file.clearDeadline();
     index->header = looker->header();
     index->facts.reorders = looker->reorders();
+    if (looker->kind() != 0) index->facts.profile = looker->kind();
     if (index->trouble.empty()) index->trouble = looker->trouble();
     settleIndex(*index, stream.time_base, index->file.firstPts, hidden);
     return index;
@@ -203,7 +204,6 @@ void settleIndex(PacketIndex::Detail& index, AVRational base, int64_t firstShown
     if (times.empty()) return trouble("shows no pictures");
     if (!index.trouble.empty()) return;
     if (times.front() != firstShown) return trouble("begins with pictures that cannot be decoded");
-    if (!index.file.info.rate) return trouble("does not tell its frame rate");
     trouble(unevenTimes(times, base, index.file.info.rate));
     int64_t place = 0;
     for (const IndexedPacket& packet : packets)

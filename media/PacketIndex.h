@@ -51,7 +51,7 @@ struct TrackFacts {
     int transfer = 0;
     int matrix = 0;
     int chromaPlace = 0;
-    int profile = 0;
+    int profile = 0;  ///< of DNxHR and DNxHD, the number by which packets name their kind
     bool reorders = false;
 };
 

@@ -1,5 +1,5 @@
-// Codecs whose packets stand for themselves and are copied as they are: VP9, whose key pictures forget all
-// before them, FFV1, whose key pictures do so too, and ProRes, which has no others.
+// Codecs whose packets need no rewriting to follow one another: VP9, whose key pictures forget all before them, FFV1,
+// whose key pictures do so too, and those that have no others (IntraPackets.cpp).
 #include <algorithm>
 #include <array>
 
@@ -104,43 +104,16 @@ class Vp9Looker final : public PacketLooker {
     std::optional<std::array<uint32_t, 5>> known_;
 };
 
-/// The head of a ProRes frame as in SMPTE RDD 36, 5.1: length, mark, and what its pictures are.
-class ProresLooker final : public PacketLooker {
-  public:
-    PacketLook look(ByteView packet) override {
-        constexpr size_t kHead = 28;
-        constexpr std::array<uint8_t, 4> kMark{'i', 'c', 'p', 'f'};
-        PacketLook out;
-        out.kind = PacketKind::entry;
-        if (packet.size() < kHead || !std::equal(kMark.begin(), kMark.end(), packet.begin() + 4)) {
-            out.trouble = kBroken;
-            return out;
-        }
-        const size_t length = static_cast<size_t>(packet[0]) << 24 | static_cast<size_t>(packet[1]) << 16 |
-                              static_cast<size_t>(packet[2]) << 8 | packet[3];
-        if (length > packet.size()) out.trouble = kBroken;
-        // Width, height, and what a pixel holds; how lines follow one another has bits of its own.
-        const std::array<uint8_t, 5> coding{packet[16], packet[17], packet[18], packet[19],
-                                            static_cast<uint8_t>(packet[20] & 0xC0)};
-        if (known_ && *known_ != coding) out.trouble = kChanges;
-        known_ = coding;
-        if ((packet[20] & 0x0C) != 0)
-            out.trouble = "is coded for interlaced pictures, and the seams' frames are whole";
-        return out;
-    }
-
-  private:
-    std::optional<std::array<uint8_t, 5>> known_;
-};
-
-/// FFV1 of version 3, RFC 9043: what the pictures are stands in the header alone.
+/// FFV1 of version 3, RFC 9043: what the pictures are stands in the header alone. Earlier versions have none.
 class Ffv1Looker final : public PacketLooker {
   public:
     explicit Ffv1Looker(ByteView header) { header_.bytes.assign(header.begin(), header.end()); }
 
     PacketLook look(ByteView packet) override {
         PacketLook out;
-        if (packet.size() < 2)
+        if (header_.bytes.empty())
+            out.trouble = "is FFV1 of a version before 3, which has no header of its own";
+        else if (packet.size() < 2)
             out.trouble = kBroken;
         else if (startsKey(packet))
             out.kind = PacketKind::entry;
@@ -179,12 +152,8 @@ std::unique_ptr<PacketLooker> makeVp9Looker() {
     return std::make_unique<Vp9Looker>();
 }
 
-std::unique_ptr<PacketLooker> makeProresLooker() {
-    return std::make_unique<ProresLooker>();
-}
-
 std::unique_ptr<PacketLooker> makeFfv1Looker(ByteView header) {
-    return header.empty() ? nullptr : std::make_unique<Ffv1Looker>(header);
+    return std::make_unique<Ffv1Looker>(header);
 }
 
 bool sameHeader(ByteView a, ByteView b) noexcept {
@@ -211,6 +180,10 @@ std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header) {
             return makeVp9Looker();
         case Codec::prores:
             return makeProresLooker();
+        case Codec::mjpeg:
+            return makeMjpegLooker();
+        case Codec::dnxhr:
+            return makeDnxhrLooker();
         case Codec::ffv1:
             return makeFfv1Looker(header);
         case Codec::av1:
@@ -229,6 +202,8 @@ std::unique_ptr<PacketRewriter> makeRewriter(Codec codec, const std::vector<Pack
             return makePlainRewriter(sources);
         case Codec::vp9:
         case Codec::prores:
+        case Codec::mjpeg:
+        case Codec::dnxhr:
             // What the seams' encoder says of itself is true of the clips as well.
             return makePlainRewriter({});
         case Codec::av1:

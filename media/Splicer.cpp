@@ -234,13 +234,15 @@ void Splicer::finish() {
 std::string trackTrouble(const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
     std::vector<PacketSource> sources;
     for (const auto& clip : clips) sources.push_back({clip->detail().header, clip->detail().lag, false});
-    // One more for the seams' own.
-    if (!sources.empty()) sources.push_back(sources.front());
     const auto codec = clips.empty() ? std::nullopt : clips.front()->facts().codec;
-    const bool matched = clips.empty() || matchesClip(*clips.front());
-    if (codec && matched && makeRewriter(*codec, sources)) return {};
-    if (codec == Codec::ffv1)
-        return "the clips are FFV1 of several kinds, or of one that the encoder of the seams does not write";
+    if (codec && matchesClip(*clips.front())) {
+        // The seams' own sets need a place beside the clips'.
+        const std::unique_ptr<PacketRewriter> rewriter = makeRewriter(*codec, sources);
+        if (rewriter && rewriter->hasRoom()) return {};
+    }
+    if (codec == Codec::ffv1 || codec == Codec::dnxhr)
+        return std::string("the clips are ") + (codec == Codec::ffv1 ? "FFV1" : "DNxHR") +
+               " of several kinds, or of one that the encoder of the seams does not write";
     return "the clips need more sets of coding parameters than one file holds";
 }
 

@@ -61,6 +61,8 @@ bool isLarge(const WriterSettings& settings) {
 
 AVPixelFormat formatOf(const MovieColour& colour) {
     if (colour.codec == Codec::prores) return AV_PIX_FMT_YUV422P10;
+    if (colour.codec == Codec::mjpeg) return AV_PIX_FMT_YUVJ420P;
+    if (colour.codec == Codec::dnxhr) return colour.depth > 8 ? AV_PIX_FMT_YUV422P10 : AV_PIX_FMT_YUV422P;
     return colour.depth > 8 ? AV_PIX_FMT_YUV420P10 : AV_PIX_FMT_YUV420P;
 }
 
@@ -233,37 +235,88 @@ void setCodec(const WriterSettings& settings, const Preset& preset, const MovieC
             return setProres(codec);
         case Codec::ffv1:
             return setFfv1(codec);
+        case Codec::mjpeg:
+        case Codec::dnxhr:
+            // Only written beside copied pictures, and then like them.
+            return;
     }
 }
 
-/// 4:2:2 from 4:2:0: each line of colour is nearer to one of its two and takes three quarters of that.
-FramePtr withMoreChroma(const AVFrame& from) {
+FramePtr emptyFrame(int width, int height, AVPixelFormat format) {
     FramePtr out = newFrame();
-    out->width = from.width;
-    out->height = from.height;
-    out->format = AV_PIX_FMT_YUV422P10;
+    out->width = width;
+    out->height = height;
+    out->format = format;
     if (av_frame_get_buffer(out.get(), 0) < 0) throw std::bad_alloc();
-    av_image_copy_plane(out->data[0], out->linesize[0], from.data[0], from.linesize[0], 2 * from.width,
-                        from.height);
+    return out;
+}
+
+/// 4:2:2 from 4:2:0: each line of colour is nearer to one of its two and takes three quarters of that.
+template <typename Sample>
+FramePtr withMoreChroma(const AVFrame& from, AVPixelFormat format) {
+    FramePtr out = emptyFrame(from.width, from.height, format);
+    av_image_copy_plane(out->data[0], out->linesize[0], from.data[0], from.linesize[0],
+                        static_cast<int>(sizeof(Sample)) * from.width, from.height);
     const int rows = from.height / 2;
     for (int plane = 1; plane < 3; ++plane)
         for (int y = 0; y < from.height; ++y) {
             const int other = std::clamp(y / 2 + (y % 2 == 0 ? -1 : 1), 0, rows - 1);
-            const auto* near = rowOf<uint16_t>(from, plane, y / 2);
-            const auto* far = rowOf<uint16_t>(from, plane, other);
-            auto* to = rowOf<uint16_t>(*out, plane, y);
+            const auto* near = rowOf<Sample>(from, plane, y / 2);
+            const auto* far = rowOf<Sample>(from, plane, other);
+            auto* to = rowOf<Sample>(*out, plane, y);
             for (int x = 0; x < from.width / 2; ++x)
-                to[x] = static_cast<uint16_t>((3 * near[x] + far[x] + 2) / 4);
+                to[x] = static_cast<Sample>((3 * near[x] + far[x] + 2) / 4);
         }
     return out;
+}
+
+/// The codes of the full range for those of the limited one, which go from 16 to 235 and, of colour, to 240.
+std::array<uint8_t, 256> fullRangeCodes(bool chroma) {
+    std::array<uint8_t, 256> out{};
+    const double scale = 255.0 / (chroma ? 224 : 219);
+    const int from = chroma ? 128 : 16;
+    const int to = chroma ? 128 : 0;
+    for (int code = 0; code < 256; ++code)
+        out[static_cast<size_t>(code)] =
+            static_cast<uint8_t>(std::clamp<long>(std::lround((code - from) * scale) + to, 0, 255));
+    return out;
+}
+
+FramePtr inFullRange(const AVFrame& from, AVPixelFormat format) {
+    static const std::array codes{fullRangeCodes(false), fullRangeCodes(true)};
+    FramePtr out = emptyFrame(from.width, from.height, format);
+    for (int plane = 0; plane < 3; ++plane) {
+        const std::array<uint8_t, 256>& table = codes[plane == 0 ? 0 : 1];
+        const int width = plane == 0 ? from.width : from.width / 2;
+        const int height = plane == 0 || format == AV_PIX_FMT_YUVJ422P ? from.height : from.height / 2;
+        for (int y = 0; y < height; ++y)
+            std::transform(rowOf<uint8_t>(from, plane, y), rowOf<uint8_t>(from, plane, y) + width,
+                           rowOf<uint8_t>(*out, plane, y), [&](uint8_t code) { return table[code]; });
+    }
+    return out;
+}
+
+/// A picture of 4:2:0 in the limited range as an encoder's pixel format has it.
+FramePtr inFormat(const AVFrame& from, AVPixelFormat format) {
+    switch (format) {
+        case AV_PIX_FMT_YUV422P10:
+            return withMoreChroma<uint16_t>(from, format);
+        case AV_PIX_FMT_YUV422P:
+            return withMoreChroma<uint8_t>(from, format);
+        case AV_PIX_FMT_YUVJ420P:
+            return inFullRange(from, format);
+        case AV_PIX_FMT_YUVJ422P:
+            return inFullRange(*withMoreChroma<uint8_t>(from, AV_PIX_FMT_YUV422P), format);
+        default:
+            return shareFrame(from);
+    }
 }
 
 FramePtr opaqueFrame(const PictureRef& picture, const WriterSettings& settings, const AVCodecContext& codec,
                      const MovieColour& colour) {
     const PixelLayout layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
     const PictureRef native = inLayout(picture, layout, colour.matrix, settings.fields);
-    return codec.pix_fmt == AV_PIX_FMT_YUV422P10 ? withMoreChroma(*native.storage()->frame)
-                                                 : shareFrame(*native.storage()->frame);
+    return inFormat(*native.storage()->frame, codec.pix_fmt);
 }
 
 AVRational rational(double value, int unit) {
@@ -313,7 +366,8 @@ void checkVideo(const std::string& output, const WriterSettings& settings) {
     if (settings.keepAlpha) checkAlpha(output, settings);
     const MovieColour colour = movieColourOf(output, settings);
     const CodecFacts& facts =
-        factsOf(settings.keepAlpha ? colour.codec : codecFor(output, colour.codec, colour.depth));
+        factsOf(settings.keepAlpha || settings.copies ? colour.codec
+                                                      : codecFor(output, colour.codec, colour.depth));
     if (settings.crf >= 0 && facts.worstCrf < 0)
         refuse(std::string(facts.name) + " has one quality; leave out --crf");
     if (settings.crf > facts.worstCrf)
@@ -369,6 +423,7 @@ FramePtr encoderFrame(const PictureRef& picture, const WriterSettings& settings,
                                         : opaqueFrame(picture, settings, codec, colour);
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->pkt_duration = 1;
+    if ((codec.flags & AV_CODEC_FLAG_QSCALE) != 0) frame->quality = codec.global_quality;
     frame->sample_aspect_ratio = {1, 1};
     frame->color_range = codec.color_range;
     frame->colorspace = codec.colorspace;

@@ -32,6 +32,8 @@ class PacketLooker {
     virtual TrackHeader header() const { return {}; }
     /// Why nothing of the whole track can be copied, as far as its headers tell; words as above.
     virtual std::string trouble() const { return {}; }
+    /// Which of its codec's kinds the track is of, where packets say so and the library does not; 0 elsewhere.
+    virtual int kind() const { return 0; }
     /// True when pictures may come in another order than they are shown in.
     virtual bool reorders() const { return false; }
 };
@@ -41,6 +43,8 @@ std::unique_ptr<PacketLooker> makeAvcLooker(ByteView header);
 std::unique_ptr<PacketLooker> makeHevcLooker(ByteView header);
 std::unique_ptr<PacketLooker> makeVp9Looker();
 std::unique_ptr<PacketLooker> makeProresLooker();
+std::unique_ptr<PacketLooker> makeMjpegLooker();
+std::unique_ptr<PacketLooker> makeDnxhrLooker();
 std::unique_ptr<PacketLooker> makeFfv1Looker(ByteView header);
 
 /// For any codec that is copied. Null when the header is broken.

@@ -25,6 +25,8 @@ class PacketRewriter {
     static constexpr int kEncoders = -1;
     virtual int profile() const = 0;
     virtual int level() const = 0;
+    /// True when one more source with sets of its own, numbered 0 as encoders do, would fit.
+    virtual bool hasRoom() const { return true; }
     /// A packet of source `source`. `begins` is set for the first one of a stretch. Nothing when the packet
     /// is not such as the source's header and the index promise.
     virtual std::optional<Bytes> rewritten(size_t source, ByteView packet, bool begins) const = 0;

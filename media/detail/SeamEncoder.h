@@ -14,7 +14,7 @@ namespace tumblewash::media {
 /// headers. `settings` are the movie's. Throws MediaError (encoding).
 CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settings, const CopyPlan& plan);
 
-/// False when this encoder writes no header like the clip's, where packets depend on it.
+/// False when this encoder writes no header, or no kind of pictures, like the clip's where packets depend on it.
 bool matchesClip(const PacketIndex& clip);
 
 /// How many pictures at most one of this encoder's stands before its turn.

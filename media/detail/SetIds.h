@@ -28,6 +28,14 @@ class SetIds {
         return id;
     }
 
+    /// True when a set that equals none of these would still get an id that `fits` takes.
+    template <typename Fits>
+    bool hasRoom(Fits fits) const {
+        for (int id = 0; id < ids_; ++id)
+            if (!known_.contains(id) && fits(id)) return true;
+        return false;
+    }
+
     size_t size() const noexcept { return known_.size(); }
 
   private:

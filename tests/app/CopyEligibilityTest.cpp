@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/app/CopyRun.h"
 
 namespace tumblewash::app {
@@ -43,6 +45,9 @@ TEST_P(CopyEligibilityTest, IsToldInOneSentence) {
 const std::string kOdd = "-vf scale=128:95,setsar=1 " + kVp9;
 const std::string kAlpha = "-pix_fmt yuva420p -auto-alt-ref 0 " + kVp9;
 const std::string kProres = "-c:v prores_ks -pix_fmt yuv422p10le ";
+const std::string kDnxhr = "-vf scale=256:120,setsar=1 -c:v dnxhd -profile:v ";
+const std::string kDv = "-s 720x576 -c:v dvvideo ";
+const std::string kDvHd = "-s 960x720 -r 50 -c:v dvvideo -pix_fmt yuv422p";
 const std::string kAv1 = "-c:v libaom-av1 -cpu-used 8 -usage realtime";
 const Row kRows[] = {
     {"OddHeight", kOdd, kOdd, ".webm", ".webm", {}, "A.webm is 128x95: the encoder cannot write an odd height"},
@@ -65,8 +70,20 @@ const Row kRows[] = {
      ".mp4", ".mp4", {}, "B.mp4 is HLG and "},
     {"Av1", kAv1, kAv1, ".mp4", ".mp4",
      {}, "A.mp4 is AV1, which is not copied"},
-    {"Dnxhr", "-c:v dnxhd -profile:v dnxhr_sq -pix_fmt yuv422p -s 256x120", "-c:v dnxhd -profile:v dnxhr_sq -pix_fmt yuv422p -s 256x120",
-     ".mov", ".mov", {}, "A.mov is dnxhd, which is not copied"},
+    {"KindsOfDnxhr", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", kDnxhr + "dnxhr_hq -pix_fmt yuv422p", ".mov", ".mov", {},
+     "B.mov is another kind of DNxHR than "},
+    {"DnxhrOfFullChroma", kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le", kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le", ".mov",
+     ".mov", {}, "A.mov holds yuv444p10le pictures, and the seams' are yuv422p"},
+    {"MotionJpegOfFullChroma", "-c:v mjpeg -pix_fmt yuvj444p", "-c:v mjpeg -pix_fmt yuvj444p", ".avi", ".mov", {},
+     "A.avi holds yuvj444p pictures, and the seams' are yuvj420p"},
+    {"MotionJpegInMp4", "-c:v mjpeg -pix_fmt yuvj420p", "-c:v mjpeg -pix_fmt yuvj420p", ".mov", ".mp4", {},
+     "A.mov is Motion JPEG, which goes into mov, mkv files and not into .mp4"},
+    // DV is coded in fields, whatever it shows, and its pixels are no squares.
+    {"Dv", kDv + "-pix_fmt yuv420p", kDv + "-pix_fmt yuv420p", ".avi", ".mov", {},
+     "A.avi is interlaced: joining it means deinterlacing every frame"},
+    {"DvOfHighDefinition", kDvHd, kDvHd, ".mov", ".mov", {}, "A.mov is dvvideo, which is not copied"},
+    {"Ffv1OfVersionOne", "-c:v ffv1 -level 1", "-c:v ffv1 -level 1", ".avi", ".mkv", {},
+     "A.avi is FFV1 of a version before 3, which has no header of its own"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Reasons, CopyEligibilityTest, testing::ValuesIn(copies::sampledRows(kRows, 6)),
@@ -102,6 +119,74 @@ const Made kMade[] = {
 
 INSTANTIATE_TEST_SUITE_P(Reasons, CopyMadeTest, testing::ValuesIn(copies::sampledRows(kMade, 4)),
                          [](const testing::TestParamInfo<Made>& row) { return std::string(row.param.name); });
+
+// Files whose bytes are changed to be what no program means to write.
+TEST(CopyEligibilityTest, AHeaderThatLiesIsTold) {
+    const Workshop shop;
+    // Sets between the pictures, by which decoders do without the header.
+    const std::string a = clip(shop, "A.mp4", 0, 1.2, x264("keyint=10:scenecut=0:repeat-headers=1"));
+    std::string bytes = bytesOf(a);
+    const std::size_t header = bytes.find("avcC");
+    ASSERT_NE(header, std::string::npos);
+    // Version, profile, compatibility, level, lengths, then how many sets of the first kind: none.
+    bytes[header + 9] = '\xe0';
+    writeBytes(shop.file("B.mp4"), bytes);
+    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4", "B.mp4 is damaged: its header cannot be read");
+}
+
+TEST(CopyEligibilityTest, APictureThatLastsLongerThanItsPacketsIsTold) {
+    const Workshop shop;
+    const std::string a = clip(shop, "A.mp4", 0, 8, x264("keyint=25:bframes=0"));
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v \"setts=duration='if(eq(N,199),DURATION*3,DURATION)'\" " +
+                    shop.file("B.mp4")),
+              0);
+    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4", "B.mp4 shows 202 frames and holds packets for 200");
+}
+
+TEST(CopyEligibilityTest, PacketsThatShowNoPictureAreTold) {
+    const Workshop shop;
+    const std::string coding = "-c:v libvpx-vp9 -cpu-used 5 -deadline good -g 25 -auto-alt-ref 1 -lag-in-frames 16 -b:v 100k "
+                               "-passlogfile " + shop.file("log");
+    clip(shop, "first.webm", 0, 1.2, coding + " -pass 1");
+    const std::string a = clip(shop, "A.webm", 0, 1.2, coding + " -pass 2");
+    // Pictures that are never shown, which the muxer would put into one packet with their neighbours.
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v vp9_superframe_split -fflags -autobsf " + shop.file("B.webm")), 0);
+    isToldAndRendered(shop, {a, shop.file("B.webm")}, "out.webm",
+                      "B.webm holds packets of which none or several pictures are shown");
+}
+
+// A picture's parameter set can move to ids of one length, of which there are seventeen, and one is the seams'. As the
+// clips grow in number, what does not fit any more is refused before anything is written.
+TEST(CopyEligibilityTest, MoreSetsThanOneFileHoldsAreTold) {
+    const Workshop shop;
+    std::vector<std::string> clips;
+    for (int i = 0; i < 19; ++i) {
+        const char* format = i < 16 ? "undef" : "pal";
+        clips.push_back(clip(shop, "c" + std::to_string(i) + ".mp4", i % 2, 0.4,
+                             "-c:v libx264 -preset ultrafast -x264-params keyint=5:ref=" + std::to_string(i % 16 + 1) +
+                                 ":videoformat=" + format));
+    }
+    const auto join = [&](std::ptrdiff_t count, const char* copies) {
+        std::vector<std::string> words{"join"};
+        words.insert(words.end(), clips.begin(), clips.begin() + count);
+        words.insert(words.end(), {"--duration", "2f", "-f", "-o", shop.file("out.mp4"), copies});
+        return shop.run(words);
+    };
+    const std::string sentence = "the clips need more sets of coding parameters than one file holds";
+    for (std::ptrdiff_t count = test::sampled() ? 19 : 15; count <= 19; ++count) {
+        const RunResult result = join(count, "--copy-bodies=always");
+        const bool refused = result.err == "tumblewash: " + sentence + "\n";
+        EXPECT_EQ(result.code, refused ? 2 : 0) << count << " clips: " << result.err;
+        // In between it depends on which of the encoder's sets are equal.
+        EXPECT_TRUE(count != 15 || !refused);
+        EXPECT_TRUE(count != 19 || refused);
+        EXPECT_EQ(std::filesystem::remove(shop.file("out.mp4")), !refused);
+    }
+    const RunResult rendered = join(19, "--copy-bodies");
+    EXPECT_EQ(rendered.code, 0) << rendered.err;
+    EXPECT_THAT(rendered.err, HasSubstr(sentence));
+    EXPECT_TRUE(std::filesystem::exists(shop.file("out.mp4")));
+}
 
 TEST(CopyEligibilityTest, ClipsAsShortAsTheirSeamsHaveNothingToCopy) {
     const Workshop shop;

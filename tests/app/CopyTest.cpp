@@ -42,6 +42,7 @@ TEST_P(CopyCodingTest, BodiesAreTheClipsOwnFramesToTheBit) {
     EXPECT_GE(report["copies"]["encoded"], 10);
 }
 
+const std::string kDnxhr = "-vf scale=256:120,setsar=1 -c:v dnxhd -profile:v ";
 const Row kRows[] = {
     {"CavlcOfFourSlicesAndCabac", x264("keyint=20:cabac=0:slices=4"), x264("keyint=25:b-pyramid=none"), ".mp4"},
     {"EqualSets", x264("keyint=20"), x264("keyint=20"), ".mp4"},
@@ -59,6 +60,10 @@ const Row kRows[] = {
     {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
     {"Ffv1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", ".mkv"},
     {"Ffv1OfGroups", "-c:v ffv1 -level 3 -g 12 -coder 1 -slices 9", "-c:v ffv1 -level 3 -g 8 -coder 1 -slices 9", ".mkv"},
+    {"MotionJpeg", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:v mjpeg -q:v 9 -huffman default -pix_fmt yuvj420p", ".mov"},
+    {"MotionJpegOfMoreChroma", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", ".mkv"},
+    {"Dnxhr", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", ".mov"},
+    {"DnxhrOfTenBits", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", ".mkv"},
     {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline", ".mp4"},
 };
 
@@ -106,6 +111,74 @@ const Player kPlayers[] = {
 
 INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(copies::sampledRows(kPlayers, 3)),
                          [](const testing::TestParamInfo<Player>& row) { return std::string(row.param.name); });
+
+/// The place and size of the packet that comes `number`-th in a file's pictures.
+std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file, std::size_t number) {
+    const std::string list = shop.file("packets.txt");
+    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file + " > " + list), 0);
+    const std::vector<std::string> lines = linesOf(bytesOf(list));
+    EXPECT_LT(number, lines.size());
+    std::filesystem::remove(list);
+    const std::size_t comma = lines[number].find(',');
+    return {std::stoul(lines[number].substr(comma + 1)), std::stoul(lines[number].substr(0, comma))};
+}
+
+// AVI is read, and its packets go into files that tell times and colours.
+TEST(CopyTest, PicturesThatStandAloneAreCopiedFromAvi) {
+    const Workshop shop;
+    for (const char* coding : {"-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p"}) {
+        const std::string a = clip(shop, "a.avi", 0, 1.2, coding);
+        const std::string b = clip(shop, "b.avi", 1, 1.2, coding);
+        for (const char* out : {"out.mov", "out.mkv"}) {
+            const nlohmann::json report = copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(out));
+            ASSERT_FALSE(report.is_null()) << coding;
+            // Every picture can begin a copy.
+            EXPECT_EQ(report["copies"]["encoded"], 10);
+        }
+    }
+}
+
+// Pictures of DNxHD come in few sizes, of which each has its own rates.
+TEST(CopyTest, EveryKindOfDnxhdKeepsItsKind) {
+    const Workshop shop;
+    struct Kind {
+        const char* coding;
+        const char* size;
+    };
+    std::vector<Kind> kinds{{"-b:v 75M -pix_fmt yuv422p", "1280x720"}, {"-b:v 180M -pix_fmt yuv422p", "1280x720"},
+                            {"-b:v 180M -pix_fmt yuv422p10", "1280x720"}, {"-b:v 36M -pix_fmt yuv422p", "1920x1080"},
+                            {"-b:v 185M -pix_fmt yuv422p10", "1920x1080"}};
+    if (test::sampled()) kinds.resize(1);
+    for (const Kind& kind : kinds) {
+        const std::string a = clip(shop, "a.mov", 0, 0.2, std::string("-vf scale=") + kind.size + ",setsar=1 -c:v dnxhd " + kind.coding);
+        const std::string out = shop.file("out.mov");
+        ASSERT_EQ(shop.run({"join", a, a, "--duration", "2f", "-o", out, "--copy-bodies=always", "-f", "-q"}).code, 0)
+            << kind.coding;
+        ASSERT_EQ(shell("ffmpeg -v error -y -i " + out + " -c copy -f data -map 0:v " + shop.file("packets")), 0);
+        // All of a kind have one length, and a head that names the kind.
+        const std::string bytes = bytesOf(shop.file("packets"));
+        ASSERT_EQ(bytes.size() % 8, 0U);
+        const std::size_t each = bytes.size() / 8;
+        for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(bytes.substr(i * each, 0x2c).substr(0x18), bytes.substr(0x18, 0x14)) << i;
+    }
+}
+
+TEST(CopyTest, ADamagedClipOfACodecThatIsOnlyCopiedIsRenderedInTheUsualOne) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mov", 0, 1, "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p");
+    std::string bytes = bytesOf(a);
+    const auto [at, size] = packetAt(shop, a, 12);
+    // How many codes of each length a table has: more than there are.
+    const std::size_t table = bytes.find("\xff\xc4", at);
+    ASSERT_LT(table, at + size);
+    bytes.replace(table + 5, 16, 16, '\xff');
+    writeBytes(a, bytes);
+    const std::string out = shop.file("out.mov");
+    const RunResult told = shop.run({"join", a, a, "--duration", "6f", "-o", out, "--copy-bodies=always"});
+    ASSERT_EQ(told.code, 0) << told.err;
+    EXPECT_THAT(told.err, HasSubstr("do not all decode; rendered in full instead"));
+    EXPECT_EQ(streamOf(probeJson(out), "video")["codec_name"], "h264");
+}
 
 TEST(CopyTest, ThreeClipsWithSetsOfTheirOwnKeepTheMiddleOne) {
     const Workshop shop;
@@ -355,17 +428,6 @@ TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
     // Headers that are repeated and stay the same are no change.
     const nlohmann::json report = copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
     EXPECT_FALSE(report.is_null());
-}
-
-/// The place and size of the packet that comes `number`-th in a file's pictures.
-std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file, std::size_t number) {
-    const std::string list = shop.file("packets.txt");
-    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file + " > " + list), 0);
-    const std::vector<std::string> lines = linesOf(bytesOf(list));
-    EXPECT_LT(number, lines.size());
-    std::filesystem::remove(list);
-    const std::size_t comma = lines[number].find(',');
-    return {std::stoul(lines[number].substr(comma + 1)), std::stoul(lines[number].substr(0, comma))};
 }
 
 TEST(CopyTest, DamageBesideASeamIsRenderedInFullAndToldOnce) {

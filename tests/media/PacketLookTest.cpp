@@ -94,7 +94,7 @@ TEST(PacketLookTest, HevcOfLayersAndHalvesOfPicturesAreNamed) {
 }
 
 TEST(PacketLookTest, Ffv1SaysInItsFirstBitsWhetherAPictureStandsAlone) {
-    EXPECT_FALSE(makeFfv1Looker({}));
+    EXPECT_THAT(makeFfv1Looker({})->look(Bytes{1, 2, 3}).trouble, HasSubstr("is FFV1 of a version before 3"));
     const TempDir folder;
     ffmpeg("-f lavfi -i testsrc2=s=64x64:r=25 -t 0.8 -pix_fmt yuv420p -c:v ffv1 -level 3 -g 6 " + folder / "a.mkv");
     const auto index = media::PacketIndex::read(folder / "a.mkv");
@@ -102,6 +102,58 @@ TEST(PacketLookTest, Ffv1SaysInItsFirstBitsWhetherAPictureStandsAlone) {
     ASSERT_EQ(index->pictures(), 20);
     for (size_t i = 0; i < index->packets().size(); ++i)
         EXPECT_EQ(index->packets()[i].kind, i % 6 == 0 ? PacketKind::entry : PacketKind::other) << i;
+}
+
+/// The one packet of a file of pictures without a container.
+Bytes pictureOf(const std::string& coding, const std::string& ending) {
+    const TempDir folder;
+    const std::string file = folder / ("a." + ending);
+    ffmpeg("-f lavfi -i testsrc2=s=256x120:r=25 -frames:v 1 " + coding + " " + file);
+    const std::string bytes = readFile(file);
+    return Bytes(bytes.begin(), bytes.end());
+}
+
+TEST(PacketLookTest, JpegPicturesOfAnotherKindAreNamed) {
+    const Bytes picture = pictureOf("-pix_fmt yuvj420p -c:v mjpeg -f mjpeg", "mjpeg");
+    const auto looker = media::makeMjpegLooker();
+    EXPECT_EQ(looker->look(picture).trouble, "");
+    EXPECT_EQ(looker->look(picture).kind, PacketKind::entry);
+    const auto frame = [&](const Bytes& of) {
+        for (size_t i = 0; i + 1 < of.size(); ++i)
+            if (of[i] == 0xFF && of[i + 1] == 0xC0) return i;
+        return size_t{0};
+    };
+    const size_t at = frame(picture);
+    ASSERT_GT(at, 0U);
+    Bytes progressive = picture;
+    progressive[at + 1] = 0xC2;
+    EXPECT_THAT(media::makeMjpegLooker()->look(progressive).trouble, HasSubstr("holds JPEG pictures of another kind"));
+    Bytes smaller = picture;
+    smaller[at + 6] = 64;
+    EXPECT_EQ(looker->look(smaller).trouble, "changes its coding parameters");
+    Bytes field(picture.begin(), picture.begin() + 2);
+    for (const uint8_t byte : Bytes{0xFF, 0xE0, 0, 7, 'A', 'V', 'I', '1', 1}) field.push_back(byte);
+    field.insert(field.end(), picture.begin() + 2, picture.end());
+    EXPECT_THAT(looker->look(field).trouble, HasSubstr("is coded for interlaced pictures"));
+    // Cut anywhere in its head, it is damaged and nothing worse.
+    for (size_t size = 0; size < at + 15; ++size)
+        EXPECT_EQ(media::makeMjpegLooker()->look(ByteView(picture).first(size)).trouble, "is damaged") << size;
+}
+
+TEST(PacketLookTest, DnxhrSaysOfWhatKindItIs) {
+    const Bytes picture = pictureOf("-pix_fmt yuv422p -c:v dnxhd -profile:v dnxhr_hq -f dnxhd", "dnxhd");
+    const auto looker = media::makeDnxhrLooker();
+    EXPECT_EQ(looker->kind(), 0);
+    EXPECT_EQ(looker->look(picture).trouble, "");
+    EXPECT_EQ(looker->kind(), 1272);
+    Bytes other = picture;
+    other[0x2B] = 0xF9;
+    EXPECT_EQ(looker->look(other).trouble, "changes its coding parameters");
+    Bytes field = picture;
+    field[5] |= 2;
+    EXPECT_THAT(media::makeDnxhrLooker()->look(field).trouble, HasSubstr("is coded for interlaced pictures"));
+    EXPECT_EQ(media::makeDnxhrLooker()->look(ByteView(picture).first(0x27F)).trouble, "is damaged");
+    EXPECT_EQ(media::makeDnxhrLooker()->look(Bytes(0x280, 0)).trouble, "is damaged");
 }
 
 }  // namespace
