@@ -329,6 +329,12 @@ bool deepForCopies(const RenderSettings& settings, const ColourWishes& wishes,
            carriesTenBits(settings.output, wishes.codec);
 }
 
+// Copies keep the rate of their sound as well.
+int soundRateFor(const RenderSettings& settings, const std::vector<MediaInfo>& infos) {
+    if (settings.copyBodies == CopyBodies::never || settings.output.empty()) return WriterSettings().sampleRate;
+    return soundRateOf(infos, settings.output);
+}
+
 // The request as it is where nobody asks for copies, with what is known of them.
 MovieRequest withoutCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& tried) {
     RenderSettings full = settings;
@@ -360,7 +366,7 @@ void readAs(const MovieColour& colour, bool planar, ReaderSettings& reader) {
 
 bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
     return a.transfer == b.transfer && a.layout == b.layout && a.matrix == b.matrix &&
-           a.keepFields == b.keepFields && a.channels == b.channels;
+           a.keepFields == b.keepFields && a.channels == b.channels && a.sampleRate == b.sampleRate;
 }
 
 std::vector<MediaInfo> shownOf(const std::vector<Clip>& clips) {
@@ -449,7 +455,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     reader.keepAlpha = alpha;
     const bool planar = evenOnly && !alpha;
     readAs(plan.movie, planar, reader);
-    reader.sampleRate = writer.sampleRate;
+    reader.sampleRate = soundRateFor(settings, infos);
     reader.channels = channelsFor(edit, infos);
     request.clips = openClips(edit, infos, reader, fields, settings.shelf);
     plan = colours(shownOf(request.clips));
@@ -460,6 +466,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     ReaderSettings settled = reader;
     settled.keepFields = fields != FieldOrder::progressive;
     settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
+    settled.sampleRate = writer.sampleRate = soundRateFor(settings, shownOf(request.clips));
     readAs(plan.movie, planar, settled);
     if (!sameReading(reader, settled))
         request.clips = openClips(edit, infos, settled, fields, settings.shelf);
@@ -494,7 +501,8 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     checkOutputs(settings, inputs, request.end - request.first);
     settleCopies(edit, settings, request);
     // What is planned anew has measured its sound.
-    if (deepened && !request.writer.copies) return withoutCopies(edit, settings, request);
+    const bool fitted = deepened || writer.sampleRate != WriterSettings().sampleRate;
+    if (fitted && !request.writer.copies) return withoutCopies(edit, settings, request);
     if (request.clipSound && !settings.output.empty() && !settings.planOnly) {
         settleGains(edit, request, settings.cancel);
         settleSoundCopies(request, settings);

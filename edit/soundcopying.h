@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "edit/request.h"
 
@@ -11,6 +13,10 @@ namespace tumblewash::edit {
 
 /// Tells the request's writer. The request's copies and gains are settled. Throws MediaError.
 void settleSoundCopies(MovieRequest& request, const RenderSettings& settings);
+
+/// The rate of a movie's sound where copies are asked for: 44.1 kHz where all of it is so, or the packets of the first
+/// AAC are and can be kept, else 48 kHz.
+int soundRateOf(const std::vector<media::MediaInfo>& clips, const std::string& output);
 
 /// How many frames from the request's first on have the first clip's sound alone, as it is: up to the first
 /// transition, or a frame short of a cut, where sound fades. 0 where something is added to all of it.

@@ -169,6 +169,7 @@ void fillSound(const InputFile& file, ProbeDetail& out) {
     out.info.channels = sound.ch_layout.nb_channels;
     out.info.channelLayout = channelsWord(sound.ch_layout);
     out.info.audioCodec = avcodec_get_name(sound.codec_id);
+    out.info.audioBits = sound.bits_per_raw_sample;
 }
 
 /// Makes `still` the one picture of `out`, whose size and colour tags stand there already.

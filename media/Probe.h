@@ -46,6 +46,7 @@ struct MediaInfo {
     std::string container;                 ///< short names, for reports
     std::string videoCodec;
     std::string audioCodec;
+    int audioBits = 0;  ///< depth of a sample, where the coding of the sound has one
 };
 
 /// Opens `path` and decodes the first picture. Throws MediaError: unreadable (missing, empty, directory,

@@ -149,13 +149,6 @@ std::unique_ptr<SoundCopy::Detail> find(const std::string& clip, const std::opti
 
 }  // namespace
 
-int soundBitsOf(const std::string& clip, const std::optional<FileIdentity>& identity, CancelFlag cancel) {
-    const ProbeDetail facts = probeDetail(clip, cancel, identity);
-    if (!facts.bytes || facts.audioStream < 0) return 0;
-    InputFile file(facts.bytes, cancel);
-    return file.stream(facts.audioStream, AVMEDIA_TYPE_AUDIO).codecpar->bits_per_raw_sample;
-}
-
 SoundCopy::SoundCopy(std::unique_ptr<Detail> detail) noexcept : detail_(std::move(detail)) {}
 SoundCopy::~SoundCopy() = default;
 

@@ -34,9 +34,6 @@ class SoundCopy {
     std::unique_ptr<Detail> detail_;
 };
 
-/// The depth of a clip's samples, where its coding has one; 0 where it has none. Throws MediaError.
-int soundBitsOf(const std::string& clip, const std::optional<FileIdentity>& identity, CancelFlag cancel);
-
 /// Copied sound that cannot be joined to what follows it. Nothing was put in place.
 class SoundCopyFailed : public MediaError {
   public:

@@ -178,5 +178,58 @@ TEST(CopiedSoundTest, SoundWithoutALossLosesNothing) {
     }
 }
 
+std::string rateOf(const std::string& file) {
+    return streamOf(probeJson(file), "audio")["sample_rate"];
+}
+
+TEST(CopiedSoundTest, SoundOf44100HzKeepsItsRateWhereItIsCopied) {
+    const Workshop shop;
+    const std::string cd = " -ar 44100";
+    const std::string a = clip(shop, "a.mp4", 0, 2, kKeys, "-c:a aac" + cd);
+    const std::string b = clip(shop, "b.mp4", 1, 2, kKeys, "-c:a aac");
+    const std::string out = shop.file("out.mp4");
+    const auto joined = [&](const std::string& first, const std::string& second) {
+        const nlohmann::json report = copiedJoin(shop, {"join", first, second, "--duration", "10f"}, {first, second}, out);
+        return report.is_null() ? -1.0 : report["copies"].value("soundSeconds", 0.0);
+    };
+    for (const std::string& second : {a, b}) {
+        EXPECT_GT(joined(a, second), 1.3);
+        EXPECT_EQ(rateOf(out), "44100");
+        EXPECT_EQ(reportOf(shop)["sound"]["sampleRate"], 44100);
+        EXPECT_EQ(reportOf(shop)["sound"]["samples"], 90 * 44100 / 25);
+        const std::vector<std::string> own = soundPackets(shop, a);
+        const std::vector<std::string> made = soundPackets(shop, out);
+        EXPECT_TRUE(std::equal(own.begin(), own.begin() + 56, made.begin()));
+    }
+    EXPECT_GT(joined(b, a), 1.3);
+    EXPECT_EQ(rateOf(out), "48000");
+    // A movie of which nothing is copied is the usual one.
+    ASSERT_EQ(shop.run({"join", a, a, "--duration", "10f", "--size", "64x48", "-o", out, "--copy-bodies", "-f", "-q"}).code, 0);
+    EXPECT_EQ(rateOf(out), "48000");
+    ASSERT_EQ(shop.run({"join", a, a, "--duration", "10f", "-o", out, "-f", "-q"}).code, 0);
+    EXPECT_EQ(rateOf(out), "48000");
+}
+
+TEST(CopiedSoundTest, SoundOf44100HzWithoutALossLosesNothing) {
+    const Workshop shop;
+    for (const auto& [coding, ending] : {std::pair{"-c:a pcm_s16le", ".mov"}, std::pair{"-c:a flac -ac 2", ".mkv"}}) {
+        const std::string words = std::string(coding) + " -ar 44100";
+        const std::string a = clip(shop, std::string("a") + ending, 0, 2, kKeys, words);
+        const std::string b = clip(shop, std::string("b") + ending, 1, 2, kKeys, words);
+        const std::string out = shop.file(std::string("out") + ending);
+        ASSERT_FALSE(copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, out).is_null());
+        EXPECT_EQ(rateOf(out), "44100");
+        const std::vector<float> first = soundOf(shop, a);
+        const std::vector<float> made = soundOf(shop, out);
+        ASSERT_EQ(made.size(), 90U * 44100 / 25);
+        EXPECT_TRUE(std::equal(made.begin(), made.begin() + 40 * 44100 / 25, first.begin())) << coding;
+        // One of another rate, and all of it is encoded at the usual one.
+        const std::string other = clip(shop, std::string("c") + ending, 1, 2, kKeys, coding);
+        ASSERT_FALSE(copiedJoin(shop, {"join", a, other, "--duration", "10f"}, {a, other}, out).is_null());
+        EXPECT_EQ(rateOf(out), "48000");
+        EXPECT_EQ(streamOf(probeJson(out), "audio")["codec_name"], "aac");
+    }
+}
+
 }  // namespace
 }  // namespace tumblewash::app
