@@ -53,6 +53,11 @@ void copy(const std::shared_ptr<const PacketIndex>& index, const PacketRange& ra
     settings.force = true;
     settings.threads = 1;
     settings.copies = plan;
+    // The seams' encoder is that of the clip's codec.
+    settings.colour.emplace();
+    settings.colour->codec = *index->facts().codec;
+    settings.colour->depth = index->info().colour.depth;
+    settings.colour->matrix = index->info().matrix;
     const std::string output =
         std::filesystem::temp_directory_path() / ("tumblewash-fuzz-" + std::to_string(getpid()) + ".mkv");
     settings.channels = index->info().channels == 1 ? 1 : 2;

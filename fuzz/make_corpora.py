@@ -305,12 +305,19 @@ for name, coding in {"hevc": "keyint=4", "hevc-open": "keyint=4:open-gop=1:bfram
     if made.is_file():
         (copies / name).write_bytes(made.read_bytes())
         made.unlink()
-made = path / "vp9.mkv"
-subprocess.run(["ffmpeg", "-v", "quiet", "-y", *video, "-t", "0.6", "-c:v", "libvpx-vp9", "-g", "5", "-cpu-used", "8",
-                "-deadline", "realtime", str(made)], stdin=subprocess.DEVNULL, check=False)
-if made.is_file():
-    (copies / "vp9").write_bytes(made.read_bytes())
-    made.unlink()
+# Codecs without such units, and sound beside pictures.
+tone = ("-f", "lavfi", "-i", "sine=r=48000")
+for name, coding in {"vp9": ("-c:v", "libvpx-vp9", "-g", "5", "-cpu-used", "8", "-deadline", "realtime"),
+                     "vp9-opus": (*tone, "-c:v", "libvpx-vp9", "-g", "5", "-cpu-used", "8", "-deadline", "realtime", "-c:a", "libopus"),
+                     "aac": (*tone, "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p", "-c:a", "aac", "-ac", "2"),
+                     "ffv1": ("-c:v", "ffv1", "-level", "3", "-g", "4", "-pix_fmt", "yuv420p"),
+                     "mjpeg": ("-c:v", "mjpeg", "-q:v", "20", "-pix_fmt", "yuvj420p"),
+                     "dnxhr": ("-s", "256x120", "-c:v", "dnxhd", "-profile:v", "dnxhr_lb", "-pix_fmt", "yuv422p")}.items():
+    made = path / (name + ".mkv")
+    subprocess.run(["ffmpeg", "-v", "quiet", "-y", *video, *coding, "-t", "0.6", str(made)], stdin=subprocess.DEVNULL, check=False)
+    if made.is_file():
+        (copies / name).write_bytes(made.read_bytes())
+        made.unlink()
 
 # Profiles as packages and libraries ship them; the long tables of presses are left to the long form.
 path = seeds("profiles")
