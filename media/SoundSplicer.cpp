@@ -239,8 +239,8 @@ struct SoundSplicer::Impl {
             if (held == 0 && firstWaiting() > copy.first) throw SoundCopyFailed(output);
             std::optional<Try> tried = joinAt(place, held);
             if (!tried) continue;
-            while (waiting.size() > held) waiting.pop_back();
             next = firstWaiting() + static_cast<int64_t>(held);
+            waiting.resize(held);
             while (!waiting.empty()) giveOldest();
             joined = std::move(*tried);
             joinedAt = place;

@@ -178,6 +178,39 @@ TEST(CopiedSoundTest, SoundWithoutALossLosesNothing) {
     }
 }
 
+// A blow shortens the encoder's windows, and a copied packet and an encoded one that have others cannot overlap: the
+// copy then ends some packets earlier, and what follows takes its place there.
+TEST(CopiedSoundTest, PacketsFollowOneAnotherWhereverTheCopyEnds) {
+    const Workshop shop;
+    const std::string a = clip(shop, "a.mp4", 0, 3, kKeys,
+                               "-c:a aac -b:a 64k -af \"aeval='if(lt(mod(t,0.11),0.03),0.3*(random(0)-0.5),0.01*random(1))':c=same\"");
+    const std::vector<std::string> own = soundPackets(shop, a);
+    const std::vector<float> sound = soundOf(shop, a);
+    int earlier = 0;
+    for (int frames = 50; frames < (test::sampled() ? 52 : 54); ++frames) {
+        const std::string out = shop.file("out.mp4");
+        const nlohmann::json report = copiedJoin(
+            shop, {"join", a + "#t=0," + std::to_string(frames * 0.04), a, "--duration", "6f"}, {a, a}, out);
+        ASSERT_FALSE(report.is_null());
+        ASSERT_EQ(shell("ffprobe -v error -select_streams a -show_entries packet=pts -of csv=p=0 " + out + " > " +
+                        shop.file("times.txt")),
+                  0);
+        std::vector<long> times;
+        for (const std::string& line : linesOf(bytesOf(shop.file("times.txt"))))
+            if (!line.empty()) times.push_back(std::stol(line));
+        for (std::size_t i = 1; i < times.size(); ++i) EXPECT_EQ(times[i] - times[i - 1], 1024) << frames << " " << i;
+        const double copied = report["copies"].value("soundSeconds", 0.0);
+        const auto count = static_cast<std::ptrdiff_t>(std::lround(copied * kRate / 1024));
+        const std::vector<std::string> made = soundPackets(shop, out);
+        EXPECT_TRUE(std::equal(own.begin(), own.begin() + count, made.begin()));
+        const double seam = (frames - 6) * 0.04;
+        EXPECT_GT(worstOf(sound, soundOf(shop, out), 0.1, seam - 0.05, 0), 3);
+        // The last packet that could be kept reaches up to the seam.
+        earlier += copied < seam - 1024.0 / kRate ? 1 : 0;
+    }
+    EXPECT_GT(earlier, 0) << "nothing of this was tried";
+}
+
 std::string rateOf(const std::string& file) {
     return streamOf(probeJson(file), "audio")["sample_rate"];
 }
