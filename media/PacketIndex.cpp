@@ -19,7 +19,8 @@ namespace {
 constexpr double kScanSeconds = 4;
 constexpr double kSlowestScan = 10;
 
-// Times in a container are rounded, to a millisecond in some; a picture's step may be off by two roundings.
+// Times in a container are rounded, to a millisecond in some; a picture's step may be off by two roundings. Where whole
+// pictures are counted, as in AVI, nothing is rounded, and a step too far is a picture that is missing.
 constexpr double kTickTolerance = 1.01;
 constexpr double kStepTolerance = 0.02;  // of a picture's length
 // Rates are read off a few numbers; more than this part of a picture off its place is another rate.
@@ -51,7 +52,8 @@ std::string unevenTimes(const std::vector<int64_t>& times, AVRational base, Fram
     const double frame = usualStep(times, tick, 1 / claimed.value());
     const std::string onto =
         ": copied frames cannot be moved onto " + words("%.6g", std::round(1000 / frame) / 1000) + " fps";
-    const double tolerance = std::max(kTickTolerance * tick, kStepTolerance * frame);
+    const double most = frame / 2;
+    const double tolerance = std::max(std::min(kTickTolerance * tick, most), kStepTolerance * frame);
     for (size_t i = 0; i + 1 < times.size(); ++i) {
         const double step = static_cast<double>(times[i + 1] - times[i]) * tick;
         if (std::abs(step - frame) > tolerance)
@@ -60,7 +62,7 @@ std::string unevenTimes(const std::vector<int64_t>& times, AVRational base, Fram
                    onto;
         const double drift = static_cast<double>(times[i + 1] - times[0]) * tick -
                              static_cast<double>(i + 1) * frame;
-        if (std::abs(drift) > std::max(2 * tick, kDriftTolerance * frame))
+        if (std::abs(drift) > std::max(std::min(2 * tick, most), kDriftTolerance * frame))
             return words("is off its own frame rate by %.0f ms after %.0f frames", drift * 1000,
                          static_cast<double>(i + 1)) +
                    onto;

@@ -77,6 +77,17 @@ TEST(PacketIndexTest, WhatForbidsCopiesIsTold) {
     EXPECT_EQ(failureOf([&] { PacketIndex::read(folder / "none.mp4"); }, "none.mp4"), media::MediaErrorCode::unreadable);
 }
 
+TEST(PacketIndexTest, AMissingPictureIsToldWhereTimesCountPictures) {
+    const TempDir folder;
+    const auto trouble = [&](const std::string& filter) {
+        ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 2 -vf " + filter + " -fps_mode passthrough -pix_fmt yuvj420p -c:v mjpeg " +
+               folder / "a.avi");
+        return PacketIndex::read(folder / "a.avi")->trouble();
+    };
+    EXPECT_EQ(trouble("null"), "");
+    EXPECT_THAT(trouble("\"select='not(eq(n,7))'\""), HasSubstr("has a varying frame rate (frame 6 lasts 80 ms)"));
+}
+
 /// Four bytes, the highest first.
 std::string fourBytes(uint32_t value) {
     std::string out;
