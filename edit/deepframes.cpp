@@ -42,7 +42,7 @@ struct DeepFrames::Impl {
     std::shared_ptr<const effects::MorphMotion> motion;
 
     /// A picture that may be weighed without changing anybody else's.
-    PictureRef deepened(const PictureRef& picture) const {
+    PictureRef deepened(PictureRef picture) const {
         if (!picture) return {};
         if (!weighs && picture.layout() == media::PixelLayout::deep) return picture;
         PictureRef deep = toDeep(picture);
@@ -74,14 +74,26 @@ DeepFrames::DeepFrames(const TransitionJob& job, const PictureRef& first, const 
 DeepFrames::~DeepFrames() = default;
 DeepFrames::DeepFrames(DeepFrames&&) noexcept = default;
 
-PictureRef DeepFrames::render(std::int64_t k, const PictureRef& a, const PictureRef& b) const {
+PictureRef DeepFrames::render(std::int64_t k, PictureRef a, PictureRef b) const {
     const TransitionJob& job = impl_->job;
-    const PictureRef from = impl_->morph ? impl_->first : impl_->deepened(a);
-    const PictureRef to = impl_->morph ? impl_->last : impl_->deepened(b);
-    const PictureRef out = PictureRef::makeDeep(job.size.width, job.size.height);
+    const PictureRef from = impl_->morph ? impl_->first : impl_->deepened(std::move(a));
+    const PictureRef to = impl_->morph ? impl_->last : impl_->deepened(std::move(b));
+    const DeepPictures pictures = impl_->pair(from, to);
+    // Each of these is 17 MB of a large picture: the result takes the place of the one that lies below.
+    const imagelib::DeepView* below = impl_->effect.lyingBelow(pictures);
+    const auto canHold = [&](const PictureRef& picture) {
+        return below != nullptr && picture.words() == below->data && picture.isUnique();
+    };
+    PictureRef out;
+    if (canHold(from))
+        out = from;
+    else if (canHold(to))
+        out = to;
+    else
+        out = PictureRef::makeDeep(job.size.width, job.size.height);
     // The plug-in counts a morph's frames from one.
     const double position = static_cast<double>(impl_->morph ? k + 1 : k) / static_cast<double>(job.frames);
-    impl_->effect.renderFrame(position, impl_->pair(from, to), pixelsOf(out), impl_->motion.get());
+    impl_->effect.renderFrame(position, pictures, pixelsOf(out), impl_->motion.get());
     if (impl_->weighs) eachRow(out, kernels::unweighDeepRow);
     if (job.layout == media::PixelLayout::deep) return out;
     return job.layout == media::PixelLayout::argb ? toArgb(out)

@@ -21,9 +21,10 @@ class DeepFrames {
     ~DeepFrames();
     DeepFrames(DeepFrames&&) noexcept;
 
-    /// Frame k from the outgoing (or only) picture `a` and the incoming one `b`, neither of which is written,
-    /// in the job's layout. A morph looks at its key pictures alone. Throws std::bad_alloc, MediaError.
-    media::PictureRef render(std::int64_t k, const media::PictureRef& a, const media::PictureRef& b) const;
+    /// Frame k from the outgoing (or only) picture `a` and the incoming one `b`, in the job's layout. One
+    /// that nobody else refers to may become the result, others are not written. A morph looks at its key
+    /// pictures alone. Throws std::bad_alloc, MediaError.
+    media::PictureRef render(std::int64_t k, media::PictureRef a, media::PictureRef b) const;
 
   private:
     struct Impl;

@@ -128,7 +128,7 @@ struct ParallelRenderer::Impl {
     TransitionFrame render(Worker& worker, Task task) {
         if (!task.deep) return renderBytes(worker, std::move(task));
         TransitionFrame frame = renderBytes(worker, job.deep() ? standIn(task) : task);
-        frame.picture = deepFrames().render(task.frame, task.a, task.b);
+        frame.picture = deepFrames().render(task.frame, std::move(task.a), std::move(task.b));
         return frame;
     }
 
@@ -229,7 +229,9 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
 ParallelRenderer::~ParallelRenderer() = default;
 
 std::size_t ParallelRenderer::window() const noexcept {
-    return impl_->workers.size() + 1;
+    const TransitionJob& job = impl_->job;
+    const std::size_t workers = impl_->workers.size();
+    return media::mayWait(media::isDeep(job.layout), job.size.width, job.size.height, workers + 1, workers);
 }
 
 void ParallelRenderer::submit(PictureRef a, PictureRef b) {

@@ -78,14 +78,21 @@ struct DeepEffect::Impl {
         return nothing;
     }
 
+    const imagelib::DeepView* below(const DeepPictures& pictures) const {
+        const bool moves =
+            effect.driver == plugin::EffectDriver::distort || effect.driver == plugin::EffectDriver::tumble;
+        if (!moves || !effect.overnext) return nullptr;
+        return effect.reveal ? &pictures.first : &pictures.last;
+    }
+
     void draw(double position, const DeepPictures& pictures, const imagelib::DeepTarget& out) const {
         const kernels::DeepPixel nothing = outside(pictures);
         const imagelib::DeepView& moving = effect.overnext && effect.reveal ? pictures.last : pictures.first;
-        const imagelib::DeepView& lying = effect.reveal ? pictures.first : pictures.last;
-        if (effect.overnext)
-            copyPicture(lying, out);
-        else
+        const imagelib::DeepView* lying = below(pictures);
+        if (lying == nullptr)
             clearPicture(out, nothing);
+        else if (lying->data != out.data)
+            copyPicture(*lying, out);
         const auto factor = static_cast<float>(plugin::effectFractionAt(effect.fraction, position));
         if (effect.driver == plugin::EffectDriver::distort)
             imagelib::warpDeep(moving, out, *field, factor, nothing);
@@ -120,6 +127,10 @@ DeepEffect& DeepEffect::operator=(DeepEffect&&) noexcept = default;
 
 const plugin::EffectRecord& DeepEffect::record() const noexcept {
     return impl_->effect;
+}
+
+const imagelib::DeepView* DeepEffect::lyingBelow(const DeepPictures& pictures) const noexcept {
+    return impl_->below(pictures);
 }
 
 const kernels::DeepRange& DeepEffect::range() const noexcept {

@@ -42,16 +42,21 @@ class DeepEffect {
 
     /// Renders `position`, 0 to 1. At 0 and below, the result is the first picture itself, at 1 and above the
     /// last one; of effects on one clip the end without a picture is transparent black. In between it is what
-    /// the plug-in makes of frame n position of n (of a morph: the frame before). Pixels of `out`, which
-    /// overlaps no picture, are all written. What lies outside of a picture is transparent black; between two
-    /// opaque pictures it is opaque black, so that the result is opaque too. `motion` saves a morph the
-    /// estimate. Throws std::invalid_argument when a picture's size or stride does not fit, std::bad_alloc.
+    /// the plug-in makes of frame n position of n (of a morph: the frame before). Pixels of `out` are all
+    /// written; it overlaps no picture, unless it is the whole one that `lyingBelow` names. What lies outside
+    /// of a picture is transparent black; between two opaque pictures it is opaque black, so that the result
+    /// is opaque too. `motion` saves a morph the estimate. Throws std::invalid_argument when a picture's size
+    /// or stride does not fit, std::bad_alloc.
     void render(double position, const DeepPictures& pictures, const imagelib::DeepTarget& out,
                 const MorphMotion* motion = nullptr) const;
 
     /// The same without the rule for the ends: at 0 and 1, too, what the plug-in makes of them.
     void renderFrame(double position, const DeepPictures& pictures, const imagelib::DeepTarget& out,
                      const MorphMotion* motion = nullptr) const;
+
+    /// The picture over which the other one moves; null for effects that move both, or that have one only.
+    /// Its memory may be the result's.
+    [[nodiscard]] const imagelib::DeepView* lyingBelow(const DeepPictures& pictures) const noexcept;
 
     const plugin::EffectRecord& record() const noexcept;  ///< the effect
     const kernels::DeepRange& range() const noexcept;     ///< the codes of its pictures

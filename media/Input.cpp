@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "media/Picture.h"
 #include "media/Probe.h"
 #include "media/detail/Allowance.h"
 #include "media/detail/CostlyInput.h"
@@ -15,6 +16,7 @@
 extern "C" {
 #include <libavutil/cpu.h>
 #include <libavutil/intreadwrite.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace tumblewash::media {
@@ -44,6 +46,12 @@ bool refusedFormat(std::string_view name) {
                                "concat", "hls",      "dash",  "sdp",        "rtsp",
                                "data",   "rawvideo", "lavfi", "ffmetadata", "webm_dash_manifest"};
     return std::any_of(names.begin(), names.end(), [&](std::string_view n) { return n == name; });
+}
+
+bool isLargeDeep(const AVCodecParameters& video) {
+    const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(video.format));
+    return format != nullptr && format->comp[0].depth > 8 &&
+           int64_t{video.width} * video.height > kLargePicture;
 }
 
 int64_t lengthOrNone(int64_t length) {
@@ -229,8 +237,7 @@ int InputFile::findStreams() {
     int found = 0;
     for (AVDictionary*& one : each)
         found = std::min(found, av_dict_set_int(&one, "max_pixels", kMostPixelsUncounted, 0));
-    if (found == 0)
-        found = avformat_find_stream_info(context_.get(), each.empty() ? nullptr : each.data());
+    if (found == 0) found = avformat_find_stream_info(context_.get(), each.empty() ? nullptr : each.data());
     for (AVDictionary*& one : each) av_dict_free(&one);
     return found;
 }
@@ -298,7 +305,10 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
                                          ", more than this program accepts; scale it first");
         const int64_t picture =
             std::max<int64_t>(1, pictureBytes(parameters.width, parameters.height, parameters.format));
-        codec_->thread_count = static_cast<int>(std::clamp<int64_t>(kThreadsBytes / picture, 1, wanted));
+        // Each thread holds pictures. Where these are large and deep one fewer does: encoding them is slower.
+        const bool fewer = isLargeDeep(parameters) && wanted > 1;
+        codec_->thread_count =
+            static_cast<int>(std::clamp<int64_t>(kThreadsBytes / picture, 1, fewer ? wanted - 1 : wanted));
     }
     memory_.watch(*codec_);
     const int opened = avcodec_open2(codec_.get(), decoder, nullptr);
@@ -347,8 +357,8 @@ void StreamDecoder::feed() {
     }
 }
 
-/// False for a picture of a movie with absurdly many scans; a photo is refused for them. Each is a walk over the
-/// whole picture, and some take only a few bytes.
+/// False for a picture of a movie with absurdly many scans; a photo is refused for them. Each is a walk over
+/// the whole picture, and some take only a few bytes.
 bool StreamDecoder::takesScans(const AVPacket& packet) {
     const JpegScans scans = scansOf({packet.data, static_cast<size_t>(packet.size)}, file_.isImage());
     // Decoders keep the coefficients of a progressive picture until its last scan.

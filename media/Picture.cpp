@@ -175,6 +175,10 @@ PictureRef PictureRef::makeDeep(int width, int height) {
     return wrapFrame(newDeepFrame(width, height), FieldOrder::progressive, colourMatrixFor(width, height));
 }
 
+bool PictureRef::isUnique() const noexcept {
+    return storage_ != nullptr && ownsBytes(*this);
+}
+
 PixelLayout PictureRef::layout() const noexcept {
     return storage_ ? storage_->layout : PixelLayout::argb;
 }

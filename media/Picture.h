@@ -85,6 +85,8 @@ class PictureRef {
     static PictureRef makeDeep(int width, int height);
 
     explicit operator bool() const noexcept { return storage_ != nullptr; }
+    /// True when no other reference shares the picture's bytes: its holder may write them. False when empty.
+    bool isUnique() const noexcept;
     PixelLayout layout() const noexcept;
     /// Columns; 0 when empty.
     int width() const noexcept;

@@ -16,7 +16,7 @@ namespace tumblewash::media {
 
 namespace {
 
-// Besides these, one more is ready in the thread that decodes.
+// Of large deep pictures one waits while the next transition frame is rendered.
 constexpr size_t kFewAhead = 1;
 
 void checkSettings(const std::string& path, const ReaderSettings& settings) {
@@ -110,19 +110,23 @@ void Reader::Impl::stop() {
 
 void Reader::Impl::produce() {
     const size_t depth = mayWait(isDeep(settings.layout), settings.width, settings.height,
-                                 static_cast<size_t>(settings.prefetch), kFewAhead);
+                                 static_cast<size_t>(settings.prefetch) + 1, kFewAhead);
     std::exception_ptr problem;
     for (bool more = true; more;) {
         // Whatever goes wrong here, the receiver is waiting to be told.
         try {
+            {
+                std::unique_lock lock(mutex);
+                changed.wait(lock, [&] { return stopping || queue.size() < depth; });
+                if (stopping) return;
+            }
             PictureRef picture = pictures.next();
-            std::unique_lock lock(mutex);
+            const std::lock_guard lock(mutex);
+            if (stopping) return;
             damaged = pictures.damaged();
             patched = pictures.patched();
             missing = pictures.missing();
             more = static_cast<bool>(picture);
-            changed.wait(lock, [&] { return stopping || queue.size() < depth; });
-            if (stopping) return;
             if (more) queue.push_back(std::move(picture));
         } catch (...) {
             problem = std::current_exception();

@@ -359,6 +359,30 @@ TEST(DeepEffectTest, BothEndsAreThePicturesThemselves) {
     }
 }
 
+TEST(DeepEffectTest, TheResultMayTakeThePlaceOfThePictureThatLiesBelow) {
+    std::mt19937 random(46);
+    Deep first = noiseDeep(45, 33, 1, random), last = noiseDeep(45, 33, 1, random);
+    int seen = 0;
+    for (const EffectRecord& effect : effectCatalogue()) {
+        const DeepEffect deep(effect, 45, 33);
+        const DeepPictures pictures{first.view(), last.view()};
+        const DeepView* below = deep.lyingBelow(pictures);
+        const bool moves = effect.driver == EffectDriver::distort || effect.driver == EffectDriver::tumble;
+        EXPECT_EQ(below != nullptr, moves && effect.overnext) << effect.id;
+        if (below == nullptr) continue;
+        ++seen;
+        Deep apart(45, 33);
+        deep.render(0.4, pictures, apart.target());
+        Deep both[2] = {first, last};
+        Deep& over = both[below == &pictures.first ? 0 : 1];
+        deep.render(0.4, {both[0].view(), both[1].view()}, over.target());
+        EXPECT_TRUE(over == apart) << effect.id;
+        EXPECT_TRUE(over.guardsIntact());
+        EXPECT_TRUE(below == &pictures.first ? both[1] == last : both[0] == first) << effect.id;
+    }
+    EXPECT_EQ(seen, 6);
+}
+
 TEST(DeepEffectTest, TheSeededFieldIsThePluginsOwn) {
     for (const unsigned seed : {0U, 1U, 7U, 123456789U}) {
         for (const HYPluginDirection direction : everyDirection) {
