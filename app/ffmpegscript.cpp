@@ -14,6 +14,7 @@
 #include "edit/report.h"
 #include "edit/request.h"
 #include "edit/shell.h"
+#include "media/Fitting.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
 #include "pluginDistort/v1/Catalogue.h"
@@ -133,7 +134,8 @@ class Script {
         }
         // The graph has quotes of its own.
         return fmt::format("ffmpeg -i {} -i {} -filter_complex \"{}\" {} out.mp4",
-                           edit::shellQuoted(options_.inputs[0]), edit::shellQuoted(options_.inputs[1]), graph, maps);
+                           edit::shellQuoted(options_.inputs[0]), edit::shellQuoted(options_.inputs[1]),
+                           graph, maps);
     }
 
   private:
@@ -147,12 +149,17 @@ class Script {
                            (static_cast<double>(seam_.seed) - 1) / 1000);
     }
 
-    /// Both clips at one size and one rate, as a join has them.
+    /// Both clips at one size and one rate, as a join has them; ffmpeg turns pictures upright by itself.
     std::string clip(int which) const {
+        const media::MediaInfo& info = request_.clips[static_cast<std::size_t>(which)].info();
+        const bool interlaced = info.fields != media::FieldOrder::progressive;
+        const auto [width, height] = request_.size;
+        const media::Placement at =
+            media::placeOf(info.width, info.height, width, height, media::Fit::contain, {true, interlaced});
         return fmt::format(
-            "[{0}:v]fps={1}/{2},scale={3}:{4}:force_original_aspect_ratio=decrease:flags={5},format=rgba,"
-            "pad={3}:{4}:-1:-1,setsar=1,setpts=PTS-STARTPTS",
-            which, request_.rate.num, request_.rate.den, request_.size.width, request_.size.height, kExactly);
+            "[{}:v]{}fps={}/{},scale={}:{}:flags={},format=rgba,pad={}:{}:{}:{},setsar=1,setpts=PTS-STARTPTS",
+            which, interlaced ? "bwdif=mode=send_frame:parity=auto:deint=interlaced," : "", request_.rate.num,
+            request_.rate.den, at.width, at.height, kExactly, width, height, at.padX, at.padY);
     }
 
     const Options& options_;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 
+#include "media/Fitting.h"
 #include "media/detail/FrameRows.h"
 
 extern "C" {
@@ -134,17 +135,11 @@ bool missesALine(const MediaInfo& info, const ReaderSettings& settings) {
            lines >= 0 && lines <= 1 && columns + lines > 0;
 }
 
-int evenNear(double value) {
-    return std::max(2, 2 * static_cast<int>(std::lround(value / 2)));
-}
-
 }  // namespace
 
 /// What has to happen to pictures of one kind.
 struct PictureGraph::Plan {
-    int innerWidth = 0, innerHeight = 0;  // after scaling
-    int cropX = 0, cropY = 0;             // cut from the scaled picture
-    int padX = 0, padY = 0;               // black before it
+    Placement place;
     bool deinterlace = false;
     bool keepsFields = false;
     bool scale = false;
@@ -173,36 +168,15 @@ PictureGraph::Plan PictureGraph::plan(const AVFrame& frame) const {
     // A stream that changes its size in the middle keeps filling the place of its first pictures.
     const double shownWidth = grows_ ? settings_.width : facts_.info.width;
     const double shownHeight = grows_ ? settings_.height : facts_.info.height;
-    const double byWidth = settings_.width / shownWidth;
-    const double byHeight = settings_.height / shownHeight;
-    double inWidth = settings_.width, inHeight = settings_.height;
-    if (settings_.fit != Fit::stretch) {
-        const double factor =
-            settings_.fit == Fit::cover ? std::max(byWidth, byHeight) : std::min(byWidth, byHeight);
-        inWidth = shownWidth * factor;
-        inHeight = shownHeight * factor;
-    }
-    const bool even = !isPacked(settings_.layout);
-    const auto side = [&](double wanted, int limit) {
-        // Slivers of less than two pixels come from rounding display sizes: fill them.
-        if (std::abs(wanted - limit) < 2) return limit;
-        return even ? evenNear(wanted) : std::max(1, static_cast<int>(std::lround(wanted)));
-    };
-    out.innerWidth = side(inWidth, settings_.width);
-    out.innerHeight = side(inHeight, settings_.height);
+    const bool interlaced = frame.interlaced_frame != 0;
+    out.place = placeOf(shownWidth, shownHeight, settings_.width, settings_.height, settings_.fit,
+                        {!isPacked(settings_.layout), interlaced});
     const int storedWidth = swap ? frame.height : frame.width;
     const int storedHeight = swap ? frame.width : frame.height;
-    const int step = even ? 2 : 1;
-    const bool interlaced = frame.interlaced_frame != 0;
-    const auto offset = [](int room, int by) { return room / 2 / by * by; };
-    out.padX = offset(std::max(0, settings_.width - out.innerWidth), step);
-    out.cropX = offset(std::max(0, out.innerWidth - settings_.width), step);
-    out.padY = offset(std::max(0, settings_.height - out.innerHeight), interlaced ? 4 : step);
-    out.cropY = offset(std::max(0, out.innerHeight - settings_.height), interlaced ? 4 : step);
-    const bool linesMove = out.innerHeight != storedHeight || facts_.info.orientation > 2;
+    const bool linesMove = out.place.height != storedHeight || facts_.info.orientation > 2;
     out.deinterlace = interlaced && (!settings_.keepFields || linesMove);
     out.keepsFields = interlaced && !out.deinterlace;
-    out.scale = out.innerWidth != storedWidth || out.innerHeight != storedHeight;
+    out.scale = out.place.width != storedWidth || out.place.height != storedHeight;
     return out;
 }
 
@@ -216,16 +190,16 @@ std::string PictureGraph::blurredBeside(const Plan& plan) const {
     constexpr double kLarger = 1.1;
     const double shape = static_cast<double>(settings_.width) / settings_.height;
     const auto middle = [](double side, int most) { return std::min(most, evenNear(side / kLarger)); };
-    const int wide = middle(std::min<double>(plan.innerWidth, plan.innerHeight * shape), plan.innerWidth);
-    const int high = middle(std::min<double>(plan.innerHeight, plan.innerWidth / shape), plan.innerHeight);
+    const int wide = middle(std::min<double>(plan.place.width, plan.place.height * shape), plan.place.width);
+    const int high = middle(std::min<double>(plan.place.height, plan.place.width / shape), plan.place.height);
     // The blur knows planes, and what is stacked has one format.
     const char* planes = plan.format == AV_PIX_FMT_ARGB     ? "gbrap"
                          : plan.format == AV_PIX_FMT_RGBA64 ? "gbrap16"
                                                             : av_get_pix_fmt_name(plan.format);
-    const bool across = plan.innerWidth < settings_.width;
-    const int before = across ? plan.padX : plan.padY;
+    const bool across = plan.place.width < settings_.width;
+    const int before = across ? plan.place.padX : plan.place.padY;
     const int after =
-        across ? settings_.width - plan.innerWidth - before : settings_.height - plan.innerHeight - before;
+        across ? settings_.width - plan.place.width - before : settings_.height - plan.place.height - before;
     const int room = across ? width : height, full = across ? settings_.width : settings_.height;
     const auto strip = [&](const char* name, int length, bool far) {
         if (length == 0) return std::string();
@@ -268,8 +242,8 @@ std::string PictureGraph::describe(const AVFrame& frame, const Plan& plan) const
     const bool sameRgb = plan.toArgb && format == plan.format;
     if (plan.scale || !(sameYuv || sameRgb)) {
         char line[256];
-        std::snprintf(line, sizeof line, "scale=w=%d:h=%d:flags=%s:interl=%d", plan.innerWidth,
-                      plan.innerHeight, kScaleFlags, plan.keepsFields ? 1 : 0);
+        std::snprintf(line, sizeof line, "scale=w=%d:h=%d:flags=%s:interl=%d", plan.place.width,
+                      plan.place.height, kScaleFlags, plan.keepsFields ? 1 : 0);
         text += line;
         if (!rgb && !grey && matrixName(facts_.space) != nullptr) {
             text += std::string(":in_color_matrix=") + matrixName(facts_.space);
@@ -281,20 +255,20 @@ std::string PictureGraph::describe(const AVFrame& frame, const Plan& plan) const
     }
     text += std::string("format=") + av_get_pix_fmt_name(plan.format);
     char line[160];
-    if (plan.innerWidth > settings_.width || plan.innerHeight > settings_.height) {
+    if (plan.place.width > settings_.width || plan.place.height > settings_.height) {
         std::snprintf(line, sizeof line, ",crop=%d:%d:%d:%d:exact=1",
-                      std::min(plan.innerWidth, settings_.width),
-                      std::min(plan.innerHeight, settings_.height), plan.cropX, plan.cropY);
+                      std::min(plan.place.width, settings_.width),
+                      std::min(plan.place.height, settings_.height), plan.place.cropX, plan.place.cropY);
         text += line;
     }
-    const bool smaller = plan.innerWidth < settings_.width || plan.innerHeight < settings_.height;
+    const bool smaller = plan.place.width < settings_.width || plan.place.height < settings_.height;
     if (smaller && settings_.fit == Fit::blur && !(alpha_ && settings_.keepAlpha)) {
         text += blurredBeside(plan);
     } else if (smaller) {
         // The bars' filter does not know every format, and what it is given instead goes back.
         std::snprintf(line, sizeof line, ",pad=%d:%d:%d:%d:color=black@%d,format=%s", settings_.width,
-                      settings_.height, plan.padX, plan.padY, alpha_ && settings_.keepAlpha ? 0 : 1,
-                      av_get_pix_fmt_name(plan.format));
+                      settings_.height, plan.place.padX, plan.place.padY,
+                      alpha_ && settings_.keepAlpha ? 0 : 1, av_get_pix_fmt_name(plan.format));
         text += line;
     }
     return text;

@@ -11,8 +11,12 @@ def lines_show_the_join(bench):
         hosts.run(bench.program, "out", f"pattern:{scene}?size=96x64&seconds=1&fps=10&sound=0", "-o", bench.path(name), "-q",
                   "--effect", "wash-out", "-d", "2f", "--crf", "0")
         clips.append(bench.path(name))
-    for effect in ("wash-away", "wash-reveal", "tilt-away", "tilt-reveal", "tumble-away", "tumble-reveal"):
-        knobs = ["--effect", effect, "--duration", "6f", "--seed", "7", "--direction", "left"]
+    # One more with wide pixels, between bars.
+    wide = bench.path("wide.mkv")
+    hosts.run("ffmpeg", "-v", "error", "-i", clips[0], "-c", "copy", "-aspect", "3:1", wide)
+    tries = [(effect, clips) for effect in ("wash-away", "wash-reveal", "tilt-away", "tilt-reveal", "tumble-away", "tumble-reveal")]
+    for effect, clips in [*tries, ("wash-away", [wide, clips[1]])]:
+        knobs = ["--effect", effect, "--duration", "6f", "--seed", "7", "--direction", "left", "--size", "96x64"]
         line = hosts.run(bench.program, "ffmpeg-script", *clips, "-q", "-f", "-o", bench.path("seam.cmd"), *knobs)
         words = shlex.split(line)
         graph = words.index("-filter_complex") + 1
