@@ -6,32 +6,27 @@
 #include <cstring>
 #include <vector>
 
+#include "ImageLib/kernels/YuvRow.h"
 #include "media/detail/Av.h"
 
 namespace tumblewash::media {
 
+using kernels::YuvMatrix;
+
 namespace {
 
-constexpr int kBits = 16;
-constexpr int kHalf = 1 << (kBits - 1);
+constexpr int kBits = kernels::yuvMatrixBits;
 constexpr int kBlackCode = 16, kWhiteCode = 235;
-
-/// The matrix of ITU-R BT.601 or BT.709 as 16.16 integers, both ways, with the limited ranges 219 and 224 in.
-struct Coefficients {
-    int luma, redCr, greenCb, greenCr, blueCb;  // to R'G'B'
-    int yRed, yGreen, yBlue;                    // to Y'; their sum is exactly 219 / 255
-    int cbRed, cbGreen, cbBlue;                 // to Cb; sum 0, so that grey stays grey
-    int crRed, crGreen, crBlue;
-};
 
 constexpr int fixed(double value) {
     return static_cast<int>(value * (1 << kBits) + (value < 0 ? -0.5 : 0.5));
 }
 
-constexpr Coefficients coefficients(double kr, double kb) {
+/// The matrix of these weights of red and blue.
+constexpr YuvMatrix coefficients(double kr, double kb) {
     const double kg = 1 - kr - kb;
     const double chroma = 255.0 / 224.0;
-    Coefficients c{};
+    YuvMatrix c{};
     c.luma = fixed(255.0 / 219.0);
     c.redCr = fixed(2 * (1 - kr) * chroma);
     c.blueCb = fixed(2 * (1 - kb) * chroma);
@@ -49,24 +44,13 @@ constexpr Coefficients coefficients(double kr, double kb) {
     return c;
 }
 
-constexpr Coefficients kBt601 = coefficients(0.299, 0.114);
-constexpr Coefficients kBt709 = coefficients(0.2126, 0.0722);
-constexpr Coefficients kBt2020 = coefficients(0.2627, 0.0593);
+constexpr YuvMatrix kBt601 = coefficients(0.299, 0.114);
+constexpr YuvMatrix kBt709 = coefficients(0.2126, 0.0722);
+constexpr YuvMatrix kBt2020 = coefficients(0.2627, 0.0593);
 
-const Coefficients& of(ColourMatrix matrix) {
+const YuvMatrix& of(ColourMatrix matrix) {
     if (matrix == ColourMatrix::bt2020) return kBt2020;
     return matrix == ColourMatrix::bt709 ? kBt709 : kBt601;
-}
-
-inline uint32_t byteOf(int value) {
-    return static_cast<uint32_t>(std::clamp(value, 0, 255));
-}
-
-inline uint32_t packArgb(uint32_t red, uint32_t green, uint32_t blue) {
-    if constexpr (std::endian::native == std::endian::little)
-        return 0xFFU | red << 8 | green << 16 | blue << 24;
-    else
-        return 0xFF000000U | red << 16 | green << 8 | blue;
 }
 
 /// The chroma row that luma row `y` shares: within its own field when fields are kept apart.
@@ -74,87 +58,35 @@ inline int chromaRow(int y, bool fields) {
     return fields ? (y / 4) * 2 + (y & 1) : y / 2;
 }
 
-struct RowTerms {
-    std::vector<int> red, green, blue;
-    explicit RowTerms(int width)
-        : red(static_cast<size_t>(width)),
-          green(static_cast<size_t>(width)),
-          blue(static_cast<size_t>(width)) {}
-};
-
-void chromaTerms(const Coefficients& c, const uint8_t* cb, const uint8_t* cr, int width, RowTerms& out) {
-    for (int x = 0; x < width; ++x) {
-        const int u = cb[x / 2] - 128;
-        const int v = cr[x / 2] - 128;
-        const auto i = static_cast<size_t>(x);
-        out.red[i] = c.redCr * v + kHalf;
-        out.green[i] = c.greenCb * u + c.greenCr * v + kHalf;
-        out.blue[i] = c.blueCb * u + kHalf;
-    }
-}
-
-void rowToArgb(int luma, const uint8_t* y, const RowTerms& terms, int width, uint8_t* out) {
-    const int* red = terms.red.data();
-    const int* green = terms.green.data();
-    const int* blue = terms.blue.data();
-    for (int x = 0; x < width; ++x) {
-        const int grey = (y[x] - 16) * luma;
-        const uint32_t pixel = packArgb(byteOf((grey + red[x]) >> kBits), byteOf((grey + green[x]) >> kBits),
-                                        byteOf((grey + blue[x]) >> kBits));
-        std::memcpy(out + 4 * x, &pixel, sizeof pixel);
-    }
-}
-
-void yuvToArgb(const AVFrame& from, const Coefficients& c, bool fields, uint8_t* argb, ptrdiff_t stride) {
-    RowTerms terms(from.width);
+void yuvToArgb(const AVFrame& from, const YuvMatrix& c, bool fields, uint8_t* argb, ptrdiff_t stride) {
+    const auto width = static_cast<size_t>(from.width);
+    std::vector<int> red(width), green(width), blue(width);
+    const kernels::ChromaTerms terms{red.data(), green.data(), blue.data()};
     int lastRow = -1;
     for (int y = 0; y < from.height; ++y) {
         const int row = std::min(chromaRow(y, fields), (from.height + 1) / 2 - 1);
         if (row != lastRow)
-            chromaTerms(c, from.data[1] + ptrdiff_t{row} * from.linesize[1],
-                        from.data[2] + ptrdiff_t{row} * from.linesize[2], from.width, terms);
+            kernels::chromaTermsRow(c, from.data[1] + ptrdiff_t{row} * from.linesize[1],
+                                    from.data[2] + ptrdiff_t{row} * from.linesize[2], width, terms);
         lastRow = row;
-        rowToArgb(c.luma, from.data[0] + ptrdiff_t{y} * from.linesize[0], terms, from.width,
-                  argb + y * stride);
+        kernels::argbRowFromYuv(c, from.data[0] + ptrdiff_t{y} * from.linesize[0], terms, width,
+                                argb + y * stride);
     }
 }
 
-void rowToLuma(const Coefficients& c, const uint8_t* argb, int width, uint8_t* out) {
-    for (int x = 0; x < width; ++x) {
-        const uint8_t* p = argb + 4 * x;
-        out[x] =
-            static_cast<uint8_t>(16 + ((c.yRed * p[1] + c.yGreen * p[2] + c.yBlue * p[3] + kHalf) >> kBits));
-    }
-}
-
-void rowsToChroma(const Coefficients& c, const uint8_t* above, const uint8_t* below, int width, uint8_t* cb,
-                  uint8_t* cr) {
-    constexpr int half = 1 << (kBits + 1);
-    for (int x = 0; x < width / 2; ++x) {
-        const uint8_t* a = above + 8 * x;
-        const uint8_t* b = below + 8 * x;
-        const int red = a[1] + a[5] + b[1] + b[5];
-        const int green = a[2] + a[6] + b[2] + b[6];
-        const int blue = a[3] + a[7] + b[3] + b[7];
-        const int u = (c.cbRed * red + c.cbGreen * green + c.cbBlue * blue + half) >> (kBits + 2);
-        const int v = (c.crRed * red + c.crGreen * green + c.crBlue * blue + half) >> (kBits + 2);
-        cb[x] = static_cast<uint8_t>(128 + u);
-        cr[x] = static_cast<uint8_t>(128 + v);
-    }
-}
-
-void argbToYuv(const uint8_t* argb, ptrdiff_t stride, const Coefficients& c, bool fields, AVFrame& to) {
+void argbToYuv(const uint8_t* argb, ptrdiff_t stride, const YuvMatrix& c, bool fields, AVFrame& to) {
+    const auto width = static_cast<size_t>(to.width);
     for (int y = 0; y < to.height; ++y)
-        rowToLuma(c, argb + y * stride, to.width, to.data[0] + ptrdiff_t{y} * to.linesize[0]);
+        kernels::lumaRowFromArgb(c, argb + y * stride, width, to.data[0] + ptrdiff_t{y} * to.linesize[0]);
     for (int row = 0; row < to.height / 2; ++row) {
         // A height of 4 n + 2 leaves the last two lines without partners in their fields; they share one
         // sample.
         const bool paired = fields && 4 * (row / 2) + 3 < to.height;
         const int above = paired ? 4 * (row / 2) + (row & 1) : 2 * row;
         const int below = paired ? above + 2 : above + 1;
-        rowsToChroma(c, argb + above * stride, argb + below * stride, to.width,
-                     to.data[1] + ptrdiff_t{row} * to.linesize[1],
-                     to.data[2] + ptrdiff_t{row} * to.linesize[2]);
+        kernels::chromaRowFromArgb(c, argb + above * stride, argb + below * stride, width / 2,
+                                   to.data[1] + ptrdiff_t{row} * to.linesize[1],
+                                   to.data[2] + ptrdiff_t{row} * to.linesize[2]);
     }
 }
 
