@@ -403,6 +403,12 @@ void StreamDecoder::skimUntil(int64_t timestamp) noexcept {
     codec_->skip_loop_filter = AVDISCARD_ALL;
 }
 
+std::optional<int64_t> StreamDecoder::keyBefore(int64_t timestamp) const {
+    const AVIndexEntry* entry =
+        avformat_index_get_entry_from_timestamp(stream_, timestamp, AVSEEK_FLAG_BACKWARD);
+    return entry != nullptr ? std::optional(entry->timestamp) : std::nullopt;
+}
+
 bool StreamDecoder::seek(int64_t timestamp) {
     if (av_seek_frame(&file_.context(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD) < 0) return false;
     avcodec_flush_buffers(codec_.get());

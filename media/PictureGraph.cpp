@@ -302,7 +302,15 @@ void PictureGraph::build(const AVFrame& frame) {
     deinterlaces_ = what.deinterlace;
     onRoad_ = what.road;
     premultiplied_ = alpha_ && !(settings_.keepAlpha && !what.scale);
-    fieldsOut_ = what.keepsFields ? fieldsOf(frame) : FieldOrder::progressive;
+    fieldsOut_ = what.keepsFields ? media::fieldsOf(frame) : FieldOrder::progressive;
+}
+
+bool PictureGraph::takesAlone(const AVFrame& frame) const {
+    return !holdsBack() && !plan(frame).deinterlace;
+}
+
+FieldOrder PictureGraph::fieldsOf(const AVFrame& frame) const {
+    return plan(frame).keepsFields ? media::fieldsOf(frame) : FieldOrder::progressive;
 }
 
 /// A graph that deinterlaces passes progressive pictures as they are; one that does not needs a look again.

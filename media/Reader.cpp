@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "media/detail/Allowance.h"
+#include "media/detail/DecodedPictureDetail.h"
 #include "media/detail/Sound.h"
 #include "media/detail/SteadyPictures.h"
 
@@ -67,6 +68,7 @@ struct Reader::Impl {
     void stop();
     void produce();
     PictureRef take();
+    void noteLosses();
 
     const ProbeDetail facts;
     const ReaderSettings settings;
@@ -76,6 +78,7 @@ struct Reader::Impl {
     const FieldOrder fields;
     int64_t position = 0;
     int64_t samplePosition = 0;
+    std::shared_ptr<const PictureOrigin> origin;  // of decoded pictures, once one was asked for
     bool soundElsewhere = false;  // the sound's own position is found when samples are asked for
 
     std::thread producer;
@@ -140,13 +143,17 @@ void Reader::Impl::produce() {
     changed.notify_all();
 }
 
+void Reader::Impl::noteLosses() {
+    const std::lock_guard lock(mutex);
+    damaged = pictures.damaged();
+    patched = pictures.patched();
+    missing = pictures.missing();
+}
+
 PictureRef Reader::Impl::take() {
     if (!producer.joinable()) {
         PictureRef out = pictures.next();
-        const std::lock_guard lock(mutex);
-        damaged = pictures.damaged();
-        patched = pictures.patched();
-        missing = pictures.missing();
+        noteLosses();
         return out;
     }
     std::unique_lock lock(mutex);
@@ -201,6 +208,27 @@ PictureRef Reader::readPicture() {
     PictureRef out = impl_->take();
     if (out) ++impl_->position;
     return out;
+}
+
+DecodedPicture Reader::readDecoded() {
+    Impl& own = *impl_;
+    throwIfRaised(own.settings.cancel, own.facts.info.path);
+    if (own.producer.joinable())
+        throw MediaError(MediaErrorCode::badRequest, own.facts.info.path,
+                         "pictures that are decoded ahead are converted already");
+    SteadyPictures::Undeveloped out = own.pictures.nextUndeveloped();
+    own.noteLosses();
+    if (!out.frame && !out.picture) return {};
+    ++own.position;
+    if (!own.origin) {
+        auto origin = std::make_shared<PictureOrigin>(PictureOrigin{own.facts, own.settings});
+        origin->facts.bytes.reset();
+        origin->facts.still.reset();
+        origin->settings.cancel = nullptr;
+        own.origin = std::move(origin);
+    }
+    return DecodedPicture(std::make_shared<const DecodedPicture::Storage>(
+        DecodedPicture::Storage{own.origin, std::move(out.frame), std::move(out.picture)}));
 }
 
 void Reader::readSamples(float* interleaved, size_t frames) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "media/DecodedPicture.h"
 #include "media/Probe.h"
 
 namespace tumblewash::media {
@@ -73,6 +74,9 @@ class Reader {
     /// The next picture, or an empty reference after the last one. Throws MediaError (cancelled, encoding for
     /// a filter that fails); damage in the clip is no error, see `warnings`.
     PictureRef readPicture();
+    /// The same as its decoder left it, to be converted when it is wanted; empty after the last one. Only of
+    /// readers with `prefetch` 0. Throws MediaError.
+    DecodedPicture readDecoded();
 
     /// The next `frames` sample frames into `interleaved` (channels x frames floats, full scale -1..1; clips
     /// may go beyond). Always fills

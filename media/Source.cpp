@@ -72,6 +72,11 @@ class FileSource final : public StreamSource {
         return true;
     }
 
+    std::optional<int64_t> keyBefore(int64_t pts) const override {
+        const std::optional<int64_t> key = decoder_.keyBefore(pts + facts_.firstPts);
+        return key ? std::optional(*key - facts_.firstPts) : std::nullopt;
+    }
+
   private:
     static InputFile& prepare(InputFile& file, const ProbeDetail& facts) {
         file.useOnly(facts.videoStream);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace tumblewash::media {
 
@@ -45,7 +46,7 @@ void SteadyPictures::advance() {
     for (;;) {
         TimedPicture done = graph_.pull();
         if (done.picture) {
-            coming_ = std::move(done.picture);
+            coming_ = {nullptr, done.pts, std::move(done.picture)};
             comingIndex_ = indexOf(done.pts);
             return;
         }
@@ -55,26 +56,70 @@ void SteadyPictures::advance() {
             endIndex_ = std::max({endIndex_, int64_t{1}, indexOf(timed.pts + timed.duration)});
         else
             drained_ = true;
+        if (timed.frame && graph_.takesAlone(*timed.frame)) {
+            comingIndex_ = indexOf(timed.pts);
+            coming_ = {std::move(timed.frame), timed.pts, {}};
+            return;
+        }
+        if (!timed.frame && !graph_.holdsBack()) return;
+        // Behind this one the graph could not make the picture that was left for later.
+        develop(current_);
         graph_.push(std::move(timed));
     }
 }
 
+void SteadyPictures::develop(Waiting& waiting) {
+    if (!waiting.frame) return;
+    graph_.push({std::move(waiting.frame), waiting.pts, 1});
+    waiting.picture = graph_.pull().picture;
+    waiting.frame.reset();
+    if (!waiting.picture)
+        throw MediaError(MediaErrorCode::encoding, facts_.info.path, "a picture cannot be converted");
+}
+
 FieldOrder SteadyPictures::fields() {
-    return graph_.fieldsOut();
+    return coming_.frame ? graph_.fieldsOf(*coming_.frame) : graph_.fieldsOut();
+}
+
+/// True when the picture after this one is the same one.
+bool SteadyPictures::wantedAgain() const {
+    return next_ + 1 < count_ && !(coming_ && comingIndex_ <= next_ + 1);
 }
 
 /// The current picture, as the receiver's own when its bytes may be written to.
 PictureRef SteadyPictures::give() {
-    const bool again = next_ + 1 < count_ && !(coming_ && comingIndex_ <= next_ + 1);
-    if (!isPacked(settings_.layout)) return again ? current_ : std::move(current_);
-    if (again) return copyPicture(current_);
-    PictureRef out = std::move(current_);
+    develop(current_);
+    const bool again = wantedAgain();
+    if (!isPacked(settings_.layout)) return again ? current_.picture : std::move(current_.picture);
+    if (again) return copyPicture(current_.picture);
+    PictureRef out = std::move(current_.picture);
     current_ = {};
     return ownsBytes(out) ? out : copyPicture(out);
 }
 
 PictureRef SteadyPictures::next() {
-    if (next_ >= count_) return {};
+    if (!arrive()) return {};
+    PictureRef out = give();
+    ++next_;
+    return out;
+}
+
+SteadyPictures::Undeveloped SteadyPictures::nextUndeveloped() {
+    Undeveloped out;
+    if (!arrive()) return out;
+    if (!current_.frame)
+        out.picture = give();
+    else if (wantedAgain())
+        out.frame = shareFrame(*current_.frame);
+    else
+        out.frame = std::exchange(current_, {}).frame;
+    ++next_;
+    return out;
+}
+
+/// Makes the picture at `next_` the current one. False at the end.
+bool SteadyPictures::arrive() {
+    if (next_ >= count_) return false;
     while (coming_ && comingIndex_ <= next_) {
         current_ = std::move(coming_);
         advance();
@@ -83,11 +128,9 @@ PictureRef SteadyPictures::next() {
     if (!current_ || (!still && !coming_ && drained_ && next_ >= endIndex_)) {
         missing_ = count_ - next_;
         next_ = count_;
-        return {};
+        return false;
     }
-    PictureRef out = give();
-    ++next_;
-    return out;
+    return true;
 }
 
 void SteadyPictures::restart() {
@@ -102,12 +145,22 @@ void SteadyPictures::restart() {
     advance();
 }
 
+/// False when going to `index` by a seek would begin no later than here.
+bool SteadyPictures::seekGainsGround(int64_t index) const {
+    const std::optional<int64_t> key =
+        source_->keyBefore(av_rescale_q(index, frameBase_, facts_.timeBase) - kLeadIn * frameLength());
+    return !key || indexOf(*key) > next_;
+}
+
+/// Length of a picture in the source's time base.
+int64_t SteadyPictures::frameLength() const {
+    return std::max<int64_t>(1, av_rescale_q(1, av_inv_q(asAv(facts_.info.rate)), facts_.timeBase));
+}
+
 /// Seeks in the source. False when the place found is not early enough to know the picture wanted.
 bool SteadyPictures::jump(int64_t index) {
     if (!seekable_) return false;
-    const int64_t frame =
-        std::max<int64_t>(1, av_rescale_q(1, av_inv_q(asAv(facts_.info.rate)), facts_.timeBase));
-    const int64_t wanted = av_rescale_q(index, frameBase_, facts_.timeBase) - kLeadIn * frame;
+    const int64_t wanted = av_rescale_q(index, frameBase_, facts_.timeBase) - kLeadIn * frameLength();
     if (wanted <= 0 || !source_->seek(wanted)) return false;
     graph_.reset();
     current_ = {};
@@ -126,7 +179,8 @@ void SteadyPictures::seek(int64_t index) {
         next_ = index;
         return;
     }
-    const bool ahead = index > next_ && index - next_ <= kWalk && current_;
+    const bool near = index - next_ <= kWalk || !seekGainsGround(index);
+    const bool ahead = index > next_ && near && (current_ || (coming_ && comingIndex_ <= index));
     if (!ahead && !jump(index)) restart();
     // The pictures before it are decoded and let go, not delivered.
     next_ = index;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "media/detail/Av.h"
@@ -86,6 +87,8 @@ class StreamDecoder {
     FramePtr next();
     /// Goes to the last key frame at or before `timestamp` (stream units). False when the file cannot.
     bool seek(int64_t timestamp);
+    /// Where it would go, by the file's index; nothing where the file has none.
+    std::optional<int64_t> keyBefore(int64_t timestamp) const;
 
     const AVStream& stream() const noexcept { return *stream_; }
     const AVCodecContext& codec() const noexcept { return *codec_; }

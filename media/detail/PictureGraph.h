@@ -28,8 +28,15 @@ class PictureGraph {
     TimedPicture pull();
     /// Forgets everything under way.
     void reset();
+    /// True when the picture that comes out depends on this frame alone and can be had at once: nothing is
+    /// made progressive from its neighbours, now or on the way.
+    bool takesAlone(const AVFrame& frame) const;
+    /// True while it may owe pictures for frames that it was given.
+    bool holdsBack() const noexcept { return graph_ && deinterlaces_; }
     /// Line order of the pictures that come out, by the source's tags.
     FieldOrder fieldsOut() const noexcept { return fieldsOut_; }
+    /// What it will be for such a frame.
+    FieldOrder fieldsOf(const AVFrame& frame) const;
 
   private:
     struct Plan;

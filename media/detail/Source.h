@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "media/Pattern.h"
 #include "media/detail/Input.h"
@@ -24,6 +25,8 @@ class StreamSource {
     virtual TimedFrame next() = 0;
     /// Continues with a picture at or before `pts`. False when the source can only start over.
     virtual bool seek(int64_t pts) = 0;
+    /// Where a seek to `pts` would continue; nothing where that is not known beforehand.
+    virtual std::optional<int64_t> keyBefore(int64_t) const { return std::nullopt; }
     virtual int64_t damaged() const { return 0; }
     virtual int64_t patched() const { return 0; }
 };

@@ -18,6 +18,13 @@ class SteadyPictures {
     int64_t count() const noexcept { return count_; }
     /// The next picture, empty at the end. ARGB pictures belong to the receiver alone.
     PictureRef next();
+    /// The same as its decoder left it, where it can be converted by itself; without `frame` and `picture` at
+    /// the end.
+    struct Undeveloped {
+        FramePtr frame;      ///< as decoded; null where only the converted picture can be had
+        PictureRef picture;  ///< as `next` gives it; empty beside a frame
+    };
+    Undeveloped nextUndeveloped();
     /// Makes `index` the next one.
     void seek(int64_t index);
     int64_t position() const noexcept { return next_; }
@@ -31,10 +38,24 @@ class SteadyPictures {
     FieldOrder fields();
 
   private:
+    /// A picture that is waited for. One that its graph makes from this frame alone stays a frame until its
+    /// pixels are wanted: most pictures that a seek passes never are.
+    struct Waiting {
+        FramePtr frame;
+        int64_t pts = 0;
+        PictureRef picture;
+        explicit operator bool() const noexcept { return frame || picture; }
+    };
+
     int64_t indexOf(int64_t pts) const;
     void advance();
     void restart();
+    int64_t frameLength() const;
+    bool seekGainsGround(int64_t index) const;
     bool jump(int64_t index);
+    bool arrive();
+    void develop(Waiting& waiting);
+    bool wantedAgain() const;
     PictureRef give();
 
     const ProbeDetail& facts_;
@@ -44,7 +65,7 @@ class SteadyPictures {
     int64_t count_ = 0;
     std::unique_ptr<StreamSource> source_;
     PictureGraph graph_;
-    PictureRef current_, coming_;
+    Waiting current_, coming_;
     int64_t comingIndex_ = 0;
     int64_t endIndex_ = 0;  // where the pictures decoded so far end
     int64_t next_ = 0;
