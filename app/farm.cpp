@@ -21,6 +21,7 @@
 #include "edit/missing.h"
 #include "edit/outputs.h"
 #include "edit/render.h"
+#include "edit/shell.h"
 #include "farm/engine.h"
 #include "farm/merge.h"
 #include "farm/partrender.h"
@@ -103,7 +104,7 @@ farm::Job jobOf(const Options& o, const FarmPlan& plan, const std::string& planF
         "case $1 in\n0) name=sound ;;\n*) name=$(printf 'part-%04d' \"$1\") ;;\nesac\n"
         "exec {} render {} --part \"$1\" -o \"$TUMBLEWASH_FOLDER/\" --progress none "
         ">\"$TUMBLEWASH_FOLDER/$name.log\" 2>&1\n",
-        farm::shellWord(ownProgram()), farm::shellWord(planFile));
+        edit::shellWord(ownProgram()), edit::shellWord(planFile));
     job.items = farm::missingParts(plan, folder);
     job.finish = {ownProgram(), "merge", planFile, folder, "-o", output};
     if (o.force) job.finish.emplace_back("--force");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "edit/clipshelf.h"
 #include "edit/decibels.h"
 #include "edit/errors.h"
 #include "edit/limiter.h"
@@ -21,15 +22,19 @@ constexpr double kMostDb = 24;
 constexpr double kSilent = -70;
 constexpr int kMeters = 2;
 
-media::Loudness measure(Clip& clip, const MovieRequest& request, media::CancelFlag cancel) {
+media::Loudness measure(Clip& clip, const MovieRequest& request, const RenderSettings& settings) {
     const media::WriterSettings& writer = request.writer;
+    const HeardStretch stretch{clip.in(), clip.frames(), request.rate, writer.sampleRate, writer.channels};
+    if (settings.shelf)
+        if (const std::optional<media::Loudness> known = settings.shelf->loudness(clip, stretch))
+            return *known;
     media::LoudnessMeter meter(writer.channels, writer.sampleRate);
     const std::int64_t total =
         host::samplesBefore(clip.frames(), writer.sampleRate, static_cast<int>(request.rate.num),
                             static_cast<int>(request.rate.den));
     std::vector<float> block;
     for (std::int64_t at = 0; at < total;) {
-        if (cancel && cancel->load()) throw Refusal(Problem::Interrupted, "interrupted");
+        if (settings.cancel && settings.cancel->load()) throw Refusal(Problem::Interrupted, "interrupted");
         const std::int64_t some = std::min<std::int64_t>(total - at, 4800);
         block.resize(static_cast<std::size_t>(some) * static_cast<std::size_t>(writer.channels));
         clip.nextSamples(block);
@@ -37,7 +42,9 @@ media::Loudness measure(Clip& clip, const MovieRequest& request, media::CancelFl
         at += some;
     }
     clip.close();
-    return meter.finish();
+    const media::Loudness heard = meter.finish();
+    if (settings.shelf) settings.shelf->keepLoudness(clip, stretch, heard);
+    return heard;
 }
 
 /// The gain that a measured clip gets, and what is said of it.
@@ -58,7 +65,7 @@ double gainFor(const media::Loudness& heard, double target, const std::string& n
 
 }  // namespace
 
-void settleGains(const Edit& edit, MovieRequest& request, media::CancelFlag cancel) {
+void settleGains(const Edit& edit, MovieRequest& request, const RenderSettings& settings) {
     std::vector<std::string> lines(request.clips.size());
     const auto settle = [&](int i) {
         const auto at = static_cast<std::size_t>(i);
@@ -66,13 +73,13 @@ void settleGains(const Edit& edit, MovieRequest& request, media::CancelFlag canc
         if (!clip.info().hasAudio) return;
         double gain = 0;
         if (edit.loudness)
-            gain = gainFor(measure(clip, request, cancel), edit.loudness->value,
+            gain = gainFor(measure(clip, request, settings), edit.loudness->value,
                            media::quotedName(clip.path()), lines[at]);
         if (edit.clips[at].gain) gain += edit.clips[at].gain->value;
         clip.setGain(gain == 0 ? 1 : linearOf(gain));
     };
     if (edit.loudness) {
-        inParallel(static_cast<int>(request.clips.size()), kMeters, cancel, settle);
+        inParallel(static_cast<int>(request.clips.size()), kMeters, settings.cancel, settle);
     } else {
         for (std::size_t i = 0; i < request.clips.size(); ++i) settle(static_cast<int>(i));
     }

@@ -8,6 +8,7 @@ namespace tumblewash::edit {
 
 /// Sets the gains of the request's clips and adds a line for each that was measured. Reads the sound of every
 /// clip where the edit asks for a loudness. Throws MediaError, or Refusal (Interrupted).
-void settleGains(const Edit& edit, MovieRequest& request, media::CancelFlag cancel);
+/// What `settings.shelf` knows is not measured again.
+void settleGains(const Edit& edit, MovieRequest& request, const RenderSettings& settings);
 
 }  // namespace tumblewash::edit

@@ -52,4 +52,20 @@ void ClipShelf::keep(const ReaderSettings& settings, const Clip& clip) {
     kept_.push_back({settings, clip.again()});
 }
 
+std::optional<media::Loudness> ClipShelf::loudness(const Clip& clip, const HeardStretch& stretch) const {
+    const std::scoped_lock hold(lock_);
+    for (const Heard& heard : heard_)
+        if (heard.file == clip.path() && heard.stretch == stretch && heard.identity == clip.info().identity &&
+            isUnchanged(heard.file, heard.identity))
+            return heard.loudness;
+    return std::nullopt;
+}
+
+void ClipShelf::keepLoudness(const Clip& clip, const HeardStretch& stretch, const media::Loudness& heard) {
+    if (!clip.info().identity) return;
+    const std::scoped_lock hold(lock_);
+    if (heard_.size() >= kMost) heard_.erase(heard_.begin());
+    heard_.push_back({clip.path(), clip.info().identity, stretch, heard});
+}
+
 }  // namespace tumblewash::edit

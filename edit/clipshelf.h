@@ -8,8 +8,19 @@
 #include <vector>
 
 #include "edit/clips.h"
+#include "media/Loudness.h"
 
 namespace tumblewash::edit {
+
+/// A stretch of a clip's sound as it was listened to.
+struct HeardStretch {
+    std::int64_t in = 0;
+    std::int64_t frames = 0;
+    media::FrameRate rate;
+    int sampleRate = 0;
+    int channels = 0;
+    bool operator==(const HeardStretch&) const = default;
+};
 
 /// Known clips. Safe from several threads.
 class ClipShelf {
@@ -21,12 +32,25 @@ class ClipShelf {
     /// Keeps a clip that was opened with `settings` and is not trimmed. The oldest goes when there are many.
     void keep(const media::ReaderSettings& settings, const Clip& clip);
 
+    /// How loud this stretch of a clip's file is; nothing where it was not measured or the file is another
+    /// one by now.
+    std::optional<media::Loudness> loudness(const Clip& clip, const HeardStretch& stretch) const;
+    /// Keeps what was measured. The oldest goes when there are many.
+    void keepLoudness(const Clip& clip, const HeardStretch& stretch, const media::Loudness& heard);
+
   private:
     struct Kept {
         media::ReaderSettings settings;
         Clip clip;
     };
+    struct Heard {
+        std::string file;
+        std::optional<media::FileIdentity> identity;
+        HeardStretch stretch;
+        media::Loudness loudness;
+    };
     mutable std::mutex lock_;
+    std::vector<Heard> heard_;
     std::vector<Kept> kept_;
 };
 

@@ -88,8 +88,8 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     s.rate = request.rate;
     // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
     s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
-    // Nobody takes pictures where sound alone is rendered.
-    if (settings.soundOnly) s.prefetch = 0;
+    // Nobody takes pictures where sound alone is rendered, or nothing.
+    if (settings.soundOnly || settings.planOnly) s.prefetch = 0;
     s.cancel = settings.cancel;
     return s;
 }
@@ -504,7 +504,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     const bool fitted = deepened || writer.sampleRate != WriterSettings().sampleRate;
     if (fitted && !request.writer.copies) return withoutCopies(edit, settings, request);
     if (request.clipSound && !settings.output.empty() && !settings.planOnly) {
-        settleGains(edit, request, settings.cancel);
+        settleGains(edit, request, settings);
         settleSoundCopies(request, settings);
     }
     return request;

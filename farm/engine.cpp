@@ -24,11 +24,6 @@ using edit::Refusal;
 
 namespace {
 
-bool isPlain(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("_-./,:=+@").find(c) != std::string_view::npos;
-}
-
 bool isInstalled(const std::string& command) {
     const char* path = std::getenv("PATH");
     std::string folders = path != nullptr ? path : "/usr/bin:/bin";
@@ -93,23 +88,17 @@ const Engine& engineNamed(const std::string& name) {
                                                    fmt::join(names, ", "), edit::didYouMean(name, names)));
 }
 
-std::string shellWord(const std::string& word) {
-    bool plain = !word.empty();
-    for (const char c : word) plain = plain && isPlain(c);
-    return plain ? word : edit::shellQuoted(word);
-}
-
 std::string shellWords(const std::vector<std::string>& words) {
     std::string out;
     for (const std::string& word : words) {
         if (!out.empty()) out += ' ';
-        out += shellWord(word);
+        out += edit::shellWord(word);
     }
     return out;
 }
 
 std::string shellHead(const Job& job) {
-    return fmt::format("TUMBLEWASH_FOLDER={}\nexport TUMBLEWASH_FOLDER\n", shellWord(job.folder));
+    return fmt::format("TUMBLEWASH_FOLDER={}\nexport TUMBLEWASH_FOLDER\n", edit::shellWord(job.folder));
 }
 
 std::string finishLines(const Job& job) {

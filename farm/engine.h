@@ -42,8 +42,6 @@ std::span<const Engine> engines();
 /// An engine by its name. Throws Refusal (BadRequest) with the nearest name.
 const Engine& engineNamed(const std::string& name);
 
-/// A word as a shell takes it, whatever it holds: quoted, unless it is plain.
-std::string shellWord(const std::string& word);
 /// Words of a command, blanks between.
 std::string shellWords(const std::vector<std::string>& words);
 
