@@ -2,8 +2,10 @@
 // Header only; the key and what it stands for are the user's.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,12 +33,24 @@ class BoundedCache {
     /// Keeps a value of so many bytes, which alone may not exceed the bound; the oldest make room.
     void keep(const std::string& key, Value value, std::size_t bytes) {
         const std::scoped_lock hold(lock_);
-        if (bytes > most_) return;
+        if (bytes > mostNow()) return;
         if (const auto found = places_.find(key); found != places_.end()) drop(found->second);
         kept_.push_front({key, std::move(value), bytes});
         places_[key] = kept_.begin();
         used_ += bytes;
-        while (used_ > most_) drop(std::prev(kept_.end()));
+        shrink();
+    }
+
+    /// Leaves room for something else that counts against the bound, as long as what is returned lives. Half
+    /// of the bound stays for values.
+    std::shared_ptr<void> setAside(std::size_t bytes) {
+        const std::scoped_lock hold(lock_);
+        aside_ += bytes;
+        shrink();
+        return {nullptr, [this, bytes](void*) {
+                    const std::scoped_lock again(lock_);
+                    aside_ -= bytes;
+                }};
     }
 
     /// Bytes in use.
@@ -44,8 +58,11 @@ class BoundedCache {
         const std::scoped_lock hold(lock_);
         return used_;
     }
-    /// The bound.
-    std::size_t most() const noexcept { return most_; }
+    /// What values may take by now: the bound without what was set aside.
+    std::size_t room() const {
+        const std::scoped_lock hold(lock_);
+        return mostNow();
+    }
 
   private:
     struct Kept {
@@ -55,6 +72,10 @@ class BoundedCache {
     };
     using Place = typename std::list<Kept>::iterator;
 
+    std::size_t mostNow() const { return most_ - std::min(most_ / 2, aside_); }
+    void shrink() {
+        while (used_ > mostNow()) drop(std::prev(kept_.end()));
+    }
     void drop(Place place) {
         used_ -= place->bytes;
         places_.erase(place->key);
@@ -66,6 +87,7 @@ class BoundedCache {
     std::list<Kept> kept_;
     std::unordered_map<std::string, Place> places_;
     std::size_t used_ = 0;
+    std::size_t aside_ = 0;
 };
 
 }  // namespace tumblewash::studio

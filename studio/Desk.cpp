@@ -80,14 +80,9 @@ const char* savingWord(Saving saving) {
     return "none";
 }
 
-/// As a POSIX shell takes it as one word.
-std::string shellWord(const std::string& word) {
-    const bool plain = !word.empty() && word.front() != '-' &&
-                       word.find_first_not_of(
-                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
-                           "._/-+,:@%") == std::string::npos;
-    if (plain) return word;
-    return (word.starts_with('-') ? "./" : "") + edit::shellQuoted(word);
+/// A file's name as a word of a command, and no option.
+std::string fileWord(const std::string& name) {
+    return edit::shellWord((name.starts_with('-') ? "./" : "") + name);
 }
 
 std::string realPath(const std::string& path) {
@@ -282,7 +277,7 @@ Json Desk::exported(const std::string& format) const {
     if (format == "command")
         return {
             {"name", stem + ".sh"},
-            {"text", fmt::format("tumblewash render {} -o {}\n", shellWord(name), shellWord(stem + ".mp4"))},
+            {"text", fmt::format("tumblewash render {} -o {}\n", fileWord(name), fileWord(stem + ".mp4"))},
             {"remarks", Json::array()}};
     const PlanRef settled = plan();
     if (!settled) throw Refused{409, "no-plan", "the edit cannot be rendered as it is"};
@@ -308,7 +303,7 @@ Response Desk::render(const Json& body) {
     const std::string output = (fs::path(folderOfDocument()) / name).string();
     std::error_code ignored;
     if (!flagAt(body, "force") && fs::exists(fs::symlink_status(output, ignored)))
-        throw Refused{409, "exists", name + ": exists already"};
+        throw Refused{409, "exists", name + ": already exists"};
     if (!job_.start(document_.edit(), output, flagAt(body, "force"), flagAt(body, "copy"), document_.file()))
         throw Refused{409, "busy", "a movie is being made already"};
     return jsonResponse(job_.json(), 202);

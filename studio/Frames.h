@@ -4,57 +4,105 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "effects/Effect.h"
+#include "media/DecodedPicture.h"
 #include "media/Reader.h"
 #include "studio/BoundedCache.h"
 #include "studio/Plan.h"
 
 namespace tumblewash::studio {
 
-/// Decoded pictures, by clip, size and frame.
-using PictureCache = BoundedCache<media::PictureRef>;
+/// A picture of a clip that is kept: as its decoder left it, for every size, or made for one.
+struct KeptPicture {
+    media::DecodedPicture decoded;
+    media::PictureRef picture;
+};
+
+/// Pictures of clips, by clip, frame and, where they are made for one, size. Open decoders count against its
+/// bound.
+using PictureCache = BoundedCache<KeptPicture>;
+
+/// What of a picture that was read goes into the cache.
+enum class Keep {
+    decoded,  ///< the picture as its decoder left it, where that takes less than one of the movie's size
+    made,     ///< the picture as it was asked for: for small ones that are asked for once
+    nothing
+};
 
 /// Renders frames of plans. One thread at a time.
 class Frames {
   public:
-    /// `cancel` ends decoding when it is raised; both outlive this.
-    Frames(PictureCache& cache, media::CancelFlag cancel) : cache_(cache), cancel_(cancel) {}
+    /// `cancel` ends decoding when it is raised; both outlive this. Pictures are made by up to `threads`
+    /// threads.
+    Frames(PictureCache& cache, media::CancelFlag cancel, int threads = 1)
+        : cache_(cache), cancel_(cancel), maker_(threads) {}
 
     /// Frame `frame` of the movie as ARGB of `size`. At the plan's own size the bytes are those of the
     /// command `frame`. Throws MediaError, Refusal, or Refused (404) outside of the movie.
-    media::PictureRef ofMovie(const Plan& plan, std::int64_t frame, edit::PixelSize size);
+    media::PictureRef ofMovie(const Plan& plan, std::int64_t frame, edit::PixelSize size,
+                              Keep keep = Keep::decoded);
+
+    /// The same from the nearest pictures of the clips that are in the cache; nothing is decoded. Empty where
+    /// there are none.
+    media::PictureRef nearMovie(const Plan& plan, std::int64_t frame, edit::PixelSize size);
 
     /// Frame `k` of a stretch of `plan`, or of what it would be with another effect.
     media::PictureRef ofSegment(const Plan& plan, const edit::Segment& segment, const edit::Effect& effect,
-                                std::size_t seam, std::int64_t k, edit::PixelSize size);
+                                std::size_t seam, std::int64_t k, edit::PixelSize size,
+                                Keep keep = Keep::decoded);
 
     /// Picture `frame` of clip `clip`, counted from where the edit begins to use it; those before and after
     /// what is used can be had too.
-    media::PictureRef ofClip(const Plan& plan, std::size_t clip, std::int64_t frame, edit::PixelSize size);
+    media::PictureRef ofClip(const Plan& plan, std::size_t clip, std::int64_t frame, edit::PixelSize size,
+                             Keep keep = Keep::decoded);
+
+    /// How a seam's effect moves pictures, at full strength, in a picture of this size; without cells where
+    /// the effect has no field. A morph's is found between its two pictures.
+    effects::VectorField fieldOf(const Plan& plan, std::size_t seam, edit::PixelSize size);
+
+    /// The longer side of the pictures of the strip.
+    static constexpr int kThumbnail = 160;
 
     /// Closes the files, which hold the memory of their decoders. What is needed is opened again.
     void close();
 
-    /// Decodes what a stretch is made of into the cache, as far as half of the cache holds it, nearest to
-    /// frame `k` first; stops when `stop` says so.
+    /// How many frames of this stretch can be prepared: two thirds of what the cache has room for.
+    std::int64_t mostPrepared(const Plan& plan, const edit::Segment& segment) const;
+
+    /// Decodes what a stretch is made of into the cache, as many frames as `mostPrepared` says, around frame
+    /// `k`; stops when `stop` says so.
     template <class Stop>
-    void prepare(const Plan& plan, const edit::Segment& segment, std::int64_t k, edit::PixelSize size,
-                 Stop stop) {
-        const std::size_t each =
-            std::size_t{8} * static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
-        const auto most = static_cast<std::int64_t>(cache_.most() / 2 / each);
+    void prepare(const Plan& plan, const edit::Segment& segment, std::int64_t k, Stop stop) {
+        const std::int64_t most = mostPrepared(plan, segment);
         const std::int64_t first = std::max<std::int64_t>(0, std::min(k - most / 3, segment.count - most));
         const std::int64_t end = std::min(segment.count, first + most);
-        for (std::int64_t i = first; i < end && !stop(); ++i) sources(plan, segment, i, size);
+        for (std::int64_t i = first; i < end && !stop(); ++i) prepareOne(plan, segment, i);
     }
 
   private:
+    /// Which pictures of which clips a frame of a stretch is made of.
+    struct Source {
+        std::size_t clip = 0;
+        std::int64_t frame = 0;
+    };
     struct Sources {
+        Source a;
+        std::optional<Source> b;
+    };
+    struct Pair {
         media::PictureRef a;
         media::PictureRef b;
+    };
+    /// What a picture of a clip is called in the cache, and how it is read.
+    struct Wanted {
+        media::ReaderSettings settings;
+        std::string key;
+        std::int64_t frame = 0;
+        bool ofAnySize = false;  ///< its pictures are as decoded, and serve every size
     };
     /// A still that moves: its pictures differ from frame to frame.
     struct Moving {
@@ -64,16 +112,26 @@ class Frames {
     struct OpenReader {
         std::string key;
         media::Reader reader;
+        std::shared_ptr<void> memory;  ///< its part of the cache's bound
     };
 
-    Sources sources(const Plan& plan, const edit::Segment& segment, std::int64_t k, edit::PixelSize size);
-    media::PictureRef moved(const edit::Clip& clip, const std::string& key, std::int64_t frame,
-                            const media::ReaderSettings& settings);
-    media::Reader& readerOf(const std::string& key, const edit::Clip& clip,
-                            const media::ReaderSettings& settings);
+    static Sources sourcesOf(const edit::Segment& segment, std::int64_t k);
+    Wanted wantedOf(const Plan& plan, std::size_t clip, std::int64_t frame, edit::PixelSize size) const;
+    std::optional<media::PictureRef> known(const Wanted& wanted, edit::PixelSize size);
+    KeptPicture read(const edit::Clip& clip, const Wanted& wanted);
+    void prepareOne(const Plan& plan, const edit::Segment& segment, std::int64_t k);
+    media::PictureRef nearClip(const Plan& plan, const Source& source, edit::PixelSize size);
+    media::PictureRef rendered(const Plan& plan, const edit::Segment& segment, const edit::Effect& effect,
+                               std::size_t seam, std::int64_t k, edit::PixelSize size, const Pair& from);
+    const effects::Effect& effectFor(const Plan& plan, const edit::Segment& segment,
+                                     const edit::Effect& effect, std::size_t seam, edit::PixelSize size,
+                                     const effects::Pictures& pictures);
+    media::PictureRef moved(const edit::Clip& clip, const Wanted& wanted);
+    media::Reader& readerOf(const edit::Clip& clip, const Wanted& wanted);
 
     PictureCache& cache_;
     media::CancelFlag cancel_;
+    media::PictureMaker maker_;
     std::vector<OpenReader> readers_;  ///< the most recently used first
     std::vector<Moving> moving_;       ///< the same
     std::string effectKey_;

@@ -124,7 +124,7 @@ class HttpServer::Session : public std::enable_shared_from_this<Session> {
             return send(refusal(413, "too-large", "the request is too large"));
         const bool syntax = problem.category() == http::make_error_code(http::error::bad_target).category();
         if (syntax && problem != http::error::end_of_stream && problem != http::error::partial_message)
-            return send(refusal(400, "bad-request", "this is no HTTP"));
+            return send(refusal(400, "bad-request", "this is not HTTP"));
         close();
     }
 

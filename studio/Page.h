@@ -10,7 +10,8 @@ namespace tumblewash::studio {
 struct PageFile {
     std::string_view name;
     std::string_view type;
-    std::string_view mark;  ///< ETag, with its quotes
+    std::string_view mark;    ///< ETag, with its quotes
+    std::string_view packed;  ///< the text as gzip
     std::string_view text;
 };
 

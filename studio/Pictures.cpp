@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <exception>
+#include <nlohmann/json.hpp>
+#include <thread>
 
 #include "edit/effects.h"
 #include "edit/errors.h"
@@ -21,6 +24,9 @@ namespace {
 
 constexpr std::size_t kJpegBytes = std::size_t{32} << 20;
 constexpr int kCardWidth = 240;
+constexpr int kNearWidth = 480;
+constexpr int kArrowsAcross = 32;
+constexpr int kArrowsDown = 24;
 
 Response image(std::string bytes) {
     Response response;
@@ -29,11 +35,16 @@ Response image(std::string bytes) {
     return response;
 }
 
+Response nothing() {
+    Response response;
+    response.status = 204;
+    return response;
+}
+
 /// Does the work and answers, whatever comes of it.
 template <class Make>
 void answerWith(const Answer& answer, bool run, Make make) {
-    Response response;
-    response.status = 204;
+    Response response = nothing();
     if (!run) return answer(response);
     try {
         response = make();
@@ -51,14 +62,15 @@ void answerWith(const Answer& answer, bool run, Make make) {
 
 Pictures::Pictures(std::size_t cacheBytes, const std::atomic<bool>& cancel)
     : cancel_(cancel),
-      cache_(cacheBytes),
-      jpegs_(kJpegBytes),
-      first_(cache_, &cancel),
+      // A quarter is for what is in hand: pictures being made, encoders, the newest stretches played.
+      cache_(cacheBytes / 4 * 3 - std::min(kJpegBytes, cacheBytes / 2)),
+      jpegs_(std::min(kJpegBytes, cacheBytes / 2)),
+      first_(cache_, &cancel, static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))),
       background_(cache_, &cancel),
-      ahead_(cache_, &cancel),
+      atHand_(cache_, &cancel),
       frames_(0),
-      others_(2),
-      preparing_(10) {}
+      others_(5),
+      nears_(0) {}
 
 std::string Pictures::jpeg(const PictureRef& picture, int width) const {
     const int w = std::clamp(width, 1, picture.width());
@@ -69,22 +81,27 @@ std::string Pictures::jpeg(const PictureRef& picture, int width) const {
     return {bytes.begin(), bytes.end()};
 }
 
-// Both sides of the seam that is looked at are decoded while the hand rests; the next seam ends that.
+// Both sides of the seam that is looked at are decoded while the hand rests; the next seam, or a place beyond
+// what was decoded, ends that.
 void Pictures::prepareSeam(PlanRef plan, std::int64_t frame) {
     const Segment* segment = segmentAt(plan->request.plan, frame);
     if (segment == nullptr || segment->transition == Segment::kNone) return;
-    const std::uint64_t mark = plan->revision << 20 | static_cast<std::uint64_t>(segment->transition + 1);
+    const std::int64_t k = frame - segment->first;
+    const std::int64_t most = background_.mostPrepared(*plan, *segment);
+    const std::int64_t part = segment->count <= most ? 0 : k / std::max<std::int64_t>(1, most / 2);
+    const std::uint64_t mark = plan->revision << 32 |
+                               static_cast<std::uint64_t>(segment->transition + 1) << 12 |
+                               static_cast<std::uint64_t>(part & 0xFFF);
     if (prepared_.exchange(mark) == mark) return;
-    preparing_.postNewest("seam", [=, this](bool run) {
+    others_.postNewest("seam", [=, this](bool run) {
         if (!run) return;
         try {
-            ahead_.prepare(*plan, *segment, frame - segment->first, plan->request.size,
-                           [&] { return cancel_ || prepared_ != mark; });
+            background_.prepare(*plan, *segment, k, [&] { return cancel_ || prepared_ != mark; });
         } catch (const std::exception&) {
             // Whoever asks for that frame is told.
             prepared_ = 0;
         }
-        ahead_.close();
+        background_.close();
     });
 }
 
@@ -104,12 +121,26 @@ void Pictures::frame(PlanRef plan, const Target& target, Answer answer) {
     });
 }
 
+void Pictures::near(PlanRef plan, const Target& target, Answer answer) {
+    const std::int64_t f = target.whole("f", 0, std::int64_t{1} << 40, 0);
+    const auto page = target.query.find("page");
+    nears_.postNewest(page == target.query.end() ? "" : page->second, [=, this](bool run) {
+        answerWith(answer, run, [&] {
+            const PixelSize size = sizeWithin(plan->request.size, kNearWidth, kNearWidth);
+            const PictureRef picture = atHand_.nearMovie(*plan, f, size);
+            if (!picture) return nothing();
+            return image(jpeg(picture, picture.width()));
+        });
+    });
+}
+
 void Pictures::clip(PlanRef plan, const Target& target, Answer answer) {
     const auto index = static_cast<std::size_t>(target.whole("clip", 0, 1000000, 0));
     const std::int64_t f = target.whole("f", 0, std::int64_t{1} << 40, 0);
     const auto width = static_cast<int>(target.whole("w", 16, 4096, 160));
     if (index >= plan->request.clips.size()) throw Refused{404, "no-such-clip", "there is no such clip"};
-    const PixelSize size = width <= 480 ? sizeWithin(plan->request.size, width, width) : plan->request.size;
+    const PixelSize size =
+        width <= kNearWidth ? sizeWithin(plan->request.size, width, width) : plan->request.size;
     const auto page = target.query.find("page");
     const bool urgent = page != target.query.end();
     const auto work = [=, this](bool run) {
@@ -121,7 +152,8 @@ void Pictures::clip(PlanRef plan, const Target& target, Answer answer) {
                             identity ? identity->nanoseconds : 0, f, size.width, size.height);
             if (std::optional<std::string> known = jpegs_.find(key)) return image(*std::move(known));
             Frames& frames = urgent ? first_ : background_;
-            std::string bytes = jpeg(frames.ofClip(*plan, index, f - clip.in(), size), width);
+            const Keep keep = urgent ? Keep::decoded : Keep::made;
+            std::string bytes = jpeg(frames.ofClip(*plan, index, f - clip.in(), size, keep), width);
             jpegs_.keep(key, bytes, bytes.size());
             return image(std::move(bytes));
         });
@@ -130,6 +162,33 @@ void Pictures::clip(PlanRef plan, const Target& target, Answer answer) {
         frames_.postNewest(page->second, work);
     else
         others_.post(work);
+}
+
+void Pictures::field(PlanRef plan, const Target& target, Answer answer) {
+    const auto seam = static_cast<std::size_t>(target.whole("seam", 0, 1000000, 0));
+    if (seam >= plan->request.seams.size()) throw Refused{404, "no-such-seam", "there is no such seam"};
+    others_.postNewest("field", [=, this](bool run) {
+        answerWith(answer, run, [&] {
+            const PixelSize size = sizeWithin(plan->request.size, kNearWidth, kNearWidth);
+            const effects::VectorField field = background_.fieldOf(*plan, seam, size);
+            const int across = (field.columns + kArrowsAcross - 1) / kArrowsAcross;
+            const int down = (field.rows + kArrowsDown - 1) / kArrowsDown;
+            nlohmann::json arrows = nlohmann::json::array();
+            const auto part = [](double at, int side) { return std::round(1e4 * at / side) / 1e4; };
+            for (int row = down / 2; row < field.rows; row += down)
+                for (int column = across / 2; column < field.columns; column += across) {
+                    const effects::FieldVector& v =
+                        field.cells[static_cast<std::size_t>(row) * static_cast<std::size_t>(field.columns) +
+                                    static_cast<std::size_t>(column)];
+                    arrows.push_back({part(v.x + v.dx, size.width), part(v.y + v.dy, size.height),
+                                      part(v.x, size.width), part(v.y, size.height)});
+                }
+            Response response;
+            response.type = "application/json";
+            response.body = nlohmann::json{{"arrows", arrows}}.dump();
+            return response;
+        });
+    });
 }
 
 void Pictures::card(PlanRef plan, const Target& target, Answer answer) {

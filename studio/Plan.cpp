@@ -166,11 +166,13 @@ Json effectsJson(const host::PluginModule& module) {
     Json list = Json::array();
     for (const edit::Effect& effect : edit::allEffects(module)) {
         const auto& record = plugin::effectRecord(static_cast<short>(effect.index));
-        list.push_back({{"id", effect.id},
-                        {"name", effect.name},
-                        {"place", placeWord(effect)},
-                        {"knobs", effects::hasKnobs(record)},
-                        {"halves", placementOf(effect) == Placement::Halves}});
+        list.push_back(
+            {{"id", effect.id},
+             {"name", effect.name},
+             {"place", placeWord(effect)},
+             {"knobs", effects::hasKnobs(record)},
+             {"field", record.field != plugin::FieldMaker::none || placementOf(effect) == Placement::Halves},
+             {"halves", placementOf(effect) == Placement::Halves}});
     }
     return list;
 }

@@ -20,7 +20,6 @@ namespace {
 constexpr int kWidest = 640;
 constexpr int kTallest = 640;
 constexpr std::size_t kKept = 6;
-constexpr std::size_t kCacheBytes = std::size_t{48} << 20;
 /// What is made before it is fetched: a few seconds.
 constexpr std::size_t kAhead = std::size_t{1} << 20;
 constexpr std::chrono::seconds kPatience{30};
@@ -44,12 +43,8 @@ Response nothing() {
 
 }  // namespace
 
-Playback::Playback(edit::ClipShelf& shelf)
-    : folder_(newFolder()),
-      shelf_(shelf),
-      cache_(kCacheBytes),
-      frames_(cache_, &cancel_),
-      lane_(std::make_unique<Lane>()) {}
+Playback::Playback(edit::ClipShelf& shelf, PictureCache& cache)
+    : folder_(newFolder()), shelf_(shelf), frames_(cache, &cancel_), lane_(std::make_unique<Lane>()) {}
 
 Playback::~Playback() {
     {
@@ -124,7 +119,7 @@ void Playback::render(const Plan& plan, std::int64_t from, std::int64_t end, Str
     const edit::PixelSize size = sizeWithin(plan.request.size, kWidest, kTallest);
     std::future<media::LiveSettings> sound;
     if (plan.request.sound) sound = std::async(std::launch::async, [&] { return soundOf(plan, from, end); });
-    media::PictureRef picture = frames_.ofMovie(plan, from, size);
+    media::PictureRef picture = frames_.ofMovie(plan, from, size, Keep::nothing);
     media::LiveSettings settings = sound.valid() ? sound.get() : media::LiveSettings();
     settings.width = size.width;
     settings.height = size.height;
@@ -136,7 +131,7 @@ void Playback::render(const Plan& plan, std::int64_t from, std::int64_t end, Str
         stretch.type = movie.type();
     }
     for (std::int64_t frame = from; frame < end; ++frame) {
-        if (frame > from) picture = frames_.ofMovie(plan, frame, size);
+        if (frame > from) picture = frames_.ofMovie(plan, frame, size, Keep::nothing);
         movie.picture(picture);
         if (!bytes.empty()) hand(stretch, bytes);
         waitForReader(stretch);

@@ -24,8 +24,8 @@ namespace tumblewash::studio {
 /// Makes stretches, one at a time.
 class Playback {
   public:
-    /// Makes its folder. The shelf outlives this. Throws std::system_error.
-    explicit Playback(edit::ClipShelf& shelf);
+    /// Makes its folder. Shelf and cache outlive this. Throws std::system_error.
+    Playback(edit::ClipShelf& shelf, PictureCache& cache);
     /// Stops what is under way and removes the folder.
     ~Playback();
     Playback(const Playback&) = delete;
@@ -59,7 +59,6 @@ class Playback {
 
     std::string folder_;
     edit::ClipShelf& shelf_;
-    PictureCache cache_;
     std::atomic<bool> cancel_{false};
     Frames frames_;
     std::mutex lock_;

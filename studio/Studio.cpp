@@ -1,5 +1,6 @@
 #include "studio/Studio.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <new>
 
@@ -16,6 +17,7 @@ using edit::Refusal;
 
 namespace {
 
+constexpr std::size_t kPlayingPages = 4;
 constexpr std::size_t kLargestBody = std::size_t{1} << 20;
 
 Response responseTo(const std::exception_ptr& thrown) {
@@ -34,6 +36,20 @@ Response responseTo(const std::exception_ptr& thrown) {
     }
 }
 
+/// True when the client says that it reads gzip.
+bool takesGzip(const Request& request) {
+    std::string_view accepted = request.header("Accept-Encoding");
+    while (!accepted.empty()) {
+        std::string_view one = accepted.substr(0, accepted.find(','));
+        accepted.remove_prefix(std::min(accepted.size(), one.size() + 1));
+        while (one.starts_with(' ')) one.remove_prefix(1);
+        while (one.ends_with(' ')) one.remove_suffix(1);
+        // "gzip;q=0" says that it does not.
+        if (one == "gzip" || one == "gzip;q=1" || one == "gzip;q=1.0") return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 Studio::Studio(const StudioSettings& settings, std::function<void()> quit)
@@ -41,8 +57,7 @@ Studio::Studio(const StudioSettings& settings, std::function<void()> quit)
       token_(randomSecret()),
       desk_(settings.document, settings.edit, settings.folders, settings.state, events_, cancel_),
       file_(desk_.document().file()),
-      pictures_(settings.cacheBytes, cancel_),
-      playback_(desk_.shelf()) {}
+      pictures_(settings.cacheBytes, cancel_) {}
 
 Studio::~Studio() {
     cancel_ = true;
@@ -90,6 +105,28 @@ void Studio::tend() {
     });
 }
 
+// Each page plays by itself. What the oldest of too many was making is given up.
+std::shared_ptr<Playback> Studio::playbackOf(const Target& target) {
+    const auto page = target.query.find("page");
+    const std::string name = page == target.query.end() ? std::string() : page->second;
+    std::shared_ptr<Playback> oldest;
+    const std::scoped_lock hold(playbackLock_);
+    const auto found = std::find_if(playbacks_.begin(), playbacks_.end(),
+                                    [&](const auto& each) { return each.first == name; });
+    if (found != playbacks_.end()) {
+        playbacks_.splice(playbacks_.begin(), playbacks_, found);
+        return found->second;
+    }
+    if (playbacks_.size() >= kPlayingPages) {
+        oldest = std::move(playbacks_.back().second);
+        playbacks_.pop_back();
+    }
+    playbacks_.emplace_front(name, std::make_shared<Playback>(desk_.shelf(), pictures_.cache()));
+    // Its end waits for the picture in hand, and whoever asks must not.
+    if (oldest) lane_.post([oldest](bool) {});
+    return playbacks_.front().second;
+}
+
 PlanRef Studio::planOrRefuse() const {
     PlanRef plan = desk_.plan();
     if (!plan) throw Refused{409, "no-plan", "the edit cannot be shown as it is"};
@@ -107,7 +144,13 @@ Response Studio::page(const Request& request, const std::string& name) const {
         return response;
     }
     response.type = std::string(file->type);
-    response.body = std::string(file->text);
+    response.headers.emplace_back("Vary", "Accept-Encoding");
+    if (takesGzip(request)) {
+        response.headers.emplace_back("Content-Encoding", "gzip");
+        response.body = std::string(file->packed);
+    } else {
+        response.body = std::string(file->text);
+    }
     return response;
 }
 
@@ -187,6 +230,8 @@ void Studio::route(const Request& request, const Target& target, const Answer& a
     }
     if (target.parts.size() != 1) throw Refused{404, "no-such-address", "there is no such address"};
     if (name == "frame") return pictures_.frame(planOrRefuse(), target, answer);
+    if (name == "field") return pictures_.field(planOrRefuse(), target, answer);
+    if (name == "near") return pictures_.near(planOrRefuse(), target, answer);
     if (name == "clip") return pictures_.clip(planOrRefuse(), target, answer);
     if (name == "card") return pictures_.card(planOrRefuse(), target, answer);
     if (name == "play") {
@@ -197,7 +242,7 @@ void Studio::route(const Request& request, const Target& target, const Answer& a
         // More than a look: that is what the movie is for.
         const auto longest = static_cast<std::int64_t>(60 * plan->request.rate.value()) + 1;
         const auto at = static_cast<std::size_t>(target.whole("at", 0, std::int64_t{1} << 40, 0));
-        return playback_.play(std::move(plan), from, std::min(end, from + longest), at, answer);
+        return playbackOf(target)->play(std::move(plan), from, std::min(end, from + longest), at, answer);
     }
     answer(page(request, name));
 }

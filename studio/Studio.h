@@ -5,7 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "studio/Desk.h"
@@ -57,6 +61,7 @@ class Studio {
     Response page(const Request& request, const std::string& name) const;
     PlanRef planOrRefuse() const;
     Response opened(const std::string& code);
+    std::shared_ptr<Playback> playbackOf(const Target& target);
 
     std::function<void()> quit_;
     const std::string token_;
@@ -70,8 +75,9 @@ class Studio {
     std::string file_;
     bool unsaved_ = false;
     Pictures pictures_;
-    Playback playback_;
-    Lane lane_;  ///< of the desk; ends first
+    std::mutex playbackLock_;
+    std::list<std::pair<std::string, std::shared_ptr<Playback>>> playbacks_;  ///< by page, the newest first
+    Lane lane_;                                                               ///< of the desk; ends first
 };
 
 }  // namespace tumblewash::studio

@@ -1,7 +1,7 @@
 // The dialogs: choosing clips, output, export, the movie, and the keys.
 import { announce, fill, h } from './dom.js';
-import { number, secondsText, t } from './i18n.js';
-import { S, doc, edit, get, plan, post } from './store.js';
+import { clock, number, secondsText, t } from './i18n.js';
+import { S, doc, edit, get, plan, post, rate } from './store.js';
 import { stop } from './stage.js';
 
 function dialog(title, ...children) {
@@ -81,6 +81,14 @@ function setKey(patch, document, key, value) {
   else if (key in document) patch.push({ op: 'remove', path: '/' + key });
 }
 
+// Bits that a pixel of ordinary camera pictures takes at each encoder's usual quality, and how many steps of its scale halve them.
+const kBits = { h264: [0.11, 20, 6], hevc: [0.06, 23, 6], vp9: [0.06, 30, 12], av1: [0.05, 30, 12], prores: [3.5], ffv1: [7] };
+function movieBytes(codec, crf, pixels, frames, soundSeconds) {
+  const [bits, usual, halves] = kBits[codec] || kBits.h264;
+  const quality = halves && String(crf).trim() !== '' ? Number(crf) || usual : usual;
+  return pixels * frames * bits * (halves ? 2 ** ((usual - quality) / halves) : 1) / 8 + soundSeconds * 24000;
+}
+
 export function openOutput() {
   const now = doc().output || {};
   const text = (value, placeholder) => h('input', { type: 'text', value: value === undefined ? '' : value, placeholder, style: { flex: '1' }, autocomplete: 'off' });
@@ -94,6 +102,15 @@ export function openOutput() {
   seams.setAttribute('aria-label', t('photosSeams'));
   const motion = choice(doc().stillMotion || 'none', ['none', 'zoom', 'pan'], (word) => t('motion.' + word));
   const problem = h('p', { class: 'bad', role: 'alert' });
+  const guess = h('p', { class: 'dim', role: 'status' });
+  const estimate = () => {
+    const [, w, h_] = /^(\d+)x(\d+)$/.exec(size.value.trim()) || [0, plan().width, plan().height];
+    const fps = Number(rateField.value) || rate();
+    const seconds = plan().frames / rate();
+    guess.textContent = t('sizeGuess', { s: clock(seconds, 0), size: number(movieBytes(codec.value, crf.value, w * h_, fps * seconds, plan().sound ? seconds : 0) / 1e6, 1) });
+  };
+  for (const each of [size, rateField, codec, crf]) each.addEventListener('input', estimate);
+  estimate();
   const save = async () => {
     await edit('output', (document) => {
       const output = { ...(document.output || {}) };
@@ -111,7 +128,7 @@ export function openOutput() {
     if (S.error) problem.textContent = S.error; else box.close();
   };
   const box = dialog(t('output'), field('size', size), field('rate', rateField), field('fit', fit), field('codec', codec), field('quality', crf),
-    (() => { const row = field('photos', photos); row.append(seams); return row; })(), field('photosMove', motion), problem,
+    (() => { const row = field('photos', photos); row.append(seams); return row; })(), field('photosMove', motion), guess, problem,
     h('div', { class: 'row' }, h('button', { class: 'plain', onclick: () => { post('api/quit', {}).catch((error) => { problem.textContent = error.message; }); } }, t('quit')),
       h('span', { class: 'gap' }), h('button', { onclick: () => box.close() }, t('cancel')), h('button', { class: 'main', onclick: save }, t('apply'))));
 }

@@ -1,13 +1,14 @@
 // The picture, its scrubber and the transport: true frames on a canvas, a played stretch as a video over it.
 import { byId, fill, h } from './dom.js';
 import { clock, t } from './i18n.js';
-import { S, edit, page, plan, rate, select, span } from './store.js';
+import { S, edit, get, page, plan, rate, select, span } from './store.js';
 
 const canvas = h('canvas', { 'aria-hidden': 'true' });
 const video = h('video', { hidden: true, playsinline: true });
 const tag = h('div', { class: 'tag' });
 const low = h('div', { class: 'tag low', role: 'status' });
-const screen = h('div', { class: 'screen' }, canvas, video, tag, low);
+const over = h('canvas', { 'aria-hidden': 'true', hidden: true });
+const screen = h('div', { class: 'screen' }, canvas, video, over, tag, low);
 const range = h('input', { type: 'range', step: 1, oninput: () => seek(Number(range.value)) });
 const parts = h('div');
 const now = h('div', { class: 'now' });
@@ -17,17 +18,23 @@ const playButton = h('button', { class: 'main', onclick: () => toggle() });
 const loopButton = h('button', { onclick: () => { loop = !loop; drawStage(); } });
 const backButton = h('button', { onclick: () => step(-1) }, '◂');
 const forwardButton = h('button', { onclick: () => step(1) }, '▸');
-const transport = h('div', { class: 'row' }, backButton, playButton, forwardButton, time, h('span', { class: 'gap' }), loopButton);
+const arrowsButton = h('button', { 'data-key': 'arrows', onclick: () => { arrows = !arrows; drawStage(); } });
+const transport = h('div', { class: 'row' }, backButton, playButton, forwardButton, time, h('span', { class: 'gap' }), arrowsButton, loopButton);
 
 let loop = false;
+let arrows = false;
 let playing = null;
 let reverse = 0;
 let peek = null; // a frame of a clip that is being trimmed: {clip, frame}
 
 // Frames: at most one on its way; when it is here the newest wish goes next, and what has come is always shown.
 const kept = new Map();
-let flying = '';
+let flying = null;
 let wish = null;
+// What takes long is shown from the nearest pictures that are there, until the true frame comes.
+let late = false;
+let guessing = false;
+let guessed = '';
 
 function keep(key, bitmap) {
   kept.set(key, bitmap);
@@ -48,7 +55,8 @@ async function fetchWish() {
   if (flying || !wish) return;
   const wanted = wish;
   wish = null;
-  flying = wanted.key;
+  flying = wanted;
+  const near = setTimeout(() => { late = true; guess(); }, 60);
   const slow = setTimeout(() => { low.textContent = t('approximate'); low.hidden = false; }, 150);
   try {
     const response = await fetch(wanted.url);
@@ -64,9 +72,30 @@ async function fetchWish() {
       low.hidden = false;
     }
   } catch { /* the bar says that the server is gone */ } finally {
+    clearTimeout(near);
     clearTimeout(slow);
-    flying = '';
+    flying = null;
+    late = false;
     fetchWish();
+  }
+}
+async function guess() {
+  const wanted = wish || flying;
+  if (!late || guessing || !wanted || wanted.frame === undefined || guessed === wanted.key) return;
+  guessing = true;
+  guessed = wanted.key;
+  try {
+    const response = await fetch('near?f=' + wanted.frame + '&page=' + page);
+    const bitmap = response.status === 200 ? await createImageBitmap(await response.blob()) : null;
+    if (bitmap && late && !playing) {
+      if (canvas.dataset.shown || canvas.dataset.near) canvas.getContext('2d').drawImage(bitmap, 0, 0, canvas.width, canvas.height); else paint(bitmap);
+      delete canvas.dataset.shown;
+      canvas.dataset.near = wanted.key;
+    }
+    if (bitmap) bitmap.close();
+  } catch { /* the bar says that the server is gone */ } finally {
+    guessing = false;
+    if ((wish || flying) !== wanted) guess();
   }
 }
 function show() {
@@ -75,12 +104,13 @@ function show() {
   const w = width();
   const key = peek ? 'c' + S.state.revision + '|' + peek.clip + '|' + peek.frame + '|' + w : 'f' + S.state.revision + '|' + S.position + '|' + w;
   if (canvas.dataset.shown === key) { wish = null; return; }
-  if (flying === key) { wish = null; return; }
+  if (flying && flying.key === key) { wish = null; return; }
   const known = kept.get(key);
   if (known) { wish = null; paint(known); canvas.dataset.shown = key; low.hidden = true; return; }
   const what = peek ? 'clip?clip=' + peek.clip + '&f=' + peek.frame : 'frame?f=' + S.position + '&rev=' + S.state.revision;
-  wish = { key, url: what + '&w=' + w + '&page=' + page };
+  wish = { key, url: what + '&w=' + w + '&page=' + page, frame: peek ? undefined : S.position };
   fetchWish();
+  guess();
 }
 
 /// Shows a frame of a clip while one of its ends is moved; null goes back to the movie.
@@ -177,7 +207,7 @@ export function play(speed = 1) {
   const { from, end } = span();
   const start = S.position >= from && S.position < end - 1 ? S.position : from;
   const own = { from: start, end: Math.min(end, start + Math.round(60 * rate())), at: start };
-  own.url = 'play?rev=' + S.state.revision + '&from=' + own.from + '&end=' + own.end;
+  own.url = 'play?rev=' + S.state.revision + '&page=' + page + '&from=' + own.from + '&end=' + own.end;
   playing = own;
   low.textContent = t('preparing');
   low.hidden = false;
@@ -218,7 +248,7 @@ export const speedNow = () => (playing ? video.playbackRate : 0);
 
 function label() {
   const p = plan();
-  const index = p.seams.findIndex((seam) => seam.frames > 0 && S.position >= seam.first && S.position < seam.first + seam.frames);
+  const index = seamHere();
   if (index < 0) {
     const clip = p.clips.findLastIndex((each) => S.position >= each.first);
     return clip < 0 ? '' : p.clips[clip].name;
@@ -230,6 +260,52 @@ export function effectName(id) {
   if (id === 'none') return t('cut');
   const effect = S.state.effects.find((each) => each.id === id);
   return effect ? effect.name : id;
+}
+
+const seamHere = () => plan().seams.findIndex((seam) => seam.frames > 0 && S.position >= seam.first && S.position < seam.first + seam.frames);
+
+// How the effect moves the pictures, at full strength: asked for once for each look of a seam.
+let drawnArrows = '';
+async function drawArrows() {
+  const seam = seamHere();
+  const effect = seam < 0 ? null : S.state.effects.find((each) => each.id === plan().seams[seam].effect);
+  const some = Boolean(effect && effect.field);
+  arrowsButton.hidden = !some;
+  arrowsButton.textContent = t('movement');
+  arrowsButton.setAttribute('aria-pressed', String(arrows));
+  arrowsButton.className = arrows ? 'main' : '';
+  over.hidden = !some || !arrows || Boolean(playing);
+  const key = S.state.revision + '|' + seam + '|' + width();
+  if (over.hidden || drawnArrows === key) return;
+  drawnArrows = key;
+  over.width = width();
+  over.height = Math.round(over.width * plan().height / plan().width);
+  let list = [];
+  try { list = (await get('field?seam=' + seam)).arrows; } catch { drawnArrows = ''; }
+  if (drawnArrows !== key) return;
+  const pen = over.getContext('2d');
+  pen.clearRect(0, 0, over.width, over.height);
+  // As long as its cell where it moves farthest: the movements themselves would cover one another.
+  const ways = list.map(([fx, fy, tx, ty]) => ({ x: tx * over.width, y: ty * over.height, dx: (tx - fx) * over.width, dy: (ty - fy) * over.height }));
+  const most = Math.max(1, ...ways.map(({ dx, dy }) => Math.hypot(dx, dy)));
+  const cell = 0.85 * Math.sqrt(over.width * over.height / Math.max(1, list.length));
+  for (const [line, colour] of [[cell / 6, '#000'], [cell / 14, '#fff']]) {
+    pen.lineWidth = line;
+    pen.strokeStyle = colour;
+    pen.beginPath();
+    for (const { x, y, dx, dy } of ways) {
+      const length = cell * Math.hypot(dx, dy) / most;
+      if (length < cell / 20) continue;
+      const head = Math.min(cell / 3.5, 0.6 * length);
+      const way = Math.atan2(dy, dx);
+      const [ex, ey] = [x + length / 2 * Math.cos(way), y + length / 2 * Math.sin(way)];
+      pen.moveTo(2 * x - ex, 2 * y - ey);
+      pen.lineTo(ex, ey);
+      for (const turn of [2.6, -2.6]) { pen.moveTo(ex, ey); pen.lineTo(ex + head * Math.cos(way + turn), ey + head * Math.sin(way + turn)); }
+    }
+    pen.stroke();
+  }
+  over.dataset.arrows = list.length;
 }
 
 function drawScrub(position) {
@@ -265,6 +341,7 @@ export function drawStage() {
   loopButton.className = loop ? 'main' : '';
   backButton.setAttribute('aria-label', t('stepBack'));
   forwardButton.setAttribute('aria-label', t('forward'));
+  drawArrows();
   show();
 }
 

@@ -69,7 +69,7 @@ let suppressed = false;
 function tile(clip, i, scale, before, after, used) {
   const shown = Math.max(1, clip.frames - before - after);
   const width = Math.max(92, shown * scale);
-  const pics = Math.min(8, Math.max(1, Math.ceil(width / 114)));
+  const pics = Math.min(24, Math.max(1, Math.ceil(width / 114)));
   const w = 160;
   const images = [];
   for (let k = 0; k < pics; ++k) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <map>
+#include <set>
 #include <thread>
 
 #include "edit/effects.h"
@@ -36,6 +38,18 @@ TEST(StudioTest, ThePageAndItsPartsComeFromTheProgram) {
         EXPECT_EQ(answer.body.find("https://"), std::string::npos) << file.name;
         EXPECT_EQ(answer.body.find("innerHTML"), std::string::npos) << file.name;
     }
+    // Browsers are sent the same packed, and those that do not read that are not.
+    const auto asking = [&](const std::string& accepted) {
+        Request request = fromPage("GET", "/" + asked.studio.token() + "/app.js");
+        request.headers.emplace_back("Accept-Encoding", accepted);
+        Response answer;
+        asked.studio.handle(request, [&](Response response) { answer = std::move(response); });
+        return answer;
+    };
+    for (const char* accepted : {"gzip", "gzip, deflate, br", "br,gzip;q=1.0"})
+        EXPECT_EQ(asking(accepted).body, pageFile("app.js")->packed) << accepted;
+    for (const char* accepted : {"br", "gzip;q=0", "xgzip", ""})
+        EXPECT_EQ(asking(accepted).body, pageFile("app.js")->text) << accepted;
     EXPECT_EQ(asked.get("nothing.js").status, 404);
     EXPECT_EQ(asked.get("api/nothing").status, 404);
     EXPECT_EQ(asked.get("api/edit").status, 405);
@@ -248,6 +262,78 @@ TEST(StudioTest, AStretchThatIsNotTheNewestIsGivenUp) {
         }
         EXPECT_TRUE(response.status == 200 || response.status == 204) << response.status;
     }
+}
+
+TEST(StudioTest, TwoPagesPlayWithoutStoppingEachOther) {
+    AskedStudio asked(3);
+    // Both begin before either is done; each is fetched to its end in turns.
+    std::map<std::string, std::string> all{{"a", ""}, {"b", ""}};
+    std::set<std::string> playing{"a", "b"};
+    while (!playing.empty())
+        for (auto& [page, bytes] : all) {
+            if (!playing.contains(page)) continue;
+            const Response some = asked.get("play?from=" + std::string(page == "a" ? "0" : "5") +
+                                            "&end=40&page=" + page + "&at=" + std::to_string(bytes.size()));
+            ASSERT_EQ(some.status, 200) << page;
+            bytes += some.body;
+            for (const auto& [key, value] : some.headers)
+                if (key == "X-Rest" && value == "none") playing.erase(page);
+        }
+    EXPECT_EQ(all["a"].substr(4, 4), "ftyp");
+    EXPECT_EQ(all["b"].substr(4, 4), "ftyp");
+    EXPECT_NE(all["a"], all["b"]);
+    // More pages than play at once: the oldest begins anew, and nobody is refused.
+    for (const char* page : {"c", "d", "e", "f", "a"})
+        EXPECT_EQ(asked.get(std::string("play?from=0&end=5&at=0&page=") + page).status, 200) << page;
+}
+
+TEST(StudioTest, ANearPictureIsMadeOfWhatIsThere) {
+    AskedStudio asked;
+    const Response changed =
+        asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", kWash}}}, "effect");
+    ASSERT_EQ(changed.status, 200) << changed.body;
+    EXPECT_EQ(asked.get("near?f=20").status, 204);
+    // A picture of the strip of each clip is enough.
+    EXPECT_EQ(asked.get("clip?clip=0&f=3&w=160").status, 200);
+    EXPECT_EQ(asked.get("near?f=2").status, 200);
+    EXPECT_EQ(asked.get("near?f=20").status, 204);
+    EXPECT_EQ(asked.get("clip?clip=1&f=20&w=160").status, 200);
+    const Response near = asked.get("near?f=20");
+    EXPECT_EQ(near.status, 200);
+    EXPECT_EQ(near.body.substr(0, 3), "\xFF\xD8\xFF");
+    EXPECT_EQ(asked.get("near?f=4000").status, 204);
+    EXPECT_EQ(asked.get("near?f=x").status, 400);
+}
+
+TEST(StudioTest, ASeamTellsHowItMovesItsPictures) {
+    AskedStudio asked;
+    const auto arrows = [&](const char* effect) {
+        Json value = kWash;
+        value["effect"] = effect;
+        const Response changed = asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", value}}});
+        EXPECT_EQ(changed.status, 200) << changed.body;
+        return Json::parse(asked.get("field?seam=0").body)["arrows"];
+    };
+    for (const char* effect : {"wash-away", "tilt-away", "morph"}) {
+        const Json list = arrows(effect);
+        ASSERT_GT(list.size(), 20U) << effect;
+        ASSERT_LE(list.size(), 32U * 24U) << effect;
+        bool moves = false;
+        for (const Json& arrow : list) {
+            ASSERT_EQ(arrow.size(), 4U);
+            moves = moves || arrow[0] != arrow[2] || arrow[1] != arrow[3];
+            EXPECT_GE(arrow[2].get<double>(), 0) << effect;
+            EXPECT_LE(arrow[3].get<double>(), 1) << effect;
+        }
+        EXPECT_TRUE(moves) << effect;
+    }
+    EXPECT_TRUE(arrows("tumble-away").empty());
+    EXPECT_EQ(asked.get("field?seam=1").status, 404);
+    const Json state = asked.state();
+    for (const Json& effect : state["effects"])
+        EXPECT_EQ(effect["field"], effect["id"] != "none" &&
+                                       effect["id"].get<std::string>().find("tumble") == std::string::npos)
+            << effect;
 }
 
 TEST(StudioTest, AFileIsSentWholeOrInOneRange) {

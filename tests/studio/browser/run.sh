@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The studio's page in Chromium.  run.sh PROGRAM FOLDER
 # The long form also tries axe-core's rules, which npm fetches into FOLDER once; TUMBLEWASH_NODE_MODULES names a node_modules
-# that has it already.
+# that has it already. It opens the page in Firefox too.
 set -euo pipefail
 program=$1 folder=$2
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -26,4 +26,11 @@ if [ -n "${TUMBLEWASH_LONG:-}" ]; then
     fi
     rules=("$modules/axe-core/axe.min.js")
 fi
-exec node "$here/page.mjs" "$program" "$(command -v chromium)" "${rules[@]}"
+node "$here/page.mjs" "$program" "$(command -v chromium)" "${rules[@]}"
+if [ -n "${TUMBLEWASH_LONG:-}" ]; then
+    if command -v firefox-esr >/dev/null; then
+        node "$here/firefox.mjs" "$program" "$(command -v firefox-esr)"
+    else
+        echo "run.sh: Firefox is not installed here: left out (apt-get install firefox-esr)"
+    fi
+fi
