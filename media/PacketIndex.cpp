@@ -28,6 +28,9 @@ constexpr double kDriftTolerance = 0.4;
 
 constexpr int32_t kNoPicture = std::numeric_limits<int32_t>::max();
 
+// The largest size that an index tells.
+constexpr uint32_t kMostBytes = (1U << 30) - 1;
+
 std::string words(const char* pattern, double a, double b = 0) {
     char out[96];
     std::snprintf(out, sizeof out, pattern, a, b);
@@ -125,7 +128,7 @@ std::vector<bool> scan(InputFile& file, const AVStream& stream, PacketLooker& lo
         trouble(look.trouble, packet->pts);
         IndexedPacket one;
         one.pts = packet->pts;
-        one.bytes = packet->size;
+        one.bytes = static_cast<uint32_t>(packet->size) & kMostBytes;
         one.kind = look.kind;
         index.packets.push_back(one);
         hidden.push_back((packet->flags & AV_PKT_FLAG_DISCARD) != 0);
@@ -166,12 +169,21 @@ std::unique_ptr<PacketIndex::Detail> readIndex(const std::string& path,
                          "takes too long to read; it is damaged or made to be slow, save it again with another "
                          "program");
     file.clearDeadline();
+    index->packets.shrink_to_fit();
     index->header = looker->header();
     index->facts.reorders = looker->reorders();
     if (looker->kind() != 0) index->facts.profile = looker->kind();
     if (index->trouble.empty()) index->trouble = looker->trouble();
     settleIndex(*index, stream.time_base, index->file.firstPts, hidden);
     return index;
+}
+
+/// For each packet, and for the end, the least picture of it and of those behind it.
+std::vector<int32_t> leastPictures(const std::vector<IndexedPacket>& packets) {
+    std::vector<int32_t> out(packets.size() + 1, kNoPicture);
+    for (size_t i = packets.size(); i-- > 0;)
+        out[i] = packets[i].picture >= 0 ? std::min(out[i + 1], packets[i].picture) : out[i + 1];
+    return out;
 }
 
 }  // namespace
@@ -194,15 +206,9 @@ void settleIndex(PacketIndex::Detail& index, AVRational base, int64_t firstShown
         times.push_back(ptsOf(shown[k]));
     }
     index.pictures = static_cast<int64_t>(shown.size());
-    index.leastAfter.resize(packets.size());
-    int32_t least = kNoPicture;
-    for (size_t i = packets.size(); i-- > 0;) {
-        if (packets[i].picture >= 0) least = std::min(least, packets[i].picture);
-        index.leastAfter[i] = least;
-        if (packets[i].picture < 0 && !times.empty() && packets[i].pts > times.front() &&
-            packets[i].pts < times.back())
+    for (const IndexedPacket& packet : packets)
+        if (packet.picture < 0 && !times.empty() && packet.pts > times.front() && packet.pts < times.back())
             trouble("hides frames by an edit list in the middle");
-    }
     if (times.empty()) return trouble("shows no pictures");
     if (!index.trouble.empty()) return;
     if (times.front() != firstShown) return trouble("begins with pictures that cannot be decoded");
@@ -241,6 +247,7 @@ const std::string& PacketIndex::trouble() const noexcept {
 
 std::optional<PacketRange> PacketIndex::copyable(int64_t first, int64_t end) const {
     const std::vector<IndexedPacket>& all = detail_->packets;
+    const std::vector<int32_t> leastFrom = leastPictures(all);
     size_t begin = 0;
     while (begin < all.size() && (all[begin].kind == PacketKind::other || all[begin].picture < first)) ++begin;
     if (begin == all.size() || !trouble().empty()) return std::nullopt;
@@ -257,7 +264,7 @@ std::optional<PacketRange> PacketIndex::copyable(int64_t first, int64_t end) con
             last = std::max<int64_t>(last, all[i].picture);
             ++taken;
         }
-        const int32_t rest = i + 1 < all.size() ? detail_->leastAfter[i + 1] : kNoPicture;
+        const int32_t rest = leastFrom[i + 1];
         if (last >= end) break;
         if (last < rest && taken == last - best.firstPicture + 1) {
             best.endPacket = static_cast<int64_t>(i) + 1;

@@ -20,13 +20,14 @@ enum class PacketKind : uint8_t {
     openEntry  ///< decoding may begin here; pictures that follow and are shown before it need what came before
 };
 
-/// One packet of pictures.
+/// One packet of pictures. An hour has a hundred thousand of them, and all are kept.
 struct IndexedPacket {
-    int64_t pts = 0;       ///< in the stream's units
-    int32_t bytes = 0;     ///< size
-    int32_t picture = -1;  ///< its picture's number among those shown, from 0; -1: hidden
-    PacketKind kind = PacketKind::other;
+    int64_t pts = 0;         ///< in the stream's units
+    int32_t picture = -1;    ///< its picture's number among those shown, from 0; -1: hidden
+    uint32_t bytes : 30 = 0;  ///< size
+    PacketKind kind : 2 = PacketKind::other;
 };
+static_assert(sizeof(IndexedPacket) == 16);
 
 /// A stretch of packets that can be copied: pictures [firstPicture, firstPicture + pictures) from packets
 /// [firstPacket, endPacket), of which those that show earlier pictures are left out.

@@ -33,7 +33,7 @@ class PacketWalk {
             if (packet_->stream_index == index_.detail().file.videoStream) ++number_;
         } while (number_ < number || packet_->stream_index != index_.detail().file.videoStream);
         const IndexedPacket& known = index_.packets()[static_cast<size_t>(number)];
-        if (packet_->pts != known.pts || packet_->size != known.bytes) throwChanged(file_.path());
+        if (packet_->pts != known.pts || packet_->size != static_cast<int>(known.bytes)) throwChanged(file_.path());
         return *packet_;
     }
 
@@ -174,6 +174,7 @@ struct Splicer::Impl {
 
     void finish() {
         if (run < plan.runs.size() && plan.runs[run].clip == CopyRun::kEncoded && encoder) flush();
+        walk.reset();
     }
 
     const std::string output;

@@ -14,7 +14,6 @@ struct PacketIndex::Detail {
     TrackHeader header;
     int64_t lag = 0;  ///< of the whole clip
     std::vector<IndexedPacket> packets;
-    std::vector<int32_t> leastAfter;  ///< for each packet, the least picture of it and of those behind it
     int64_t pictures = 0;
     std::string trouble;
 };
