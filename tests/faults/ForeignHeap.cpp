@@ -108,17 +108,20 @@ void runThreadsAtOnce() {
     for (std::thread& thread : threads) thread.join();
 }
 
-bool isAlone() {
+auto threads() {
     const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks)) == 1;
+    return std::distance(begin(tasks), end(tasks));
 }
+
+// An emulator has threads of its own, which stay.
+const auto threadsAtStart = threads();
 
 }  // namespace
 
 int foreign_heap_settle(int fill) {
     if (fill != 0) runThreadsAtOnce();
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!isAlone()) {
+    while (threads() > threadsAtStart) {
         if (std::chrono::steady_clock::now() > end) return 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
