@@ -81,16 +81,9 @@ PictureRef DeepFrames::render(std::int64_t k, PictureRef a, PictureRef b) const 
     const DeepPictures pictures = impl_->pair(from, to);
     // Each of these is 17 MB of a large picture: the result takes the place of the one that lies below.
     const imagelib::DeepView* below = impl_->effect.lyingBelow(pictures);
-    const auto canHold = [&](const PictureRef& picture) {
-        return below != nullptr && picture.words() == below->data && picture.isUnique();
-    };
-    PictureRef out;
-    if (canHold(from))
-        out = from;
-    else if (canHold(to))
-        out = to;
-    else
-        out = PictureRef::makeDeep(job.size.width, job.size.height);
+    const PictureRef& lying = below == &pictures.first ? from : to;
+    const PictureRef out =
+        below != nullptr && lying.isUnique() ? lying : PictureRef::makeDeep(job.size.width, job.size.height);
     // The plug-in counts a morph's frames from one.
     const double position = static_cast<double>(impl_->morph ? k + 1 : k) / static_cast<double>(job.frames);
     impl_->effect.renderFrame(position, pictures, pixelsOf(out), impl_->motion.get());

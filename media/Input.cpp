@@ -48,10 +48,9 @@ bool refusedFormat(std::string_view name) {
     return std::any_of(names.begin(), names.end(), [&](std::string_view n) { return n == name; });
 }
 
-bool isLargeDeep(const AVCodecParameters& video) {
+bool holdsLargeDeep(const AVCodecParameters& video) {
     const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(video.format));
-    return format != nullptr && format->comp[0].depth > 8 &&
-           int64_t{video.width} * video.height > kLargePicture;
+    return isLargeDeep(format != nullptr && format->comp[0].depth > 8, video.width, video.height);
 }
 
 int64_t lengthOrNone(int64_t length) {
@@ -306,7 +305,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
         const int64_t picture =
             std::max<int64_t>(1, pictureBytes(parameters.width, parameters.height, parameters.format));
         // Each thread holds pictures. Where these are large and deep one fewer does: encoding them is slower.
-        const bool fewer = isLargeDeep(parameters) && wanted > 1;
+        const bool fewer = holdsLargeDeep(parameters) && wanted > 1;
         codec_->thread_count =
             static_cast<int>(std::clamp<int64_t>(kThreadsBytes / picture, 1, fewer ? wanted - 1 : wanted));
     }

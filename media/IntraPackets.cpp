@@ -1,5 +1,5 @@
-// Codecs whose every packet is a picture that needs no other one: ProRes, Motion JPEG, DNxHR and DNxHD. What the
-// pictures are is read from the head of each packet; what follows the head is not looked at.
+// Codecs whose every packet is a picture that needs no other one: ProRes, Motion JPEG, DNxHR and DNxHD. What
+// the pictures are is read from the head of each packet; what follows the head is not looked at.
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -32,16 +32,13 @@ class ProresLooker final : public PacketLooker {
             out.trouble = kBroken;
             return out;
         }
-        const size_t length = static_cast<size_t>(packet[0]) << 24 | static_cast<size_t>(packet[1]) << 16 |
-                              static_cast<size_t>(packet[2]) << 8 | packet[3];
-        if (length > packet.size()) out.trouble = kBroken;
+        if (number(packet, 0, 4) > packet.size()) out.trouble = kBroken;
         // Width, height, and what a pixel holds; how lines follow one another has bits of its own.
         const std::array<uint8_t, 5> coding{packet[16], packet[17], packet[18], packet[19],
                                             static_cast<uint8_t>(packet[20] & 0xC0)};
         if (known_ && *known_ != coding) out.trouble = kChanges;
         known_ = coding;
-        if ((packet[20] & 0x0C) != 0)
-            out.trouble = kFields;
+        if ((packet[20] & 0x0C) != 0) out.trouble = kFields;
         return out;
     }
 
@@ -66,8 +63,8 @@ class MjpegLooker final : public PacketLooker {
     }
 
   private:
-    /// Depth, height, width, and how often each component is sampled; nothing where there is no such segment, or it
-    /// is of another kind than the seams' encoder writes.
+    /// Depth, height, width, and how often each component is sampled; nothing where there is no such segment,
+    /// or it is of another kind than the seams' encoder writes.
     static std::optional<Bytes> frameOf(ByteView packet, std::string& trouble) {
         constexpr uint32_t kBegin = 0xFFD8;
         constexpr uint8_t kBaseline = 0xC0;
@@ -89,11 +86,9 @@ class MjpegLooker final : public PacketLooker {
                 trouble = kFields;
                 return std::nullopt;
             }
+            if (mark == kBaseline) return sampling(segment);
             // 0xC4, 0xC8 and 0xCC are tables among the marks of frames.
-            if (mark < kBaseline || mark > kLastFrame || mark % 4 == 0) {
-                if (mark != kBaseline) continue;
-                return sampling(segment);
-            }
+            if (mark < kBaseline || mark > kLastFrame || mark % 4 == 0) continue;
             trouble = "holds JPEG pictures of another kind than the encoder of the seams writes";
             return std::nullopt;
         }
@@ -109,7 +104,8 @@ class MjpegLooker final : public PacketLooker {
 
     static std::optional<Bytes> sampling(ByteView segment) {
         constexpr size_t kHead = 6;
-        if (segment.size() < kHead || segment.size() < kHead + size_t{3} * segment[kHead - 1]) return std::nullopt;
+        if (segment.size() < kHead || segment.size() < kHead + size_t{3} * segment[kHead - 1])
+            return std::nullopt;
         Bytes out(segment.begin(), segment.begin() + kHead);
         for (size_t i = 0; i < segment[kHead - 1]; ++i) out.push_back(segment[kHead + 3 * i + 1]);
         return out;

@@ -43,9 +43,14 @@ constexpr bool isDeep(PixelLayout layout) noexcept {
 /// helped, fewer of them are held.
 constexpr int64_t kLargePicture = 1'500'000;
 
+/// True for pictures of more than 8 bits (`deep`) of such a size.
+constexpr bool isLargeDeep(bool deep, int width, int height) noexcept {
+    return deep && int64_t{width} * height > kLargePicture;
+}
+
 /// How many pictures may wait between two threads: `usual`, or `few` of large ones of more than 8 bits.
 constexpr size_t mayWait(bool deep, int width, int height, size_t usual, size_t few) noexcept {
-    return deep && int64_t{width} * height > kLargePicture && usual > few ? few : usual;
+    return isLargeDeep(deep, width, height) && usual > few ? few : usual;
 }
 
 /// Black and nominal white of a deep picture's colours: the limited range of 16-bit signals, 256 times the 16

@@ -89,14 +89,23 @@ HWY_INLINE std::uint64_t sumOf(hn::Vec<Pixels> numbers) {
     return sum;
 }
 
+/// dst = combine(dst, src) for all whole vectors of a row; returns how many bytes are done.
+template <class Combine>
+HWY_INLINE std::size_t combineBytes(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes,
+                                    Combine combine) {
+    const Bytes d;
+    std::size_t i = 0;
+    for (const std::size_t lanes = hn::Lanes(d); i + lanes <= bytes; i += lanes)
+        hn::StoreU(combine(hn::LoadU(d, dst + i), hn::LoadU(d, src + i)), d, dst + i);
+    return i;
+}
+
 #endif
 
 HWY_ATTR void addBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    const Bytes d;
-    for (const std::size_t lanes = hn::Lanes(d); i + lanes <= bytes; i += lanes)
-        hn::StoreU(hn::Add(hn::LoadU(d, dst + i), hn::LoadU(d, src + i)), d, dst + i);
+    i = combineBytes(dst, src, bytes, [](auto a, auto b) HWY_ATTR { return hn::Add(a, b); });
 #endif
     addBytesRowScalar(dst + i, src + i, bytes - i);
 }
@@ -104,9 +113,7 @@ HWY_ATTR void addBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_
 HWY_ATTR void subtractBytesRow(std::uint8_t* dst, const std::uint8_t* src, std::size_t bytes) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    const Bytes d;
-    for (const std::size_t lanes = hn::Lanes(d); i + lanes <= bytes; i += lanes)
-        hn::StoreU(hn::Sub(hn::LoadU(d, dst + i), hn::LoadU(d, src + i)), d, dst + i);
+    i = combineBytes(dst, src, bytes, [](auto a, auto b) HWY_ATTR { return hn::Sub(a, b); });
 #endif
     subtractBytesRowScalar(dst + i, src + i, bytes - i);
 }
