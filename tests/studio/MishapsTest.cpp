@@ -26,17 +26,6 @@ std::string codeOf(const Response& response) {
     return Json::parse(response.body)["error"]["code"];
 }
 
-/// The job once it is over.
-Json finished(AskedStudio& asked) {
-    for (;;) {
-        const Json job = asked.state()["job"];
-        const std::string state = job["state"];
-        if (state != "checking" && state != "running" && state != "finishing" && state != "cancelling")
-            return job;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-}
-
 std::set<std::string> namesIn(const std::filesystem::path& folder) {
     std::set<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
@@ -71,7 +60,7 @@ TEST(MishapsTest, AMovieThatFindsNoRoomFailsWithOneLineAndLeavesNothing) {
     {
         const SmallFiles full(500);
         EXPECT_EQ(asked.post("render", {{"name", "out.mp4"}}).status, 202);
-        const Json job = finished(asked);
+        const Json job = asked.finishedJob();
         EXPECT_EQ(job["state"], "failed") << job;
         const std::string line = job["error"];
         EXPECT_NE(line.find("out.mp4"), std::string::npos) << line;
@@ -80,7 +69,7 @@ TEST(MishapsTest, AMovieThatFindsNoRoomFailsWithOneLineAndLeavesNothing) {
     EXPECT_EQ(namesIn(asked.folder.path), before);
     // With room again it is made.
     EXPECT_EQ(asked.post("render", {{"name", "out.mp4"}}).status, 202);
-    EXPECT_EQ(finished(asked)["state"], "done");
+    EXPECT_EQ(asked.finishedJob()["state"], "done");
 }
 
 TEST(MishapsTest, AChangeThatFindsNoRoomIsKeptAndSavedLater) {

@@ -363,16 +363,8 @@ TEST(StudioTest, AFileIsSentWholeOrInOneRange) {
 
 TEST(StudioTest, AMovieIsMadeBesideTheDocumentAndNeverReplacesOneUnasked) {
     AskedStudio asked;
-    const auto wait = [&] {
-        for (;;) {
-            const Json job = asked.state()["job"];
-            const std::string state = job["state"];
-            if (state != "checking" && state != "running" && state != "finishing") return job;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    };
     EXPECT_EQ(asked.post("render", {{"name", "out.mp4"}}).status, 202);
-    const Json job = wait();
+    const Json job = asked.finishedJob();
     EXPECT_EQ(job["state"], "done") << job;
     EXPECT_EQ(job["frames"], asked.state()["plan"]["frames"]);
     EXPECT_TRUE(std::filesystem::exists(asked.folder.file("out.mp4")));

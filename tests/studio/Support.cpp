@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <future>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 namespace tumblewash::studio {
 
@@ -76,6 +79,15 @@ Response AskedStudio::get(const std::string& target) {
 
 Response AskedStudio::post(const std::string& word, const nlohmann::json& body) {
     return ask(fromPage("POST", "/" + studio.token() + "/api/" + word, body.dump()));
+}
+
+nlohmann::json AskedStudio::finishedJob() {
+    for (;;) {
+        const nlohmann::json job = state()["job"];
+        const std::string now = job["state"];
+        if (now != "checking" && now != "running" && now != "finishing" && now != "cancelling") return job;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
 }
 
 Response AskedStudio::change(const nlohmann::json& patch, const std::string& label,

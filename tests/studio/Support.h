@@ -39,6 +39,8 @@ class AskedStudio {
     Response get(const std::string& target);
     Response post(const std::string& word, const nlohmann::json& body);
     nlohmann::json state() { return nlohmann::json::parse(get("api/state").body); }
+    /// The job once it is over.
+    nlohmann::json finishedJob();
     /// The state after a change by a JSON Patch.
     Response change(const nlohmann::json& patch, const std::string& label = "change",
                     const std::string& gesture = {});
