@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <initializer_list>
 
-#include "app/exitcode.h"
-#include "app/program.h"
+#include "app/ExitCode.h"
+#include "app/Program.h"
 #include "media/InputMemory.h"
 
 namespace {

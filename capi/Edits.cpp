@@ -6,10 +6,10 @@
 
 #include "capi/LastError.h"
 #include "capi/tumblewash.h"
-#include "edit/document.h"
-#include "edit/errors.h"
-#include "edit/jsontext.h"
-#include "edit/render.h"
+#include "edit/Document.h"
+#include "edit/Errors.h"
+#include "edit/JsonText.h"
+#include "edit/Render.h"
 #include "host/HostError.h"
 #include "media/MediaError.h"
 

@@ -11,7 +11,7 @@
 #include "capi/LastError.h"
 #include "capi/PixelFormat.h"
 #include "capi/tumblewash.h"
-#include "edit/nearest.h"
+#include "edit/Nearest.h"
 #include "effects/Effect.h"
 #include "media/Quoting.h"
 #include "memory/FrameMemory.h"

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "app/options.h"
-#include "edit/errors.h"
-#include "edit/times.h"
+#include "app/Options.h"
+#include "edit/Errors.h"
+#include "edit/Times.h"
 #include "fuzz/Target.h"
 
 namespace {

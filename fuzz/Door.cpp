@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "edit/document.h"
+#include "edit/Document.h"
 #include "fuzz/Target.h"
 #include "studio/Document.h"
 #include "studio/Gate.h"

@@ -2,9 +2,9 @@
 // as a document that reads again as the same edit, and as the same bytes.
 #include <string>
 
-#include "edit/document.h"
-#include "edit/errors.h"
-#include "edit/fragment.h"
+#include "edit/Document.h"
+#include "edit/Errors.h"
+#include "edit/Fragment.h"
 #include "fuzz/Target.h"
 
 namespace {

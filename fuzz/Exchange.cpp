@@ -7,13 +7,13 @@
 #include <fstream>
 #include <string>
 
-#include "edit/concatlist.h"
-#include "edit/cutlist.h"
-#include "edit/edl.h"
-#include "edit/errors.h"
-#include "edit/exacttime.h"
-#include "edit/mediafinder.h"
-#include "edit/otio.h"
+#include "edit/ConcatList.h"
+#include "edit/CutList.h"
+#include "edit/Edl.h"
+#include "edit/Errors.h"
+#include "edit/ExactTime.h"
+#include "edit/MediaFinder.h"
+#include "edit/Otio.h"
 #include "fuzz/Target.h"
 #include "media/MediaError.h"
 

@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "edit/document.h"
-#include "edit/errors.h"
-#include "edit/jsontext.h"
-#include "farm/partfiles.h"
-#include "farm/partrender.h"
-#include "farm/planjson.h"
+#include "edit/Document.h"
+#include "edit/Errors.h"
+#include "edit/JsonText.h"
+#include "farm/PartFiles.h"
+#include "farm/PartRender.h"
+#include "farm/PlanJson.h"
 #include "fuzz/Target.h"
 #include "fuzz/UnsteadyFile.h"
 #include "media/Fingerprint.h"

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "edit/document.h"
-#include "edit/effects.h"
-#include "edit/errors.h"
-#include "edit/exchange.h"
-#include "edit/jsontext.h"
-#include "edit/mlt.h"
-#include "edit/shell.h"
+#include "edit/Document.h"
+#include "edit/Effects.h"
+#include "edit/Errors.h"
+#include "edit/Exchange.h"
+#include "edit/JsonText.h"
+#include "edit/Mlt.h"
+#include "edit/Shell.h"
 #include "media/Codecs.h"
 #include "media/MediaError.h"
 #include "media/Pattern.h"

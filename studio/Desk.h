@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "edit/clipshelf.h"
+#include "edit/ClipShelf.h"
 #include "studio/Document.h"
 #include "studio/Events.h"
 #include "studio/Folders.h"

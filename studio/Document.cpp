@@ -6,10 +6,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "edit/document.h"
-#include "edit/errors.h"
-#include "edit/jsontext.h"
-#include "edit/outputs.h"
+#include "edit/Document.h"
+#include "edit/Errors.h"
+#include "edit/JsonText.h"
+#include "edit/Outputs.h"
 #include "media/MediaError.h"
 #include "studio/History.h"
 #include "studio/Http.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "edit/edit.h"
+#include "edit/Edit.h"
 
 namespace tumblewash::studio {
 

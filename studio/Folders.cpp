@@ -15,7 +15,7 @@
 #include <span>
 #include <string_view>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "media/Quoting.h"
 #include "studio/Http.h"
 

@@ -6,7 +6,7 @@
 #include <new>
 #include <thread>
 
-#include "edit/effects.h"
+#include "edit/Effects.h"
 #include "media/MediaError.h"
 #include "studio/Http.h"
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "edit/outputs.h"
+#include "edit/Outputs.h"
 #include "studio/OwnFolders.h"
 
 namespace tumblewash::studio {

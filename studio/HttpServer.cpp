@@ -15,7 +15,7 @@
 #include <set>
 #include <thread>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "media/Descriptor.h"
 #include "studio/Gate.h"
 

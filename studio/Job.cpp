@@ -6,9 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "edit/render.h"
-#include "edit/report.h"
-#include "edit/request.h"
+#include "edit/Render.h"
+#include "edit/Report.h"
+#include "edit/Request.h"
 
 namespace tumblewash::studio {
 

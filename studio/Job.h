@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "edit/edit.h"
+#include "edit/Edit.h"
 
 namespace tumblewash::studio {
 

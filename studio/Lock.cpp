@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "media/Quoting.h"
 #include "studio/OwnFolders.h"
 

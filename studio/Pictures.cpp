@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "edit/effects.h"
-#include "edit/errors.h"
+#include "edit/Effects.h"
+#include "edit/Errors.h"
 #include "media/Jpeg.h"
 #include "media/MediaError.h"
 

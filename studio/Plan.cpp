@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "edit/effects.h"
-#include "edit/report.h"
-#include "edit/words.h"
+#include "edit/Effects.h"
+#include "edit/Report.h"
+#include "edit/Words.h"
 #include "effects/Effect.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"

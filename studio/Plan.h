@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "edit/request.h"
+#include "edit/Request.h"
 
 namespace tumblewash::studio {
 

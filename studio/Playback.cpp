@@ -11,7 +11,7 @@
 #include <future>
 #include <system_error>
 
-#include "edit/render.h"
+#include "edit/Render.h"
 
 namespace tumblewash::studio {
 namespace {

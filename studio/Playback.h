@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "edit/clipshelf.h"
+#include "edit/ClipShelf.h"
 #include "media/LiveMovie.h"
 #include "studio/Frames.h"
 #include "studio/Http.h"

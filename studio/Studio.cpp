@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <new>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "media/MediaError.h"
 #include "studio/FileResponse.h"
 #include "studio/Gate.h"

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "edit/effects.h"
+#include "edit/Effects.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {

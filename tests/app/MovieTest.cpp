@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "edit/effects.h"
+#include "edit/Effects.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/options.h"
-#include "app/optiontable.h"
-#include "edit/errors.h"
+#include "app/Options.h"
+#include "app/OptionTable.h"
+#include "edit/Errors.h"
 
 namespace tumblewash::app {
 

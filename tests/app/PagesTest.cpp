@@ -5,13 +5,13 @@
 #include <set>
 #include <sstream>
 
-#include "app/help.h"
-#include "app/list.h"
-#include "app/optiontable.h"
-#include "app/progress.h"
-#include "edit/effects.h"
-#include "edit/errors.h"
-#include "edit/report.h"
+#include "app/Help.h"
+#include "app/List.h"
+#include "app/OptionTable.h"
+#include "app/Progress.h"
+#include "edit/Effects.h"
+#include "edit/Errors.h"
+#include "edit/Report.h"
 
 namespace tumblewash::app {
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <filesystem>
 
-#include "edit/effects.h"
-#include "edit/picturesource.h"
-#include "edit/stillrender.h"
+#include "edit/Effects.h"
+#include "edit/PictureSource.h"
+#include "edit/StillRender.h"
 #include "media/StillIO.h"
 #include "tests/app/ProgramRun.h"
 

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "edit/outputs.h"
+#include "edit/Outputs.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <set>
 
-#include "app/progress.h"
+#include "app/Progress.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {

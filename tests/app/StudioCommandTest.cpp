@@ -5,8 +5,8 @@
 #include <csignal>
 #include <thread>
 
-#include "app/options.h"
-#include "edit/errors.h"
+#include "app/Options.h"
+#include "edit/Errors.h"
 #include "tests/app/ProgramRun.h"
 
 namespace tumblewash::app {

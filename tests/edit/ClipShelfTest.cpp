@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "edit/clipshelf.h"
+#include "edit/ClipShelf.h"
 
 namespace tumblewash::edit {
 namespace {

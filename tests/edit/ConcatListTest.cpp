@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "edit/concatlist.h"
-#include "edit/errors.h"
+#include "edit/ConcatList.h"
+#include "edit/Errors.h"
 #include "media/StillIO.h"
 #include "media/Writer.h"
 #include "tests/edit/ExchangeFolder.h"

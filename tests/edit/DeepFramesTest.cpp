@@ -5,8 +5,8 @@
 #include <random>
 #include <vector>
 
-#include "edit/deepframes.h"
-#include "edit/effects.h"
+#include "edit/DeepFrames.h"
+#include "edit/Effects.h"
 
 namespace tumblewash::edit {
 

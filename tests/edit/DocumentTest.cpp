@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "edit/document.h"
-#include "edit/documentkeys.h"
-#include "edit/errors.h"
-#include "edit/jsontext.h"
+#include "edit/Document.h"
+#include "edit/DocumentKeys.h"
+#include "edit/Errors.h"
+#include "edit/JsonText.h"
 
 namespace tumblewash::edit {
 namespace {

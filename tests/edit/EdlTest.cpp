@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "edit/edl.h"
-#include "edit/errors.h"
+#include "edit/Edl.h"
+#include "edit/Errors.h"
 #include "tests/edit/ExchangeFolder.h"
 
 namespace tumblewash::edit {

@@ -1,7 +1,7 @@
 // Transitions by their names, and where each takes its frames from.
 #include <gmock/gmock.h>
 
-#include "edit/effects.h"
+#include "edit/Effects.h"
 #include "tests/edit/MediaFolder.h"
 
 namespace tumblewash::edit {

@@ -3,7 +3,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "edit/exacttime.h"
+#include "edit/ExactTime.h"
 
 namespace tumblewash::edit {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "edit/cutlist.h"
-#include "edit/mediafinder.h"
+#include "edit/CutList.h"
+#include "edit/MediaFinder.h"
 
 namespace tumblewash::edit {
 

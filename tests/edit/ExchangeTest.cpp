@@ -3,8 +3,8 @@
 
 #include <fstream>
 
-#include "edit/exchange.h"
-#include "edit/startcode.h"
+#include "edit/Exchange.h"
+#include "edit/StartCode.h"
 #include "tests/edit/MediaFolder.h"
 
 namespace tumblewash::edit {

@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "edit/errors.h"
-#include "edit/fragment.h"
+#include "edit/Errors.h"
+#include "edit/Fragment.h"
 
 namespace tumblewash::edit {
 namespace {

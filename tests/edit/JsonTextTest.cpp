@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "edit/errors.h"
-#include "edit/jsontext.h"
+#include "edit/Errors.h"
+#include "edit/JsonText.h"
 #include "tests/edit/ExchangeFolder.h"
 
 namespace tumblewash::edit {

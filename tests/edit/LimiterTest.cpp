@@ -1,4 +1,4 @@
-#include "edit/limiter.h"
+#include "edit/Limiter.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "edit/errors.h"
-#include "edit/request.h"
+#include "edit/Errors.h"
+#include "edit/Request.h"
 #include "media/StillIO.h"
 #include "media/Writer.h"
 #include "tests/edit/ExchangeFolder.h"

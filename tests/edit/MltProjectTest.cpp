@@ -1,7 +1,7 @@
 // What an MLT project says of an edit, and what it is refused for.
 #include <gmock/gmock.h>
 
-#include "edit/mlt.h"
+#include "edit/Mlt.h"
 #include "tests/edit/MediaFolder.h"
 
 namespace tumblewash::edit {

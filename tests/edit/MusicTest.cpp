@@ -3,9 +3,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "edit/decibels.h"
-#include "edit/errors.h"
-#include "edit/music.h"
+#include "edit/Decibels.h"
+#include "edit/Errors.h"
+#include "edit/Music.h"
 
 namespace tumblewash::edit {
 namespace {

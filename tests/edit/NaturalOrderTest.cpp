@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "edit/naturalorder.h"
+#include "edit/NaturalOrder.h"
 
 namespace tumblewash::edit {
 namespace {

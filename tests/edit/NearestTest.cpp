@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "edit/effects.h"
-#include "edit/nearest.h"
+#include "edit/Effects.h"
+#include "edit/Nearest.h"
 
 namespace tumblewash::edit {
 namespace {

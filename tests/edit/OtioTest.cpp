@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "edit/errors.h"
-#include "edit/otio.h"
+#include "edit/Errors.h"
+#include "edit/Otio.h"
 #include "tests/edit/ExchangeFolder.h"
 
 namespace tumblewash::edit {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "edit/outputs.h"
+#include "edit/Outputs.h"
 #include "tests/edit/MediaFolder.h"
 
 namespace tumblewash::edit {

@@ -3,8 +3,8 @@
 
 #include <functional>
 
-#include "edit/errors.h"
-#include "edit/plan.h"
+#include "edit/Errors.h"
+#include "edit/Plan.h"
 #include "host/AudioMix.h"
 
 namespace tumblewash::edit {

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <fstream>
 
-#include "edit/render.h"
-#include "edit/transition.h"
+#include "edit/Render.h"
+#include "edit/Transition.h"
 #include "tests/edit/FailingPlugin.h"
 #include "tests/edit/MediaFolder.h"
 

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "edit/errors.h"
-#include "edit/seamlengths.h"
+#include "edit/Errors.h"
+#include "edit/SeamLengths.h"
 
 namespace tumblewash::edit {
 namespace {

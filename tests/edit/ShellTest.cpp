@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "edit/shell.h"
+#include "edit/Shell.h"
 
 namespace tumblewash::edit {
 namespace {

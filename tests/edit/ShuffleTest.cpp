@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "edit/effects.h"
-#include "edit/shuffle.h"
+#include "edit/Effects.h"
+#include "edit/Shuffle.h"
 
 namespace tumblewash::edit {
 namespace {

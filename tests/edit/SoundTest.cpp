@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "edit/sound.h"
+#include "edit/Sound.h"
 
 namespace tumblewash::edit {
 namespace {

@@ -1,12 +1,12 @@
 // The sound of a whole result: what plain cuts, seams and loud clips leave of steps and peaks. Clips are drawn
 // scenes; samples come from the test.
-#include "edit/soundtrack.h"
+#include "edit/Soundtrack.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "edit/effects.h"
+#include "edit/Effects.h"
 
 namespace tumblewash::edit {
 namespace {

@@ -6,8 +6,8 @@
 #include <set>
 #include <utility>
 
-#include "edit/clips.h"
-#include "edit/stillmove.h"
+#include "edit/Clips.h"
+#include "edit/StillMove.h"
 #include "media/Enlarge.h"
 #include "media/StillIO.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <random>
 
-#include "edit/stillrender.h"
+#include "edit/StillRender.h"
 #include "tests/edit/FailingPlugin.h"
 #include "tests/edit/MediaFolder.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "edit/timecode.h"
+#include "edit/Timecode.h"
 
 namespace tumblewash::edit {
 namespace {

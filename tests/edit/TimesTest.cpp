@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "edit/errors.h"
-#include "edit/times.h"
+#include "edit/Errors.h"
+#include "edit/Times.h"
 
 namespace tumblewash::edit {
 

@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "edit/document.h"
+#include "edit/Document.h"
 #include "studio/Document.h"
 #include "studio/History.h"
 #include "studio/Http.h"

@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "studio/Folders.h"
 #include "tests/studio/Support.h"
 

@@ -3,7 +3,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "media/Descriptor.h"
 #include "studio/HttpServer.h"
 #include "tests/studio/Support.h"

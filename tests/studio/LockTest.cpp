@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "edit/errors.h"
+#include "edit/Errors.h"
 #include "studio/Lock.h"
 #include "tests/studio/Support.h"
 

@@ -5,9 +5,9 @@
 #include <set>
 #include <thread>
 
-#include "edit/effects.h"
-#include "edit/request.h"
-#include "edit/stillrender.h"
+#include "edit/Effects.h"
+#include "edit/Request.h"
+#include "edit/StillRender.h"
 #include "media/Jpeg.h"
 #include "studio/FileResponse.h"
 #include "studio/Page.h"
