@@ -48,7 +48,10 @@ std::string wrap(const std::string& text, std::size_t indent, std::size_t column
 
 std::string optionHead(const OptionRow& row) {
     return fmt::format("  {:3} {}{}{}", *row.letter ? std::string(row.letter) + "," : "", row.name,
-                       *row.value ? " " : row.kind == ValueKind::OptionalChoice ? "[=HOW]" : "", row.value);
+                       *row.value                              ? " "
+                       : row.kind == ValueKind::OptionalChoice ? "[=HOW]"
+                                                               : "",
+                       row.value);
 }
 
 std::string optionHelp(const OptionRow& row) {

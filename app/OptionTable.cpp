@@ -368,8 +368,7 @@ const OptionRow kOptions[] = {
     {"--media", "", "FOLDER", ValueKind::File, "", kRunGroup,
      "where to look for the clips of an .otio or .edl, including subfolders (default beside it); for studio, "
      "another folder to choose clips from",
-     kDocuments | kStudio,
-     [](Options& o, const std::string& v) { o.exchange.media = v; }},
+     kDocuments | kStudio, [](Options& o, const std::string& v) { o.exchange.media = v; }},
     {"--track", "", "N", ValueKind::Text, "", kRunGroup,
      "which picture track of an .otio to use, counted from 1", kDocuments,
      [](Options& o, const std::string& v) { o.exchange.track = parseInteger(v, 1, 1000, "--track"); }},

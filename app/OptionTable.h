@@ -20,9 +20,9 @@ struct OptionRow {
     const char* value;   ///< what the value is called in help, "" for a switch
     ValueKind kind;
     const char* choices;  ///< comma-separated, for Choice; of OptionalChoice the first is meant without one
-    const char* group;                            ///< heading in help
-    const char* help;                             ///< one sentence, no full stop
-    unsigned commands;                            ///< bits of commandBit()
+    const char* group;    ///< heading in help
+    const char* help;     ///< one sentence, no full stop
+    unsigned commands;    ///< bits of commandBit()
     void (*store)(Options&, const std::string&);  ///< checks and keeps the value; throws Refusal
 };
 

@@ -107,8 +107,8 @@ struct Options : edit::RenderSettings {
     bool quiet = false;
     bool verbose = false;
 
-    int port = 0;           ///< `studio`: of 127.0.0.1; 0: any free one
-    bool browser = true;    ///< `studio`: open one
+    int port = 0;              ///< `studio`: of 127.0.0.1; 0: any free one
+    bool browser = true;       ///< `studio`: open one
     int cacheMegabytes = 512;  ///< `studio`: decoded pictures that are kept
 
     bool json = false;

@@ -3,8 +3,8 @@
 
 namespace tumblewash::app {
 
-/// Runs the program with the words of `main` and returns what the process is to return: an ExitCode, or 128 and
-/// the number of the signal that ended the run. Never throws.
+/// Runs the program with the words of `main` and returns what the process is to return: an ExitCode, or 128
+/// and the number of the signal that ended the run. Never throws.
 int runProgram(int argc, char** argv) noexcept;
 
 }  // namespace tumblewash::app

@@ -18,11 +18,8 @@ struct StopSignal {
     const char* name;
 };
 
-constexpr StopSignal kStopSignals[] = {{SIGHUP, "SIGHUP"},
-                                       {SIGINT, "SIGINT"},
-                                       {SIGTERM, "SIGTERM"},
-                                       {SIGXCPU, "SIGXCPU"},
-                                       {SIGALRM, "SIGALRM"}};
+constexpr StopSignal kStopSignals[] = {
+    {SIGHUP, "SIGHUP"}, {SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGXCPU, "SIGXCPU"}, {SIGALRM, "SIGALRM"}};
 
 // How long work in hand may take to end by itself.
 constexpr unsigned kGraceSeconds = 1;
@@ -81,11 +78,11 @@ void installSignalHandlers() {
     sigaddset(&alarmOnly, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &alarmOnly, nullptr);
     for (const StopSignal& stop : kStopSignals) {
-        // What the caller ignores stays ignored: nohup, jobs in the background. The alarm is needed all the same.
+        // What the caller ignores stays ignored: nohup, jobs in the background. The alarm is needed all the
+        // same.
         struct sigaction before {};
         sigaction(stop.number, nullptr, &before);
-        if (before.sa_handler != SIG_IGN || stop.number == SIGALRM)
-            sigaction(stop.number, &action, nullptr);
+        if (before.sa_handler != SIG_IGN || stop.number == SIGALRM) sigaction(stop.number, &action, nullptr);
     }
     // A closed pipe and a full quota come back as errors of the write itself, which name the file.
     action.sa_handler = SIG_IGN;

@@ -1,6 +1,7 @@
-// The signals that stop a run, as a flag that all rooms look at; SIGPIPE and SIGXFSZ as ordinary write errors.
-// The first signal only raises the flag: work in hand is dropped at the next frame and cleaned up as usual. A
-// second one, or a second without an end, removes the outputs under way and ends the process where it stands.
+// The signals that stop a run, as a flag that all rooms look at; SIGPIPE and SIGXFSZ as ordinary write
+// errors. The first signal only raises the flag: work in hand is dropped at the next frame and cleaned up as
+// usual. A second one, or a second without an end, removes the outputs under way and ends the process where
+// it stands.
 #pragma once
 
 #include <atomic>

@@ -12,7 +12,7 @@ struct DeepPicture {
         for (std::size_t i = 0; i < words.size(); ++i)
             words[i] = static_cast<std::uint16_t>(from.bytes[i] * 257);
     }
-    imagelib::DeepTarget pixels() { return {words.data(), width * kernels::deepPixelBytes, width, height}; }
+    imagelib::DeepTarget pixels() { return {words.data(), width * kernels::kDeepPixelBytes, width, height}; }
     std::vector<std::uint16_t> words;
     int width, height;
 };

@@ -24,7 +24,7 @@ namespace {
 using kernels::InstructionSet;
 
 /// Rows of a picture: enough for a kernel that reads its neighbours, few enough for the nearest cache.
-constexpr int rowCount = 8;
+constexpr int kRowCount = 8;
 
 /// Adds a row for each version of a kernel: how many times faster it is than the scalar sibling, `scalar`,
 /// and for the best one also than OpenCV's routine over the same rows, where there is such a routine.
@@ -65,7 +65,7 @@ struct Positions {
 };
 
 void addBlends(Table& table, int width, Picture& from, Picture& to) {
-    const auto pixels = static_cast<std::size_t>(width) * rowCount;
+    const auto pixels = static_cast<std::size_t>(width) * kRowCount;
     const Kernel proportion(table, "blend in proportion", width), alpha(table, "blend by alpha", width);
     const auto inProportion = [&](InstructionSet set) {
         kernels::blendInProportionRow(to.data(), from.data(), pixels, 1.5F, set);
@@ -88,7 +88,7 @@ void addConvolution(Table& table, int width, Picture& from, Picture& to) {
     const kernels::ConvolveWeights taps(weights, 1.0F / 0.81F);
     const auto over = [&](auto convolve) {
         const int pitch = width * 4;
-        for (int y = 2; y < rowCount - 2; ++y) {
+        for (int y = 2; y < kRowCount - 2; ++y) {
             const unsigned char* rows[5];
             for (int j = 0; j < 5; ++j) rows[j] = from.data() + std::ptrdiff_t{pitch} * (y - 2 + j);
             convolve(rows, to.data() + std::ptrdiff_t{pitch} * y);
@@ -111,15 +111,16 @@ void addConvolution(Table& table, int width, Picture& from, Picture& to) {
 
 void addBilinear(Table& table, int width, Picture& from, Picture& to) {
     const Positions at(width);
-    const kernels::FieldReading reading{{from.data(), std::ptrdiff_t{width} * 4, width, rowCount}, to.data()};
+    const kernels::FieldReading reading{{from.data(), std::ptrdiff_t{width} * 4, width, kRowCount},
+                                        to.data()};
     Kernel(table, "bilinear", width)
         .beside(
             [&](InstructionSet set) {
                 kernels::bilinearRow(&reading, 1, at.x.data(), at.y.data(), width, set);
             },
             [&] { kernels::bilinearRowScalar(&reading, 1, at.x.data(), at.y.data(), width); });
-    std::vector<unsigned char> deep(static_cast<std::size_t>(width) * rowCount * 8, 77), out(deep.size());
-    const kernels::DeepReading deepReading{{deep.data(), std::ptrdiff_t{width} * 8, width, rowCount, {}, {}},
+    std::vector<unsigned char> deep(static_cast<std::size_t>(width) * kRowCount * 8, 77), out(deep.size());
+    const kernels::DeepReading deepReading{{deep.data(), std::ptrdiff_t{width} * 8, width, kRowCount, {}, {}},
                                            out.data()};
     Kernel(table, "bilinear, deep", width)
         .beside(
@@ -143,7 +144,7 @@ void addProjection(Table& table, int width) {
 }
 
 void addWarp(Table& table, int width, Picture& from, Picture& to) {
-    const kernels::WarpShape shape{width, width, rowCount, rowCount / 2, 0.5F};
+    const kernels::WarpShape shape{width, width, kRowCount, kRowCount / 2, 0.5F};
     std::mt19937 random(3);
     std::vector<float> moved(static_cast<std::size_t>(width));
     for (float& m : moved) m = 20.0F * static_cast<float>(random() % 1000) / 1000.0F;
@@ -211,13 +212,13 @@ void addField(Table& table, int width) {
 }
 
 void addMotion(Table& table, int width, Picture& from, Picture& other) {
-    const unsigned char* rows[rowCount];
-    for (int y = 0; y < rowCount; ++y) rows[y] = from.data() + std::ptrdiff_t{width} * 4 * y;
+    const unsigned char* rows[kRowCount];
+    for (int y = 0; y < kRowCount; ++y) rows[y] = from.data() + std::ptrdiff_t{width} * 4 * y;
     std::vector<std::uint16_t> columns(static_cast<std::size_t>(width) * 4);
     Kernel(table, "motion, columns", width)
         .beside(
-            [&](InstructionSet set) { kernels::sumColumns(rows, rowCount, width * 4, columns.data(), set); },
-            [&] { kernels::sumColumnsScalar(rows, rowCount, width * 4, columns.data()); });
+            [&](InstructionSet set) { kernels::sumColumns(rows, kRowCount, width * 4, columns.data(), set); },
+            [&] { kernels::sumColumnsScalar(rows, kRowCount, width * 4, columns.data()); });
     std::vector<kernels::BlockRun> runs;
     for (int block = 0; block < 40; ++block) runs.push_back({block * width / 40, width / 40, block});
     std::vector<std::uint32_t> sums(std::size_t{3} * 40);
@@ -227,7 +228,7 @@ void addMotion(Table& table, int width, Picture& from, Picture& other) {
                 kernels::addBlockRuns(columns.data(), runs.data(), 40, sums.data(), set);
             },
             [&] { kernels::addBlockRunsScalar(columns.data(), runs.data(), 40, sums.data()); });
-    std::uint32_t scores[kernels::matchPlaces * kernels::matchPlaces];
+    std::uint32_t scores[kernels::kMatchPlaces * kernels::kMatchPlaces];
     const std::ptrdiff_t pitch = std::ptrdiff_t{width} * 4;
     Kernel(table, "motion, match", width)
         .beside(
@@ -238,7 +239,7 @@ void addMotion(Table& table, int width, Picture& from, Picture& other) {
 }  // namespace
 
 void addKernels(Table& table, int width) {
-    Picture from = scene(width, rowCount, 1), to = scene(width, rowCount, 2);
+    Picture from = scene(width, kRowCount, 1), to = scene(width, kRowCount, 2);
     addBlends(table, width, from, to);
     addConvolution(table, width, from, to);
     addBilinear(table, width, from, to);

@@ -1,11 +1,12 @@
-/* The transitions of tumblewash for programs in C, and in every language that calls C: the catalogue, one picture,
- * a whole edit. It is no plug-in interface and knows no host; programs in C++ may use effects/Effect.h.
+/* The transitions of tumblewash for programs in C, and in every language that calls C: the catalogue, one
+ * picture, a whole edit. It is no plug-in interface and knows no host; programs in C++ may use
+ * effects/Effect.h.
  *
- * Link with -ltumblewash (pkg-config tumblewash). Every function may be called from any thread, and prepared effects
- * may be shared by threads. No exception leaves a function. Rendering one picture uses neither the locale, the
- * environment nor rand(). An edit draws from rand() as its transitions begin, and the program's own numbers go on
- * afterwards as if it had not: threads that call rand() at the same time may get, and take, some of the edit's. Codecs
- * and fonts read the environment.
+ * Link with -ltumblewash (pkg-config tumblewash). Every function may be called from any thread, and prepared
+ * effects may be shared by threads. No exception leaves a function. Rendering one picture uses neither the
+ * locale, the environment nor rand(). An edit draws from rand() as its transitions begin, and the program's
+ * own numbers go on afterwards as if it had not: threads that call rand() at the same time may get, and take,
+ * some of the edit's. Codecs and fonts read the environment.
  *
  * A function that fails returns a status other than TW_OK; tw_last_error() then has the sentence.
  */
@@ -32,7 +33,7 @@ const char* tw_version_string(void);
 /* How a call went. */
 typedef enum tw_status {
     TW_OK = 0,
-    TW_BAD_ARGUMENT = 1, /* a null pointer, an unknown effect, a stride that does not fit, an edit that is not valid */
+    TW_BAD_ARGUMENT = 1, /* a null pointer, an unknown effect, a wrong stride, an edit that is not valid */
     TW_BAD_INPUT = 2,    /* a clip or the file of an edit cannot be read */
     TW_BAD_OUTPUT = 3,   /* the result cannot be written, or exists */
     TW_FAILED = 4,       /* rendering broke after it had begun */
@@ -40,8 +41,9 @@ typedef enum tw_status {
     TW_CANCELLED = 6     /* the progress function asked for the end */
 } tw_status;
 
-/* One line on what went wrong in the last call of this thread that failed: what is wrong and what to do, with the
- * file's name where there is one. Valid until the next call that fails in this thread; "" before the first. */
+/* One line on what went wrong in the last call of this thread that failed: what is wrong and what to do, with
+ * the file's name where there is one. Valid until the next call that fails in this thread; "" before the
+ * first. */
 const char* tw_last_error(void);
 
 /* ---- The catalogue ---- */
@@ -64,7 +66,8 @@ int tw_effect_count(void);
 /* Fills `info` with the effect at `index`, 0 to tw_effect_count() - 1. */
 tw_status tw_effect_at(int index, tw_effect_info* info);
 
-/* Fills `info` with the effect of this id; an unknown one is TW_BAD_ARGUMENT, and the error names the nearest. */
+/* Fills `info` with the effect of this id; an unknown one is TW_BAD_ARGUMENT, and the error names the
+ * nearest. */
 tw_status tw_effect_find(const char* id, tw_effect_info* info);
 
 /* ---- One picture ---- */
@@ -79,8 +82,8 @@ typedef enum tw_alpha {
     TW_OPAQUE = 2         /* nothing: every pixel is opaque */
 } tw_alpha;
 
-/* A picture to read. Rows lie `stride` bytes apart, which may be more than a row has, and negative for pictures kept
- * from the bottom up. The memory stays the caller's. */
+/* A picture to read. Rows lie `stride` bytes apart, which may be more than a row has, and negative for
+ * pictures kept from the bottom up. The memory stays the caller's. */
 typedef struct tw_picture {
     const uint8_t* pixels; /* the first pixel of the top row */
     ptrdiff_t stride;
@@ -111,17 +114,17 @@ typedef struct tw_knobs {
 #define TW_KNOBS_INIT \
     { TW_RIGHT, 1 }
 
-/* Renders `effect` at `position`, 0 to 1, of `first` and, for effects of two clips, `second`, which is not looked at
- * otherwise and may be null. At 0 and below the result is the first picture, at 1 and above the second one, and what
- * is no number is 0; an end of
- * an effect of one clip that has no picture is transparent black. In between the colours are those that
- * `tumblewash frame --frame K --of N` writes for K / N = position (a morph counts from one: (K + 1) / N), and alpha
- * moves with them. All pictures and the target have one size. */
+/* Renders `effect` at `position`, 0 to 1, of `first` and, for effects of two clips, `second`, which is not
+ * looked at otherwise and may be null. At 0 and below the result is the first picture, at 1 and above the
+ * second one, and what is no number is 0; an end of an effect of one clip that has no picture is transparent
+ * black. In between the colours are those that `tumblewash frame --frame K --of N` writes for K / N =
+ * position (a morph counts from one: (K + 1) / N), and alpha moves with them. All pictures and the target
+ * have one size. */
 tw_status tw_render(const char* effect, double position, const tw_picture* first, const tw_picture* second,
                     const tw_knobs* knobs, const tw_target* target);
 
-/* An effect that is kept: the same bytes, without preparing it for every picture. Null when it fails. Sizes may change
- * from picture to picture. */
+/* An effect that is kept: the same bytes, without preparing it for every picture. Null when it fails. Sizes
+ * may change from picture to picture. */
 typedef struct tw_effect tw_effect;
 tw_effect* tw_effect_new(const char* effect, const tw_knobs* knobs);
 tw_status tw_effect_render(const tw_effect* effect, double position, const tw_picture* first,
@@ -132,16 +135,16 @@ void tw_effect_free(tw_effect* effect);
 
 /* ---- An edit ---- */
 
-/* Is told how many of the result's pictures are finished, on the thread that renders. Any answer but 0 ends the work
- * with TW_CANCELLED. */
+/* Is told how many of the result's pictures are finished, on the thread that renders. Any answer but 0 ends
+ * the work with TW_CANCELLED. */
 typedef int (*tw_progress)(void* user, int64_t done, int64_t total);
 
 /* Flags of tw_render_edit and tw_render_edit_file; others are refused. */
 #define TW_REPLACE 1u /* replace an output that exists; without it that is TW_BAD_OUTPUT */
 
-/* Renders an edit document (UTF-8, the format of NAME.edit.json) to `output`, whose ending says what it becomes.
- * Relative names of clips start in `folder`, null being the working directory. An output appears whole at the end or
- * not at all, and an older one stays until then. `progress` may be null. */
+/* Renders an edit document (UTF-8, the format of NAME.edit.json) to `output`, whose ending says what it
+ * becomes. Relative names of clips start in `folder`, null being the working directory. An output appears
+ * whole at the end or not at all, and an older one stays until then. `progress` may be null. */
 tw_status tw_render_edit(const char* json, const char* folder, const char* output, unsigned flags,
                          tw_progress progress, void* user);
 

@@ -54,8 +54,8 @@ class Clip {
     const media::MediaInfo& info() const noexcept { return info_; }
     /// Pictures at the output's rate, as planned from.
     std::int64_t frames() const noexcept { return frames_; }
-    /// Pictures of the whole file at that rate, trimmed or not, of which a clip that was counted earlier knows
-    /// no more than it uses; of a still or black, as many as it lasts.
+    /// Pictures of the whole file at that rate, trimmed or not, of which a clip that was counted earlier
+    /// knows no more than it uses; of a still or black, as many as it lasts.
     std::int64_t wholeFrames() const noexcept { return whole_; }
     /// The file's frame that is frame 0 here.
     std::int64_t in() const noexcept { return in_; }

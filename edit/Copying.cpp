@@ -43,15 +43,15 @@ void addEncoded(Copying& copying, std::int64_t frames) {
 }
 
 /// What a clip's segment [first, end) of the result can copy.
-void addCopied(Copying& copying, const MovieRequest& request, const Segment& segment, const PacketIndex& index,
-               std::int64_t first, std::int64_t end) {
+void addCopied(Copying& copying, const MovieRequest& request, const Segment& segment,
+               const PacketIndex& index, std::int64_t first, std::int64_t end) {
     const Clip& clip = request.clips[static_cast<std::size_t>(segment.clipA)];
     const std::int64_t move = clip.in() + segment.firstA - segment.first;  // from the result to the file
     const std::optional<PacketRange> range = index.copyable(first + move, end + move);
     if (!range) {
-        copying.notes.push_back(
-            fmt::format("{} has no key frame after {:.1f} s that can start a copy: all of it would be encoded",
-                        media::quotedName(clip.path()), secondsOf(first + move, request.rate)));
+        copying.notes.push_back(fmt::format(
+            "{} has no key frame after {:.1f} s that can start a copy: all of it would be encoded",
+            media::quotedName(clip.path()), secondsOf(first + move, request.rate)));
         addEncoded(copying, end - first);
         return;
     }
@@ -74,7 +74,8 @@ Copying copyingOf(const MovieRequest& request, const Indexes& indexes) {
         if (segment.transition != Segment::kNone)
             addEncoded(copying, end - first);
         else
-            addCopied(copying, request, segment, *indexes[static_cast<std::size_t>(segment.clipA)], first, end);
+            addCopied(copying, request, segment, *indexes[static_cast<std::size_t>(segment.clipA)], first,
+                      end);
     }
     if (copying.copied == 0) {
         copying.why = copying.notes.empty() ? "nothing lies between the seams that could be copied"
@@ -86,8 +87,8 @@ Copying copyingOf(const MovieRequest& request, const Indexes& indexes) {
     return copying;
 }
 
-/// About how long the pictures take on this machine: encoded ones by doing some, copied ones by how long it took to
-/// read them, since they are read for the index and the copy, written, and read back.
+/// About how long the pictures take on this machine: encoded ones by doing some, copied ones by how long it
+/// took to read them, since they are read for the index and the copy, written, and read back.
 void estimate(const MovieRequest& request, const Indexes& indexes, double readSeconds, Copying& copying) {
     constexpr double kPasses = 4;
     std::int64_t read = 0;
@@ -100,8 +101,9 @@ void estimate(const MovieRequest& request, const Indexes& indexes, double readSe
     for (const CopyRun& run : copying.runs)
         if (run.clip != CopyRun::kEncoded)
             compared += std::min(4 * request.rate.value(), 4 * static_cast<double>(run.pictures()));
-    copying.seconds = readSeconds * (1 + (kPasses - 1) * copied / static_cast<double>(std::max<std::int64_t>(1, read))) +
-                      encoded * (2 * each.decoding + each.encoding) + compared * each.decoding;
+    copying.seconds =
+        readSeconds * (1 + (kPasses - 1) * copied / static_cast<double>(std::max<std::int64_t>(1, read))) +
+        encoded * (2 * each.decoding + each.encoding) + compared * each.decoding;
     copying.fullSeconds = (copied + encoded) * (each.decoding + each.encoding);
 }
 
@@ -122,8 +124,7 @@ void settleCopies(const Edit& edit, const RenderSettings& settings, MovieRequest
         copying.why = whyNotCopied(request, indexes);
     }
     if (copying.why.empty()) copying = copyingOf(request, indexes);
-    if (copying.why.empty() && settings.output.empty())
-        estimate(request, indexes, readSeconds, copying);
+    if (copying.why.empty() && settings.output.empty()) estimate(request, indexes, readSeconds, copying);
     if (!copying.why.empty()) {
         if (settings.copyBodies == CopyBodies::always) throw Refusal(Problem::BadRequest, copying.why);
         request.notes.push_back(copying.why);
@@ -163,8 +164,9 @@ std::string copyingTable(const MovieRequest& request) {
                        copying.copied, all, copying.encoded,
                        100.0 * static_cast<double>(copying.encoded) / static_cast<double>(all));
     if (copying.seconds >= 0)
-        out += fmt::format("about {:.1f} s for pictures on this machine, and {:.1f} s if all of them were encoded\n",
-                           copying.seconds, copying.fullSeconds);
+        out += fmt::format(
+            "about {:.1f} s for pictures on this machine, and {:.1f} s if all of them were encoded\n",
+            copying.seconds, copying.fullSeconds);
     return out;
 }
 

@@ -1,6 +1,6 @@
 // Which frames of a settled edit are copied from their clips as they are coded, and which are encoded: around
-// seams, at cuts that are no key frames, and everywhere when the clips do not allow copies. Decided from indexes
-// of packets before anything is decoded or written; how copies are made is media's.
+// seams, at cuts that are no key frames, and everywhere when the clips do not allow copies. Decided from
+// indexes of packets before anything is decoded or written; how copies are made is media's.
 #pragma once
 
 #include <memory>
@@ -38,8 +38,9 @@ struct Copying {
     std::int64_t encoded = 0;
     double seconds = -1;      ///< that the pictures would take here, about; -1: not asked for
     double fullSeconds = -1;  ///< were all of them encoded
-    std::optional<media::Codec> otherCodec;  ///< of a movie in full, where copies are of one that is never asked for
-    std::string why;  ///< why nothing is copied, a sentence; empty when something is
+    std::optional<media::Codec>
+        otherCodec;                  ///< of a movie in full, where copies are of one that is never asked for
+    std::string why;                 ///< why nothing is copied, a sentence; empty when something is
     std::vector<std::string> notes;  ///< which clips are encoded from end to end
 };
 

@@ -124,8 +124,8 @@ std::string fileOf(const Edit& edit, const EditClip& clip);
 /// The file of the edit's music, as it can be opened; empty without music.
 std::string musicOf(const Edit& edit);
 
-/// How pictures of another shape are fitted: as the edit says, else stills over a blurred copy of their own, since
-/// black boards beside a photo would fly and wash away with it, and clips between bars.
+/// How pictures of another shape are fitted: as the edit says, else stills over a blurred copy of their own,
+/// since black boards beside a photo would fly and wash away with it, and clips between bars.
 media::Fit fitOf(const Edit& edit, bool still);
 
 /// The usual words of a time: `26f`, `1.5s`.

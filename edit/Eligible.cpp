@@ -142,7 +142,8 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
 std::string conflictOf(const RenderSettings& settings, const MediaInfo& clip) {
     const std::string name = media::quotedName(clip.path);
     const auto codec = media::codecOfName(clip.videoCodec);
-    if (!codec || !media::isCopied(*codec)) return fmt::format("{} is {}, which is not copied", name, codecName(clip));
+    if (!codec || !media::isCopied(*codec))
+        return fmt::format("{} is {}, which is not copied", name, codecName(clip));
     if (settings.colour.codec && settings.colour.codec != codec)
         return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded", name,
                            codecName(clip), factsOf(*settings.colour.codec).name);
@@ -163,8 +164,8 @@ std::string conflictOf(const MovieRequest& request, const PacketIndex& clip) {
         return fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
                            rateOf(clip.info().rate), rateOf(request.rate));
     if (const std::string seams = media::seamPixels(facts); facts.pixels != seams)
-        return fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one", nameOf(clip),
-                           facts.pixels, seams);
+        return fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one",
+                           nameOf(clip), facts.pixels, seams);
     const media::ClipColour& colour = clip.info().colour;
     if (request.writer.colour &&
         (colour.transfer != request.writer.colour->transfer || colour.depth != request.writer.colour->depth ||
@@ -201,7 +202,8 @@ std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieReques
     return {};
 }
 
-std::string whyNotCopied(const MovieRequest& request, const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
+std::string whyNotCopied(const MovieRequest& request,
+                         const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
     for (const auto& clip : clips) {
         if (const std::string trouble = troubleOf(*clip); !trouble.empty())
             return nameOf(*clip) + " " + trouble;

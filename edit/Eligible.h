@@ -11,8 +11,8 @@
 
 namespace tumblewash::edit {
 
-/// The sentence for the first thing that forbids copies as far as it shows without reading the clips' packets; empty
-/// when nothing does.
+/// The sentence for the first thing that forbids copies as far as it shows without reading the clips'
+/// packets; empty when nothing does.
 std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request);
 
 /// The same for what their packets tell. `clips` are the request's in their order, of which none is black.

@@ -74,8 +74,7 @@ Moment Moment::operator+(const Moment& other) const {
     Wide mine = 0, others = 0, num = 0, den = 0;
     if (__builtin_mul_overflow(num_, other.den_ / common, &mine) ||
         __builtin_mul_overflow(other.num_, den_ / common, &others) ||
-        __builtin_add_overflow(mine, others, &num) ||
-        __builtin_mul_overflow(den_ / common, other.den_, &den))
+        __builtin_add_overflow(mine, others, &num) || __builtin_mul_overflow(den_ / common, other.den_, &den))
         throw std::out_of_range("too many different rates");
     return {num, den};
 }

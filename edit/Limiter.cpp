@@ -129,8 +129,8 @@ void Limiter::shapeNext(std::vector<float>& out) {
     giveNext(out, gain);
 }
 
-/// Measures the sample frames before `known`, behind each of which kReach more are held, and gives out what is
-/// settled by that. One by one, so that it does not matter in what pieces the sound comes.
+/// Measures the sample frames before `known`, behind each of which kReach more are held, and gives out what
+/// is settled by that. One by one, so that it does not matter in what pieces the sound comes.
 void Limiter::advance(std::vector<float>& out, std::int64_t known) {
     while (measured_ < known) {
         const auto count = static_cast<std::size_t>(std::min(kBlock, known - measured_));

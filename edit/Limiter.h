@@ -14,10 +14,10 @@ namespace tumblewash::edit {
 
 /// What a limiter has seen and done.
 struct LimiterTold {
-    double truePeak = 0;        ///< the highest of the sound that went in, 4 times oversampled; 1 is full scale
-    double gain = 1;            ///< the lowest that was applied; 1: nothing was
-    std::int64_t limited = 0;   ///< sample frames that were turned down
-    std::int64_t over = 0;      ///< sample frames beyond full scale that came out
+    double truePeak = 0;  ///< the highest of the sound that went in, 4 times oversampled; 1 is full scale
+    double gain = 1;      ///< the lowest that was applied; 1: nothing was
+    std::int64_t limited = 0;    ///< sample frames that were turned down
+    std::int64_t over = 0;       ///< sample frames beyond full scale that came out
     std::int64_t untouched = 0;  ///< sample frames from the first on that came out as they went in
 };
 

@@ -1,6 +1,6 @@
-// What must hold before anything is decoded: of all files that a command reads and writes no two are one. Also
-// results written in one step and what their failures mean. Whether a file can be written at all is media's
-// `checkTarget`.
+// What must hold before anything is decoded: of all files that a command reads and writes no two are one.
+// Also results written in one step and what their failures mean. Whether a file can be written at all is
+// media's `checkTarget`.
 #pragma once
 
 #include <cstdint>

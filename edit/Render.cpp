@@ -432,7 +432,8 @@ void dropCopies(const media::CopyCheckFailed& problem, MovieRequest& request, Re
 }
 
 // Sound that cannot be copied here is encoded; nobody hears the difference.
-void renderCopied(const RenderSettings& settings, MovieRequest& request, Report& report, const RenderHooks& hooks) {
+void renderCopied(const RenderSettings& settings, MovieRequest& request, Report& report,
+                  const RenderHooks& hooks) {
     try {
         renderOnce(settings, request, report, hooks);
     } catch (const media::SoundCopyFailed&) {

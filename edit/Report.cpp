@@ -195,12 +195,9 @@ std::string reportJson(const Report& report) {
     if (report.copies) json["copies"] = copiesJson(*report.copies);
     json["warnings"] = lossesOf(report);
     if (!report.remarks.empty()) json["remarks"] = report.remarks;
-    json["timings"] = {{"open", report.openSeconds},
-                       {"render", report.renderSeconds},
-                       {"finish", report.finishSeconds},
-                       {"picture", report.pictureSeconds},
-                       {"sound", report.soundSeconds},
-                       {"total", report.seconds}};
+    json["timings"] = {{"open", report.openSeconds},     {"render", report.renderSeconds},
+                       {"finish", report.finishSeconds}, {"picture", report.pictureSeconds},
+                       {"sound", report.soundSeconds},   {"total", report.seconds}};
     // Names are quoted where they are no UTF-8; whatever else is none is replaced rather than refused at the
     // very end of a run.
     return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";

@@ -58,7 +58,7 @@ struct ReportedCopies {
     std::int64_t copied = 0;
     std::int64_t encoded = 0;
     std::vector<Run> runs;
-    std::string why;  ///< why nothing was copied; empty when something was
+    std::string why;          ///< why nothing was copied; empty when something was
     double soundSeconds = 0;  ///< of sound whose packets were copied
 };
 

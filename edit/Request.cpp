@@ -331,7 +331,8 @@ bool deepForCopies(const RenderSettings& settings, const ColourWishes& wishes,
 
 // Copies keep the rate of their sound as well.
 int soundRateFor(const RenderSettings& settings, const std::vector<MediaInfo>& infos) {
-    if (settings.copyBodies == CopyBodies::never || settings.output.empty()) return WriterSettings().sampleRate;
+    if (settings.copyBodies == CopyBodies::never || settings.output.empty())
+        return WriterSettings().sampleRate;
     return soundRateOf(infos, settings.output);
 }
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "edit/Clips.h"
 #include "edit/ClipShelf.h"
+#include "edit/Clips.h"
 #include "edit/Copying.h"
 #include "edit/Edit.h"
 #include "edit/Effects.h"
@@ -38,11 +38,12 @@ struct RenderSettings {
     bool proxy = false;              ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
-    bool soundOnly = false;              ///< render the sound, for a piece or a fingerprint without pictures
-    media::ColourWishes colour;          ///< instead of what the edit says of codec, depth and HDR
-    CopyBodies copyBodies = CopyBodies::never;  ///< take what lies between seams from the clips as it is coded
+    bool soundOnly = false;      ///< render the sound, for a piece or a fingerprint without pictures
+    media::ColourWishes colour;  ///< instead of what the edit says of codec, depth and HDR
+    CopyBodies copyBodies =
+        CopyBodies::never;               ///< take what lies between seams from the clips as it is coded
     media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
-    ClipShelf* shelf = nullptr;          ///< clips known from earlier plans are not counted again; may be null
+    ClipShelf* shelf = nullptr;  ///< clips known from earlier plans are not counted again; may be null
 };
 
 /// A seam, an opening or a closing with everything that rendering needs to know.
@@ -77,7 +78,7 @@ struct MovieRequest {
     std::int64_t first = 0;  ///< what is rendered of the plan: frames [first, end)
     std::int64_t end = 0;
     media::WriterSettings writer;
-    std::optional<Copying> copying;  ///< what is copied, where that was asked for
+    std::optional<Copying> copying;   ///< what is copied, where that was asked for
     std::vector<std::string> notes;   ///< what is lost or converted of each clip, one line each with its name
     std::vector<std::string> levels;  ///< how loud each clip was found to be, and what gain it gets
     std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
@@ -87,8 +88,8 @@ struct MovieRequest {
 /// made. Writes nothing.
 MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings);
 
-/// The frame plan of clips that are counted and seams that have their lengths. Throws Refusal (BadRequest) when
-/// a clip cannot hold its seams.
+/// The frame plan of clips that are counted and seams that have their lengths. Throws Refusal (BadRequest)
+/// when a clip cannot hold its seams.
 FramePlan planFrames(const Edit& edit, const std::vector<PlannedClip>& clips,
                      const std::vector<SettledSeam>& settled);
 

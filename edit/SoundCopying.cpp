@@ -32,16 +32,17 @@ bool holds(const std::string& output, SoundCodec codec) {
     return output.ends_with(".mkv") || (codec == SoundCodec::pcm && output.ends_with(".mov"));
 }
 
-/// The coding that keeps every clip's sound as it is; nothing where one of them has another, or is resampled or
-/// mixed into other channels.
+/// The coding that keeps every clip's sound as it is; nothing where one of them has another, or is resampled
+/// or mixed into other channels.
 std::optional<Lossless> losslessOf(const MovieRequest& request, const std::string& output) {
     std::optional<Lossless> out;
     for (const Clip& clip : request.clips) {
         const media::MediaInfo& info = clip.info();
         if (clip.isBlack() || !info.hasAudio) continue;
         const std::optional<Lossless> own = losslessOf(info);
-        if (!own || info.sampleRate != request.writer.sampleRate || info.channels != request.writer.channels ||
-            !holds(output, own->codec) || (out && out->codec != own->codec))
+        if (!own || info.sampleRate != request.writer.sampleRate ||
+            info.channels != request.writer.channels || !holds(output, own->codec) ||
+            (out && out->codec != own->codec))
             return std::nullopt;
         if (!out || own->bits > out->bits) out = own;
     }
@@ -65,7 +66,8 @@ std::int64_t unchangedFrames(const MovieRequest& request) {
     if (!request.clipSound || !request.musicFile.empty() || at == segments.size()) return 0;
     const Segment& segment = segments[at];
     const Clip& clip = request.clips[static_cast<std::size_t>(segment.clipA)];
-    if (segment.transition != Segment::kNone || clip.isBlack() || !clip.info().hasAudio || clip.gain() != 1) return 0;
+    if (segment.transition != Segment::kNone || clip.isBlack() || !clip.info().hasAudio || clip.gain() != 1)
+        return 0;
     const auto isCut = [&](std::size_t k) {
         return k < segments.size() && segments[k].transition == Segment::kNone;
     };
@@ -91,7 +93,8 @@ void settleSoundCopies(MovieRequest& request, const RenderSettings& settings) {
     };
     const auto at = static_cast<std::size_t>(request.plan.segments[firstSegment(request)].clipA);
     const Clip& clip = request.clips[at];
-    const std::int64_t from = samples(clip.in()) + samples(request.first) - samples(request.plan.clipOrigins[at]);
+    const std::int64_t from =
+        samples(clip.in()) + samples(request.first) - samples(request.plan.clipOrigins[at]);
     writer.soundCopy = media::SoundCopy::of(clip.path(), clip.info().identity, settings.output, writer, from);
 }
 

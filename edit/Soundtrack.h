@@ -44,8 +44,8 @@ class Soundtrack {
     Limiter limiter_;
     std::optional<Music> music_;
     std::vector<float> limited_;
-    std::int64_t own_ = 0;   // sample frames that nothing but the limiter changes
-    std::int64_t sent_ = 0;  // sample frames
+    std::int64_t own_ = 0;              // sample frames that nothing but the limiter changes
+    std::int64_t sent_ = 0;             // sample frames
     std::set<std::int64_t> ending_;     // frames after which another clip's sound begins
     std::set<std::int64_t> beginning_;  // frames before which another clip's sound ended
 };

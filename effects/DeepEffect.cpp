@@ -18,26 +18,26 @@ namespace {
 
 void copyPicture(const imagelib::DeepView& from, const imagelib::DeepTarget& to) {
     for (int y = 0; y < to.height; ++y)
-        std::memcpy(to.row(y), from.row(y), static_cast<std::size_t>(to.width * kernels::deepPixelBytes));
+        std::memcpy(to.row(y), from.row(y), static_cast<std::size_t>(to.width * kernels::kDeepPixelBytes));
 }
 
 void clearPicture(const imagelib::DeepTarget& to, const kernels::DeepPixel& nothing) {
     for (int y = 0; y < to.height; ++y)
         for (int x = 0; x < to.width; ++x)
-            kernels::storeDeep(to.row(y) + x * kernels::deepPixelBytes, nothing);
+            kernels::storeDeep(to.row(y) + x * kernels::kDeepPixelBytes, nothing);
 }
 
 bool isOpaque(const imagelib::DeepView& picture) {
     for (int y = 0; y < picture.height; ++y)
         for (int x = 0; x < picture.width; ++x)
-            if (kernels::loadDeep(picture.row(y) + x * kernels::deepPixelBytes).alpha != 65535) return false;
+            if (kernels::loadDeep(picture.row(y) + x * kernels::kDeepPixelBytes).alpha != 65535) return false;
     return true;
 }
 
 void checkShape(const char* what, const imagelib::DeepView& picture, int width, int height) {
     const bool fits = picture.data != nullptr && picture.width == width && picture.height == height &&
-                      picture.stride >= width * kernels::deepPixelBytes &&
-                      picture.stride % kernels::deepPixelBytes == 0;
+                      picture.stride >= width * kernels::kDeepPixelBytes &&
+                      picture.stride % kernels::kDeepPixelBytes == 0;
     if (!fits)
         throw std::invalid_argument(std::string("the ") + what + " picture is not one of " +
                                     std::to_string(width) + " x " + std::to_string(height) +

@@ -1,5 +1,5 @@
-// Any bytes as a clip whose packets are copied into a movie: indexed, and where the index allows it copied and
-// checked, or refused in words.
+// Any bytes as a clip whose packets are copied into a movie: indexed, and where the index allows it copied
+// and checked, or refused in words.
 
 #include <unistd.h>
 

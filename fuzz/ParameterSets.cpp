@@ -1,6 +1,6 @@
-// Any bytes as parameter sets, slices, messages and packets of H.264 and HEVC, and as packets of VP9: read, written again under other ids, and
-// put into one track with the sets of another source. What is written reads back the same, and escaping is undone
-// by its reverse.
+// Any bytes as parameter sets, slices, messages and packets of H.264 and HEVC, and as packets of VP9: read,
+// written again under other ids, and put into one track with the sets of another source. What is written
+// reads back the same, and escaping is undone by its reverse.
 
 #include <algorithm>
 
@@ -60,7 +60,8 @@ void readHevcSets(ByteView bytes) {
         demand(again && again->id == 11, "a video set that cannot be read again");
     }
     if (const auto sps = tumblewash::media::readHevcSps(bytes)) {
-        const auto again = tumblewash::media::readHevcSps(tumblewash::media::writeHevcSps(*sps, 9, 11, limits));
+        const auto again =
+            tumblewash::media::readHevcSps(tumblewash::media::writeHevcSps(*sps, 9, 11, limits));
         demand(again && again->id == 9 && again->vps == 11 && again->level == 153 && again->high,
                "a sequence set that cannot be read again");
         demand(again->width == sps->width && again->height == sps->height && again->chroma == sps->chroma &&
@@ -111,7 +112,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // The first two bytes say where a header ends.
     if (size < 3) return 0;
     const std::size_t cut = std::min<std::size_t>(size - 2, std::size_t{data[0]} << 8 | data[1]);
-    for (const auto codec : {tumblewash::media::Codec::h264, tumblewash::media::Codec::hevc, tumblewash::media::Codec::vp9})
+    for (const auto codec :
+         {tumblewash::media::Codec::h264, tumblewash::media::Codec::hevc, tumblewash::media::Codec::vp9})
         copyPacket(codec, bytes.subspan(2, cut), bytes.subspan(2 + cut));
     return 0;
 }

@@ -20,8 +20,8 @@ struct AccessRights {
 /// The rights of the file `name` in an open folder, whose facts are `status`.
 AccessRights readRights(int folder, const std::string& name, const struct stat& status);
 
-/// Gives the open file `file` these rights or fewer. False when it could be read more widely afterwards, which
-/// only a file system without such rights brings about.
+/// Gives the open file `file` these rights or fewer. False when it could be read more widely afterwards,
+/// which only a file system without such rights brings about.
 bool adoptRights(int file, const AccessRights& rights) noexcept;
 
 }  // namespace tumblewash::media

@@ -44,8 +44,9 @@ class Ledger {
     double spent(const std::string& path) {
         const std::lock_guard lock(mutex_);
         const auto found = entries_.find(path);
-        return found == entries_.end() || Clock::now() - found->second.since > kMemory ? 0
-                                                                                       : found->second.seconds;
+        return found == entries_.end() || Clock::now() - found->second.since > kMemory
+                   ? 0
+                   : found->second.seconds;
     }
     void add(const std::string& path, double seconds) {
         const std::lock_guard lock(mutex_);

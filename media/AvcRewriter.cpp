@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kSpsIds = 32;
 constexpr int kPpsIds = 256;
-constexpr size_t kMostSps = 31;   // that a header can list
+constexpr size_t kMostSps = 31;  // that a header can list
 constexpr size_t kMostPps = 255;
 
 /// Sets under their ids in the one track, and the keys by which equal ones are known.
@@ -81,8 +81,12 @@ class AvcRewriter final : public PacketRewriter {
 
     /// The decoder configuration record of ISO/IEC 14496-15, 5.3.3.1.
     Bytes header() const override {
-        Bytes out{1, static_cast<uint8_t>(profile_), static_cast<uint8_t>(compatibility_),
-                  static_cast<uint8_t>(limits_.level), 0xFF, static_cast<uint8_t>(0xE0 | spsUnits_.size())};
+        Bytes out{1,
+                  static_cast<uint8_t>(profile_),
+                  static_cast<uint8_t>(compatibility_),
+                  static_cast<uint8_t>(limits_.level),
+                  0xFF,
+                  static_cast<uint8_t>(0xE0 | spsUnits_.size())};
         const auto add = [&](const Bytes& unit) {
             out.push_back(static_cast<uint8_t>(unit.size() >> 8));
             out.push_back(static_cast<uint8_t>(unit.size()));
@@ -126,7 +130,8 @@ class AvcRewriter final : public PacketRewriter {
         return UnitFate::pictured;
     }
 
-    /// Messages about buffering name a sequence parameter set, and are left out where that has another id now.
+    /// Messages about buffering name a sequence parameter set, and are left out where that has another id
+    /// now.
     static void addInformation(const Source& from, ByteView unit, Bytes& out) {
         if (allKept(from.sps)) return appendNalUnit(out, unit);
         const Bytes rest = withoutBufferingPeriods(unit);

@@ -15,7 +15,7 @@ using kernels::YuvMatrix;
 
 namespace {
 
-constexpr int kBits = kernels::yuvMatrixBits;
+constexpr int kBits = kernels::kYuvMatrixBits;
 constexpr int kBlackCode = 16, kWhiteCode = 235;
 
 constexpr int fixed(double value) {

@@ -49,7 +49,8 @@ class Table {
     }
     bool hasRoom() const {
         const auto any = [](int) { return true; };
-        return vps_.hasRoom(any) && sps_.hasRoom(any) && pps_.hasRoom([](int id) { return sameAlignment(0, id); });
+        return vps_.hasRoom(any) && sps_.hasRoom(any) &&
+               pps_.hasRoom([](int id) { return sameAlignment(0, id); });
     }
 
   private:

@@ -1,6 +1,6 @@
-// The hidden files and folders that are under way at this moment, for an end that runs no destructors: a signal
-// handler removes them all. It makes nothing and knows no contents; whoever makes a hidden name keeps it here.
-// Registering is for any thread; removing is for signal handlers too.
+// The hidden files and folders that are under way at this moment, for an end that runs no destructors: a
+// signal handler removes them all. It makes nothing and knows no contents; whoever makes a hidden name keeps
+// it here. Registering is for any thread; removing is for signal handlers too.
 #pragma once
 
 #include <string>
@@ -11,8 +11,9 @@ namespace tumblewash::media {
 class HiddenName {
   public:
     HiddenName() = default;
-    /// `folder` is an open folder, which must stay open as long, or AT_FDCWD; `name` a file in it, or a folder
-    /// with plain files, as a path of at most PATH_MAX. To be made before the file is. Throws std::bad_alloc.
+    /// `folder` is an open folder, which must stay open as long, or AT_FDCWD; `name` a file in it, or a
+    /// folder with plain files, as a path of at most PATH_MAX. To be made before the file is. Throws
+    /// std::bad_alloc.
     HiddenName(int folder, const std::string& name);
     ~HiddenName() { forget(); }
     HiddenName(HiddenName&& other) noexcept : slot_(other.slot_) { other.slot_ = nullptr; }

@@ -56,8 +56,8 @@ bool IndexCheck::sameStream(AVFormatContext& file, int index, const AVStream& wr
     // The library gathers samples that are not coded.
     const bool listed =
         noted.entries > noted.packets || avformat_index_get_entries_count(&found) == noted.packets;
-    return found.codecpar->codec_id == written.codecpar->codec_id && found.nb_frames == noted.entries && listed &&
-           (found.codecpar->extradata_size > 0 || written.codecpar->extradata_size == 0);
+    return found.codecpar->codec_id == written.codecpar->codec_id && found.nb_frames == noted.entries &&
+           listed && (found.codecpar->extradata_size > 0 || written.codecpar->extradata_size == 0);
 }
 
 bool IndexCheck::sameBeginnings(AVFormatContext& file, const AVFormatContext& muxer) const {

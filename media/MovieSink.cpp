@@ -57,7 +57,8 @@ struct SoundCoding {
 };
 
 SoundCoding soundCodingOf(const WriterSettings& settings, const Container& container) {
-    if (settings.soundCodec == SoundCodec::pcm) return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
+    if (settings.soundCodec == SoundCodec::pcm)
+        return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
     if (settings.soundCodec == SoundCodec::flac) return {"flac", 0};
     return {container.audioEncoder, container.audioBits};
 }
@@ -192,14 +193,17 @@ void MovieSink::openVideo() {
 
 std::unique_ptr<SoundEncoder> MovieSink::makeAudio(int64_t first, SoundEncoder::Emit emit) const {
     const SoundCoding coding = soundCodingOf(settings_, container_);
-    return std::make_unique<SoundEncoder>(output_, settings_, coding.encoder, coding.bits, first, std::move(emit));
+    return std::make_unique<SoundEncoder>(output_, settings_, coding.encoder, coding.bits, first,
+                                          std::move(emit));
 }
 
 void MovieSink::openAudio() {
     audioStream_ = orBadAlloc(avformat_new_stream(muxer_, nullptr));
     const auto take = [this](AVPacket& packet) { muxSound(packet); };
     if (settings_.soundCopy) {
-        const auto make = [this](int64_t first, SoundEncoder::Emit emit) { return makeAudio(first, std::move(emit)); };
+        const auto make = [this](int64_t first, SoundEncoder::Emit emit) {
+            return makeAudio(first, std::move(emit));
+        };
         soundSplicer_ = std::make_unique<SoundSplicer>(output_, settings_, make, take);
         soundSplicer_->describe(*audioStream_);
         soundLead_ = soundSplicer_->lead();
@@ -417,8 +421,9 @@ MergedPrints MovieSink::merge(const std::vector<PlacedPiece>& pictures, const st
     PacketPtr samples = nextAudio();
     while (picture || samples) {
         throwIfRaised(settings_.cancel, output_);
-        const bool first = picture && (!samples || av_compare_ts(picture->dts, video_->time_base,
-                                                                 samples->dts, audio_->codec().time_base) <= 0);
+        const bool first =
+            picture && (!samples || av_compare_ts(picture->dts, video_->time_base, samples->dts,
+                                                  audio_->codec().time_base) <= 0);
         if (first) {
             mux(*picture, video_->time_base, *videoStream_);
             picture = nextVideo();

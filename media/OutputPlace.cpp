@@ -95,8 +95,8 @@ void throwNotWritable(const std::string& path, int error) {
         case ENOTDIR:
             refuseOutput(path, "its folder does not exist; make it first");
         default:
-            refuseOutput(path,
-                         std::string("cannot be written (") + std::strerror(error) + "); choose another place");
+            refuseOutput(
+                path, std::string("cannot be written (") + std::strerror(error) + "); choose another place");
     }
 }
 
@@ -156,8 +156,8 @@ HiddenEntry makeHiddenFile(const OutputPlace& place, mode_t mode) {
 HiddenEntry makeHiddenFolder(const OutputPlace& place) {
     return makeHidden(place, [&](const std::string& name) {
         if (mkdirat(place.folder.get(), name.c_str(), 0700) != 0) return -1;
-        const int opened = openat(place.folder.get(), name.c_str(),
-                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        const int opened =
+            openat(place.folder.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         const int error = errno;
         if (opened < 0) unlinkat(place.folder.get(), name.c_str(), AT_REMOVEDIR);
         errno = error;

@@ -21,8 +21,8 @@ struct OutputPlace {
     std::optional<struct stat> there;  ///< the file of that name when the place was looked up
 };
 
-/// Looks `path` up. Throws MediaError (notWritable): no file name, a missing folder, a link that leads nowhere
-/// or in a circle.
+/// Looks `path` up. Throws MediaError (notWritable): no file name, a missing folder, a link that leads
+/// nowhere or in a circle.
 OutputPlace findPlace(const std::string& path);
 
 /// The file of that name now, or nothing.

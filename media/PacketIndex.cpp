@@ -19,8 +19,9 @@ namespace {
 constexpr double kScanSeconds = 4;
 constexpr double kSlowestScan = 10;
 
-// Times in a container are rounded, to a millisecond in some; a picture's step may be off by two roundings. Where whole
-// pictures are counted, as in AVI, nothing is rounded, and a step too far is a picture that is missing.
+// Times in a container are rounded, to a millisecond in some; a picture's step may be off by two roundings.
+// Where whole pictures are counted, as in AVI, nothing is rounded, and a step too far is a picture that is
+// missing.
 constexpr double kTickTolerance = 1.01;
 constexpr double kStepTolerance = 0.02;  // of a picture's length
 // Rates are read off a few numbers; more than this part of a picture off its place is another rate.
@@ -63,8 +64,8 @@ std::string unevenTimes(const std::vector<int64_t>& times, AVRational base, Fram
             return words("has a varying frame rate (frame %.0f lasts %.0f ms)", static_cast<double>(i),
                          step * 1000) +
                    onto;
-        const double drift = static_cast<double>(times[i + 1] - times[0]) * tick -
-                             static_cast<double>(i + 1) * frame;
+        const double drift =
+            static_cast<double>(times[i + 1] - times[0]) * tick - static_cast<double>(i + 1) * frame;
         if (std::abs(drift) > std::max(std::min(2 * tick, most), kDriftTolerance * frame))
             return words("is off its own frame rate by %.0f ms after %.0f frames", drift * 1000,
                          static_cast<double>(i + 1)) +
@@ -83,7 +84,8 @@ TrackFacts trackFacts(const AVStream& stream) {
     out.codecName = known ? factsOf(*known).name : avcodec_get_name(p.codec_id);
     out.width = p.width;
     out.height = p.height;
-    const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : p.sample_aspect_ratio;
+    const AVRational aspect =
+        stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio : p.sample_aspect_ratio;
     if (aspect.num > 0 && aspect.den > 0) out.pixelAspect = fromAv(aspect);
     const char* pixels = av_get_pix_fmt_name(static_cast<AVPixelFormat>(p.format));
     out.pixels = pixels == nullptr ? "unknown" : pixels;
@@ -118,7 +120,8 @@ std::vector<bool> scan(InputFile& file, const AVStream& stream, PacketLooker& lo
             av_packet_unref(packet.get());
             continue;
         }
-        if (packet->pts == AV_NOPTS_VALUE) trouble("does not tell when each picture is shown", AV_NOPTS_VALUE);
+        if (packet->pts == AV_NOPTS_VALUE)
+            trouble("does not tell when each picture is shown", AV_NOPTS_VALUE);
         if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) trouble("is damaged", packet->pts);
         if (av_packet_get_side_data(packet.get(), AV_PKT_DATA_ENCRYPTION_INFO, nullptr) != nullptr)
             trouble("is encrypted: copies of its packets would be, too", AV_NOPTS_VALUE);
@@ -165,9 +168,10 @@ std::unique_ptr<PacketIndex::Detail> readIndex(const std::string& path,
     file.setDeadline(kScanSeconds + megabytes / kSlowestScan);
     const std::vector<bool> hidden = scan(file, stream, *looker, *index);
     if (file.late())
-        throw MediaError(MediaErrorCode::undecodable, path,
-                         "takes too long to read; it is damaged or made to be slow, save it again with another "
-                         "program");
+        throw MediaError(
+            MediaErrorCode::undecodable, path,
+            "takes too long to read; it is damaged or made to be slow, save it again with another "
+            "program");
     file.clearDeadline();
     index->packets.shrink_to_fit();
     index->header = looker->header();
@@ -249,7 +253,8 @@ std::optional<PacketRange> PacketIndex::copyable(int64_t first, int64_t end) con
     const std::vector<IndexedPacket>& all = detail_->packets;
     const std::vector<int32_t> leastFrom = leastPictures(all);
     size_t begin = 0;
-    while (begin < all.size() && (all[begin].kind == PacketKind::other || all[begin].picture < first)) ++begin;
+    while (begin < all.size() && (all[begin].kind == PacketKind::other || all[begin].picture < first))
+        ++begin;
     if (begin == all.size() || !trouble().empty()) return std::nullopt;
     PacketRange best;
     best.firstPacket = best.endPacket = static_cast<int64_t>(begin);

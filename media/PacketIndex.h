@@ -1,6 +1,6 @@
 // The packets of one clip's pictures: in which order they are stored and shown, at which of them copying may
-// begin and end, and what forbids copying at all. Read from the packets themselves; what a container claims of
-// its key pictures is not believed. Nothing is decoded but the first picture, and no packet is kept.
+// begin and end, and what forbids copying at all. Read from the packets themselves; what a container claims
+// of its key pictures is not believed. Nothing is decoded but the first picture, and no packet is kept.
 #pragma once
 
 #include <cstdint>
@@ -17,13 +17,14 @@ namespace tumblewash::media {
 enum class PacketKind : uint8_t {
     other,
     entry,     ///< decoding may begin here, and nothing that follows needs or is shown before it
-    openEntry  ///< decoding may begin here; pictures that follow and are shown before it need what came before
+    openEntry  ///< decoding may begin here; pictures that follow and are shown before it need what came
+               ///< before
 };
 
 /// One packet of pictures. An hour has a hundred thousand of them, and all are kept.
 struct IndexedPacket {
-    int64_t pts = 0;         ///< in the stream's units
-    int32_t picture = -1;    ///< its picture's number among those shown, from 0; -1: hidden
+    int64_t pts = 0;          ///< in the stream's units
+    int32_t picture = -1;     ///< its picture's number among those shown, from 0; -1: hidden
     uint32_t bytes : 30 = 0;  ///< size
     PacketKind kind : 2 = PacketKind::other;
 };

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <system_error>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "media/Probe.h"

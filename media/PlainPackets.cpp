@@ -1,5 +1,5 @@
-// Codecs whose packets need no rewriting to follow one another: VP9, whose key pictures forget all before them, FFV1,
-// whose key pictures do so too, and those that have no others (IntraPackets.cpp).
+// Codecs whose packets need no rewriting to follow one another: VP9, whose key pictures forget all before
+// them, FFV1, whose key pictures do so too, and those that have no others (IntraPackets.cpp).
 #include <algorithm>
 #include <array>
 
@@ -158,7 +158,8 @@ std::unique_ptr<PacketLooker> makeFfv1Looker(ByteView header) {
 
 bool sameHeader(ByteView a, ByteView b) noexcept {
     const auto filled = [](ByteView one, ByteView other) {
-        return one.size() == other.size() + 1 && one.back() == 0 && std::equal(other.begin(), other.end(), one.begin());
+        return one.size() == other.size() + 1 && one.back() == 0 &&
+               std::equal(other.begin(), other.end(), one.begin());
     };
     return std::equal(a.begin(), a.end(), b.begin(), b.end()) || filled(a, b) || filled(b, a);
 }
@@ -167,7 +168,8 @@ std::unique_ptr<PacketRewriter> makePlainRewriter(const std::vector<PacketSource
     const bool alike = std::all_of(sources.begin(), sources.end(), [&](const PacketSource& source) {
         return sameHeader(source.header.bytes, sources.front().header.bytes);
     });
-    return alike ? std::make_unique<PlainRewriter>(sources.empty() ? Bytes() : sources.front().header.bytes) : nullptr;
+    return alike ? std::make_unique<PlainRewriter>(sources.empty() ? Bytes() : sources.front().header.bytes)
+                 : nullptr;
 }
 
 std::unique_ptr<PacketLooker> makeLooker(Codec codec, ByteView header) {

@@ -1,4 +1,5 @@
-// How long this machine takes for pictures that are encoded around seams, found by doing some of them. Nothing is written.
+// How long this machine takes for pictures that are encoded around seams, found by doing some of them.
+// Nothing is written.
 #pragma once
 
 #include <memory>

@@ -79,7 +79,8 @@ void matchProres(const CopyPlan& plan, AVCodecContext& codec) {
     if (profile >= 0) throwIfNoRoom(av_opt_set_int(codec.priv_data, "profile", profile, 0));
 }
 
-/// Motion JPEG has no scale of qualities but that of its tables. One thread: slices of several would mark their ends.
+/// Motion JPEG has no scale of qualities but that of its tables. One thread: slices of several would mark
+/// their ends.
 void matchMjpeg(AVCodecContext& codec) {
     constexpr int kTables = 2;
     codec.flags |= AV_CODEC_FLAG_QSCALE;
@@ -87,17 +88,17 @@ void matchMjpeg(AVCodecContext& codec) {
     codec.thread_count = 1;
 }
 
-/// A kind of DNxHD or DNxHR as its packets number it, SMPTE ST 2019-1, and how the encoder is told to write it: by
-/// name or, of DNxHD, by one of its bit rates.
+/// A kind of DNxHD or DNxHR as its packets number it, SMPTE ST 2019-1, and how the encoder is told to write
+/// it: by name or, of DNxHD, by one of its bit rates.
 struct DnxhrKind {
     int number;
     const char* profile;
     int64_t megabits;
 };
 constexpr std::array kDnxhrKinds{
-    DnxhrKind{1235, "dnxhd", 185}, DnxhrKind{1237, "dnxhd", 145},  DnxhrKind{1238, "dnxhd", 185},
-    DnxhrKind{1250, "dnxhd", 180}, DnxhrKind{1251, "dnxhd", 180},  DnxhrKind{1252, "dnxhd", 145},
-    DnxhrKind{1253, "dnxhd", 36},  DnxhrKind{1271, "dnxhr_hqx", 0}, DnxhrKind{1272, "dnxhr_hq", 0},
+    DnxhrKind{1235, "dnxhd", 185},  DnxhrKind{1237, "dnxhd", 145},   DnxhrKind{1238, "dnxhd", 185},
+    DnxhrKind{1250, "dnxhd", 180},  DnxhrKind{1251, "dnxhd", 180},   DnxhrKind{1252, "dnxhd", 145},
+    DnxhrKind{1253, "dnxhd", 36},   DnxhrKind{1271, "dnxhr_hqx", 0}, DnxhrKind{1272, "dnxhr_hq", 0},
     DnxhrKind{1273, "dnxhr_sq", 0}, DnxhrKind{1274, "dnxhr_lb", 0}};
 
 /// False when the encoder does not write the clip's kind.
@@ -173,8 +174,8 @@ std::optional<Ffv1Coding> ffv1CodingOf(const PacketIndex& clip) {
     return std::nullopt;
 }
 
-/// The pixel formats that pictures beside a codec's copied ones can be encoded in; the first one where a clip has
-/// none of them.
+/// The pixel formats that pictures beside a codec's copied ones can be encoded in; the first one where a clip
+/// has none of them.
 std::span<const AVPixelFormat> seamFormats(Codec codec) {
     static constexpr std::array kEight{AV_PIX_FMT_YUV420P};
     static constexpr std::array kUsual{AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV420P10};

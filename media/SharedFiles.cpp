@@ -43,8 +43,8 @@ struct Folder {
     throw MediaError(MediaErrorCode::badRequest, output, why);
 }
 
-/// True when two names might be one to a file system that takes letters lightly: it may know small from capital
-/// letters, two ways of writing an accent, and drop dots at the end.
+/// True when two names might be one to a file system that takes letters lightly: it may know small from
+/// capital letters, two ways of writing an accent, and drop dots at the end.
 bool alike(std::string a, std::string b) {
     for (std::string* name : {&a, &b}) {
         while (name->ends_with('.') || name->ends_with(' ')) name->pop_back();
@@ -60,8 +60,8 @@ bool alike(std::string a, std::string b) {
 bool sameToFileSystem(const OutputPlace& place, const std::string& name,
                       const std::vector<std::string>& others) {
     const HiddenEntry trial = makeHiddenFolder(place);
-    const Descriptor file(openat(trial.opened.get(), name.c_str(),
-                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const Descriptor file(
+        openat(trial.opened.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     const bool same = file && std::any_of(others.begin(), others.end(), [&](const std::string& other) {
                           return faccessat(trial.opened.get(), other.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
                       });
@@ -73,7 +73,8 @@ bool sameFile(Folder& folder, const Entry& a, const Entry& b) {
     if (a.name == b.name || (a.file && a.file == b.file)) return true;
     if ((a.file && b.file) || !alike(a.name, b.name)) return false;
     if (!folder.exact)
-        folder.exact = !sameToFileSystem(folder.place, "a\u00e9", {"A\u00e9", "a\u00c9", "ae\u0301", "a\u00e9."});
+        folder.exact =
+            !sameToFileSystem(folder.place, "a\u00e9", {"A\u00e9", "a\u00c9", "ae\u0301", "a\u00e9."});
     return !*folder.exact && sameToFileSystem(folder.place, a.name, {b.name});
 }
 
@@ -113,7 +114,8 @@ void compareFiles(const std::map<FileId, Folder>& folders, const std::vector<std
         if (found == known.end()) continue;
         const std::string& output = found->second->shown;
         refuse(output, output == input ? "is an input too; choose another output"
-                                       : "is the same file as the input " + quotedName(input) + "; choose another output");
+                                       : "is the same file as the input " + quotedName(input) +
+                                             "; choose another output");
     }
 }
 

@@ -228,8 +228,9 @@ void FileSound::buildGraph(const AVFrame& frame) {
     // Mono goes to both ears at full level; the mixer alone would take 3 dB off.
     const std::string toStereo = channels == 1 && width_ == 2 ? "pan=stereo|c0=c0|c1=c0," : "";
     char resample[200];
-    std::snprintf(resample, sizeof resample, "aresample=%d%s,aformat=sample_fmts=flt:channel_layouts=%s", rate_,
-                  resamplerOptions(frame.sample_rate, rate_), soundLayoutName(static_cast<int>(width_)));
+    std::snprintf(resample, sizeof resample, "aresample=%d%s,aformat=sample_fmts=flt:channel_layouts=%s",
+                  rate_, resamplerOptions(frame.sample_rate, rate_),
+                  soundLayoutName(static_cast<int>(width_)));
     check(connectGraph(*graph_, *in_, *out_, toStereo + resample));
     inFormat_ = frame.format;
     inRate_ = frame.sample_rate;
@@ -240,7 +241,8 @@ void FileSound::buildGraph(const AVFrame& frame) {
 void FileSound::lookAhead() {
     // Pieces of a few samples, or of very many channels, are told from fewer seconds.
     const auto enough = [&] {
-        return aheadSeconds_ >= SoundClock::kWindow || ahead_.size() >= kMostPieces || aheadValues_ >= kMostValues;
+        return aheadSeconds_ >= SoundClock::kWindow || ahead_.size() >= kMostPieces ||
+               aheadValues_ >= kMostValues;
     };
     while (!decoded_ && !enough()) {
         throwIfRaised(cancel_, facts_.info.path);
@@ -260,8 +262,9 @@ void FileSound::lookAhead() {
         // The pictures' first moment is time 0 of the sound as well.
         const AVRational base = decoder_->stream().time_base;
         if (frame->pts != AV_NOPTS_VALUE)
-            piece.time = static_cast<double>(frame->pts - av_rescale_q(facts_.firstPts, facts_.timeBase, base)) *
-                         av_q2d(base);
+            piece.time =
+                static_cast<double>(frame->pts - av_rescale_q(facts_.firstPts, facts_.timeBase, base)) *
+                av_q2d(base);
         aheadSeconds_ += piece.length;
         aheadValues_ += valuesOf(*frame);
         pieces_.push_back(piece);
@@ -291,7 +294,9 @@ void FileSound::placeNext() {
     constexpr int64_t kMostSilence = 8192;
     if (!placed_) {
         const AVFrame& frame = *ahead_.front();
-        const auto samplesOf = [rate = frame.sample_rate](double seconds) { return std::llround(seconds * rate); };
+        const auto samplesOf = [rate = frame.sample_rate](double seconds) {
+            return std::llround(seconds * rate);
+        };
         const int samples = frame.nb_samples;
         const SoundPlacing placing = clock_.place(pieces_);
         silence_ = samplesOf(placing.silence);
@@ -337,7 +342,8 @@ bool FileSound::collect() {
         }
         return false;
     }
-    slide_.pass(reinterpret_cast<const float*>(chunk_->data[0]), static_cast<size_t>(chunk_->nb_samples), ready_);
+    slide_.pass(reinterpret_cast<const float*>(chunk_->data[0]), static_cast<size_t>(chunk_->nb_samples),
+                ready_);
     return true;
 }
 

@@ -33,10 +33,11 @@ AVCodecID codecOf(const std::string& output) {
     return std::string_view(kind->muxer) == "webm" ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC;
 }
 
-/// The plain kind of AAC with this rate and these channels, ISO/IEC 14496-3, 1.6.2.1: what the encoder writes, so
-/// that its header serves for both.
+/// The plain kind of AAC with this rate and these channels, ISO/IEC 14496-3, 1.6.2.1: what the encoder
+/// writes, so that its header serves for both.
 bool isPlainAac(ByteView header, int rate, int channels) {
-    constexpr std::array kRates{96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000};
+    constexpr std::array kRates{96000, 88200, 64000, 48000, 44100, 32000,
+                                24000, 22050, 16000, 12000, 11025, 8000};
     if (header.size() < 2) return false;
     const unsigned word = static_cast<unsigned>(header[0]) << 8 | header[1];
     const unsigned index = word >> 7 & 15U;
@@ -46,7 +47,8 @@ bool isPlainAac(ByteView header, int rate, int channels) {
 
 /// The header of RFC 7845, 5.1: one stream at its own level.
 bool isPlainOpus(ByteView header, int channels) {
-    return header.size() >= 19 && header[9] == channels && header[16] == 0 && header[17] == 0 && header[18] == 0;
+    return header.size() >= 19 && header[9] == channels && header[16] == 0 && header[17] == 0 &&
+           header[18] == 0;
 }
 
 bool hasSideData(const AVPacket& packet) {
@@ -75,7 +77,8 @@ Row rowOf(InputFile& file, const AVStream& stream, int rate) {
                 time != AV_NOPTS_VALUE && packet->size > 0 && !hasSideData(*packet) &&
                 (packet->flags & AV_PKT_FLAG_CORRUPT) == 0 &&
                 (out.dts.empty() ||
-                 std::abs(static_cast<double>(time - out.dts.front()) * av_q2d(stream.time_base) - due) < kSteady);
+                 std::abs(static_cast<double>(time - out.dts.front()) * av_q2d(stream.time_base) - due) <
+                     kSteady);
             if (!fits) {
                 out.whole = false;
                 return out;
@@ -88,8 +91,8 @@ Row rowOf(InputFile& file, const AVStream& stream, int rate) {
     return out;
 }
 
-/// Packet 0's place on the clip's clock, in sample frames of the first picture's moment: from the first frame that
-/// a decoder gives, as the reader of the sound counts. Nothing when the two do not fit.
+/// Packet 0's place on the clip's clock, in sample frames of the first picture's moment: from the first frame
+/// that a decoder gives, as the reader of the sound counts. Nothing when the two do not fit.
 std::optional<int64_t> placeOf(const ProbeDetail& facts, const Row& row, const WriterSettings& settings) {
     InputFile file(facts.bytes, settings.cancel);
     file.useOnly(facts.audioStream);
@@ -114,7 +117,8 @@ std::optional<int64_t> placeOf(const ProbeDetail& facts, const Row& row, const W
 }
 
 std::unique_ptr<SoundCopy::Detail> find(const std::string& clip, const std::optional<FileIdentity>& identity,
-                                        const std::string& output, const WriterSettings& settings, int64_t from) {
+                                        const std::string& output, const WriterSettings& settings,
+                                        int64_t from) {
     const ProbeDetail facts = probeDetail(clip, settings.cancel, identity);
     if (!facts.bytes || facts.audioStream < 0 || facts.info.kind != MediaKind::clip) return nullptr;
     InputFile file(facts.bytes, settings.cancel);
@@ -127,7 +131,8 @@ std::unique_ptr<SoundCopy::Detail> find(const std::string& clip, const std::opti
                                           : !isPlainOpus(header, settings.channels))
         return nullptr;
     const Row row = rowOf(file, stream, settings.sampleRate);
-    if (row.dts.empty() || row.unit != (track.codec_id == AV_CODEC_ID_AAC ? kAacUnit : kOpusUnit)) return nullptr;
+    if (row.dts.empty() || row.unit != (track.codec_id == AV_CODEC_ID_AAC ? kAacUnit : kOpusUnit))
+        return nullptr;
     const std::optional<int64_t> place = placeOf(facts, row, settings);
     if (!place) return nullptr;
     auto out = std::make_unique<SoundCopy::Detail>();
@@ -143,7 +148,8 @@ std::unique_ptr<SoundCopy::Detail> find(const std::string& clip, const std::opti
     while (out->first + 1 < out->packets && out->at(out->first + 1) <= -lead) ++out->first;
     // What a header of Opus can say, and nothing that is heard late.
     constexpr int64_t kMostLead = 60'000;
-    if (out->first >= out->packets || out->at(out->first) > 0 || out->at(out->first) < -kMostLead) return nullptr;
+    if (out->first >= out->packets || out->at(out->first) > 0 || out->at(out->first) < -kMostLead)
+        return nullptr;
     return out;
 }
 
@@ -152,7 +158,8 @@ std::unique_ptr<SoundCopy::Detail> find(const std::string& clip, const std::opti
 SoundCopy::SoundCopy(std::unique_ptr<Detail> detail) noexcept : detail_(std::move(detail)) {}
 SoundCopy::~SoundCopy() = default;
 
-std::shared_ptr<const SoundCopy> SoundCopy::of(const std::string& clip, const std::optional<FileIdentity>& identity,
+std::shared_ptr<const SoundCopy> SoundCopy::of(const std::string& clip,
+                                               const std::optional<FileIdentity>& identity,
                                                const std::string& output, const WriterSettings& settings,
                                                int64_t from) {
     try {

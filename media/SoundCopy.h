@@ -1,6 +1,6 @@
-// The packets of one clip's sound that can open a movie's sound track as they are: where each of them is heard, and
-// which is the first one that is needed. Found from the packets and from decoding the first of them; no packet is
-// kept.
+// The packets of one clip's sound that can open a movie's sound track as they are: where each of them is
+// heard, and which is the first one that is needed. Found from the packets and from decoding the first of
+// them; no packet is kept.
 #pragma once
 
 #include <cstdint>
@@ -16,11 +16,12 @@ namespace tumblewash::media {
 
 class SoundCopy {
   public:
-    /// For a movie of these settings that begins with sample frame `from` of the clip, at the movie's rate. Null
-    /// when the movie's track is of another codec, rate or number of channels, when the clip's packets are not all
-    /// of one length or their times have gaps, and when it begins later than the movie. Throws MediaError
-    /// (unreadable, when the file is another by now; cancelled).
-    static std::shared_ptr<const SoundCopy> of(const std::string& clip, const std::optional<FileIdentity>& identity,
+    /// For a movie of these settings that begins with sample frame `from` of the clip, at the movie's rate.
+    /// Null when the movie's track is of another codec, rate or number of channels, when the clip's packets
+    /// are not all of one length or their times have gaps, and when it begins later than the movie. Throws
+    /// MediaError (unreadable, when the file is another by now; cancelled).
+    static std::shared_ptr<const SoundCopy> of(const std::string& clip,
+                                               const std::optional<FileIdentity>& identity,
                                                const std::string& output, const WriterSettings& settings,
                                                int64_t from);
 

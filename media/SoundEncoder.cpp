@@ -50,7 +50,8 @@ void fill(const float* from, size_t frames, size_t width, AVFrame& to) {
 AVSampleFormat formatOf(const AVCodec& encoder, int bits) {
     const AVSampleFormat whole = bits > 16 ? AV_SAMPLE_FMT_S32 : AV_SAMPLE_FMT_S16;
     for (const AVSampleFormat wanted : {AV_SAMPLE_FMT_FLT, AV_SAMPLE_FMT_FLTP, whole})
-        for (const AVSampleFormat* has = encoder.sample_fmts; has != nullptr && *has != AV_SAMPLE_FMT_NONE; ++has)
+        for (const AVSampleFormat* has = encoder.sample_fmts; has != nullptr && *has != AV_SAMPLE_FMT_NONE;
+             ++has)
             if (*has == wanted) return wanted;
     return AV_SAMPLE_FMT_FLTP;
 }

@@ -13,13 +13,15 @@ namespace tumblewash::media {
 
 namespace {
 
-// Copied packets that wait, so that the copy may end at an earlier one where the last does not fit what follows.
+// Copied packets that wait, so that the copy may end at an earlier one where the last does not fit what
+// follows.
 constexpr int64_t kWaiting = 8;
 // Packets behind the place of joining that an encoder is asked for before a try is judged.
 constexpr int64_t kBehind = 6;
 // An encoder that begins this early has settled at the place of joining.
 constexpr double kSettling = 0.1;
-// A joint is no such thing when its difference from the signal has more than this part of the signal's power...
+// A joint is no such thing when its difference from the signal has more than this part of the signal's
+// power...
 constexpr double kMostDifference = 0.5;
 // ...unless it is this quiet, in power of full scale.
 constexpr double kQuiet = 1e-8;
@@ -86,7 +88,8 @@ struct SoundSplicer::Impl {
     void forget() {
         const int64_t from = copy.at(firstWaiting()) + padding - settling * copy.unit;
         if (from - begin < settings.sampleRate) return;
-        kept.erase(kept.begin(), kept.begin() + static_cast<ptrdiff_t>(static_cast<size_t>(from - begin) * width));
+        kept.erase(kept.begin(),
+                   kept.begin() + static_cast<ptrdiff_t>(static_cast<size_t>(from - begin) * width));
         begin = from;
     }
 
@@ -119,8 +122,8 @@ struct SoundSplicer::Impl {
         std::shared_ptr<std::vector<PacketPtr>> packets = std::make_shared<std::vector<PacketPtr>>();
     };
 
-    /// With halves of two windows, the samples of the overlap are changed as little as may be so that the encoder's
-    /// makes of them what the copied packet's would of the true ones.
+    /// With halves of two windows, the samples of the overlap are changed as little as may be so that the
+    /// encoder's makes of them what the copied packet's would of the true ones.
     Try encodeFor(int64_t place, const WindowHalf* copiedHalf, const WindowHalf* encodersHalf) {
         Try out;
         const int64_t from = place + padding - settling * copy.unit;
@@ -130,10 +133,10 @@ struct SoundSplicer::Impl {
         });
         std::vector<float> samples(static_cast<size_t>(heardUpTo() - from) * width, 0.0F);
         // Ahead of the movie there is silence.
-        const auto ahead = static_cast<ptrdiff_t>(std::max<int64_t>(0, begin - from)) *
-                           static_cast<ptrdiff_t>(width);
-        const auto skipped = static_cast<ptrdiff_t>(std::max<int64_t>(0, from - begin)) *
-                             static_cast<ptrdiff_t>(width);
+        const auto ahead =
+            static_cast<ptrdiff_t>(std::max<int64_t>(0, begin - from)) * static_cast<ptrdiff_t>(width);
+        const auto skipped =
+            static_cast<ptrdiff_t>(std::max<int64_t>(0, from - begin)) * static_cast<ptrdiff_t>(width);
         std::copy(kept.begin() + skipped, kept.end(), samples.begin() + ahead);
         if (copiedHalf != nullptr)
             bendOverlap(samples.data() + static_cast<size_t>(place - from) * width, width, copiedHalf->kaiser,
@@ -179,7 +182,8 @@ struct SoundSplicer::Impl {
         return tried;
     }
 
-    /// True when what waits and what was encoded, decoded one behind the other, is the sound around the place.
+    /// True when what waits and what was encoded, decoded one behind the other, is the sound around the
+    /// place.
     bool soundsAlike(const Try& tried, int64_t place, size_t held) const {
         const AVCodec* found = avcodec_find_decoder(copy.codec);
         if (found == nullptr) return true;
@@ -208,7 +212,8 @@ struct SoundSplicer::Impl {
                 frame->ch_layout.nb_channels != settings.channels)
                 return false;
             for (int64_t i = 0; i < copy.unit; ++i) {
-                if (at < place - copy.unit || at + i < std::max<int64_t>(0, begin) || at + i >= heardUpTo()) continue;
+                if (at < place - copy.unit || at + i < std::max<int64_t>(0, begin) || at + i >= heardUpTo())
+                    continue;
                 for (size_t c = 0; c < width; ++c) {
                     const auto n = static_cast<size_t>(i);
                     const double decoded =
@@ -293,18 +298,19 @@ struct SoundSplicer::Impl {
     int64_t next;                           // packet of the clip
     std::unique_ptr<SoundEncoder> pattern;  // what the track is described by
     int64_t padding = 0;
-    int64_t settling = 0;                   // packets
-    std::deque<PacketPtr> waiting;          // the packets before `next`
-    std::vector<float> kept;                // interleaved, from sample `begin` on
+    int64_t settling = 0;           // packets
+    std::deque<PacketPtr> waiting;  // the packets before `next`
+    std::vector<float> kept;        // interleaved, from sample `begin` on
     int64_t begin = 0;
-    bool leaving = false;                   // what comes is not the clip's alone any more
+    bool leaving = false;  // what comes is not the clip's alone any more
     bool ended = false;
     std::optional<Try> joined;
     int64_t joinedAt = 0;
     int64_t copied = 0;
 };
 
-SoundSplicer::SoundSplicer(const std::string& output, const WriterSettings& settings, MakeEncoder make, Emit emit)
+SoundSplicer::SoundSplicer(const std::string& output, const WriterSettings& settings, MakeEncoder make,
+                           Emit emit)
     : impl_(std::make_unique<Impl>(output, settings, std::move(make), std::move(emit))) {}
 SoundSplicer::~SoundSplicer() = default;
 

@@ -67,8 +67,8 @@ double windowAt(bool kaiser, int n) {
 }
 
 void bendOverlap(float* samples, size_t channels, bool wanted, bool own) {
-    // A transform sees w(n) x(n) - w(m) x(m) for each pair of places that mirror each other, and w(n)^2 + w(m)^2 is 1:
-    // what is missing goes to both in proportion to their weights.
+    // A transform sees w(n) x(n) - w(m) x(m) for each pair of places that mirror each other, and w(n)^2 +
+    // w(m)^2 is 1: what is missing goes to both in proportion to their weights.
     for (int n = 0; n < kHalf / 2; ++n) {
         const int m = kHalf - 1 - n;
         const double here = windowAt(own, n);

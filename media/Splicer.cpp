@@ -33,7 +33,8 @@ class PacketWalk {
             if (packet_->stream_index == index_.detail().file.videoStream) ++number_;
         } while (number_ < number || packet_->stream_index != index_.detail().file.videoStream);
         const IndexedPacket& known = index_.packets()[static_cast<size_t>(number)];
-        if (packet_->pts != known.pts || packet_->size != static_cast<int>(known.bytes)) throwChanged(file_.path());
+        if (packet_->pts != known.pts || packet_->size != static_cast<int>(known.bytes))
+            throwChanged(file_.path());
         return *packet_;
     }
 

@@ -77,8 +77,7 @@ bool isNew(const OutputPlace& place, int64_t number, const SequenceUndo::Step& s
 bool takeBack(const OutputPlace& place, int hidden, int64_t number, const SequenceUndo::Step& step) {
     const std::string name = nameOfStep(place, number);
     const int folder = place.folder.get();
-    if (isNew(place, number, step) &&
-        renameat(folder, name.c_str(), hidden, newName(number).c_str()) != 0)
+    if (isNew(place, number, step) && renameat(folder, name.c_str(), hidden, newName(number).c_str()) != 0)
         return false;
     return !holds(hidden, oldName(number)) || renameToNew(hidden, oldName(number), folder, name) == 0;
 }
@@ -101,15 +100,17 @@ bool takeAllBack(const OutputPlace& place, int hidden, const Steps& steps) {
 void heal(const OutputPlace& place) {
     const auto undo = readUndo(place);
     if (!undo) return;
-    const HiddenEntry hidden{undo->folder, Descriptor(openat(place.folder.get(), undo->folder.c_str(),
-                                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)),
-                          HiddenName()};
+    const HiddenEntry hidden{undo->folder,
+                             Descriptor(openat(place.folder.get(), undo->folder.c_str(),
+                                               O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)),
+                             HiddenName()};
     if (!hidden.opened && errno != ENOENT) throwNotWritable(place.shown, errno);
     struct stat status {};
     const bool mine = hidden.opened && fstat(hidden.opened.get(), &status) == 0 && status.st_uid == geteuid();
     if (mine && canBeTakenBack(place, hidden.opened.get(), undo->steps) &&
         !takeAllBack(place, hidden.opened.get(), undo->steps))
-        refuseOutput(place.shown, "a run that was ended in the middle left old pictures in " + quotedName(undo->folder) +
+        refuseOutput(place.shown, "a run that was ended in the middle left old pictures in " +
+                                      quotedName(undo->folder) +
                                       "; put them back by hand and remove that folder and " +
                                       quotedName(undoNameOf(place.name)));
     unlinkat(place.folder.get(), undoNameOf(place.name).c_str(), 0);
@@ -242,7 +243,8 @@ void StagedSequence::perform(const Plan& plan) {
     const int hidden = hidden_.opened.get();
     const auto check = [&](int error, int64_t number) {
         if (error == EEXIST)
-            refuseOutput(place_.shown, quotedName(nameOfStep(place_, number)) + " appeared while this run was writing");
+            refuseOutput(place_.shown,
+                         quotedName(nameOfStep(place_, number)) + " appeared while this run was writing");
         if (error != 0) throwNotWritable(place_.shown, error);
     };
     for (const auto& [number, step] : plan.undo.steps) {
@@ -270,8 +272,9 @@ void StagedSequence::commit() {
     hidden_.listed.hold();  // it holds older pictures from here on
     const int noted = renameToNew(hidden_.opened.get(), "undo", place_.folder.get(), record);
     if (noted == EEXIST)
-        refuseOutput(place_.shown, quotedName(record) + " of another user stands in the way; let them write the pictures, "
-                                            "or remove it");
+        refuseOutput(place_.shown, quotedName(record) +
+                                       " of another user stands in the way; let them write the pictures, "
+                                       "or remove it");
     if (noted != 0) throwNotWritable(place_.shown, noted);
     try {
         const int synced = syncFolder(place_, hidden_.opened.get());

@@ -29,8 +29,9 @@ class StagedSequence {
 
     /// Writes the next picture complete, into the hidden folder; the first is number 1.
     void add(const void* bytes, size_t size);
-    /// Puts all pictures in place. Throws MediaError, and then the old ones are as they were. A program that is
-    /// ended while this works leaves a record by which the next check of this pattern puts the old ones back.
+    /// Puts all pictures in place. Throws MediaError, and then the old ones are as they were. A program that
+    /// is ended while this works leaves a record by which the next check of this pattern puts the old ones
+    /// back.
     void commit();
     /// What a user should know about older pictures, after `commit`.
     const std::vector<std::string>& warnings() const noexcept { return warnings_; }

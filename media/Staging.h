@@ -27,8 +27,8 @@ class StagedFile {
     StagedFile(const StagedFile&) = delete;
     StagedFile& operator=(const StagedFile&) = delete;
 
-    /// The open file, to read and write by whoever knows its format. Nobody opens it by a name: others may put
-    /// a link there.
+    /// The open file, to read and write by whoever knows its format. Nobody opens it by a name: others may
+    /// put a link there.
     int descriptor() const noexcept { return file_.get(); }
     /// Adds bytes where the file stands.
     void write(const void* bytes, size_t size);

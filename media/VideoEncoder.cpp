@@ -365,9 +365,8 @@ void checkVideo(const std::string& output, const WriterSettings& settings) {
     };
     if (settings.keepAlpha) checkAlpha(output, settings);
     const MovieColour colour = movieColourOf(output, settings);
-    const CodecFacts& facts =
-        factsOf(settings.keepAlpha || settings.copies ? colour.codec
-                                                      : codecFor(output, colour.codec, colour.depth));
+    const CodecFacts& facts = factsOf(
+        settings.keepAlpha || settings.copies ? colour.codec : codecFor(output, colour.codec, colour.depth));
     if (settings.crf >= 0 && facts.worstCrf < 0)
         refuse(std::string(facts.name) + " has one quality; leave out --crf");
     if (settings.crf > facts.worstCrf)

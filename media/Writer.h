@@ -42,9 +42,9 @@ struct WriterSettings {
     FrameRate rate{25, 1};
     bool sound = true;  ///< false: no sound stream at all
     int sampleRate =
-        48000;     ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
+        48000;         ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
     int channels = 2;  ///< of the sound: 1 mono, 2 stereo, 6 as 5.1
-    int crf = -1;  ///< quality, lower is better; -1: the codec's usual one, see codecTable
+    int crf = -1;      ///< quality, lower is better; -1: the codec's usual one, see codecTable
     std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
     FieldOrder fields =
         FieldOrder::progressive;         ///< interlaced coding and tags (H.264); others need progressive
@@ -59,12 +59,12 @@ struct WriterSettings {
     std::string comment;
     std::vector<Chapter> chapters;  ///< movies: none or two and more make sense
     int64_t pictures = 0;           ///< how many will be written, where that is known: the last chapter's end
-    std::shared_ptr<const CopyPlan> copies;  ///< movies: pictures that are taken from clips as they are coded;
-                                             ///< none: all are encoded
+    std::shared_ptr<const CopyPlan> copies;      ///< movies: pictures that are taken from clips as they are
+                                                 ///< coded; none: all are encoded
     std::shared_ptr<const SoundCopy> soundCopy;  ///< movies: what the sound begins with as it is coded, see
                                                  ///< `writeOwnSamples`; none: all is encoded
     SoundCodec soundCodec = SoundCodec::usual;
-    int soundBits = 0;  ///< of a sample of `pcm` and `flac`: 16 or 24
+    int soundBits = 0;          ///< of a sample of `pcm` and `flac`: 16 or 24
     int threads = 0;            ///< encoder threads, 0: `usualEncoderThreads`
     Piece piece = Piece::none;  ///< movies: not the file but a piece of it goes into `pieceFile`
     std::string pieceFile;
@@ -109,8 +109,8 @@ class Writer {
     /// The next sample frames, interleaved; any number. Beyond the pictures' length they are
     /// dropped, what is missing is filled with silence, both at `commit`.
     void writeSamples(const float* interleaved, size_t frames);
-    /// The same for sound that is the settings' `soundCopy` to the bit, as all before it was: its packets may be
-    /// copied.
+    /// The same for sound that is the settings' `soundCopy` to the bit, as all before it was: its packets may
+    /// be copied.
     void writeOwnSamples(const float* interleaved, size_t frames);
 
     int64_t pictures() const noexcept;
@@ -124,8 +124,8 @@ class Writer {
 
     /// Finishes the file: the encoder's last pictures, the index, fsync, close, rename, fsync of the folder.
     /// Afterwards the output is complete under its name. Throws MediaError, and then the old file is as it
-    /// was; CopyCheckFailed when copied pictures do not decode as their clips' do, and SoundCopyFailed when copied
-    /// sound cannot be joined to what follows it.
+    /// was; CopyCheckFailed when copied pictures do not decode as their clips' do, and SoundCopyFailed when
+    /// copied sound cannot be joined to what follows it.
     void commit();
 
     /// What a user should know about the committed output, one line each without its name.
@@ -147,8 +147,8 @@ struct OutputKind {
 /// All kinds, in the order they are tried.
 std::vector<OutputKind> outputKinds();
 
-/// How many threads an encoder is given where none are asked for: by the machine, at most 8. The bytes of some
-/// codecs depend on their number.
+/// How many threads an encoder is given where none are asked for: by the machine, at most 8. The bytes of
+/// some codecs depend on their number.
 int usualEncoderThreads();
 
 /// True when the encoders of this output need even sides (4:2:0 chroma); such sizes are the caller's to

@@ -102,8 +102,8 @@ std::vector<std::string> ResourceFolders() {
     std::vector<std::string> folders;
     if (const std::string chosen = environment("TUMBLEWASH_RESOURCES"); !chosen.empty())
         folders.push_back(chosen);
-    // An installation may have been moved as a whole: bin/ and lib/ lie one to three levels below the prefix, the
-    // binary of a bundle five. The tree that this was built in is never asked for.
+    // An installation may have been moved as a whole: bin/ and lib/ lie one to three levels below the prefix,
+    // the binary of a bundle five. The tree that this was built in is never asked for.
     std::filesystem::path above = ownFolder();
     for (int level = 0; level < 5 && above.has_relative_path(); ++level) {
         above = above.parent_path();
@@ -113,8 +113,7 @@ std::vector<std::string> ResourceFolders() {
     const std::string data = environment("XDG_DATA_DIRS");
     std::istringstream list(data.empty() ? "/usr/local/share:/usr/share" : data);
     for (std::string folder; std::getline(list, folder, ':');) {
-        if (folder.starts_with('/'))
-            folders.push_back((std::filesystem::path(folder) / kFolder).string());
+        if (folder.starts_with('/')) folders.push_back((std::filesystem::path(folder) / kFolder).string());
     }
     return folders;
 }

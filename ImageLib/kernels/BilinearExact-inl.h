@@ -32,7 +32,7 @@ using Doubles = hn::Vec<D>;
 using Words = hn::Vec<W>;  // 64-bit lanes, one to a position
 
 // Doubles from 2^52 on are whole numbers one apart: a byte in the low bits of this one adds itself.
-constexpr double big = 4503599627370496.0;
+constexpr double kTwoTo52 = 4503599627370496.0;
 
 /// A byte of each lane as a number.
 template <int Shift>
@@ -40,14 +40,14 @@ HWY_INLINE Doubles channel(Words pixels) {
     const D d;
     const W w;
     const auto byte = hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(w, std::uint64_t{255}));
-    return hn::Sub(hn::BitCast(d, hn::Or(byte, hn::BitCast(w, hn::Set(d, big)))), hn::Set(d, big));
+    return hn::Sub(hn::BitCast(d, hn::Or(byte, hn::BitCast(w, hn::Set(d, kTwoTo52)))), hn::Set(d, kTwoTo52));
 }
 
-/// sum + trunc(weight * value), for a product that is not negative. `sum` carries `big`.
+/// sum + trunc(weight * value), for a product that is not negative. `sum` carries `kTwoTo52`.
 HWY_INLINE Doubles addTruncated(Doubles sum, Doubles weight, Doubles value) {
     const Doubles product = hn::Mul(weight, value);
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    // Next to `big` a sum rounded toward zero is the sum of whole parts.
+    // Next to `kTwoTo52` a sum rounded toward zero is the sum of whole parts.
     return Doubles{_mm512_add_round_pd(sum.raw, product.raw, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)};
 #else
     return hn::Add(sum, hn::Floor(product));
@@ -69,7 +69,7 @@ template <int Byte>
 HWY_INLINE Words mixChannel(const Neighbours& n, const Doubles (&weight)[4]) {
     const D d;
     const W w;
-    Doubles sum = hn::Set(d, big);
+    Doubles sum = hn::Set(d, kTwoTo52);
     sum = addTruncated(sum, weight[0], channel<Byte>(n.upper));
     sum = addTruncated(sum, weight[1], channel<Byte + 32>(n.upper));
     sum = addTruncated(sum, weight[2], channel<Byte + 32>(n.lower));

@@ -170,21 +170,21 @@ struct Window {
 };
 
 #if HWY_TARGET <= HWY_AVX3
-constexpr int windowColumns = 32;
+constexpr int kWindowColumns = 32;
 #else
-constexpr int windowColumns = 8;
+constexpr int kWindowColumns = 8;
 #endif
 
 /// Places a window over the cells, inside the field; false if they lie too far apart.
 HWY_INLINE bool windowOver(const FieldPixels& field, const Cells& c, const float* atX, const float* atY,
                            Window& window) {
     constexpr int last = static_cast<int>(hn::MaxLanes(F())) - 1;
-    constexpr int most = windowColumns == 8 ? 9 : windowColumns;
+    constexpr int most = kWindowColumns == 8 ? 9 : kWindowColumns;
     const I i;
     const P p;
     const int rightmost = field.columns - most;
     if (rightmost < 0) return false;
-    int x = (static_cast<int>(atX[0]) + static_cast<int>(atX[last])) / 2 - windowColumns / 2;
+    int x = (static_cast<int>(atX[0]) + static_cast<int>(atX[last])) / 2 - kWindowColumns / 2;
     x = x < 0 ? 0 : x;
     x = x > rightmost ? rightmost : x;
     const int top = static_cast<int>(atY[0]), bottom = static_cast<int>(atY[last]);

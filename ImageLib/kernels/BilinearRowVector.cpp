@@ -53,12 +53,12 @@ HWY_INLINE void readScalar(const FieldReading* fields, int fieldCount, const flo
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
 /// Positions whose doubtful pixels are collected before they are read exactly.
-constexpr int batchSize = 512;
+constexpr int kBatchSize = 512;
 constexpr int lanes = static_cast<int>(hn::MaxLanes(F()));
 
 /// The pixels of one field that wait for the exact path. Indices are stored a vector at a time, and the last
 /// vector may overlap the one before it.
-using Waiting = std::uint32_t[batchSize + 2 * lanes];
+using Waiting = std::uint32_t[kBatchSize + 2 * lanes];
 
 /// Puts down the indices at + lane of some lanes; returns their number.
 HWY_INLINE int addWaiting(int at, hn::Mask<P> some, std::uint32_t* end) {
@@ -90,7 +90,7 @@ HWY_INLINE int mixInto(const FieldReading& field, const Pixels (&neighbours)[4],
 }
 
 /// A line of memory holds so many pixels.
-constexpr int announcedColumns = 16;
+constexpr int kAnnouncedColumns = 16;
 
 /// Asks for the pixels that the rows after this one will need around an inside position, a few lines of the
 /// field below and above: no machine foresees them where rows of positions slant across the field.
@@ -109,7 +109,7 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
     }
 }
 
-/// lanes ... batchSize positions. A last vector that would not be full begins earlier and reads some again.
+/// lanes ... kBatchSize positions. A last vector that would not be full begins earlier and reads some again.
 template <int fieldCount, Fetch fetch>
 HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
     const F f;
@@ -142,7 +142,7 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
         }
         const Cells cells = cellsAt(x, y);
         const QuickWeights weights = quickWeights(cells);
-        if (next % announcedColumns == 0) {
+        if (next % kAnnouncedColumns == 0) {
             announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
         }
         Window window;
@@ -178,7 +178,7 @@ HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const flo
     FieldReading batch[2] = {fields[0], fields[fieldCount - 1]};
     int done = 0;
     while (offsetsFit && count - done >= lanes) {
-        const int size = count - done < batchSize ? count - done : batchSize;
+        const int size = count - done < kBatchSize ? count - done : kBatchSize;
         if (fieldCount == 1) {
             readBatch<1, fetch>(batch, atX + done, atY + done, size);
         } else {

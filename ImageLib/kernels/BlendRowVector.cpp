@@ -52,7 +52,7 @@ HWY_INLINE Levels quotient(Levels a, Levels b) {
 }
 
 /// Where the lowest colour stands in a pixel's word; the two others follow by bytes.
-constexpr int colourShift = alphaShift == 0 ? 8 : 0;
+constexpr int kColourShift = kAlphaShift == 0 ? 8 : 0;
 
 HWY_INLINE Pixels loadPixels(const unsigned char* at) {
     return hn::BitCast(Words(), hn::LoadU(hn::Repartition<std::uint8_t, Words>(), at));
@@ -80,11 +80,11 @@ HWY_INLINE Pixels bytes(Levels v) {
 /// The pixels of `mine` with each colour c of theirs replaced by mix(c, the source's).
 template <class Mix>
 HWY_INLINE Pixels mixColours(Pixels mine, Pixels from, Mix mix) {
-    constexpr int s = colourShift;
+    constexpr int s = kColourShift;
     const auto first = bytes<s>(mix(levels<s>(mine), levels<s>(from)));
     const auto second = bytes<s + 8>(mix(levels<s + 8>(mine), levels<s + 8>(from)));
     const auto third = bytes<s + 16>(mix(levels<s + 16>(mine), levels<s + 16>(from)));
-    const auto alpha = hn::And(mine, hn::Set(Words(), 255U << alphaShift));
+    const auto alpha = hn::And(mine, hn::Set(Words(), 255U << kAlphaShift));
     return hn::Or(hn::Or(alpha, first), hn::Or(second, third));
 }
 
@@ -118,7 +118,7 @@ HWY_ATTR void blendByAlphaRow(unsigned char* dst, const unsigned char* src, std:
     const auto one = hn::Set(d, 1.0F + 0x1p-20F);
     for (; i + lanes <= pixels; i += lanes) {
         const auto mine = loadPixels(dst + 4 * i), from = loadPixels(src + 4 * i);
-        const auto alpha = levels<alphaShift>(from);
+        const auto alpha = levels<kAlphaShift>(from);
         const auto share = quotient(one, hn::Add(alpha, base));
         const auto mixed = mixColours(mine, from, [&](Levels c, Levels s) HWY_ATTR {
             return hn::Mul(hn::Add(hn::Mul(c, scale), hn::Mul(s, alpha)), share);

@@ -11,13 +11,13 @@
 namespace tumblewash::kernels {
 
 /// Side of the block that is matched, in pixels.
-constexpr int matchSide = 3;
+constexpr int kMatchSide = 3;
 /// Pixels that it is moved in each direction.
-constexpr int matchRange = 2;
+constexpr int kMatchRange = 2;
 /// Places tried along one axis.
-constexpr int matchPlaces = 2 * matchRange + 1;
+constexpr int kMatchPlaces = 2 * kMatchRange + 1;
 
-/// sums[dy * matchPlaces + dx] becomes the sum of |a - b| over red, green and blue of the block whose first
+/// sums[dy * kMatchPlaces + dx] becomes the sum of |a - b| over red, green and blue of the block whose first
 /// pixel is `block` and of the block dx columns right of and dy rows below `around`; alpha, the first byte of
 /// a pixel, takes no part. Rows of both pictures are `pitch` bytes apart, and the pixel behind each row that
 /// is looked at must be readable.

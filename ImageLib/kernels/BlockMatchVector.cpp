@@ -36,24 +36,24 @@ HWY_ATTR void matchSums(const unsigned char* block, const unsigned char* around,
     HWY_ALIGN static constexpr std::uint8_t colours[16] = {0, 255, 255, 255, 0, 255, 255, 255,
                                                            0, 255, 255, 255, 0, 0,   0,   0};
     const auto mask = hn::Load(d, colours);
-    const hn::Vec<decltype(d)> rows[matchSide] = {hn::And(mask, hn::LoadU(d, block)),
-                                                  hn::And(mask, hn::LoadU(d, block + pitch)),
-                                                  hn::And(mask, hn::LoadU(d, block + 2 * pitch))};
-    for (int dx = 0; dx < matchPlaces; ++dx) {
-        hn::Vec<decltype(d)> places[matchPlaces + matchSide - 1];
-        for (int row = 0; row < matchPlaces + matchSide - 1; ++row) {
+    const hn::Vec<decltype(d)> rows[kMatchSide] = {hn::And(mask, hn::LoadU(d, block)),
+                                                   hn::And(mask, hn::LoadU(d, block + pitch)),
+                                                   hn::And(mask, hn::LoadU(d, block + 2 * pitch))};
+    for (int dx = 0; dx < kMatchPlaces; ++dx) {
+        hn::Vec<decltype(d)> places[kMatchPlaces + kMatchSide - 1];
+        for (int row = 0; row < kMatchPlaces + kMatchSide - 1; ++row) {
             places[row] = hn::And(mask, hn::LoadU(d, around + row * pitch + std::ptrdiff_t{dx} * 4));
         }
-        for (int dy = 0; dy < matchPlaces; ++dy) {
+        for (int dy = 0; dy < kMatchPlaces; ++dy) {
             auto sum = hn::Zero(wide);
-            for (int row = 0; row < matchSide; ++row) {
+            for (int row = 0; row < kMatchSide; ++row) {
                 const auto a = rows[row], b = places[dy + row];
                 const auto difference = hn::Or(hn::SaturatedSub(a, b), hn::SaturatedSub(b, a));
                 sum = hn::Add(sum, hn::SumsOf8(difference));
             }
             HWY_ALIGN std::uint64_t halves[2];
             hn::Store(sum, wide, halves);
-            sums[dy * matchPlaces + dx] = static_cast<std::uint32_t>(halves[0] + halves[1]);
+            sums[dy * kMatchPlaces + dx] = static_cast<std::uint32_t>(halves[0] + halves[1]);
         }
     }
 #endif

@@ -17,10 +17,10 @@ struct BlockRun {
 };
 
 /// How many rows sums of 16 bits hold.
-constexpr int mostRowsInColumns = 257;
+constexpr int kMostRowsInColumns = 257;
 
 /// columns[i] becomes the sum of rows[0][i] ... rows[rowCount - 1][i], for `bytes` bytes; rowCount is at most
-/// mostRowsInColumns.
+/// kMostRowsInColumns.
 void sumColumnsScalar(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns);
 
 /// Adds red, green and blue of each run's columns to sums[3 * block], sums[3 * block + 1] and sums[3 * block

@@ -33,7 +33,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
 /// Rows that are read side by side: no more than a machine's prefetcher follows.
-constexpr int rowsAbreast = 8;
+constexpr int kRowsAbreast = 8;
 
 /// Sums whole vectors of a few rows, onto what `columns` holds where `Onto` says so; returns the first byte
 /// that is left.
@@ -61,9 +61,9 @@ HWY_INLINE int sumAbreast(const unsigned char* const* rows, int rowCount, int by
 HWY_ATTR void sumColumns(const unsigned char* const* rows, int rowCount, int bytes, std::uint16_t* columns) {
     int i = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    i = sumAbreast<false>(rows, rowCount < rowsAbreast ? rowCount : rowsAbreast, bytes, columns);
-    for (int row = rowsAbreast; row < rowCount; row += rowsAbreast) {
-        const int some = rowCount - row < rowsAbreast ? rowCount - row : rowsAbreast;
+    i = sumAbreast<false>(rows, rowCount < kRowsAbreast ? rowCount : kRowsAbreast, bytes, columns);
+    for (int row = kRowsAbreast; row < rowCount; row += kRowsAbreast) {
+        const int some = rowCount - row < kRowsAbreast ? rowCount - row : kRowsAbreast;
         sumAbreast<true>(rows + row, some, bytes, columns);
     }
 #endif

@@ -22,7 +22,7 @@ DeepPixel painted(const DeepField& field, std::uint16_t alpha) {
 /// The pixel at (x, y), which lies inside or one column left or one row above; there it is `nothing`.
 DeepPixel pixelAt(const DeepField& field, int x, int y) {
     if (x < 0 || y < 0) return field.nothing;
-    const DeepPixel own = loadDeep(field.first + y * field.pitch + x * deepPixelBytes);
+    const DeepPixel own = loadDeep(field.first + y * field.pitch + x * kDeepPixelBytes);
     const DeepRim& rim = field.rim;
     const bool inRim =
         x < rim.columns || x >= field.columns - rim.columns || y < rim.rows || y >= field.rows - rim.rows;
@@ -67,13 +67,13 @@ void deepBilinearRowScalar(const DeepReading* fields, int fieldCount, const floa
                            int count) {
     for (int f = 0; f < fieldCount; ++f) {
         for (int i = 0; i < count; ++i)
-            storeDeep(fields[f].out + i * deepPixelBytes, readAnywhere(fields[f].from, atX[i], atY[i]));
+            storeDeep(fields[f].out + i * kDeepPixelBytes, readAnywhere(fields[f].from, atX[i], atY[i]));
     }
 }
 
 void deepNearestRow(const DeepReading& field, const float* atX, const float* atY, int count) {
     for (int i = 0; i < count; ++i)
-        storeDeep(field.out + i * deepPixelBytes,
+        storeDeep(field.out + i * kDeepPixelBytes,
                   pixelAt(field.from, static_cast<int>(atX[i]), static_cast<int>(atY[i])));
 }
 
@@ -81,15 +81,15 @@ void deepStillRow(const DeepReading* fields, int fieldCount, int column, int row
     if (count <= 0) return;
     for (int f = 0; f < fieldCount; ++f) {
         const DeepField& from = fields[f].from;
-        std::memcpy(fields[f].out, from.first + row * from.pitch + column * deepPixelBytes,
-                    static_cast<std::size_t>(count * deepPixelBytes));
+        std::memcpy(fields[f].out, from.first + row * from.pitch + column * kDeepPixelBytes,
+                    static_cast<std::size_t>(count * kDeepPixelBytes));
     }
 }
 
 void deepBlendRowScalar(unsigned char* out, const unsigned char* over, int count, int level) {
     const auto weight = static_cast<float>(level);
     const auto rest = static_cast<float>(255 - level);
-    for (std::ptrdiff_t i = 0; i < std::ptrdiff_t{count} * deepPixelBytes; i += 2) {
+    for (std::ptrdiff_t i = 0; i < std::ptrdiff_t{count} * kDeepPixelBytes; i += 2) {
         std::uint16_t below = 0, above = 0;
         std::memcpy(&below, out + i, 2);
         std::memcpy(&above, over + i, 2);

@@ -37,7 +37,7 @@ HWY_INLINE void readDeepScalar(const DeepReading* fields, int fieldCount, const 
                                int first, int count) {
     if (count <= 0) return;
     DeepReading rest[2] = {fields[0], fields[fieldCount - 1]};
-    for (DeepReading& field : rest) field.out += first * deepPixelBytes;
+    for (DeepReading& field : rest) field.out += first * kDeepPixelBytes;
     deepBilinearRowScalar(rest, fieldCount, atX + first, atY + first, count);
 }
 
@@ -125,7 +125,7 @@ HWY_INLINE void mixCells(const DeepField& field, const DeepCells& cells, unsigne
             hn::Add(hn::ConcatLowerLower(f, second, first), hn::ConcatUpperUpper(f, second, first));
         const auto whole = hn::ConvertTo(I8(), hn::Add(sum, half));
         hn::StoreU(hn::DemoteTo(narrow, whole), narrow,
-                   reinterpret_cast<std::uint16_t*>(out + p * deepPixelBytes));
+                   reinterpret_cast<std::uint16_t*>(out + p * kDeepPixelBytes));
     }
 }
 
@@ -153,7 +153,7 @@ HWY_INLINE void mixCells(const DeepField& field, const DeepCells& cells, unsigne
                                  hn::Add(right(upper, w[1]), right(lower, w[3])));
         const auto whole = hn::ConvertTo(i, hn::Add(sum, half));
         hn::StoreU(hn::DemoteTo(narrow, whole), narrow,
-                   reinterpret_cast<std::uint16_t*>(out + p * deepPixelBytes));
+                   reinterpret_cast<std::uint16_t*>(out + p * kDeepPixelBytes));
     }
 }
 
@@ -183,7 +183,7 @@ HWY_ATTR void deepBilinearRow(const DeepReading* fields, int fieldCount, const f
         }
         const DeepCells cells(x, y, static_cast<std::int32_t>(smallest.pitch));
         for (int n = 0; n < fieldCount; ++n)
-            mixCells(fields[n].from, cells, fields[n].out + done * deepPixelBytes);
+            mixCells(fields[n].from, cells, fields[n].out + done * kDeepPixelBytes);
     }
 #endif
     readDeepScalar(fields, fieldCount, atX, atY, done, count - done);
@@ -191,7 +191,7 @@ HWY_ATTR void deepBilinearRow(const DeepReading* fields, int fieldCount, const f
 
 HWY_ATTR void deepBlendRow(unsigned char* out, const unsigned char* over, int count, int level) {
     std::ptrdiff_t done = 0;
-    const std::ptrdiff_t bytes = count * deepPixelBytes;
+    const std::ptrdiff_t bytes = count * kDeepPixelBytes;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
     const hn::ScalableTag<float> f;
     const hn::RebindToSigned<decltype(f)> i;
@@ -211,7 +211,7 @@ HWY_ATTR void deepBlendRow(unsigned char* out, const unsigned char* over, int co
         hn::StoreU(hn::DemoteTo(narrow, whole), narrow, reinterpret_cast<std::uint16_t*>(out + done));
     }
 #endif
-    deepBlendRowScalar(out + done, over + done, static_cast<int>((bytes - done) / deepPixelBytes), level);
+    deepBlendRowScalar(out + done, over + done, static_cast<int>((bytes - done) / kDeepPixelBytes), level);
 }
 
 }  // namespace tumblewash::kernels::HWY_NAMESPACE

@@ -36,7 +36,7 @@ constexpr unsigned char shallowAlpha(std::uint16_t alpha) {
 template <class Change>
 void eachPixel(unsigned char* deep, int count, Change change) {
     for (int i = 0; i < count; ++i) {
-        unsigned char* const at = deep + i * deepPixelBytes;
+        unsigned char* const at = deep + i * kDeepPixelBytes;
         DeepPixel pixel = loadDeep(at);
         if (pixel.alpha == 65535) continue;
         for (std::uint16_t* colour : {&pixel.red, &pixel.green, &pixel.blue}) change(*colour, pixel.alpha);
@@ -54,14 +54,14 @@ void frameToDeepRow(const unsigned char* frame, unsigned char* deep, int count, 
         const unsigned char* in = frame + std::ptrdiff_t{i} * 4;
         const auto alpha = static_cast<std::uint16_t>(in[0] * 257);
         DeepPixel pixel = {alpha, table[in[1]], table[in[2]], table[in[3]]};
-        storeDeep(deep + i * deepPixelBytes, pixel);
+        storeDeep(deep + i * kDeepPixelBytes, pixel);
     }
     weighDeepRow(deep, count, range);
 }
 
 void deepToFrameRow(const unsigned char* deep, unsigned char* frame, int count, const DeepRange& range) {
     for (int i = 0; i < count; ++i) {
-        const DeepPixel pixel = loadDeep(deep + i * deepPixelBytes);
+        const DeepPixel pixel = loadDeep(deep + i * kDeepPixelBytes);
         unsigned char* out = frame + std::ptrdiff_t{i} * 4;
         out[0] = shallowAlpha(pixel.alpha);
         out[1] = shallow(pixel.red, 65535, range);
@@ -73,7 +73,7 @@ void deepToFrameRow(const unsigned char* deep, unsigned char* frame, int count, 
 void deepToStraightFrameRow(const unsigned char* deep, unsigned char* frame, int count,
                             const DeepRange& range) {
     for (int i = 0; i < count; ++i) {
-        const DeepPixel pixel = loadDeep(deep + i * deepPixelBytes);
+        const DeepPixel pixel = loadDeep(deep + i * kDeepPixelBytes);
         unsigned char* out = frame + std::ptrdiff_t{i} * 4;
         out[0] = shallowAlpha(pixel.alpha);
         out[1] = shallow(pixel.red, pixel.alpha, range);

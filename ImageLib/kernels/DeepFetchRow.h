@@ -18,8 +18,8 @@ struct DeepSource {
 
 /// Fetches `count` pixels of a row of both fields. An index counts pixels of a picture without gaps between
 /// its rows, whatever the source's pitch: `even` gets that pixel, `odd` the one a frame row below it, or
-/// `nothing` where that row is past the last; all channels as they are. `leavePixel` leaves both alone,
-/// `zeroPixel` makes both `nothing`.
+/// `nothing` where that row is past the last; all channels as they are. `kLeavePixel` leaves both alone,
+/// `kZeroPixel` makes both `nothing`.
 void deepFetchRow(const WarpShape& shape, const DeepSource& source, const std::int32_t* index, int count,
                   const DeepPixel& nothing, unsigned char* even, unsigned char* odd);
 

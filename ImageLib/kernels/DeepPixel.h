@@ -22,7 +22,7 @@ struct DeepPixel {
 static_assert(sizeof(DeepPixel) == 8);
 
 /// Bytes from one deep pixel to the next.
-constexpr std::ptrdiff_t deepPixelBytes = 8;
+constexpr std::ptrdiff_t kDeepPixelBytes = 8;
 
 /// The colour codes of black and of nominal white. Signals with headroom keep both away from the ends.
 struct DeepRange {

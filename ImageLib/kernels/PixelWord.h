@@ -11,7 +11,7 @@
 namespace tumblewash::kernels {
 
 /// How far the alpha byte stands from the word's low end.
-constexpr int alphaShift = std::endian::native == std::endian::little ? 0 : 24;
+constexpr int kAlphaShift = std::endian::native == std::endian::little ? 0 : 24;
 
 inline std::uint32_t loadPixel(const unsigned char* at) {
     std::uint32_t word = 0;
@@ -26,9 +26,9 @@ inline void storePixel(unsigned char* at, std::uint32_t word) {
 /// What the bilinear reading at a whole position makes of a pixel: the same colours, alpha a -> (255 + 4a)
 /// mod 256.
 inline std::uint32_t wholePositionAlpha(std::uint32_t word) {
-    constexpr std::uint32_t mask = std::uint32_t{255} << alphaShift;
-    const std::uint32_t alpha = (255U + 4U * ((word >> alphaShift) & 255U)) & 255U;
-    return (word & ~mask) | (alpha << alphaShift);
+    constexpr std::uint32_t mask = std::uint32_t{255} << kAlphaShift;
+    const std::uint32_t alpha = (255U + 4U * ((word >> kAlphaShift) & 255U)) & 255U;
+    return (word & ~mask) | (alpha << kAlphaShift);
 }
 
 }  // namespace tumblewash::kernels

@@ -13,9 +13,9 @@ void projectRowScalar(const float* h, int y, int first, int count, const OpenBou
         atY[i] = ((column * h[3] + rowY) + h[5]) / factor;
         const bool within = atX[i] > bounds.afterX && atX[i] < bounds.beforeX && atY[i] > bounds.afterY &&
                             atY[i] < bounds.beforeY;
-        std::uint64_t& word = inside[i / columnsInWord];
-        if (i % columnsInWord == 0) word = 0;
-        word |= std::uint64_t{within} << (i % columnsInWord);
+        std::uint64_t& word = inside[i / kColumnsInWord];
+        if (i % kColumnsInWord == 0) word = 0;
+        word |= std::uint64_t{within} << (i % kColumnsInWord);
     }
 }
 

@@ -16,7 +16,7 @@ struct OpenBounds {
 };
 
 /// Columns that share one word of bits.
-constexpr int columnsInWord = 64;
+constexpr int kColumnsInWord = 64;
 
 /// Projects the columns first ... first + count - 1 of row y with the eight coefficients of a PlanarProj:
 /// atX[i] = ((column h0 + y h1) + h2) / ((column h6 + y h7) + 1), atY[i] alike with h3, h4 and h5, all in

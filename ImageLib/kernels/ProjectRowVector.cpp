@@ -40,9 +40,9 @@ HWY_ATTR void projectRow(const float* h, int y, int first, int count, const Open
     const auto afterX = hn::Set(d, bounds.afterX), beforeX = hn::Set(d, bounds.beforeX);
     const auto afterY = hn::Set(d, bounds.afterY), beforeY = hn::Set(d, bounds.beforeY);
     const auto steps = hn::Iota(di, 0);
-    for (; done + columnsInWord <= count; done += columnsInWord) {
+    for (; done + kColumnsInWord <= count; done += kColumnsInWord) {
         std::uint64_t word = 0;
-        for (int i = 0; i < columnsInWord; i += lanes) {
+        for (int i = 0; i < kColumnsInWord; i += lanes) {
             const auto column = hn::ConvertTo(d, hn::Add(steps, hn::Set(di, first + done + i)));
             const auto factor = hn::Add(hn::Add(hn::Mul(column, h6), rowFactor), one);
             const auto x = hn::Div(hn::Add(hn::Add(hn::Mul(column, h0), rowX), h2), factor);
@@ -55,11 +55,11 @@ HWY_ATTR void projectRow(const float* h, int y, int first, int count, const Open
             hn::StoreMaskBits(d, within, bits);
             word |= (std::uint64_t{bits[0]} | std::uint64_t{bits[1]} << 8) << i;
         }
-        inside[done / columnsInWord] = word;
+        inside[done / kColumnsInWord] = word;
     }
 #endif
     projectRowScalar(h, y, first + done, count - done, bounds, atX + done, atY + done,
-                     inside + done / columnsInWord);
+                     inside + done / kColumnsInWord);
 }
 
 }  // namespace tumblewash::kernels::HWY_NAMESPACE

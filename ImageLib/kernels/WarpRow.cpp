@@ -23,8 +23,8 @@ void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* g
         const bool inside = (sx >= 0.0F) & (sy >= 0.0F) & (sx < limitX) & (sy < down);
         const auto ix = static_cast<std::int32_t>(inside ? sx : 0.0F);
         const auto iy = static_cast<std::int32_t>(inside ? sy : 0.0F);
-        const std::int32_t fetched = ix < shape.stride ? iy * linePair + ix : zeroPixel;
-        index[x] = inside ? fetched : leavePixel;
+        const std::int32_t fetched = ix < shape.stride ? iy * linePair + ix : kZeroPixel;
+        index[x] = inside ? fetched : kLeavePixel;
     }
 }
 
@@ -39,14 +39,14 @@ struct Whole {
 Whole wholeOf(const WarpEstimate& channel, float nearY, float farY, int x, int own) {
     if (channel.upper == nullptr) {
         const float point = channel.fixed + static_cast<float>(own);
-        const bool small = point >= 0.0F && point < static_cast<float>(farthestEstimate);
+        const bool small = point >= 0.0F && point < static_cast<float>(kFarthestEstimate);
         return {small ? static_cast<std::int32_t>(point) : -1, true};
     }
     const float moved = nearY * channel.upper[x] + farY * channel.lower[x];
     const float centred = moved + (static_cast<float>(own) - 0.5F);
-    const float shifted = centred + roundToWhole;
-    const float fromMiddle = std::fabs(centred - (shifted - roundToWhole));
-    return {std::bit_cast<std::int32_t>(shifted) - std::bit_cast<std::int32_t>(roundToWhole),
+    const float shifted = centred + kRoundToWhole;
+    const float fromMiddle = std::fabs(centred - (shifted - kRoundToWhole));
+    return {std::bit_cast<std::int32_t>(shifted) - std::bit_cast<std::int32_t>(kRoundToWhole),
             fromMiddle < 0.5F - channel.bound};
 }
 
@@ -62,7 +62,7 @@ int estimateIndexRowScalar(const WarpShape& shape, const WarpEstimate& red, cons
         const Whole down = wholeOf(green, nearY, farY, x, y);
         const bool inside = across.below >= 0 && across.below < shape.width && down.below >= 0 &&
                             down.below < shape.fieldRows;
-        index[x] = inside ? down.below * linePair + across.below : leavePixel;
+        index[x] = inside ? down.below * linePair + across.below : kLeavePixel;
         if (!across.decided || !down.decided) undecided[count++] = x;
     }
     return count;
@@ -79,7 +79,7 @@ void warpFetchRowScalar(const WarpShape& shape, const unsigned char* frame, cons
             const unsigned char* at = frame + static_cast<std::ptrdiff_t>(i) * 4;
             storePixel(even + to, wholePositionAlpha(loadPixel(at)));
             storePixel(odd + to, i < firstWithoutOdd ? wholePositionAlpha(loadPixel(at + pitch)) : 0);
-        } else if (i == zeroPixel) {
+        } else if (i == kZeroPixel) {
             storePixel(even + to, 0);
             storePixel(odd + to, 0);
         }

@@ -11,9 +11,9 @@
 namespace tumblewash::kernels {
 
 /// An index that leaves its destination pixels alone.
-constexpr std::int32_t leavePixel = -1;
+constexpr std::int32_t kLeavePixel = -1;
 /// An index that fetches the zero pixel.
-constexpr std::int32_t zeroPixel = -2;
+constexpr std::int32_t kZeroPixel = -2;
 
 /// The shape of a warped frame and the strength of the warp.
 struct WarpShape {
@@ -26,8 +26,8 @@ struct WarpShape {
 
 /// Row y of either field: index[x], for x in [first, end), becomes the index in the frame of the even-line
 /// pixel that column x fetches. With sx = strength * (stride * red[x]) + x and sy = strength * (fieldRows *
-/// green[x]) + y, each operation rounded to float, it is trunc(sy) * 2 * stride + trunc(sx); `leavePixel`
-/// where sx or sy is negative, not below the limit, or no number; `zeroPixel` where a visible column lies
+/// green[x]) + y, each operation rounded to float, it is trunc(sy) * 2 * stride + trunc(sx); `kLeavePixel`
+/// where sx or sy is negative, not below the limit, or no number; `kZeroPixel` where a visible column lies
 /// beyond the stride. A null `red` or `green` is a channel without displacement.
 void warpIndexRowScalar(const WarpShape& shape, const float* red, const float* green, int y, int first,
                         int end, std::int32_t* index);
@@ -42,7 +42,7 @@ struct WarpEstimate {
 };
 
 /// Estimates are less than this in magnitude, and so are the columns and rows of a frame that has them.
-constexpr int farthestEstimate = 1 << 20;
+constexpr int kFarthestEstimate = 1 << 20;
 
 /// What `warpIndexRowScalar` does, from an estimate: index[x] becomes what an estimated coordinate
 /// (nearY * upper[x] + farY * lower[x]) + x, or the exact one fixed + x, and likewise with y, leads to, each

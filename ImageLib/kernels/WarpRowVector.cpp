@@ -83,7 +83,7 @@ class Wholes {
           far_(hn::Set(d_, farY)),
           fixed_(hn::Set(d_, channel.fixed)),
           limit_(hn::Set(d_, 0.5F - channel.bound)),
-          round_(hn::Set(d_, roundToWhole)) {}
+          round_(hn::Set(d_, kRoundToWhole)) {}
 
     /// The numbers of columns x ...; `own` is the columns or the row.
     HWY_INLINE Indices below(int x, Indices own, Floats& fromMiddle) const {
@@ -92,7 +92,7 @@ class Wholes {
         if constexpr (way == Way::moved) {
             const auto point = hn::Add(fixed_, ownFloat);
             const auto small = hn::And(hn::Ge(point, hn::Zero(d_)),
-                                       hn::Lt(point, hn::Set(d_, static_cast<float>(farthestEstimate))));
+                                       hn::Lt(point, hn::Set(d_, static_cast<float>(kFarthestEstimate))));
             return hn::IfThenElse(hn::RebindMask(i_, small),
                                   hn::ConvertTo(i_, hn::IfThenElseZero(small, point)), hn::Set(i_, -1));
         }
@@ -126,7 +126,7 @@ HWY_INLINE int estimateVectors(const WarpShape& shape, const Wholes<redWay>& red
     const auto width = hn::Set(du, static_cast<std::uint32_t>(shape.width));
     const auto rows = hn::Set(du, static_cast<std::uint32_t>(shape.fieldRows));
     const auto linePair = hn::Set(di, 2 * shape.stride);
-    const auto leave = hn::Set(di, leavePixel);
+    const auto leave = hn::Set(di, kLeavePixel);
     const auto row = hn::Set(di, y);
     Floats fromMiddleX = hn::Zero(d), fromMiddleY = hn::Zero(d);
     auto iy = green.below(first, row, fromMiddleY);
@@ -185,8 +185,8 @@ HWY_ATTR void warpIndexRow(const WarpShape& shape, const float* red, const float
         const auto ix = hn::ConvertTo(di, hn::IfThenElseZero(inside, sx));
         const auto iy = hn::ConvertTo(di, hn::IfThenElseZero(inside, sy));
         const auto at =
-            hn::IfThenElse(hn::Lt(ix, stride), hn::Add(hn::Mul(iy, linePair), ix), hn::Set(di, zeroPixel));
-        hn::StoreU(hn::IfThenElse(hn::RebindMask(di, inside), at, hn::Set(di, leavePixel)), di, index + x);
+            hn::IfThenElse(hn::Lt(ix, stride), hn::Add(hn::Mul(iy, linePair), ix), hn::Set(di, kZeroPixel));
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(di, inside), at, hn::Set(di, kLeavePixel)), di, index + x);
     }
 #endif
     warpIndexRowScalar(shape, red, green, y, x, end, index);
@@ -266,7 +266,7 @@ HWY_INLINE void gatherBlock(const Fetch& from, const std::int32_t* index, unsign
     const hn::ScalableTag<std::int32_t> di;
     const hn::RebindToUnsigned<decltype(di)> d;
     const auto at = hn::LoadU(di, index);
-    const __mmask16 written = _mm512_cmpneq_epi32_mask(at.raw, _mm512_set1_epi32(leavePixel));
+    const __mmask16 written = _mm512_cmpneq_epi32_mask(at.raw, _mm512_set1_epi32(kLeavePixel));
     const __mmask16 read = _mm512_cmpge_epi32_mask(at.raw, _mm512_setzero_si512());
     const auto gather = [&](const unsigned char* field, __mmask16 lanes, unsigned char* to) HWY_ATTR {
         const hn::Vec<decltype(d)> pixels{
@@ -322,7 +322,7 @@ HWY_ATTR void warpFetchRowSingly(const WarpShape& shape, const unsigned char* fr
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
     const hn::ScalableTag<std::int32_t> di;
     const int lanes = static_cast<int>(hn::Lanes(di));
-    const auto leave = hn::Set(di, leavePixel);
+    const auto leave = hn::Set(di, kLeavePixel);
     const Fetch from = fetchOf(shape, frame);
     const auto pastOdd = hn::Set(di, from.pastOdd);
     int waiting[64];

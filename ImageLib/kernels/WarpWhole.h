@@ -6,6 +6,6 @@ namespace tumblewash::kernels {
 
 /// Added to a float of less than 2^21 in magnitude, it leaves the nearest whole number in the low bits of the
 /// sum.
-constexpr float roundToWhole = 12582912.0F;
+constexpr float kRoundToWhole = 12582912.0F;
 
 }  // namespace tumblewash::kernels

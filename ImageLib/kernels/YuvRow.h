@@ -11,7 +11,7 @@
 namespace tumblewash::kernels {
 
 /// Bits behind the point of a YuvMatrix.
-constexpr int yuvMatrixBits = 16;
+constexpr int kYuvMatrixBits = 16;
 
 /// A matrix both ways, with the limited ranges 219 and 224 in it; every number times 2^16.
 struct YuvMatrix {

@@ -12,22 +12,22 @@
 namespace tumblewash::kernels::yuvloops {
 
 /// How far the colours stand from the low end of a pixel's word.
-constexpr bool littleEndian = alphaShift == 0;
-constexpr int redShift = littleEndian ? 8 : 16, greenShift = littleEndian ? 16 : 8,
-              blueShift = littleEndian ? 24 : 0;
+constexpr bool kLittleEndian = kAlphaShift == 0;
+constexpr int kRedShift = kLittleEndian ? 8 : 16, kGreenShift = kLittleEndian ? 16 : 8,
+              kBlueShift = kLittleEndian ? 24 : 0;
 
 [[gnu::always_inline]] inline std::uint32_t byteAt(std::uint32_t word, int shift) {
     return word >> shift & 255U;
 }
 
 [[gnu::always_inline]] inline std::uint32_t heldByte(int value) {
-    return static_cast<std::uint32_t>(std::clamp(value >> yuvMatrixBits, 0, 255));
+    return static_cast<std::uint32_t>(std::clamp(value >> kYuvMatrixBits, 0, 255));
 }
 
 [[gnu::always_inline]] inline void chromaTerms(const YuvMatrix& m, const std::uint8_t* cb,
                                                const std::uint8_t* cr, std::size_t pixels,
                                                const ChromaTerms& terms) {
-    constexpr int half = 1 << (yuvMatrixBits - 1);
+    constexpr int half = 1 << (kYuvMatrixBits - 1);
     int* __restrict red = terms.red, * __restrict green = terms.green, * __restrict blue = terms.blue;
     const std::size_t pairs = pixels / 2;
     for (std::size_t i = 0; i < pairs; ++i) {
@@ -49,22 +49,22 @@ constexpr int redShift = littleEndian ? 8 : 16, greenShift = littleEndian ? 16 :
     const int *red = terms.red, *green = terms.green, *blue = terms.blue;
     for (std::size_t x = 0; x < pixels; ++x) {
         const int grey = (y[x] - 16) * m.luma;
-        storePixel(argb + 4 * x, 255U << alphaShift | heldByte(grey + red[x]) << redShift |
-                                     heldByte(grey + green[x]) << greenShift |
-                                     heldByte(grey + blue[x]) << blueShift);
+        storePixel(argb + 4 * x, 255U << kAlphaShift | heldByte(grey + red[x]) << kRedShift |
+                                     heldByte(grey + green[x]) << kGreenShift |
+                                     heldByte(grey + blue[x]) << kBlueShift);
     }
 }
 
 [[gnu::always_inline]] inline void lumaFromArgb(const YuvMatrix& m, const std::uint8_t* argb,
                                                 std::size_t pixels, std::uint8_t* __restrict y) {
-    constexpr int half = 1 << (yuvMatrixBits - 1);
+    constexpr int half = 1 << (kYuvMatrixBits - 1);
     for (std::size_t x = 0; x < pixels; ++x) {
         const std::uint32_t word = loadPixel(argb + 4 * x);
-        const int red = static_cast<int>(byteAt(word, redShift)),
-                  green = static_cast<int>(byteAt(word, greenShift)),
-                  blue = static_cast<int>(byteAt(word, blueShift));
+        const int red = static_cast<int>(byteAt(word, kRedShift)),
+                  green = static_cast<int>(byteAt(word, kGreenShift)),
+                  blue = static_cast<int>(byteAt(word, kBlueShift));
         y[x] = static_cast<std::uint8_t>(
-            16 + ((m.yRed * red + m.yGreen * green + m.yBlue * blue + half) >> yuvMatrixBits));
+            16 + ((m.yRed * red + m.yGreen * green + m.yBlue * blue + half) >> kYuvMatrixBits));
     }
 }
 
@@ -77,15 +77,15 @@ constexpr int redShift = littleEndian ? 8 : 16, greenShift = littleEndian ? 16 :
 [[gnu::always_inline]] inline void chromaFromArgb(const YuvMatrix& m, const std::uint8_t* above,
                                                   const std::uint8_t* below, std::size_t samples,
                                                   std::uint8_t* __restrict cb, std::uint8_t* __restrict cr) {
-    constexpr int half = 1 << (yuvMatrixBits + 1);
+    constexpr int half = 1 << (kYuvMatrixBits + 1);
     for (std::size_t x = 0; x < samples; ++x) {
         std::uint64_t a = 0, b = 0;
         std::memcpy(&a, above + 8 * x, sizeof a);
         std::memcpy(&b, below + 8 * x, sizeof b);
-        const int red = sumOfFour(a, b, redShift), green = sumOfFour(a, b, greenShift),
-                  blue = sumOfFour(a, b, blueShift);
-        const int u = (m.cbRed * red + m.cbGreen * green + m.cbBlue * blue + half) >> (yuvMatrixBits + 2);
-        const int v = (m.crRed * red + m.crGreen * green + m.crBlue * blue + half) >> (yuvMatrixBits + 2);
+        const int red = sumOfFour(a, b, kRedShift), green = sumOfFour(a, b, kGreenShift),
+                  blue = sumOfFour(a, b, kBlueShift);
+        const int u = (m.cbRed * red + m.cbGreen * green + m.cbBlue * blue + half) >> (kYuvMatrixBits + 2);
+        const int v = (m.crRed * red + m.crGreen * green + m.crBlue * blue + half) >> (kYuvMatrixBits + 2);
         cb[x] = static_cast<std::uint8_t>(128 + u);
         cr[x] = static_cast<std::uint8_t>(128 + v);
     }

@@ -8,7 +8,7 @@ using tumblewash::imagelib::wholePart;
 
 namespace {
 
-constexpr float halfRoot2 = 0.70710677F;
+constexpr float kHalfRoot2 = 0.70710677F;
 
 /// Where a position lies: the corners of its cell and the fractions within it.
 struct Cell {
@@ -126,7 +126,7 @@ void pyramidWeights(const Cell& cell, float (&w)[4]) {
     const bool centre = dx == 0.5F && dy == 0.5F;
     float r = corner ? 1.0F : 0.0F;
     if (!corner && !centre) {
-        r = std::sqrt((dx - 0.5F) * (dx - 0.5F) + (dy - 0.5F) * (dy - 0.5F)) / halfRoot2;
+        r = std::sqrt((dx - 0.5F) * (dx - 0.5F) + (dy - 0.5F) * (dy - 0.5F)) / kHalfRoot2;
     }
     const Weights bilinear = bilinearWeights(cell.dx, cell.dy);
     for (int i = 0; i < 4; ++i) {

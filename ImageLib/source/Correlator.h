@@ -45,11 +45,11 @@ class Correlator : public SICommon {
 namespace tumblewash::imagelib {
 
 /// What a trial scores when its metric leaves no result, and what ends a surface when a metric fails.
-inline constexpr double unmatchedScore = 4294967295.0;
+inline constexpr double kUnmatchedScore = 4294967295.0;
 
 /// Calls score(trial block, result) for every offset, dy outer and dx inner, both ascending, and stores the
-/// result in cell (dx, dy) of the surface. `result` is preset to unmatchedScore. A score that returns
-/// anything but IMAGE_OK stores unmatchedScore and ends the walk: later cells stay as they were.
+/// result in cell (dx, dy) of the surface. `result` is preset to kUnmatchedScore. A score that returns
+/// anything but IMAGE_OK stores kUnmatchedScore and ends the walk: later cells stay as they were.
 ///
 /// Trial blocks are fxsize x fysize views on `search`, centred on its centre plus the offset, without
 /// clamping; one that does not touch `search` is not scored.
@@ -63,13 +63,13 @@ void scoreOffsets(PixRectRW<GreyPixel<float>>& surface, PixRectRW<T>& search, in
             const int right = left + fxsize - 1, bottom = top + fysize - 1;
             const bool touches =
                 left <= search.hx() && right >= search.lx() && top <= search.hy() && bottom >= search.ly();
-            double result = unmatchedScore;
+            double result = kUnmatchedScore;
             SIerrorcode code = IMAGE_OK;
             if (touches) {
                 PixRectRWRef<T> trial(search, left, top, right, bottom);
                 code = score(static_cast<PixRectRW<T>&>(trial), result);
             }
-            if (code != IMAGE_OK) result = unmatchedScore;
+            if (code != IMAGE_OK) result = kUnmatchedScore;
             surface.pixrefNB(dx, dy).setgrey(static_cast<float>(result));
             if (code != IMAGE_OK) return;
         }

@@ -7,7 +7,7 @@
 namespace tumblewash::imagelib {
 
 using kernels::estimateIndexRow;
-using kernels::farthestEstimate;
+using kernels::kFarthestEstimate;
 using kernels::WarpEstimate;
 using kernels::warpIndexRow;
 using kernels::warpIndexRowScalar;
@@ -16,10 +16,10 @@ using kernels::WarpShape;
 namespace {
 
 /// Displacements, columns and rows are held to half of what an estimate may reach.
-constexpr double farthest = farthestEstimate / 2.0;
+constexpr double farthest = kFarthestEstimate / 2.0;
 
 /// More undecided columns than one in so many: the whole row is formed exactly, by vectors.
-constexpr int undecidedShare = 16;
+constexpr int kUndecidedShare = 16;
 
 }  // namespace
 
@@ -63,7 +63,7 @@ bool FetchPoints::prepare(Channel& channel, const std::vector<float>& cells) {
         channel.level.push_back(level);
     }
     for (std::vector<float>& row : channel.enlarged) row.resize(_index.size());
-    return std::fabs(factor) < farthestEstimate;
+    return std::fabs(factor) < kFarthestEstimate;
 }
 
 /// Between two rows of equal cells every column has the same displacement, if the sum of the four products,
@@ -129,7 +129,7 @@ const std::int32_t* FetchPoints::row(int y, int first, int end) {
     const int undecided =
         estimateIndexRow(_shape, red, green, static_cast<float>(1.0 - at.fraction),
                          static_cast<float>(at.fraction), y, first, end, _index.data(), _undecided.data());
-    if (undecided * undecidedShare > end - first) {
+    if (undecided * kUndecidedShare > end - first) {
         exactRow(y, first, end);
         return _index.data();
     }

@@ -21,8 +21,8 @@ class FetchPoints {
     /// True when neighbouring columns may fetch from different rows.
     bool crossesRows() const { return _green.moves; }
     /// The indices of row y, as `warpIndexRow` gives them, for columns first ... end - 1 of the memory that
-    /// is returned; null where all of them are `leavePixel`. Fastest when rows of one strip of columns follow
-    /// each other. Valid until the next call.
+    /// is returned; null where all of them are `kLeavePixel`. Fastest when rows of one strip of columns
+    /// follow each other. Valid until the next call.
     const std::int32_t* row(int y, int first, int end);
 
   private:

@@ -100,7 +100,7 @@ class MorphedDeep {
     };
 
     Outputs outputs(int column) const {
-        const std::ptrdiff_t at = column * tumblewash::kernels::deepPixelBytes;
+        const std::ptrdiff_t at = column * tumblewash::kernels::kDeepPixelBytes;
         return {{{_even, _outEven + at}, {_odd, _outOdd + at}}};
     }
 
@@ -202,7 +202,7 @@ void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& /*other*/,
 void tumblewash::imagelib::morphDeep(const DeepMorph& morph, const DeepTarget& dest, float forward,
                                      float back, int level, const kernels::DeepPixel& nothing) {
     if (dest.width < 1 || dest.height < 1) return;
-    const std::size_t rowBytes = static_cast<std::size_t>(dest.width * kernels::deepPixelBytes);
+    const std::size_t rowBytes = static_cast<std::size_t>(dest.width * kernels::kDeepPixelBytes);
     std::vector<unsigned char> over(2 * rowBytes);
     MorphedDeep away(morph.first, nothing), towards(morph.last, nothing);
     towards.lay(over.data(), over.data() + rowBytes);
@@ -218,5 +218,5 @@ void tumblewash::imagelib::morphDeep(const DeepMorph& morph, const DeepTarget& d
     }
     if (dest.height % 2 == 0) return;
     for (int x = 0; x < dest.width; ++x)
-        kernels::storeDeep(dest.row(dest.height - 1) + x * kernels::deepPixelBytes, nothing);
+        kernels::storeDeep(dest.row(dest.height - 1) + x * kernels::kDeepPixelBytes, nothing);
 }

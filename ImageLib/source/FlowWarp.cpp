@@ -15,11 +15,11 @@ namespace {
 
 /// Columns that are warped together where columns fetch from different rows: few enough for the cache to hold
 /// the rows until their neighbours fetch from them.
-constexpr int stripWidth = 256;
+constexpr int kStripWidth = 256;
 
 /// Rows that memory is asked for before they are written and, further along, before they are read.
-constexpr int rowsAhead = 2;
-constexpr int sourceRowsAhead = 4;
+constexpr int kRowsAhead = 2;
+constexpr int kSourceRowsAhead = 4;
 
 /// A frame of four-byte pixels and how its rows are fetched.
 struct WarpedFrame {
@@ -37,7 +37,7 @@ struct WarpedFrame {
 
 /// A picture of deep pixels.
 struct WarpedDeep {
-    static constexpr std::ptrdiff_t pixelBytes = tumblewash::kernels::deepPixelBytes;
+    static constexpr std::ptrdiff_t pixelBytes = tumblewash::kernels::kDeepPixelBytes;
     const unsigned char* src;
     std::ptrdiff_t srcPitch;
     unsigned char* dest;
@@ -63,7 +63,7 @@ class SourceAhead {
         for (int x = first_; x < end_; x += 16) furthest = std::max(furthest, index[x]);
         if (furthest < 0) return;
         const int row = furthest / (2 * shape_.stride);
-        const int past = std::min(row + sourceRowsAhead, shape_.height / 2);
+        const int past = std::min(row + kSourceRowsAhead, shape_.height / 2);
         if (asked_ < 0) asked_ = row;
         for (; asked_ < past; ++asked_) askForLinePair(strip_ + 2 * road_.srcPitch * asked_, road_.srcPitch);
     }
@@ -91,7 +91,7 @@ void warpRows(const Road& road, const tumblewash::kernels::WarpShape& shape,
     const int rows = shape.height / 2;
     tumblewash::imagelib::FetchPoints points(shape, flow);
     const bool inStrips = points.crossesRows();
-    const int strip = inStrips ? stripWidth : shape.stride;
+    const int strip = inStrips ? kStripWidth : shape.stride;
     for (int first = 0; first < shape.stride; first += strip) {
         const int end = std::min(first + strip, shape.stride);
         SourceAhead<Road> ahead(shape, road, first, end);
@@ -101,8 +101,8 @@ void warpRows(const Road& road, const tumblewash::kernels::WarpShape& shape,
             unsigned char* even = road.dest + 2 * y * road.destPitch + first * Road::pixelBytes;
             if (inStrips) {
                 ahead.follow(index);
-                if (y + rowsAhead < rows)
-                    ahead.askForLinePair(even + 2 * rowsAhead * road.destPitch, road.destPitch);
+                if (y + kRowsAhead < rows)
+                    ahead.askForLinePair(even + 2 * kRowsAhead * road.destPitch, road.destPitch);
             }
             road.fetch(shape, index + first, end - first, even, even + road.destPitch);
         }

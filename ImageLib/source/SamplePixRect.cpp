@@ -155,9 +155,9 @@ bool meansOfRows(const PixRectRW<ARGBVal>& src, float scaleX, float scaleY, PixR
         for (const int row : rows) {
             at.push_back(reinterpret_cast<const unsigned char*>(&src.pixrefNB(src.lx(), row)));
         }
-        for (std::size_t done = 0; done < at.size(); done += tumblewash::kernels::mostRowsInColumns) {
+        for (std::size_t done = 0; done < at.size(); done += tumblewash::kernels::kMostRowsInColumns) {
             const std::size_t some =
-                std::min(at.size() - done, static_cast<std::size_t>(tumblewash::kernels::mostRowsInColumns));
+                std::min(at.size() - done, static_cast<std::size_t>(tumblewash::kernels::kMostRowsInColumns));
             tumblewash::kernels::sumColumns(&at[done], static_cast<int>(some), bytes, columns.data());
             tumblewash::kernels::addBlockRuns(columns.data(), runs.data(), static_cast<int>(runs.size()),
                                               sums.data());

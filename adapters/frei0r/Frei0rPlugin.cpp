@@ -1,6 +1,6 @@
-// One variant of the catalogue as a frei0r plug-in: a mixer for two clips, a filter for one. Which one is what the
-// loadable files differ in, and comes from Variant.cpp. frei0r.h is licensed GPL-2+, and so is what this file
-// becomes when it is built; nothing else of the project includes it.
+// One variant of the catalogue as a frei0r plug-in: a mixer for two clips, a filter for one. Which one is
+// what the loadable files differ in, and comes from Variant.cpp. frei0r.h is licensed GPL-2+, and so is what
+// this file becomes when it is built; nothing else of the project includes it.
 
 #include <algorithm>
 #include <array>

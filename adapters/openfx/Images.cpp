@@ -206,7 +206,7 @@ DeepCanvas Image::readDeep(const OfxRectI& region, const kernels::DeepRange& ran
         unsigned char* out = canvas.target().row(row);
         const int y = region.y2 - 1 - row;
         const bool some = y >= part.y1 && y < part.y2;
-        for (int x = region.x1; x < region.x2; ++x, out += kernels::deepPixelBytes)
+        for (int x = region.x1; x < region.x2; ++x, out += kernels::kDeepPixelBytes)
             kernels::storeDeep(out, some && x >= part.x1 && x < part.x2
                                         ? deepPixel(at(x, y), depth_, alpha_, range)
                                         : nothing);
@@ -221,7 +221,7 @@ void Image::writeDeep(const DeepCanvas& canvas, const OfxRectI& region, const Of
     for (int y = part.y1; y < part.y2; ++y) {
         const unsigned char* in = canvas.view().row(region.y2 - 1 - y);
         for (int x = part.x1; x < part.x2; ++x)
-            storePixel(kernels::loadDeep(in + (x - region.x1) * kernels::deepPixelBytes), alpha_, codes,
+            storePixel(kernels::loadDeep(in + (x - region.x1) * kernels::kDeepPixelBytes), alpha_, codes,
                        depth_, at(x, y));
     }
 }

@@ -30,7 +30,7 @@ struct DeepCanvas {
     std::vector<std::uint16_t> words;
 
   private:
-    [[nodiscard]] std::ptrdiff_t stride() const { return width * kernels::deepPixelBytes; }
+    [[nodiscard]] std::ptrdiff_t stride() const { return width * kernels::kDeepPixelBytes; }
 };
 
 /// One image of a clip at one time.

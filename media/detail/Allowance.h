@@ -1,6 +1,6 @@
 // What looking into one input may cost: seconds of the processor and, for a program that asks for it, memory.
-// Libraries that take longer or more cannot be interrupted from inside: they run in a thread that is left behind.
-// It knows nothing of files beyond their names, which stand in its messages.
+// Libraries that take longer or more cannot be interrupted from inside: they run in a thread that is left
+// behind. It knows nothing of files beyond their names, which stand in its messages.
 #pragma once
 
 #include <functional>
@@ -14,8 +14,8 @@ namespace tumblewash::media {
 /// Seconds of processor time that the calling thread has had.
 double threadSeconds() noexcept;
 
-/// Calls `work` with a flag in place of `cancel`, in a thread of its own, and waits for its end; throws what it
-/// throws. MediaError (undecodable) when all the work on `path` within a minute takes more than 8 s of the
+/// Calls `work` with a flag in place of `cancel`, in a thread of its own, and waits for its end; throws what
+/// it throws. MediaError (undecodable) when all the work on `path` within a minute takes more than 8 s of the
 /// processor, MediaError (cancelled) soon after `cancel` is raised; the thread goes on for itself then, with
 /// nothing but what `work` holds. Throws std::system_error when no thread can be started.
 void runWithinAllowance(const std::string& path, CancelFlag cancel, std::function<void(CancelFlag)> work);

@@ -90,8 +90,8 @@ Bytes writeAvcPps(const AvcPps& pps, int id, int sps);
 /// The slice again, naming the set `pps`, whose code must be as long as the old one or whole bytes longer or
 /// shorter: what follows then keeps its place within its byte, which arithmetic coding asks for.
 Bytes writeAvcSlice(ByteView unit, const AvcSlice& slice, int pps);
-/// A unit of supplemental information without the messages that name a sequence parameter set; empty when none
-/// is left.
+/// A unit of supplemental information without the messages that name a sequence parameter set; empty when
+/// none is left.
 Bytes withoutBufferingPeriods(ByteView unit);
 
 /// The sets of one source.

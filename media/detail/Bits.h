@@ -57,8 +57,8 @@ class BitWriter {
 /// Bits of the Golomb code of `value`, which is below 2^32 - 1.
 int ueLength(uint32_t value) noexcept;
 
-/// True when what follows the Golomb code of the one number keeps its place within its byte behind that of the other:
-/// the codes differ by whole bytes at most.
+/// True when what follows the Golomb code of the one number keeps its place within its byte behind that of
+/// the other: the codes differ by whole bytes at most.
 inline bool sameAlignment(int value, int other) noexcept {
     return (ueLength(static_cast<uint32_t>(value)) - ueLength(static_cast<uint32_t>(other))) % 8 == 0;
 }

@@ -1,5 +1,5 @@
-// The look at a finished movie of copied packets before it gets its name: all packets are there at the times they
-// should have, and around every splice it decodes to the very pictures of its clips.
+// The look at a finished movie of copied packets before it gets its name: all packets are there at the times
+// they should have, and around every splice it decodes to the very pictures of its clips.
 #pragma once
 
 #include <string>

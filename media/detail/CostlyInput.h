@@ -1,5 +1,6 @@
 // What some files hold that costs far more than their size says, found before a library falls for it.
-// Each function looks at bytes only, wherever `io` stands; what is refused here is refused in words that name it.
+// Each function looks at bytes only, wherever `io` stands; what is refused here is refused in words that name
+// it.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +26,8 @@ JpegScans scansOf(std::span<const uint8_t> bytes, bool all) noexcept;
 /// Throws MediaError (undecodable) when the text at the start of a file is that of a drawing.
 void checkNoDrawing(AVIOContext& io, const std::string& path);
 
-/// Throws MediaError (undecodable) for a QuickTime movie with a compressed header that unfolds to more than 64
-/// MiB.
+/// Throws MediaError (undecodable) for a QuickTime movie with a compressed header that unfolds to more than
+/// 64 MiB.
 void checkHeader(AVIOContext& io, const std::string& path);
 
 }  // namespace tumblewash::media

@@ -22,7 +22,8 @@ class DecoderMemory {
     void watch(AVCodecContext& codec);
     /// False for sides and areas that no input of this kind may have.
     bool fitsLimits(int width, int height) const noexcept;
-    /// Further bytes that the decoder takes for each picture, known from the file's header, for each sample of it.
+    /// Further bytes that the decoder takes for each picture, known from the file's header, for each sample
+    /// of it.
     void addWorking(double bytes) noexcept;
     /// True once a picture was refused. Throws std::bad_alloc once the machine had no memory for one.
     bool refused() const;

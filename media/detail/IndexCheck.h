@@ -14,8 +14,8 @@ namespace tumblewash::media {
 
 class IndexCheck {
   public:
-    /// A packet on its way to the muxer. Streams count from 0; those beyond the second are not looked at. `entries`:
-    /// how many the index has for it, one for each sample frame where they are not coded.
+    /// A packet on its way to the muxer. Streams count from 0; those beyond the second are not looked at.
+    /// `entries`: how many the index has for it, one for each sample frame where they are not coded.
     void note(const AVPacket& packet, int64_t entries) noexcept;
     /// True when the file in `bytes` has as many packets in each stream, begins with the same ones, and says
     /// how they are decoded. Throws std::bad_alloc.

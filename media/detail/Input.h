@@ -77,8 +77,9 @@ enum class OnDamage {
 /// Decodes one stream of a file from where the file stands.
 class StreamDecoder {
   public:
-    /// For the stream of that number and kind. Throws MediaError (undecodable; unreadable when there is none).
-    /// `threads` 0: by the machine; one that shall refuse headers takes 1. The file must outlive the decoder.
+    /// For the stream of that number and kind. Throws MediaError (undecodable; unreadable when there is
+    /// none). `threads` 0: by the machine; one that shall refuse headers takes 1. The file must outlive the
+    /// decoder.
     StreamDecoder(InputFile& file, int stream, AVMediaType kind, int threads,
                   OnDamage onDamage = OnDamage::patch);
 

@@ -1,6 +1,6 @@
-// One input file, opened by its name once; every reading of it goes through that descriptor, each from a place
-// of its own. What is put under the name afterwards is never looked at, and a file that was rewritten in place
-// is noticed when its reading begins again.
+// One input file, opened by its name once; every reading of it goes through that descriptor, each from a
+// place of its own. What is put under the name afterwards is never looked at, and a file that was rewritten
+// in place is noticed when its reading begins again.
 #pragma once
 
 #include <cstddef>
@@ -36,8 +36,8 @@ class InputBytes {
     /// Reads what stands at `at` into `to`. How many bytes there were: fewer at the file's end and where it
     /// cannot be read.
     size_t read(uint64_t at, std::span<uint8_t> to) const noexcept;
-    /// All bytes at one reading, for the formats whose libraries go back and forth in them: what is checked is
-    /// then what is decoded. Throws MediaError: unreadable (it ends early, or was rewritten since it was
+    /// All bytes at one reading, for the formats whose libraries go back and forth in them: what is checked
+    /// is then what is decoded. Throws MediaError: unreadable (it ends early, or was rewritten since it was
     /// opened), undecodable (more than `most` bytes).
     std::vector<uint8_t> whole(size_t most) const;
 

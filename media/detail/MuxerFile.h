@@ -1,6 +1,6 @@
-// A muxer's way to an output file that is open already: its bytes go through that descriptor and no other, also
-// where the library would open the file a second time by its name to move the index to the front.
-// The file is the caller's; this neither makes nor names nor closes it.
+// A muxer's way to an output file that is open already: its bytes go through that descriptor and no other,
+// also where the library would open the file a second time by its name to move the index to the front. The
+// file is the caller's; this neither makes nor names nor closes it.
 #pragma once
 
 #include <memory>

@@ -32,7 +32,8 @@ class PacketLooker {
     virtual TrackHeader header() const { return {}; }
     /// Why nothing of the whole track can be copied, as far as its headers tell; words as above.
     virtual std::string trouble() const { return {}; }
-    /// Which of its codec's kinds the track is of, where packets say so and the library does not; 0 elsewhere.
+    /// Which of its codec's kinds the track is of, where packets say so and the library does not; 0
+    /// elsewhere.
     virtual int kind() const { return 0; }
     /// True when pictures may come in another order than they are shown in.
     virtual bool reorders() const { return false; }

@@ -1,5 +1,5 @@
-// Packets of several sources as packets of one track with one header: parameter sets get ids of their own, what
-// names them is rewritten, and lengths take four bytes. It reads and writes no file.
+// Packets of several sources as packets of one track with one header: parameter sets get ids of their own,
+// what names them is rewritten, and lengths take four bytes. It reads and writes no file.
 #pragma once
 
 #include <memory>

@@ -1,6 +1,6 @@
 // What this program keeps about a numbered run of pictures, in hidden text files beside them: which ones it
-// wrote, so that a later run may remove those and no others; and, while one run replaces another, what to undo
-// should the program be ended in the middle. Records of other users are not believed.
+// wrote, so that a later run may remove those and no others; and, while one run replaces another, what to
+// undo should the program be ended in the middle. Records of other users are not believed.
 #pragma once
 
 #include <sys/stat.h>

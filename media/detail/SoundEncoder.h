@@ -1,5 +1,5 @@
-// Samples into packets of sound: one encoder, fed in pieces of the length it takes, whose clock may begin at any
-// sample. It knows no file.
+// Samples into packets of sound: one encoder, fed in pieces of the length it takes, whose clock may begin at
+// any sample. It knows no file.
 #pragma once
 
 #include <cstdint>

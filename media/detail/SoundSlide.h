@@ -1,6 +1,6 @@
 // Makes a run of sound longer or shorter by single samples, each of them spread over 200 samples by
-// band-limited interpolation, so that nobody hears a step or a change of pitch. Between two such slides samples
-// pass bit by bit. It knows no times: SoundClock says what is owed.
+// band-limited interpolation, so that nobody hears a step or a change of pitch. Between two such slides
+// samples pass bit by bit. It knows no times: SoundClock says what is owed.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,9 @@ class SoundSlide {
 
     std::size_t width_;
     double owed_ = 0;
-    std::vector<float> held_;    // what was passed last, for the interpolation, and then what was not passed yet
-    std::size_t passed_ = 0;     // sample frames of `held_` that were passed
+    std::vector<float>
+        held_;                // what was passed last, for the interpolation, and then what was not passed yet
+    std::size_t passed_ = 0;  // sample frames of `held_` that were passed
 };
 
 }  // namespace tumblewash::media

@@ -1,7 +1,7 @@
-// A sound track that begins with a clip's own packets and goes on with encoded ones. Packets are copied as long as
-// all samples that they reach are the clip's; the encoder starts a while earlier, so that its first packet that
-// counts follows the last copied one without a click: their halves of the overlap have one window, and decode to the
-// very signal. It writes no file.
+// A sound track that begins with a clip's own packets and goes on with encoded ones. Packets are copied as
+// long as all samples that they reach are the clip's; the encoder starts a while earlier, so that its first
+// packet that counts follows the last copied one without a click: their halves of the overlap have one
+// window, and decode to the very signal. It writes no file.
 #pragma once
 
 #include <functional>

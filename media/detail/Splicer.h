@@ -1,6 +1,6 @@
-// One track of pictures from a copy plan: packets of clips as they are but for the ids in them, and packets of
-// pictures that are encoded here, with one header and times that are whole pictures.
-// It writes no file: packets are handed on in decoding order.
+// One track of pictures from a copy plan: packets of clips as they are but for the ids in them, and packets
+// of pictures that are encoded here, with one header and times that are whole pictures. It writes no file:
+// packets are handed on in decoding order.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,5 @@
-// The loop over a packet's units that rewriters of H.264 and HEVC share, and what a stretch of ids has in common.
+// The loop over a packet's units that rewriters of H.264 and HEVC share, and what a stretch of ids has in
+// common.
 #pragma once
 
 #include <algorithm>
@@ -16,8 +17,8 @@ enum class UnitFate {
     broken     ///< not such as the source's header promises
 };
 
-/// The packet with each unit as `write` puts it behind the bytes so far; nothing when a unit is broken, a length lies or no
-/// unit is a part of a picture.
+/// The packet with each unit as `write` puts it behind the bytes so far; nothing when a unit is broken, a
+/// length lies or no unit is a part of a picture.
 template <typename Write>
 std::optional<Bytes> rewrittenUnits(ByteView packet, int lengthSize, Write write) {
     const auto units = splitNalUnits(packet, lengthSize);

@@ -88,9 +88,9 @@ float scoreOf(std::uint32_t sum) {
 Offset matchBytes(const ThumbnailBytes& from, const ThumbnailBytes& to, int x, int y) {
     constexpr int f = kFeatureSize / 2;
     constexpr int s = f + kRange;
-    constexpr int places = tumblewash::kernels::matchPlaces;
-    static_assert(kFeatureSize == tumblewash::kernels::matchSide &&
-                  kRange == tumblewash::kernels::matchRange);
+    constexpr int places = tumblewash::kernels::kMatchPlaces;
+    static_assert(kFeatureSize == tumblewash::kernels::kMatchSide &&
+                  kRange == tumblewash::kernels::kMatchRange);
     std::uint32_t sums[places * places];
     tumblewash::kernels::matchSums(to.at(x - f, y - f), from.at(x - s, y - s), ThumbnailBytes::kPitch, sums);
     const auto least = static_cast<int>(std::min_element(std::begin(sums), std::end(sums)) - sums);

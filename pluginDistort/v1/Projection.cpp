@@ -41,7 +41,7 @@ tumblewash::kernels::OpenBounds truncatedBounds(const Region& source) {
 }
 
 /// Positions that are projected before the first of them is read: few enough to stay in the nearest cache.
-constexpr int stretchColumns = 8 * tumblewash::kernels::columnsInWord;
+constexpr int stretchColumns = 8 * tumblewash::kernels::kColumnsInWord;
 
 /// One stretch of a row: its positions, and runs of those that lie inside.
 class Stretch {
@@ -55,11 +55,11 @@ class Stretch {
     /// The first column from `at` on that is inside, or (wanted false) outside; the count if there is none.
     int find(bool wanted, int at) const {
         while (at < count_) {
-            const std::uint64_t word = inside_[at / tumblewash::kernels::columnsInWord];
-            const int bit = at % tumblewash::kernels::columnsInWord;
+            const std::uint64_t word = inside_[at / tumblewash::kernels::kColumnsInWord];
+            const int bit = at % tumblewash::kernels::kColumnsInWord;
             const std::uint64_t left = (wanted ? word : ~word) >> bit;
             if (left != 0) return std::min(count_, at + std::countr_zero(left));
-            at += tumblewash::kernels::columnsInWord - bit;
+            at += tumblewash::kernels::kColumnsInWord - bit;
         }
         return count_;
     }
@@ -70,7 +70,7 @@ class Stretch {
   private:
     int count_ = 0;
     float x[stretchColumns], y_[stretchColumns];
-    std::uint64_t inside_[stretchColumns / tumblewash::kernels::columnsInWord];
+    std::uint64_t inside_[stretchColumns / tumblewash::kernels::kColumnsInWord];
 };
 
 /// Visits `box` row by row and hands over every run of pixels whose source positions, truncated toward zero,
@@ -203,7 +203,7 @@ void tumblewash::plugin::projectDeep(const DeepFill* fields, int fieldCount, con
         kernels::DeepReading readings[2];
         for (int f = 0; f < fieldCount; ++f)
             readings[f] = {fields[f].from,
-                           fields[f].to + y * fields[f].toPitch + x * kernels::deepPixelBytes};
+                           fields[f].to + y * fields[f].toPitch + x * kernels::kDeepPixelBytes};
         if (nearest)
             kernels::deepNearestRow(readings[0], x2, y2, n);
         else

@@ -154,7 +154,7 @@ tumblewash::kernels::DeepPixel averageColour(const tumblewash::imagelib::DeepVie
     for (int y = 0; y < picture.height; y += stepy) {
         for (int x = 0; x < picture.width; x += stepx) {
             const tumblewash::kernels::DeepPixel pixel =
-                tumblewash::kernels::loadDeep(picture.row(y) + x * tumblewash::kernels::deepPixelBytes);
+                tumblewash::kernels::loadDeep(picture.row(y) + x * tumblewash::kernels::kDeepPixelBytes);
             alpha += pixel.alpha;
             red += pixel.red - range.black;
             green += pixel.green - range.black;

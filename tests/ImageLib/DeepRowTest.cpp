@@ -23,19 +23,19 @@ using kernels::deepBlendRowScalar;
 using kernels::deepFetchRow;
 using kernels::DeepField;
 using kernels::DeepPixel;
-using kernels::deepPixelBytes;
 using kernels::DeepRange;
 using kernels::DeepReading;
 using kernels::DeepRim;
 using kernels::deepToFrameRow;
 using kernels::deepToStraightFrameRow;
 using kernels::frameToDeepRow;
-using kernels::leavePixel;
+using kernels::kDeepPixelBytes;
+using kernels::kLeavePixel;
+using kernels::kZeroPixel;
 using kernels::loadDeep;
 using kernels::unweighDeepRow;
 using kernels::WarpShape;
 using kernels::weighDeepRow;
-using kernels::zeroPixel;
 
 namespace {
 
@@ -71,10 +71,10 @@ TEST(DeepRowTest, BilinearRowsAreTheScalarOnesOnEveryTarget) {
         for (int count = 0; count <= 67; ++count) {
             const int columns = 1 + static_cast<int>(random() % 50),
                       height = 2 + static_cast<int>(random() % 29);
-            const std::ptrdiff_t pitch = columns * deepPixelBytes + 8 * (count % 3);
+            const std::ptrdiff_t pitch = columns * kDeepPixelBytes + 8 * (count % 3);
             // Exactly as large as it must be.
             const std::vector<unsigned char> frame =
-                noise(size((height - 1) * pitch + columns * deepPixelBytes), random);
+                noise(size((height - 1) * pitch + columns * kDeepPixelBytes), random);
             const DeepRim rim = count % 2 == 0 ? DeepRim{} : DeepRim{2, 1, {65535, 60000, 7, 65535}};
             const DeepPixel nothing = {0, 4096, 4096, 4096};
             const DeepField even = {frame.data(), 2 * pitch, columns, (height + 1) / 2, nothing, rim};
@@ -150,9 +150,9 @@ TEST(DeepRowTest, FetchesTakeTheIndexedPixelAndTheOneBelow) {
     const DeepPixel nothing = {0, 9, 9, 9}, untouched = {1, 2, 3, 4};
     for (int round = 0; round < 300; ++round) {
         const int stride = 1 + static_cast<int>(random() % 60), height = 2 + static_cast<int>(random() % 9);
-        const std::ptrdiff_t pitch = stride * deepPixelBytes + 8 * (round % 3);
+        const std::ptrdiff_t pitch = stride * kDeepPixelBytes + 8 * (round % 3);
         const std::vector<unsigned char> picture =
-            noise(size((height - 1) * pitch + stride * deepPixelBytes), random);
+            noise(size((height - 1) * pitch + stride * kDeepPixelBytes), random);
         const WarpShape shape = {stride, stride, height, (height + 1) / 2, 1.0F};
         std::vector<std::int32_t> index;
         const int count = static_cast<int>(random() % 70);
@@ -161,7 +161,7 @@ TEST(DeepRowTest, FetchesTakeTheIndexedPixelAndTheOneBelow) {
             if (i == 0 || random() % 12 == 0)
                 next = static_cast<std::int32_t>(random() % size(stride * height));
             const auto dice = random() % 40;
-            index.push_back(dice == 0 ? leavePixel : dice == 1 ? zeroPixel : next % (stride * height));
+            index.push_back(dice == 0 ? kLeavePixel : dice == 1 ? kZeroPixel : next % (stride * height));
             ++next;
         }
         std::vector<DeepPixel> even(size(count) + 2, untouched), odd = even;
@@ -169,13 +169,14 @@ TEST(DeepRowTest, FetchesTakeTheIndexedPixelAndTheOneBelow) {
                      reinterpret_cast<unsigned char*>(even.data() + 1),
                      reinterpret_cast<unsigned char*>(odd.data() + 1));
         const auto at = [&](int row, int column) {
-            return row >= height ? nothing : loadDeep(picture.data() + row * pitch + column * deepPixelBytes);
+            return row >= height ? nothing
+                                 : loadDeep(picture.data() + row * pitch + column * kDeepPixelBytes);
         };
         for (int i = 0; i < count; ++i) {
             const std::int32_t n = index[size(i)];
-            const DeepPixel expectedEven = n >= 0           ? at(n / stride, n % stride)
-                                           : n == zeroPixel ? nothing
-                                                            : untouched;
+            const DeepPixel expectedEven = n >= 0            ? at(n / stride, n % stride)
+                                           : n == kZeroPixel ? nothing
+                                                             : untouched;
             const DeepPixel expectedOdd = n >= 0 ? at(n / stride + 1, n % stride) : expectedEven;
             ASSERT_EQ(even[size(i) + 1], expectedEven) << i << ' ' << n;
             ASSERT_EQ(odd[size(i) + 1], expectedOdd) << i << ' ' << n;

@@ -25,10 +25,11 @@ using kernels::enlargeFieldRowScalar;
 using kernels::FieldChannel;
 using kernels::FieldColumns;
 using kernels::FieldRun;
-using kernels::leavePixel;
+using kernels::kLeavePixel;
+using kernels::kMostRowsInColumns;
+using kernels::kZeroPixel;
 using kernels::matchSums;
 using kernels::matchSumsScalar;
-using kernels::mostRowsInColumns;
 using kernels::sumColumns;
 using kernels::sumColumnsScalar;
 using kernels::warpFetchRow;
@@ -36,7 +37,6 @@ using kernels::warpFetchRowScalar;
 using kernels::warpIndexRow;
 using kernels::warpIndexRowScalar;
 using kernels::WarpShape;
-using kernels::zeroPixel;
 
 namespace {
 
@@ -183,8 +183,8 @@ std::vector<std::int32_t> indices(int kind, int count, const WarpShape& shape, s
         }
         at = std::clamp(at, 0, pixels - 1);
         const auto dice = random() % 40;
-        out.push_back(kind == 4 && dice < 20 ? (dice < 10 ? leavePixel : zeroPixel)
-                                             : (dice == 0 ? leavePixel : at));
+        out.push_back(kind == 4 && dice < 20 ? (dice < 10 ? kLeavePixel : kZeroPixel)
+                                             : (dice == 0 ? kLeavePixel : at));
     }
     return out;
 }
@@ -199,7 +199,7 @@ TEST(KernelTest, WarpFetchesAreTheScalarOnesOnEveryTarget) {
                 const std::vector<unsigned char> frame =
                     noise(static_cast<std::size_t>(count * height) * 4, random);
                 std::vector<std::int32_t> index = indices(kind, count, shape, random);
-                if (kind == 5) std::fill(index.begin(), index.end(), leavePixel);
+                if (kind == 5) std::fill(index.begin(), index.end(), kLeavePixel);
                 const std::size_t bytes = static_cast<std::size_t>(count) * 4;
                 std::vector<unsigned char> even = noise(bytes + 64, random), odd = noise(bytes + 64, random);
                 std::vector<unsigned char> gotEven = even, gotOdd = odd;
@@ -251,9 +251,9 @@ TEST(KernelTest, ColumnSumsAreTheScalarOnesOnEveryTarget) {
 TEST(KernelTest, ColumnsHoldAsManyRowsOfWhiteAsTheySay) {
     EveryTarget([](std::mt19937&, InstructionSet set) {
         const std::vector<unsigned char> white(300, 255);
-        const std::vector<const unsigned char*> rows(mostRowsInColumns, white.data());
+        const std::vector<const unsigned char*> rows(kMostRowsInColumns, white.data());
         std::vector<std::uint16_t> columns(300, 1);
-        sumColumns(rows.data(), mostRowsInColumns, 300, columns.data(), set);
+        sumColumns(rows.data(), kMostRowsInColumns, 300, columns.data(), set);
         EXPECT_EQ(columns, std::vector<std::uint16_t>(300, 65535));
     });
 }

@@ -17,14 +17,14 @@ using kernels::enlargeCellRowScalar;
 using kernels::estimateIndexRow;
 using kernels::estimateIndexRowScalar;
 using kernels::FieldRun;
-using kernels::leavePixel;
+using kernels::kLeavePixel;
+using kernels::kZeroPixel;
 using kernels::WarpEstimate;
 using kernels::warpFetchRow;
 using kernels::warpFetchRowGathering;
 using kernels::warpFetchRowScalar;
 using kernels::warpFetchRowSingly;
 using kernels::WarpShape;
-using kernels::zeroPixel;
 
 namespace {
 
@@ -148,12 +148,12 @@ TEST(WarpKernelTest, FetchesWithAndWithoutGathersAreTheScalarOnesOnEveryTarget) 
                 for (int x = 0; x < count; ++x) {
                     at = static_cast<std::int32_t>(
                         kind == 0 ? random() % pixels : (static_cast<unsigned>(at) + random() % 3) % pixels);
-                    index.push_back(kind == 2 && random() % 16 == 0   ? leavePixel
-                                    : kind == 3 && random() % 16 == 0 ? zeroPixel
+                    index.push_back(kind == 2 && random() % 16 == 0   ? kLeavePixel
+                                    : kind == 3 && random() % 16 == 0 ? kZeroPixel
                                                                       : at);
                 }
                 if (kind == 2)
-                    std::fill_n(index.begin(), std::min<std::size_t>(index.size(), 40), leavePixel);
+                    std::fill_n(index.begin(), std::min<std::size_t>(index.size(), 40), kLeavePixel);
                 const std::size_t bytes = static_cast<std::size_t>(count) * 4;
                 std::vector<unsigned char> even(bytes + 64, 1), odd(bytes + 64, 2);
                 const std::vector<unsigned char> evenBefore = even, oddBefore = odd;

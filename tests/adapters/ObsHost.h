@@ -30,7 +30,8 @@ class ObsHost {
     obs_source_t* picture(const Bytes& rgba);
     /// What a source shows, pixels as above.
     Bytes shown(obs_source_t* source);
-    /// What failed by the log of libobs and of the module so far, a line each; pictures that came late do not count.
+    /// What failed by the log of libobs and of the module so far, a line each; pictures that came late do not
+    /// count.
     [[nodiscard]] std::string complaints() const;
 
   private:

@@ -1,5 +1,5 @@
-// The sound of joins that copy the bodies of clips: the first clip's packets are taken as they are as long as nothing
-// changes its sound, and what cannot lose anything loses nothing.
+// The sound of joins that copy the bodies of clips: the first clip's packets are taken as they are as long as
+// nothing changes its sound, and what cannot lose anything loses nothing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -22,17 +22,19 @@ const std::string kKeys = x264("keyint=20:scenecut=0");
 /// Fingerprints of a file's packets of sound.
 std::vector<std::string> soundPackets(const Workshop& shop, const std::string& file) {
     const std::string list = shop.file("packets.txt");
-    EXPECT_EQ(shell("ffprobe -v error -select_streams a -show_data_hash md5 -show_entries packet=data_hash -of csv=p=0 " +
+    EXPECT_EQ(shell("ffprobe -v error -select_streams a -show_data_hash md5 -show_entries packet=data_hash "
+                    "-of csv=p=0 " +
                     file + " > " + list),
               0);
     std::vector<std::string> out;
     for (const std::string& line : linesOf(bytesOf(list)))
-        if (const std::size_t at = line.find("MD5:"); at != std::string::npos) out.push_back(line.substr(at + 4, 32));
+        if (const std::size_t at = line.find("MD5:"); at != std::string::npos)
+            out.push_back(line.substr(at + 4, 32));
     return out;
 }
 
-/// The samples of a file's first channel as ffmpeg gives them: without what an MP4 or QuickTime file hides at their
-/// beginning, and with it from a Matroska file.
+/// The samples of a file's first channel as ffmpeg gives them: without what an MP4 or QuickTime file hides at
+/// their beginning, and with it from a Matroska file.
 std::vector<float> soundOf(const Workshop& shop, const std::string& file) {
     const std::string raw = shop.file("sound.raw");
     EXPECT_EQ(shell("ffmpeg -v error -y -i " + file + " -map 0:a -af \"pan=mono|c0=c0\" -f f32le " + raw), 0);
@@ -42,8 +44,8 @@ std::vector<float> soundOf(const Workshop& shop, const std::string& file) {
     return out;
 }
 
-/// The least ratio in decibels of `wanted` to what `made` differs by, over hundredths of a second of [from, to) s of
-/// what was made; sample 0 of that is sample `ahead` of what is wanted.
+/// The least ratio in decibels of `wanted` to what `made` differs by, over hundredths of a second of [from,
+/// to) s of what was made; sample 0 of that is sample `ahead` of what is wanted.
 double worstOf(const std::vector<float>& wanted, const std::vector<float>& made, double from, double to,
                std::ptrdiff_t ahead) {
     double worst = 200;
@@ -112,8 +114,10 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CopiedSoundTest, testing::ValuesIn(copies::sampl
 
 TEST(CopiedSoundTest, ACutBeginsInTheMiddleOfAClip) {
     const Workshop shop;
-    const std::string a = clip(shop, "a.mp4", 0, 4, kKeys, "-c:a aac -ac 2 -af \"volume='0.3+0.2*sin(9*t)':eval=frame\"");
-    // The movie begins with sample 24960 of the clip, and its track 1408 samples earlier, with a whole packet.
+    const std::string a =
+        clip(shop, "a.mp4", 0, 4, kKeys, "-c:a aac -ac 2 -af \"volume='0.3+0.2*sin(9*t)':eval=frame\"");
+    // The movie begins with sample 24960 of the clip, and its track 1408 samples earlier, with a whole
+    // packet.
     for (const auto& [name, ahead] : {std::pair{"cut.mp4", 24960}, std::pair{"cut.mkv", 24960 - 1408}}) {
         const std::string out = shop.file(name);
         const nlohmann::json report = copiedJoin(shop, {"join", a + "#t=0.52,3.2"}, {a}, out);
@@ -128,9 +132,9 @@ TEST(CopiedSoundTest, ACutBeginsInTheMiddleOfAClip) {
 TEST(CopiedSoundTest, AnythingThatChangesTheSoundHasItEncoded) {
     const Workshop shop;
     const std::string a = clip(shop, "a.mp4", 0, 2, kKeys, "-c:a aac");
-    const std::string loud = clip(
-        shop, "loud.mp4", 0, 3, kKeys,
-        "-c:a aac -b:a 192k -af \"volume='if(between(t,1.5,1.6),16,1)':eval=frame,aresample=48000\"");
+    const std::string loud =
+        clip(shop, "loud.mp4", 0, 3, kKeys,
+             "-c:a aac -b:a 192k -af \"volume='if(between(t,1.5,1.6),16,1)':eval=frame,aresample=48000\"");
     const auto secondsOf = [&](std::vector<std::string> words, const std::vector<std::string>& clips) {
         words.insert(words.begin(), "join");
         words.insert(words.end(), {"--duration", "10f"});
@@ -157,8 +161,9 @@ TEST(CopiedSoundTest, SoundWithoutALossLosesNothing) {
         const char* ending;
         const char* codec;
     };
-    for (const Kind& kind : {Kind{"-c:a pcm_s16le", ".mov", "pcm_s16le"}, Kind{"-c:a pcm_s24be", ".mov", "pcm_s24le"},
-                             Kind{"-c:a flac -ac 2", ".mkv", "flac"}}) {
+    for (const Kind& kind :
+         {Kind{"-c:a pcm_s16le", ".mov", "pcm_s16le"}, Kind{"-c:a pcm_s24be", ".mov", "pcm_s24le"},
+          Kind{"-c:a flac -ac 2", ".mkv", "flac"}}) {
         const std::string a = clip(shop, std::string("a") + kind.ending, 0, 2, kKeys, kind.coding);
         const std::string b = clip(shop, std::string("b") + kind.ending, 1, 2, kKeys, kind.coding);
         const std::string out = shop.file(std::string("out") + kind.ending);
@@ -178,12 +183,14 @@ TEST(CopiedSoundTest, SoundWithoutALossLosesNothing) {
     }
 }
 
-// A blow shortens the encoder's windows, and a copied packet and an encoded one that have others cannot overlap: the
-// copy then ends some packets earlier, and what follows takes its place there.
+// A blow shortens the encoder's windows, and a copied packet and an encoded one that have others cannot
+// overlap: the copy then ends some packets earlier, and what follows takes its place there.
 TEST(CopiedSoundTest, PacketsFollowOneAnotherWhereverTheCopyEnds) {
     const Workshop shop;
-    const std::string a = clip(shop, "a.mp4", 0, 3, kKeys,
-                               "-c:a aac -b:a 64k -af \"aeval='if(lt(mod(t,0.11),0.03),0.3*(random(0)-0.5),0.01*random(1))':c=same\"");
+    const std::string a =
+        clip(shop, "a.mp4", 0, 3, kKeys,
+             "-c:a aac -b:a 64k -af "
+             "\"aeval='if(lt(mod(t,0.11),0.03),0.3*(random(0)-0.5),0.01*random(1))':c=same\"");
     const std::vector<std::string> own = soundPackets(shop, a);
     const std::vector<float> sound = soundOf(shop, a);
     int earlier = 0;
@@ -192,13 +199,14 @@ TEST(CopiedSoundTest, PacketsFollowOneAnotherWhereverTheCopyEnds) {
         const nlohmann::json report = copiedJoin(
             shop, {"join", a + "#t=0," + std::to_string(frames * 0.04), a, "--duration", "6f"}, {a, a}, out);
         ASSERT_FALSE(report.is_null());
-        ASSERT_EQ(shell("ffprobe -v error -select_streams a -show_entries packet=pts -of csv=p=0 " + out + " > " +
-                        shop.file("times.txt")),
+        ASSERT_EQ(shell("ffprobe -v error -select_streams a -show_entries packet=pts -of csv=p=0 " + out +
+                        " > " + shop.file("times.txt")),
                   0);
         std::vector<long> times;
         for (const std::string& line : linesOf(bytesOf(shop.file("times.txt"))))
             if (!line.empty()) times.push_back(std::stol(line));
-        for (std::size_t i = 1; i < times.size(); ++i) EXPECT_EQ(times[i] - times[i - 1], 1024) << frames << " " << i;
+        for (std::size_t i = 1; i < times.size(); ++i)
+            EXPECT_EQ(times[i] - times[i - 1], 1024) << frames << " " << i;
         const double copied = report["copies"].value("soundSeconds", 0.0);
         const auto count = static_cast<std::ptrdiff_t>(std::lround(copied * kRate / 1024));
         const std::vector<std::string> made = soundPackets(shop, out);
@@ -222,7 +230,8 @@ TEST(CopiedSoundTest, SoundOf44100HzKeepsItsRateWhereItIsCopied) {
     const std::string b = clip(shop, "b.mp4", 1, 2, kKeys, "-c:a aac");
     const std::string out = shop.file("out.mp4");
     const auto joined = [&](const std::string& first, const std::string& second) {
-        const nlohmann::json report = copiedJoin(shop, {"join", first, second, "--duration", "10f"}, {first, second}, out);
+        const nlohmann::json report =
+            copiedJoin(shop, {"join", first, second, "--duration", "10f"}, {first, second}, out);
         return report.is_null() ? -1.0 : report["copies"].value("soundSeconds", 0.0);
     };
     for (const std::string& second : {a, b}) {
@@ -237,7 +246,10 @@ TEST(CopiedSoundTest, SoundOf44100HzKeepsItsRateWhereItIsCopied) {
     EXPECT_GT(joined(b, a), 1.3);
     EXPECT_EQ(rateOf(out), "48000");
     // A movie of which nothing is copied is the usual one.
-    ASSERT_EQ(shop.run({"join", a, a, "--duration", "10f", "--size", "64x48", "-o", out, "--copy-bodies", "-f", "-q"}).code, 0);
+    ASSERT_EQ(shop.run({"join", a, a, "--duration", "10f", "--size", "64x48", "-o", out, "--copy-bodies",
+                        "-f", "-q"})
+                  .code,
+              0);
     EXPECT_EQ(rateOf(out), "48000");
     ASSERT_EQ(shop.run({"join", a, a, "--duration", "10f", "-o", out, "-f", "-q"}).code, 0);
     EXPECT_EQ(rateOf(out), "48000");
@@ -245,7 +257,8 @@ TEST(CopiedSoundTest, SoundOf44100HzKeepsItsRateWhereItIsCopied) {
 
 TEST(CopiedSoundTest, SoundOf44100HzWithoutALossLosesNothing) {
     const Workshop shop;
-    for (const auto& [coding, ending] : {std::pair{"-c:a pcm_s16le", ".mov"}, std::pair{"-c:a flac -ac 2", ".mkv"}}) {
+    for (const auto& [coding, ending] :
+         {std::pair{"-c:a pcm_s16le", ".mov"}, std::pair{"-c:a flac -ac 2", ".mkv"}}) {
         const std::string words = std::string(coding) + " -ar 44100";
         const std::string a = clip(shop, std::string("a") + ending, 0, 2, kKeys, words);
         const std::string b = clip(shop, std::string("b") + ending, 1, 2, kKeys, words);

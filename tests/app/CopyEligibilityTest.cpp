@@ -1,5 +1,5 @@
-// Clips that cannot be copied for what they are, one for each sentence that says so: demanded copies are refused with it
-// and leave nothing, and otherwise all is rendered.
+// Clips that cannot be copied for what they are, one for each sentence that says so: demanded copies are
+// refused with it and leave nothing, and otherwise all is rendered.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -50,39 +50,121 @@ const std::string kDv = "-s 720x576 -c:v dvvideo ";
 const std::string kDvHd = "-s 960x720 -r 50 -c:v dvvideo -pix_fmt yuv422p";
 const std::string kAv1 = "-c:v libaom-av1 -cpu-used 8 -usage realtime";
 const Row kRows[] = {
-    {"OddHeight", kOdd, kOdd, ".webm", ".webm", {}, "A.webm is 128x95: the encoder cannot write an odd height"},
-    {"OddWidth", "-vf scale=127:96,setsar=1 " + kVp9, "-vf scale=127:96,setsar=1 " + kVp9, ".webm", ".webm", {},
+    {"OddHeight",
+     kOdd,
+     kOdd,
+     ".webm",
+     ".webm",
+     {},
+     "A.webm is 128x95: the encoder cannot write an odd height"},
+    {"OddWidth",
+     "-vf scale=127:96,setsar=1 " + kVp9,
+     "-vf scale=127:96,setsar=1 " + kVp9,
+     ".webm",
+     ".webm",
+     {},
      "A.webm is 127x96: the encoder cannot write an odd width"},
-    {"Transparency", kVp9, kAlpha, ".webm", ".webm", {}, "B.webm has transparency, which is copied by no codec here"},
-    {"AlphaAskedFor", kVp9, kVp9, ".webm", ".webm", {"--alpha"}, "--alpha keeps transparency, which no copied codec holds"},
-    {"FullChroma", "-pix_fmt yuv444p " + kVp9, "-pix_fmt yuv444p " + kVp9, ".webm", ".webm", {},
+    {"Transparency",
+     kVp9,
+     kAlpha,
+     ".webm",
+     ".webm",
+     {},
+     "B.webm has transparency, which is copied by no codec here"},
+    {"AlphaAskedFor",
+     kVp9,
+     kVp9,
+     ".webm",
+     ".webm",
+     {"--alpha"},
+     "--alpha keeps transparency, which no copied codec holds"},
+    {"FullChroma",
+     "-pix_fmt yuv444p " + kVp9,
+     "-pix_fmt yuv444p " + kVp9,
+     ".webm",
+     ".webm",
+     {},
      "A.webm holds yuv444p pictures, and the seams' are yuv420p: a copied file can carry only one"},
-    {"KindsOfProRes", kProres + "-profile:v 2", kProres + "-profile:v 3", ".mov", ".mov", {},
+    {"KindsOfProRes",
+     kProres + "-profile:v 2",
+     kProres + "-profile:v 3",
+     ".mov",
+     ".mov",
+     {},
      "B.mov is another kind of ProRes than "},
-    {"KindsOfFfv1", "-c:v ffv1 -level 3 -slices 4", "-c:v ffv1 -level 3 -slices 9", ".mkv", ".mkv", {},
+    {"KindsOfFfv1",
+     "-c:v ffv1 -level 3 -slices 4",
+     "-c:v ffv1 -level 3 -slices 9",
+     ".mkv",
+     ".mkv",
+     {},
      "the clips are FFV1 of several kinds, or of one that the encoder of the seams does not write"},
     {"NoTimes", kKeys, kKeys, ".avi", ".mp4", {}, "A.avi does not tell when each picture is shown"},
-    {"DepthAskedFor", "-pix_fmt yuv420p10le " + x265("keyint=10"), "-pix_fmt yuv420p10le " + x265("keyint=10"), ".mp4",
-     ".mp4", {"--depth", "8"}, "with 10 bits, and the seams would not be: a copied file can carry only one"},
-    {"CodedForFields", kKeys, x264("keyint=10:fake-interlaced=1"), ".mp4", ".mp4", {},
+    {"DepthAskedFor",
+     "-pix_fmt yuv420p10le " + x265("keyint=10"),
+     "-pix_fmt yuv420p10le " + x265("keyint=10"),
+     ".mp4",
+     ".mp4",
+     {"--depth", "8"},
+     "with 10 bits, and the seams would not be: a copied file can carry only one"},
+    {"CodedForFields",
+     kKeys,
+     x264("keyint=10:fake-interlaced=1"),
+     ".mp4",
+     ".mp4",
+     {},
      "B.mp4 is coded for interlaced pictures, and the seams' frames are whole"},
-    {"Signals", kDeep + "-color_trc bt709 " + x265("keyint=10"), kDeep + "-color_trc arib-std-b67 " + x265("keyint=10"),
-     ".mp4", ".mp4", {}, "B.mp4 is HLG and "},
-    {"Av1", kAv1, kAv1, ".mp4", ".mp4",
-     {}, "A.mp4 is AV1, which is not copied"},
-    {"KindsOfDnxhr", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", kDnxhr + "dnxhr_hq -pix_fmt yuv422p", ".mov", ".mov", {},
+    {"Signals",
+     kDeep + "-color_trc bt709 " + x265("keyint=10"),
+     kDeep + "-color_trc arib-std-b67 " + x265("keyint=10"),
+     ".mp4",
+     ".mp4",
+     {},
+     "B.mp4 is HLG and "},
+    {"Av1", kAv1, kAv1, ".mp4", ".mp4", {}, "A.mp4 is AV1, which is not copied"},
+    {"KindsOfDnxhr",
+     kDnxhr + "dnxhr_sq -pix_fmt yuv422p",
+     kDnxhr + "dnxhr_hq -pix_fmt yuv422p",
+     ".mov",
+     ".mov",
+     {},
      "B.mov is another kind of DNxHR than "},
-    {"DnxhrOfFullChroma", kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le", kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le", ".mov",
-     ".mov", {}, "A.mov holds yuv444p10le pictures, and the seams' are yuv422p"},
-    {"MotionJpegOfFullChroma", "-c:v mjpeg -pix_fmt yuvj444p", "-c:v mjpeg -pix_fmt yuvj444p", ".avi", ".mov", {},
+    {"DnxhrOfFullChroma",
+     kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le",
+     kDnxhr + "dnxhr_444 -pix_fmt yuv444p10le",
+     ".mov",
+     ".mov",
+     {},
+     "A.mov holds yuv444p10le pictures, and the seams' are yuv422p"},
+    {"MotionJpegOfFullChroma",
+     "-c:v mjpeg -pix_fmt yuvj444p",
+     "-c:v mjpeg -pix_fmt yuvj444p",
+     ".avi",
+     ".mov",
+     {},
      "A.avi holds yuvj444p pictures, and the seams' are yuvj420p"},
-    {"MotionJpegInMp4", "-c:v mjpeg -pix_fmt yuvj420p", "-c:v mjpeg -pix_fmt yuvj420p", ".mov", ".mp4", {},
+    {"MotionJpegInMp4",
+     "-c:v mjpeg -pix_fmt yuvj420p",
+     "-c:v mjpeg -pix_fmt yuvj420p",
+     ".mov",
+     ".mp4",
+     {},
      "A.mov is Motion JPEG, which goes into mov, mkv files and not into .mp4"},
     // DV is coded in fields, whatever it shows, and its pixels are no squares.
-    {"Dv", kDv + "-pix_fmt yuv420p", kDv + "-pix_fmt yuv420p", ".avi", ".mov", {},
+    {"Dv",
+     kDv + "-pix_fmt yuv420p",
+     kDv + "-pix_fmt yuv420p",
+     ".avi",
+     ".mov",
+     {},
      "A.avi is interlaced: joining it means deinterlacing every frame"},
     {"DvOfHighDefinition", kDvHd, kDvHd, ".mov", ".mov", {}, "A.mov is dvvideo, which is not copied"},
-    {"Ffv1OfVersionOne", "-c:v ffv1 -level 1", "-c:v ffv1 -level 1", ".avi", ".mkv", {},
+    {"Ffv1OfVersionOne",
+     "-c:v ffv1 -level 1",
+     "-c:v ffv1 -level 1",
+     ".avi",
+     ".mkv",
+     {},
      "A.avi is FFV1 of a version before 3, which has no header of its own"},
 };
 
@@ -111,7 +193,8 @@ TEST_P(CopyMadeTest, IsToldInOneSentence) {
 const Made kMade[] = {
     {"UpsideDown", "B.mp4", "-c copy -metadata:s:v rotate=180",
      "B.mp4 is shown rotated by 180 degrees: copied packets cannot be turned"},
-    {"Drifting", "B.mkv", "-c copy -bsf:v \"setts=pts='PTS*1.015':dts='DTS*1.015'\"", "B.mkv is off its own frame rate by 16 ms"},
+    {"Drifting", "B.mkv", "-c copy -bsf:v \"setts=pts='PTS*1.015':dts='DTS*1.015'\"",
+     "B.mkv is off its own frame rate by 16 ms"},
     {"WithoutItsBeginning", "B.mkv", "-c copy -bsf:v \"noise=drop='lt(n,3)'\"",
      "B.mkv begins with pictures that cannot be decoded"},
     {"Photo", "B.png", "-frames:v 1", "B.png is a picture and no movie: its frames have to be encoded"},
@@ -131,40 +214,47 @@ TEST(CopyEligibilityTest, AHeaderThatLiesIsTold) {
     // Version, profile, compatibility, level, lengths, then how many sets of the first kind: none.
     bytes[header + 9] = '\xe0';
     writeBytes(shop.file("B.mp4"), bytes);
-    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4", "B.mp4 is damaged: its header cannot be read");
+    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4",
+                      "B.mp4 is damaged: its header cannot be read");
 }
 
 TEST(CopyEligibilityTest, APictureThatLastsLongerThanItsPacketsIsTold) {
     const Workshop shop;
     const std::string a = clip(shop, "A.mp4", 0, 8, x264("keyint=25:bframes=0"));
-    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v \"setts=duration='if(eq(N,199),DURATION*3,DURATION)'\" " +
-                    shop.file("B.mp4")),
-              0);
-    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4", "B.mp4 shows 202 frames and holds packets for 200");
+    ASSERT_EQ(
+        shell("ffmpeg -v error -y -i " + a +
+              " -c copy -bsf:v \"setts=duration='if(eq(N,199),DURATION*3,DURATION)'\" " + shop.file("B.mp4")),
+        0);
+    isToldAndRendered(shop, {a, shop.file("B.mp4")}, "out.mp4",
+                      "B.mp4 shows 202 frames and holds packets for 200");
 }
 
 TEST(CopyEligibilityTest, PacketsThatShowNoPictureAreTold) {
     const Workshop shop;
-    const std::string coding = "-c:v libvpx-vp9 -cpu-used 5 -deadline good -g 25 -auto-alt-ref 1 -lag-in-frames 16 -b:v 100k "
-                               "-passlogfile " + shop.file("log");
+    const std::string coding =
+        "-c:v libvpx-vp9 -cpu-used 5 -deadline good -g 25 -auto-alt-ref 1 -lag-in-frames 16 -b:v 100k "
+        "-passlogfile " +
+        shop.file("log");
     clip(shop, "first.webm", 0, 1.2, coding + " -pass 1");
     const std::string a = clip(shop, "A.webm", 0, 1.2, coding + " -pass 2");
     // Pictures that are never shown, which the muxer would put into one packet with their neighbours.
-    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v vp9_superframe_split -fflags -autobsf " + shop.file("B.webm")), 0);
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v vp9_superframe_split -fflags -autobsf " +
+                    shop.file("B.webm")),
+              0);
     isToldAndRendered(shop, {a, shop.file("B.webm")}, "out.webm",
                       "B.webm holds packets of which none or several pictures are shown");
 }
 
-// A picture's parameter set can move to ids of one length, of which there are seventeen, and one is the seams'. As the
-// clips grow in number, what does not fit any more is refused before anything is written.
+// A picture's parameter set can move to ids of one length, of which there are seventeen, and one is the
+// seams'. As the clips grow in number, what does not fit any more is refused before anything is written.
 TEST(CopyEligibilityTest, MoreSetsThanOneFileHoldsAreTold) {
     const Workshop shop;
     std::vector<std::string> clips;
     for (int i = 0; i < 19; ++i) {
         const char* format = i < 16 ? "undef" : "pal";
         clips.push_back(clip(shop, "c" + std::to_string(i) + ".mp4", i % 2, 0.4,
-                             "-c:v libx264 -preset ultrafast -x264-params keyint=5:ref=" + std::to_string(i % 16 + 1) +
-                                 ":videoformat=" + format));
+                             "-c:v libx264 -preset ultrafast -x264-params keyint=5:ref=" +
+                                 std::to_string(i % 16 + 1) + ":videoformat=" + format));
     }
     const auto join = [&](std::ptrdiff_t count, const char* copies) {
         std::vector<std::string> words{"join"};
@@ -200,8 +290,11 @@ TEST(CopyEligibilityTest, SetsThatTakeTurnsAreNotOneHeader) {
     const std::string a = clip(shop, "A.ts", 0, 1.2, x264("keyint=10:repeat-headers=1"));
     const std::string b = clip(shop, "b.ts", 0, 1.2, x264("keyint=10:repeat-headers=1:sps-id=1:ref=1"));
     writeBytes(shop.file("list.txt"), "file " + a + "\nfile " + b + "\n");
-    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " + shop.file("B.ts")), 0);
-    isToldAndRendered(shop, {a, shop.file("B.ts")}, "out.mp4", "B.ts uses several sets of coding parameters by turns");
+    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " +
+                    shop.file("B.ts")),
+              0);
+    isToldAndRendered(shop, {a, shop.file("B.ts")}, "out.mp4",
+                      "B.ts uses several sets of coding parameters by turns");
 }
 
 // Nobody can show its pictures, so there is nothing to render in full either.
@@ -209,13 +302,16 @@ TEST(CopyEligibilityTest, EncryptedClipsAreRefusedAsWhatTheyAre) {
     const Workshop shop;
     const std::string a = clip(shop, "A.mp4", 0, 1.2, kKeys);
     const std::string locked =
-        clip(shop, "B.mp4", 1, 1.2, kKeys + " -encryption_scheme cenc-aes-ctr -encryption_key "
-             "76a6c65c5ea762046bd749a2e632ccbb -encryption_kid a7e61c373e219033c21091fa607bf3b8");
+        clip(shop, "B.mp4", 1, 1.2,
+             kKeys +
+                 " -encryption_scheme cenc-aes-ctr -encryption_key "
+                 "76a6c65c5ea762046bd749a2e632ccbb -encryption_kid a7e61c373e219033c21091fa607bf3b8");
     const std::string out = shop.file("out.mp4");
     for (const char* copies : {"--copy-bodies=always", "--copy-bodies", "--copy-bodies=never"}) {
         const RunResult result = shop.run({"join", a, locked, "--duration", "6f", "-o", out, copies});
         EXPECT_EQ(result.code, 3);
-        EXPECT_THAT(result.err, HasSubstr("B.mp4: is encrypted, and there is no key to it here; get a copy that is not"));
+        EXPECT_THAT(result.err,
+                    HasSubstr("B.mp4: is encrypted, and there is no key to it here; get a copy that is not"));
         EXPECT_EQ(linesOf(result.err).size(), 1U) << result.err;
         EXPECT_FALSE(std::filesystem::exists(out));
     }
@@ -227,11 +323,11 @@ TEST(CopyEligibilityTest, WhatHeadersTellIsToldBeforePacketsAreRead) {
     const std::string a = clip(shop, "A.mkv", 0, 1.2, kKeys);
     const std::string b = clip(shop, "B.mp4", 1, 1.2, "-c:v mpeg4");
     // The first clip's packets would be refused for their times, had anybody looked at them.
-    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -bsf:v \"setts=pts='PTS*1.015':dts='DTS*1.015'\" " +
-                    shop.file("drift.mkv")),
+    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a +
+                    " -c copy -bsf:v \"setts=pts='PTS*1.015':dts='DTS*1.015'\" " + shop.file("drift.mkv")),
               0);
-    const RunResult result = shop.run({"join", shop.file("drift.mkv"), b, "--duration", "6f", "-o", shop.file("out.mp4"),
-                                       "--copy-bodies=always"});
+    const RunResult result = shop.run({"join", shop.file("drift.mkv"), b, "--duration", "6f", "-o",
+                                       shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(result.code, 2);
     EXPECT_THAT(result.err, HasSubstr("B.mp4 is mpeg4 and "));
 }

@@ -40,8 +40,8 @@ nlohmann::json reportOf(const Workshop& shop);
 nlohmann::json copiedJoin(const Workshop& shop, std::vector<std::string> words,
                           const std::vector<std::string>& clips, const std::string& out);
 
-/// A join that cannot copy: demanded copies are refused with `sentence` and leave nothing; where they are only wished
-/// for, it is told, and all is rendered into `output`.
+/// A join that cannot copy: demanded copies are refused with `sentence` and leave nothing; where they are
+/// only wished for, it is told, and all is rendered into `output`.
 void isToldAndRendered(const Workshop& shop, std::vector<std::string> words, const std::string& output,
                        const std::string& sentence);
 

@@ -1,5 +1,5 @@
-// Joins that copy the bodies of clips: copied frames are the clips' own, and the rest of the movie is what a full
-// render has.
+// Joins that copy the bodies of clips: copied frames are the clips' own, and the rest of the movie is what a
+// full render has.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,8 +34,8 @@ TEST_P(CopyCodingTest, BodiesAreTheClipsOwnFramesToTheBit) {
     const Workshop shop;
     const std::string a = clip(shop, std::string("a") + row.ending, 0, 3, row.first);
     const std::string b = clip(shop, std::string("b") + row.ending, 1, 3, row.second);
-    const nlohmann::json report =
-        copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(std::string("out") + row.ending));
+    const nlohmann::json report = copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b},
+                                             shop.file(std::string("out") + row.ending));
     if (report.is_null()) return;
     EXPECT_EQ(report["frames"], 140);
     EXPECT_GT(report["copies"]["copied"], 80);
@@ -44,27 +44,39 @@ TEST_P(CopyCodingTest, BodiesAreTheClipsOwnFramesToTheBit) {
 
 const std::string kDnxhr = "-vf scale=256:120,setsar=1 -c:v dnxhd -profile:v ";
 const Row kRows[] = {
-    {"CavlcOfFourSlicesAndCabac", x264("keyint=20:cabac=0:slices=4"), x264("keyint=25:b-pyramid=none"), ".mp4"},
+    {"CavlcOfFourSlicesAndCabac", x264("keyint=20:cabac=0:slices=4"), x264("keyint=25:b-pyramid=none"),
+     ".mp4"},
     {"EqualSets", x264("keyint=20"), x264("keyint=20"), ".mp4"},
     {"EqualSetsMov", x264("keyint=20"), x264("keyint=20"), ".mov"},
     {"EqualSetsMkv", x264("keyint=20"), x264("keyint=20"), ".mkv"},
     {"CabacAndCavlcOfFourSlices", x264("keyint=20"), x264("keyint=20:cabac=0:slices=4:8x8dct=0"), ".mkv"},
-    {"HevcOfOpenGroups", x265("keyint=20:open-gop=1:bframes=4"), x265("keyint=15:open-gop=1:bframes=3"), ".mkv"},
+    {"HevcOfOpenGroups", x265("keyint=20:open-gop=1:bframes=4"), x265("keyint=15:open-gop=1:bframes=3"),
+     ".mkv"},
     {"OpenGroups", x264("keyint=20:open-gop=1:bframes=3:b-pyramid=normal"),
      x264("keyint=30:min-keyint=30:bframes=3:scenecut=0"), ".mp4"},
     {"NoBFrames", x264("keyint=20:bframes=0"), x264("keyint=15:bframes=0:ref=4"), ".mp4"},
     {"MainAndHigh", x264("keyint=20") + " -profile:v main", x264("keyint=20:ref=5:bframes=5"), ".mov"},
-    {"Hevc", x265("keyint=20:open-gop=0:bframes=3"), x265("keyint=25:open-gop=0:bframes=2:ref=4:ctu=32:min-cu-size=8"), ".mp4"},
-    {"Vp9", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:v libvpx-vp9 -cpu-used 8 -g 20 -auto-alt-ref 1 -lag-in-frames 12", ".webm"},
-    {"HevcOfTenBits", "-pix_fmt yuv420p10le " + x265("keyint=20"), "-pix_fmt yuv420p10le " + x265("keyint=15:open-gop=0"), ".mov"},
-    {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
-    {"Ffv1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", ".mkv"},
-    {"Ffv1OfGroups", "-c:v ffv1 -level 3 -g 12 -coder 1 -slices 9", "-c:v ffv1 -level 3 -g 8 -coder 1 -slices 9", ".mkv"},
-    {"MotionJpeg", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:v mjpeg -q:v 9 -huffman default -pix_fmt yuvj420p", ".mov"},
-    {"MotionJpegOfMoreChroma", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", ".mkv"},
+    {"Hevc", x265("keyint=20:open-gop=0:bframes=3"),
+     x265("keyint=25:open-gop=0:bframes=2:ref=4:ctu=32:min-cu-size=8"), ".mp4"},
+    {"Vp9", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20",
+     "-c:v libvpx-vp9 -cpu-used 8 -g 20 -auto-alt-ref 1 -lag-in-frames 12", ".webm"},
+    {"HevcOfTenBits", "-pix_fmt yuv420p10le " + x265("keyint=20"),
+     "-pix_fmt yuv420p10le " + x265("keyint=15:open-gop=0"), ".mov"},
+    {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le",
+     "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
+    {"Ffv1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1",
+     ".mkv"},
+    {"Ffv1OfGroups", "-c:v ffv1 -level 3 -g 12 -coder 1 -slices 9",
+     "-c:v ffv1 -level 3 -g 8 -coder 1 -slices 9", ".mkv"},
+    {"MotionJpeg", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p",
+     "-c:v mjpeg -q:v 9 -huffman default -pix_fmt yuvj420p", ".mov"},
+    {"MotionJpegOfMoreChroma", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p",
+     ".mkv"},
     {"Dnxhr", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", ".mov"},
-    {"DnxhrOfTenBits", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", ".mkv"},
-    {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline", ".mp4"},
+    {"DnxhrOfTenBits", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le",
+     ".mkv"},
+    {"Baseline", x264("keyint=20") + " -profile:v baseline", x264("keyint=20") + " -profile:v baseline",
+     ".mp4"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Codings, CopyCodingTest, testing::ValuesIn(copies::sampledRows(kRows, 5)),
@@ -80,8 +92,8 @@ struct Player {
 
 class CopyPlayerTest : public testing::TestWithParam<Player> {};
 
-// Decoders that are not FFmpeg's pass over less: a set of another clip, or a picture whose references are missing,
-// shows in them.
+// Decoders that are not FFmpeg's pass over less: a set of another clip, or a picture whose references are
+// missing, shows in them.
 TEST_P(CopyPlayerTest, AnotherDecoderSeesTheSamePictures) {
     const Player& row = GetParam();
     const Workshop shop;
@@ -95,7 +107,8 @@ TEST_P(CopyPlayerTest, AnotherDecoderSeesTheSamePictures) {
     ASSERT_EQ(shell("gst-launch-1.0 -q filesrc location=" + out + " ! " + row.elements +
                     " ! video/x-raw,format=I420 ! filesink location=" + shop.file("seen") + " 2>/dev/null"),
               0);
-    EXPECT_EQ(std::filesystem::file_size(shop.file("seen")), std::filesystem::file_size(shop.file("expected")));
+    EXPECT_EQ(std::filesystem::file_size(shop.file("seen")),
+              std::filesystem::file_size(shop.file("expected")));
     EXPECT_TRUE(bytesOf(shop.file("seen")) == bytesOf(shop.file("expected")));
 }
 
@@ -103,19 +116,24 @@ TEST_P(CopyPlayerTest, AnotherDecoderSeesTheSamePictures) {
 const Player kPlayers[] = {
     {"Libde265", x265("keyint=20:open-gop=1:bframes=4"), x265("keyint=15:open-gop=1:bframes=3:ref=2"), ".mp4",
      "qtdemux ! h265parse ! libde265dec"},
-    {"OpenH264", x264("keyint=20:bframes=0:weightp=0"), x264("keyint=15:bframes=0:weightp=0:ref=3:8x8dct=0"), ".mp4",
-     "qtdemux ! h264parse ! openh264dec"},
-    {"Vpx", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 15",
-     ".webm", "matroskademux ! vp9dec"},
+    {"OpenH264", x264("keyint=20:bframes=0:weightp=0"), x264("keyint=15:bframes=0:weightp=0:ref=3:8x8dct=0"),
+     ".mp4", "qtdemux ! h264parse ! openh264dec"},
+    {"Vpx", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20",
+     "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 15", ".webm", "matroskademux ! vp9dec"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(copies::sampledRows(kPlayers, 3)),
-                         [](const testing::TestParamInfo<Player>& row) { return std::string(row.param.name); });
+                         [](const testing::TestParamInfo<Player>& row) {
+                             return std::string(row.param.name);
+                         });
 
 /// The place and size of the packet that comes `number`-th in a file's pictures.
-std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file, std::size_t number) {
+std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file,
+                                             std::size_t number) {
     const std::string list = shop.file("packets.txt");
-    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file + " > " + list), 0);
+    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file +
+                    " > " + list),
+              0);
     const std::vector<std::string> lines = linesOf(bytesOf(list));
     EXPECT_LT(number, lines.size());
     std::filesystem::remove(list);
@@ -126,11 +144,13 @@ std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::st
 // AVI is read, and its packets go into files that tell times and colours.
 TEST(CopyTest, PicturesThatStandAloneAreCopiedFromAvi) {
     const Workshop shop;
-    for (const char* coding : {"-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p"}) {
+    for (const char* coding :
+         {"-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p"}) {
         const std::string a = clip(shop, "a.avi", 0, 1.2, coding);
         const std::string b = clip(shop, "b.avi", 1, 1.2, coding);
         for (const char* out : {"out.mov", "out.mkv"}) {
-            const nlohmann::json report = copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(out));
+            const nlohmann::json report =
+                copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(out));
             ASSERT_FALSE(report.is_null()) << coding;
             // Every picture can begin a copy.
             EXPECT_EQ(report["copies"]["encoded"], 10);
@@ -145,21 +165,29 @@ TEST(CopyTest, EveryKindOfDnxhdKeepsItsKind) {
         const char* coding;
         const char* size;
     };
-    std::vector<Kind> kinds{{"-b:v 75M -pix_fmt yuv422p", "1280x720"}, {"-b:v 180M -pix_fmt yuv422p", "1280x720"},
-                            {"-b:v 180M -pix_fmt yuv422p10", "1280x720"}, {"-b:v 36M -pix_fmt yuv422p", "1920x1080"},
+    std::vector<Kind> kinds{{"-b:v 75M -pix_fmt yuv422p", "1280x720"},
+                            {"-b:v 180M -pix_fmt yuv422p", "1280x720"},
+                            {"-b:v 180M -pix_fmt yuv422p10", "1280x720"},
+                            {"-b:v 36M -pix_fmt yuv422p", "1920x1080"},
                             {"-b:v 185M -pix_fmt yuv422p10", "1920x1080"}};
     if (test::sampled()) kinds.resize(1);
     for (const Kind& kind : kinds) {
-        const std::string a = clip(shop, "a.mov", 0, 0.2, std::string("-vf scale=") + kind.size + ",setsar=1 -c:v dnxhd " + kind.coding);
+        const std::string a =
+            clip(shop, "a.mov", 0, 0.2,
+                 std::string("-vf scale=") + kind.size + ",setsar=1 -c:v dnxhd " + kind.coding);
         const std::string out = shop.file("out.mov");
-        ASSERT_EQ(shop.run({"join", a, a, "--duration", "2f", "-o", out, "--copy-bodies=always", "-f", "-q"}).code, 0)
+        ASSERT_EQ(
+            shop.run({"join", a, a, "--duration", "2f", "-o", out, "--copy-bodies=always", "-f", "-q"}).code,
+            0)
             << kind.coding;
-        ASSERT_EQ(shell("ffmpeg -v error -y -i " + out + " -c copy -f data -map 0:v " + shop.file("packets")), 0);
+        ASSERT_EQ(shell("ffmpeg -v error -y -i " + out + " -c copy -f data -map 0:v " + shop.file("packets")),
+                  0);
         // All of a kind have one length, and a head that names the kind.
         const std::string bytes = bytesOf(shop.file("packets"));
         ASSERT_EQ(bytes.size() % 8, 0U);
         const std::size_t each = bytes.size() / 8;
-        for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(bytes.substr(i * each, 0x2c).substr(0x18), bytes.substr(0x18, 0x14)) << i;
+        for (std::size_t i = 0; i < 8; ++i)
+            EXPECT_EQ(bytes.substr(i * each, 0x2c).substr(0x18), bytes.substr(0x18, 0x14)) << i;
     }
 }
 
@@ -185,8 +213,9 @@ TEST(CopyTest, ThreeClipsWithSetsOfTheirOwnKeepTheMiddleOne) {
     const std::string a = clip(shop, "a.mp4", 0, 3, x264("keyint=20"));
     const std::string b = clip(shop, "b.mp4", 1, 3, x264("keyint=12:cabac=0:ref=2"));
     const std::string c = clip(shop, "c.mp4", 2, 3, x264("keyint=25:weightp=0:b-pyramid=none:qp=30"));
-    const nlohmann::json report = copiedJoin(shop, {"join", a, b, c, "--duration", "10f", "--effect", "wash-away,morph"},
-                                             {a, b, c}, shop.file("out.mp4"));
+    const nlohmann::json report =
+        copiedJoin(shop, {"join", a, b, c, "--duration", "10f", "--effect", "wash-away,morph"}, {a, b, c},
+                   shop.file("out.mp4"));
     ASSERT_FALSE(report.is_null());
     ASSERT_EQ(report["copies"]["runs"].size(), 5U);
     EXPECT_EQ(report["copies"]["runs"][2]["clip"], 1);
@@ -209,8 +238,7 @@ TEST(CopyTest, SeamsThatMeetInAShortClipAreEncodedAsOneRun) {
 TEST(CopyTest, OneClipAloneIsCutWithoutALoss) {
     const Workshop shop;
     const std::string a = clip(shop, "a.mp4", 0, 4, x264("keyint=20:scenecut=0"), "-c:a aac");
-    const nlohmann::json report =
-        copiedJoin(shop, {"join", a + "#t=0.6,3.2"}, {a}, shop.file("cut.mp4"));
+    const nlohmann::json report = copiedJoin(shop, {"join", a + "#t=0.6,3.2"}, {a}, shop.file("cut.mp4"));
     ASSERT_FALSE(report.is_null());
     EXPECT_EQ(report["frames"], 65);
     ASSERT_GE(report["copies"]["runs"].size(), 2U);
@@ -224,8 +252,9 @@ TEST(CopyTest, OpeningsClosingsAndSoundGoWithCopiedPictures) {
     const std::string a = clip(shop, "a.mp4", 0, 3, x264("keyint=15"), "-c:a aac");
     const std::string b = clip(shop, "b.mp4", 1, 3, x264("keyint=15"), "-c:a aac");
     const std::string out = shop.file("out.mp4");
-    const nlohmann::json report = copiedJoin(
-        shop, {"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out"}, {a, b}, out);
+    const nlohmann::json report =
+        copiedJoin(shop, {"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out"},
+                   {a, b}, out);
     ASSERT_FALSE(report.is_null());
     EXPECT_EQ(report["transitions"].size(), 3U);
     const nlohmann::json probe = probeJson(out);
@@ -233,8 +262,8 @@ TEST(CopyTest, OpeningsClosingsAndSoundGoWithCopiedPictures) {
     EXPECT_NEAR(std::stod(streamOf(probe, "audio")["duration"].get<std::string>()), 5.6, 0.05);
     // The sound is the very one of a full render.
     const std::string full = shop.file("full.mp4");
-    ASSERT_EQ(shop.run({"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out", "-o",
-                        full, "-q"})
+    ASSERT_EQ(shop.run({"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out",
+                        "-o", full, "-q"})
                   .code,
               0);
     const auto sound = [&](const std::string& file) {
@@ -242,7 +271,8 @@ TEST(CopyTest, OpeningsClosingsAndSoundGoWithCopiedPictures) {
         return bytesOf(shop.file("s"));
     };
     EXPECT_EQ(sound(out), sound(full));
-    const nlohmann::json closing = copiedJoin(shop, {"out", a, "--duration", "10f"}, {a}, shop.file("end.mkv"));
+    const nlohmann::json closing =
+        copiedJoin(shop, {"out", a, "--duration", "10f"}, {a}, shop.file("end.mkv"));
     ASSERT_FALSE(closing.is_null());
     EXPECT_GT(closing["copies"]["copied"], 40);
 }
@@ -264,7 +294,8 @@ TEST(CopyTest, SeamsAreNoWorseThanThoseOfAFullRender) {
         EXPECT_EQ(shell("ffmpeg -v error -i " + shop.file(name) + " -i " + shop.file("%03d.png") +
                         " -lavfi '[0:v]trim=start_frame=40:end_frame=50,setpts=PTS-STARTPTS[a];"
                         "[1:v]trim=start_frame=40:end_frame=50,setpts=PTS-STARTPTS,format=yuv420p[b];"
-                        "[a][b]psnr=stats_file=" + log + "' -f null -"),
+                        "[a][b]psnr=stats_file=" +
+                        log + "' -f null -"),
                   0);
         double sum = 0;
         int count = 0;
@@ -288,8 +319,9 @@ TEST(CopyTest, PlansSayWhatWouldBeCopied) {
     ASSERT_EQ(told.code, 0) << told.err;
     EXPECT_THAT(told.out, HasSubstr("frames copied from " + b + " from its frame 20"));
     EXPECT_THAT(told.out, HasSubstr("of 90 frames are copied and"));
-    EXPECT_THAT(told.out, testing::ContainsRegex("about [0-9]+[.][0-9] s for pictures on this machine, and [0-9]+[.][0-9] s "
-                                                 "if all of them were encoded\n$"));
+    EXPECT_THAT(told.out, testing::ContainsRegex(
+                              "about [0-9]+[.][0-9] s for pictures on this machine, and [0-9]+[.][0-9] s "
+                              "if all of them were encoded\n$"));
     EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, testing::Not(HasSubstr("copied")));
 }
 
@@ -317,34 +349,83 @@ TEST_P(CopyRefusalTest, IsToldInOneSentenceAndRenderedInFull) {
 const std::string kPlain = x264("keyint=10");
 const Refused kRefused[] = {
     {"Codec", kPlain, "-c:v mpeg4", ".mp4", {}, "B.mp4 is mpeg4 and "},
-    {"Size", kPlain, kPlain + " -vf scale=160:96,setsar=1", ".mp4", {},
-     "B.mp4 is 160x96 and "},
-    {"Shape", kPlain, kPlain + " -vf setsar=2/1", ".mp4", {}, "B.mp4 has pixels of 2:1: its pictures would have to be scaled"},
-    {"Rate", kPlain, kPlain + " -r 30", ".mp4", {}, "B.mp4 has 30 fps: copied frames cannot be moved onto 25 fps"},
-    {"Uneven", kPlain, kPlain + " -vf \"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\" -fps_mode passthrough", ".mp4", {},
+    {"Size", kPlain, kPlain + " -vf scale=160:96,setsar=1", ".mp4", {}, "B.mp4 is 160x96 and "},
+    {"Shape",
+     kPlain,
+     kPlain + " -vf setsar=2/1",
+     ".mp4",
+     {},
+     "B.mp4 has pixels of 2:1: its pictures would have to be scaled"},
+    {"Rate",
+     kPlain,
+     kPlain + " -r 30",
+     ".mp4",
+     {},
+     "B.mp4 has 30 fps: copied frames cannot be moved onto 25 fps"},
+    {"Uneven",
+     kPlain,
+     kPlain + " -vf \"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\" -fps_mode passthrough",
+     ".mp4",
+     {},
      "B.mp4 has a varying frame rate (frame 19 lasts 200 ms): copied frames cannot be moved onto 25 fps"},
-    {"Colours", kPlain + " -colorspace bt709", kPlain + " -colorspace smpte170m", ".mp4", {},
+    {"Colours",
+     kPlain + " -colorspace bt709",
+     kPlain + " -colorspace smpte170m",
+     ".mp4",
+     {},
      "B.mp4 is BT.601 and "},
-    {"Interlaced", kPlain, "-c:v libx264 -flags +ildct+ilme -x264-params keyint=10:tff=1 -vf setfield=tff", ".mp4", {},
+    {"Interlaced",
+     kPlain,
+     "-c:v libx264 -flags +ildct+ilme -x264-params keyint=10:tff=1 -vf setfield=tff",
+     ".mp4",
+     {},
      "B.mp4 is interlaced: joining it means deinterlacing every frame"},
-    {"Range", kPlain, kPlain + " -vf scale=out_range=full -color_range pc", ".mp4", {}, "B.mp4 has colours of the full range"},
-    {"Profile", kPlain, "-c:v libx264 -pix_fmt yuv444p", ".mp4", {},
+    {"Range",
+     kPlain,
+     kPlain + " -vf scale=out_range=full -color_range pc",
+     ".mp4",
+     {},
+     "B.mp4 has colours of the full range"},
+    {"Profile",
+     kPlain,
+     "-c:v libx264 -pix_fmt yuv444p",
+     ".mp4",
+     {},
      "B.mp4 has a profile of H.264 that the encoder of the seams does not write"},
-    {"Keys", x264("keyint=250"), x264("keyint=250"), ".mp4", {"--opening", "wash-in"},
+    {"Keys",
+     x264("keyint=250"),
+     x264("keyint=250"),
+     ".mp4",
+     {"--opening", "wash-in"},
      "has no key frame after 0.2 s that can start a copy: all of it would be encoded"},
-    {"Reordering", kPlain, x264("keyint=10:bframes=0"), ".mp4", {},
+    {"Reordering",
+     kPlain,
+     x264("keyint=10:bframes=0"),
+     ".mp4",
+     {},
      "has none: some decoders lose two frames where they meet"},
     {"Option", kPlain, kPlain, ".mp4", {"--size", "64x48"}, "A.mp4 is 128x96 and the result 64x48"},
     {"OneOfTwoCodecs", kPlain, x265("keyint=10"), ".mp4", {}, "B.mp4 is HEVC and "},
-    {"TenBits", x265("keyint=10") + " -pix_fmt yuv420p10le", x265("keyint=10"), ".mp4", {},
+    {"TenBits",
+     x265("keyint=10") + " -pix_fmt yuv420p10le",
+     x265("keyint=10"),
+     ".mp4",
+     {},
      "B.mp4 holds yuv420p pictures and "},
     {"NoCodecOfOurs", "-c:v mpeg4", "-c:v mpeg4", ".mp4", {}, "A.mp4 is mpeg4, which is not copied"},
-    {"Container", kPlain, kPlain, ".webm", {}, "A.mp4 is H.264, which goes into mp4, mov, mkv files and not into .webm"},
+    {"Container",
+     kPlain,
+     kPlain,
+     ".webm",
+     {},
+     "A.mp4 is H.264, which goes into mp4, mov, mkv files and not into .webm"},
     {"OtherCodec", kPlain, kPlain, ".mp4", {"--codec", "hevc"}, "A.mp4 is H.264 and --codec asks for HEVC"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Reasons, CopyRefusalTest, testing::ValuesIn(copies::sampledRows(kRefused, 6)),
-                         [](const testing::TestParamInfo<Refused>& row) { return std::string(row.param.name); });
+                         [](const testing::TestParamInfo<Refused>& row) {
+                             return std::string(row.param.name);
+                         });
 
 TEST(CopyTest, PhotosBlackAndPicturesAreNothingToCopy) {
     const Workshop shop;
@@ -353,8 +434,8 @@ TEST(CopyTest, PhotosBlackAndPicturesAreNothingToCopy) {
         {"join", a, "black:1s", "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(black.code, 2);
     EXPECT_THAT(black.err, HasSubstr("black is drawn here and has no packets to copy"));
-    const RunResult drawn = shop.run(
-        {"join", a, scene("city", 1, "128x96"), "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    const RunResult drawn = shop.run({"join", a, scene("city", 1, "128x96"), "--duration", "6f", "-o",
+                                      shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(drawn.code, 2);
     EXPECT_THAT(drawn.err, HasSubstr("is drawn here and has no packets to copy"));
     const RunResult sums = shop.run({"join", a, a, "--duration", "6f", "-o", "md5:", "--copy-bodies=always"});
@@ -370,13 +451,15 @@ TEST(CopyTest, TurnedClipsCannotBeCopied) {
     const RunResult result =
         shop.run({"join", a, turned, "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(result.code, 2);
-    EXPECT_THAT(result.err, HasSubstr("turned.mp4 is shown rotated by 90 degrees: copied packets cannot be turned"));
+    EXPECT_THAT(result.err,
+                HasSubstr("turned.mp4 is shown rotated by 90 degrees: copied packets cannot be turned"));
 }
 
 TEST(CopyTest, PicturesWithHdrDataOfTheirOwnAreEncoded) {
     const Workshop shop;
-    const std::string coding = "-pix_fmt yuv420p10le -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc " +
-                               x265("keyint=10:bframes=0:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc");
+    const std::string coding =
+        "-pix_fmt yuv420p10le -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc " +
+        x265("keyint=10:bframes=0:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc");
     const std::string plain = clip(shop, "plain.hevc", 0, 1, coding + " -f hevc");
     // HDR10+ (SMPTE ST 2094-40) as a message of ITU-T T.35: one window, and nothing said of it.
     media::BitWriter message;
@@ -395,7 +478,8 @@ TEST(CopyTest, PicturesWithHdrDataOfTheirOwnAreEncoded) {
     const media::Bytes unit = media::escaped(message.take());
     const std::string stream = bytesOf(plain);
     std::string dynamic;
-    const auto units = media::splitNalUnits({reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size()}, 0);
+    const auto units =
+        media::splitNalUnits({reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size()}, 0);
     ASSERT_TRUE(units);
     const auto add = [&](media::ByteView one) {
         dynamic.append("\0\0\0\1", 4).append(reinterpret_cast<const char*>(one.data()), one.size());
@@ -406,13 +490,17 @@ TEST(CopyTest, PicturesWithHdrDataOfTheirOwnAreEncoded) {
     }
     writeBytes(shop.file("dynamic.hevc"), dynamic);
     for (const char* name : {"plain", "dynamic"})
-        ASSERT_EQ(shell("ffmpeg -v fatal -y -r 25 -i " + shop.file(name) + ".hevc -c copy " + shop.file(name) + ".mp4"), 0);
-    const RunResult result = shop.run({"join", shop.file("plain.mp4"), shop.file("dynamic.mp4"), "--duration", "6f", "-o",
-                                       shop.file("out.mp4"), "--copy-bodies=always"});
+        ASSERT_EQ(shell("ffmpeg -v fatal -y -r 25 -i " + shop.file(name) + ".hevc -c copy " +
+                        shop.file(name) + ".mp4"),
+                  0);
+    const RunResult result = shop.run({"join", shop.file("plain.mp4"), shop.file("dynamic.mp4"), "--duration",
+                                       "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(result.code, 2);
     EXPECT_THAT(result.err, HasSubstr("dynamic.mp4 carries HDR metadata per picture"));
     const std::string same = shop.file("plain.mp4");
-    EXPECT_FALSE(copiedJoin(shop, {"join", same, same, "--duration", "6f"}, {same, same}, shop.file("out.mp4")).is_null());
+    EXPECT_FALSE(
+        copiedJoin(shop, {"join", same, same, "--duration", "6f"}, {same, same}, shop.file("out.mp4"))
+            .is_null());
 }
 
 TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
@@ -420,13 +508,16 @@ TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
     const std::string a = clip(shop, "a.ts", 0, 1, x264("keyint=10:repeat-headers=1"));
     const std::string b = clip(shop, "b.ts", 0, 1, x264("keyint=10:repeat-headers=1:cabac=0:ref=1"));
     writeBytes(shop.file("list.txt"), "file " + a + "\nfile " + b + "\n");
-    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " + shop.file("c.ts")), 0);
-    const RunResult result =
-        shop.run({"join", a, shop.file("c.ts"), "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " +
+                    shop.file("c.ts")),
+              0);
+    const RunResult result = shop.run({"join", a, shop.file("c.ts"), "--duration", "6f", "-o",
+                                       shop.file("out.mp4"), "--copy-bodies=always"});
     EXPECT_EQ(result.code, 2);
     EXPECT_THAT(result.err, HasSubstr("c.ts changes its coding parameters"));
     // Headers that are repeated and stay the same are no change.
-    const nlohmann::json report = copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
+    const nlohmann::json report =
+        copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
     EXPECT_FALSE(report.is_null());
 }
 
@@ -441,8 +532,8 @@ TEST(CopyTest, DamageBesideASeamIsRenderedInFullAndToldOnce) {
     writeBytes(a, bytes);
     const std::string out = shop.file("out.mp4");
     const auto join = [&](const char* copies) {
-        return shop.run({"join", a, b, "--duration", "10f", "-o", out, "-f", "--report", shop.file("report.json"),
-                         copies});
+        return shop.run({"join", a, b, "--duration", "10f", "-o", out, "-f", "--report",
+                         shop.file("report.json"), copies});
     };
     const RunResult full = join("--copy-bodies=never");
     ASSERT_EQ(full.code, 0) << full.err;
@@ -451,7 +542,8 @@ TEST(CopyTest, DamageBesideASeamIsRenderedInFullAndToldOnce) {
     ASSERT_EQ(warnings.size(), 1U) << full.err;
     const RunResult told = join("--copy-bodies=always");
     ASSERT_EQ(told.code, 0) << told.err;
-    EXPECT_THAT(told.err, HasSubstr("the copied pictures from 15 on do not all decode; rendered in full instead"));
+    EXPECT_THAT(told.err,
+                HasSubstr("the copied pictures from 15 on do not all decode; rendered in full instead"));
     EXPECT_EQ(bytesOf(out), frames);
     const nlohmann::json report = reportOf(shop);
     EXPECT_EQ(report["copies"]["copied"], 0);
@@ -467,7 +559,8 @@ TEST(CopyTest, AFileCutInItsMiddleIsNeverAWrongPicture) {
     for (const double part : {0.35, 0.6, 0.85}) {
         writeBytes(cut, bytes.substr(0, static_cast<std::size_t>(static_cast<double>(bytes.size()) * part)));
         const std::string out = shop.file("out.mp4");
-        const RunResult result = shop.run({"join", a, cut, "--duration", "4f", "-o", out, "--copy-bodies", "-f"});
+        const RunResult result =
+            shop.run({"join", a, cut, "--duration", "4f", "-o", out, "--copy-bodies", "-f"});
         EXPECT_EQ(result.code, 0) << result.err;
         if (result.code == 0) framesOf(shop, out);
     }

@@ -29,7 +29,8 @@ void makePhotos(const Workshop& shop, const std::vector<std::string>& names) {
 
 std::string smallMovie(const Workshop& shop, const std::string& name) {
     const std::string file = shop.file(name);
-    EXPECT_EQ(shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", file, "-e", "none", "-q"}).code, 0);
+    EXPECT_EQ(shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", file, "-e", "none", "-q"}).code,
+              0);
     return file;
 }
 
@@ -70,13 +71,13 @@ TEST(NothingLostTest, AnInputThatASequenceWouldReplaceIsRefusedHoweverItsNumberI
 
 TEST(NothingLostTest, AnInputThatASequenceWouldRemoveIsRefused) {
     const Workshop shop;
-    const std::vector<std::string> words{"join", scene("harbour", 1), scene("city", 1), "-o",
-                                         shop.file("p%d.png"), "-d", "4f", "-q"};
+    const std::vector<std::string> words{
+        "join", scene("harbour", 1), scene("city", 1), "-o", shop.file("p%d.png"), "-d", "4f", "-q"};
     ASSERT_EQ(shop.run(words).code, 0);
     // Shorter than the run before, which wrote number 40.
     expectRefused(shop,
-                  {"join", shop.file("p40.png"), scene("city", 1), "-o", shop.file("p%d.png"), "--still", "6f",
-                   "-d", "4f", "--force"},
+                  {"join", shop.file("p40.png"), scene("city", 1), "-o", shop.file("p%d.png"), "--still",
+                   "6f", "-d", "4f", "--force"},
                   "p40.png");
 }
 
@@ -107,10 +108,10 @@ TEST(NothingLostTest, NoTwoFilesOfOneCommandAreOne) {
     expectRefused(shop, {"frame", a, b, "-o", png, "--report", dotted + "x.png", "--force"}, "x.png");
     expectRefused(shop, {"frame", a, b, "-o", png, "--report", b, "--force"}, "b.mp4");
     std::filesystem::copy_file(TUMBLEWASH_MODULE, shop.file("module.so"));
-    expectRefused(shop,
-                  with(join, {"-o", "null:", "--plugin", shop.file("module.so"), "--report",
-                              dotted + "module.so"}),
-                  "module.so");
+    expectRefused(
+        shop,
+        with(join, {"-o", "null:", "--plugin", shop.file("module.so"), "--report", dotted + "module.so"}),
+        "module.so");
 }
 
 TEST(NothingLostTest, AnEmptyFileNameIsRefusedForEveryOption) {
@@ -138,8 +139,9 @@ TEST(NothingLostTest, ClosedStandardStreamsLeaveTheMovieAsItIs) {
         EXPECT_EQ(bytesOf(file), whole) << closed;
     }
     // Long enough for lines of progress while the movie is open.
-    const std::string longer = std::string(TUMBLEWASH_PROGRAM) + " join '" + scene("harbour", 30, "32x32", false) +
-                               "' '" + scene("city", 30, "32x32", false) + "' -d 4f --progress kv --force -o '";
+    const std::string longer = std::string(TUMBLEWASH_PROGRAM) + " join '" +
+                               scene("harbour", 30, "32x32", false) + "' '" +
+                               scene("city", 30, "32x32", false) + "' -d 4f --progress kv --force -o '";
     ASSERT_EQ(shell(longer + shop.file("long.mp4") + "'" + said), 0);
     ASSERT_EQ(shell(longer + shop.file("mute.mp4") + "'" + said + " >&-"), 0);
     EXPECT_EQ(bytesOf(shop.file("mute.mp4")), bytesOf(shop.file("long.mp4")));
@@ -153,9 +155,9 @@ TEST(NothingLostTest, AFailedMovieLeavesNoProjectAndNoReport) {
     const std::string b = smallMovie(shop, "b.mp4");
     writeBytes(shop.file("old.mlt"), "the old project");
     const std::vector<std::string> before = shop.names();
-    const std::string words = "ulimit -f 8; trap '' XFSZ; exec " + std::string(TUMBLEWASH_PROGRAM) + " join '" +
-                              a + "' '" + b + "' -d 4f --size 640x480 --crf 0 --force -o '" + shop.file("o.mp4") +
-                              "' --report '" + shop.file("r.json") + "' --mlt '";
+    const std::string words = "ulimit -f 8; trap '' XFSZ; exec " + std::string(TUMBLEWASH_PROGRAM) +
+                              " join '" + a + "' '" + b + "' -d 4f --size 640x480 --crf 0 --force -o '" +
+                              shop.file("o.mp4") + "' --report '" + shop.file("r.json") + "' --mlt '";
     for (const char* project : {"new.mlt", "old.mlt"}) {
         EXPECT_EQ(shell("bash -c \"" + words + shop.file(project) + "'\" 2>'" + shop.file(".err") + "'"), 1)
             << bytesOf(shop.file(".err"));
@@ -166,10 +168,10 @@ TEST(NothingLostTest, AFailedMovieLeavesNoProjectAndNoReport) {
 
 TEST(NothingLostTest, WhatWasWrittenBeforeAFailureIsNamed) {
     const Workshop shop;
-    const std::string words = "ulimit -f 64; trap '' XFSZ; exec " + std::string(TUMBLEWASH_PROGRAM) + " join '" +
-                              scene("harbour", 20, "16x16", false) + "' '" + scene("city", 20, "16x16", false) +
-                              "' -e wash-away -d 500f -o md5:'" + shop.file("sums") + "' --report '" +
-                              shop.file("r.json") + "'";
+    const std::string words = "ulimit -f 64; trap '' XFSZ; exec " + std::string(TUMBLEWASH_PROGRAM) +
+                              " join '" + scene("harbour", 20, "16x16", false) + "' '" +
+                              scene("city", 20, "16x16", false) + "' -e wash-away -d 500f -o md5:'" +
+                              shop.file("sums") + "' --report '" + shop.file("r.json") + "'";
     // The sums of a thousand pictures have 45 KiB; the report with its levels has more than the sums here.
     const int code = shell("bash -c \"" + words + "\" 2>'" + shop.file(".err") + "'");
     const std::string said = bytesOf(shop.file(".err"));
@@ -206,15 +208,16 @@ TEST(NothingLostTest, ADemoWhoseWordsCannotBeWrittenFails) {
                     "' --size 16x16 >/dev/full 2>'" + shop.file(".err") + "'"),
               1);
     EXPECT_EQ(linesOf(bytesOf(shop.file(".err"))).size(), 1U);
-    EXPECT_THAT(bytesOf(shop.file(".err")), AllOf(HasSubstr("disk is full"), HasSubstr("wash-away.mp4 was written")));
+    EXPECT_THAT(bytesOf(shop.file(".err")),
+                AllOf(HasSubstr("disk is full"), HasSubstr("wash-away.mp4 was written")));
 }
 
 TEST(NothingLostTest, AFramesReportTellsBothInputsAsWhatTheyAre) {
     const Workshop shop;
     makePhotos(shop, {"photo.png"});
     const std::string movie = smallMovie(shop, "a.mp4");
-    ASSERT_EQ(shop.run({"frame", shop.file("photo.png"), movie, "-o", shop.file("x.png"), "--of", "10", "--size",
-                        "64x48", "--report", shop.file("r.json"), "-q"})
+    ASSERT_EQ(shop.run({"frame", shop.file("photo.png"), movie, "-o", shop.file("x.png"), "--of", "10",
+                        "--size", "64x48", "--report", shop.file("r.json"), "-q"})
                   .code,
               0);
     const nlohmann::json report = nlohmann::json::parse(bytesOf(shop.file("r.json")));

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/Options.h"
 #include "app/OptionTable.h"
+#include "app/Options.h"
 #include "edit/Errors.h"
 
 namespace tumblewash::app {
@@ -138,7 +138,8 @@ TEST(OptionsTest, WhatIsMissingIsNamed) {
 TEST(OptionsTest, WhatExcludesEachOtherIsRefused) {
     EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "--speed", "1", "--duration", "1s"}),
                 HasSubstr("one of them"));
-    EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-q", "-v"}), HasSubstr("cannot be used together"));
+    EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-q", "-v"}),
+                HasSubstr("cannot be used together"));
     EXPECT_THAT(refusalOf({"join", "a", "b", "-o", "x.mp4", "-o", "y.mp4"}), HasSubstr("more than once"));
     EXPECT_THAT(refusalOf({"frame", "a", "b", "-o", "f.png", "--frame", "30", "--of", "30"}),
                 HasSubstr("past the end"));

@@ -11,7 +11,8 @@ namespace {
 
 using testing::HasSubstr;
 
-std::string sumOf(const Workshop& shop, std::vector<std::string> words, const std::vector<std::string>& more) {
+std::string sumOf(const Workshop& shop, std::vector<std::string> words,
+                  const std::vector<std::string>& more) {
     words.insert(words.end(), {"-o", "md5:", "-q", "-d", "10f"});
     words.insert(words.end(), more.begin(), more.end());
     const RunResult result = shop.run(words);
@@ -29,7 +30,8 @@ TEST(SoundOptionTest, EqualPowerIsTheDefaultOfJoinAndNaturalStaysByName) {
     EXPECT_EQ(sumOf(shop, out, {}), sumOf(shop, out, {"--audio", "natural"}));
     // A document says it.
     const std::string document = shop.file("a.edit.json");
-    ASSERT_EQ(shop.run({"plan", scene("harbour", 1), scene("city", 1), "-d", "10f", "-o", document, "-q"}).code, 0);
+    ASSERT_EQ(
+        shop.run({"plan", scene("harbour", 1), scene("city", 1), "-d", "10f", "-o", document, "-q"}).code, 0);
     EXPECT_THAT(bytesOf(document), HasSubstr("\"sound\": \"equal-power\""));
     EXPECT_EQ(linesOf(shop.run({"render", document, "-o", "md5:", "-q"}).out).back(), usual);
 }
@@ -40,8 +42,8 @@ TEST(SoundOptionTest, LoudClipsAreLimitedAndTheReportSaysSo) {
                     "\"aevalsrc=1.4*sin(2*PI*440*t):s=48000:d=2\" -c:a pcm_f32le -c:v mpeg4 " +
                     shop.file("loud.mkv")),
               0);
-    const RunResult limited = shop.run({"join", shop.file("loud.mkv"), shop.file("loud.mkv"), "-o", "null:", "--report",
-                                        shop.file("r.json"), "-d", "10f"});
+    const RunResult limited = shop.run({"join", shop.file("loud.mkv"), shop.file("loud.mkv"), "-o",
+                                        "null:", "--report", shop.file("r.json"), "-d", "10f"});
     ASSERT_EQ(limited.code, 0) << limited.err;
     EXPECT_THAT(limited.err, HasSubstr("sound: peaks of +"));
     const nlohmann::json sound = nlohmann::json::parse(bytesOf(shop.file("r.json")))["sound"];
@@ -51,7 +53,8 @@ TEST(SoundOptionTest, LoudClipsAreLimitedAndTheReportSaysSo) {
     EXPECT_LT(peak, 20 * std::log10(1.4 * std::sqrt(2.0)) + 0.1);
     EXPECT_NEAR(sound["limiter"]["reduction"].get<double>(), -1.1 - peak, 0.1);
     EXPECT_GT(sound["limiter"]["samples"].get<int>(), 100000);
-    const RunResult quiet = shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", "null:", "-d", "10f"});
+    const RunResult quiet =
+        shop.run({"join", scene("harbour", 1), scene("city", 1), "-o", "null:", "-d", "10f"});
     EXPECT_THAT(quiet.err, testing::Not(HasSubstr("sound: peaks")));
 }
 

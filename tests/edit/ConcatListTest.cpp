@@ -68,7 +68,8 @@ TEST_F(ConcatListTest, NamesThatLeadOutOfTheFolderAreRefused) {
 }
 
 TEST_F(ConcatListTest, WhatIsNoListIsRefusedWithItsLine) {
-    EXPECT_NE(refusal("fiel A.mkv\n").find(":2: fiel is not a directive of a concat list"), std::string::npos);
+    EXPECT_NE(refusal("fiel A.mkv\n").find(":2: fiel is not a directive of a concat list"),
+              std::string::npos);
     EXPECT_NE(refusal("option x y\n").find(":2: the option directive"), std::string::npos);
     EXPECT_NE(refusal("inpoint 1\n").find(":2: inpoint stands before any file"), std::string::npos);
     EXPECT_NE(refusal("file A.mkv\ninpoint -1\n").find(":3: inpoint is negative"), std::string::npos);
@@ -108,7 +109,8 @@ TEST_F(ConcatListTest, WrittenAndReadAgainKeepsTheTrims) {
 
 TEST_F(ConcatListTest, StillsLastTheirDurationAndTheLastMayStandTwice) {
     writePng(folder_.path("p.png"), media::PictureRef::makeArgb(32, 32));
-    const Edit edit = read("file p.png\nduration 1.5\nfile A.mkv\nduration 3\nfile p.png\nduration 2\nfile p.png\n");
+    const Edit edit =
+        read("file p.png\nduration 1.5\nfile A.mkv\nduration 3\nfile p.png\nduration 2\nfile p.png\n");
     ASSERT_EQ(edit.clips.size(), 3U) << "ffmpeg needs the last picture once more; it lasts no time";
     EXPECT_EQ(edit.clips[0].length->value.count, 1500000);
     EXPECT_FALSE(edit.clips[1].length);
@@ -119,8 +121,8 @@ TEST_F(ConcatListTest, StillsLastTheirDurationAndTheLastMayStandTwice) {
 
 TEST_F(ConcatListTest, DirectivesThatChangeNoPictureAreLeftOutAndSaidOnce) {
     const Edit edit = read("file A.mkv\nstream\nstream\nfile_packet_meta a b\nfile missing.mkv\n");
-    EXPECT_EQ(remarks_,
-              (std::vector<std::string>{"stream of the list is left out", "file_packet_meta of the list is left out"}));
+    EXPECT_EQ(remarks_, (std::vector<std::string>{"stream of the list is left out",
+                                                  "file_packet_meta of the list is left out"}));
     EXPECT_EQ(edit.clips[1].file, folder_.path("missing.mkv")) << "refused with all others that are missing";
     EXPECT_NE(refusal("file ../missing.mkv\n").find("it lies outside the list's folder"), std::string::npos);
 }
@@ -140,7 +142,8 @@ TEST_F(ConcatListTest, WhatAListCannotSayIsRefused) {
         return std::string();
     };
     EXPECT_EQ(refused(""), "a concat list cannot hold black; use .otio or .edl");
-    EXPECT_EQ(refused("pattern:city"), "pattern:city: this program draws it itself; other programs need a file");
+    EXPECT_EQ(refused("pattern:city"),
+              "pattern:city: this program draws it itself; other programs need a file");
     EXPECT_EQ(refused("a\nb.mkv"), "a\\nb.mkv: a concat list cannot hold a name with a line break");
     list.clips[0].still = true;
     list.clips[0].file = folder_.path("p.png");

@@ -271,8 +271,8 @@ TEST_F(EdlTest, EachFileHasAReelOfItsOwn) {
     list.seams.resize(4);
     std::vector<std::string> said;
     const std::string text = edlText(list, said);
-    for (const char* line : {"001  A        V", "002  A2       V", "003  CLIP     V", "004  AX2      V",
-                             "005  A3       V"})
+    for (const char* line :
+         {"001  A        V", "002  A2       V", "003  CLIP     V", "004  AX2      V", "005  A3       V"})
         EXPECT_NE(text.find(line), std::string::npos) << line << '\n' << text;
 }
 

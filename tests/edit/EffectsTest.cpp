@@ -11,7 +11,9 @@ using testing::HasSubstr;
 
 TEST(EffectsTest, ANameThatIsNoneIsRefusedWithTheNearest) {
     const host::PluginModule module = openPlugin("");
-    EXPECT_EQ(findEffect(module, "wash-away").id, findEffect(module, std::to_string(findEffect(module, "wash-away").index)).id) << "by its index as well";
+    EXPECT_EQ(findEffect(module, "wash-away").id,
+              findEffect(module, std::to_string(findEffect(module, "wash-away").index)).id)
+        << "by its index as well";
     const Refused refused = refusedBy([&] { findEffect(module, "wash-awy"); });
     EXPECT_EQ(refused.problem, Problem::BadRequest);
     EXPECT_THAT(refused.words, HasSubstr("unknown effect 'wash-awy'"));

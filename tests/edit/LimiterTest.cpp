@@ -1,5 +1,3 @@
-#include "edit/Limiter.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +6,8 @@
 #include <numbers>
 #include <span>
 #include <vector>
+
+#include "edit/Limiter.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -49,7 +49,8 @@ double truePeakDb(const std::vector<float>& sound, int channels = 2) {
         for (int i = kReach; i + kReach < frames; i += 7) {
             double sum = 0;
             for (int n = 0; n < 2 * kReach; ++n)
-                sum += taps[n] * static_cast<double>(sound[static_cast<std::size_t>(i + n - kReach + 1) * width]);
+                sum += taps[n] *
+                       static_cast<double>(sound[static_cast<std::size_t>(i + n - kReach + 1) * width]);
             peak = std::max(peak, std::abs(sum));
         }
     }

@@ -333,10 +333,10 @@ TEST_F(OtioTest, WhatStandsInPlaceOfATrackOrClipIsNamed) {
 }
 
 TEST_F(OtioTest, WhatIsSwitchedOffIsLeftOutAndSaid) {
-    const Edit got = edit(timeline(
-        {track({clip(url("C.mp4"), range(0, 7))}, "\"kind\":\"Video\",\"enabled\":false"),
-         track({clip(url("A.mp4"), range(0, 50)),
-                fade(5, 5).insert(1, "\"enabled\":false,"), clip(url("B.mp4"), range(10, 20))})}));
+    const Edit got =
+        edit(timeline({track({clip(url("C.mp4"), range(0, 7))}, "\"kind\":\"Video\",\"enabled\":false"),
+                       track({clip(url("A.mp4"), range(0, 50)), fade(5, 5).insert(1, "\"enabled\":false,"),
+                              clip(url("B.mp4"), range(10, 20))})}));
     EXPECT_EQ(trimsOf(got), "A 0..50 B 10..30");
     EXPECT_EQ(remarks_, (std::vector<std::string>{"track V is switched off and left out",
                                                   "transitions that are switched off become cuts"}));
@@ -358,12 +358,11 @@ TEST_F(OtioTest, TheActiveReferenceOfSeveralIsUsed) {
     const auto reference = [&](const char* name) {
         return "{\"OTIO_SCHEMA\":\"ExternalReference.1\",\"target_url\":\"" + url(name) + "\"}";
     };
-    const std::string all =
-        ",\"media_references\":{\"DEFAULT_MEDIA\":" + reference("A.mp4") + ",\"proxy\":" + reference("B.mp4") +
-        "}";
+    const std::string all = ",\"media_references\":{\"DEFAULT_MEDIA\":" + reference("A.mp4") +
+                            ",\"proxy\":" + reference("B.mp4") + "}";
     EXPECT_EQ(trimsOf(edit(timeline({track({clipOf("null", range(0, 5), all)})}))), "A 0..5");
-    EXPECT_EQ(trimsOf(edit(timeline({track({clipOf(
-                  "null", range(0, 5), all + ",\"active_media_reference_key\":\"proxy\"")})}))),
+    EXPECT_EQ(trimsOf(edit(timeline({track(
+                  {clipOf("null", range(0, 5), all + ",\"active_media_reference_key\":\"proxy\"")})}))),
               "B 0..5");
 }
 
@@ -373,12 +372,13 @@ TEST_F(OtioTest, GeneratorsAreBlackAndMissingReferencesGoByTheClipsName) {
     };
     std::string named = clipOf("{\"OTIO_SCHEMA\":\"MissingReference.1\"}", range(0, 9));
     named.replace(named.find("\"name\":\"\""), 9, "\"name\":\"C.mp4\"");
-    const Edit got = edit(timeline({track({clipOf(generator("black"), range(0, 5)),
-                                           clipOf(generator("SMPTEBars"), range(0, 7)), named})}));
+    const Edit got = edit(timeline({track(
+        {clipOf(generator("black"), range(0, 5)), clipOf(generator("SMPTEBars"), range(0, 7)), named})}));
     EXPECT_EQ(trimsOf(got), "black for 5 black for 7 C 0..9");
     EXPECT_EQ(remarks_, std::vector<std::string>{"the generator SMPTEBars becomes black"});
-    EXPECT_NE(refusal(timeline({track({clipOf(generator("black"), "null")})})).find("a generator has no length"),
-              std::string::npos);
+    EXPECT_NE(
+        refusal(timeline({track({clipOf(generator("black"), "null")})})).find("a generator has no length"),
+        std::string::npos);
 }
 
 TEST_F(OtioTest, AGapAloneGivesTheRateAndAClipWithoutARangeNone) {
@@ -387,8 +387,9 @@ TEST_F(OtioTest, AGapAloneGivesTheRateAndAClipWithoutARangeNone) {
                                            range(0, 30, 30))})}))
                   .rate,
               (media::FrameRate{30, 1}));
-    EXPECT_NE(refusal(timeline({track({clip(url("A.mp4"), "null")})})).find("no clip has a frame rate; give --fps"),
-              std::string::npos);
+    EXPECT_NE(
+        refusal(timeline({track({clip(url("A.mp4"), "null")})})).find("no clip has a frame rate; give --fps"),
+        std::string::npos);
 }
 
 TEST_F(OtioTest, FadesBeyondAnEndLengthenTheHeadOrTail) {
@@ -403,12 +404,13 @@ TEST_F(OtioTest, FadesBeyondAnEndLengthenTheHeadOrTail) {
 }
 
 TEST_F(OtioTest, ClipsShorterThanHalfAFrameAreLeftOut) {
-    const Edit got = edit(timeline({track({clip(url("A.mp4"), range(0, 50)), clip(url("B.mp4"), range(5, 0.2)),
-                                           clip(url("C.mp4"), range(0, 20))})}));
+    const Edit got =
+        edit(timeline({track({clip(url("A.mp4"), range(0, 50)), clip(url("B.mp4"), range(5, 0.2)),
+                              clip(url("C.mp4"), range(0, 20))})}));
     EXPECT_EQ(trimsOf(got), "A 0..50 C 0..20");
     EXPECT_EQ(remarks_, std::vector<std::string>{"clips shorter than half a frame are left out"});
-    const Edit beyond = edit(timeline({track({clip(url("A.mp4"), range(0, 50))},
-                                             "\"kind\":\"Video\",\"source_range\":" + range(80, 30))}));
+    const Edit beyond = edit(timeline(
+        {track({clip(url("A.mp4"), range(0, 50))}, "\"kind\":\"Video\",\"source_range\":" + range(80, 30))}));
     EXPECT_EQ(trimsOf(beyond), "black for 30") << "a track's range beyond its clips is black";
 }
 
@@ -432,7 +434,8 @@ TEST_F(OtioTest, RatesThatHaveNothingInCommonAreRefusedWithTheFile) {
     faded.push_back(fade(1, 1, "{}", 233.969));
     EXPECT_EQ(refusal(timeline({track(faded)})), refused);
     odd.push_back(clip(url("A.mp4"), range(1, 50.123457, 233.969)));
-    EXPECT_NE(refusal(timeline({track(odd)})).find("/children/3: too many different rates"), std::string::npos);
+    EXPECT_NE(refusal(timeline({track(odd)})).find("/children/3: too many different rates"),
+              std::string::npos);
 }
 
 }  // namespace

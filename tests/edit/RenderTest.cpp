@@ -65,11 +65,12 @@ TEST_F(RenderTest, AFolderThatVanishesIsAFailureOfTheRun) {
 
 TEST_F(RenderTest, PicturesThatCannotBeDecodedAreStoodInForAndTold) {
     // The pictures of a QuickTime file with its index in front stand alone, the last ones at its end.
-    ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i nullsrc=size=32x32:rate=25,geq=lum=16+20*N:cb=128:cr=128 "
-                           "-frames:v 10 -c:v mjpeg -movflags +faststart '" +
-                           folder_.path("p.mov") + "'")
-                              .c_str()),
-              0);
+    ASSERT_EQ(
+        std::system(("ffmpeg -v error -f lavfi -i nullsrc=size=32x32:rate=25,geq=lum=16+20*N:cb=128:cr=128 "
+                     "-frames:v 10 -c:v mjpeg -movflags +faststart '" +
+                     folder_.path("p.mov") + "'")
+                        .c_str()),
+        0);
     std::fstream file(folder_.path("p.mov"), std::ios::in | std::ios::out | std::ios::binary);
     std::string bytes((std::istreambuf_iterator<char>(file)), {});
     std::size_t at = bytes.size();

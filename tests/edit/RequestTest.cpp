@@ -28,8 +28,9 @@ class RequestTest : public testing::Test {
 TEST_F(RequestTest, AStillLastsAtLeastAFrame) {
     Edit edit = joined({folder_.photo("a.png")});
     edit.still = {{TimeSpan::Unit::Microseconds, 10000}, "10ms"};
-    EXPECT_THAT(refusal(edit), EndsWith("a.png: 10ms is shorter than one frame at 25 frames per second; give a "
-                                        "longer time"));
+    EXPECT_THAT(refusal(edit),
+                EndsWith("a.png: 10ms is shorter than one frame at 25 frames per second; give a "
+                         "longer time"));
     edit.clips[0].in = frames(2);
     edit.clips[0].out = frames(12);
     EXPECT_EQ(prepareMovie(edit, {}).clips[0].frames(), 10);

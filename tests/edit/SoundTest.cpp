@@ -34,7 +34,8 @@ TEST(SoundRampTest, NoStepIsLargerThanTheRampAsks) {
     constexpr std::size_t kPairs = 160;
     const auto add = [&](const std::vector<float>& part) { all.insert(all.end(), part.begin(), part.end()); };
     for (int k = 0; k < kFrames; ++k)
-        add(ramp.push({1 - static_cast<double>(k) / kFrames, static_cast<double>(k) / kFrames}, steady(kPairs)));
+        add(ramp.push({1 - static_cast<double>(k) / kFrames, static_cast<double>(k) / kFrames},
+                      steady(kPairs)));
     add(ramp.finish({0.0, 1.0}));
     ASSERT_EQ(all.size(), kFrames * kPairs * 2);
     float before = 1.0F;
@@ -121,7 +122,8 @@ TEST(SoundRampTest, EqualPowerKeepsThePowerOfTwoSoundsAtEverySample) {
 
 TEST(SoundRampTest, WhatIsNoNumberBecomesSilence) {
     SoundRamp ramp({1, 1}, host::RampShape::straight, 1);
-    ramp.push({1, 1}, {{0.5F, std::numeric_limits<float>::quiet_NaN()}, {std::numeric_limits<float>::infinity(), 0.25F}});
+    ramp.push({1, 1}, {{0.5F, std::numeric_limits<float>::quiet_NaN()},
+                       {std::numeric_limits<float>::infinity(), 0.25F}});
     EXPECT_EQ(ramp.finish({1, 1}), (std::vector<float>{0, 0}));
 }
 

@@ -1,12 +1,11 @@
-// The sound of a whole result: what plain cuts, seams and loud clips leave of steps and peaks. Clips are drawn
-// scenes; samples come from the test.
-#include "edit/Soundtrack.h"
-
+// The sound of a whole result: what plain cuts, seams and loud clips leave of steps and peaks. Clips are
+// drawn scenes; samples come from the test.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "edit/Effects.h"
+#include "edit/Soundtrack.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -30,8 +29,8 @@ MovieRequest cuts(const std::vector<std::string>& scenes) {
 
 std::vector<float> play(const MovieRequest& request, float level) {
     std::vector<float> out;
-    Soundtrack track(request,
-                     [&](std::span<const float> some, bool) { out.insert(out.end(), some.begin(), some.end()); });
+    Soundtrack track(
+        request, [&](std::span<const float> some, bool) { out.insert(out.end(), some.begin(), some.end()); });
     for (std::int64_t frame = 0; frame < request.plan.frames; ++frame)
         track.add(frame, std::vector<float>(2 * kPairs, frame < 10 ? level : -level));
     track.finish();

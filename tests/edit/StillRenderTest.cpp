@@ -26,7 +26,7 @@ class StillRenderTest : public testing::Test {
         std::mt19937 random(seed);
         const PictureRef picture = MediaFolder::picture(kSide, 0);
         for (std::ptrdiff_t i = 0; i < picture.stride() * kSide; ++i)
-            picture.data()[i] = i % 4 != 0           ? static_cast<std::uint8_t>(random() % 256)
+            picture.data()[i] = i % 4 != 0             ? static_cast<std::uint8_t>(random() % 256)
                                 : holes && i % 64 == 0 ? std::uint8_t{0}
                                                        : std::uint8_t{255};
         writePng(folder_.path(name), picture, media::PngAlpha::keep);
@@ -80,11 +80,13 @@ TEST_F(StillRenderTest, WhatIsSeeThroughMovesWithThePicture) {
         StillRenderer plain(module_, asked, {&a, &b});
         asked.alpha = true;
         StillRenderer opaque(module_, asked, {&a, &b});
-        EXPECT_TRUE(equal(opaque.render(4), plain.render(4))) << "opaque pictures are the plug-in's own bytes";
+        EXPECT_TRUE(equal(opaque.render(4), plain.render(4)))
+            << "opaque pictures are the plug-in's own bytes";
         StillRenderer holes(module_, asked, {&holed, &b});
         const PictureRef picture = holes.render(4);
         int seeThrough = 0;
-        for (std::ptrdiff_t i = 0; i < picture.stride() * kSide; i += 4) seeThrough += picture.data()[i] < 128;
+        for (std::ptrdiff_t i = 0; i < picture.stride() * kSide; i += 4)
+            seeThrough += picture.data()[i] < 128;
         EXPECT_GT(seeThrough, 0) << id;
         EXPECT_LT(seeThrough, kSide * kSide / 8) << id;
     }
@@ -94,8 +96,7 @@ TEST_F(StillRenderTest, InputsThatDoNotSufficeAreRefusedWithTheNumbers) {
     StillInput photo(noise("a.png", 1), {kSide, kSide}, Fit::contain, kRate, false);
     StillInput movie(folder_.movie("short.mkv", 6), {kSide, kSide}, Fit::contain, kRate, false);
     EXPECT_EQ(refusal("none", {&photo, &photo}), "none is not an effect; choose one");
-    EXPECT_EQ(refusal("wash-away", {&photo, nullptr}),
-              "wash-away needs two pictures; give a second one");
+    EXPECT_EQ(refusal("wash-away", {&photo, nullptr}), "wash-away needs two pictures; give a second one");
     EXPECT_THAT(refusal("wash-away", {&photo, &movie}), EndsWith("wash-away takes 10; use fewer frames"));
     EXPECT_THAT(refusal("tilt-out", {&movie, nullptr}), EndsWith("tilt-out takes 10; use fewer frames"));
     const StillRenderer morph(module_, job("morph"), {&movie, &photo});

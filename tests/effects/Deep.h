@@ -29,9 +29,9 @@ using host::SessionSettings;
 using imagelib::DeepTarget;
 using imagelib::DeepView;
 using kernels::DeepPixel;
-using kernels::deepPixelBytes;
 using kernels::DeepRange;
 using kernels::frameToDeepRow;
+using kernels::kDeepPixelBytes;
 using kernels::loadDeep;
 using kernels::storeDeep;
 using plugin::EffectDriver;
@@ -45,8 +45,8 @@ class Deep {
 
     DeepView view() const { return {memory_.data() + guard, stride(), width_, height_}; }
     DeepTarget target() { return {memory_.data() + guard, stride(), width_, height_}; }
-    DeepPixel at(int x, int y) const { return loadDeep(view().row(y) + x * deepPixelBytes); }
-    void set(int x, int y, const DeepPixel& p) { storeDeep(target().row(y) + x * deepPixelBytes, p); }
+    DeepPixel at(int x, int y) const { return loadDeep(view().row(y) + x * kDeepPixelBytes); }
+    void set(int x, int y, const DeepPixel& p) { storeDeep(target().row(y) + x * kDeepPixelBytes, p); }
     void fill(const std::function<DeepPixel(int x, int y)>& pixel) {
         for (int y = 0; y < height_; ++y)
             for (int x = 0; x < width_; ++x) set(x, y, pixel(x, y));
@@ -72,7 +72,7 @@ class Deep {
   private:
     static constexpr std::size_t guard = 37;
     static constexpr std::uint16_t unused = 0xA5C3;
-    std::ptrdiff_t stride() const { return pixels_ * deepPixelBytes; }
+    std::ptrdiff_t stride() const { return pixels_ * kDeepPixelBytes; }
     std::size_t words() const {
         return static_cast<std::size_t>(pixels_) * static_cast<std::size_t>(height_) * 4 + 2 * guard;
     }

@@ -105,9 +105,10 @@ foreign_result foreign_blend(const void* source, const void* destination, const 
 size_t foreign_heap_in_use(void);
 
 /* Waits until the threads that were not there at the start have ended, a minute at most: the text library's
- * threads are told to end when the module is unloaded, and end a little later. 0 when one is left. With `fill`,
- * as many threads as matter run at once before: the C library keeps the tables of ended threads up to a limit,
- * which is reached then, so that what it keeps no longer depends on how many happened to run together. */
+ * threads are told to end when the module is unloaded, and end a little later. 0 when one is left. With
+ * `fill`, as many threads as matter run at once before: the C library keeps the tables of ended threads up to
+ * a limit, which is reached then, so that what it keeps no longer depends on how many happened to run
+ * together. */
 int foreign_heap_settle(int fill);
 
 #ifdef __cplusplus

@@ -1,6 +1,4 @@
 // What looking into an input may cost, and the files that would cost more.
-#include "media/detail/Allowance.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "media/detail/Allowance.h"
 #include "media/detail/CostlyInput.h"
 
 namespace tumblewash::media {

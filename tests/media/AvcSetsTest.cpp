@@ -13,9 +13,9 @@ using media::AvcSets;
 using media::AvcSlice;
 using media::AvcSps;
 using media::BitReader;
+using media::BitWriter;
 using media::Bytes;
 using media::ByteView;
-using media::BitWriter;
 using media::closingBit;
 using media::escaped;
 using media::readAvcHeader;
@@ -36,7 +36,8 @@ namespace {
 Bytes noise(std::mt19937& dice, size_t size) {
     // Zeros are frequent, so that emulation prevention has work.
     Bytes out(size);
-    for (uint8_t& byte : out) byte = dice() % 3 == 0 ? static_cast<uint8_t>(dice() % 5) : static_cast<uint8_t>(dice());
+    for (uint8_t& byte : out)
+        byte = dice() % 3 == 0 ? static_cast<uint8_t>(dice() % 5) : static_cast<uint8_t>(dice());
     return out;
 }
 
@@ -54,10 +55,10 @@ Bytes spsUnit(int id, int profile, int level, bool vui, bool restricted) {
         out.ue(0);
         out.bits(0, 2);
     }
-    out.ue(4);   // frame numbers
-    out.ue(0);   // order
+    out.ue(4);  // frame numbers
+    out.ue(0);  // order
     out.ue(2);
-    out.ue(3);   // references
+    out.ue(3);  // references
     out.bit(false);
     out.ue(7);
     out.ue(5);
@@ -114,7 +115,8 @@ TEST(BitsTest, GolombCodesComeBackAndHaveTheirLength) {
     std::mt19937 dice(5);
     BitWriter out;
     std::vector<uint32_t> values{0, 1, 2, 6, 7, 14, 15, 30, 255, 65535, 0x7FFFFFFE, 0xFFFFFFFE - 1};
-    for (int i = 0; i < 200; ++i) values.push_back(static_cast<uint32_t>(dice() >> (dice() % 32)) & 0x7FFFFFFF);
+    for (int i = 0; i < 200; ++i)
+        values.push_back(static_cast<uint32_t>(dice() >> (dice() % 32)) & 0x7FFFFFFF);
     for (const uint32_t value : values) {
         const size_t before = out.position();
         out.ue(value);
@@ -221,7 +223,8 @@ TEST(AvcSetsTest, ASetUnderAnotherIdKeepsAllButItsLimits) {
 
 TEST(AvcSetsTest, WhatIsCutOffOrOutOfRangeIsNoSet) {
     const Bytes sps = spsUnit(0, 100, 31, true, true);
-    for (size_t cut = 0; cut + 1 < sps.size(); ++cut) EXPECT_FALSE(readAvcSps(ByteView(sps).first(cut))) << cut;
+    for (size_t cut = 0; cut + 1 < sps.size(); ++cut)
+        EXPECT_FALSE(readAvcSps(ByteView(sps).first(cut))) << cut;
     const Bytes pps = ppsUnit(2, 1, true);
     EXPECT_TRUE(readAvcPps(pps));
     EXPECT_FALSE(readAvcPps(ByteView(pps).first(2)));
@@ -245,7 +248,8 @@ TEST(AvcSetsTest, WhatIsCutOffOrOutOfRangeIsNoSet) {
 
 TEST(AvcSetsTest, ASliceThatNamesAnotherSetKeepsEveryOtherBit) {
     std::mt19937 dice(12);
-    for (const auto& [from, to] : {std::pair{0, 0}, {0, 15}, {0, 30}, {1, 2}, {1, 31}, {2, 62}, {5, 3}, {20, 0}, {4, 63}}) {
+    for (const auto& [from, to] :
+         {std::pair{0, 0}, {0, 15}, {0, 30}, {1, 2}, {1, 31}, {2, 62}, {5, 3}, {20, 0}, {4, 63}}) {
         ASSERT_TRUE(sameAlignment(from, to)) << from << ' ' << to;
         for (int trial = 0; trial < 50; ++trial) {
             BitWriter out;

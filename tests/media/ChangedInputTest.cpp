@@ -109,8 +109,7 @@ TEST(ChangedInputTest, StreamsAreCountedAndOfTheirKindEvenWhereSizeAndTimeSayNot
         EXPECT_TRUE(refusedOrRead([&] { measureExtent(facts, 1, nullptr); }));
         EXPECT_EQ(failureOf([&] { openSource(facts, 1, nullptr); }, other), MediaErrorCode::unreadable);
         if (turned || std::string(other) == "other.mkv") {
-            EXPECT_EQ(failureOf([&] { openSound(facts, {}, nullptr); }, other),
-                      MediaErrorCode::unreadable);
+            EXPECT_EQ(failureOf([&] { openSound(facts, {}, nullptr); }, other), MediaErrorCode::unreadable);
         }
     }
     for (const int index : {-1, 2, 1000}) {

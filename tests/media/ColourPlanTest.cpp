@@ -259,11 +259,13 @@ TEST(ColourPlanTest, TransparencyHasItsCodecsAndNoHdr) {
 
 TEST(ColourPlanTest, WideColoursAreCalledByTheirNames) {
     for (const auto& [primaries, name] : {std::pair{Primaries::displayP3, "Display P3"},
-                                          {Primaries::dciP3, "DCI-P3"}, {Primaries::bt2020, "BT.2020"}}) {
+                                          {Primaries::dciP3, "DCI-P3"},
+                                          {Primaries::bt2020, "BT.2020"}}) {
         MediaInfo wide = clip("w.mov");
         wide.colour.primaries = primaries;
-        EXPECT_THAT(plan({wide}).lines, ElementsAre(HasSubstr(std::string("its ") + name + " colours are turned "
-                                                                                           "to BT.709")));
+        EXPECT_THAT(plan({wide}).lines, ElementsAre(HasSubstr(std::string("its ") + name +
+                                                              " colours are turned "
+                                                              "to BT.709")));
     }
 }
 

@@ -47,7 +47,8 @@ TEST(EncoderTest, WhatACodecHasNotIsRefusedBeforeAnythingIsMade) {
     EXPECT_EQ(refusal("a.mov", settings), ": pictures with transparency are not interlaced");
     settings.fields = FieldOrder::progressive;
     settings.crf = 20;
-    EXPECT_EQ(refusal("a.mov", settings), ": transparency goes into ProRes 4444 here, which has no --crf; leave it out");
+    EXPECT_EQ(refusal("a.mov", settings),
+              ": transparency goes into ProRes 4444 here, which has no --crf; leave it out");
     for (const char* name : {"a.xyz", "mp4", "a.png"})
         EXPECT_THAT(refusal(name, smallMovie()), ::testing::HasSubstr("unsupported output type")) << name;
     EXPECT_TRUE(dir.names().empty());

@@ -1,6 +1,6 @@
-#include "media/Fitting.h"
-
 #include <gtest/gtest.h>
+
+#include "media/Fitting.h"
 
 namespace tumblewash::media {
 

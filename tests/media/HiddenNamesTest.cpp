@@ -1,12 +1,12 @@
 // The list of hidden files and folders that an end without destructors removes.
-#include "media/HiddenNames.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "media/HiddenNames.h"
 
 namespace tumblewash::media {
 namespace {

@@ -46,9 +46,10 @@ TEST(OddInputsTest, DrawingsAreRefusedInWords) {
     const std::string drawing = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"9\" height=\"9\"></svg>";
     for (const char* before : {"", "\xEF\xBB\xBF \n", "<?xml version=\"1.0\"?>\n<!-- a note -->\n"}) {
         writeFile(dir / "a.png", before + drawing);
-        EXPECT_THAT(refusal(dir / "a.png"),
-                    ::testing::HasSubstr("is an SVG drawing, which this program does not read; export it as PNG "
-                                         "first"));
+        EXPECT_THAT(
+            refusal(dir / "a.png"),
+            ::testing::HasSubstr("is an SVG drawing, which this program does not read; export it as PNG "
+                                 "first"));
     }
 }
 
@@ -84,7 +85,8 @@ TEST(OddInputsTest, AJpegOfHundredsOfPassesIsRefusedAsAPhotoAndLeftOutOfAClip) {
 
 TEST(OddInputsTest, SubtitlesAloneHoldNoPicture) {
     const TempDir dir;
-    writeFile(dir / "a.srt", "1\n00:00:00,000 --> 00:00:02,000\nHello\n\n2\n00:00:02,000 --> 00:00:04,000\nWorld\n");
+    writeFile(dir / "a.srt",
+              "1\n00:00:00,000 --> 00:00:02,000\nHello\n\n2\n00:00:02,000 --> 00:00:04,000\nWorld\n");
     EXPECT_EQ(failureOf([&] { probe(dir / "a.srt"); }, "a.srt"), MediaErrorCode::noVideo);
 }
 
@@ -92,8 +94,9 @@ TEST(OddInputsTest, PicturesWithoutAPixelAreNotWritten) {
     const TempDir dir;
     const uint8_t pixels[4] = {255, 1, 2, 3};
     for (const auto& [width, height] : {std::pair{0, 1}, {1, 0}, {-4, 4}, {16385, 1}})
-        EXPECT_EQ(failureOf([&, w = width, h = height] { writePng(dir / "a.png", pixels, w, h, 4); }, "a.png"),
-                  MediaErrorCode::badRequest);
+        EXPECT_EQ(
+            failureOf([&, w = width, h = height] { writePng(dir / "a.png", pixels, w, h, 4); }, "a.png"),
+            MediaErrorCode::badRequest);
     EXPECT_TRUE(dir.names().empty());
     writePng(dir / "a.png", pixels, 1, 1, 4);
     EXPECT_EQ(pixel(media::readStill(dir / "a.png"), 0, 0), (Rgb{1, 2, 3}));

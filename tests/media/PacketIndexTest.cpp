@@ -15,11 +15,11 @@ using testing::HasSubstr;
 namespace {
 
 /// Two seconds at 25 pictures a second, encoded as `coding` says.
-std::shared_ptr<const PacketIndex> indexOf(const TempDir& folder, const std::string& name, const std::string& coding,
-                                           const std::string& filter = "null") {
+std::shared_ptr<const PacketIndex> indexOf(const TempDir& folder, const std::string& name,
+                                           const std::string& coding, const std::string& filter = "null") {
     ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 2 -vf " + filter +
-           " -fps_mode passthrough -pix_fmt yuv420p -c:v libx264 -preset veryfast -x264-params scenecut=0:" + coding +
-           " " + folder / name);
+           " -fps_mode passthrough -pix_fmt yuv420p -c:v libx264 -preset veryfast -x264-params scenecut=0:" +
+           coding + " " + folder / name);
     return PacketIndex::read(folder / name);
 }
 
@@ -67,25 +67,28 @@ TEST(PacketIndexTest, PicturesThatOnlyRecoverAreNoEntries) {
 
 TEST(PacketIndexTest, WhatForbidsCopiesIsTold) {
     const TempDir folder;
-    EXPECT_THAT(indexOf(folder, "gap.mp4", "keyint=20", "\"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\"")->trouble(),
-                HasSubstr("has a varying frame rate (frame 19 lasts 200 ms)"));
+    EXPECT_THAT(
+        indexOf(folder, "gap.mp4", "keyint=20", "\"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\"")->trouble(),
+        HasSubstr("has a varying frame rate (frame 19 lasts 200 ms)"));
     EXPECT_THAT(indexOf(folder, "fields.mp4", "keyint=20:tff=1")->trouble(),
                 HasSubstr("is coded for interlaced pictures"));
     ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 1 -c:v mpeg4 " + folder / "old.mp4");
     EXPECT_THAT(PacketIndex::read(folder / "old.mp4")->trouble(), HasSubstr("is mpeg4, which is not copied"));
     EXPECT_THAT(PacketIndex::read("pattern:city?seconds=1")->trouble(), HasSubstr("is drawn here"));
-    EXPECT_EQ(failureOf([&] { PacketIndex::read(folder / "none.mp4"); }, "none.mp4"), media::MediaErrorCode::unreadable);
+    EXPECT_EQ(failureOf([&] { PacketIndex::read(folder / "none.mp4"); }, "none.mp4"),
+              media::MediaErrorCode::unreadable);
 }
 
 TEST(PacketIndexTest, AMissingPictureIsToldWhereTimesCountPictures) {
     const TempDir folder;
     const auto trouble = [&](const std::string& filter) {
-        ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 2 -vf " + filter + " -fps_mode passthrough -pix_fmt yuvj420p -c:v mjpeg " +
-               folder / "a.avi");
+        ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 2 -vf " + filter +
+               " -fps_mode passthrough -pix_fmt yuvj420p -c:v mjpeg " + folder / "a.avi");
         return PacketIndex::read(folder / "a.avi")->trouble();
     };
     EXPECT_EQ(trouble("null"), "");
-    EXPECT_THAT(trouble("\"select='not(eq(n,7))'\""), HasSubstr("has a varying frame rate (frame 6 lasts 80 ms)"));
+    EXPECT_THAT(trouble("\"select='not(eq(n,7))'\""),
+                HasSubstr("has a varying frame rate (frame 6 lasts 80 ms)"));
 }
 
 /// Four bytes, the highest first.
@@ -98,7 +101,10 @@ std::string fourBytes(uint32_t value) {
 TEST(PacketIndexTest, FramesThatAnEditListHidesInTheMiddleForbidCopies) {
     const TempDir folder;
     const std::string path = folder / "edited.mp4";
-    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -t 3 -pix_fmt yuv420p -c:v libx264 -x264-params keyint=250:bframes=2 " + path);
+    ffmpeg(
+        "-f lavfi -i testsrc2=s=64x48:r=25 -t 3 -pix_fmt yuv420p -c:v libx264 -x264-params "
+        "keyint=250:bframes=2 " +
+        path);
     EXPECT_EQ(PacketIndex::read(path)->trouble(), "");
     std::string bytes = readFile(path);
     const auto number = [&](size_t at) {
@@ -112,8 +118,8 @@ TEST(PacketIndexTest, FramesThatAnEditListHidesInTheMiddleForbidCopies) {
     ASSERT_EQ(number(list + 8), 1U);
     const uint32_t start = number(list + 16);
     const uint32_t second = number(bytes.find("mdhd") + 16);
-    const std::string two = fourBytes(2) + fourBytes(1000) + fourBytes(start) + fourBytes(0x10000) + fourBytes(1000) +
-                            fourBytes(start + 3 * second / 2) + fourBytes(0x10000);
+    const std::string two = fourBytes(2) + fourBytes(1000) + fourBytes(start) + fourBytes(0x10000) +
+                            fourBytes(1000) + fourBytes(start + 3 * second / 2) + fourBytes(0x10000);
     bytes.replace(list + 8, 16, two);
     for (const char* box : {"elst", "edts", "trak", "moov"}) {
         const size_t at = bytes.find(box) - 4;

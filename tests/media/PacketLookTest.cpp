@@ -27,7 +27,8 @@ std::vector<Bytes> unitsOf(const std::string& coding, const std::string& ending)
     const auto units = splitNalUnits({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()}, 0);
     EXPECT_TRUE(units);
     std::vector<Bytes> out;
-    for (const ByteView unit : units.value_or(std::vector<ByteView>{})) out.emplace_back(unit.begin(), unit.end());
+    for (const ByteView unit : units.value_or(std::vector<ByteView>{}))
+        out.emplace_back(unit.begin(), unit.end());
     return out;
 }
 
@@ -40,7 +41,8 @@ Bytes joined(const std::vector<Bytes>& units) {
     return out;
 }
 
-std::vector<Bytes> ofTypes(const std::vector<Bytes>& units, const std::vector<int>& types, int (*typeOf)(const Bytes&)) {
+std::vector<Bytes> ofTypes(const std::vector<Bytes>& units, const std::vector<int>& types,
+                           int (*typeOf)(const Bytes&)) {
     std::vector<Bytes> out;
     for (const Bytes& unit : units)
         if (std::find(types.begin(), types.end(), typeOf(unit)) != types.end()) out.push_back(unit);
@@ -61,7 +63,9 @@ TEST(PacketLookTest, H264ThatTheEncoderDoesNotWriteIsNamed) {
     const std::vector<Bytes> entry = ofTypes(units, {5}, avcType);
     ASSERT_GE(entry.size(), 2U);
     const std::vector<Bytes> picture{entry[0], entry[1]};
-    const auto look = [&](const std::vector<Bytes>& packet) { return makeAvcLooker(header)->look(joined(packet)); };
+    const auto look = [&](const std::vector<Bytes>& packet) {
+        return makeAvcLooker(header)->look(joined(packet));
+    };
     EXPECT_EQ(look(picture).trouble, "");
     EXPECT_EQ(look(picture).kind, PacketKind::entry);
     const auto as = [&](int type) {
@@ -78,12 +82,15 @@ TEST(PacketLookTest, H264ThatTheEncoderDoesNotWriteIsNamed) {
 }
 
 TEST(PacketLookTest, HevcOfLayersAndHalvesOfPicturesAreNamed) {
-    const std::vector<Bytes> units =
-        unitsOf("-c:v libx265 -preset ultrafast -x265-params log-level=error:pools=1:frame-threads=1:keyint=5", "hevc");
+    const std::vector<Bytes> units = unitsOf(
+        "-c:v libx265 -preset ultrafast -x265-params log-level=error:pools=1:frame-threads=1:keyint=5",
+        "hevc");
     const Bytes header = joined(ofTypes(units, {32, 33, 34}, hevcType));
     const std::vector<Bytes> entry = ofTypes(units, {19, 20, 21}, hevcType);
     ASSERT_GE(entry.size(), 2U);
-    const auto look = [&](const std::vector<Bytes>& packet) { return makeHevcLooker(header)->look(joined(packet)); };
+    const auto look = [&](const std::vector<Bytes>& packet) {
+        return makeHevcLooker(header)->look(joined(packet));
+    };
     EXPECT_EQ(look({entry[0]}).trouble, "");
     Bytes layer = entry[0];
     layer[1] |= 8;
@@ -96,7 +103,8 @@ TEST(PacketLookTest, HevcOfLayersAndHalvesOfPicturesAreNamed) {
 TEST(PacketLookTest, Ffv1SaysInItsFirstBitsWhetherAPictureStandsAlone) {
     EXPECT_THAT(makeFfv1Looker({})->look(Bytes{1, 2, 3}).trouble, HasSubstr("is FFV1 of a version before 3"));
     const TempDir folder;
-    ffmpeg("-f lavfi -i testsrc2=s=64x64:r=25 -t 0.8 -pix_fmt yuv420p -c:v ffv1 -level 3 -g 6 " + folder / "a.mkv");
+    ffmpeg("-f lavfi -i testsrc2=s=64x64:r=25 -t 0.8 -pix_fmt yuv420p -c:v ffv1 -level 3 -g 6 " +
+           folder / "a.mkv");
     const auto index = media::PacketIndex::read(folder / "a.mkv");
     EXPECT_EQ(index->trouble(), "");
     ASSERT_EQ(index->pictures(), 20);
@@ -127,7 +135,8 @@ TEST(PacketLookTest, JpegPicturesOfAnotherKindAreNamed) {
     ASSERT_GT(at, 0U);
     Bytes progressive = picture;
     progressive[at + 1] = 0xC2;
-    EXPECT_THAT(media::makeMjpegLooker()->look(progressive).trouble, HasSubstr("holds JPEG pictures of another kind"));
+    EXPECT_THAT(media::makeMjpegLooker()->look(progressive).trouble,
+                HasSubstr("holds JPEG pictures of another kind"));
     Bytes smaller = picture;
     smaller[at + 6] = 64;
     EXPECT_EQ(looker->look(smaller).trouble, "changes its coding parameters");
@@ -137,7 +146,8 @@ TEST(PacketLookTest, JpegPicturesOfAnotherKindAreNamed) {
     EXPECT_THAT(looker->look(field).trouble, HasSubstr("is coded for interlaced pictures"));
     // Cut anywhere in its head, it is damaged and nothing worse.
     for (size_t size = 0; size < at + 15; ++size)
-        EXPECT_EQ(media::makeMjpegLooker()->look(ByteView(picture).first(size)).trouble, "is damaged") << size;
+        EXPECT_EQ(media::makeMjpegLooker()->look(ByteView(picture).first(size)).trouble, "is damaged")
+            << size;
 }
 
 TEST(PacketLookTest, DnxhrSaysOfWhatKindItIs) {

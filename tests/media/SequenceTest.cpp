@@ -43,8 +43,7 @@ std::vector<std::string> put(const std::string& pattern, int count, const std::s
 }
 
 void expectPictures(const TempDir& dir, int count, const std::string& what) {
-    for (int i = 1; i <= count; ++i)
-        EXPECT_EQ(readFile(dir / picture(i)), with(what, i)) << i;
+    for (int i = 1; i <= count; ++i) EXPECT_EQ(readFile(dir / picture(i)), with(what, i)) << i;
 }
 
 std::vector<std::string> visible(const TempDir& dir) {
@@ -147,8 +146,7 @@ TEST(SequenceTest, ARunEndedInTheMiddleIsPutBackByTheNextCheck) {
         writeFile(dir / kUndo, textOf(undo));
         for (int half = 0, i = 1; i <= 4; ++i) {
             const std::string name = dir / picture(i);
-            if (i <= 3 && half++ < steps)
-                std::filesystem::rename(name, with(hidden + "/old-", i));
+            if (i <= 3 && half++ < steps) std::filesystem::rename(name, with(hidden + "/old-", i));
             if (half++ < steps) std::filesystem::rename(with(hidden + "/", i), name);
         }
         EXPECT_EQ(failureOf([&] { checkSequenceTarget(dir / "p%d.png", false); }, "p%d.png"),
@@ -164,8 +162,7 @@ TEST(SequenceTest, ARunThatWasCompleteIsLeftAlone) {
     // Its record is still there, but the old pictures are gone already.
     std::filesystem::create_directory(dir / ".p%d.png.abcdefghijkm.part");
     SequenceUndo undo{".p%d.png.abcdefghijkm.part", {}};
-    for (int i = 1; i <= 2; ++i)
-        undo.steps[i] = {inodeOf(dir / picture(i)), true};
+    for (int i = 1; i <= 2; ++i) undo.steps[i] = {inodeOf(dir / picture(i)), true};
     writeFile(dir / kUndo, textOf(undo));
     EXPECT_ANY_THROW(checkSequenceTarget(dir / "p%d.png", false));
     expectPictures(dir, 2, "new");

@@ -31,7 +31,8 @@ TEST(SharedFilesTest, TwoOutputsAreOneFileByEveryRoadThatLeadsThere) {
     for (const char* other : {"new", "./new", "sub/../new", "sub/back/new"})
         EXPECT_EQ(refusal({}, {{dir / "new"}, {dir / other}}, "new"), MediaErrorCode::badRequest) << other;
     for (const char* other : {"old", "link", "hard", "sub/back/link"})
-        EXPECT_EQ(refusal({}, {{dir / "old"}, {""}, {dir / other}}, "old"), MediaErrorCode::badRequest) << other;
+        EXPECT_EQ(refusal({}, {{dir / "old"}, {""}, {dir / other}}, "old"), MediaErrorCode::badRequest)
+            << other;
     EXPECT_NO_THROW(refuseSharedFiles({}, {{dir / "new"}, {dir / "sub/new"}, {dir / "old"}, {dir / "NEW"}}));
     EXPECT_EQ(dir.names().size(), 4U);
 }
@@ -52,26 +53,31 @@ TEST(SharedFilesTest, EveryPictureOfARunIsComparedWithInputsAndOutputs) {
     const TempDir dir;
     for (const char* name : {"p002.png", "p    3.png", "p009.png"}) writeFile(dir / name, "x");
     EXPECT_EQ(refusal({dir / "p002.png"}, {{dir / "p%03d.png", 5}}, "p002.png"), MediaErrorCode::badRequest);
-    EXPECT_EQ(refusal({dir / "p    3.png"}, {{dir / "p%5d.png", 5}}, "p    3.png"), MediaErrorCode::badRequest);
-    EXPECT_NO_THROW(refuseSharedFiles({dir / "p009.png"}, {{dir / "p%03d.png", 5}}));
-    EXPECT_EQ(refusal({}, {{dir / "p%03d.png", 5}, {dir / "p004.png"}}, "p004.png"), MediaErrorCode::badRequest);
-    EXPECT_EQ(refusal({}, {{dir / "r.json"}, {dir / "p%03d.png", 5}, {dir / ".p%03d.png.tumblewash"}}, ".p%03d"),
+    EXPECT_EQ(refusal({dir / "p    3.png"}, {{dir / "p%5d.png", 5}}, "p    3.png"),
               MediaErrorCode::badRequest);
+    EXPECT_NO_THROW(refuseSharedFiles({dir / "p009.png"}, {{dir / "p%03d.png", 5}}));
+    EXPECT_EQ(refusal({}, {{dir / "p%03d.png", 5}, {dir / "p004.png"}}, "p004.png"),
+              MediaErrorCode::badRequest);
+    EXPECT_EQ(
+        refusal({}, {{dir / "r.json"}, {dir / "p%03d.png", 5}, {dir / ".p%03d.png.tumblewash"}}, ".p%03d"),
+        MediaErrorCode::badRequest);
     EXPECT_NO_THROW(refuseSharedFiles({}, {{dir / "p%03d.png", 5}, {dir / "p006.png"}}));
 }
 
-// Needs a file system of its own, which only root may make; elsewhere the names of the first test stand alone.
+// Needs a file system of its own, which only root may make; elsewhere the names of the first test stand
+// alone.
 TEST(SharedFilesTest, AFileSystemThatTakesLettersLightlyIsAsked) {
     const TempDir dir;
     const std::string disk = dir / "disk";
     std::filesystem::create_directory(disk);
     const std::string image = dir / "image";
-    if (std::system(("(truncate -s 8M " + image + " && mkfs.ext4 -q -O casefold " + image + " && mount -o loop " +
-                     image + " " + disk + " && mkdir " + disk + "/light && chattr +F " + disk +
-                     "/light) >/dev/null 2>&1")
+    if (std::system(("(truncate -s 8M " + image + " && mkfs.ext4 -q -O casefold " + image +
+                     " && mount -o loop " + image + " " + disk + " && mkdir " + disk +
+                     "/light && chattr +F " + disk + "/light) >/dev/null 2>&1")
                         .c_str()) == 0) {
         const std::string light = disk + "/light/";
-        EXPECT_EQ(refusal({}, {{light + "out.mp4"}, {light + "OUT.mp4"}}, "OUT.mp4"), MediaErrorCode::badRequest);
+        EXPECT_EQ(refusal({}, {{light + "out.mp4"}, {light + "OUT.mp4"}}, "OUT.mp4"),
+                  MediaErrorCode::badRequest);
         EXPECT_EQ(refusal({}, {{light + "\u00e9.mp4"}, {light + "e\u0301.mp4"}}, ".mp4"),
                   MediaErrorCode::badRequest);
         EXPECT_EQ(refusal({}, {{light + "p%03d.png", 4}, {light + "P002.PNG"}}, "P002.PNG"),

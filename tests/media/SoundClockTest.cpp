@@ -1,7 +1,5 @@
 // Where pieces of sound are placed by their times, as seen by SoundClock alone, and how samples are won and
 // lost without a step.
-#include "media/detail/SoundClock.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "media/detail/SoundClock.h"
 #include "media/detail/SoundSlide.h"
 
 namespace tumblewash::test {

@@ -1,4 +1,5 @@
-// Sound that begins with a clip's own packets: they are the clip's, and what follows joins them without a click.
+// Sound that begins with a clip's own packets: they are the clip's, and what follows joins them without a
+// click.
 #include <cmath>
 #include <fstream>
 
@@ -59,8 +60,8 @@ std::vector<std::pair<int64_t, std::string>> encoded(const std::vector<float>& s
     return out;
 }
 
-/// The chord in packets whose windows are sines, of which this encoder makes none: each is made on its own from
-/// samples whose two overlaps are bent for such windows, and says then that it has one.
+/// The chord in packets whose windows are sines, of which this encoder makes none: each is made on its own
+/// from samples whose two overlaps are bent for such windows, and says then that it has one.
 std::vector<std::string> sinePackets(size_t count) {
     constexpr size_t kAround = 4 * kUnit;
     const std::vector<float> all = chord((count + 10) * kUnit);
@@ -70,7 +71,8 @@ std::vector<std::string> sinePackets(size_t count) {
                                 all.begin() + static_cast<std::ptrdiff_t>(2 * (k + 10) * kUnit));
         float* const overlap = bent.data() + 2 * kAround;
         bendOverlap(overlap, 2, false, true);
-        // The overlap behind it is its mirror image, but that the transform adds there where it subtracts here.
+        // The overlap behind it is its mirror image, but that the transform adds there where it subtracts
+        // here.
         for (size_t n = 0; n < kUnit / 2; ++n) {
             const size_t m = kUnit - 1 - n;
             const double here = windowAt(true, static_cast<int>(m));
@@ -101,14 +103,16 @@ void writeClip(const TempDir& folder, const std::vector<std::string>& packets) {
     std::string stream;
     for (const std::string& packet : packets) {
         const size_t size = packet.size() + 7;  // ISO/IEC 13818-7, 6.2
-        for (const size_t byte : {size_t{0xFF}, size_t{0xF1}, size_t{0x4C}, 0x80 | (size >> 11), size >> 3 & 255,
-                                  (size & 7) << 5 | 0x1F, size_t{0xFC}})
+        for (const size_t byte : {size_t{0xFF}, size_t{0xF1}, size_t{0x4C}, 0x80 | (size >> 11),
+                                  size >> 3 & 255, (size & 7) << 5 | 0x1F, size_t{0xFC}})
             stream += static_cast<char>(byte);
         stream += packet;
     }
     writeFile(folder / "clip.aac", stream);
-    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -i " + folder / "clip.aac" + " -map 0:v -map 1:a -t 1.4 -c:v libx264 "
-           "-preset ultrafast -pix_fmt yuv420p -c:a copy " + folder / "clip.mp4");
+    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -i " + folder / "clip.aac" +
+           " -map 0:v -map 1:a -t 1.4 -c:v libx264 "
+           "-preset ultrafast -pix_fmt yuv420p -c:a copy " +
+           folder / "clip.mp4");
 }
 
 std::vector<float> soundOf(const std::string& file, size_t count) {
@@ -119,7 +123,8 @@ std::vector<float> soundOf(const std::string& file, size_t count) {
 }
 
 /// A movie whose sound is the clip's own up to `own` and then, coded anew, just the same.
-int64_t copyInto(const std::string& out, const std::string& clip, const std::vector<float>& sound, size_t own) {
+int64_t copyInto(const std::string& out, const std::string& clip, const std::vector<float>& sound,
+                 size_t own) {
     WriterSettings settings = soundSettings();
     settings.soundCopy = SoundCopy::of(clip, {}, out, settings, 0);
     EXPECT_TRUE(settings.soundCopy) << clip;
@@ -150,7 +155,8 @@ double worstOf(const std::vector<float>& wanted, const std::vector<float>& made,
 TEST(SoundCopyTest, HalvesOfBothWindowsAddUpToOne) {
     for (const bool kaiser : {false, true}) {
         for (int n = 0; n < kUnit; ++n)
-            EXPECT_NEAR(std::pow(windowAt(kaiser, n), 2) + std::pow(windowAt(kaiser, kUnit - 1 - n), 2), 1, 1e-12);
+            EXPECT_NEAR(std::pow(windowAt(kaiser, n), 2) + std::pow(windowAt(kaiser, kUnit - 1 - n), 2), 1,
+                        1e-12);
     }
     EXPECT_NEAR(windowAt(false, kUnit / 2), std::sqrt(0.5), 1e-3);
     EXPECT_LT(windowAt(true, 100), windowAt(false, 100) / 2);
@@ -202,8 +208,8 @@ TEST(SoundCopyTest, OtherKindsOfSoundAreNotCopied) {
     const TempDir folder;
     const auto copyOf = [&](const std::string& sound, const std::string& clip, const std::string& output,
                             int channels = 2) {
-        ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -f lavfi -i sine=r=48000 -t 0.6 -pix_fmt yuv420p " + sound + " " +
-               folder / clip);
+        ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -f lavfi -i sine=r=48000 -t 0.6 -pix_fmt yuv420p " + sound +
+               " " + folder / clip);
         WriterSettings settings = soundSettings();
         settings.channels = channels;
         return SoundCopy::of(folder / clip, {}, output, settings, 0);
@@ -221,8 +227,10 @@ TEST(SoundCopyTest, OtherKindsOfSoundAreNotCopied) {
     EXPECT_FALSE(copyOf(vp8 + "-frame_duration 60", "a.webm", "o.webm")) << "packets of another length";
     EXPECT_FALSE(copyOf(vp8, "a.webm", "o.mkv")) << "another codec";
     // A gap in the times.
-    ffmpeg("-f lavfi -i testsrc2=s=64x48:r=25 -f lavfi -i sine=r=48000 -t 0.6 -pix_fmt yuv420p -af "
-           "\"asetpts='if(gte(N,12),PTS+4800,PTS)'\" -c:a aac -ac 2 " + folder / "gap.mkv");
+    ffmpeg(
+        "-f lavfi -i testsrc2=s=64x48:r=25 -f lavfi -i sine=r=48000 -t 0.6 -pix_fmt yuv420p -af "
+        "\"asetpts='if(gte(N,12),PTS+4800,PTS)'\" -c:a aac -ac 2 " +
+        folder / "gap.mkv");
     EXPECT_FALSE(SoundCopy::of(folder / "gap.mkv", {}, "o.mp4", soundSettings(), 0));
 }
 

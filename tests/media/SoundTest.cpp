@@ -233,9 +233,11 @@ TEST(SoundTest, MonoKeepsItsLevelOnBothEars) {
 /// A movie of 4 s whose sound is a sweep, its packets' times changed by an expression of FFmpeg's.
 std::string retimed(const TempDir& dir, const std::string& times) {
     const std::string plain = dir / "plain.mkv";
-    ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=4 -f lavfi -i aevalsrc='0.5*sin(2*PI*(300*t+80*t*t))':d=4:s=48000 "
-           "-c:v libx264 -c:a pcm_s16le " +
-           plain);
+    ffmpeg(
+        "-f lavfi -i testsrc=s=64x48:r=25:d=4 -f lavfi -i "
+        "aevalsrc='0.5*sin(2*PI*(300*t+80*t*t))':d=4:s=48000 "
+        "-c:v libx264 -c:a pcm_s16le " +
+        plain);
     const std::string changed = dir / "changed.mkv";
     ffmpeg("-i " + plain + " -map 0 -c copy -bsf:a \"setts=ts='" + times + "'\" " + changed);
     return changed;
@@ -258,7 +260,8 @@ TEST(SoundTest, AHoleOf300MillisecondsStaysAndOneOf60IsPlayedOver) {
     const std::vector<float> sound = leftChannel(hole, 4 * kRate);
     const auto quiet = [&](size_t from, size_t count) {
         return std::all_of(sound.begin() + static_cast<ptrdiff_t>(from),
-                           sound.begin() + static_cast<ptrdiff_t>(from + count), [](float v) { return v == 0.0F; });
+                           sound.begin() + static_cast<ptrdiff_t>(from + count),
+                           [](float v) { return v == 0.0F; });
     };
     size_t silent = 0;
     for (size_t i = kRate; i + 480 < 3 * kRate; i += 480) silent += quiet(i, 480) ? 1 : 0;
@@ -267,7 +270,8 @@ TEST(SoundTest, AHoleOf300MillisecondsStaysAndOneOf60IsPlayedOver) {
     const std::vector<float> played = leftChannel(brief, 4 * kRate);
     for (size_t i = 2 * kRate; i + 480 < 3 * kRate; i += 480)
         EXPECT_TRUE(std::any_of(played.begin() + static_cast<ptrdiff_t>(i),
-                                played.begin() + static_cast<ptrdiff_t>(i + 480), [](float v) { return v != 0.0F; }));
+                                played.begin() + static_cast<ptrdiff_t>(i + 480),
+                                [](float v) { return v != 0.0F; }));
 }
 
 /// How strong a tone is in a run of samples, in dB of full scale.
@@ -278,7 +282,8 @@ double toneDb(const std::vector<float>& sound, double hertz) {
         const double angle = 2 * M_PI * hertz * static_cast<double>(i) / kRate;
         // A window whose lobes fall quickly, so that a strong neighbour does not show.
         const double x = 2 * M_PI * (static_cast<double>(i) + 0.5) / n;
-        const double window = 0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x);
+        const double window =
+            0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x);
         re += window * static_cast<double>(sound[i]) * std::cos(angle);
         im += window * static_cast<double>(sound[i]) * std::sin(angle);
         all += window;
@@ -293,7 +298,8 @@ TEST(SoundTest, ImagesAndAliasesOfResamplingAreBelowMinus90Decibels) {
         double tone, heard;
     };
     // 20 kHz mirrored at half of 44.1 kHz comes back at 23.9 kHz; 24.8 kHz mirrored at 24 kHz at 23.2 kHz.
-    for (const Case& now : {Case{44100, 20000, 23900}, Case{96000, 24800, 23200}, Case{32000, 14000, 18000}}) {
+    for (const Case& now :
+         {Case{44100, 20000, 23900}, Case{96000, 24800, 23200}, Case{32000, 14000, 18000}}) {
         ffmpeg("-f lavfi -i testsrc=s=64x48:r=25:d=1 -f lavfi -i aevalsrc='0.5*sin(2*PI*" +
                std::to_string(now.tone) + "*t)':d=1:s=" + std::to_string(now.rate) +
                " -c:v libx264 -c:a pcm_f32le " + dir / "tone.mkv");

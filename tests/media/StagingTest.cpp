@@ -255,10 +255,11 @@ TEST(StagingTest, RootKeepsOwnerAndGroupAndOthersTightenWhatTheyCannotKeep) {
         EXPECT_EQ(readFile(dir / "a"), "new");
     }
     ASSERT_EQ(chmod((dir / "a").c_str(), 0444), 0);
-    EXPECT_EQ(asNobody([&] {
-                  return static_cast<int>(failureOf([&] { checkTarget(dir / "a", true); }, "write-protected"));
-              }),
-              static_cast<int>(MediaErrorCode::notWritable));
+    EXPECT_EQ(
+        asNobody([&] {
+            return static_cast<int>(failureOf([&] { checkTarget(dir / "a", true); }, "write-protected"));
+        }),
+        static_cast<int>(MediaErrorCode::notWritable));
 }
 
 TEST(StagingTest, AFolderThatMayBeWrittenButNotReadIsGoodEnough) {

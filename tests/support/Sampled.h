@@ -1,5 +1,5 @@
-// Whether this program runs slowly, in an emulator or with a sanitizer: sweeps whose points all take the same way then try
-// fewer of them. No expectation depends on it, and the release build tries them all.
+// Whether this program runs slowly, in an emulator or with a sanitizer: sweeps whose points all take the same
+// way then try fewer of them. No expectation depends on it, and the release build tries them all.
 #pragma once
 
 #include <cstdlib>

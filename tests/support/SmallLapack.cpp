@@ -1,7 +1,7 @@
 // The two LAPACK routines that the projection calls, for targets without a LAPACK package: LU factorisation
-// with partial pivoting and the solve with its factors, unblocked, column-major, single precision. Last digits
-// may differ from other LAPACK builds; results that must agree everywhere use identities.
-// Formulas: Golub and Van Loan, Matrix Computations, algorithm 3.4.1.
+// with partial pivoting and the solve with its factors, unblocked, column-major, single precision. Last
+// digits may differ from other LAPACK builds; results that must agree everywhere use identities. Formulas:
+// Golub and Van Loan, Matrix Computations, algorithm 3.4.1.
 
 #include <cmath>
 #include <cstddef>
@@ -34,8 +34,8 @@ void sgetrf_(const int* m, const int* n, float* a, const int* lda, int* ipiv, in
     }
 }
 
-void sgetrs_(const char*, const int* n, const int* nrhs, const float* a, const int* lda, const int* ipiv, float* b,
-             const int* ldb, int* info) {
+void sgetrs_(const char*, const int* n, const int* nrhs, const float* a, const int* lda, const int* ipiv,
+             float* b, const int* ldb, int* info) {
     const int order = *n;
     const auto at = [&](int row, int column) { return a[static_cast<std::ptrdiff_t>(column) * *lda + row]; };
     *info = 0;

@@ -12,7 +12,7 @@ namespace tumblewash {
 
 using imagelib::FetchPoints;
 using imagelib::FieldRows;
-using kernels::leavePixel;
+using kernels::kLeavePixel;
 using kernels::warpIndexRowScalar;
 using kernels::WarpShape;
 
@@ -35,7 +35,7 @@ using test::randomUnit;
             warpIndexRowScalar(shape, rows.red(), rows.green(), y, 0, shape.stride, expected.data());
             const std::int32_t* got = points.row(y, first, end);
             for (int x = first; x < end; ++x) {
-                const std::int32_t index = got == nullptr ? leavePixel : got[x];
+                const std::int32_t index = got == nullptr ? kLeavePixel : got[x];
                 if (index != expected[static_cast<std::size_t>(x)]) {
                     return ::testing::AssertionFailure()
                            << shape.stride << '/' << shape.width << 'x' << shape.height << " strength "
