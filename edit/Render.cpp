@@ -7,12 +7,12 @@
 #include <chrono>
 #include <optional>
 #include <span>
-#include <thread>
 
 #include "edit/Errors.h"
 #include "edit/Outputs.h"
 #include "edit/Sound.h"
 #include "edit/Soundtrack.h"
+#include "edit/Threads.h"
 #include "edit/Transition.h"
 #include "media/Quoting.h"
 #include "media/SoundCopy.h"
@@ -42,11 +42,6 @@ using Clock = std::chrono::steady_clock;
 
 double since(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// Decoding and encoding keep about one core busy; the others render.
-int sessionsFor(const RenderSettings& o) {
-    return o.threads > 0 ? o.threads : static_cast<int>(std::thread::hardware_concurrency()) - 1;
 }
 
 /// The smallest picture that an effect takes, transparent black.
@@ -281,8 +276,7 @@ class Pass {
         const Clock::time_point start = Clock::now();
         TransitionJob job = jobOf(segment);
         const Placement placement = placementOf(job.effect);
-        const int sessions = std::clamp(sessionsFor(settings_), 1,
-                                        static_cast<int>(std::min<std::int64_t>(segment.count, 64)));
+        const int sessions = sessionsFor(settings_.threads, segment.count);
         PictureRef key;
         if (placement == Placement::Halves)
             key = settings_.soundOnly ? blank_
@@ -293,7 +287,7 @@ class Pass {
                                              reachesBeyondWhite(key));
         ParallelRenderer renderer(request_.module, job, sessions, key, settings_.cancel);
         renderer.submit(std::move(first.a), std::move(first.b));
-        ReportedTransition told = reported(segment, job, sessions);
+        ReportedTransition told = reported(segment, job, std::max(1, sessions));
         const AudioPolicy policy = seamOf(segment).sound;
         SoundRamp ramp(momentBefore(placement), rampShape(policy), request_.writer.channels);
         std::int64_t submitted = 1;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 
 #include "edit/Chapters.h"
@@ -19,6 +18,7 @@
 #include "edit/ResultShape.h"
 #include "edit/Seams.h"
 #include "edit/SoundCopying.h"
+#include "edit/Threads.h"
 #include "media/MusicFile.h"
 #include "media/Quoting.h"
 #include "media/Staging.h"
@@ -86,8 +86,7 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     s.height = request.size.height;
     s.fit = fitOf(edit, false);
     s.rate = request.rate;
-    // Each reader decodes in a thread of its own; more of them per clip pay only where cores are many.
-    s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
+    settleThreads(settings.threads, s);
     // Nobody takes pictures where sound alone is rendered, or nothing.
     if (settings.soundOnly || settings.planOnly) s.prefetch = 0;
     s.cancel = settings.cancel;
@@ -415,6 +414,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     ColourWishes wishes = wishesFor(edit, settings);
     writer.keepAlpha = wishes.alpha;
     writer.cancel = settings.cancel;
+    settleThreads(settings.threads, writer);
     const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
     checkOutputs(settings, inputs);
     for (const std::string& file : {settings.report, settings.mlt})

@@ -33,9 +33,10 @@ struct RenderSettings {
     std::string mlt;
     std::vector<std::string> reads;  ///< files read besides the clips: the edit's own
     std::string plugin;              ///< a module instead of the built-in one
-    int threads = 0;                 ///< sessions side by side; 0 means as many as there are cores
-    bool planOnly = false;           ///< nothing is going to be rendered: what takes long is left out
-    bool proxy = false;              ///< render as a quick preview
+    int threads = 0;  ///< each of decoding, rendering and encoding may use; 0: by the machine; 1: everything
+                      ///< runs in the caller's thread
+    bool planOnly = false;  ///< nothing is going to be rendered: what takes long is left out
+    bool proxy = false;     ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
     bool soundOnly = false;      ///< render the sound, for a piece or a fingerprint without pictures

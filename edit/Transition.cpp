@@ -38,6 +38,10 @@ struct Task {
     bool deep = false;  ///< shown over deep pixels, whatever the session made of it
 };
 
+Refusal interruptedWhileRendering() {
+    return Refusal(Problem::Interrupted, "interrupted while rendering");
+}
+
 }  // namespace
 
 SessionSettings sessionSettings(const TransitionJob& job) {
@@ -84,6 +88,7 @@ struct ParallelRenderer::Impl {
     std::int64_t taken = 0;
     bool closing = false;
     bool deepNow = false;  ///< of what is submitted
+    bool inCaller = false;
 
     bool leavesTheRange(const PictureRef& picture) const {
         return !morph && job.ownEffects && reachesBeyondWhite(picture);
@@ -169,7 +174,7 @@ struct ParallelRenderer::Impl {
             }
             const std::int64_t number = task.frame;
             try {
-                if (cancel && cancel->load()) return stop(nullptr);
+                if (cancelled()) throw interruptedWhileRendering();
                 TransitionFrame frame = render(worker, std::move(task));
                 const std::scoped_lock hold(lock);
                 done.emplace(number, std::move(frame));
@@ -180,13 +185,12 @@ struct ParallelRenderer::Impl {
         }
     }
 
-    void stop(std::exception_ptr problem) {
+    bool cancelled() const { return cancel != nullptr && cancel->load(); }
+
+    void stop(const std::exception_ptr& problem) {
         {
             const std::scoped_lock hold(lock);
-            if (!failure)
-                failure = problem ? problem
-                                  : std::make_exception_ptr(
-                                        Refusal(Problem::Interrupted, "interrupted while rendering"));
+            if (!failure) failure = problem;
         }
         changed.notify_all();
     }
@@ -222,6 +226,8 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
         worker.session = std::make_unique<Session>(module, sessionSettings(job), *worker.source);
         worker.session->open();
     }
+    impl_->inCaller = sessions < 1;
+    if (impl_->inCaller) return;
     for (Impl::Worker& worker : impl_->workers)
         worker.thread = std::thread([impl = impl_.get(), &worker] { impl->work(worker); });
 }
@@ -229,6 +235,7 @@ ParallelRenderer::ParallelRenderer(const PluginModule& module, const TransitionJ
 ParallelRenderer::~ParallelRenderer() = default;
 
 std::size_t ParallelRenderer::window() const noexcept {
+    if (impl_->inCaller) return 1;
     const TransitionJob& job = impl_->job;
     const std::size_t workers = impl_->workers.size();
     return media::mayWait(media::isDeep(job.layout), job.size.width, job.size.height, workers + 1, workers);
@@ -247,6 +254,12 @@ void ParallelRenderer::submit(PictureRef a, PictureRef b) {
 }
 
 TransitionFrame ParallelRenderer::take() {
+    if (impl_->inCaller) {
+        if (impl_->cancelled()) throw interruptedWhileRendering();
+        Task task = std::move(impl_->tasks.front());
+        impl_->tasks.pop_front();
+        return impl_->render(impl_->workers.front(), std::move(task));
+    }
     std::unique_lock hold(impl_->lock);
     const std::int64_t number = impl_->taken++;
     impl_->changed.wait(hold, [&] { return impl_->failure || impl_->done.contains(number); });

@@ -57,11 +57,11 @@ struct TransitionFrame {
 /// its levels and its clip record only.
 host::SessionSettings sessionSettings(const TransitionJob& job);
 
-/// Renders in threads of its own. One thread submits and takes.
+/// Renders in threads of its own, or in the caller's. One thread submits and takes.
 class ParallelRenderer {
   public:
-    /// Opens `sessions` sessions (at least 1). `key` is the last frame of a morph, empty for others.
-    /// Throws HostError or Refusal.
+    /// Opens `sessions` sessions with a thread each; 0: one without, which renders within `take`. `key` is
+    /// the last frame of a morph, empty for others. Throws HostError or Refusal.
     ParallelRenderer(const host::PluginModule& module, const TransitionJob& job, int sessions,
                      media::PictureRef key = {}, const std::atomic<bool>* cancel = nullptr);
     ~ParallelRenderer();

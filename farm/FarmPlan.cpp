@@ -123,7 +123,7 @@ FarmPlan planOf(const edit::Edit& edit, const edit::MovieRequest& request, const
     plan.sound = request.sound;
     plan.sampleRate = request.writer.sampleRate;
     plan.channels = request.writer.channels;
-    plan.threads = media::usualEncoderThreads();
+    plan.threads = request.writer.threads > 0 ? request.writer.threads : media::usualEncoderThreads();
     plan.colour = request.writer.colour.value_or(media::MovieColour());
     plan.reader = request.reader;
     plan.frames = request.plan.frames;

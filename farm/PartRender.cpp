@@ -13,6 +13,7 @@
 #include "edit/Outputs.h"
 #include "edit/Render.h"
 #include "edit/Seams.h"
+#include "edit/Threads.h"
 #include "media/Pattern.h"
 #include "media/Quoting.h"
 
@@ -50,14 +51,14 @@ edit::FramePlan framePlanOf(const FarmPlan& plan, const std::vector<edit::Settle
     return frames;
 }
 
-ReaderSettings readingOf(const FarmPlan& plan, bool fingerprints, media::CancelFlag cancel) {
+ReaderSettings readingOf(const FarmPlan& plan, bool fingerprints, int threads, media::CancelFlag cancel) {
     ReaderSettings reader = plan.reader;
     reader.width = plan.size.width;
     reader.height = plan.size.height;
     reader.rate = plan.rate;
     reader.sampleRate = plan.sampleRate;
     reader.channels = plan.channels;
-    reader.threads = std::thread::hardware_concurrency() < 4 ? 1 : 0;
+    edit::settleThreads(threads, reader);
     reader.cancel = cancel;
     if (fingerprints) {
         // As a run reads them that makes fingerprints of everything.
@@ -82,14 +83,14 @@ Clip clipOf(const FarmPlan& plan, std::size_t i, ReaderSettings reader, media::F
 }
 
 /// What one part of the pictures needs. No file is opened.
-MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fingerprints,
+MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fingerprints, int threads,
                        media::CancelFlag cancel) {
     MovieRequest request(edit::openPlugin(""));
     request.seams = seamsOf(plan, request.module);
     request.size = plan.size;
     request.rate = plan.rate;
     request.fields = fingerprints ? media::FieldOrder::progressive : plan.fields;
-    request.reader = readingOf(plan, fingerprints, cancel);
+    request.reader = readingOf(plan, fingerprints, threads, cancel);
     for (std::size_t i = 0; i < plan.clips.size(); ++i)
         request.clips.push_back(clipOf(plan, i, request.reader, request.fields));
     edit::settleMoves(plan.edit, request);
@@ -98,6 +99,8 @@ MovieRequest requestOf(const FarmPlan& plan, const PartBounds& bounds, bool fing
     request.end = bounds.first + bounds.frames;
     request.writer = writerOf(plan);
     media::WriterSettings& writer = request.writer;
+    edit::settleThreads(threads, writer);
+    writer.threads = plan.threads;
     writer.sound = false;
     writer.fields = request.fields;
     if (fingerprints) writer.colour.reset();
@@ -125,7 +128,7 @@ std::set<std::size_t> clipsOf(const FarmPlan& plan, int number) {
         return needed;
     }
     const PartBounds bounds = boundsOf(plan, number);
-    const MovieRequest request = requestOf(plan, bounds, false, nullptr);
+    const MovieRequest request = requestOf(plan, bounds, false, 0, nullptr);
     for (const Segment& segment : request.plan.segments) {
         if (segment.first + segment.count <= request.first || segment.first >= request.end) continue;
         for (const int clip : {segment.clipA, segment.clipB})
@@ -224,8 +227,9 @@ PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& sett
     render.soundOnly = number == kSoundPart;
     render.force = settings.force;
     const auto requestFor = [&] {
-        return number == kSoundPart ? soundRequestOf(plan, render)
-                                    : requestOf(plan, bounds, fingerprints, settings.cancel);
+        return number == kSoundPart
+                   ? soundRequestOf(plan, render)
+                   : requestOf(plan, bounds, fingerprints, settings.threads, settings.cancel);
     };
     if (fingerprints) {
         render.output = settings.output;

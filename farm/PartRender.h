@@ -16,7 +16,7 @@ namespace tumblewash::farm {
 struct PartSettings {
     std::string output;  ///< a folder of parts, or `md5:` or `md5:FILE`
     bool force = false;  ///< render again what is done already; replace an old file of fingerprints
-    int threads = 0;     ///< frames of a transition side by side; 0: by the machine
+    int threads = 0;     ///< as `RenderSettings`, but for the encoder, whose threads the plan fixes
     media::CancelFlag cancel = nullptr;
     std::function<void(std::int64_t done)> advance;  ///< frames that are finished; may be empty
 };

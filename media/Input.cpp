@@ -295,7 +295,7 @@ StreamDecoder::StreamDecoder(InputFile& file, int stream, AVMediaType kind, int 
     if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) throw std::bad_alloc();
     codec_->pkt_timebase = stream_->time_base;
     if (onDamage != OnDamage::patch) codec_->err_recognition |= AV_EF_EXPLODE;
-    const int wanted = threads > 0 ? threads : std::clamp(av_cpu_count(), 1, kMaxDecoderThreads);
+    const int wanted = std::clamp(threads > 0 ? threads : av_cpu_count(), 1, kMaxDecoderThreads);
     codec_->thread_count = wanted;
     if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
         if (!memory_.fitsLimits(parameters.width, parameters.height))

@@ -112,7 +112,7 @@ bool needsEvenSize(const std::string& output) {
 struct Writer::Impl {
     Impl(const std::string& name, const WriterSettings& wanted)
         : output(name), settings(wanted), kind(sinkKindOf(name)), sink(kind.make(name, wanted)) {
-        worker = std::thread([this] { work(); });
+        if (settings.ownThread) worker = std::thread([this] { work(); });
     }
     ~Impl() { stop(); }
     Impl(const Impl&) = delete;
@@ -120,6 +120,7 @@ struct Writer::Impl {
 
     size_t width() const noexcept { return static_cast<size_t>(settings.channels); }
     void work();
+    void encode(const Item& item);
     void stop();
     void push(Item item);
     void waitUntilDone();
@@ -164,22 +165,12 @@ void Writer::Impl::work() {
         changed.notify_all();
         lock.unlock();
         std::exception_ptr problem;
-        const auto began = std::chrono::steady_clock::now();
         try {
-            if (const auto* picture = std::get_if<PictureRef>(&item))
-                sink->picture(*picture);
-            else if (std::holds_alternative<Copied>(item))
-                sink->copiedPicture();
-            else if (const auto& [samples, own] = std::get<Sound>(item); own)
-                sink->ownSamples(samples.data(), samples.size() / width());
-            else
-                sink->samples(samples.data(), samples.size() / width());
+            encode(item);
         } catch (...) {
             problem = std::current_exception();
         }
-        const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
         lock.lock();
-        (std::holds_alternative<Sound>(item) ? soundSeconds : pictureSeconds) += took;
         busy = false;
         if (problem) {
             failure = problem;
@@ -188,6 +179,22 @@ void Writer::Impl::work() {
         changed.notify_all();
         if (problem) return;
     }
+}
+
+/// Hands one item to the sink, and notes what it took.
+void Writer::Impl::encode(const Item& item) {
+    const auto began = std::chrono::steady_clock::now();
+    if (const auto* picture = std::get_if<PictureRef>(&item))
+        sink->picture(*picture);
+    else if (std::holds_alternative<Copied>(item))
+        sink->copiedPicture();
+    else if (const auto& [samples, own] = std::get<Sound>(item); own)
+        sink->ownSamples(samples.data(), samples.size() / width());
+    else
+        sink->samples(samples.data(), samples.size() / width());
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    const std::lock_guard lock(mutex);
+    (std::holds_alternative<Sound>(item) ? soundSeconds : pictureSeconds) += took;
 }
 
 void Writer::Impl::stop() {
@@ -206,6 +213,15 @@ void Writer::Impl::throwFailure() {
 }
 
 void Writer::Impl::push(Item item) {
+    if (!settings.ownThread) {
+        throwFailure();
+        try {
+            return encode(item);
+        } catch (...) {
+            failure = std::current_exception();
+            throw;
+        }
+    }
     std::unique_lock lock(mutex);
     throwFailure();
     const bool deep = settings.colour && settings.colour->depth > 8;

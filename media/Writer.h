@@ -66,6 +66,7 @@ struct WriterSettings {
     SoundCodec soundCodec = SoundCodec::usual;
     int soundBits = 0;          ///< of a sample of `pcm` and `flac`: 16 or 24
     int threads = 0;            ///< encoder threads, 0: `usualEncoderThreads`
+    bool ownThread = true;      ///< encode in a thread of the writer's own; false: within each call
     Piece piece = Piece::none;  ///< movies: not the file but a piece of it goes into `pieceFile`
     std::string pieceFile;
     int64_t firstPicture = 0;  ///< fingerprints: the number of the first picture
@@ -74,6 +75,7 @@ struct WriterSettings {
 
 /// One open output. Movable, not copyable. One thread may use it at a time; encoding runs in a thread of its
 /// own behind a short queue, so a call may wait for it. Errors of that thread are thrown by the next call.
+/// With `ownThread` false nothing runs beside the caller, and errors are thrown by the call itself.
 class Writer {
   public:
     /// `output` is FILE.mp4, FILE.mov, FILE.mkv (H.264 or another codec of `movieKinds`, AAC), FILE.webm (VP9

@@ -20,7 +20,7 @@ class RenderTest : public testing::Test {
   protected:
     Report render(const Edit& edit, RenderSettings settings, const RenderHooks& hooks = {}) {
         if (settings.output.empty()) settings.output = "md5:" + sums();
-        settings.threads = 2;
+        if (settings.threads == 0) settings.threads = 2;
         MovieRequest request = prepareMovie(edit, settings);
         Report report = beginReport(edit, settings, request);
         renderMovie(settings, request, report, hooks);
@@ -119,12 +119,15 @@ TEST_F(RenderTest, AFrameThatAModuleRefusesEndsTheTransition) {
     job.size = {32, 32};
     job.frames = job.framesA = job.framesB = 8;
     job.direction = kPluginDirectionLeft;
-    ParallelRenderer renderer(module, job, 2);
     const PictureRef picture = MediaFolder::picture(32, 50);
-    for (int i = 0; i < 3; ++i) renderer.submit(picture, picture);
-    const Refused refused = refusedBy([&] { renderer.take(); });
-    EXPECT_EQ(refused.problem, Problem::RenderFailed);
-    EXPECT_THAT(refused.words, testing::ContainsRegex("^wash-away: frame [0-2] of 8 cannot be rendered: "));
+    for (const int sessions : {0, 2}) {
+        ParallelRenderer renderer(module, job, sessions);
+        for (int i = 0; i < 3; ++i) renderer.submit(picture, picture);
+        const Refused refused = refusedBy([&] { renderer.take(); });
+        EXPECT_EQ(refused.problem, Problem::RenderFailed);
+        EXPECT_THAT(refused.words,
+                    testing::ContainsRegex("^wash-away: frame [0-2] of 8 cannot be rendered: "));
+    }
 }
 
 TEST_F(RenderTest, ARaisedFlagEndsATransition) {
@@ -134,10 +137,60 @@ TEST_F(RenderTest, ARaisedFlagEndsATransition) {
     job.size = {32, 32};
     job.frames = job.framesA = job.framesB = 8;
     const std::atomic<bool> flag{true};
-    ParallelRenderer renderer(module, job, 1, {}, &flag);
     const PictureRef picture = MediaFolder::picture(32, 50);
-    renderer.submit(picture, picture);
-    EXPECT_EQ(refusedBy([&] { renderer.take(); }).problem, Problem::Interrupted);
+    for (const int sessions : {0, 1}) {
+        ParallelRenderer renderer(module, job, sessions, {}, &flag);
+        renderer.submit(picture, picture);
+        EXPECT_EQ(refusedBy([&] { renderer.take(); }).problem, Problem::Interrupted);
+    }
+}
+
+std::ptrdiff_t threadsNow() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+TEST_F(RenderTest, OneThreadIsTheCallersThroughout) {
+    ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i testsrc2=size=64x48:rate=25 -f lavfi -i sine -t 1 "
+                           "-c:v libx264 -c:a aac '" +
+                           folder_.path("clip.mp4") + "'")
+                              .c_str()),
+              0);
+    const Edit edit = joined({folder_.path("clip.mp4"), folder_.path("clip.mp4")}, "tumble-away", 8);
+    RenderSettings settings;
+    for (const char* const name : {"out.mp4", "out.png", "sums"}) {
+        settings.output = name == std::string("sums")      ? "md5:" + sums()
+                          : name == std::string("out.png") ? folder_.path("%03d.png")
+                                                           : folder_.path(name);
+        const auto most = [&](int threads) {
+            settings.threads = threads;
+            settings.force = true;
+            const std::ptrdiff_t before = threadsNow();
+            std::ptrdiff_t seen = 0;
+            RenderHooks hooks;
+            hooks.advance = [&](std::int64_t) { seen = std::max(seen, threadsNow() - before); };
+            EXPECT_EQ(render(edit, settings, hooks).frames, 42);
+            return seen;
+        };
+        EXPECT_EQ(most(1), 0) << name;
+        EXPECT_GT(most(2), 0) << name;
+    }
+}
+
+TEST_F(RenderTest, WhatGoesWrongInTheCallersThreadIsTheSameFailure) {
+    std::filesystem::create_directory(folder_.path("sub"));
+    RenderSettings settings;
+    settings.threads = 1;
+    settings.output = "md5:" + folder_.path("sub/sums");
+    RenderHooks hooks;
+    hooks.advance = [&](std::int64_t) { std::filesystem::remove_all(folder_.path("sub")); };
+    const Edit edit = joined({folder_.photo("a.png")});
+    EXPECT_EQ(refusedBy([&] { render(edit, settings, hooks); }).problem, Problem::RenderFailed);
+    std::atomic<bool> flag{false};
+    settings.cancel = &flag;
+    settings.output = "";
+    hooks.advance = [&](std::int64_t done) { flag = flag || done == 2; };
+    EXPECT_EQ(refusedBy([&] { render(edit, settings, hooks); }).problem, Problem::Interrupted);
+    EXPECT_FALSE(written());
 }
 
 }  // namespace
