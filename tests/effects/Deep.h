@@ -98,6 +98,14 @@ inline Bytes noiseFrame(int width, int height, std::mt19937& random) {
     return frame;
 }
 
+/// All four channels random, at no position twice the same with any likelihood.
+inline Deep noiseDeep(int width, int height, int gap, std::mt19937& random) {
+    const auto word = [&random] { return static_cast<std::uint16_t>(random()); };
+    Deep picture(width, height, gap);
+    picture.fill([&](int, int) { return DeepPixel{word(), word(), word(), word()}; });
+    return picture;
+}
+
 /// The same picture in deep pixels.
 inline Deep deepened(const Bytes& frame, const DeepRange& range = {}, int gap = 0) {
     Deep deep(frame.width, frame.height, gap);
