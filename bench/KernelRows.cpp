@@ -14,6 +14,7 @@
 #include "ImageLib/kernels/InstructionSet.h"
 #include "ImageLib/kernels/ProjectRow.h"
 #include "ImageLib/kernels/WarpRow.h"
+#include "bench/Kernel.h"
 #include "bench/Rows.h"
 #include "bench/Yardsticks.h"
 
@@ -25,33 +26,6 @@ using kernels::InstructionSet;
 
 /// Rows of a picture: enough for a kernel that reads its neighbours, few enough for the nearest cache.
 constexpr int kRowCount = 8;
-
-/// Adds a row for each version of a kernel: how many times faster it is than the scalar sibling, `scalar`,
-/// and for the best one also than OpenCV's routine over the same rows, where there is such a routine.
-class Kernel {
-  public:
-    Kernel(Table& table, std::string name, int width)
-        : table_(table), name_("kernel, " + std::move(name)), size_(" " + std::to_string(width)) {}
-
-    template <class Version, class Scalar>
-    void beside(Version version, Scalar scalar) const {
-        for (const InstructionSet set : kernels::instructionSets())
-            table_.add(
-                name_ + " " + kernels::nameOf(set) + size_, [&] { version(set); }, "scalar sibling", scalar,
-                Aim::shown, 0.0);
-    }
-    template <class Version>
-    void besideOpenCv(Version version, const std::string& theirName,
-                      const std::function<void()>& theirs) const {
-        table_.add(
-            name_ + size_, [&] { version(InstructionSet::best); }, theirName, theirs, Aim::shown, 0.0);
-    }
-
-  private:
-    Table& table_;
-    std::string name_;
-    std::string size_;
-};
 
 /// Positions along a row that slants a little, between pixels.
 struct Positions {
@@ -247,6 +221,7 @@ void addKernels(Table& table, int width) {
     addWarp(table, width, from, to);
     addField(table, width);
     addMotion(table, width, from, to);
+    addConversions(table, width);
 }
 
 }  // namespace tumblewash::bench

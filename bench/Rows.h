@@ -30,5 +30,7 @@ void addDeep(Table& table, int width, int height);
 void addComposition(Table& table, int width, int height);
 /// Kernels, each version beside its scalar sibling; the rows are this wide.
 void addKernels(Table& table, int width);
+/// Those that add up packed pixels or change their colours or layout.
+void addConversions(Table& table, int width);
 
 }  // namespace tumblewash::bench
