@@ -126,6 +126,9 @@ void addWarp(Table& table, int width, Picture& from, Picture& to) {
         green{nullptr, nullptr, 0.0F, 0.0F};
     std::vector<std::int32_t> index(moved.size());
     std::vector<int> undecided(moved.size() + 16);
+    // The rows about fetches need the indices, whichever rows are wanted.
+    kernels::estimateIndexRowScalar(shape, red, green, 0.4F, 0.6F, 1, 0, width, index.data(),
+                                    undecided.data());
     Kernel(table, "warp, estimates", width)
         .beside(
             [&](InstructionSet set) {

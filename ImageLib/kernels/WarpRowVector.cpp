@@ -219,6 +219,13 @@ HWY_ATTR int estimateIndexRow(const WarpShape& shape, const WarpEstimate& red, c
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
+/// The pixels that are fetched together: a vector where its length is known when compiling.
+#if HWY_HAVE_SCALABLE
+using Block = hn::FixedTag<std::uint32_t, 4>;
+#else
+using Block = hn::ScalableTag<std::uint32_t>;
+#endif
+
 /// What a row of fetches needs to know about its frame.
 struct Fetch {
     const unsigned char* even;  ///< the frame's first pixel
@@ -285,68 +292,73 @@ HWY_INLINE bool fetchNeighbours(const Fetch&, const std::int32_t*, unsigned char
 
 #endif
 
-/// Fetches `count` (even) pixels of both fields as they are, two to a store.
-HWY_INLINE void fetchSingly(const Fetch& from, const std::int32_t* index, int count, unsigned char* even,
-                            unsigned char* odd) {
-    for (int i = 0; i < count; i += 2) {
-        const auto first = std::ptrdiff_t{index[i]} * 4;
-        const auto second = std::ptrdiff_t{index[i + 1]} * 4;
-        const auto to = std::ptrdiff_t{i} * 4;
-        const std::uint64_t upper =
-            loadPixel(from.even + first) | std::uint64_t{loadPixel(from.even + second)} << 32;
-        const std::uint64_t lower = loadPixel(from.odd + first) | std::uint64_t{loadPixel(from.odd + second)}
-                                                                      << 32;
-        std::memcpy(even + to, &upper, sizeof upper);
-        std::memcpy(odd + to, &lower, sizeof lower);
+/// Pixels of both fields.
+template <class D>
+struct Fetched {
+    hn::Vec<D> even, odd;
+};
+
+/// The pixels at the first lanes(d) indices, none of which is negative: loaded one by one and joined two by
+/// two. Nothing waits for a store, as pixels put together in memory would.
+template <class D>
+HWY_INLINE Fetched<D> fetchLanes(D d, const unsigned char* even, const unsigned char* odd,
+                                 const std::int32_t* index) {
+    if constexpr (hn::MaxLanes(d) == 1) {
+        const auto at = std::ptrdiff_t{*index} * 4;
+        return {hn::LoadU(d, reinterpret_cast<const std::uint32_t*>(even + at)),
+                hn::LoadU(d, reinterpret_cast<const std::uint32_t*>(odd + at))};
+    } else {
+        const hn::Half<D> half;
+        const auto low = fetchLanes(half, even, odd, index);
+        const auto high = fetchLanes(half, even, odd, index + hn::MaxLanes(half));
+        return {hn::Combine(d, high.even, low.even), hn::Combine(d, high.odd, low.odd)};
     }
 }
 
-/// Maps the alpha of the blocks of a row that begin at the given columns.
-HWY_INLINE void mapBlocks(const int* blocks, int count, unsigned char* row) {
-    const hn::ScalableTag<std::uint32_t> d;
-    for (int b = 0; b < count; ++b) {
-        auto* words = reinterpret_cast<std::uint32_t*>(row + std::ptrdiff_t{blocks[b]} * 4);
-        hn::StoreU(mapAlpha(d, hn::LoadU(d, words)), d, words);
+/// Fetches a block of any indices by loads, the zero pixel and those that are left alone among them.
+template <class D>
+HWY_INLINE void loadBlock(D d, const Fetch& from, const std::int32_t* index, unsigned char* even,
+                          unsigned char* odd) {
+    const hn::RebindToSigned<D> di;
+    const auto to = [](unsigned char* row) HWY_ATTR { return reinterpret_cast<std::uint32_t*>(row); };
+    const auto at = hn::LoadU(di, index);
+    const auto read = hn::Gt(at, hn::Set(di, kLeavePixel));
+    const auto readOdd = hn::And(read, hn::Lt(at, hn::Set(di, from.pastOdd)));
+    if (HWY_LIKELY(hn::AllTrue(di, readOdd))) {
+        const auto pixels = fetchLanes(d, from.even, from.odd, index);
+        hn::StoreU(mapAlpha(d, pixels.even), d, to(even));
+        hn::StoreU(mapAlpha(d, pixels.odd), d, to(odd));
+        return;
     }
+    const auto written = hn::Ne(at, hn::Set(di, kLeavePixel));
+    if (hn::AllFalse(di, written)) return;
+    const auto fetch = [&](const unsigned char* field, auto lanes, unsigned char* row) HWY_ATTR {
+        // The first pixel stands in for those that are not read.
+        HWY_ALIGN std::int32_t readable[hn::MaxLanes(di)];
+        hn::Store(hn::IfThenElseZero(lanes, at), di, readable);
+        const auto pixels = mapAlpha(d, fetchLanes(d, field, field, readable).even);
+        hn::BlendedStore(hn::IfThenElseZero(hn::RebindMask(d, lanes), pixels), hn::RebindMask(d, written), d,
+                         to(row));
+    };
+    fetch(from.even, read, even);
+    fetch(from.odd, readOdd, odd);
 }
 
 #endif
 
-// Blocks that cannot be picked from neighbours are fetched pixel by pixel, and their alpha is mapped by
-// vectors later, when the stores have reached the cache. Blocks in which some column is left alone or lacks
-// its odd row are few and go the scalar path.
 HWY_ATTR void warpFetchRowSingly(const WarpShape& shape, const unsigned char* frame,
                                  const std::int32_t* index, int count, unsigned char* even,
                                  unsigned char* odd) {
     int x = 0;
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    const hn::ScalableTag<std::int32_t> di;
-    const int lanes = static_cast<int>(hn::Lanes(di));
-    const auto leave = hn::Set(di, kLeavePixel);
+    const Block d;
     const Fetch from = fetchOf(shape, frame);
-    const auto pastOdd = hn::Set(di, from.pastOdd);
-    int waiting[64];
-    int waitingCount = 0;
+    constexpr int lanes = static_cast<int>(hn::MaxLanes(Block()));
     for (; x + lanes <= count; x += lanes) {
         const auto to = std::ptrdiff_t{x} * 4;
-        const auto i = hn::LoadU(di, index + x);
-        if (!hn::AllTrue(di, hn::And(hn::Gt(i, leave), hn::Lt(i, pastOdd)))) {
-            if (!hn::AllTrue(di, hn::Eq(i, leave))) {
-                warpFetchRowScalar(shape, frame, index + x, lanes, even + to, odd + to);
-            }
-            continue;
-        }
-        if (fetchNeighbours(from, index + x, even + to, odd + to)) continue;
-        fetchSingly(from, index + x, lanes, even + to, odd + to);
-        waiting[waitingCount++] = x;
-        if (waitingCount == 64) {
-            mapBlocks(waiting, waitingCount, even);
-            mapBlocks(waiting, waitingCount, odd);
-            waitingCount = 0;
-        }
+        if (!fetchNeighbours(from, index + x, even + to, odd + to))
+            loadBlock(d, from, index + x, even + to, odd + to);
     }
-    mapBlocks(waiting, waitingCount, even);
-    mapBlocks(waiting, waitingCount, odd);
 #endif
     const auto done = std::ptrdiff_t{x} * 4;
     warpFetchRowScalar(shape, frame, index + x, count - x, even + done, odd + done);
