@@ -138,6 +138,7 @@ void putRest(const Options& o, Edit& edit) {
     edit.output.crf = o.crf;
     if (!o.preset.empty()) edit.output.preset = o.preset;
     edit.output.colour = o.wishes;
+    edit.output.copyBodies = o.copyBodies;
     edit.still = EditTime{o.still, {}};
     if (o.hold)
         edit.hold = EditTime{*o.hold, {}};
@@ -186,7 +187,9 @@ Edit editOf(const Options& o) {
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: a folder of {} clips; {} takes one",
                                   media::quotedName(o.inputs.front()), edit.clips.size(), row.name));
-    if (o.command == Command::Join && edit.clips.size() < 2 && o.copyBodies == edit::CopyBodies::never)
+    using edit::CopyBodies;
+    if (o.command == Command::Join && edit.clips.size() < 2 &&
+        o.copyBodies.value_or(CopyBodies::never) == CopyBodies::never)
         throw Refusal(Problem::BadRequest, fmt::format("{} needs at least 2 inputs: tumblewash {} {}",
                                                        row.name, row.name, row.inputs));
     edit.opening = chosen(o.opening);

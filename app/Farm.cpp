@@ -133,10 +133,15 @@ void sayPartWords(const farm::PartWords& words, bool quiet) {
     for (const std::string& remark : words.remarks) say("{}", remark);
 }
 
-void refuseCopies(const Options& o) {
-    if (o.copyBodies != edit::CopyBodies::never)
+void refuseCopies(const Options& o, const edit::Edit& edit) {
+    using edit::CopyBodies;
+    if (o.copyBodies.value_or(CopyBodies::never) != CopyBodies::never)
         throw Refusal(Problem::BadRequest,
                       "--copy-bodies: parts are encoded whole; leave it out, or render without parts");
+    if (!o.copyBodies && edit.output.copyBodies == CopyBodies::always)
+        throw Refusal(Problem::BadRequest,
+                      "copyBodies: parts are encoded whole, and the edit says always; change it there, or "
+                      "render without parts");
 }
 
 bool wantsParts(const Options& o) {
@@ -150,7 +155,7 @@ bool wantsParts(const Options& o) {
 }
 
 void makeFarmPlan(const Options& o, const edit::Edit& edit) {
-    refuseCopies(o);
+    refuseCopies(o, edit);
     if (!o.plugin.empty())
         throw Refusal(Problem::BadRequest,
                       "--plugin: parts are rendered with the built-in transitions; leave it out");
@@ -167,6 +172,7 @@ void makeFarmPlan(const Options& o, const edit::Edit& edit) {
     settings.force = true;
     settings.planOnly = true;
     settings.longest = o.longest;
+    settings.copyBodies = edit::CopyBodies::never;
     settings.cancel = &interruptFlag();
     const edit::MovieRequest request = edit::prepareMovie(marked, settings);
     std::vector<std::string> remarks = request.remarks;
@@ -200,7 +206,7 @@ void renderPlanPart(const Options& o) {
             Problem::BadRequest,
             fmt::format("{}: is a plan of parts; give --part K, or start all with tumblewash submit",
                         quotedName(o.inputs.front())));
-    refuseCopies(o);
+    refuseCopies(o, plan.edit);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin", "--resume", "--codec",
                                "--depth", "--hdr", "--tone-map", "--alpha", "--parts", "--part-length"})
         if (isGiven(o, option))

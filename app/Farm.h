@@ -32,8 +32,8 @@ void showStatus(const Options& options);
 /// Says what is to be told of parts: damage always, the rest unless `quiet`.
 void sayPartWords(const farm::PartWords& words, bool quiet);
 
-/// Refuses --copy-bodies, which parts know nothing of. Throws Refusal (BadRequest).
-void refuseCopies(const Options& options);
+/// Refuses copies that were asked for, which parts know nothing of. Throws Refusal (BadRequest).
+void refuseCopies(const Options& options, const edit::Edit& edit);
 
 /// Where this very program lies, for scripts that start it.
 std::string ownProgram();

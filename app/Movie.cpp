@@ -148,7 +148,7 @@ void makeEdit(const Options& o, const Edit& edit) {
     const auto start = std::chrono::steady_clock::now();
     RenderSettings settings = settingsOf(o);
     settings.reads = o.inputs;
-    settings.planOnly = o.dryRun;
+    settings.planOnly = settings.tellCopies = o.dryRun;
     MovieRequest request = prepareMovie(edit, settings);
     Report report = beginReport(edit, settings, request);
     report.program = versionWords();
@@ -156,7 +156,11 @@ void makeEdit(const Options& o, const Edit& edit) {
     sayRemarks(request.remarks, o.quiet || o.output == "md5:");
     if (!o.quiet)
         for (const std::string& note : request.notes) say("tumblewash: {}", note);
-    if (o.dryRun) return printText(edit::timelineTable(edit, request));
+    if (o.dryRun) {
+        printText(edit::timelineTable(edit, request));
+        if (request.writer.copies) printText(edit::copyingTable(request));
+        return;
+    }
     if (!o.quiet && o.output != "md5:") sayLevels(request.levels);
     sayPlan(o, request);
     // Nothing of a run that fails is there to be found: the project stands when the movie does.

@@ -166,10 +166,7 @@ void storeToneMap(Options& o, const std::string& text) {
 }
 
 void storeCopyBodies(Options& o, const std::string& text) {
-    using edit::CopyBodies;
-    static constexpr edit::Word<CopyBodies> kWords[] = {
-        {"auto", CopyBodies::automatic}, {"always", CopyBodies::always}, {"never", CopyBodies::never}};
-    o.copyBodies = parseWord<CopyBodies>(text, kWords, "--copy-bodies");
+    o.copyBodies = parseWord(text, edit::copyBodiesWords(), "--copy-bodies");
 }
 
 void storePart(Options& o, const std::string& text) {
@@ -323,9 +320,8 @@ const OptionRow kOptions[] = {
     {"--only", "", "FROM..TO", ValueKind::Text, "", kOutputGroup,
      "render only this stretch of the result: 00:10..00:14, 250f..300f, ..5s", kExecute, storeOnly},
     {"--copy-bodies", "", "", ValueKind::OptionalChoice, "auto,always,never", kOutputGroup,
-     "copy what lies between seams as it is coded, without a loss, and encode the rest; auto, which the "
-     "option "
-     "alone means, renders clips that do not allow it in full, and always refuses them (default never)",
+     "copy what lies between seams as it is coded, without a loss, and encode the rest: where clips and "
+     "options allow it (auto), always or refuse, or never (default auto)",
      kExecute | kPlan, storeCopyBodies},
     {"--plot", "", "FILE.png", ValueKind::File, "", kOutputGroup,
      "draw the timeline: clips with pictures and sound, seams, times", kPlan,

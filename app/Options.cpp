@@ -120,7 +120,7 @@ void checkInputs(const Options& o, const CommandRow& row) {
     // A folder stands for what it holds, which is counted when it is read; one clip alone is a stretch of it,
     // cut without a loss.
     const bool folder = count == 1 && edit::isFolder(o.inputs.front());
-    const bool alone = folder || o.copyBodies != edit::CopyBodies::never;
+    const bool alone = folder || o.copyBodies.value_or(edit::CopyBodies::never) != edit::CopyBodies::never;
     const int fewest = o.command == Command::Join && !alone ? 2 : row.fewest;
     if (count < fewest)
         throw Refusal(

@@ -81,7 +81,11 @@ void makePlan(const Options& o) {
     RenderSettings settings;
     settings.plugin = o.plugin;
     settings.longest = o.longest;
+    // A document that is only written needs no look at the clips' packets.
+    const bool printed = (o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose;
+    const bool asked = o.copyBodies || edit.output.copyBodies;
     settings.copyBodies = o.copyBodies;
+    settings.tellCopies = printed || asked;
     settings.cancel = &interruptFlag();
     const MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);
@@ -104,9 +108,9 @@ void makePlan(const Options& o) {
         if (!o.quiet)
             say("{}: the timeline, {}x{}", media::quotedName(o.plot), picture.width(), picture.height());
     }
-    if ((o.output.empty() && o.plot.empty() && !o.quiet) || o.verbose)
-        printText(edit::timelineTable(edit, request));
-    if (request.copying && !o.quiet) printText(edit::copyingTable(request));
+    if (printed) printText(edit::timelineTable(edit, request));
+    if (request.copying && !o.quiet && (asked || !request.copying->expected))
+        printText(edit::copyingTable(request));
 }
 
 }  // namespace tumblewash::app

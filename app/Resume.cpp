@@ -33,12 +33,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void checkOptions(const Options& o) {
+void checkOptions(const Options& o, const edit::Edit& edit) {
     if (media::movieKindOf(o.output) == nullptr)
         throw Refusal(Problem::BadRequest,
                       fmt::format("--resume: only movies are rendered in parts; {} is not a movie",
                                   quotedName(o.output)));
-    refuseCopies(o);
+    refuseCopies(o, edit);
     for (const char* option : {"--only", "--mlt", "--report", "--proxy", "--plugin"})
         if (isGiven(o, option))
             throw Refusal(Problem::BadRequest,
@@ -53,6 +53,7 @@ FarmPlan planFor(const Options& o, const edit::Edit& said, std::vector<std::stri
     edit::RenderSettings settings = o;
     settings.reads = o.inputs;
     settings.planOnly = true;
+    settings.copyBodies = edit::CopyBodies::never;
     settings.cancel = &interruptFlag();
     const edit::MovieRequest request = edit::prepareMovie(edit, settings);
     sayRemarks(request.remarks, o.quiet);
@@ -114,7 +115,7 @@ void renderMissing(const Options& o, const FarmPlan& plan, const std::string& fo
 }  // namespace
 
 void resumeMovie(const Options& o, const edit::Edit& edit) {
-    checkOptions(o);
+    checkOptions(o, edit);
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::string> told;
     const FarmPlan plan = planFor(o, edit, told);

@@ -78,13 +78,22 @@ Copying copyingOf(const MovieRequest& request, const Indexes& indexes) {
                       end);
     }
     if (copying.copied == 0) {
-        copying.why = copying.notes.empty() ? "nothing lies between the seams that could be copied"
-                                            : copying.notes.front();
+        copying.expected = copying.notes.empty();
+        copying.why =
+            copying.expected ? "nothing lies between the seams that could be copied" : copying.notes.front();
         copying.segments.clear();
         copying.runs.clear();
         copying.notes.clear();
     }
     return copying;
+}
+
+/// Which clips are encoded from end to end, in one line; empty when none is.
+std::string encodedClipsLine(const Copying& copying) {
+    if (copying.notes.empty()) return {};
+    const std::size_t more = copying.notes.size() - 1;
+    if (more == 0) return copying.notes.front();
+    return fmt::format("{}; so would {} more", copying.notes.front(), more);
 }
 
 /// About how long the pictures take on this machine: encoded ones by doing some, copied ones by how long it
@@ -109,27 +118,50 @@ void estimate(const MovieRequest& request, const Indexes& indexes, double readSe
 
 }  // namespace
 
-void settleCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& request) {
-    if (settings.copyBodies == CopyBodies::never) return;
+CopyWish copyWish(const Edit& edit, const RenderSettings& settings) {
+    CopyWish wish;
+    const std::optional<CopyBodies> said = settings.copyBodies ? settings.copyBodies : edit.output.copyBodies;
+    wish.asked = said.has_value();
+    wish.bodies = said.value_or(CopyBodies::automatic);
+    if (settings.soundOnly || (settings.output.empty() && !settings.tellCopies))
+        wish.bodies = CopyBodies::never;
+    if (wish.bodies != CopyBodies::never) wish.why = whyNotAsked(edit, settings, wish.bodies);
+    return wish;
+}
+
+std::string nothingCopiedLine(const CopyWish& wish, const Copying& copying) {
+    if (copying.why.empty() || (copying.expected && !wish.asked)) return {};
+    return "all frames are encoded, since " + copying.why;
+}
+
+void settleCopies(const Edit& edit, const RenderSettings& settings, const CopyWish& wish,
+                  MovieRequest& request) {
+    if (wish.bodies == CopyBodies::never) return;
     Indexes indexes;
     Copying copying;
-    RenderSettings asked = settings;
-    asked.colour = settings.colour.orElse(edit.output.colour);
-    copying.why = whyNotCopiedAtOnce(asked, request);
+    NoCopies no{wish.why, true};
+    if (no.why.empty()) no = whyNotCopiedAtOnce(edit, settings, wish.bodies, request);
     double readSeconds = 0;
-    if (copying.why.empty()) {
+    if (no.why.empty()) {
         const auto began = std::chrono::steady_clock::now();
         indexes = indexesOf(settings, request);
         readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-        copying.why = whyNotCopied(request, indexes);
+        no = whyNotCopied(edit, settings, request, indexes);
     }
-    if (copying.why.empty()) copying = copyingOf(request, indexes);
+    if (no.why.empty()) {
+        copying = copyingOf(request, indexes);
+    } else {
+        copying.why = std::move(no.why);
+        copying.expected = no.expected;
+    }
     if (copying.why.empty() && settings.output.empty()) estimate(request, indexes, readSeconds, copying);
     if (!copying.why.empty()) {
-        if (settings.copyBodies == CopyBodies::always) throw Refusal(Problem::BadRequest, copying.why);
-        request.notes.push_back(copying.why);
+        if (wish.bodies == CopyBodies::always) throw Refusal(Problem::BadRequest, copying.why);
+        if (std::string line = nothingCopiedLine(wish, copying); !line.empty())
+            request.notes.push_back(std::move(line));
     } else {
-        for (const std::string& note : copying.notes) request.notes.push_back(note);
+        if (std::string line = encodedClipsLine(copying); !line.empty())
+            request.notes.push_back(std::move(line));
         if (request.writer.colour) {
             const media::Codec codec = *indexes.front()->facts().codec;
             if (media::factsOf(codec).beside) copying.otherCodec = request.writer.colour->codec;

@@ -16,11 +16,12 @@ namespace tumblewash::edit {
 struct MovieRequest;
 struct RenderSettings;
 
-/// Whether bodies of clips are copied.
-enum class CopyBodies {
-    never,
-    automatic,  ///< where the clips allow it; else all is rendered, and a line says why
-    always      ///< or the request is refused
+/// Whether copies are to be made, as far as it shows before a clip is opened.
+struct CopyWish {
+    CopyBodies bodies = CopyBodies::automatic;
+    bool asked = false;  ///< the run or the edit says so; else it is the program's own way
+    std::string why;     ///< what the edit or the run asks for that copies cannot have; empty: nothing
+    bool possible() const noexcept { return bodies != CopyBodies::never && why.empty(); }
 };
 
 /// Frames of the result, [first, end), that are copied; of one segment of the plan.
@@ -41,12 +42,22 @@ struct Copying {
     std::optional<media::Codec>
         otherCodec;                  ///< of a movie in full, where copies are of one that is never asked for
     std::string why;                 ///< why nothing is copied, a sentence; empty when something is
+    bool expected = false;           ///< of `why`: it follows from what was asked for, and surprises nobody
     std::vector<std::string> notes;  ///< which clips are encoded from end to end
 };
 
-/// Works out what can be copied, when the settings ask for it, and tells the request's writer. Throws Refusal
+/// What is said of copies: by the run, else by the edit, else the program's own way. Of sound alone nothing
+/// is copied, nor where nothing is written and nobody wants to know.
+CopyWish copyWish(const Edit& edit, const RenderSettings& settings);
+
+/// Works out what can be copied, when it is wished for, and tells the request's writer. Throws Refusal
 /// (BadRequest) with the sentence when copies were demanded and cannot be had, and MediaError.
-void settleCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& request);
+void settleCopies(const Edit& edit, const RenderSettings& settings, const CopyWish& wish,
+                  MovieRequest& request);
+
+/// What people are told where nothing was copied: one line, or none where nobody asked for copies and the
+/// reason surprises nobody.
+std::string nothingCopiedLine(const CopyWish& wish, const Copying& copying);
 
 /// What is copied and encoded, run by run, for people; with a final newline.
 std::string copyingTable(const MovieRequest& request);

@@ -195,6 +195,7 @@ EditOutput readOutput(const Fields& in) {
     output.colour.hdr = in.word("hdr", hdrWords());
     output.colour.toneMap = in.word("toneMap", toneMapWords());
     output.colour.alpha = in.flag("alpha").value_or(false);
+    output.copyBodies = in.word("copyBodies", copyBodiesWords());
     return output;
 }
 
@@ -301,6 +302,7 @@ Json outputJson(const EditOutput& output) {
     if (colour.hdr) json["hdr"] = wordFor(hdrWords(), *colour.hdr);
     if (colour.toneMap) json["toneMap"] = wordFor(toneMapWords(), *colour.toneMap);
     if (colour.alpha) json["alpha"] = true;
+    if (output.copyBodies) json["copyBodies"] = wordFor(copyBodiesWords(), *output.copyBodies);
     return json;
 }
 

@@ -82,6 +82,8 @@ Json typeJson(KeyType type) {
             return oneWord(wordsOf(hdrWords()));
         case KeyType::ToneMap:
             return oneWord(wordsOf(toneMapWords()));
+        case KeyType::CopyBodies:
+            return oneWord(wordsOf(copyBodiesWords()));
         case KeyType::Count:
             return whole(0, std::int64_t{1} << 53);
         case KeyType::Modified:
@@ -156,7 +158,8 @@ std::span<const KeyRow> outputKeys() {
         {"preset", KeyType::Preset, "encoder speed; faster presets make larger files"},
         {"hdr", KeyType::Hdr, "HDR clips: auto, kept, or converted to SDR"},
         {"toneMap", KeyType::ToneMap, "how HDR becomes SDR"},
-        {"alpha", KeyType::Flag, "keep transparency, in files that hold it"}};
+        {"alpha", KeyType::Flag, "keep transparency, in files that hold it"},
+        {"copyBodies", KeyType::CopyBodies, "copy what lies between seams as it is coded; else auto"}};
     return kKeys;
 }
 

@@ -38,6 +38,7 @@ enum class KeyType {
     Depth,
     Hdr,
     ToneMap,
+    CopyBodies,
     Count,
     Modified,
     Head,

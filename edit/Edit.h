@@ -84,6 +84,13 @@ enum class StillMotion {
     pan    ///< slowly to one side
 };
 
+/// Whether frames between seams are copied as they are coded.
+enum class CopyBodies {
+    never,
+    automatic,  ///< where the clips allow it and nothing else is asked of them; else all is rendered
+    always      ///< or the edit is refused
+};
+
 /// The size, rate and encoding of the movie. What is unset comes from the first clip, or is the program's.
 struct EditOutput {
     std::optional<PixelSize> size;
@@ -92,6 +99,7 @@ struct EditOutput {
     std::optional<int> crf;
     std::optional<std::string> preset;
     media::ColourWishes colour;  ///< codec, depth, HDR, transparency; the kind of file must hold them
+    std::optional<CopyBodies> copyBodies;  ///< unset: automatic
     bool operator==(const EditOutput&) const = default;
 };
 

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <string_view>
 
 #include "media/CopiedCodecs.h"
 #include "media/CopyPlan.h"
+#include "media/Pattern.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::edit {
@@ -138,86 +140,131 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
     return {};
 }
 
-/// Whether the movie can have a clip's codec.
-std::string conflictOf(const RenderSettings& settings, const MediaInfo& clip) {
+/// VP9 belongs into WebM and Matroska: whoever makes an .mp4 of such clips wants one that plays everywhere.
+bool isUnusual(const media::MovieKind& kind, Codec codec) {
+    return codec == Codec::vp9 && std::string_view(kind.ending) == ".mp4";
+}
+
+/// Whether the movie can have a clip's codec, of which `asked` may be another one.
+NoCopies conflictOf(const std::string& output, const std::optional<Codec>& asked, CopyBodies bodies,
+                    const MediaInfo& clip) {
     const std::string name = media::quotedName(clip.path);
     const auto codec = media::codecOfName(clip.videoCodec);
+    if (asked && asked != codec)
+        return {fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded", name,
+                            codecName(clip), factsOf(*asked).name),
+                true};
     if (!codec || !media::isCopied(*codec))
-        return fmt::format("{} is {}, which is not copied", name, codecName(clip));
-    if (settings.colour.codec && settings.colour.codec != codec)
-        return fmt::format("{} is {} and --codec asks for {}: every frame would have to be encoded", name,
-                           codecName(clip), factsOf(*settings.colour.codec).name);
-    const media::MovieKind* const kind = movieKindOf(settings.output);
+        return {fmt::format("{} is {}, which is not copied", name, codecName(clip))};
+    const media::MovieKind* const kind = movieKindOf(output);
     if (kind != nullptr && !media::holdsCopies(*kind, *codec))
-        return fmt::format("{} is {}, which goes into {} files and not into {}", name, codecName(clip),
-                           media::endingsOf(*codec), kind->ending);
+        return {fmt::format("{} is {}, which goes into {} files and not into {}", name, codecName(clip),
+                            media::endingsOf(*codec), kind->ending),
+                true};
+    if (bodies == CopyBodies::automatic && !asked && kind != nullptr && isUnusual(*kind, *codec))
+        return {fmt::format("{} is {}, which few players take from an {} file; --codec {} keeps it", name,
+                            codecName(clip), kind->ending, factsOf(*codec).word)};
     return {};
 }
 
-/// What a clip has to have as the movie shall have it.
-std::string conflictOf(const MovieRequest& request, const PacketIndex& clip) {
+/// What a clip has to have as the movie shall have it, which is as the edit asks for it or as its clips
+/// suggest.
+NoCopies conflictOf(const EditOutput& asked, const MovieRequest& request, const PacketIndex& clip) {
     const TrackFacts& facts = clip.facts();
     if (facts.width != request.size.width || facts.height != request.size.height)
-        return fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled",
-                           nameOf(clip), facts.width, facts.height, describe(request.size));
+        return {fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled",
+                            nameOf(clip), facts.width, facts.height, describe(request.size)),
+                asked.size.has_value()};
     if (!(clip.info().rate == request.rate))
-        return fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
-                           rateOf(clip.info().rate), rateOf(request.rate));
+        return {fmt::format("{} has {} fps: copied frames cannot be moved onto {} fps", nameOf(clip),
+                            rateOf(clip.info().rate), rateOf(request.rate)),
+                asked.rate.has_value()};
     if (const std::string seams = media::seamPixels(facts); facts.pixels != seams)
-        return fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one",
-                           nameOf(clip), facts.pixels, seams);
+        return {fmt::format("{} holds {} pictures, and the seams' are {}: a copied file can carry only one",
+                            nameOf(clip), facts.pixels, seams)};
     const media::ClipColour& colour = clip.info().colour;
     if (request.writer.colour &&
         (colour.transfer != request.writer.colour->transfer || colour.depth != request.writer.colour->depth ||
          clip.info().matrix != request.writer.colour->matrix))
-        return fmt::format(
-            "{} is {} with {} bits, and the seams would not be: a copied file can carry only one",
-            nameOf(clip), colourName(colour.matrixName), colour.depth);
+        return {
+            fmt::format("{} is {} with {} bits, and the seams would not be: a copied file can carry only one",
+                        nameOf(clip), colourName(colour.matrixName), colour.depth),
+            asked.colour.depth || asked.colour.hdr || asked.colour.toneMap};
     return {};
+}
+
+/// What is asked of the movie: what the run says counts.
+EditOutput outputOf(const Edit& edit, const RenderSettings& settings) {
+    EditOutput output = edit.output;
+    output.colour = settings.colour.orElse(edit.output.colour);
+    return output;
 }
 
 }  // namespace
 
-std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request) {
+std::string whyNotAsked(const Edit& edit, const RenderSettings& settings, CopyBodies bodies) {
     if (!settings.output.empty() && movieKindOf(settings.output) == nullptr)
         return fmt::format("{} is not a movie: copies go into .mp4, .mov, .mkv and .webm",
                            media::quotedName(settings.output));
-    if (request.writer.keepAlpha) return "--alpha keeps transparency, which no copied codec holds";
-    const Clip& first = request.clips.front();
-    for (const Clip& clip : request.clips) {
-        if (clip.isBlack()) return "black is drawn here and has no packets to copy";
-        if (isMovie(clip) && isMovie(first) && clip.info().videoCodec != first.info().videoCodec)
-            return fmt::format("{} is {} and {} {}: bodies can be copied only when all clips share a codec",
-                               media::quotedName(clip.path()), codecName(clip.info()),
-                               media::quotedName(first.path()), codecName(first.info()));
+    const EditOutput asked = outputOf(edit, settings);
+    if (asked.colour.alpha) return "--alpha keeps transparency, which no copied codec holds";
+    for (const EditClip& clip : edit.clips) {
+        if (clip.black()) return "black is drawn here and has no packets to copy";
+        const std::string file = fileOf(edit, clip);
+        if (media::isPattern(file))
+            return media::quotedName(file) + " is drawn here and has no packets to copy";
     }
-    for (const Clip& clip : request.clips) {
-        const std::string trouble = troubleOf(clip.info());
-        if (!trouble.empty()) return media::quotedName(clip.path()) + " " + trouble;
-    }
-    for (const Clip& clip : request.clips) {
-        if (!isMovie(clip)) continue;
-        if (std::string why = conflictOf(settings, clip.info()); !why.empty()) return why;
-    }
+    if (bodies == CopyBodies::always) return {};
+    if (asked.crf)
+        return fmt::format("--crf {} is asked for, and copied frames keep the quality that they have",
+                           *asked.crf);
+    if (asked.preset)
+        return fmt::format("--preset {} is asked for, and copied frames are not encoded", *asked.preset);
     return {};
 }
 
-std::string whyNotCopied(const MovieRequest& request,
-                         const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
+NoCopies whyNotCopiedAtOnce(const Edit& edit, const RenderSettings& settings, CopyBodies bodies,
+                            const MovieRequest& request) {
+    for (const Clip& clip : request.clips)
+        if (!isMovie(clip))
+            return {
+                media::quotedName(clip.path()) + " is a picture and no movie: its frames have to be encoded",
+                true};
+    const Clip& first = request.clips.front();
+    for (const Clip& clip : request.clips)
+        if (clip.info().videoCodec != first.info().videoCodec)
+            return {fmt::format("{} is {} and {} {}: bodies can be copied only when all clips share a codec",
+                                media::quotedName(clip.path()), codecName(clip.info()),
+                                media::quotedName(first.path()), codecName(first.info()))};
+    for (const Clip& clip : request.clips) {
+        const std::string trouble = troubleOf(clip.info());
+        if (!trouble.empty()) return {media::quotedName(clip.path()) + " " + trouble};
+    }
+    const EditOutput asked = outputOf(edit, settings);
+    for (const Clip& clip : request.clips)
+        if (NoCopies no = conflictOf(settings.output, asked.colour.codec, bodies, clip.info());
+            !no.why.empty())
+            return no;
+    return {};
+}
+
+NoCopies whyNotCopied(const Edit& edit, const RenderSettings& settings, const MovieRequest& request,
+                      const std::vector<std::shared_ptr<const PacketIndex>>& clips) {
     for (const auto& clip : clips) {
         if (const std::string trouble = troubleOf(*clip); !trouble.empty())
-            return nameOf(*clip) + " " + trouble;
+            return {nameOf(*clip) + " " + trouble};
     }
     for (const auto& clip : clips)
-        if (const std::string why = differenceOf(*clips.front(), *clip); !why.empty()) return why;
+        if (std::string why = differenceOf(*clips.front(), *clip); !why.empty()) return {std::move(why)};
+    const EditOutput asked = outputOf(edit, settings);
     for (std::size_t i = 0; i < clips.size(); ++i) {
-        if (const std::string why = conflictOf(request, *clips[i]); !why.empty()) return why;
+        if (NoCopies no = conflictOf(asked, request, *clips[i]); !no.why.empty()) return no;
         const Clip& clip = request.clips[i];
         if (clip.in() + clip.frames() > clips[i]->pictures())
-            return fmt::format("{} shows {} frames and holds packets for {}", nameOf(*clips[i]),
-                               clip.in() + clip.frames(), clips[i]->pictures());
+            return {fmt::format("{} shows {} frames and holds packets for {}", nameOf(*clips[i]),
+                                clip.in() + clip.frames(), clips[i]->pictures())};
     }
-    return media::trackTrouble(clips);
+    return {media::trackTrouble(clips)};
 }
 
 }  // namespace tumblewash::edit

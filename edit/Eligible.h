@@ -11,12 +11,22 @@
 
 namespace tumblewash::edit {
 
-/// The sentence for the first thing that forbids copies as far as it shows without reading the clips'
-/// packets; empty when nothing does.
-std::string whyNotCopiedAtOnce(const RenderSettings& settings, const MovieRequest& request);
+/// Why nothing is copied.
+struct NoCopies {
+    std::string why;        ///< a sentence; empty: nothing stands in the way
+    bool expected = false;  ///< it follows from what was asked for
+};
+
+/// What an edit or a run asks for that copies cannot have; before any clip is opened. Copies that are
+/// demanded leave the encoder's settings to the seams. Empty when there is nothing.
+std::string whyNotAsked(const Edit& edit, const RenderSettings& settings, CopyBodies bodies);
+
+/// The first thing that forbids copies as far as it shows without reading the clips' packets.
+NoCopies whyNotCopiedAtOnce(const Edit& edit, const RenderSettings& settings, CopyBodies bodies,
+                            const MovieRequest& request);
 
 /// The same for what their packets tell. `clips` are the request's in their order, of which none is black.
-std::string whyNotCopied(const MovieRequest& request,
-                         const std::vector<std::shared_ptr<const media::PacketIndex>>& clips);
+NoCopies whyNotCopied(const Edit& edit, const RenderSettings& settings, const MovieRequest& request,
+                      const std::vector<std::shared_ptr<const media::PacketIndex>>& clips);
 
 }  // namespace tumblewash::edit

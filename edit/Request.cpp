@@ -167,26 +167,29 @@ ColourWishes wishesFor(const Edit& edit, const RenderSettings& settings) {
 }
 
 // Copies keep the depth of their clips, and the frames between them have it too.
-bool deepForCopies(const RenderSettings& settings, const ColourWishes& wishes,
+bool deepForCopies(const CopyWish& wish, const RenderSettings& settings, const ColourWishes& wishes,
                    const std::vector<MediaInfo>& infos) {
-    return settings.copyBodies != CopyBodies::never && !settings.output.empty() && !wishes.depth &&
-           !wishes.alpha && !infos.empty() && infos.front().colour.depth == 10 &&
+    return wish.possible() && !settings.output.empty() && !wishes.depth && !wishes.alpha && !infos.empty() &&
+           infos.front().kind == MediaKind::clip && infos.front().colour.depth == 10 &&
            carriesTenBits(settings.output, wishes.codec);
 }
 
 // Copies keep the rate of their sound as well.
-int soundRateFor(const RenderSettings& settings, const std::vector<MediaInfo>& infos) {
-    if (settings.copyBodies == CopyBodies::never || settings.output.empty())
-        return WriterSettings().sampleRate;
+int soundRateFor(const CopyWish& wish, const RenderSettings& settings, const std::vector<MediaInfo>& infos) {
+    if (!wish.possible() || settings.output.empty()) return WriterSettings().sampleRate;
     return soundRateOf(infos, settings.output);
 }
 
-// The request as it is where nobody asks for copies, with what is known of them.
-MovieRequest withoutCopies(const Edit& edit, const RenderSettings& settings, MovieRequest& tried) {
+// The request as it is without copies, with what is known of them. Clips of the one that was tried are not
+// counted again.
+MovieRequest withoutCopies(const Edit& edit, const RenderSettings& settings, const CopyWish& wish,
+                           ClipShelf* shelf, MovieRequest& tried) {
     RenderSettings full = settings;
     full.copyBodies = CopyBodies::never;
+    full.shelf = shelf;
     MovieRequest request = prepareMovie(edit, full);
-    request.notes.push_back(tried.copying->why);
+    if (std::string line = nothingCopiedLine(wish, *tried.copying); !line.empty())
+        request.notes.push_back(std::move(line));
     request.copying = std::move(tried.copying);
     return request;
 }
@@ -270,7 +273,8 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
 
     refuseMissing(inputs);
     const std::vector<MediaInfo> infos = probeFirst(edit, settings.cancel);
-    const bool deepened = deepForCopies(settings, wishes, infos);
+    const CopyWish copyWish = edit::copyWish(edit, settings);
+    const bool deepened = deepForCopies(copyWish, settings, wishes, infos);
     if (deepened) wishes.depth = 10;
     const bool cutsOnly = std::all_of(request.seams.begin(), request.seams.end(), [](const SettledSeam& s) {
         return placementOf(s.effect) == Placement::Cut;
@@ -302,9 +306,13 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     reader.keepAlpha = alpha;
     const bool planar = evenOnly && !alpha;
     readAs(plan.movie, planar, reader);
-    reader.sampleRate = soundRateFor(settings, infos);
+    reader.sampleRate = soundRateFor(copyWish, settings, infos);
     reader.channels = channelsFor(edit, infos);
-    request.clips = openClips(edit, infos, reader, fields, settings.shelf);
+    // What is fitted to copies that cannot be made is planned once more.
+    ClipShelf own;
+    const bool maybeFitted = deepened || reader.sampleRate != WriterSettings().sampleRate;
+    ClipShelf* const shelf = settings.shelf == nullptr && maybeFitted ? &own : settings.shelf;
+    request.clips = openClips(edit, infos, reader, fields, shelf);
     plan = colours(shownOf(request.clips));
     const bool kept = carriesFields(settings.output, plan.movie) && !alpha &&
                       std::all_of(request.clips.begin(), request.clips.end(),
@@ -313,10 +321,9 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     ReaderSettings settled = reader;
     settled.keepFields = fields != FieldOrder::progressive;
     settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
-    settled.sampleRate = writer.sampleRate = soundRateFor(settings, shownOf(request.clips));
+    settled.sampleRate = writer.sampleRate = soundRateFor(copyWish, settings, shownOf(request.clips));
     readAs(plan.movie, planar, settled);
-    if (!sameReading(reader, settled))
-        request.clips = openClips(edit, infos, settled, fields, settings.shelf);
+    if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields, shelf);
     request.reader = settled;
     if (evenOnly) writer.colour = plan.movie;
     request.fields = writer.fields = fields;
@@ -346,10 +353,10 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     if (edit.chapters) writer.chapters = chaptersOf(edit, request.plan, request.first, request.end);
     writer.pictures = request.end - request.first;
     checkOutputs(settings, inputs, request.end - request.first);
-    settleCopies(edit, settings, request);
+    settleCopies(edit, settings, copyWish, request);
     // What is planned anew has measured its sound.
     const bool fitted = deepened || writer.sampleRate != WriterSettings().sampleRate;
-    if (fitted && !request.writer.copies) return withoutCopies(edit, settings, request);
+    if (fitted && !request.writer.copies) return withoutCopies(edit, settings, copyWish, shelf, request);
     if (request.clipSound && !settings.output.empty() && !settings.planOnly) {
         settleGains(edit, request, settings);
         settleSoundCopies(request, settings);

@@ -35,15 +35,15 @@ struct RenderSettings {
     std::string plugin;              ///< a module instead of the built-in one
     int threads = 0;  ///< each of decoding, rendering and encoding may use; 0: by the machine; 1: everything
                       ///< runs in the caller's thread
-    bool planOnly = false;  ///< nothing is going to be rendered: what takes long is left out
-    bool proxy = false;     ///< render as a quick preview
+    bool tellCopies = false;  ///< say what would be copied although there is no output
+    bool planOnly = false;    ///< nothing is going to be rendered: what takes long is left out
+    bool proxy = false;       ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone
     bool soundOnly = false;      ///< render the sound, for a piece or a fingerprint without pictures
     media::ColourWishes colour;  ///< instead of what the edit says of codec, depth and HDR
-    CopyBodies copyBodies =
-        CopyBodies::never;               ///< take what lies between seams from the clips as it is coded
-    media::CancelFlag cancel = nullptr;  ///< ends the work when raised; may be null
+    std::optional<CopyBodies> copyBodies;  ///< instead of what the edit says
+    media::CancelFlag cancel = nullptr;    ///< ends the work when raised; may be null
     ClipShelf* shelf = nullptr;  ///< clips known from earlier plans are not counted again; may be null
 };
 

@@ -48,6 +48,12 @@ std::span<const Word<HdrPolicy>> hdrWords() {
     return kWords;
 }
 
+std::span<const Word<CopyBodies>> copyBodiesWords() {
+    static constexpr Word<CopyBodies> kWords[] = {
+        {"auto", CopyBodies::automatic}, {"always", CopyBodies::always}, {"never", CopyBodies::never}};
+    return kWords;
+}
+
 std::span<const Word<ToneMap>> toneMapWords() {
     static constexpr Word<ToneMap> kWords[] = {{"natural", ToneMap::natural}, {"white", ToneMap::white}};
     return kWords;

@@ -32,6 +32,7 @@ std::span<const Word<StillMotion>> stillMotionWords();
 std::span<const Word<media::HdrPolicy>> hdrWords();
 std::span<const Word<media::ToneMap>> toneMapWords();
 std::span<const Word<media::Codec>> codecWords();
+std::span<const Word<CopyBodies>> copyBodiesWords();
 /// The encoder's presets, quickest first.
 std::span<const Word<const char*>> presetWords();
 

@@ -225,6 +225,7 @@ PartResult renderPart(const FarmPlan& plan, int number, const PartSettings& sett
     render.threads = settings.threads;
     render.cancel = settings.cancel;
     render.soundOnly = number == kSoundPart;
+    render.copyBodies = edit::CopyBodies::never;
     render.force = settings.force;
     const auto requestFor = [&] {
         return number == kSoundPart

@@ -304,7 +304,8 @@ Response Desk::render(const Json& body) {
     std::error_code ignored;
     if (!flagAt(body, "force") && fs::exists(fs::symlink_status(output, ignored)))
         throw Refused{409, "exists", name + ": already exists"};
-    if (!job_.start(document_.edit(), output, flagAt(body, "force"), flagAt(body, "copy"), document_.file()))
+    if (!job_.start(document_.edit(), output, flagAt(body, "force"),
+                    !body.contains("copy") || flagAt(body, "copy"), document_.file()))
         throw Refused{409, "busy", "a movie is being made already"};
     return jsonResponse(job_.json(), 202);
 }

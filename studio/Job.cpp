@@ -98,7 +98,10 @@ void Job::run(edit::Edit edit, bool force, bool copy, std::string reads) {
             settings.output = facts_.output;
         }
         settings.force = force;
-        if (copy) settings.copyBodies = edit::CopyBodies::automatic;
+        if (!copy)
+            settings.copyBodies = edit::CopyBodies::never;
+        else if (edit.output.copyBodies == edit::CopyBodies::never)
+            settings.copyBodies = edit::CopyBodies::automatic;
         settings.reads = {std::move(reads)};
         settings.cancel = &cancel_;
         edit::MovieRequest request = prepareMovie(edit, settings);

@@ -38,7 +38,8 @@ def main():
         cpu = {}
         result = {"processor": cpu}
         result["plan"], cpu["plan"] = timed(options.program, "plan", options.edit, "--parts", options.parts, "-o", plan, "-q")
-        result["whole"], cpu["whole"] = timed(options.program, "render", options.edit, "-o", folder / "whole.mp4", "-q")
+        result["whole"], cpu["whole"] = timed(options.program, "render", options.edit, "-o", folder / "whole.mp4",
+                                             "--copy-bodies=never", "-q")
         document = json.loads(plan.read_text())
         numbers = [str(k + 1) for k in range(len(document["parts"]))]
         times = [timed(options.program, "render", plan, "--part", k, "-o", f"{parts}/", "-q") for k in numbers]

@@ -100,7 +100,7 @@ def render_edit(edit, output, *, folder="", replace=False, progress=None):
 
 
 def join(clips, output, *, effect="wash-away", duration=None, direction=None, seed=None, still=None, size=None,
-         rate=None, sound="equal-power", replace=False, progress=None):
+         rate=None, sound="equal-power", copy_bodies=None, replace=False, progress=None):
     """Joins clips and photos into a movie with a transition at each seam.
 
     :param clips: files, as strings or paths
@@ -114,6 +114,8 @@ def join(clips, output, *, effect="wash-away", duration=None, direction=None, se
     :param size: (width, height) of the movie, or a text such as "720p"; the first clip's unless told
     :param rate: pictures per second, a number or a text such as "30000/1001"; the first clip's unless told
     :param sound: how sound passes from clip to clip: "equal-power", "natural", "plugin" (the effect's own levels) or "none"
+    :param copy_bodies: whether frames between seams are copied as they are coded: "auto" (where the clips allow it), "always"
+        or "never"; "auto" unless told
     :param replace: as in `render_edit`
     :param progress: as in `render_edit`
     """
@@ -130,7 +132,7 @@ def join(clips, output, *, effect="wash-away", duration=None, direction=None, se
         if i > 0:
             clip["seam"] = _without_none({"effect": ids[(i - 1) % len(ids)], **shared})
         made.append(clip)
-    out = _without_none({"size": _size(size), "rate": None if rate is None else str(rate)})
+    out = _without_none({"size": _size(size), "rate": None if rate is None else str(rate), "copyBodies": copy_bodies})
     document = _without_none({"tumblewash": 1, "sound": sound, "output": out or None, "still": _time(still), "clips": made})
     render_edit(document, output, replace=replace, progress=progress)
 

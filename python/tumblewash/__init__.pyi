@@ -60,6 +60,7 @@ def join(
     size: tuple[int, int] | str | None = ...,
     rate: float | str | None = ...,
     sound: str = ...,
+    copy_bodies: str | None = ...,
     replace: bool = ...,
     progress: Progress | None = ...,
 ) -> None: ...

@@ -209,7 +209,7 @@ export function openMovie() {
   const stem = S.state.file.replace(/\.edit\.json$/, '');
   const name = h('input', { type: 'text', value: stem + '.mp4', style: { flex: '1' }, autocomplete: 'off' });
   const where = h('p', { class: 'dim' }, S.state.folder);
-  const copy = h('input', { type: 'checkbox' });
+  const copy = h('input', { type: 'checkbox', checked: S.state.document.output?.copyBodies !== 'never' });
   const bar = h('progress', { max: 1, value: 0, 'aria-label': t('render') });
   const words = h('p', { role: 'status' });
   const notes = h('div', { class: 'warn' });

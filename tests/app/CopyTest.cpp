@@ -263,7 +263,7 @@ TEST(CopyTest, OpeningsClosingsAndSoundGoWithCopiedPictures) {
     // The sound is the very one of a full render.
     const std::string full = shop.file("full.mp4");
     ASSERT_EQ(shop.run({"join", a, b, "--duration", "10f", "--opening", "wash-in", "--closing", "tilt-out",
-                        "-o", full, "-q"})
+                        "-o", full, "--copy-bodies=never", "-q"})
                   .code,
               0);
     const auto sound = [&](const std::string& file) {
@@ -287,7 +287,7 @@ TEST(CopyTest, SeamsAreNoWorseThanThoseOfAFullRender) {
         EXPECT_EQ(shop.run(words).code, 0);
     };
     render(shop.file("copied.mp4"), {"--copy-bodies=always"});
-    render(shop.file("full.mp4"), {});
+    render(shop.file("full.mp4"), {"--copy-bodies=never"});
     render(shop.file("%03d.png"), {});
     const auto psnr = [&](const std::string& name) {
         const std::string log = shop.file("psnr.txt");
@@ -322,7 +322,9 @@ TEST(CopyTest, PlansSayWhatWouldBeCopied) {
     EXPECT_THAT(told.out, testing::ContainsRegex(
                               "about [0-9]+[.][0-9] s for pictures on this machine, and [0-9]+[.][0-9] s "
                               "if all of them were encoded\n$"));
-    EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, testing::Not(HasSubstr("copied")));
+    EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, HasSubstr("of 90 frames are copied and"));
+    EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f", "--copy-bodies=never"}).out,
+                testing::Not(HasSubstr("copied")));
 }
 
 /// A pair of clips that cannot be copied, and the sentence that says so.

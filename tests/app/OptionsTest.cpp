@@ -192,7 +192,7 @@ TEST(OptionTest, CopyBodiesMeansAutoAloneAndTakesNoOtherWord) {
     const auto asked = [](const std::string& word) {
         return parseOptions({"join", word, "a.mp4", "b.mp4", "-o", "x.mp4"}).copyBodies;
     };
-    EXPECT_EQ(parseOptions({"join", "a.mp4", "b.mp4", "-o", "x.mp4"}).copyBodies, CopyBodies::never);
+    EXPECT_EQ(parseOptions({"join", "a.mp4", "b.mp4", "-o", "x.mp4"}).copyBodies, std::nullopt);
     EXPECT_EQ(asked("--copy-bodies"), CopyBodies::automatic);
     EXPECT_EQ(asked("--copy-bodies=auto"), CopyBodies::automatic);
     EXPECT_EQ(asked("--copy-bodies=always"), CopyBodies::always);

@@ -28,7 +28,8 @@ constexpr const char* kEverything = R"({
     "preset": "slow",
     "hdr": "keep",
     "toneMap": "white",
-    "alpha": true
+    "alpha": true,
+    "copyBodies": "never"
   },
   "sound": "equal-power",
   "channels": "mono",
@@ -163,7 +164,7 @@ TEST(DocumentTest, StillsAreHeldOrLastAndNotBoth) {
 
 TEST(DocumentTest, AnUnknownKeyIsNamedWithItsLineAndTheNearestOne) {
     EXPECT_EQ(refusalWith("\"out\"", "\"ouy\""),
-              "my.edit.json:47: /clips/0/ouy: no such key (did you mean out?)");
+              "my.edit.json:48: /clips/0/ouy: no such key (did you mean out?)");
     EXPECT_EQ(refusalWith("\"preset\"", "\"presett\""),
               "my.edit.json:13: /output/presett: no such key (did you mean preset?)");
     EXPECT_THAT(refusalWith("\"title\"", "\"a/b~\""), StartsWith("my.edit.json:3: /a~1b~0: no such key"));
@@ -177,9 +178,9 @@ TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
         "prores?)");
     EXPECT_THAT(refusalWith("\"keep\"", "\"hlg\""),
                 StartsWith("my.edit.json:14: /output/hdr: choose one of auto, keep, sdr"));
-    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:46: /clips/0/in: write \"5s\" or \"125f\"");
+    EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:47: /clips/0/in: write \"5s\" or \"125f\"");
     EXPECT_THAT(refusalWith("\"125f\"", "\"soon\""),
-                StartsWith("my.edit.json:46: /clips/0/in: 'soon' is not a time"));
+                StartsWith("my.edit.json:47: /clips/0/in: 'soon' is not a time"));
     EXPECT_THAT(refusalWith("\"tilt-away\"", "\"tilt-awya\""), HasSubstr("did you mean tilt-away?"));
     EXPECT_THAT(refusalWith("\"cover\"", "\"covr\""), HasSubstr("did you mean cover?"));
     EXPECT_THAT(refusalWith("18", "64"), HasSubstr("/output/crf: give a whole number from 0 to 63"));

@@ -52,7 +52,7 @@ WRONG = [
     put("output", "rate", value="fast"), put("output", "fit", value="covers"), put("output", "crf", value=64),
     put("output", "crf", value=1.5), put("output", "preset", value="turbo"), put("seams", "effect", value="fade"),
     put("output", "codec", value="h265"), put("output", "depth", value=9), put("output", "depth", value="10"),
-    put("output", "hdr", value="hlg"), put("output", "toneMap", value="soft"), put("output", "tone-map", value="white"),
+    put("output", "hdr", value="hlg"), put("output", "toneMap", value="soft"), put("output", "copyBodies", value="sometimes"), put("output", "tone-map", value="white"),
     put("seams", "speed", value=0.5), put("seams", "seed", value=-1), put("seams", "seed", value=1 << 32),
     put("seams", value={"duration": "1s", "speed": "1"}), put("seams", "direction", value="north"),
     put("opening", value="wash-in"), put("clips", 0, value="A.mp4"), put("clips", 0, value={}),

@@ -180,6 +180,10 @@ class Movies(unittest.TestCase):
             tumblewash.join([self.A, self.B], self.out + ".mkv", effect="wash-out")
         with self.assertRaises(ValueError):
             tumblewash.join([self.A, self.B], self.out + ".mkv", effect=[])
+        with self.assertRaisesRegex(ValueError, "drawn here and has no packets to copy"):
+            tumblewash.join([self.A, self.B], self.out + ".mkv", copy_bodies="always")
+        with self.assertRaisesRegex(ValueError, "choose one of auto, always, never"):
+            tumblewash.join([self.A, self.B], self.out + ".mkv", copy_bodies="sometimes")
         with self.assertRaises(ValueError):
             tumblewash.render_edit({"tumblewash": 1, "clip": []}, self.out + ".mkv")
         one = {"tumblewash": 1, "clips": [{"file": self.A}]}
