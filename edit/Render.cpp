@@ -276,7 +276,7 @@ class Pass {
         const Clock::time_point start = Clock::now();
         TransitionJob job = jobOf(segment);
         const Placement placement = placementOf(job.effect);
-        const int sessions = sessionsFor(settings_.threads, segment.count);
+        const int sessions = sessionsFor(settings_.threads, writer_.settings(), segment.count);
         PictureRef key;
         if (placement == Placement::Halves)
             key = settings_.soundOnly ? blank_

@@ -58,7 +58,6 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     s.height = request.size.height;
     s.fit = fitOf(edit, false);
     s.rate = request.rate;
-    settleThreads(settings.threads, s);
     // Nobody takes pictures where sound alone is rendered, or nothing.
     if (settings.soundOnly || settings.planOnly) s.prefetch = 0;
     s.cancel = settings.cancel;
@@ -203,14 +202,15 @@ MovieColour colourAsked(const ColourWishes& wishes, const std::string& output) {
 }
 
 // How pictures must be read for such a result.
-void readAs(const MovieColour& colour, bool planar, ReaderSettings& reader) {
+void readAs(const MovieColour& colour, bool planar, int threads, ReaderSettings& reader) {
     reader.transfer = colour.transfer;
-    if (!planar) {
+    if (planar) {
+        reader.layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
+        reader.matrix = colour.matrix;
+    } else {
         reader.layout = colour.depth > 8 ? PixelLayout::deep : PixelLayout::argb;
-        return;
     }
-    reader.layout = colour.depth > 8 ? PixelLayout::yuv420p10 : PixelLayout::yuv420;
-    reader.matrix = colour.matrix;
+    settleThreads(threads, colour, reader);
 }
 
 bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
@@ -263,7 +263,6 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     ColourWishes wishes = wishesFor(edit, settings);
     writer.keepAlpha = wishes.alpha;
     writer.cancel = settings.cancel;
-    settleThreads(settings.threads, writer);
     const bool evenOnly = !settings.output.empty() && needsEvenSize(settings.output);
     checkOutputs(settings, inputs);
     for (const std::string& file : {settings.report, settings.mlt})
@@ -305,7 +304,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     reader.keepFields = fields != FieldOrder::progressive;
     reader.keepAlpha = alpha;
     const bool planar = evenOnly && !alpha;
-    readAs(plan.movie, planar, reader);
+    readAs(plan.movie, planar, settings.threads, reader);
     reader.sampleRate = soundRateFor(copyWish, settings, infos);
     reader.channels = channelsFor(edit, infos);
     // What is fitted to copies that cannot be made is planned once more.
@@ -322,10 +321,11 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     settled.keepFields = fields != FieldOrder::progressive;
     settled.channels = writer.channels = channelsFor(edit, shownOf(request.clips));
     settled.sampleRate = writer.sampleRate = soundRateFor(copyWish, settings, shownOf(request.clips));
-    readAs(plan.movie, planar, settled);
+    readAs(plan.movie, planar, settings.threads, settled);
     if (!sameReading(reader, settled)) request.clips = openClips(edit, infos, settled, fields, shelf);
     request.reader = settled;
     if (evenOnly) writer.colour = plan.movie;
+    settleThreads(settings.threads, writer);
     request.fields = writer.fields = fields;
     request.clipSound =
         edit.sound != AudioPolicy::none && std::any_of(request.clips.begin(), request.clips.end(),

@@ -11,12 +11,14 @@ namespace tumblewash::edit {
 
 /// `threads` is each time what `RenderSettings` says: 0 by the machine, 1 nothing beside the caller.
 
-void settleThreads(int threads, media::ReaderSettings& reader);
+/// For readers of a known size and layout, whose pictures go into `movie`.
+void settleThreads(int threads, const media::MovieColour& movie, media::ReaderSettings& reader);
 
-/// The bytes that most encoders make depend on their number of threads, as they do where it is the machine's.
+/// For a writer of a known size and codec. The bytes that most encoders make depend on their number of
+/// threads, as they do where it is the machine's.
 void settleThreads(int threads, media::WriterSettings& writer);
 
-/// Sessions of a transition of `frames` frames, for `ParallelRenderer`.
-int sessionsFor(int threads, std::int64_t frames);
+/// Sessions of a transition of `frames` frames, for `ParallelRenderer`, whose pictures go to such a writer.
+int sessionsFor(int threads, const media::WriterSettings& writer, std::int64_t frames);
 
 }  // namespace tumblewash::edit

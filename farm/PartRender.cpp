@@ -58,7 +58,6 @@ ReaderSettings readingOf(const FarmPlan& plan, bool fingerprints, int threads, m
     reader.rate = plan.rate;
     reader.sampleRate = plan.sampleRate;
     reader.channels = plan.channels;
-    edit::settleThreads(threads, reader);
     reader.cancel = cancel;
     if (fingerprints) {
         // As a run reads them that makes fingerprints of everything.
@@ -66,6 +65,7 @@ ReaderSettings readingOf(const FarmPlan& plan, bool fingerprints, int threads, m
         reader.transfer = media::Transfer::sdr;
         reader.keepFields = false;
     }
+    edit::settleThreads(threads, plan.colour, reader);
     return reader;
 }
 

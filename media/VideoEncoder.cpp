@@ -39,7 +39,7 @@ constexpr int kMaxEncoderThreads = 8;
 constexpr int kPictureThreads = 3;
 constexpr const char* kLargeParameters = "sync-lookahead=0:rc-lookahead=4:b-pyramid=none";
 constexpr const char* kLargeHevcParameters =
-    ":rc-lookahead=2:bframes=1:b-pyramid=0:ref=1:weightp=0:lookahead-slices=0";
+    ":rc-lookahead=2:bframes=1:b-pyramid=0:ref=1:weightp=0:lookahead-slices=0:ctu=32";
 constexpr const char* kSlicedThreads = ":sliced-threads=1";
 constexpr const char* kUsualParameters = "sync-lookahead=0";
 constexpr int kUsualLookahead = 20;
