@@ -8,8 +8,7 @@ import tempfile
 import unittest
 
 import cluster
-import farm_test
-from farm_test import Shop, run, scene, wait_for
+from shop import Shop, run, scene, wait_for
 
 
 class Slurm(Shop):
