@@ -16,7 +16,7 @@ bool sameReading(const ReaderSettings& a, const ReaderSettings& b) {
     return a.width == b.width && a.height == b.height && a.fit == b.fit && a.rate == b.rate &&
            a.sampleRate == b.sampleRate && a.channels == b.channels && a.layout == b.layout &&
            a.matrix == b.matrix && a.transfer == b.transfer && a.toneMap == b.toneMap &&
-           a.keepAlpha == b.keepAlpha && a.keepFields == b.keepFields;
+           a.keepAlpha == b.keepAlpha && a.keepFields == b.keepFields && a.sound == b.sound;
 }
 
 bool isUnchanged(const std::string& file, const std::optional<FileIdentity>& identity) {
@@ -38,9 +38,7 @@ std::optional<Clip> ClipShelf::find(const std::string& file, const ReaderSetting
             similar = &kept;
     }
     if (similar == nullptr) return std::nullopt;
-    ReaderSettings reading = settings;
-    reading.identity = similar->clip.info().identity;
-    return Clip(similar->clip.info(), reading, 0, similar->clip.wholeFrames());
+    return similar->clip.again(settings);
 }
 
 void ClipShelf::keep(const ReaderSettings& settings, const Clip& clip) {

@@ -9,6 +9,7 @@
 namespace tumblewash::edit {
 
 using media::FieldOrder;
+using media::KnownInput;
 using media::MediaError;
 using media::MediaErrorCode;
 using media::MediaInfo;
@@ -63,6 +64,17 @@ Clip::Clip(MediaInfo still, const ReaderSettings& settings)
     if (!settings_.identity) settings_.identity = info_.identity;
 }
 
+Clip::Clip(const KnownInput& known, const ReaderSettings& settings)
+    : path_(known.info().path),
+      settings_(settings),
+      known_(known),
+      info_(known.info()),
+      frames_(known.frameCount(settings)),
+      whole_(frames_) {
+    settings_.identity = info_.identity;
+    if (!known.warning().empty()) closedWarnings_.push_back(known.warning());
+}
+
 Clip::Clip(MediaInfo known, const ReaderSettings& settings, std::int64_t in, std::int64_t frames)
     : path_(known.path),
       settings_(settings),
@@ -87,10 +99,22 @@ Clip Clip::again() const {
     Clip clip;
     clip.path_ = path_;
     clip.settings_ = settings_;
+    clip.known_ = known_;
     clip.info_ = info_;
     clip.frames_ = clip.whole_ = whole_;
     clip.fields_ = fields_;
     return clip;
+}
+
+Clip Clip::again(const ReaderSettings& settings) const {
+    Clip clip = again();
+    clip.settings_ = settings;
+    clip.settings_.identity = info_.identity;
+    return clip;
+}
+
+Reader Clip::open(const ReaderSettings& settings) const {
+    return known_ ? known_->open(settings) : Reader::open(path_, settings);
 }
 
 void Clip::last(std::int64_t frames) {
@@ -110,7 +134,7 @@ void Clip::trim(std::int64_t in, std::int64_t out) {
 
 Reader& Clip::reader() {
     if (!reader_) {
-        reader_ = std::make_unique<Reader>(Reader::open(path_, settings_));
+        reader_ = std::make_unique<Reader>(open(settings_));
         info_.conversions = reader_->info().conversions;
         if (in_ > 0) reader_->seek(in_);
     }

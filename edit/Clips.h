@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "edit/StillMove.h"
+#include "media/KnownInput.h"
 #include "media/Reader.h"
 
 namespace tumblewash::edit {
@@ -22,6 +23,8 @@ class Clip {
     Clip(std::string path, const media::ReaderSettings& settings);
     /// A still that was probed: `settings` says how many frames it lasts. It is opened when it is needed.
     Clip(media::MediaInfo still, const media::ReaderSettings& settings);
+    /// A clip that was looked at and counted. It is opened when it is needed.
+    Clip(const media::KnownInput& known, const media::ReaderSettings& settings);
     /// A clip that was opened and counted earlier: `frames` frames of it from its frame `in` on. It is opened
     /// when it is needed.
     Clip(media::MediaInfo known, const media::ReaderSettings& settings, std::int64_t in, std::int64_t frames);
@@ -30,6 +33,10 @@ class Clip {
 
     /// The same file once more from its first frame, opened when it is needed. The clip must not be trimmed.
     Clip again() const;
+    /// The same, to be read with other settings of the same rate.
+    Clip again(const media::ReaderSettings& settings) const;
+    /// Opens the file for somebody else, with other settings.
+    media::Reader open(const media::ReaderSettings& settings) const;
 
     /// Makes a still last this many frames.
     void last(std::int64_t frames);
@@ -95,6 +102,7 @@ class Clip {
 
     std::string path_;
     media::ReaderSettings settings_;
+    std::optional<media::KnownInput> known_;
     std::unique_ptr<media::Reader> reader_;
     media::MediaInfo info_;
     std::int64_t in_ = 0;

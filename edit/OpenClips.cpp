@@ -105,7 +105,9 @@ Clip openClip(const Edit& edit, const EditClip& said, ReaderSettings settings, F
     if (std::optional<MediaInfo> head = probeHead(file)) return {std::move(*head), ofStills};
     if (std::optional<Clip> known = shelf ? shelf->find(file, settings) : std::nullopt)
         return std::move(*known);
-    Clip clip(file, settings);
+    // Of a clip without sound, nobody takes pictures either: it is counted and left.
+    Clip clip = settings.sound || settings.keepFields ? Clip(file, settings)
+                                                      : Clip(media::KnownInput::of(file, settings), settings);
     if (clip.info().kind == MediaKind::still) return {clip.info(), ofStills};
     refuseEndless(clip, rate);
     if (shelf) shelf->keep(settings, clip);

@@ -60,6 +60,7 @@ ReaderSettings readerSettings(const Edit& edit, const RenderSettings& settings, 
     s.rate = request.rate;
     // Nobody takes pictures where sound alone is rendered, or nothing.
     if (settings.soundOnly || settings.planOnly) s.prefetch = 0;
+    s.sound = !settings.countOnly;
     s.cancel = settings.cancel;
     return s;
 }

@@ -37,6 +37,7 @@ struct RenderSettings {
                       ///< runs in the caller's thread
     bool tellCopies = false;  ///< say what would be copied although there is no output
     bool planOnly = false;    ///< nothing is going to be rendered: what takes long is left out
+    bool countOnly = false;   ///< beside `planOnly`: clips are counted, and not opened to be read
     bool proxy = false;       ///< render as a quick preview
     TimeSpan longest{TimeSpan::Unit::Microseconds, 86400000000};  ///< a longer result is refused
     std::optional<RenderRange> only;                              ///< render this stretch alone

@@ -7,7 +7,9 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <utility>
 
+#include "media/KnownInput.h"
 #include "media/detail/Allowance.h"
 #include "media/detail/DecodedPictureDetail.h"
 #include "media/detail/Sound.h"
@@ -51,12 +53,13 @@ ReaderSettings completed(const MediaInfo& info, ReaderSettings settings) {
 }  // namespace
 
 struct Reader::Impl {
-    Impl(const std::string& path, const ReaderSettings& wanted)
-        : facts(probeDetail(path, wanted.cancel, wanted.identity)),
+    Impl(ProbeDetail found, const ReaderSettings& wanted, std::optional<Extent> known = std::nullopt)
+        : facts(std::move(found)),
           settings(completed(facts.info, wanted)),
-          extent(measureExtent(facts, settings.threads, settings.cancel)),
+          extent(known ? *std::move(known) : measureExtent(facts, settings.threads, settings.cancel)),
           pictures(facts, settings, extent),
-          sound(openSound(facts, {settings.sampleRate, settings.channels}, settings.cancel)),
+          sound(openSound(facts, {settings.sampleRate, settings.sound ? settings.channels : 0},
+                          settings.cancel)),
           fields(pictures.fields()) {
         start();
     }
@@ -175,7 +178,50 @@ Reader::~Reader() = default;
 
 Reader Reader::open(const std::string& path, const ReaderSettings& settings) {
     std::unique_ptr<Impl> impl;
-    runWithMemoryAllowance(path, [&] { impl = std::make_unique<Impl>(path, settings); });
+    runWithMemoryAllowance(path, [&] {
+        impl = std::make_unique<Impl>(probeDetail(path, settings.cancel, settings.identity), settings);
+    });
+    return Reader(std::move(impl));
+}
+
+struct KnownInput::Facts {
+    ProbeDetail probed;  ///< without the open file
+    Extent extent;
+};
+
+KnownInput KnownInput::of(const std::string& path, const ReaderSettings& settings) {
+    auto facts = std::make_shared<Facts>();
+    runWithMemoryAllowance(path, [&] {
+        facts->probed = probeDetail(path, settings.cancel, settings.identity);
+        facts->extent = measureExtent(facts->probed, settings.threads, settings.cancel);
+    });
+    facts->probed.bytes.reset();
+    return KnownInput(std::move(facts));
+}
+
+const MediaInfo& KnownInput::info() const noexcept {
+    return facts_->probed.info;
+}
+
+int64_t KnownInput::frameCount(const ReaderSettings& settings) const {
+    return pictureCount(facts_->probed, completed(info(), settings), facts_->extent);
+}
+
+const std::string& KnownInput::warning() const noexcept {
+    return facts_->extent.warning;
+}
+
+Reader KnownInput::open(const ReaderSettings& settings) const {
+    const std::string& path = info().path;
+    std::unique_ptr<Reader::Impl> impl;
+    runWithMemoryAllowance(path, [&] {
+        ProbeDetail facts = facts_->probed;
+        if (!facts.pattern) {
+            facts.bytes = std::make_shared<InputBytes>(path);
+            if (facts.bytes->identity() != info().identity) throwChanged(path);
+        }
+        impl = std::make_unique<Reader::Impl>(std::move(facts), settings, facts_->extent);
+    });
     return Reader(std::move(impl));
 }
 

@@ -43,6 +43,7 @@ struct ReaderSettings {
                              ///< when lines are scaled, cut to an odd offset, or turned
     int threads = 0;         ///< decoder threads, 0: by the machine. Output never depends on it
     int prefetch = 3;        ///< pictures decoded ahead in a thread of the reader; 0: no thread
+    bool sound = true;       ///< false: nobody asks for sound, and none is opened
     std::optional<FileIdentity> identity;  ///< only this very file will do: what was decided from an earlier
                                            ///< look at the name holds for no other
     CancelFlag cancel = nullptr;
@@ -99,6 +100,7 @@ class Reader {
     std::vector<std::string> warnings() const;
 
   private:
+    friend class KnownInput;
     struct Impl;
     explicit Reader(std::unique_ptr<Impl> impl) noexcept;
     std::unique_ptr<Impl> impl_;

@@ -376,6 +376,7 @@ const char* soundLayoutName(int channels) noexcept {
 }
 
 std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, const SoundShape& shape, CancelFlag cancel) {
+    if (shape.channels == 0) return std::make_unique<Silence>(0);
     if (facts.pattern && facts.pattern->sound)
         return std::make_unique<PatternSound>(facts, shape.sampleRate, shape.channels);
     if (facts.pattern || facts.audioStream < 0) return std::make_unique<Silence>(shape.channels);

@@ -19,25 +19,33 @@ int64_t stillCount(const ReaderSettings& settings) {
     return std::max<int64_t>(1, std::llround(settings.stillSeconds * settings.rate.value()));
 }
 
+/// The picture, at base `frameBase`, that time `pts` falls on.
+int64_t pictureAt(int64_t pts, const ProbeDetail& facts, AVRational frameBase) {
+    return av_rescale_q_rnd(pts, facts.timeBase, frameBase,
+                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
 }  // namespace
+
+int64_t pictureCount(const ProbeDetail& facts, const ReaderSettings& settings, const Extent& extent) {
+    if (facts.info.kind == MediaKind::still) return stillCount(settings);
+    return std::max<int64_t>(
+        1, pictureAt(extent.lastPts + extent.lastDuration, facts, av_inv_q(asAv(settings.rate))));
+}
 
 SteadyPictures::SteadyPictures(const ProbeDetail& facts, const ReaderSettings& settings, const Extent& extent)
     : facts_(facts),
       settings_(settings),
       frameBase_(av_inv_q(asAv(settings.rate))),
       seekable_(extent.seekable),
+      count_(pictureCount(facts, settings, extent)),
       source_(openSource(facts, settings.threads, settings.cancel, isDeep(settings.layout))),
       graph_(facts, settings) {
-    if (facts.info.kind == MediaKind::still)
-        count_ = stillCount(settings);
-    else
-        count_ = std::max<int64_t>(1, indexOf(extent.lastPts + extent.lastDuration));
     advance();
 }
 
 int64_t SteadyPictures::indexOf(int64_t pts) const {
-    return av_rescale_q_rnd(pts, facts_.timeBase, frameBase_,
-                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+    return pictureAt(pts, facts_, frameBase_);
 }
 
 /// Makes `coming_` the source's next converted picture, empty when there is none.

@@ -34,13 +34,13 @@ class SoundSource {
 /// What samples are wanted.
 struct SoundShape {
     int sampleRate = 48000;
-    int channels = 2;  ///< 1, 2 or 6: mono, stereo or 5.1
+    int channels = 2;  ///< 1, 2 or 6: mono, stereo or 5.1; 0: none is wanted, and nothing is opened
 };
 
 /// The library's name of mono, stereo or 5.1 by the number of channels.
 const char* soundLayoutName(int channels) noexcept;
 
-/// Silence for inputs without sound.
+/// Silence for inputs without sound, and where no channel is wanted.
 std::unique_ptr<SoundSource> openSound(const ProbeDetail& facts, const SoundShape& shape, CancelFlag cancel);
 
 }  // namespace tumblewash::media

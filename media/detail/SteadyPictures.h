@@ -9,6 +9,9 @@
 
 namespace tumblewash::media {
 
+/// How many pictures `extent` comes to at the rate of complete `settings`.
+int64_t pictureCount(const ProbeDetail& facts, const ReaderSettings& settings, const Extent& extent);
+
 class SteadyPictures {
   public:
     /// `settings` complete; both references must outlive the object. Throws MediaError.
