@@ -7,8 +7,6 @@ Chromium jumps eleven times across each end of each copied stretch, backwards to
 shows of the clips there. mpv and VLC play to the end without a warning. A player that is not installed is named and left
 out.
 """
-import functools
-import http.server
 import json
 import os
 import pathlib
@@ -16,7 +14,6 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 
 PROGRAM = sys.argv[1]
 FPS = 25
@@ -27,47 +24,6 @@ CLIPS = {
     "a": ("testsrc2", "keyint=15:scenecut=0"),
     "b": ("testsrc", "keyint=12:scenecut=0:cabac=0:slices=4:ref=2"),
 }
-PAGE = """
-const open = async (name) => {
-  const video = document.createElement('video');
-  video.muted = true;
-  video.preload = 'auto';
-  // A server of files alone has no jumps.
-  video.src = URL.createObjectURL(await (await fetch(name)).blob());
-  await new Promise((done, failed) => {
-    video.onloadeddata = done;
-    video.onerror = () => failed(new Error(name + ': ' + video.error.message));
-  });
-  return video;
-};
-const pixels = async (video, frame) => {
-  const time = (frame + 0.5) / FPS;
-  await new Promise((done, failed) => {
-    video.onerror = () => failed(new Error(video.src + ': ' + video.error.message));
-    video.onseeked = done;
-    video.currentTime = time;
-  });
-  const canvas = document.createElement('canvas');
-  canvas.width = video.videoWidth;
-  canvas.height = video.videoHeight;
-  const pen = canvas.getContext('2d');
-  pen.drawImage(video, 0, 0);
-  return pen.getImageData(0, 0, canvas.width, canvas.height).data;
-};
-(async () => {
-  const videos = {};
-  for (const name of [MOVIE, ...CLIPS]) videos[name] = await open(name);
-  const wrong = [];
-  const seen = new Set();
-  for (const [frame, clip, own] of JUMPS) {
-    const here = await pixels(videos[MOVIE], frame);
-    const there = await pixels(videos[clip], own);
-    if (here.length !== there.length || here.some((value, i) => value !== there[i])) wrong.push([frame, clip, own]);
-    seen.add(here.join());
-  }
-  return {wrong, looked: JUMPS.length, different: seen.size};
-})()
-"""
 
 
 def run(words, **more):
@@ -107,79 +63,16 @@ def jumps(report):
     return found
 
 
-class Chromium:
-    """One browser, spoken to through two pipes."""
-
-    def __init__(self, program, folder):
-        to_read, self.write = os.pipe()
-        self.read, to_write = os.pipe()
-        # The browser expects them at these numbers.
-        script = f'exec "$@" 3<&{to_read} 4>&{to_write}'
-        self.process = subprocess.Popen(
-            ["bash", "-c", script, "bash", program, "--headless=new", "--no-sandbox", "--disable-gpu", "--no-first-run",
-             "--disable-dev-shm-usage", f"--user-data-dir={folder}", "--remote-debugging-pipe", "about:blank"],
-            pass_fds=(to_read, to_write), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        os.close(to_read)
-        os.close(to_write)
-        self.held = b""
-        self.number = 0
-
-    def say(self, method, session=None, **parameters):
-        self.number += 1
-        message = {"id": self.number, "method": method, "params": parameters}
-        if session:
-            message["sessionId"] = session
-        os.write(self.write, json.dumps(message).encode() + b"\0")
-        while True:
-            while b"\0" not in self.held:
-                some = os.read(self.read, 1 << 16)
-                if not some:
-                    sys.exit("Chromium ended")
-                self.held += some
-            line, self.held = self.held.split(b"\0", 1)
-            answer = json.loads(line)
-            if answer.get("id") == self.number:
-                if "error" in answer:
-                    sys.exit(f"Chromium: {method}: {answer['error']}")
-                return answer["result"]
-
-
-class Handler(http.server.SimpleHTTPRequestHandler):
-    def log_message(self, *words):
-        pass
-
-
 def in_chromium(program, folder, report):
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Handler, directory=folder))
-    threading.Thread(target=server.serve_forever, daemon=True).start()
     wanted = jumps(report)
-    browser = Chromium(program, folder / "profile")
-    guard = threading.Timer(LIMIT, browser.process.kill)
-    guard.start()
-    try:
-        address = f"http://127.0.0.1:{server.server_port}/"
-        (folder / "page.html").write_text("<!doctype html><title>copies</title>")
-        target = browser.say("Target.createTarget", url=address + "page.html")["targetId"]
-        session = browser.say("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
-        # The page is there once it says where it is.
-        while browser.say("Runtime.evaluate", session, expression="document.readyState + location.pathname")["result"][
-                "value"] != "complete/page.html":
-            pass
-        names = sorted({jump[1] for jump in wanted})
-        script = (f"const FPS = {FPS}; const MOVIE = 'movie.mp4'; const CLIPS = {json.dumps(names)}; "
-                  f"const JUMPS = {json.dumps(wanted)};\n{PAGE}")
-        answer = browser.say("Runtime.evaluate", session, expression=script, awaitPromise=True, returnByValue=True)
-        if "exceptionDetails" in answer:
-            sys.exit(f"Chromium: {answer['exceptionDetails']['exception'].get('description', answer)}")
-        found = answer["result"]["value"]
-        if found["wrong"] or found["looked"] != len(wanted) or found["different"] != len({tuple(jump[1:]) for jump in wanted}):
-            sys.exit(f"Chromium showed other pixels, frame of the movie, clip and its frame: {found}")
-        print(f"Chromium: {len(wanted)} jumps, every picture the clips'")
-    finally:
-        guard.cancel()
-        browser.process.kill()
-        browser.process.wait()
-        server.shutdown()
+    (folder / "jumps.json").write_text(json.dumps(wanted))
+    result = run(["node", pathlib.Path(__file__).parent / "copies_in_chromium.mjs", program, folder, str(FPS)])
+    if result.returncode != 0:
+        sys.exit(f"Chromium, exit {result.returncode}:\n{result.stdout}{result.stderr}")
+    found = json.loads(result.stdout)
+    if found["wrong"] or found["looked"] != len(wanted) or found["different"] != len({tuple(jump[1:]) for jump in wanted}):
+        sys.exit(f"Chromium showed other pixels, frame of the movie, clip and its frame: {found}")
+    print(f"Chromium: {len(wanted)} jumps, every picture the clips'")
 
 
 def in_mpv(program, movie):
