@@ -110,7 +110,6 @@ Desk::Desk(const std::string& document, Edit edit, const std::vector<std::string
       job_(
           [this] { events_.tell("job", job_.json().dump(-1, ' ', false, Json::error_handler_t::replace)); }) {
     noteFiles(document_.edit(), known_);
-    settleAsFarAsPossible();
 }
 
 PlanRef Desk::plan() const {
@@ -127,7 +126,7 @@ void Desk::publish(PlanRef plan, std::string problem) {
 PlanRef Desk::settle(const Edit& edit, std::uint64_t revision) {
     edit::RenderSettings settings;
     settings.shelf = &shelf_;
-    settings.planOnly = true;
+    settings.planOnly = settings.countOnly = true;
     settings.cancel = &cancel_;
     return std::make_shared<const Plan>(revision, edit, prepareMovie(edit, settings));
 }
@@ -157,12 +156,23 @@ void Desk::refuseForeignFiles(const Edit& edit) const {
     const auto refuseOutside = [&](const std::string& file, const std::string& name) {
         std::error_code ignored;
         const bool gone = chosen_.contains(file) && !fs::exists(file, ignored);
-        if (!known_.contains(file) && !folders_.holds(file) && !gone)
+        if (!known_.contains(file) && !folders_.find(file) && !gone)
             throw Refused{403, "outside", name + ": lies outside of the folders of this studio"};
     };
     for (const EditClip& clip : edit.clips)
         if (!clip.black() && !media::isPattern(clip.file)) refuseOutside(fileOf(edit, clip), clip.file);
     if (edit.music) refuseOutside(musicOf(edit), edit.music->file);
+}
+
+// The name that was looked at may have come to stand for another file before it was opened.
+void Desk::refuseForeignClips(const Plan& plan) const {
+    for (std::size_t i = 0; i < plan.request.clips.size(); ++i) {
+        const edit::Clip& clip = plan.request.clips[i];
+        const EditClip& said = plan.edit.clips[i];
+        if (said.black() || media::isPattern(said.file) || known_.contains(fileOf(plan.edit, said))) continue;
+        if (folders_.find(clip.path()) != clip.info().identity)
+            throw Refused{403, "outside", said.file + ": was replaced while it was looked at"};
+    }
 }
 
 void Desk::refuseOld(const Json& body) const {
@@ -191,6 +201,9 @@ void Desk::edit(const Json& body) {
     std::string problem;
     try {
         settled = settle(next, document_.revision() + 1);
+        refuseForeignClips(*settled);
+    } catch (const Refused&) {
+        throw;
     } catch (const std::exception& refused) {
         // A document that could be settled stays one; of one that could not, every change may be a repair.
         if (sound) throw Refused{422, "cannot-be", refused.what()};
@@ -302,8 +315,11 @@ Response Desk::render(const Json& body) {
         throw Refused{422, "bad-name", name + ": choose a name ending in .mp4, .mov, .mkv or .webm"};
     const std::string output = (fs::path(folderOfDocument()) / name).string();
     std::error_code ignored;
-    if (!flagAt(body, "force") && fs::exists(fs::symlink_status(output, ignored)))
-        throw Refused{409, "exists", name + ": already exists"};
+    const fs::file_status there = fs::symlink_status(output, ignored);
+    // It may lead out of the folder.
+    if (fs::is_symlink(there))
+        throw Refused{409, "link", name + ": is a link to another file; choose another name"};
+    if (!flagAt(body, "force") && fs::exists(there)) throw Refused{409, "exists", name + ": already exists"};
     if (!job_.start(document_.edit(), output, flagAt(body, "force"),
                     !body.contains("copy") || flagAt(body, "copy"), document_.file()))
         throw Refused{409, "busy", "a movie is being made already"};

@@ -22,10 +22,12 @@ namespace tumblewash::studio {
 /// The desk. All but `plan` is one thread's at a time.
 class Desk {
   public:
-    /// Opens the document and settles it as far as it can be. Throws Refusal for a file that is no document
-    /// and folders that cannot be opened.
+    /// Opens the document. Throws Refusal for a file that is no document and folders that cannot be opened.
     Desk(const std::string& document, edit::Edit edit, const std::vector<std::string>& folders,
          const std::string& state, Events& events, const std::atomic<bool>& cancel);
+
+    /// Settles the document as far as it can be, which looks at its clips; the first thing to be done.
+    void begin() { settleAsFarAsPossible(); }
 
     /// Answers `api/WORD`. Throws Refused, Refusal or MediaError.
     Response answer(const std::string& word, const Request& request, const Target& target);
@@ -53,6 +55,7 @@ class Desk {
     Response render(const nlohmann::ordered_json& body);
     void refuseOld(const nlohmann::ordered_json& body) const;
     void refuseForeignFiles(const edit::Edit& edit) const;
+    void refuseForeignClips(const Plan& plan) const;
     PlanRef settle(const edit::Edit& edit, std::uint64_t revision);
     void settleAsFarAsPossible();
     void publish(PlanRef plan, std::string problem);

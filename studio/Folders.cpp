@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -130,23 +129,19 @@ std::vector<FolderEntry> Folders::list(std::size_t root, const std::string& path
     return list;
 }
 
-std::string Folders::file(std::size_t root, const std::string& path) const {
-    const Descriptor opened = open(root, path, O_RDONLY);
-    struct stat status {};
-    if (fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) refuse();
-    char real[PATH_MAX + 1];
-    const std::string link = "/proc/self/fd/" + std::to_string(opened.get());
-    const ssize_t length = readlink(link.c_str(), real, PATH_MAX);
-    if (length <= 0) refuse();
-    return {real, static_cast<std::size_t>(length)};
-}
-
-bool Folders::holds(const std::string& file) const {
+std::optional<media::FileIdentity> Folders::find(const std::string& file) const {
     const std::string real = realPath(file);
-    struct stat status {};
-    if (real.empty() || stat(real.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    return std::any_of(paths_.begin(), paths_.end(),
-                       [&](const std::string& folder) { return isBelow(real, folder); });
+    for (std::size_t root = 0; root < paths_.size(); ++root) {
+        if (!isBelow(real, paths_[root])) continue;
+        const std::string path = real.substr(paths_[root] == "/" ? 1 : paths_[root].size() + 1);
+        const Descriptor opened(
+            openBeneath(open_[root].get(), paths_[root], path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        struct stat now {};
+        if (!opened || fstat(opened.get(), &now) != 0 || !S_ISREG(now.st_mode)) continue;
+        return media::FileIdentity{now.st_dev, now.st_ino, now.st_size, now.st_mtim.tv_sec,
+                                   now.st_mtim.tv_nsec};
+    }
+    return std::nullopt;
 }
 
 }  // namespace tumblewash::studio

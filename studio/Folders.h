@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "media/Descriptor.h"
+#include "media/FileIdentity.h"
 
 namespace tumblewash::studio {
 
@@ -38,11 +40,9 @@ class Folders {
     std::vector<FolderEntry> list(std::size_t root, const std::string& path,
                                   Wanted wanted = Wanted::clips) const;
 
-    /// The real path of a plain file below folder `root`. Throws Refused (404) as above.
-    std::string file(std::size_t root, const std::string& path) const;
-
-    /// True for the real path of a plain file below one of the folders.
-    bool holds(const std::string& file) const;
+    /// Which plain file lies under this name below one of the folders, wherever links lead on the way;
+    /// nothing where none does.
+    std::optional<media::FileIdentity> find(const std::string& file) const;
 
   private:
     media::Descriptor open(std::size_t root, const std::string& path, int flags) const;

@@ -33,7 +33,8 @@ constexpr std::size_t kDecodersOwn = std::size_t{6} << 20;
 constexpr std::int64_t kFarthest = 600;
 
 /// As the command `frame` reads its clips, so that its bytes are ours.
-ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, media::CancelFlag cancel) {
+ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, int threads,
+                           media::CancelFlag cancel) {
     ReaderSettings s;
     s.width = size.width;
     s.height = size.height;
@@ -43,7 +44,8 @@ ReaderSettings settingsFor(const Plan& plan, bool still, PixelSize size, media::
     s.layout = media::PixelLayout::argb;
     s.toneMap = plan.edit.output.colour.map();
     s.prefetch = 0;
-    s.threads = std::thread::hardware_concurrency() < 4 ? 1 : 2;
+    s.sound = false;
+    s.threads = std::thread::hardware_concurrency() < 4 ? std::min(threads, 2) : 2;
     s.cancel = cancel;
     return s;
 }
@@ -96,9 +98,12 @@ Reader& Frames::readerOf(const Clip& clip, const Wanted& wanted) {
     }
     if (readers_.size() >= kOpenReaders) readers_.pop_back();
     std::shared_ptr<void> memory = cache_.setAside(kDecodersPictures * decodedBytes(clip) + kDecodersOwn);
-    readers_.insert(readers_.begin(),
-                    OpenReader{wanted.key, Reader::open(clip.path(), wanted.settings), std::move(memory)});
+    readers_.insert(readers_.begin(), OpenReader{wanted.key, clip.open(wanted.settings), std::move(memory)});
     return readers_.front().reader;
+}
+
+PictureCache& Frames::madeFor(PixelSize size) {
+    return std::max(size.width, size.height) <= kThumbnail ? thumbnails_ : cache_;
 }
 
 void Frames::close() {
@@ -127,7 +132,8 @@ Frames::Wanted Frames::wantedOf(const Plan& plan, std::size_t index, std::int64_
     const bool still = clip.info().kind == MediaKind::still;
     Wanted wanted;
     wanted.ofAnySize = !still && clip.info().fields == media::FieldOrder::progressive;
-    wanted.settings = settingsFor(plan, still, wanted.ofAnySize ? plan.request.size : size, cancel_);
+    wanted.settings =
+        settingsFor(plan, still, wanted.ofAnySize ? plan.request.size : size, threads_, cancel_);
     wanted.settings.identity = clip.info().identity;
     wanted.frame =
         still && !clip.way() ? 0 : std::clamp<std::int64_t>(clip.in() + frame, 0, clip.wholeFrames() - 1);
@@ -140,7 +146,7 @@ Frames::Wanted Frames::wantedOf(const Plan& plan, std::size_t index, std::int64_
 std::optional<PictureRef> Frames::known(const Wanted& wanted, PixelSize size) {
     if (const std::optional<KeptPicture> kept = cache_.find(nameOf(wanted.key, wanted.frame)))
         return maker_.make(kept->decoded, size.width, size.height);
-    if (const std::optional<KeptPicture> kept = cache_.find(nameOf(wanted.key, wanted.frame, size)))
+    if (const std::optional<KeptPicture> kept = madeFor(size).find(nameOf(wanted.key, wanted.frame, size)))
         return kept->picture;
     return std::nullopt;
 }
@@ -181,17 +187,22 @@ PictureRef Frames::ofClip(const Plan& plan, std::size_t index, std::int64_t fram
         if (std::optional<PictureRef> here = known(wanted, size)) return *std::move(here);
         got = read(clip, wanted);
     }
-    const bool asDecoded = !got.picture && wanted.ofAnySize && got.decoded.anySize();
     if (!got.picture) got.picture = maker_.make(got.decoded, size.width, size.height);
-    PictureRef picture = got.picture;
-    if (keep == Keep::nothing) return picture;
-    if (asDecoded && keep == Keep::decoded && got.decoded.bytes() <= bytesOf(plan.request.size)) {
-        const std::size_t bytes = got.decoded.bytes();
-        cache_.keep(nameOf(wanted.key, wanted.frame), {std::move(got.decoded), {}}, bytes);
-    } else {
-        cache_.keep(nameOf(wanted.key, wanted.frame, size), {{}, picture}, bytesOf(size));
-    }
-    return picture;
+    if (keep != Keep::nothing) store(plan, wanted, got, size, keep);
+    return got.picture;
+}
+
+void Frames::store(const Plan& plan, const Wanted& wanted, const KeptPicture& got, PixelSize size,
+                   Keep keep) {
+    const bool servesAll = wanted.ofAnySize && got.decoded && got.decoded.anySize() &&
+                           got.decoded.bytes() <= bytesOf(plan.request.size);
+    if (servesAll && keep == Keep::decoded)
+        cache_.keep(nameOf(wanted.key, wanted.frame), {got.decoded, {}}, got.decoded.bytes());
+    else
+        madeFor(size).keep(
+            nameOf(wanted.key, wanted.frame, size),
+            {{}, got.picture ? got.picture : maker_.make(got.decoded, size.width, size.height)},
+            bytesOf(size));
 }
 
 // The plan's rules: an overlap takes both clips' frames side by side, a morph the first and last of its
@@ -218,18 +229,12 @@ void Frames::prepareOne(const Plan& plan, const Segment& segment, std::int64_t k
     const Sources from = sourcesOf(segment, k);
     for (const std::optional<Source>& source : {std::optional(from.a), from.b}) {
         if (!source || plan.request.clips.at(source->clip).isBlack()) continue;
-        const Wanted wanted = wantedOf(plan, source->clip, source->frame, plan.request.size);
-        if (cache_.find(nameOf(wanted.key, wanted.frame))) continue;
-        const KeptPicture got = read(plan.request.clips[source->clip], wanted);
-        if (wanted.ofAnySize && got.decoded.anySize() && got.decoded.bytes() <= bytesOf(plan.request.size))
-            cache_.keep(nameOf(wanted.key, wanted.frame), got, got.decoded.bytes());
-        else if (!cache_.find(nameOf(wanted.key, wanted.frame, plan.request.size)))
-            cache_.keep(
-                nameOf(wanted.key, wanted.frame, plan.request.size),
-                {{},
-                 got.picture ? got.picture
-                             : maker_.make(got.decoded, plan.request.size.width, plan.request.size.height)},
-                bytesOf(plan.request.size));
+        const PixelSize size = plan.request.size;
+        const Wanted wanted = wantedOf(plan, source->clip, source->frame, size);
+        if (cache_.find(nameOf(wanted.key, wanted.frame)) ||
+            madeFor(size).find(nameOf(wanted.key, wanted.frame, size)))
+            continue;
+        store(plan, wanted, read(plan.request.clips[source->clip], wanted), size, Keep::decoded);
     }
 }
 

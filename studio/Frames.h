@@ -2,6 +2,7 @@
 // that stay open and a cache that all lanes share. One object for each thread.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,6 +27,21 @@ struct KeptPicture {
 /// bound.
 using PictureCache = BoundedCache<KeptPicture>;
 
+/// The caches of all lanes. Thumbnails have one of their own, so that no long seam drives out what stands for
+/// the frames of all others.
+struct PictureCaches {
+    /// `bytes` for both together.
+    explicit PictureCaches(std::size_t bytes)
+        : pictures(bytes - std::min(kThumbnailBytes, bytes / 4)),
+          thumbnails(std::min(kThumbnailBytes, bytes / 4)) {}
+
+    PictureCache pictures;
+    PictureCache thumbnails;
+
+  private:
+    static constexpr std::size_t kThumbnailBytes = std::size_t{24} << 20;
+};
+
 /// What of a picture that was read goes into the cache.
 enum class Keep {
     decoded,  ///< the picture as its decoder left it, where that takes less than one of the movie's size
@@ -37,9 +53,13 @@ enum class Keep {
 class Frames {
   public:
     /// `cancel` ends decoding when it is raised; both outlive this. Pictures are made by up to `threads`
-    /// threads.
-    Frames(PictureCache& cache, media::CancelFlag cancel, int threads = 1)
-        : cache_(cache), cancel_(cancel), maker_(threads) {}
+    /// threads, and decoded by two where that leaves processors to others.
+    Frames(PictureCaches& caches, media::CancelFlag cancel, int threads = 1)
+        : cache_(caches.pictures),
+          thumbnails_(caches.thumbnails),
+          cancel_(cancel),
+          threads_(threads),
+          maker_(threads) {}
 
     /// Frame `frame` of the movie as ARGB of `size`. At the plan's own size the bytes are those of the
     /// command `frame`. Throws MediaError, Refusal, or Refused (404) outside of the movie.
@@ -119,6 +139,10 @@ class Frames {
     Wanted wantedOf(const Plan& plan, std::size_t clip, std::int64_t frame, edit::PixelSize size) const;
     std::optional<media::PictureRef> known(const Wanted& wanted, edit::PixelSize size);
     KeptPicture read(const edit::Clip& clip, const Wanted& wanted);
+    /// Keeps a picture as its decoder left it, where that is wanted and serves every size, else as it is made
+    /// for `size`.
+    void store(const Plan& plan, const Wanted& wanted, const KeptPicture& got, edit::PixelSize size,
+               Keep keep);
     void prepareOne(const Plan& plan, const edit::Segment& segment, std::int64_t k);
     media::PictureRef nearClip(const Plan& plan, const Source& source, edit::PixelSize size);
     media::PictureRef rendered(const Plan& plan, const edit::Segment& segment, const edit::Effect& effect,
@@ -129,8 +153,13 @@ class Frames {
     media::PictureRef moved(const edit::Clip& clip, const Wanted& wanted);
     media::Reader& readerOf(const edit::Clip& clip, const Wanted& wanted);
 
+    /// Where pictures that are made for this size are kept.
+    PictureCache& madeFor(edit::PixelSize size);
+
     PictureCache& cache_;
+    PictureCache& thumbnails_;
     media::CancelFlag cancel_;
+    int threads_;
     media::PictureMaker maker_;
     std::vector<OpenReader> readers_;  ///< the most recently used first
     std::vector<Moving> moving_;       ///< the same

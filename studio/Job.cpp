@@ -85,7 +85,8 @@ bool Job::cancel(std::uint64_t id) {
 
 std::string Job::outputOf(std::uint64_t id) const {
     const std::scoped_lock hold(lock_);
-    return facts_.id == id && facts_.state == "done" ? facts_.output : std::string();
+    const auto found = finished_.find(id);
+    return found == finished_.end() ? std::string() : found->second;
 }
 
 void Job::run(edit::Edit edit, bool force, bool copy, std::string reads) {
@@ -128,6 +129,8 @@ void Job::run(edit::Edit edit, bool force, bool copy, std::string reads) {
                         });
                     }});
         set([&](Facts& facts) {
+            std::erase_if(finished_, [&](const auto& movie) { return movie.second == facts.output; });
+            finished_[facts.id] = facts.output;
             facts.state = "done";
             facts.frames = facts.total;
             facts.left = 0;

@@ -1,10 +1,11 @@
 // The movie being made: one at a time, in a thread of its own, over a copy of the document. It goes on when
-// every page is closed, and its end stays known until the next one begins.
+// every page is closed, its end stays known until the next one begins, and its file as long as it lies there.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -34,7 +35,7 @@ class Job {
     bool cancel(std::uint64_t id);
     bool running() const;
 
-    /// The finished movie with this number; empty where there is none.
+    /// The finished movie with this number, while no other has taken its place; empty where there is none.
     std::string outputOf(std::uint64_t id) const;
 
     /// id, state, frames, total, fps, left (seconds), output, warnings, error.
@@ -59,6 +60,7 @@ class Job {
     std::function<void()> told_;
     mutable std::mutex lock_;
     Facts facts_;
+    std::map<std::uint64_t, std::string> finished_;  ///< movies by their number
     std::atomic<bool> cancel_{false};
     std::thread thread_;
 };

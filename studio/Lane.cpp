@@ -15,7 +15,7 @@ constexpr std::size_t kMostWaiting = 512;
 
 }  // namespace
 
-Lane::Lane(int nice) : thread_([this, nice] { work(nice); }) {}
+Lane::Lane(int nice, Lane* before) : thread_([this, nice, before] { work(nice, before); }) {}
 
 Lane::~Lane() {
     {
@@ -32,7 +32,7 @@ void Lane::post(Work work) {
         const std::scoped_lock hold(lock_);
         if (!ends_ && items_.size() < kMostWaiting) {
             items_.push_back({{}, std::move(work)});
-            changed_.notify_one();
+            changed_.notify_all();
             return;
         }
     }
@@ -50,23 +50,39 @@ void Lane::postNewest(const std::string& owner, Work work) {
             dropped.push_back(std::move(work));
         else
             items_.push_front({owner, std::move(work)});
-        changed_.notify_one();
+        changed_.notify_all();
     }
     for (Work& each : dropped) each(false);
 }
 
-void Lane::work(int nice) {
+void Lane::waitUntilIdle() {
+    std::unique_lock hold(lock_);
+    changed_.wait(hold, [&] { return ends_ || (items_.empty() && !working_); });
+}
+
+void Lane::work(int nice, Lane* before) {
     if (nice > 0) setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), nice);
     for (;;) {
-        Item item;
         {
             std::unique_lock hold(lock_);
             changed_.wait(hold, [&] { return ends_ || !items_.empty(); });
+        }
+        if (before) before->waitUntilIdle();
+        Item item;
+        {
+            const std::scoped_lock hold(lock_);
             if (ends_) return;
             item = std::move(items_.front());
             items_.pop_front();
+            working_ = true;
         }
         item.work(true);
+        item = {};
+        {
+            const std::scoped_lock hold(lock_);
+            working_ = false;
+        }
+        changed_.notify_all();
     }
 }
 

@@ -18,8 +18,9 @@ class Lane {
     /// to be done but to say so. Must not throw.
     using Work = std::function<void(bool run)>;
 
-    /// Starts the thread with this much niceness, 0 to 19.
-    explicit Lane(int nice = 0);
+    /// Starts the thread with this much niceness, 0 to 19. It begins nothing while `before`, which outlives
+    /// this, has work.
+    explicit Lane(int nice = 0, Lane* before = nullptr);
     /// Lets the work in hand finish; what waits is told that it is not run.
     ~Lane();
     Lane(const Lane&) = delete;
@@ -35,11 +36,13 @@ class Lane {
         std::string owner;
         Work work;
     };
-    void work(int nice);
+    void work(int nice, Lane* before);
+    void waitUntilIdle();
 
     std::mutex lock_;
     std::condition_variable changed_;
     std::deque<Item> items_;
+    bool working_ = false;
     bool ends_ = false;
     std::thread thread_;
 };

@@ -63,13 +63,13 @@ void answerWith(const Answer& answer, bool run, Make make) {
 Pictures::Pictures(std::size_t cacheBytes, const std::atomic<bool>& cancel)
     : cancel_(cancel),
       // A quarter is for what is in hand: pictures being made, encoders, the newest stretches played.
-      cache_(cacheBytes / 4 * 3 - std::min(kJpegBytes, cacheBytes / 2)),
+      caches_(cacheBytes / 4 * 3 - std::min(kJpegBytes, cacheBytes / 2)),
       jpegs_(std::min(kJpegBytes, cacheBytes / 2)),
-      first_(cache_, &cancel, static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))),
-      background_(cache_, &cancel),
-      atHand_(cache_, &cancel),
+      first_(caches_, &cancel, static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U))),
+      background_(caches_, &cancel),
+      atHand_(caches_, &cancel),
       frames_(0),
-      others_(5),
+      others_(5, &frames_),
       nears_(0) {}
 
 std::string Pictures::jpeg(const PictureRef& picture, int width) const {
@@ -102,6 +102,17 @@ void Pictures::prepareSeam(PlanRef plan, std::int64_t frame) {
             prepared_ = 0;
         }
         background_.close();
+    });
+}
+
+void Pictures::expect(PlanRef plan, std::int64_t frame) {
+    frames_.postNewest("expected", [=, this](bool run) {
+        if (!run) return;
+        try {
+            (void)first_.ofMovie(*plan, frame, plan->request.size);
+        } catch (const std::exception&) {
+            // Whoever asks for that frame is told.
+        }
     });
 }
 

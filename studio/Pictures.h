@@ -19,6 +19,9 @@ class Pictures {
     /// decoding when it is raised.
     Pictures(std::size_t cacheBytes, const std::atomic<bool>& cancel);
 
+    /// Decodes what frame `frame` is made of before anybody asks for it.
+    void expect(PlanRef plan, std::int64_t frame);
+
     /// `frame?f=FRAME&w=WIDTH&page=P`: frame f of the movie, rendered at the movie's size and scaled. 204
     /// when the same page has asked for a newer one before this one was begun.
     void frame(PlanRef plan, const Target& target, Answer answer);
@@ -35,7 +38,7 @@ class Pictures {
     void card(PlanRef plan, const Target& target, Answer answer);
 
     /// Pictures of clips, for whoever shows them too.
-    PictureCache& cache() noexcept { return cache_; }
+    PictureCaches& caches() noexcept { return caches_; }
 
     /// Pictures in one strip of a card.
     static constexpr int kCardFrames = 16;
@@ -47,10 +50,10 @@ class Pictures {
     void prepareSeam(PlanRef plan, std::int64_t frame);
 
     const std::atomic<bool>& cancel_;
-    PictureCache cache_;
+    PictureCaches caches_;
     JpegCache jpegs_;
     Frames first_;       ///< of the lane `frames_`
-    Frames background_;  ///< of the lane `others_`
+    Frames background_;  ///< of the lane `others_`, which waits while `frames_` has work
     Frames atHand_;      ///< of the lane `nears_`; opens no files
     std::atomic<std::uint64_t> prepared_{0};
     Lane frames_;

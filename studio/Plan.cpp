@@ -150,13 +150,20 @@ PixelSize sizeWithin(PixelSize size, int width, int height) {
     return {even(size.width), even(size.height)};
 }
 
+std::int64_t firstLook(const Plan& plan) {
+    if (between(plan) == 0) return 0;
+    const Segment* segment = segmentOf(plan.request.plan, 0);
+    return segment ? segment->first + segment->count / 2 : plan.request.plan.clipOrigins[1];
+}
+
 Json planJson(const Plan& plan) {
     const edit::MovieRequest& request = plan.request;
     Json json{{"width", request.size.width},   {"height", request.size.height},
               {"rate", request.rate.value()},  {"rateText", edit::describe(request.rate)},
-              {"frames", request.plan.frames}, {"sound", request.sound},
-              {"clips", Json::array()},        {"seams", Json::array()},
-              {"notes", request.notes},        {"remarks", request.remarks}};
+              {"frames", request.plan.frames}, {"look", firstLook(plan)},
+              {"sound", request.sound},        {"clips", Json::array()},
+              {"seams", Json::array()},        {"notes", request.notes},
+              {"remarks", request.remarks}};
     for (std::size_t i = 0; i < request.clips.size(); ++i) json["clips"].push_back(clipJson(plan, i));
     for (std::size_t i = 0; i < request.seams.size(); ++i) json["seams"].push_back(seamJson(plan, i));
     return json;

@@ -41,6 +41,9 @@ edit::FramePlan planWith(const Plan& plan, std::size_t seam, const edit::Effect&
 /// A size of this shape, even, at most `width` x `height`.
 edit::PixelSize sizeWithin(edit::PixelSize size, int width, int height);
 
+/// The frame that a page looks at first: the middle of the first seam, or the movie's first frame.
+std::int64_t firstLook(const Plan& plan);
+
 /// The plan as the page reads it: size, rate, length, clips and seams.
 nlohmann::ordered_json planJson(const Plan& plan);
 

@@ -43,8 +43,8 @@ Response nothing() {
 
 }  // namespace
 
-Playback::Playback(edit::ClipShelf& shelf, PictureCache& cache)
-    : folder_(newFolder()), shelf_(shelf), frames_(cache, &cancel_), lane_(std::make_unique<Lane>()) {}
+Playback::Playback(edit::ClipShelf& shelf, PictureCaches& caches)
+    : folder_(newFolder()), shelf_(shelf), frames_(caches, &cancel_), lane_(std::make_unique<Lane>()) {}
 
 Playback::~Playback() {
     {

@@ -24,8 +24,8 @@ namespace tumblewash::studio {
 /// Makes stretches, one at a time.
 class Playback {
   public:
-    /// Makes its folder. Shelf and cache outlive this. Throws std::system_error.
-    Playback(edit::ClipShelf& shelf, PictureCache& cache);
+    /// Makes its folder. Shelf and caches outlive this. Throws std::system_error.
+    Playback(edit::ClipShelf& shelf, PictureCaches& caches);
     /// Stops what is under way and removes the folder.
     ~Playback();
     Playback(const Playback&) = delete;

@@ -55,9 +55,17 @@ bool takesGzip(const Request& request) {
 Studio::Studio(const StudioSettings& settings, std::function<void()> quit)
     : quit_(std::move(quit)),
       token_(randomSecret()),
+      invitation_(settings.invitation),
       desk_(settings.document, settings.edit, settings.folders, settings.state, events_, cancel_),
       file_(desk_.document().file()),
-      pictures_(settings.cacheBytes, cancel_) {}
+      pictures_(settings.cacheBytes, cancel_) {
+    // A browser loads the page while the clips are looked at; its first question waits behind this.
+    lane_.post([this](bool run) {
+        if (!run) return;
+        desk_.begin();
+        if (const PlanRef plan = desk_.plan()) pictures_.expect(plan, firstLook(*plan));
+    });
+}
 
 Studio::~Studio() {
     cancel_ = true;
@@ -66,7 +74,7 @@ Studio::~Studio() {
 std::string Studio::openAddress() {
     const std::scoped_lock hold(codeLock_);
     code_ = randomSecret();
-    codeEnds_ = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    codeEnds_ = std::chrono::steady_clock::now() + invitation_;
     return "/open/" + code_;
 }
 
@@ -75,7 +83,7 @@ Response Studio::opened(const std::string& code) {
     Response response;
     response.status = 404;
     response.late = true;
-    if (code_.empty() || !equalSecrets(code, code_) || std::chrono::steady_clock::now() > codeEnds_)
+    if (code_.empty() || !equalSecrets(code, code_) || std::chrono::steady_clock::now() >= codeEnds_)
         return response;
     code_.clear();
     response.status = 303;
@@ -121,7 +129,7 @@ std::shared_ptr<Playback> Studio::playbackOf(const Target& target) {
         oldest = std::move(playbacks_.back().second);
         playbacks_.pop_back();
     }
-    playbacks_.emplace_front(name, std::make_shared<Playback>(desk_.shelf(), pictures_.cache()));
+    playbacks_.emplace_front(name, std::make_shared<Playback>(desk_.shelf(), pictures_.caches()));
     // Its end waits for the picture in hand, and whoever asks must not.
     if (oldest) lane_.post([oldest](bool) {});
     return playbacks_.front().second;

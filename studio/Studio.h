@@ -28,6 +28,7 @@ struct StudioSettings {
     std::vector<std::string> folders;                 ///< clips may be chosen below these
     std::string state;                                ///< steps are kept here; empty: not after the end
     std::size_t cacheBytes = std::size_t{512} << 20;  ///< decoded pictures that are kept
+    std::chrono::seconds invitation{60};              ///< how long the browser's address is good
 };
 
 /// A studio.
@@ -65,6 +66,7 @@ class Studio {
 
     std::function<void()> quit_;
     const std::string token_;
+    const std::chrono::seconds invitation_;
     std::mutex codeLock_;
     std::string code_;
     std::chrono::steady_clock::time_point codeEnds_;

@@ -5,7 +5,7 @@ import { S, listen, load, onChange, plan, redo, resolve, undo } from './store.js
 import { goSeam, isPlaying, play, playBack, renderStage, seek, speedNow, step, stop, toggle } from './stage.js';
 import { renderStrip } from './strip.js';
 import { renderPanel } from './panel.js';
-import { drawMovie, openExport, openKeys, openMedia, openMovie, openMusic, openOutput, rendering } from './dialogs.js';
+import { drawMovie, openExport, openKeys, openMedia, openMovie, openMusic, openOutput, openReplace, rendering } from './dialogs.js';
 
 function theme() {
   const dark = document.documentElement.dataset.theme ? document.documentElement.dataset.theme === 'dark' : !matchMedia('(prefers-color-scheme: light)').matches;
@@ -32,8 +32,8 @@ function renderHead() {
   document.documentElement.lang = languageCode();
   fill(byId('head'), h('h1', {}, 'tumblewash'), h('span', { class: 'name', title: s.folder }, s.file), h('span', { class: saving[0] }, saving[1]),
     h('span', { class: 'gap' }),
-    h('button', { class: 'plain', 'data-key': 'undo', disabled: !s.undo, title: s.undo ? t('undoStep', { step: stepName(s.undo) }) : '', onclick: undo }, '↶ ' + t('undo')),
-    h('button', { class: 'plain', 'data-key': 'redo', disabled: !s.redo, title: s.redo ? t('redoStep', { step: stepName(s.redo) }) : '', onclick: redo }, '↷ ' + t('redo')),
+    h('button', { class: 'plain', 'data-key': 'undo', 'aria-label': t('undo'), disabled: !s.undo, title: s.undo ? t('undoStep', { step: stepName(s.undo) }) : '', onclick: undo }, '↶ ', h('span', { class: 'wide' }, t('undo'))),
+    h('button', { class: 'plain', 'data-key': 'redo', 'aria-label': t('redo'), disabled: !s.redo, title: s.redo ? t('redoStep', { step: stepName(s.redo) }) : '', onclick: redo }, '↷ ', h('span', { class: 'wide' }, t('redo'))),
     h('button', { class: 'plain', 'data-key': 'theme', 'aria-label': t('theme'), title: t('theme'), onclick: theme }, '◐'),
     h('button', { class: 'plain', 'data-key': 'language', lang: languageCode() === 'de' ? 'en' : 'de', onclick: () => { switchLanguage(); draw(); } }, t('language')),
     h('button', { class: 'plain', 'data-key': 'keys', 'aria-label': t('keys'), title: t('keys'), onclick: openKeys }, '?'),
@@ -69,7 +69,7 @@ function draw() {
   const mark = JSON.stringify([S.state.revision, S.selection, S.selections, S.error, languageCode(), S.state.problem]);
   if (mark === drawn) return;
   drawn = mark;
-  renderStage(openMedia);
+  renderStage(openMedia, openReplace);
   renderStrip(openMedia);
   renderPanel();
 }
@@ -79,7 +79,7 @@ function typing(element) {
 }
 
 document.addEventListener('keydown', (event) => {
-  if (event.defaultPrevented || !plan() || document.querySelector('dialog[open]')) return;
+  if (event.defaultPrevented || !S.state || document.querySelector('dialog[open]')) return;
   const key = event.key;
   if ((event.ctrlKey || event.metaKey) && !event.altKey && key.toLowerCase() === 'z') {
     if (typing(event.target)) return;
@@ -87,7 +87,7 @@ document.addEventListener('keydown', (event) => {
     return event.shiftKey ? redo() : undo();
   }
   if ((event.ctrlKey || event.metaKey) && key.toLowerCase() === 'y') { event.preventDefault(); return redo(); }
-  if (event.ctrlKey || event.metaKey || event.altKey || typing(event.target)) return;
+  if (!plan() || event.ctrlKey || event.metaKey || event.altKey || typing(event.target)) return;
   const own = event.target.closest('input[type=range], [role=radiogroup]') && !event.target.closest('.scrub');
   const inScrub = event.target.closest('.scrub');
   const actions = {

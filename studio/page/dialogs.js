@@ -14,7 +14,7 @@ function dialog(title, ...children) {
 }
 const foot = (...buttons) => h('div', { class: 'row' }, h('span', { class: 'gap' }), buttons);
 
-/// Lists folders and files of a kind, `clips` or `music`; `row` makes the line of a file, or of a folder by `enter`.
+/// Lists folders and files of a kind, `clips` or `music`; `row` makes the line of a file. The list has the focus when it is there.
 function browser(kind, row) {
   const place = h('div', { class: 'row' });
   const list = h('ul', { class: 'files' });
@@ -38,6 +38,7 @@ function browser(kind, row) {
     choice.value = root;
     fill(place, S.state.roots.length > 1 ? choice : h('span', {}, S.state.roots[0]), h('span', { class: 'dim' }, path),
       path && h('button', { onclick: () => { path = path.includes('/') ? path.slice(0, path.lastIndexOf('/')) : ''; load(); } }, t('up')));
+    (list.querySelector('input:enabled, button:enabled') || place.querySelector('button, select'))?.focus();
   }
   load();
   return [place, list, problem];
@@ -55,6 +56,20 @@ export function openMedia() {
   };
   const box = dialog(t('addTitle'), browser('clips', row), foot(h('button', { onclick: () => box.close() }, t('cancel')), addButton));
   count();
+}
+
+/// A button for each file, which gives it to `choose`.
+const fileButton = (sign, choose) => (entry) => h('button', { class: 'plain', disabled: !entry.file, onclick: () => choose(entry.file) },
+  h('span', {}, sign + entry.name), megabytes(entry));
+
+/// Another file for a clip whose own cannot be used.
+export function openReplace(index) {
+  const clip = doc().clips[index];
+  const choose = (file) => {
+    edit('replace', (document) => [{ op: 'replace', path: '/clips/' + index, value: { ...document.clips[index], file } }]);
+    box.close();
+  };
+  const box = dialog(t('missing', { name: clip.title || clip.file }), browser('clips', fileButton('', choose)), foot(h('button', { onclick: () => box.close() }, t('cancel'))));
 }
 
 function add(files) {
@@ -150,8 +165,7 @@ export function openMusic() {
   const show = () => { name.textContent = file || t('noMusic'); drop.hidden = !file; gain.disabled = duck.disabled = !file; };
   const pick = h('button', { onclick: () => {
     pick.hidden = true;
-    fill(list, browser('music', (entry) => h('button', { class: 'plain', disabled: !entry.file, onclick: () => { file = entry.file; fill(list); pick.hidden = false; show(); pick.focus(); } },
-      h('span', {}, '♪ ' + entry.name), megabytes(entry))));
+    fill(list, browser('music', fileButton('♪ ', (chosen) => { file = chosen; fill(list); pick.hidden = false; show(); pick.focus(); })));
   } }, t('choose'));
   const list = h('div', { class: 'body' });
   const save = async () => {

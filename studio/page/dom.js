@@ -49,10 +49,14 @@ export function picture(source) {
   next();
   return image;
 }
-/// Takes a picture that is not wanted any more out of the queue.
-export function forget(image) {
-  const place = waiting.findIndex((each) => each.image === image);
-  if (place >= 0) waiting.splice(place, 1);
+/// Drops all pictures, by their names, that are not in `used`; those that wait are not loaded any more.
+export function keepOnly(pictures, used) {
+  for (const [name, image] of pictures) {
+    if (used.has(name)) continue;
+    pictures.delete(name);
+    const place = waiting.findIndex((each) => each.image === image);
+    if (place >= 0) waiting.splice(place, 1);
+  }
 }
 
 /// Says something to people who do not see the page.

@@ -4,7 +4,7 @@ const words = {
   addChosen: ['Add {n}', '{n} hinzufügen'],
   addTitle: ['Choose clips and photos', 'Clips und Fotos wählen'],
   apply: ['Apply', 'Übernehmen'],
-  approximate: ['rendering …', 'wird berechnet …'],
+  approximate: ['approximate, rendering …', 'ungefähr, wird berechnet …'],
   askReplace: ['{name} exists. Replace it?', '{name} gibt es schon. Ersetzen?'],
   asRecorded: ['as recorded', 'wie aufgenommen'],
   auto: ['as the first clip', 'wie der erste Clip'],
@@ -14,6 +14,7 @@ const words = {
   choose: ['Choose …', 'Wählen …'],
   clip: ['Clip {n} of {all}', 'Clip {n} von {all}'],
   clips: ['{n} clips', '{n} Clips'],
+  'clips.one': ['{n} clip', '{n} Clip'],
   close: ['Close', 'Schließen'],
   closing: ['Closing', 'Ende'],
   codec: ['Codec', 'Codec'],
@@ -63,6 +64,7 @@ const words = {
   loudness: ['Loudness of the clips', 'Lautheit der Clips'],
   lufs: ['{n} LUFS', '{n} LUFS'],
   mine: ['Keep mine', 'Meine behalten'],
+  missing: ['Another file for {name}', 'Andere Datei für {name}'],
   'motion.none': ['none', 'keine'],
   'motion.pan': ['slow pan', 'langsamer Schwenk'],
   'motion.zoom': ['slow zoom', 'langsamer Zoom'],
@@ -110,6 +112,7 @@ const words = {
   'render.failed': ['Failed: {why}', 'Fehlgeschlagen: {why}'],
   'render.finishing': ['Finishing the file …', 'Die Datei wird abgeschlossen …'],
   'render.left': ['{n} of {all} frames, {fps} frames per second, {s} left', '{n} von {all} Bildern, {fps} Bilder pro Sekunde, noch {s}'],
+  replace: ['Replace …', 'Ersetzen …'],
   roll: ['Roll', 'Würfeln'],
   saved: ['Saved', 'Gespeichert'],
   saving: ['Saving', 'Speichert'],
@@ -138,6 +141,7 @@ const words = {
   'step.music': ['music and sound', 'Musik und Ton'],
   'step.output': ['output', 'Ausgabe'],
   'step.remove': ['removing', 'Entfernen'],
+  'step.replace': ['replacing', 'Ersetzen'],
   'step.seed': ['seed', 'Zufallszahl'],
   'step.sound': ['sound', 'Ton'],
   'step.theirs': ['taking theirs', 'Andere übernehmen'],
@@ -153,6 +157,7 @@ const words = {
   up: ['Folder above', 'Übergeordneter Ordner'],
   useForAll: ['Use for all', 'Für alle'],
   uses: ['Uses {n} frames of {a} and {b}.', 'Benutzt {n} Bilder von {a} und {b}.'],
+  waiting: ['rendering …', 'wird berechnet …'],
 };
 
 let language = 0;
@@ -166,8 +171,11 @@ export function switchLanguage() {
   language = 1 - language;
   try { localStorage.setItem('language', languageCode()); } catch { /* not kept */ }
 }
+const plurals = ['en', 'de'].map((code) => new Intl.PluralRules(code));
+/// The words of `key` with `values` in their places; `key`.one, where there is one, if `n` is one.
 export function t(key, values) {
-  const row = words[key];
+  const single = values && words[key + '.one'];
+  const row = single && plurals[language].select(values.n) === 'one' ? single : words[key];
   if (!row) return key;
   return row[language].replace(/\{(\w+)\}/g, (whole, name) => (values && name in values ? String(values[name]) : whole));
 }

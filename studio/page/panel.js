@@ -1,5 +1,5 @@
 // The panel: everything about the seam, the opening, the closing or the clip that is selected.
-import { byId, fill, forget, h, picture } from './dom.js';
+import { byId, fill, h, keepOnly, picture } from './dom.js';
 import { secondsText, t } from './i18n.js';
 import { S, changeSeam, doc, edit, plan, rate, seamPath } from './store.js';
 import { goSeam, peekAt, removeClip } from './stage.js';
@@ -52,7 +52,7 @@ function cards(seam, info) {
     }
     return card(effect.id, effect.name, image, effect.id === chosen, () => chooseEffect(seam, info, effect.id));
   });
-  for (const key of strips.keys()) if (!used.has(key)) { forget(strips.get(key)); strips.delete(key); }
+  keepOnly(strips, used);
   const group = h('div', {
     class: 'cards', role: 'radiogroup', 'aria-label': t('effect'),
     onkeydown: (event) => {
@@ -224,7 +224,7 @@ function clipPanel() {
 export function renderPanel() {
   const panel = byId('panel');
   panel.hidden = !plan();
-  if (!plan()) return;
+  if (!plan()) return keepOnly(strips, new Set());
   ++gestures;
   const rows = S.selection.kind === 'clip' ? clipPanel() : S.selection.kind === 'none' ? [] : seamPanel();
   if (S.error) rows.push(h('p', { class: 'bad', role: 'alert' }, S.error));

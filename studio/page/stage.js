@@ -47,6 +47,13 @@ function paint(bitmap) {
   if (canvas.width !== bitmap.width || canvas.height !== bitmap.height) { canvas.width = bitmap.width; canvas.height = bitmap.height; }
   canvas.getContext('2d').drawImage(bitmap, 0, 0);
 }
+function say(words) { low.textContent = words; low.hidden = false; }
+/// The canvas holds the true picture of this name.
+function shownIs(key) {
+  canvas.dataset.shown = key;
+  delete canvas.dataset.near;
+  low.hidden = true;
+}
 function width() {
   const wide = Math.round((screen.clientWidth || 640) * (window.devicePixelRatio || 1));
   return Math.max(64, Math.min(plan().width, 4096, Math.ceil(wide / 64) * 64));
@@ -57,19 +64,16 @@ async function fetchWish() {
   wish = null;
   flying = wanted;
   const near = setTimeout(() => { late = true; guess(); }, 60);
-  const slow = setTimeout(() => { low.textContent = t('approximate'); low.hidden = false; }, 150);
+  const slow = setTimeout(() => { if (!canvas.dataset.near) say(t('waiting')); }, 150);
   try {
     const response = await fetch(wanted.url);
     if (response.status === 200) {
       const bitmap = await createImageBitmap(await response.blob());
       keep(wanted.key, bitmap);
       paint(bitmap);
-      canvas.dataset.shown = wanted.key;
-      low.hidden = true;
+      shownIs(wanted.key);
     } else if (response.status !== 204) {
-      const problem = await response.json();
-      low.textContent = problem.error.message;
-      low.hidden = false;
+      say((await response.json()).error.message);
     }
   } catch { /* the bar says that the server is gone */ } finally {
     clearTimeout(near);
@@ -91,6 +95,7 @@ async function guess() {
       if (canvas.dataset.shown || canvas.dataset.near) canvas.getContext('2d').drawImage(bitmap, 0, 0, canvas.width, canvas.height); else paint(bitmap);
       delete canvas.dataset.shown;
       canvas.dataset.near = wanted.key;
+      say(t('approximate'));
     }
     if (bitmap) bitmap.close();
   } catch { /* the bar says that the server is gone */ } finally {
@@ -106,7 +111,7 @@ function show() {
   if (canvas.dataset.shown === key) { wish = null; return; }
   if (flying && flying.key === key) { wish = null; return; }
   const known = kept.get(key);
-  if (known) { wish = null; paint(known); canvas.dataset.shown = key; low.hidden = true; return; }
+  if (known) { wish = null; paint(known); shownIs(key); return; }
   const what = peek ? 'clip?clip=' + peek.clip + '&f=' + peek.frame : 'frame?f=' + S.position + '&rev=' + S.state.revision;
   wish = { key, url: what + '&w=' + w + '&page=' + page, frame: peek ? undefined : S.position };
   fetchWish();
@@ -209,13 +214,11 @@ export function play(speed = 1) {
   const own = { from: start, end: Math.min(end, start + Math.round(60 * rate())), at: start };
   own.url = 'play?rev=' + S.state.revision + '&page=' + page + '&from=' + own.from + '&end=' + own.end;
   playing = own;
-  low.textContent = t('preparing');
-  low.hidden = false;
+  say(t('preparing'));
   const fail = (why) => {
     if (playing !== own) return;
     stop();
-    low.textContent = t('render.failed', { why });
-    low.hidden = false;
+    say(t('render.failed', { why }));
   };
   video.onloadeddata = () => {
     if (playing !== own) return;
@@ -355,7 +358,7 @@ export function removeClip(index) {
 }
 
 let shownPlan = null;
-export function renderStage(openMedia) {
+export function renderStage(openMedia, replaceClip) {
   const stage = byId('stage');
   if (!S.state) return;
   if (!plan()) {
@@ -365,7 +368,8 @@ export function renderStage(openMedia) {
       h('p', {}, S.state.problem || t('empty')),
       S.state.document.clips.length > 1 && h('ul', { class: 'broken' }, S.state.document.clips.map((clip, i) => h('li', { class: 'row' },
         h('span', {}, clip.title || clip.file || 'black'),
-        h('button', { 'data-key': 'drop' + i, onclick: () => removeClip(i) }, t('remove'))))),
+        h('span', {}, clip.file && h('button', { 'data-key': 'replace' + i, onclick: () => replaceClip(i) }, t('replace')), ' ',
+          h('button', { 'data-key': 'drop' + i, onclick: () => removeClip(i) }, t('remove')))))),
       h('button', { class: 'main', 'data-key': 'first', onclick: openMedia }, t('add'))));
     return;
   }

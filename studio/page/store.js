@@ -103,7 +103,7 @@ function keepSelection() {
     if (index >= 0) S.selection = { kind: 'seam', index };
   } else if (p.clips.length > 1) {
     S.selection = { kind: 'seam', index: 0 };
-    S.position = p.seams[0].first + Math.floor(p.seams[0].frames / 2);
+    S.position = p.look;
   } else S.selection = { kind: 'clip', index: 0 };
   S.position = Math.max(0, Math.min(S.position, p.frames - 1));
 }

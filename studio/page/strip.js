@@ -1,5 +1,5 @@
 // The strip: clips and seams to scale, in order; moved by hand or by keys.
-import { announce, byId, fill, forget, h, picture } from './dom.js';
+import { announce, byId, fill, h, keepOnly, picture } from './dom.js';
 import { clock, number, secondsText, t } from './i18n.js';
 import { S, edit, plan, rate, select } from './store.js';
 import { effectName, removeClip, seek, stop } from './stage.js';
@@ -66,17 +66,34 @@ function dragEnd(event, index) {
 }
 let suppressed = false;
 
-function tile(clip, i, scale, before, after, used) {
-  const shown = Math.max(1, clip.frames - before - after);
-  const width = Math.max(92, shown * scale);
-  const pics = Math.min(24, Math.max(1, Math.ceil(width / 114)));
-  const w = 160;
-  const images = [];
-  for (let k = 0; k < pics; ++k) {
+const kLeastTile = 92, kTilePicture = 64, kMostPictures = 24;
+const rem = () => parseFloat(getComputedStyle(document.documentElement).fontSize);
+const tileWidth = (shown, scale) => Math.max(kLeastTile, shown * scale);
+const joinWidth = (frames, scale) => Math.max(3.6 * rem(), frames * scale);
+
+/// Pixels for a frame, such that all of the strip fits into `room`, or the least where it does not. `shown` are frames of clips that lie in no seam.
+function scaleFor(room, shown, seams) {
+  const total = (scale) => shown.reduce((sum, frames) => sum + tileWidth(frames, scale) + 2, 0) + seams.reduce((sum, seam) => sum + joinWidth(seam.frames, scale) + 2, 0);
+  let [least, most] = [0.2, 100];
+  if (total(least) > room) return least;
+  while (most - least > 0.001 * least) { const middle = (least + most) / 2; if (total(middle) > room) most = middle; else least = middle; }
+  return least;
+}
+
+/// How wide the tile of a clip is, and the addresses of its pictures, which do not show what lies in seams.
+function layout(clip, i, scale, before, shown) {
+  const width = tileWidth(shown, scale);
+  const pics = Math.min(kMostPictures, Math.max(1, Math.ceil(width / (kTilePicture * plan().width / plan().height))));
+  const file = S.state.document.clips[i].file || 'black';
+  const address = (_, k) => {
     const frame = clip.kind === 'clip' ? clip.in + before + Math.floor(shown * (k + 0.5) / pics) : 0;
-    const file = S.state.document.clips[i].file || 'black';
-    images.push(thumbnail('clip?clip=' + i + '&f=' + frame + '&w=' + w + '#' + file + '|' + plan().width + 'x' + plan().height + '|' + k, used));
-  }
+    return 'clip?clip=' + i + '&f=' + frame + '&w=160#' + file + '|' + plan().width + 'x' + plan().height + '|' + k;
+  };
+  return { width, before, addresses: Array.from({ length: pics }, address) };
+}
+
+function tile(clip, i, { width, before, addresses }, used) {
+  const images = addresses.map((address) => thumbnail(address, used));
   const seconds = clip.frames / rate();
   const pressed = S.selection.kind === 'clip' && S.selection.index === i;
   return h('li', { style: { width: width + 'px' } }, h('button', {
@@ -97,7 +114,7 @@ function join(index, scale) {
   const cut = seam.frames === 0;
   const seconds = seam.frames / rate();
   const pressed = S.selection.kind === 'seam' && S.selection.index === index;
-  return h('li', { style: { width: 'max(3.6rem, ' + seam.frames * scale + 'px)' } }, h('button', {
+  return h('li', { style: { width: joinWidth(seam.frames, scale) + 'px' } }, h('button', {
     class: 'join' + (cut ? ' cut' : ''), 'data-key': 'seam' + index, 'aria-pressed': String(pressed),
     'aria-label': t('seamButton', { s: cut ? t('cutShort') : secondsText(seconds), n: index + 1, effect: effectName(seam.effect) }),
     onclick: () => { stop(); select({ kind: 'seam', index }, seam.first + Math.floor(seam.frames / 2)); },
@@ -106,18 +123,27 @@ function join(index, scale) {
 
 function end(which) {
   const pressed = S.selection.kind === 'end' && S.selection.which === which;
-  return h('li', {}, h('button', { class: 'join cut', 'data-key': which, 'aria-pressed': String(pressed),
+  return h('li', {}, h('button', { class: 'join cut end', 'data-key': which, 'aria-pressed': String(pressed),
     onclick: () => { stop(); S.selection = { kind: 'end', which }; seek(which === 'opening' ? 0 : plan().frames - 1); select(S.selection); } },
   h('span', {}, t(which))));
+}
+
+// What was selected last is in view; afterwards the strip stays where it is scrolled to.
+let selections = -1;
+function reveal(list) {
+  const chosen = list.querySelector('[aria-pressed=true]');
+  if (!chosen) return;
+  const box = chosen.getBoundingClientRect(), around = list.getBoundingClientRect();
+  if (box.left < around.left) list.scrollLeft -= around.left - box.left;
+  else if (box.right > around.right) list.scrollLeft += box.right - around.right;
 }
 
 export function renderStrip(openMedia) {
   const strip = byId('strip');
   const p = plan();
-  if (!p) { strip.replaceChildren(); return; }
+  if (!p) { strip.replaceChildren(); keepOnly(pictures, new Set()); return; }
   const old = strip.querySelector('ol');
   const scrolled = old ? old.scrollLeft : 0;
-  const scale = Math.max(0.2, (strip.clientWidth - 60 - 52 * p.seams.length) / Math.max(1, p.frames));
   const used = new Set();
   const items = [];
   const between = p.clips.length - 1;
@@ -128,9 +154,17 @@ export function renderStrip(openMedia) {
     const half = S.state.effects.some((effect) => effect.id === p.seams[index].effect && effect.halves);
     return half ? p.seams[index].frames / 2 : p.seams[index].frames;
   };
+  const before = (i) => overlap(i ? i - 1 : opening);
+  const shown = p.clips.map((clip, i) => Math.max(1, clip.frames - before(i) - overlap(i < between ? i : closing)));
+  // What stands beside clips and seams: margins, and the buttons at both ends.
+  const ends = (opening < 0 ? 1 : 0) + (closing < 0 ? 1 : 0);
+  const scale = scaleFor(strip.clientWidth - 1.6 * rem() - 60 - ends * (4.6 * rem() + 2), shown, p.seams);
+  const layouts = p.clips.map((clip, i) => layout(clip, i, scale, before(i), shown[i]));
+  // A first picture of every clip comes before a second one of any.
+  for (let k = 0; k < kMostPictures; ++k) for (const { addresses } of layouts) if (k < addresses.length) thumbnail(addresses[k], used);
   items.push(opening >= 0 ? join(opening, scale) : end('opening'));
   p.clips.forEach((clip, i) => {
-    items.push(tile(clip, i, scale, i ? overlap(i - 1) : overlap(opening), i < between ? overlap(i) : overlap(closing), used));
+    items.push(tile(clip, i, layouts[i], used));
     if (i < between) items.push(join(i, scale));
   });
   items.push(closing >= 0 ? join(closing, scale) : end('closing'));
@@ -139,6 +173,9 @@ export function renderStrip(openMedia) {
     h('h2', {}, t('clips', { n: p.clips.length })),
     h('span', { class: 'dim' }, t('outputFacts', { s: clock(p.frames / rate(), 1), size: p.width + '×' + p.height, rate: number(p.rate, 3) }))),
   h('ol', {}, items));
-  strip.querySelector('ol').scrollLeft = scrolled;
-  for (const address of pictures.keys()) if (!used.has(address)) { forget(pictures.get(address)); pictures.delete(address); }
+  const list = strip.querySelector('ol');
+  list.scrollLeft = scrolled;
+  if (selections !== S.selections) reveal(list);
+  selections = S.selections;
+  keepOnly(pictures, used);
 }

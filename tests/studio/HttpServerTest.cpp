@@ -3,8 +3,13 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cerrno>
+#include <memory>
+#include <vector>
+
 #include "edit/Errors.h"
 #include "media/Descriptor.h"
+#include "studio/Gate.h"
 #include "studio/HttpServer.h"
 #include "tests/studio/Support.h"
 
@@ -16,12 +21,19 @@ using media::Descriptor;
 /// A connection as anybody may make one.
 class Client {
   public:
-    explicit Client(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Client(std::uint16_t port, std::uint32_t address = INADDR_LOOPBACK)
+        : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in to{};
         to.sin_family = AF_INET;
         to.sin_port = htons(port);
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        to.sin_addr.s_addr = htonl(address);
         if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) socket_ = {};
+    }
+    bool connected() const { return static_cast<bool>(socket_); }
+    /// True when nothing has come from the other side.
+    bool silent() const {
+        char byte = 0;
+        return recv(socket_.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) < 0 && errno == EAGAIN;
     }
     /// Sends as much as the other side takes.
     void send(const std::string& text) const {
@@ -56,6 +68,7 @@ struct Served {
                 response.type = "text/plain";
                 response.body = request.method + " " + request.target + " " + request.body;
                 response.events = request.target == "/events";
+                response.late = request.target == "/guess";
                 answer(response);
             },
             events);
@@ -84,6 +97,61 @@ TEST(HttpServerTest, AnAnswerCarriesTheHeadersOfSafety) {
     const std::string head = served.ask(std::string("HEAD /x HTTP/1.1\r\n") + kClose);
     EXPECT_NE(head.find("Content-Length: 8\r\n"), std::string::npos) << head;
     EXPECT_EQ(head.substr(head.size() - 4), "\r\n\r\n");
+}
+
+TEST(HttpServerTest, RefusalsCarryTheHeadersOfSafetyToo) {
+    const Served served;
+    for (const std::string& asked :
+         {std::string("nonsense\r\n\r\n"), "GET /" + std::string(20000, 'a') + " HTTP/1.1\r\n\r\n",
+          std::string("POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 2000000\r\n\r\n")}) {
+        const std::string answer = served.ask(asked);
+        EXPECT_EQ(answer.rfind("HTTP/1.1 4", 0), 0U) << answer;
+        for (const auto& [name, value] : safeHeaders())
+            EXPECT_NE(answer.find("\r\n" + name + ": " + value + "\r\n"), std::string::npos) << name;
+        EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
+        EXPECT_EQ(answer.find("Set-Cookie"), std::string::npos);
+    }
+}
+
+TEST(HttpServerTest, NobodyElsesMachineIsListenedTo) {
+    const Served served;
+    EXPECT_TRUE(Client(served.server.port()).connected());
+    // Another address of this machine: one that listens to all would answer there.
+    EXPECT_FALSE(Client(served.server.port(), INADDR_LOOPBACK + 1).connected());
+}
+
+TEST(HttpServerTest, AWrongGuessWaitsForItsAnswer) {
+    HttpLimits limits;
+    limits.late = std::chrono::hours(1);
+    const Served served(limits);
+    const Client guessing(served.server.port());
+    guessing.send(std::string("GET /guess HTTP/1.1\r\n") + kClose);
+    // Others are served meanwhile, more than once around.
+    for (int i = 0; i < 3; ++i) EXPECT_NE(served.ask(std::string("GET / HTTP/1.1\r\n") + kClose), "");
+    EXPECT_TRUE(guessing.silent());
+}
+
+TEST(HttpServerTest, TwoHundredConnectionsAtOnceAreHarmless) {
+    const Served served;
+    std::vector<std::unique_ptr<Client>> many;
+    for (int i = 0; i < 200; ++i) {
+        many.push_back(std::make_unique<Client>(served.server.port()));
+        // Idle, half said, and never read.
+        if (i % 3 == 1) many.back()->send("GET / HTTP/1.1\r\nHost:");
+        if (i % 3 == 2) many.back()->send("GET /events HTTP/1.1\r\nHost: x\r\n\r\n");
+    }
+    EXPECT_NE(served.ask(std::string("GET /one HTTP/1.1\r\n") + kClose).find("GET /one"), std::string::npos);
+}
+
+TEST(HttpServerTest, ListenersBeyondTheMostAreRefused) {
+    HttpLimits limits;
+    limits.listeners = 1;
+    const Served served(limits);
+    const std::string asked = std::string("GET /events HTTP/1.1\r\n") + kClose;
+    const Client first(served.server.port());
+    first.send(asked);
+    EXPECT_NE(first.read(": welcome\n\n"), "");
+    EXPECT_EQ(served.ask(asked).rfind("HTTP/1.1 503", 0), 0U);
 }
 
 TEST(HttpServerTest, OneConnectionCarriesManyRequests) {

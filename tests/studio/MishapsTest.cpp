@@ -72,6 +72,24 @@ TEST(MishapsTest, AMovieThatFindsNoRoomFailsWithOneLineAndLeavesNothing) {
     EXPECT_EQ(asked.finishedJob()["state"], "done");
 }
 
+TEST(MishapsTest, AMovieThatIsCancelledLeavesNothing) {
+    AskedStudio asked(0);
+    // An hour is not made before the next request.
+    const Json clip = {{"file", "pattern:city?size=64x48&seconds=3600"}};
+    ASSERT_EQ(asked.change({{{"op", "add"}, {"path", "/clips/-"}, {"value", clip}}}).status, 200);
+    const std::set<std::string> before = namesIn(asked.folder.path);
+    const Response begun = asked.post("render", {{"name", "out.mp4"}});
+    ASSERT_EQ(begun.status, 202) << begun.body;
+    const Json id = Json::parse(begun.body)["id"];
+    EXPECT_EQ(codeOf(asked.post("render", {{"name", "more.mp4"}})), "busy");
+    EXPECT_EQ(codeOf(asked.post("quit", Json::object())), "rendering");
+    EXPECT_EQ(asked.post("cancel", {{"id", id.get<int>() + 1}}).status, 409);
+    EXPECT_EQ(asked.post("cancel", {{"id", id}}).status, 202);
+    EXPECT_EQ(asked.finishedJob()["state"], "cancelled");
+    EXPECT_EQ(namesIn(asked.folder.path), before);
+    EXPECT_EQ(asked.get("output/" + std::to_string(id.get<int>())).status, 404);
+}
+
 TEST(MishapsTest, AChangeThatFindsNoRoomIsKeptAndSavedLater) {
     AskedStudio asked;
     const std::string before = asked.folder.read("my.edit.json");

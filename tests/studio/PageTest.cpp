@@ -124,7 +124,10 @@ TEST(PageTest, EveryWordThatIsAskedForIsInTheTableAndNoneIsIdle) {
         // Families are asked for by their first part: step.move, render.done.
         const std::size_t dot = key.find('.');
         const bool ofFamily = dot != std::string::npos && families.contains(key.substr(0, dot));
-        EXPECT_TRUE(ofFamily || key == "seconds" || quoted.contains(key)) << key << " is never shown";
+        // A form for one thing stands beside that for many.
+        const bool single = key.ends_with(".one") && words.rows.contains(key.substr(0, key.size() - 4));
+        EXPECT_TRUE(ofFamily || single || key == "seconds" || quoted.contains(key))
+            << key << " is never shown";
     }
 }
 

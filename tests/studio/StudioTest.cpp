@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <future>
 #include <map>
 #include <set>
 #include <thread>
@@ -54,6 +53,77 @@ TEST(StudioTest, ThePageAndItsPartsComeFromTheProgram) {
     EXPECT_EQ(asked.get("api/nothing").status, 404);
     EXPECT_EQ(asked.get("api/edit").status, 405);
     EXPECT_EQ(asked.post("state", {}).status, 405);
+}
+
+TEST(StudioTest, PartsOfThePageAreSentAgainOnlyWhenTheyHaveChanged) {
+    AskedStudio asked;
+    Request request = fromPage("GET", "/" + asked.studio.token() + "/app.js");
+    const auto headerOf = [](const Response& response, const std::string& name) {
+        for (const auto& [key, value] : response.headers)
+            if (key == name) return value;
+        return std::string();
+    };
+    const Response first = asked.ask(request);
+    EXPECT_EQ(headerOf(first, "Cache-Control"), "no-cache");
+    ASSERT_NE(headerOf(first, "ETag"), "");
+    request.headers.emplace_back("If-None-Match", headerOf(first, "ETag"));
+    EXPECT_EQ(asked.ask(request).status, 304);
+    EXPECT_EQ(asked.ask(request).body, "");
+    request.headers.back().second = "\"older\"";
+    EXPECT_EQ(asked.ask(request).status, 200);
+}
+
+TEST(StudioTest, ReadingChangesNothing) {
+    AskedStudio asked;
+    asked.change({{{"op", "add"}, {"path", "/title"}, {"value", "x"}}});
+    const Json before = asked.state();
+    for (const char* word : {"edit", "undo", "redo", "resolve", "render", "cancel", "export", "quit"}) {
+        const int status = asked.get(std::string("api/") + word).status;
+        EXPECT_TRUE(status == 405 || status == 404) << word << " " << status;
+    }
+    EXPECT_EQ(asked.state(), before);
+    EXPECT_FALSE(asked.ended);
+    EXPECT_EQ(asked.post("quit", Json::object()).status, 202);
+    EXPECT_TRUE(asked.ended);
+}
+
+TEST(StudioTest, NoRefusalTellsTheSecret) {
+    AskedStudio asked;
+    for (const char* target : {"nothing", "api/nothing", "output/9", "clip?clip=9", "frame?f=x", "a/b/c"}) {
+        const Response response = asked.get(target);
+        EXPECT_GE(response.status, 400) << target;
+        EXPECT_EQ(response.body.find(asked.studio.token()), std::string::npos) << target;
+        for (const auto& [name, value] : response.headers)
+            EXPECT_EQ(value.find(asked.studio.token()), std::string::npos) << target << " " << name;
+    }
+}
+
+TEST(StudioTest, APlaylistIsNoClip) {
+    AskedStudio asked;
+    const TestFolder outside;
+    outside.write("secret.mp4", "x");
+    const std::string secret = outside.file("secret.mp4");
+    const std::map<std::string, std::string> lists{
+        {"hls.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + secret + "\n#EXT-X-ENDLIST\n"},
+        {"concat.mp4", "ffconcat version 1.0\nfile '" + secret + "'\n"},
+        {"sdp.mp4", "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\nm=video 9 RTP/AVP 96\n"}};
+    for (const auto& [name, text] : lists) {
+        asked.folder.write(name, text);
+        const Response added =
+            asked.change({{{"op", "add"}, {"path", "/clips/-"}, {"value", {{"file", name}}}}});
+        EXPECT_EQ(codeOf(added), "cannot-be") << name << added.body;
+    }
+}
+
+TEST(StudioTest, AMovieFollowsNoLink) {
+    AskedStudio asked;
+    const TestFolder outside;
+    outside.write("precious.mp4", "precious");
+    std::filesystem::create_symlink(outside.file("precious.mp4"), asked.folder.file("out.mp4"));
+    for (const bool force : {false, true})
+        EXPECT_EQ(codeOf(asked.post("render", {{"name", "out.mp4"}, {"force", force}})), "link") << force;
+    EXPECT_EQ(asked.state()["job"]["state"], "idle");
+    EXPECT_EQ(outside.read("precious.mp4"), "precious");
 }
 
 TEST(StudioTest, TheStateHoldsDocumentPlanAndEffects) {
@@ -211,97 +281,26 @@ TEST(StudioTest, EveryEffectOfASeamHasItsCard) {
     EXPECT_EQ(asked.get("card?seam=1&effect=morph").status, 404);
 }
 
-TEST(StudioTest, AStretchIsPlayedWhileItIsMade) {
-    AskedStudio asked;
-    const auto header = [](const Response& response, const std::string& name) {
-        for (const auto& [key, value] : response.headers)
-            if (key == name) return value;
-        return std::string();
-    };
-    const auto fetch = [&](const std::string& target, std::string& all) {
-        for (;;) {
-            const Response some = asked.get(target + "&at=" + std::to_string(all.size()));
-            ASSERT_EQ(some.status, 200) << some.body;
-            EXPECT_TRUE(header(some, "X-Type").starts_with("video/mp4; codecs=\"avc1."));
-            if (all.empty()) {
-                EXPECT_EQ(some.body.substr(4, 4), "ftyp");
-            }
-            all += some.body;
-            if (header(some, "X-Rest") == "none") return;
-            EXPECT_NE(some.body, "");
-        }
-    };
-    std::string all;
-    fetch("play?from=10&end=25", all);
-    EXPECT_NE(all.find("moof"), std::string::npos);
-    // Once more, it is there.
-    EXPECT_EQ(asked.get("play?from=10&end=25&at=0").body, all);
-    EXPECT_EQ(asked.get("play?from=10&end=25&at=100").body, all.substr(100));
-    EXPECT_EQ(asked.get("play?from=10&end=25&at=" + std::to_string(all.size() + 7)).body, "");
-    // An edit makes another stretch of it; the old one is not played for the new.
-    asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", kWash}}});
-    std::string changed;
-    fetch("play?from=10&end=25", changed);
-    EXPECT_NE(changed, all);
-    EXPECT_EQ(asked.get("play?from=10&end=5").status, 400);
-    EXPECT_EQ(asked.get("play?from=4000&end=4001").status, 400);
-}
-
-TEST(StudioTest, AStretchThatIsNotTheNewestIsGivenUp) {
-    AskedStudio asked(3);
-    const std::string root = "/" + asked.studio.token() + "/play?end=50&at=0&from=";
-    std::vector<std::promise<Response>> answers(12);
-    for (std::size_t i = 0; i < answers.size(); ++i)
-        asked.studio.handle(fromPage("GET", root + std::to_string(i)),
-                            [&answers, i](Response response) { answers[i].set_value(std::move(response)); });
-    // Every one is answered; those that were overtaken with nothing, or with what they had by then.
-    for (std::size_t i = 0; i < answers.size(); ++i) {
-        const Response response = answers[i].get_future().get();
-        if (i + 1 == answers.size()) {
-            EXPECT_EQ(response.status, 200) << response.body;
-        }
-        EXPECT_TRUE(response.status == 200 || response.status == 204) << response.status;
-    }
-}
-
-TEST(StudioTest, TwoPagesPlayWithoutStoppingEachOther) {
-    AskedStudio asked(3);
-    // Both begin before either is done; each is fetched to its end in turns.
-    std::map<std::string, std::string> all{{"a", ""}, {"b", ""}};
-    std::set<std::string> playing{"a", "b"};
-    while (!playing.empty())
-        for (auto& [page, bytes] : all) {
-            if (!playing.contains(page)) continue;
-            const Response some = asked.get("play?from=" + std::string(page == "a" ? "0" : "5") +
-                                            "&end=40&page=" + page + "&at=" + std::to_string(bytes.size()));
-            ASSERT_EQ(some.status, 200) << page;
-            bytes += some.body;
-            for (const auto& [key, value] : some.headers)
-                if (key == "X-Rest" && value == "none") playing.erase(page);
-        }
-    EXPECT_EQ(all["a"].substr(4, 4), "ftyp");
-    EXPECT_EQ(all["b"].substr(4, 4), "ftyp");
-    EXPECT_NE(all["a"], all["b"]);
-    // More pages than play at once: the oldest begins anew, and nobody is refused.
-    for (const char* page : {"c", "d", "e", "f", "a"})
-        EXPECT_EQ(asked.get(std::string("play?from=0&end=5&at=0&page=") + page).status, 200) << page;
-}
-
 TEST(StudioTest, ANearPictureIsMadeOfWhatIsThere) {
-    AskedStudio asked;
-    const Response changed =
-        asked.change({{{"op", "add"}, {"path", "/clips/1/seam"}, {"value", kWash}}}, "effect");
+    // Of the first two clips something may be there: a page looks at their seam first.
+    AskedStudio asked(3);
+    const Json other = {{"file", "pattern:city?size=64x48&seconds=2"}, {"seam", kWash}};
+    const Response changed = asked.change({{{"op", "replace"}, {"path", "/clips/2"}, {"value", other}}});
     ASSERT_EQ(changed.status, 200) << changed.body;
-    EXPECT_EQ(asked.get("near?f=20").status, 204);
+    const Json plan = Json::parse(changed.body)["plan"];
+    const auto near = [&](std::int64_t frame) { return asked.get("near?f=" + std::to_string(frame)); };
+    const std::int64_t seam = plan["seams"][1]["first"].get<std::int64_t>() + 5;
+    const std::int64_t last = plan["frames"].get<std::int64_t>() - 1;
+    EXPECT_EQ(near(seam).status, 204);
+    EXPECT_EQ(near(last).status, 204);
     // A picture of the strip of each clip is enough.
-    EXPECT_EQ(asked.get("clip?clip=0&f=3&w=160").status, 200);
-    EXPECT_EQ(asked.get("near?f=2").status, 200);
-    EXPECT_EQ(asked.get("near?f=20").status, 204);
-    EXPECT_EQ(asked.get("clip?clip=1&f=20&w=160").status, 200);
-    const Response near = asked.get("near?f=20");
-    EXPECT_EQ(near.status, 200);
-    EXPECT_EQ(near.body.substr(0, 3), "\xFF\xD8\xFF");
-    EXPECT_EQ(asked.get("near?f=4000").status, 204);
+    EXPECT_EQ(asked.get("clip?clip=1&f=3&w=160").status, 200);
+    EXPECT_EQ(near(seam).status, 204);
+    EXPECT_EQ(asked.get("clip?clip=2&f=20&w=160").status, 200);
+    EXPECT_EQ(near(last).status, 200);
+    EXPECT_EQ(near(seam).status, 200);
+    EXPECT_EQ(near(seam).body.substr(0, 3), "\xFF\xD8\xFF");
+    EXPECT_EQ(near(4000).status, 204);
     EXPECT_EQ(asked.get("near?f=x").status, 400);
 }
 
@@ -378,6 +377,24 @@ TEST(StudioTest, AMovieIsMadeBesideTheDocumentAndNeverReplacesOneUnasked) {
     EXPECT_EQ(codeOf(asked.post("cancel", {{"id", 1}})), "no-job");
 }
 
+TEST(StudioTest, AnOlderMovieIsServedUntilAnotherTakesItsPlace) {
+    AskedStudio asked;
+    const auto make = [&](const char* name, bool force = false) {
+        EXPECT_EQ(asked.post("render", {{"name", name}, {"force", force}}).status, 202);
+        const Json job = asked.finishedJob();
+        EXPECT_EQ(job["state"], "done") << job;
+        return "output/" + std::to_string(job["id"].get<int>());
+    };
+    const std::string first = make("one.mp4");
+    const std::string second = make("two.mp4");
+    EXPECT_EQ(asked.get(first).file.path, asked.folder.file("one.mp4"));
+    EXPECT_EQ(asked.get(second).file.path, asked.folder.file("two.mp4"));
+    const std::string third = make("one.mp4", true);
+    EXPECT_EQ(asked.get(first).status, 404);
+    EXPECT_EQ(asked.get(second).status, 200);
+    EXPECT_EQ(asked.get(third).file.path, asked.folder.file("one.mp4"));
+}
+
 TEST(StudioTest, ADocumentThatCannotBeShownCanBeRepaired) {
     AskedStudio asked(0);
     EXPECT_TRUE(asked.state()["plan"].is_null());
@@ -413,6 +430,16 @@ TEST(StudioTest, TheBrowsersAddressIsGoodOnce) {
     EXPECT_EQ(first.status, 303);
     EXPECT_EQ(first.headers.front().second, "/" + asked.studio.token() + "/");
     EXPECT_EQ(open(target).status, 404);
+    // A newer one takes the place of the one before.
+    const std::string older = asked.studio.openAddress();
+    const std::string newer = asked.studio.openAddress();
+    EXPECT_EQ(open(older).status, 404);
+    EXPECT_EQ(open(newer).status, 303);
+}
+
+TEST(StudioTest, TheBrowsersAddressIsNotGoodForLong) {
+    AskedStudio asked(2, std::chrono::seconds(0));
+    EXPECT_EQ(asked.ask(fromPage("GET", asked.studio.openAddress())).status, 404);
 }
 
 }  // namespace

@@ -53,19 +53,24 @@ std::string documentOf(int clips) {
 
 namespace {
 
-StudioSettings settingsIn(const TestFolder& folder, int clips) {
+StudioSettings settingsIn(const TestFolder& folder, int clips, std::chrono::seconds invitation) {
     if (clips > 0) folder.write("my.edit.json", documentOf(clips));
     StudioSettings settings;
     settings.document = folder.file("my.edit.json");
     settings.edit.folder = folder.path.string();
     settings.folders = {folder.path.string()};
     settings.cacheBytes = std::size_t{16} << 20;
+    settings.invitation = invitation;
     return settings;
 }
 
 }  // namespace
 
-AskedStudio::AskedStudio(int clips) : studio(settingsIn(folder, clips), [] {}) {}
+AskedStudio::AskedStudio(int clips, std::chrono::seconds invitation)
+    : studio(settingsIn(folder, clips, invitation), [this] { ended = true; }) {
+    // As a page does it: whoever has asked for the state may ask for pictures.
+    (void)state();
+}
 
 Response AskedStudio::ask(const Request& request) {
     const auto promise = std::make_shared<std::promise<Response>>();

@@ -33,7 +33,7 @@ std::string documentOf(int clips);
 /// A studio with `clips` clips and the way to ask it.
 class AskedStudio {
   public:
-    explicit AskedStudio(int clips = 2);
+    explicit AskedStudio(int clips = 2, std::chrono::seconds invitation = std::chrono::seconds(60));
 
     /// What the studio answers, waited for. `target` begins behind the token.
     Response get(const std::string& target);
@@ -45,11 +45,11 @@ class AskedStudio {
     Response change(const nlohmann::json& patch, const std::string& label = "change",
                     const std::string& gesture = {});
 
+    Response ask(const Request& request);
+
+    bool ended = false;  ///< the page has asked for the end
     TestFolder folder;
     Studio studio;
-
-  private:
-    Response ask(const Request& request);
 };
 
 }  // namespace tumblewash::studio

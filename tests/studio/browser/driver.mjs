@@ -6,8 +6,8 @@ import path from 'node:path';
 const kPatience = 300000;
 const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-const kKeys = { ArrowLeft: 37, ArrowRight: 39, Enter: 13, Alt: 18, Shift: 16 };
-const kModifiers = { Alt: 1, Shift: 8 };
+const kKeys = { Tab: 9, Enter: 13, Shift: 16, Control: 17, Alt: 18, Escape: 27, ArrowLeft: 37, ArrowUp: 38, ArrowRight: 39, ArrowDown: 40, Delete: 46 };
+const kModifiers = { Alt: 1, Control: 2, Shift: 8 };
 
 class Page {
   constructor(browser, session) {
@@ -70,6 +70,20 @@ class Page {
         await this.send('Input.dispatchMouseEvent', { type, ...place, button: 'left', clickCount: i });
   }
 
+  /// Takes what the first selector finds to the far end of what the second finds, with the mouse.
+  async drag(from, to) {
+    const places = await this.evaluate((selectors) => selectors.map((each) => {
+      const { x, y, width, height } = document.querySelector(each).getBoundingClientRect();
+      return { left: x, right: x + width, y: y + height / 2 };
+    }), [from, to]);
+    const [start, end] = places;
+    const mouse = (type, x, more) => this.send('Input.dispatchMouseEvent', { type, x, y: start.y, button: 'left', buttons: 1, ...more });
+    const first = (start.left + start.right) / 2, last = end.left > start.left ? end.right - 3 : end.left + 3;
+    await mouse('mousePressed', first, { clickCount: 1 });
+    for (let i = 1; i <= 8; ++i) await mouse('mouseMoved', first + (last - first) * i / 8);
+    await mouse('mouseReleased', last, { clickCount: 1 });
+  }
+
   focus(selector) { return this.evaluate((wanted) => document.querySelector(wanted).focus(), selector); }
 
   async key(type, key) {
@@ -94,6 +108,16 @@ class Page {
     const { nodes } = await this.send('Accessibility.getFullAXTree');
     const roles = ['button', 'textbox', 'combobox', 'listbox', 'slider', 'spinbutton', 'checkbox', 'radio', 'radiogroup', 'link', 'dialog'];
     return nodes.filter((node) => !node.ignored && roles.includes(node.role?.value) && !node.name?.value?.trim()).map((node) => node.role.value);
+  }
+
+  /// Keeps requests for these addresses back until `release`.
+  async hold(pattern) {
+    const waiting = [];
+    let open = false;
+    const go = ({ requestId }) => this.send('Fetch.continueRequest', { requestId }).catch(() => {});
+    this.browser.on(this.session, 'Fetch.requestPaused', (event) => { if (open) go(event); else waiting.push(event); });
+    await this.send('Fetch.enable', { patterns: [{ urlPattern: pattern }] });
+    return { release: async () => { open = true; for (const event of waiting) await go(event); await this.send('Fetch.disable'); } };
   }
 
   close() { return this.send('Page.close'); }

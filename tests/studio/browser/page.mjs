@@ -1,17 +1,16 @@
 // Drives the studio's page in Chromium as people do: by mouse and by keyboard, and after kill -9.
 //   node page.mjs PROGRAM CHROMIUM [AXE]     (axe-core's file, where its rules are to be tried too)
 import assert from 'node:assert/strict';
-import { spawn, execFileSync } from 'node:child_process';
+import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import http from 'node:http';
-import os from 'node:os';
 import path from 'node:path';
-import { Browser } from './driver.mjs';
+import { Session, press, state, until } from './support.mjs';
 
 const [program, chromium, axe] = process.argv.slice(2);
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'tumblewash-page-'));
+const session = new Session(program, chromium, 'tour');
+const { folder, file } = session;
 const clip = (name) => 'pattern:' + name + '?size=320x180&seconds=2';
-const file = path.join(folder, 'tour.edit.json');
 fs.writeFileSync(file, JSON.stringify({ tumblewash: 1, clips: [{ file: clip('harbour') }, { file: clip('city'), seam: { effect: 'wash-away', duration: '20f', seed: 5 } }, { file: clip('harbour') }] }));
 
 // A second of silence.
@@ -24,14 +23,6 @@ song.write('data', 36);
 song.writeUInt32LE(16000, 40);
 fs.writeFileSync(path.join(folder, 'song.wav'), song);
 
-let studio = null;
-async function start() {
-  studio = spawn(program, ['studio', file, '--no-browser'],
-    { stdio: ['ignore', 'pipe', 'inherit'], env: { ...process.env, XDG_STATE_HOME: path.join(folder, '.state') } });
-  for await (const piece of studio.stdout) return String(piece).trim();
-  throw new Error('no address');
-}
-const ended = (child) => new Promise((resolve) => { if (child.exitCode !== null || child.signalCode) resolve(); else child.once('exit', resolve); });
 function status(address, headers, method = 'GET') {
   const url = new URL(address);
   return new Promise((resolve, reject) => {
@@ -39,28 +30,9 @@ function status(address, headers, method = 'GET') {
   });
 }
 
-let address = await start();
-const home = fs.mkdtempSync(path.join(os.tmpdir(), 'tumblewash-browser-'));
-const browser = new Browser(chromium, home);
-const pages = [];
-async function open(width, height, scheme) {
-  const page = await browser.page(width, height, scheme);
-  pages.push(page);
-  await page.goto(address);
-  await page.until(() => document.querySelector('canvas')?.dataset.shown);
-  return page;
-}
-const state = (page) => page.evaluate(async () => (await fetch('api/state')).json());
-const press = (page, key) => page.click('[data-key="' + key + '"]');
-/// What a page complained of. A movie that another one has followed is not served any more, and a player may still ask for it.
-const complaintsOf = (page) => page.complaints.filter((line) => !/\/output\/\d+$/.test(line));
-/// Waits until the state is so.
-async function until(page, holds) {
-  for (const end = Date.now() + 300000; Date.now() < end; await new Promise((resolve) => setTimeout(resolve, 50))) if (holds(await state(page))) return;
-  assert.fail('never: ' + holds);
-}
-
 try {
+  await session.start();
+  const { address } = session;
   // The door.
   const root = new URL(address).origin + '/';
   assert.equal(await status(root, {}), 404);
@@ -68,7 +40,7 @@ try {
   assert.equal(await status(address, { Origin: 'http://example.com' }), 403);
   assert.equal(await status(address, {}), 200);
 
-  const page = await open(1280, 800, 'dark');
+  const page = await session.open(1280, 800, 'dark');
   // The shown picture is the frame of the command, but for what a JPEG loses.
   let shown = null;
   while (!shown) shown = await page.evaluate(() => document.querySelector('canvas').dataset.shown);
@@ -89,6 +61,19 @@ try {
   }, fs.readFileSync(png).toString('base64'));
   assert.ok(decibels > 30, 'the picture is ' + decibels + ' dB from the frame');
 
+  // While the true frame is on its way a near picture stands for it, and the page says so.
+  await page.until(() => [...document.querySelectorAll('.tile img')].every((each) => each.naturalWidth));
+  const held = await page.hold('*/frame?*');
+  await page.evaluate(() => document.querySelector('[data-key="seam1"]').click());
+  await page.until(() => document.querySelector('canvas').dataset.near);
+  const words = () => page.evaluate(() => { const each = document.querySelector('.tag.low'); return each.hidden ? '' : each.textContent; });
+  assert.match(await words(), /^approximate/);
+  assert.equal(await page.evaluate(() => document.querySelector('canvas').dataset.shown), undefined);
+  await held.release();
+  await page.until(() => document.querySelector('canvas').dataset.shown && !document.querySelector('canvas').dataset.near);
+  assert.equal(await words(), '');
+  await press(page, 'seam0');
+  await page.until((f) => (document.querySelector('canvas').dataset.shown || '').split('|')[1] === String(f), frame);
   // By keyboard: a step, and ten.
   await page.press('ArrowRight');
   await page.until((f) => (document.querySelector('canvas').dataset.shown || '').split('|')[1] === String(f), frame + 1);
@@ -135,7 +120,7 @@ try {
   await until(page, (s) => s.document.music?.file === 'song.wav' && s.undo === 'music');
   await page.until(() => !document.querySelector('dialog'));
   // Two pages follow each other.
-  const other = await open(360, 780, 'light');
+  const other = await session.open(360, 780, 'light');
   await page.bringToFront();
   await press(page, 'undo');
   await until(page, (s) => s.redo === 'music');
@@ -150,29 +135,27 @@ try {
   assert.ok(fs.statSync(path.join(folder, 'tour.mp4')).size > 1000);
   await page.evaluate(() => document.querySelector('dialog').close());
   // A page that is closed while a movie is made is not missed, and the next one finds the movie.
-  const lost = await open(1280, 800, 'dark');
+  const lost = await session.open(1280, 800, 'dark');
   await press(lost, 'render');
   await lost.evaluate(() => { document.querySelector('#f-movieName').value = 'again.mp4'; });
   await lost.evaluate(() => [...document.querySelectorAll('dialog button.main')].at(-1).click());
   await until(lost, (s) => s.job.output.endsWith('again.mp4') && s.job.state !== 'failed');
-  assert.deepEqual(complaintsOf(lost), []);
-  pages.splice(pages.indexOf(lost), 1);
-  await lost.close();
-  const found = await open(1280, 800, 'dark');
+  assert.deepEqual(lost.complaints, []);
+  await session.close(lost);
+  const found = await session.open(1280, 800, 'dark');
   await press(found, 'render');
   await found.until(() => document.querySelector('dialog video'));
   assert.ok(fs.statSync(path.join(folder, 'again.mp4')).size > 1000);
   await found.evaluate(() => document.querySelector('dialog').close());
   // Browsers have six connections to a server: more pages than that work nevertheless.
   const many = [found];
-  while (many.length < 7) many.push(await open(640, 480, 'light'));
+  while (many.length < 7) many.push(await session.open(640, 480, 'light'));
   for (const each of many) {
     await each.bringToFront();
     await press(each, 'seam1');
     await each.until(() => document.querySelector('[data-key="seam1"]').getAttribute('aria-pressed') === 'true' && document.querySelector('canvas').dataset.shown);
-    assert.deepEqual(complaintsOf(each), []);
-    pages.splice(pages.indexOf(each), 1);
-    await each.close();
+    assert.deepEqual(each.complaints, []);
+    await session.close(each);
   }
   // The output dialog says about how large the movie gets, and a better quality is larger.
   await page.bringToFront();
@@ -201,17 +184,16 @@ try {
       await each.until(() => !document.querySelector('dialog'));
     }
   }
-  for (const each of pages) assert.deepEqual(complaintsOf(each), []);
+  for (const each of session.pages) assert.deepEqual(each.complaints, []);
   // What was done is there after kill -9.
   const before = (await state(page)).document;
   await page.bringToFront();
-  studio.kill('SIGKILL');
-  await ended(studio);
+  await session.stop('SIGKILL');
   await page.until(() => !document.getElementById('bar').hidden);
   await page.close();
   await other.close();
-  address = await start();
-  const again = await open(1280, 800, 'light');
+  await session.start();
+  const again = await session.open(1280, 800, 'light');
   const after = await state(again);
   assert.deepEqual(after.document, before);
   // So are the steps that lead there and on.
@@ -219,8 +201,5 @@ try {
   assert.notEqual(after.undo, '');
   console.log('the page: pass');
 } finally {
-  await browser.close();
-  studio.kill('SIGTERM');
-  await ended(studio);
-  for (const each of [folder, home]) fs.rmSync(each, { recursive: true, force: true, maxRetries: 5 });
+  await session.end();
 }

@@ -26,6 +26,7 @@ if [ -n "${TUMBLEWASH_LONG:-}" ]; then
     fi
     rules=("$modules/axe-core/axe.min.js")
 fi
+node "$here/controls.mjs" "$program" "$(command -v chromium)"
 node "$here/page.mjs" "$program" "$(command -v chromium)" "${rules[@]}"
 if [ -n "${TUMBLEWASH_LONG:-}" ]; then
     if command -v firefox-esr >/dev/null; then
