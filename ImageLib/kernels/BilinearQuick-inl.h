@@ -72,6 +72,8 @@ HWY_INLINE Cells cellsAt(Floats x, Floats y) {
 struct QuickWeights {
     Halves low[4], high[4];
     hn::Mask<P> whole;  ///< where the position is whole and the weights mean nothing
+
+    HWY_INLINE explicit QuickWeights(const Cells& c);
 };
 
 /// The upper 16 bits of each lane, twice.
@@ -79,6 +81,14 @@ HWY_INLINE Halves upperTwice(Pixels v) {
     const B b;
     alignas(16) static constexpr std::uint8_t pattern[16] = {2,  3,  2,  3,  6,  7,  6,  7,
                                                              10, 11, 10, 11, 14, 15, 14, 15};
+    return hn::BitCast(H(), hn::TableLookupBytes(hn::BitCast(b, v), hn::LoadDup128(b, pattern)));
+}
+
+/// The lower 16 bits of each lane, twice.
+HWY_INLINE Halves lowerTwice(Pixels v) {
+    const B b;
+    alignas(16) static constexpr std::uint8_t pattern[16] = {0, 1, 0, 1, 4,  5,  4,  5,
+                                                             8, 9, 8, 9, 12, 13, 12, 13};
     return hn::BitCast(H(), hn::TableLookupBytes(hn::BitCast(b, v), hn::LoadDup128(b, pattern)));
 }
 
@@ -92,7 +102,7 @@ HWY_INLINE Pixels productOf(Pixels dx, Pixels dy) {
                        odd(hn::BitCast(p, hn::MulEven(dx, dy))));
 }
 
-HWY_INLINE QuickWeights quickWeights(const Cells& c) {
+HWY_INLINE QuickWeights::QuickWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(P()))) {
     const P p;
     const H h;
     // dx dy lies in [both, above), and the other products are what is left of dx, dy and 1. A fraction of 0
@@ -102,15 +112,12 @@ HWY_INLINE QuickWeights quickWeights(const Cells& c) {
     const Pixels onlyX = hn::Min(hn::Sub(c.dx, above), c.dx);
     const Pixels onlyY = hn::Min(hn::Sub(c.dy, above), c.dy);
     const Pixels neither = hn::Sub(both, hn::Add(c.dx, c.dy));
-    QuickWeights w;
-    w.low[0] = upperTwice(neither);
-    w.low[1] = upperTwice(onlyX);
-    w.low[2] = upperTwice(both);
-    w.low[3] = upperTwice(onlyY);
+    low[0] = upperTwice(neither);
+    low[1] = upperTwice(onlyX);
+    low[2] = upperTwice(both);
+    low[3] = upperTwice(onlyY);
     const auto one = hn::Set(h, std::uint16_t{1});
-    for (int i = 0; i < 4; ++i) w.high[i] = hn::SaturatedAdd(w.low[i], one);
-    w.whole = hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(p));
-    return w;
+    for (int i = 0; i < 4; ++i) high[i] = hn::SaturatedAdd(low[i], one);
 }
 
 /// Mixed pixels, and where a truncation is in doubt.
@@ -119,27 +126,91 @@ struct Mixed {
     hn::Mask<P> doubtful;
 };
 
-/// `n` are the neighbours in the order of the weights; a whole coordinate's ceiling is its floor.
-HWY_INLINE Mixed mix(const Pixels (&n)[4], const QuickWeights& w) {
+/// The colours of neighbours as 16-bit lanes: green in one vector, red and blue in the other.
+struct Colours {
+    Halves one, two;
+
+    HWY_INLINE explicit Colours(Pixels pixels)
+        : one(hn::BitCast(H(), hn::And(pixels, hn::Set(P(), 0x00FF0000U)))),
+          two(hn::ShiftRight<8>(hn::BitCast(H(), pixels))) {}
+};
+
+/// Sums of colours and of alphas as pixels. `n` are the neighbours in the order of the weights; a whole
+/// coordinate's ceiling is its floor.
+HWY_INLINE Pixels joined(const Pixels (&n)[4], hn::Mask<P> whole, const Colours& sums) {
     const P p;
-    const H h;
-    const auto green = hn::Set(p, 0x00FF0000U);
-    // Green in one vector of 16-bit lanes, red and blue in the other.
-    Halves lowOne = hn::Zero(h), highOne = lowOne, lowTwo = lowOne, highTwo = lowOne;
-    for (int i = 0; i < 4; ++i) {
-        const Halves one = hn::BitCast(h, hn::And(n[i], green));
-        const Halves two = hn::ShiftRight<8>(hn::BitCast(h, n[i]));
-        lowOne = hn::Add(lowOne, hn::MulHigh(one, w.low[i]));
-        highOne = hn::Add(highOne, hn::MulHigh(one, w.high[i]));
-        lowTwo = hn::Add(lowTwo, hn::MulHigh(two, w.low[i]));
-        highTwo = hn::Add(highTwo, hn::MulHigh(two, w.high[i]));
-    }
-    const auto differ = hn::Or(hn::Xor(lowOne, highOne), hn::Xor(lowTwo, highTwo));
-    const auto colours = hn::BitCast(p, hn::Or(lowOne, hn::ShiftLeft<8>(lowTwo)));
+    const auto colours = hn::BitCast(p, hn::Or(sums.one, hn::ShiftLeft<8>(sums.two)));
     const auto alpha = hn::Set(p, 255U);
     const auto alphas = hn::Add(hn::Add(hn::Add(n[0], n[1]), hn::Add(n[2], n[3])), alpha);
-    const auto kept = hn::IfThenElse(w.whole, n[0], colours);
-    return {hn::IfVecThenElse(alpha, alphas, kept), hn::Ne(hn::BitCast(p, differ), hn::Zero(p))};
+    return hn::IfVecThenElse(alpha, alphas, hn::IfThenElse(whole, n[0], colours));
+}
+
+HWY_INLINE Mixed mixWith(const QuickWeights& w, const Pixels (&n)[4]) {
+    const P p;
+    Colours low(hn::Zero(p)), high = low;
+    for (int i = 0; i < 4; ++i) {
+        const Colours c(n[i]);
+        low.one = hn::Add(low.one, hn::MulHigh(c.one, w.low[i]));
+        high.one = hn::Add(high.one, hn::MulHigh(c.one, w.high[i]));
+        low.two = hn::Add(low.two, hn::MulHigh(c.two, w.low[i]));
+        high.two = hn::Add(high.two, hn::MulHigh(c.two, w.high[i]));
+    }
+    const auto differ = hn::Or(hn::Xor(low.one, high.one), hn::Xor(low.two, high.two));
+    return {joined(n, w.whole, low), hn::Ne(hn::BitCast(p, differ), hn::Zero(p))};
+}
+
+/// Weights in 2^-32, rounded down: exact where the fractions have 32 bits together, as those of positions
+/// beyond 256 have. As two equal 16-bit numbers to a pixel: the upper and the lower half.
+struct FineWeights {
+    Halves upper[4], lower[4];
+    hn::Mask<P> whole;  ///< where the position is whole and the weights mean nothing
+
+    HWY_INLINE explicit FineWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(P()))) {
+        const P p;
+        const hn::Repartition<std::uint64_t, P> wide;
+        const auto odd = [&](Pixels v)
+                             HWY_ATTR { return hn::BitCast(p, hn::ShiftRight<32>(hn::BitCast(wide, v))); };
+        const auto ofOdd = hn::MulEven(odd(c.dx), odd(c.dy)), ofEven = hn::MulEven(c.dx, c.dy);
+        const Pixels both = hn::OddEven(hn::BitCast(p, ofOdd), odd(hn::BitCast(p, ofEven)));
+        const Pixels lost = hn::OddEven(hn::BitCast(p, hn::ShiftLeft<32>(ofOdd)), hn::BitCast(p, ofEven));
+        // dx dy lies in [both, above], and the other products are what is left of dx, dy and 1.
+        const Pixels above = hn::Add(both, hn::IfThenElseZero(hn::Ne(lost, hn::Zero(p)), hn::Set(p, 1U)));
+        const Pixels weights[4] = {hn::Sub(both, hn::Add(c.dx, c.dy)), hn::Sub(c.dx, above), both,
+                                   hn::Sub(c.dy, above)};
+        for (int i = 0; i < 4; ++i) {
+            upper[i] = upperTwice(weights[i]);
+            lower[i] = lowerTwice(weights[i]);
+        }
+    }
+};
+
+/// Products of colours and weights in 2^-32: their whole parts, and the first 16 bits behind the point.
+struct FineProducts {
+    Halves whole, behind;
+
+    HWY_INLINE FineProducts(Halves colour, Halves upper, Halves lower) {
+        const H h;
+        const Halves coarse = hn::Mul(colour, upper);
+        behind = hn::Add(coarse, hn::MulHigh(colour, lower));
+        whole = hn::Sub(hn::MulHigh(colour, upper), hn::VecFromMask(h, hn::Lt(behind, coarse)));
+    }
+};
+
+/// The same with finer weights: in doubt is what lies less than 2^-16 below a whole number.
+HWY_INLINE Mixed mixWith(const FineWeights& w, const Pixels (&n)[4]) {
+    const P p;
+    const H h;
+    Colours sums(hn::Zero(p));
+    Halves last = hn::Zero(h);
+    for (int i = 0; i < 4; ++i) {
+        const Colours colours(n[i]);
+        const FineProducts one(colours.one, w.upper[i], w.lower[i]), two(colours.two, w.upper[i], w.lower[i]);
+        sums.one = hn::Add(sums.one, one.whole);
+        sums.two = hn::Add(sums.two, two.whole);
+        last = hn::Max(last, hn::Max(one.behind, two.behind));
+    }
+    const auto near = hn::VecFromMask(h, hn::Eq(last, hn::Set(h, std::uint16_t{0xFFFF})));
+    return {joined(n, w.whole, sums), hn::AndNot(w.whole, hn::Ne(hn::BitCast(p, near), hn::Zero(p)))};
 }
 
 /// The neighbours of a vector of cells, fetched two by two wherever they lie.

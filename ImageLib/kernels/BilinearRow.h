@@ -30,15 +30,22 @@ void bilinearRowScalar(const FieldReading* fields, int fieldCount, const float* 
                        int count);
 
 /// The version in use: the same bytes, with the vectors of the machine it runs on; one of the two below.
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
-                 InstructionSet set = InstructionSet::best);
+/// Returns how many of the pixels, of all fields together, weights of 16 bits left in doubt; 0 on the scalar
+/// path.
+int bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                InstructionSet set = InstructionSet::best);
 
 /// The same bytes by vector gathers, where the instruction set has such as may pay.
-void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                          int count, InstructionSet set = InstructionSet::best);
+int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                         int count, InstructionSet set = InstructionSet::best);
 
 /// The same bytes by loads put together, which `GatherChoice` finds quicker on some machines.
-void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                      int count, InstructionSet set = InstructionSet::best);
+
+/// The same bytes with weights of 32 bits, which leave hardly a pixel in doubt: slower than `bilinearRow`
+/// unless that has every eighth pixel or more in doubt, as where displacements repeat a simple fraction.
+void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                        int count, InstructionSet set = InstructionSet::best);
 
 /// The same for the positions (column, row), (column + 1, row) ... of something that stands still, all of

@@ -4,18 +4,26 @@
 
 namespace tumblewash::kernels {
 
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
-                 InstructionSet) {
+int bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                InstructionSet) {
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
+    return 0;
 }
 
-void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                      int count, InstructionSet) {
+    bilinearRowScalar(fields, fieldCount, atX, atY, count);
+    return 0;
+}
+
+int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                         int count, InstructionSet) {
+    bilinearRowScalar(fields, fieldCount, atX, atY, count);
+    return 0;
+}
+
+void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                        int count, InstructionSet) {
-    bilinearRowScalar(fields, fieldCount, atX, atY, count);
-}
-
-void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                          int count, InstructionSet) {
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
 }
 
@@ -81,10 +89,11 @@ HWY_INLINE int addWaiting(int at, hn::Mask<P> some, std::uint32_t* end) {
 }
 
 /// Mixes one vector of one field; returns the number of doubtful pixels, put down at `end`.
-HWY_INLINE int mixInto(const FieldReading& field, const Pixels (&neighbours)[4], const QuickWeights& weights,
+template <class Weights>
+HWY_INLINE int mixInto(const FieldReading& field, const Pixels (&neighbours)[4], const Weights& weights,
                        int at, std::uint32_t* end) {
     const P p;
-    const Mixed mixed = mix(neighbours, weights);
+    const Mixed mixed = mixWith(weights, neighbours);
     hn::StoreU(mixed.pixels, p, reinterpret_cast<std::uint32_t*>(field.out + std::ptrdiff_t{at} * 4));
     return addWaiting(at, mixed.doubtful, end);
 }
@@ -110,8 +119,9 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
 }
 
 /// lanes ... kBatchSize positions. A last vector that would not be full begins earlier and reads some again.
-template <int fieldCount, Fetch fetch>
-HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
+/// Returns how many pixels were read exactly.
+template <int fieldCount, Fetch fetch, class Weights>
+HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
     const F f;
     const I i;
     const P p;
@@ -141,7 +151,7 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
             continue;
         }
         const Cells cells = cellsAt(x, y);
-        const QuickWeights weights = quickWeights(cells);
+        const Weights weights(cells);
         if (next % kAnnouncedColumns == 0) {
             announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
         }
@@ -161,17 +171,19 @@ HWY_INLINE void readBatch(const FieldReading (&fields)[2], const float* atX, con
             }
         }
     }
-    for (int n = 0; n < fieldCount; ++n) readExactly<fetch>(fields[n], atX, atY, waiting[n], waitingCount[n]);
+    int all = 0;
+    for (int n = 0; n < fieldCount; ++n) {
+        readExactly<fetch>(fields[n], atX, atY, waiting[n], waitingCount[n]);
+        all += waitingCount[n];
+    }
+    return all;
 }
 
-#endif
-
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-
-/// All whole vectors of a row; returns how many positions are done.
-template <Fetch fetch>
+/// All whole vectors of a row; returns how many positions are done. `exact` becomes the number of pixels that
+/// were read exactly.
+template <Fetch fetch, class Weights>
 HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                           int count) {
+                           int count, int& exact) {
     const FieldPixels& smallest = fields[fieldCount - 1].from;
     const bool offsetsFit = smallest.pitch > 0 && (smallest.rows + std::int64_t{1}) * smallest.pitch <
                                                       std::numeric_limits<std::int32_t>::max();
@@ -180,9 +192,9 @@ HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const flo
     while (offsetsFit && count - done >= lanes) {
         const int size = count - done < kBatchSize ? count - done : kBatchSize;
         if (fieldCount == 1) {
-            readBatch<1, fetch>(batch, atX + done, atY + done, size);
+            exact += readBatch<1, fetch, Weights>(batch, atX + done, atY + done, size);
         } else {
-            readBatch<2, fetch>(batch, atX + done, atY + done, size);
+            exact += readBatch<2, fetch, Weights>(batch, atX + done, atY + done, size);
         }
         for (FieldReading& field : batch) field.out += std::ptrdiff_t{size} * 4;
         done += size;
@@ -190,28 +202,55 @@ HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const flo
     return done;
 }
 
-#endif
-
-HWY_ATTR void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX,
-                                const float* atY, int count) {
-    if (fieldCount <= 0) return;
-    int done = 0;
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-    done = readVectors<Fetch::loads>(fields, fieldCount, atX, atY, count);
-#endif
+/// A whole row; returns how many pixels of whole vectors were read exactly.
+template <Fetch fetch, class Weights>
+HWY_INLINE int readRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                       int count) {
+    if (fieldCount <= 0) return 0;
+    int exact = 0;
+    const int done = readVectors<fetch, Weights>(fields, fieldCount, atX, atY, count, exact);
     readScalar(fields, fieldCount, atX, atY, done, count - done);
+    return exact;
 }
 
-HWY_ATTR void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX,
-                                   const float* atY, int count) {
+HWY_ATTR int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                               int count) {
+    return readRow<Fetch::loads, QuickWeights>(fields, fieldCount, atX, atY, count);
+}
+
+HWY_ATTR int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX,
+                                  const float* atY, int count) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    if (fieldCount <= 0) return;
-    const int done = readVectors<Fetch::gathers>(fields, fieldCount, atX, atY, count);
-    readScalar(fields, fieldCount, atX, atY, done, count - done);
+    return readRow<Fetch::gathers, QuickWeights>(fields, fieldCount, atX, atY, count);
 #else
-    HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
+    return HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
 #endif
 }
+
+HWY_ATTR void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX,
+                                const float* atY, int count) {
+    readRow<Fetch::loads, FineWeights>(fields, fieldCount, atX, atY, count);
+}
+
+#else
+
+HWY_ATTR int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                               int count) {
+    if (fieldCount > 0) readScalar(fields, fieldCount, atX, atY, 0, count);
+    return 0;
+}
+
+HWY_ATTR int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX,
+                                  const float* atY, int count) {
+    return HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
+}
+
+HWY_ATTR void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX,
+                                const float* atY, int count) {
+    HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
+}
+
+#endif
 
 }  // namespace tumblewash::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -221,21 +260,27 @@ namespace tumblewash::kernels {
 
 HWY_EXPORT(bilinearRowSingly);
 HWY_EXPORT(bilinearRowGathering);
+HWY_EXPORT(bilinearRowFinely);
 
-void bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                      int count, InstructionSet set) {
+    return TUMBLEWASH_VERSION(bilinearRowSingly, set)(fields, fieldCount, atX, atY, count);
+}
+
+int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                         int count, InstructionSet set) {
+    return TUMBLEWASH_VERSION(bilinearRowGathering, set)(fields, fieldCount, atX, atY, count);
+}
+
+void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                        int count, InstructionSet set) {
-    TUMBLEWASH_VERSION(bilinearRowSingly, set)(fields, fieldCount, atX, atY, count);
+    TUMBLEWASH_VERSION(bilinearRowFinely, set)(fields, fieldCount, atX, atY, count);
 }
 
-void bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                          int count, InstructionSet set) {
-    TUMBLEWASH_VERSION(bilinearRowGathering, set)(fields, fieldCount, atX, atY, count);
-}
-
-void bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
-                 InstructionSet set) {
+int bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+                InstructionSet set) {
     if (gathersPay()) return bilinearRowGathering(fields, fieldCount, atX, atY, count, set);
-    bilinearRowSingly(fields, fieldCount, atX, atY, count, set);
+    return bilinearRowSingly(fields, fieldCount, atX, atY, count, set);
 }
 
 }  // namespace tumblewash::kernels

@@ -39,9 +39,16 @@ class MorphedFrame {
         const Outputs out = outputs(y, first);
         tumblewash::kernels::bilinearStillRow(out.fields, 2, first, y, end - first);
     }
-    void read(int y, int first, int end, const float* atX, const float* atY) const {
+    void read(int y, int first, int end, const float* atX, const float* atY) {
         const Outputs out = outputs(y, first);
-        tumblewash::kernels::bilinearRow(out.fields, 2, atX + first, atY + first, end - first);
+        const int count = end - first;
+        if (_finely > 0) {
+            --_finely;
+            tumblewash::kernels::bilinearRowFinely(out.fields, 2, atX + first, atY + first, count);
+        } else if (tumblewash::kernels::bilinearRow(out.fields, 2, atX + first, atY + first, count) >
+                   2 * count / kManyDoubts) {
+            _finely = kStretchesAlike;
+        }
     }
 
     int columns;
@@ -50,6 +57,11 @@ class MorphedFrame {
     bool sameSize;
 
   private:
+    /// Where more than one pixel in so many was in doubt, the next so many stretches of rows are expected to
+    /// be alike: equal cells repeat a displacement, and its fraction may be a simple one.
+    static constexpr int kManyDoubts = 8;
+    static constexpr int kStretchesAlike = 15;
+
     struct Outputs {
         tumblewash::kernels::FieldReading fields[2];
     };
@@ -63,6 +75,7 @@ class MorphedFrame {
     tumblewash::kernels::FieldPixels _even;
     tumblewash::kernels::FieldPixels _odd;
     const PixRectWrap<ARGBVal>& _dest;
+    int _finely = 0;
 };
 
 /// Rows of both fields of a deep picture, read to where `lay` says.

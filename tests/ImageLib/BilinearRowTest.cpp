@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "ImageLib/kernels/BilinearRow.h"
@@ -16,6 +17,7 @@
 namespace tumblewash::imagelib {
 
 using kernels::bilinearRow;
+using kernels::bilinearRowFinely;
 using kernels::bilinearRowGathering;
 using kernels::bilinearRowScalar;
 using kernels::bilinearRowSingly;
@@ -85,6 +87,10 @@ TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
                     bilinearRow(got, fieldCount, x.data(), y.data(), count, set);
                     ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
                     ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
+                    std::fill(gotA.begin(), gotA.end(), static_cast<unsigned char>(11));
+                    bilinearRowFinely(got, fieldCount, x.data(), y.data(), count, set);
+                    ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount << " finely";
+                    ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount << " finely";
                 }
             }
         }
@@ -111,7 +117,33 @@ TEST(BilinearRowTest, ProductsNextToWholeNumbersAreTruncatedAlike) {
             bilinearRow(got, 2, x.data(), y.data(), 61, set);
             ASSERT_EQ(a, gotA) << divisor;
             ASSERT_EQ(b, gotB) << divisor;
+            std::fill(gotA.begin(), gotA.end(), static_cast<unsigned char>(5));
+            bilinearRowFinely(got, 2, x.data(), y.data(), 61, set);
+            ASSERT_EQ(a, gotA) << divisor;
+            ASSERT_EQ(b, gotB) << divisor;
         }
+    });
+}
+
+// With fractions of a fifth and two fifths, a weight times every 25th colour is whole.
+TEST(BilinearRowTest, DoubtsAreCountedWhereProductsAreWhole) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
+        const TwoFields fields(400, 12, random);
+        std::vector<float> fifthsX, fifthsY, anyX, anyY;
+        for (int i = 0; i < 320; ++i) {
+            fifthsX.push_back(static_cast<float>(i + 10) + 0.2F);
+            fifthsY.push_back(2.4F);
+            anyX.push_back(static_cast<float>(i + 10) + between(random, 0.1F, 0.9F));
+            anyY.push_back(2.0F + between(random, 0.1F, 0.9F));
+        }
+        std::vector<unsigned char> a(1280), b(1280);
+        const FieldReading readings[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
+        const int many = bilinearRow(readings, 2, fifthsX.data(), fifthsY.data(), 320, set);
+        const int few = bilinearRow(readings, 2, anyX.data(), anyY.data(), 320, set);
+        EXPECT_LE(many, 640);
+        EXPECT_LT(few, 640 / 8);
+        // A machine of single numbers reads every pixel by the rule itself and has none in doubt.
+        EXPECT_TRUE(many > 640 / 8 || (many == 0 && few == 0)) << many << ' ' << few;
     });
 }
 
@@ -144,7 +176,16 @@ testing::AssertionResult sameReadings(const LooseFields& fields, const std::vect
         plain[f] = {fields.field[f], expected[f].data() + 3};
     }
     bilinearRowScalar(plain, 2, x.data(), y.data(), count);
-    for (const auto version : {bilinearRowSingly, bilinearRowGathering}) {
+    const auto finely = [](const FieldReading* of, int fieldCount, const float* atX, const float* atY, int n,
+                           InstructionSet which) {
+        bilinearRowFinely(of, fieldCount, atX, atY, n, which);
+        return 0;
+    };
+    const std::pair<const char*,
+                    int (*)(const FieldReading*, int, const float*, const float*, int, InstructionSet)>
+        versions[] = {
+            {"by loads", bilinearRowSingly}, {"by gathers", bilinearRowGathering}, {"finely", finely}};
+    for (const auto& [name, version] : versions) {
         std::vector<unsigned char> got[2];
         FieldReading shipped[2];
         for (int f = 0; f < 2; ++f) {
@@ -156,9 +197,8 @@ testing::AssertionResult sameReadings(const LooseFields& fields, const std::vect
             const auto at = std::mismatch(expected[f].begin(), expected[f].end(), got[f].begin()).first;
             if (at == expected[f].end()) continue;
             const auto pixel = static_cast<std::size_t>(at - expected[f].begin() - 3) / 4;
-            return testing::AssertionFailure()
-                   << (version == bilinearRowSingly ? "by loads" : "by gathers") << ", field " << f
-                   << ", position " << pixel << " of " << count << ": " << x[pixel] << ", " << y[pixel];
+            return testing::AssertionFailure() << name << ", field " << f << ", position " << pixel << " of "
+                                               << count << ": " << x[pixel] << ", " << y[pixel];
         }
     }
     return testing::AssertionSuccess();
