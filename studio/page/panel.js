@@ -13,7 +13,10 @@ const calm = matchMedia('(prefers-reduced-motion: reduce)');
 function turn(image, k) { image.style.transform = 'translateX(' + (-100 * k / 16) + '%)'; }
 
 function card(id, name, image, chosen, choose) {
-  const pic = h('span', { class: image ? 'pic' : 'pic none' }, image);
+  // The movie's shape, as large as the card allows.
+  const shape = plan().width / plan().height;
+  const frame = image && h('span', { class: 'frame', style: { aspectRatio: String(shape), [shape > 16 / 9 ? 'width' : 'height']: '100%' } }, image);
+  const pic = h('span', { class: image ? 'pic' : 'pic none' }, frame);
   let timer = 0;
   const rest = () => { clearInterval(timer); timer = 0; if (image) turn(image, 8); };
   if (image) turn(image, 8);

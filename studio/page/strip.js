@@ -158,7 +158,7 @@ export function renderStrip(openMedia) {
   const shown = p.clips.map((clip, i) => Math.max(1, clip.frames - before(i) - overlap(i < between ? i : closing)));
   // What stands beside clips and seams: margins, and the buttons at both ends.
   const ends = (opening < 0 ? 1 : 0) + (closing < 0 ? 1 : 0);
-  const scale = scaleFor(strip.clientWidth - 1.6 * rem() - 60 - ends * (4.6 * rem() + 2), shown, p.seams);
+  const scale = scaleFor(document.documentElement.clientWidth - 1.6 * rem() - 60 - ends * (4.6 * rem() + 2), shown, p.seams);
   const layouts = p.clips.map((clip, i) => layout(clip, i, scale, before(i), shown[i]));
   // A first picture of every clip comes before a second one of any.
   for (let k = 0; k < kMostPictures; ++k) for (const { addresses } of layouts) if (k < addresses.length) thumbnail(addresses[k], used);

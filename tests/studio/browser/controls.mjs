@@ -54,6 +54,9 @@ try {
 
   // The order, by mouse; duplicates and removes, by mouse and by key.
   await page.until(() => document.querySelectorAll('.tile').length === 3);
+  // The strip takes all of the window and no more.
+  const strip = await page.evaluate(() => { const list = document.querySelector('#strip ol'); return [list.scrollWidth, list.clientWidth, list.lastChild.getBoundingClientRect().right]; });
+  assert.ok(strip[0] <= strip[1] && strip[2] > 0.95 * strip[1], 'the strip is ' + strip);
   await page.drag('[data-key=clip0]', '[data-key=clip2]');
   await until(page, (s) => s.document.clips[2].file === 'a.mp4');
   await press(page, 'clip0');
@@ -125,6 +128,14 @@ try {
   await page.click('dialog button.main');
   await until(page, (s) => s.plan.width === 160);
   await closed(page);
+  // Cards have the movie's shape, whatever it is.
+  await press(page, 'output');
+  await set(page, '#f-size', '90x160');
+  await page.click('dialog button.main');
+  await until(page, (s) => s.plan.width === 90);
+  await closed(page);
+  await press(page, 'seam0');
+  await page.until(() => { const frame = document.querySelector('[data-key=card-morph] .frame')?.getBoundingClientRect(); return frame && Math.abs(frame.width / frame.height - 9 / 16) < 0.05; });
   await press(page, 'output');
   await set(page, '#f-size', 'large');
   await button(page, 'Apply');
