@@ -196,12 +196,15 @@ export function openExport() {
   format.setAttribute('aria-label', t('export'));
   let name = 'edit.txt';
   const load = async () => {
+    const wanted = format.value;
     try {
-      const made = await post('api/export', { format: format.value });
+      const made = await post('api/export', { format: wanted });
+      // Another one was chosen meanwhile.
+      if (format.value !== wanted) return;
       name = made.name;
       text.value = made.text;
       fill(remarks, made.remarks.map((line) => h('p', {}, line)));
-    } catch (error) { text.value = ''; fill(remarks, h('p', {}, error.message)); }
+    } catch (error) { if (format.value === wanted) { text.value = ''; fill(remarks, h('p', {}, error.message)); } }
   };
   format.onchange = load;
   const box = dialog(t('export'), format, text, remarks, foot(

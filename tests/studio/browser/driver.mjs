@@ -84,7 +84,10 @@ class Page {
     await mouse('mouseReleased', last, { clickCount: 1 });
   }
 
-  focus(selector) { return this.evaluate((wanted) => document.querySelector(wanted).focus(), selector); }
+  async focus(selector) {
+    await this.until((wanted) => document.querySelector(wanted), selector);
+    await this.evaluate((wanted) => document.querySelector(wanted).focus(), selector);
+  }
 
   async key(type, key) {
     const code = kKeys[key] ? { key, code: key, windowsVirtualKeyCode: kKeys[key] } : { key };
