@@ -19,8 +19,16 @@ namespace tumblewash::media {
 
 namespace {
 
-// Of large deep pictures one waits while the next transition frame is rendered.
-constexpr size_t kFewAhead = 1;
+// Of large pictures few wait while the next transition frame is rendered, for which both clips have some.
+constexpr size_t kLargeAhead = 2;
+constexpr size_t kLargeDeepAhead = 1;
+
+size_t mayWaitFor(const ReaderSettings& settings) {
+    const size_t usual = static_cast<size_t>(settings.prefetch) + 1;
+    const bool large = int64_t{settings.width} * settings.height > kLargePicture;
+    return mayWait(isDeep(settings.layout), settings.width, settings.height,
+                   large ? std::min(usual, kLargeAhead) : usual, kLargeDeepAhead);
+}
 
 void checkSettings(const std::string& path, const ReaderSettings& settings) {
     const auto refuse = [&](const std::string& why) {
@@ -115,8 +123,7 @@ void Reader::Impl::stop() {
 }
 
 void Reader::Impl::produce() {
-    const size_t depth = mayWait(isDeep(settings.layout), settings.width, settings.height,
-                                 static_cast<size_t>(settings.prefetch) + 1, kFewAhead);
+    const size_t depth = mayWaitFor(settings);
     std::exception_ptr problem;
     for (bool more = true; more;) {
         // Whatever goes wrong here, the receiver is waiting to be told.

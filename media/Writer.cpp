@@ -224,8 +224,8 @@ void Writer::Impl::push(Item item) {
     }
     std::unique_lock lock(mutex);
     throwFailure();
-    const bool deep = settings.colour && settings.colour->depth > 8;
-    const size_t depth = mayWait(deep, settings.width, settings.height, kQueueDepth, kLargeQueueDepth);
+    const bool large = int64_t{settings.width} * settings.height > kLargePicture;
+    const size_t depth = large ? kLargeQueueDepth : kQueueDepth;
     while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < depth; }))
         throwFailure();
     throwFailure();
