@@ -89,8 +89,8 @@ struct Report {
     double openSeconds = 0;
     double renderSeconds = 0;
     double finishSeconds = 0;
-    double pictureSeconds = 0;  ///< of the writer's thread: pictures copied and encoded
-    double soundSeconds = 0;    ///< of the same: sound copied and encoded
+    double pictureSeconds = 0;  ///< copying and encoding pictures
+    double soundSeconds = 0;    ///< the same for sound, in a thread of its own side by side with pictures
     double seconds = 0;
 };
 

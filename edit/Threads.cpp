@@ -34,6 +34,8 @@ void settleThreads(int threads, const media::MovieColour& movie, media::ReaderSe
 void settleThreads(int threads, media::WriterSettings& writer) {
     writer.threads = threads > 0 ? std::min(threads, media::usualEncoderThreads()) : 0;
     writer.ownThread = threads != 1 && !encoderBounds(writer);
+    // Beside a lone core there is nothing to be had from it.
+    writer.soundThread = writer.ownThread && cores() > 1;
 }
 
 int sessionsFor(int threads, const media::WriterSettings& writer, std::int64_t frames) {

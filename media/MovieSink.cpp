@@ -5,8 +5,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "media/Probe.h"
@@ -20,6 +22,7 @@
 #include "media/detail/Sink.h"
 #include "media/detail/SoundEncoder.h"
 #include "media/detail/SoundSplicer.h"
+#include "media/detail/SoundThread.h"
 #include "media/detail/Splicer.h"
 #include "media/detail/VideoEncoder.h"
 
@@ -79,8 +82,10 @@ class MovieSink final : public Sink {
             writeHeader();
         else
             piece_.emplace(file_, settings_.piece, video_ ? *video_ : audio_->codec());
+        if (settings_.sound && settings_.soundThread && settings_.piece == Piece::none) startSoundThread();
     }
     ~MovieSink() override {
+        soundThread_.reset();
         endUnused();
         if (muxer_ == nullptr) return;
         bytes_.reset();
@@ -93,6 +98,7 @@ class MovieSink final : public Sink {
     void copiedPicture() override;
     void samples(const float* interleaved, size_t frames) override;
     void ownSamples(const float* interleaved, size_t frames) override;
+    double soundSeconds() const override { return soundThread_ ? soundThread_->seconds() : 0; }
     int64_t copiedSamples() const noexcept override { return soundSplicer_ ? soundSplicer_->copied() : 0; }
     void finish() override;
     /// Instead of pictures and samples: packets that were encoded elsewhere.
@@ -102,6 +108,8 @@ class MovieSink final : public Sink {
     void openMuxer();
     void openVideo();
     void openAudio();
+    void startSoundThread();
+    void takeSamples(const float* interleaved, size_t frames, bool own);
     void writeHeader();
     void addTags();
     void addChapters();
@@ -141,6 +149,8 @@ class MovieSink final : public Sink {
     PacketPtr packet_ = newPacket();
     int64_t pictures_ = 0;
     EncodedCount shown_;
+    std::mutex muxing_;                         // packets come from two threads
+    std::unique_ptr<SoundThread> soundThread_;  // takes the samples, where there is one
 };
 
 void MovieSink::failed(const char* what, int error) const {
@@ -215,6 +225,19 @@ void MovieSink::openAudio() {
     if (avcodec_parameters_from_context(audioStream_->codecpar, &audio_->codec()) < 0) throw std::bad_alloc();
 }
 
+// Where no thread can be started, sound is encoded as it comes.
+void MovieSink::startSoundThread() {
+    try {
+        soundThread_ =
+            std::make_unique<SoundThread>(output_, static_cast<size_t>(settings_.channels), settings_.cancel,
+                                          [this](const float* interleaved, size_t frames, bool own) {
+                                              takeSamples(interleaved, frames, own);
+                                          });
+    } catch (const std::system_error&) {
+        soundThread_.reset();
+    }
+}
+
 void MovieSink::addTags() {
     const auto tag = [&](const char* key, const std::string& words) {
         if (!words.empty() && av_dict_set(&muxer_->metadata, key, words.c_str(), 0) < 0)
@@ -286,6 +309,8 @@ void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
     }
     av_packet_rescale_ts(&packet, base, stream.time_base);
     packet.stream_index = stream.index;
+    // The muxer orders packets by their times, whichever thread is the first to hand one over.
+    const std::lock_guard lock(muxing_);
     const bool single = &stream == audioStream_ && settings_.soundCodec == SoundCodec::pcm;
     if (container_.faststart) index_.note(packet, single ? packet.duration : 1);
     const int written = av_interleaved_write_frame(muxer_, &packet);
@@ -307,16 +332,25 @@ void MovieSink::picture(const PictureRef& picture) {
     send(frame.get());
 }
 
-void MovieSink::samples(const float* interleaved, size_t frames) {
+void MovieSink::takeSamples(const float* interleaved, size_t frames, bool own) {
     if (soundSplicer_)
-        soundSplicer_->samples(interleaved, frames, false);
+        soundSplicer_->samples(interleaved, frames, own);
     else if (audio_)
         audio_->samples(interleaved, frames);
 }
 
+void MovieSink::samples(const float* interleaved, size_t frames) {
+    if (soundThread_)
+        soundThread_->samples(interleaved, frames, false);
+    else
+        takeSamples(interleaved, frames, false);
+}
+
 void MovieSink::ownSamples(const float* interleaved, size_t frames) {
-    if (!soundSplicer_) return samples(interleaved, frames);
-    soundSplicer_->samples(interleaved, frames, true);
+    if (soundThread_)
+        soundThread_->samples(interleaved, frames, true);
+    else
+        takeSamples(interleaved, frames, true);
 }
 
 void MovieSink::finish() {
@@ -324,6 +358,7 @@ void MovieSink::finish() {
         splicer_->finish();
     else if (video_)
         send(nullptr);
+    if (soundThread_) soundThread_->finish();
     if (audio_) audio_->finish();
     if (soundSplicer_) soundSplicer_->finish();
     if (!shown_.whole(1, 0) || (audio_ && !audio_->whole()) || (soundSplicer_ && !soundSplicer_->whole()))

@@ -304,7 +304,8 @@ double Writer::pictureSeconds() const {
 }
 double Writer::soundSeconds() const {
     const std::lock_guard lock(impl_->mutex);
-    return impl_->soundSeconds;
+    const double apart = impl_->sink->soundSeconds();
+    return apart > 0 ? apart : impl_->soundSeconds;
 }
 
 void Writer::writePicture(const PictureRef& picture) {

@@ -67,6 +67,7 @@ struct WriterSettings {
     int soundBits = 0;          ///< of a sample of `pcm` and `flac`: 16 or 24
     int threads = 0;            ///< encoder threads, 0: `usualEncoderThreads`
     bool ownThread = true;      ///< encode in a thread of the writer's own; false: within each call
+    bool soundThread = false;   ///< movies: sound is encoded in a thread of its own, with the same bytes
     Piece piece = Piece::none;  ///< movies: not the file but a piece of it goes into `pieceFile`
     std::string pieceFile;
     int64_t firstPicture = 0;  ///< fingerprints: the number of the first picture
@@ -118,7 +119,7 @@ class Writer {
     int64_t pictures() const noexcept;
     int64_t samples() const noexcept;
 
-    /// Seconds that the writer's own thread has spent on pictures and on sound.
+    /// Seconds spent on pictures and on sound, side by side with `soundThread`.
     double pictureSeconds() const;
     double soundSeconds() const;
     /// Sample frames whose packets were copied; once it is committed.

@@ -22,6 +22,8 @@ class Sink {
     virtual void samples(const float* interleaved, size_t frames) = 0;
     /// The same for sound that is, from the movie's start up to here, what the settings' `soundCopy` holds.
     virtual void ownSamples(const float* interleaved, size_t frames) { samples(interleaved, frames); }
+    /// How long a thread of its own has worked on sound; 0 where there is none.
+    virtual double soundSeconds() const { return 0; }
     /// Sample frames whose packets were copied.
     virtual int64_t copiedSamples() const noexcept { return 0; }
     /// Completes the output and puts it in place.

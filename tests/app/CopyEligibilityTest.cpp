@@ -278,6 +278,55 @@ TEST(CopyEligibilityTest, MoreSetsThanOneFileHoldsAreTold) {
     EXPECT_TRUE(std::filesystem::exists(shop.file("out.mp4")));
 }
 
+// The parameters of HEVC have sixteen ids, of which one is the seams'.
+TEST(CopyEligibilityTest, MoreSetsOfHevcThanOneFileHoldsAreTold) {
+    const Workshop shop;
+    constexpr const char* kFormats[] = {"component", "pal", "ntsc", "secam", "mac", "undef"};
+    std::vector<std::string> clips;
+    for (int i = 0; i < 18; ++i)
+        clips.push_back(clip(shop, "c" + std::to_string(i) + ".mp4", i % 2, 0.4,
+                             x265("keyint=5:ctu=16:videoformat=" + std::string(kFormats[i % 6]) +
+                                  ":tu-intra-depth=" + std::to_string(i / 6 + 1) +
+                                  ":tu-inter-depth=" + std::to_string(i / 6 + 1))));
+    const auto join = [&](std::ptrdiff_t count) {
+        std::vector<std::string> words{"join"};
+        words.insert(words.end(), clips.begin(), clips.begin() + count);
+        words.insert(words.end(),
+                     {"--duration", "2f", "-f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
+        return shop.run(words);
+    };
+    const RunResult few = join(12);
+    EXPECT_EQ(few.code, 0) << few.err;
+    EXPECT_TRUE(std::filesystem::remove(shop.file("out.mp4")));
+    const RunResult many = join(18);
+    EXPECT_EQ(many.code, 2);
+    EXPECT_EQ(many.err, "tumblewash: the clips need more sets of coding parameters than one file holds\n");
+    EXPECT_FALSE(std::filesystem::exists(shop.file("out.mp4")));
+}
+
+// Levels that no table knows: the seams have the next one that there is.
+TEST(CopyEligibilityTest, AnUnknownLevelIsNoObstacle) {
+    const Workshop shop;
+    const std::string a = clip(shop, "A.mp4", 0, 1.2, kKeys);
+    const std::string bytes = bytesOf(a);
+    const std::size_t header = bytes.find("avcC");
+    ASSERT_NE(header, std::string::npos);
+    for (const char level : {'\x0e', '\x19', '\xff'}) {
+        std::string other = bytes;
+        // Version, profile, compatibility, level; the set itself says it four bytes after its length of two.
+        other[header + 7] = level;
+        ASSERT_EQ(other[header + 12] & 0x1f, 7);
+        ASSERT_EQ(other[header + 15], bytes[header + 7]);
+        other[header + 15] = level;
+        const std::string b = shop.file("B.mp4");
+        writeBytes(b, other);
+        EXPECT_FALSE(
+            copies::copiedJoin(shop, {"join", a, b, "--duration", "6f"}, {a, b}, shop.file("out.mp4"))
+                .is_null())
+            << static_cast<int>(level);
+    }
+}
+
 TEST(CopyEligibilityTest, ClipsAsShortAsTheirSeamsHaveNothingToCopy) {
     const Workshop shop;
     const std::string a = clip(shop, "A.mp4", 0, 1.2, kKeys);
