@@ -281,13 +281,13 @@ TEST(CopyEligibilityTest, MoreSetsThanOneFileHoldsAreTold) {
 // The parameters of HEVC have sixteen ids, of which one is the seams'.
 TEST(CopyEligibilityTest, MoreSetsOfHevcThanOneFileHoldsAreTold) {
     const Workshop shop;
-    constexpr const char* kFormats[] = {"component", "pal", "ntsc", "secam", "mac", "undef"};
+    constexpr const char* kFormats[] = {"pal", "ntsc", "secam", "mac", "undef"};
     std::vector<std::string> clips;
+    constexpr const char* kBlocks[] = {"16", "32", "64"};
     for (int i = 0; i < 18; ++i)
         clips.push_back(clip(shop, "c" + std::to_string(i) + ".mp4", i % 2, 0.4,
-                             x265("keyint=5:ctu=16:videoformat=" + std::string(kFormats[i % 6]) +
-                                  ":tu-intra-depth=" + std::to_string(i / 6 + 1) +
-                                  ":tu-inter-depth=" + std::to_string(i / 6 + 1))));
+                             x265("keyint=5:videoformat=" + std::string(kFormats[i % 5]) +
+                                  ":ctu=" + kBlocks[i / 5 % 3] + ":sao=" + std::to_string(i / 15))));
     const auto join = [&](std::ptrdiff_t count) {
         std::vector<std::string> words{"join"};
         words.insert(words.end(), clips.begin(), clips.begin() + count);
@@ -295,9 +295,11 @@ TEST(CopyEligibilityTest, MoreSetsOfHevcThanOneFileHoldsAreTold) {
                      {"--duration", "2f", "-f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
         return shop.run(words);
     };
-    const RunResult few = join(12);
-    EXPECT_EQ(few.code, 0) << few.err;
-    EXPECT_TRUE(std::filesystem::remove(shop.file("out.mp4")));
+    if (!test::sampled()) {
+        const RunResult few = join(12);
+        EXPECT_EQ(few.code, 0) << few.err;
+        EXPECT_TRUE(std::filesystem::remove(shop.file("out.mp4")));
+    }
     const RunResult many = join(18);
     EXPECT_EQ(many.code, 2);
     EXPECT_EQ(many.err, "tumblewash: the clips need more sets of coding parameters than one file holds\n");
