@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "studio/Lane.h"
@@ -74,6 +77,11 @@ TEST(LaneTest, ALaneBeginsNothingWhileAnotherGoesFirst) {
     Busy busy(first);
     first.post(log.note("first"));
     second.post(log.note("second"));
+    // Time enough to begin too early; one that takes longer for it passes all the same.
+    for (int i = 0; i < 5; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_TRUE(log.lines().empty());
+    }
     busy.letGo();
     finish(second);
     EXPECT_EQ(log.lines(), (std::vector<std::string>{"first done", "second done"}));
