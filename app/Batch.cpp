@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -210,6 +211,24 @@ void collect(const std::string& list) {
                       fmt::format("{} of {} edits failed", failures.size(), lines.size()));
 }
 
+/// Two edits may not write the same file: one of the two movies would be lost. Lines that cannot be read are
+/// told about when it is their turn.
+void refuseSameOutputs(const std::string& list) {
+    std::map<std::string, int> taken;
+    for (const Line& line : linesOf(list)) {
+        const Json json = Json::parse(line.text, nullptr, false);
+        const std::string output = json.is_object() ? textAt(json, "output") : std::string();
+        const std::string file = edit::outputFile(besideList(list, output));
+        if (output.empty() || file.empty()) continue;
+        const auto [at, fresh] =
+            taken.try_emplace(fs::absolute(file).lexically_normal().string(), line.number);
+        if (!fresh)
+            throw Refusal(Problem::BadRequest,
+                          fmt::format("{}:{}: {} is the output of line {} too; give each edit its own",
+                                      quotedName(list), line.number, quotedName(output), at->second));
+    }
+}
+
 farm::Job jobOf(const Options& o, const std::string& list) {
     const std::string file = fs::absolute(list).lexically_normal().string();
     farm::Job job;
@@ -235,6 +254,7 @@ void runBatch(const Options& o) {
     if (o.line) return runLine(o, list);
     if (o.collect) return collect(list);
     const farm::Engine& engine = farm::engineNamed(o.engine);
+    refuseSameOutputs(list);
     const farm::Job job = jobOf(o, list);
     if (o.dryRun) return printText(farm::scriptsText(engine, job));
     if (!o.quiet) say("{}: {} to render, {}", quotedName(list), job.items.size(), engine.summary);

@@ -87,7 +87,8 @@ std::string failuresOf(const std::vector<PartStatus>& parts) {
     std::string words;
     std::size_t count = 0;
     for (const PartStatus& part : parts) {
-        if (part.state == PartState::Done || ++count > kNamed) continue;
+        const bool unfinished = part.state == PartState::Failed || part.state == PartState::Missing;
+        if (!unfinished || ++count > kNamed) continue;
         words += (words.empty() ? "" : "; ") + farm::partWords(part.number) + ": " +
                  (part.words.empty() ? stateWord(part.state) : part.words);
     }

@@ -49,9 +49,9 @@ void addCopied(Copying& copying, const MovieRequest& request, const Segment& seg
     const std::int64_t move = clip.in() + segment.firstA - segment.first;  // from the result to the file
     const std::optional<PacketRange> range = index.copyable(first + move, end + move);
     if (!range) {
-        copying.notes.push_back(fmt::format(
-            "{} has no key frame after {:.1f} s that can start a copy: all of it would be encoded",
-            media::quotedName(clip.path()), secondsOf(first + move, request.rate)));
+        copying.notes.push_back(
+            fmt::format("{} has no key frame after {:.1f} s that can start a copy: all of it is encoded",
+                        media::quotedName(clip.path()), secondsOf(first + move, request.rate)));
         addEncoded(copying, end - first);
         return;
     }
@@ -93,7 +93,7 @@ std::string encodedClipsLine(const Copying& copying) {
     if (copying.notes.empty()) return {};
     const std::size_t more = copying.notes.size() - 1;
     if (more == 0) return copying.notes.front();
-    return fmt::format("{}; so would {} more", copying.notes.front(), more);
+    return fmt::format("{}; so {} {} more", copying.notes.front(), more == 1 ? "is" : "are", more);
 }
 
 /// About how long the pictures take on this machine: encoded ones by doing some, copied ones by how long it

@@ -68,6 +68,8 @@ std::string troubleOf(const MediaInfo& info) {
         return "is interlaced: joining it means deinterlacing every frame";
     if (info.hasAlpha) return "has transparency, which is copied by no codec here";
     if (info.colour.hdr10Plus || info.colour.dolbyVision) return "carries HDR metadata per picture";
+    if (info.colour.brokenLight)
+        return "holds mastering data that make no sense, and copied frames keep them";
     return {};
 }
 
@@ -128,6 +130,12 @@ std::string differenceOf(const PacketIndex& a, const PacketIndex& b) {
         return fmt::format("{} is {} and {} {}: a copied file can carry only one", nameOf(b), own, nameOf(a),
                            theirs);
     }
+    if (a.info().colour.mastering != b.info().colour.mastering ||
+        a.info().colour.light != b.info().colour.light)
+        return fmt::format(
+            "{} has another mastering display or other light levels than {}: a copied file can "
+            "carry only one",
+            nameOf(b), nameOf(a));
     if ((first.codec == Codec::prores || first.codec == Codec::dnxhr) && first.profile != other.profile)
         return fmt::format("{} is another kind of {} than {}: a copied file can carry only one", nameOf(b),
                            first.codecName, nameOf(a));

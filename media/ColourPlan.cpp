@@ -149,7 +149,10 @@ class Planner {
     }
 
     void say(const MediaInfo& clip, const std::string& what) {
-        out_.lines.push_back(quotedName(clip.path) + ": " + what);
+        std::string line = quotedName(clip.path) + ": " + what;
+        // A file that is used twice is told about once.
+        if (std::find(out_.lines.begin(), out_.lines.end(), line) == out_.lines.end())
+            out_.lines.push_back(std::move(line));
     }
 
     void tell(const MediaInfo& clip) {
@@ -159,7 +162,9 @@ class Planner {
         const bool converted = colour.transfer != out_.movie.transfer;
         if (colour.depth > depth && !(converted && colour.hdr()))
             say(clip, bits(colour.depth) + " become " + std::to_string(depth) + ", dithered" +
-                          (mayTakeTen() ? "; --depth 10 keeps them" : ""));
+                          (mayTakeTen() ? colour.depth > 10 ? "; --depth 10 keeps 10 of them"
+                                                            : "; --depth 10 keeps them"
+                                        : ""));
         if (colour.alpha && !wishes_.alpha) say(clip, "transparency is laid on black; --alpha keeps it");
         if (!colour.hdr() && out_.movie.transfer == Transfer::sdr && colour.primaries != Primaries::bt709)
             say(clip,

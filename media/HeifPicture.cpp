@@ -19,6 +19,7 @@ namespace {
 constexpr int64_t kMaxPixels = 100'000'000;
 constexpr size_t kMaxBytes = size_t{256} << 20;
 constexpr size_t kMaxExif = size_t{1} << 20;
+constexpr size_t kMostWords = 160;
 constexpr size_t kMaxProfile = size_t{32} << 20;
 
 template <auto Free>
@@ -37,10 +38,10 @@ using Options = std::unique_ptr<heif_decoding_options, Release<heif_decoding_opt
     throw MediaError(MediaErrorCode::undecodable, path, why);
 }
 
-/// The library's words on one line.
+/// The library's words on one line, without the numbers that it adds in brackets.
 std::string wordsOf(const heif_error& error) {
-    return printable(
-        std::string_view(error.message != nullptr ? error.message : "unknown error").substr(0, 120));
+    const std::string_view words = error.message != nullptr ? error.message : "unknown error";
+    return printable(words.substr(0, words.find(" (")).substr(0, kMostWords));
 }
 
 void check(const heif_error& error, const std::string& path) {

@@ -12,6 +12,7 @@
 #include "media/detail/HeifItems.h"
 #include "media/detail/HeifPicture.h"
 #include "media/detail/Input.h"
+#include "media/detail/PngColour.h"
 #include "media/detail/ProbeDetail.h"
 #include "media/detail/ReadColour.h"
 #include "media/detail/RestOfClip.h"
@@ -209,6 +210,9 @@ StillPicture stillOf(FramePtr frame, const MediaInfo& info, const InputBytes& by
         out.remarks.push_back("a picture for print (CMYK) without a colour profile; its colours may be off");
     if (info.videoCodec == "mjpeg" && jpegHasGainMap(bytes))
         out.remarks.push_back("its HDR gain map is left out; the ordinary picture is used");
+    if (info.videoCodec == "png")
+        if (std::string remark = pngColourRemark(bytes, !profile.empty()); !remark.empty())
+            out.remarks.push_back(std::move(remark));
     return out;
 }
 

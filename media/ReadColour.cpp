@@ -230,7 +230,8 @@ ClipColour readColour(const std::string& path, const AVStream& stream, const AVF
         colourOf(path, frame, {p.color_trc, p.color_primaries, p.color_space, p.chroma_location}, still);
     if (const AVFrameSideData* icc = av_frame_get_side_data(&frame, AV_FRAME_DATA_ICC_PROFILE))
         out.hasProfile = icc->size > 0;
-    readLight(stream, frame, out);
+    // The library hands a PNG's primaries out as a mastering display, which no photo has.
+    if (!still) readLight(stream, frame, out);
     out.hdr10Plus = av_frame_get_side_data(&frame, AV_FRAME_DATA_DYNAMIC_HDR_PLUS) != nullptr;
     readDolbyVision(path, stream, frame, out);
     return out;

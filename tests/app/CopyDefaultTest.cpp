@@ -144,9 +144,8 @@ TEST_F(CopyDefaultTest, ClipsWithoutKeyFramesAreCountedInOneLine) {
     const std::string rare = clip(shop_, "R.mp4", 1, 1.2, x264("keyint=250"));
     const RunResult told =
         good({"join", a_, rare, b_, rare, a_, "--duration", "6f", "-o", shop_.file("out.mp4")});
-    EXPECT_THAT(told.err,
-                HasSubstr("R.mp4 has no key frame after 0.2 s that can start a copy: all of it would "
-                          "be encoded; so would 1 more\n"));
+    EXPECT_THAT(told.err, HasSubstr("R.mp4 has no key frame after 0.2 s that can start a copy: all of it is "
+                                    "encoded; so is 1 more\n"));
 }
 
 TEST_F(CopyDefaultTest, PhotosDrawnScenesAndChecksumsAreNoReasonForALine) {

@@ -42,6 +42,15 @@ TEST_P(CopyEligibilityTest, IsToldInOneSentence) {
     isToldAndRendered(shop, words, std::string("out") + row.ending, row.sentence);
 }
 
+std::string pqOf(int mostLight,
+                 const char* display = "G(13250,34500)B(7500,3000)R(34000,16000)WP(15635,16450)") {
+    return kDeep + "-color_trc smpte2084 " +
+           x265(
+               "keyint=10:hdr10=1:repeat-headers=1:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc:"
+               "max-cll=" +
+               std::to_string(mostLight) + ",100:master-display='" + display + "L(10000000,50)'");
+}
+
 const std::string kOdd = "-vf scale=128:95,setsar=1 " + kVp9;
 const std::string kAlpha = "-pix_fmt yuva420p -auto-alt-ref 0 " + kVp9;
 const std::string kProres = "-c:v prores_ks -pix_fmt yuv422p10le ";
@@ -114,6 +123,21 @@ const Row kRows[] = {
      ".mp4",
      {},
      "B.mp4 is coded for interlaced pictures, and the seams' frames are whole"},
+    {"OtherLight",
+     pqOf(400),
+     pqOf(4000),
+     ".mp4",
+     ".mp4",
+     {"--hdr", "keep"},
+     "B.mp4 has another mastering display or other light levels than A.mp4: a copied file can carry only "
+     "one"},
+    {"BrokenLight",
+     pqOf(400, "G(13250,34500)B(7500,3000)R(65000,16000)WP(15635,16450)"),
+     pqOf(400, "G(13250,34500)B(7500,3000)R(65000,16000)WP(15635,16450)"),
+     ".mp4",
+     ".mp4",
+     {"--hdr", "keep"},
+     "A.mp4 holds mastering data that make no sense, and copied frames keep them"},
     {"Signals",
      kDeep + "-color_trc bt709 " + x265("keyint=10"),
      kDeep + "-color_trc arib-std-b67 " + x265("keyint=10"),

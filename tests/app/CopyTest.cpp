@@ -399,7 +399,7 @@ const Refused kRefused[] = {
      x264("keyint=250"),
      ".mp4",
      {"--opening", "wash-in"},
-     "has no key frame after 0.2 s that can start a copy: all of it would be encoded"},
+     "has no key frame after 0.2 s that can start a copy: all of it is encoded"},
     {"Reordering",
      kPlain,
      x264("keyint=10:bframes=0"),

@@ -4,6 +4,8 @@
 usage: engines_test.py PROGRAM [Engines] [Batch]"""
 import json
 import os
+import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -61,6 +63,25 @@ class Engines(Shop):
                 self.submit(engine, "-f")
                 shutil.rmtree(parts)
                 self.movie.unlink()
+
+    def test_AKilledPartLeavesTheOthersToBeRendered(self):
+        folder = self.path("show.parts")
+        folder.mkdir()
+        # Stands for the program at one part, as a machine short of memory ends it.
+        fake = self.path("program")
+        fake.write_text("#!/bin/sh\ncase \"$*\" in *'--part 1 '*) kill -9 $$ ;; esac\n"
+                        f"exec {shlex.quote(PROGRAM)} \"$@\"\n")
+        fake.chmod(0o755)
+        scripts = self.good("submit", self.show, "--engine", "local", "--jobs", 1, "--dry-run").stdout
+        for part in scripts.split("==> ")[1:]:
+            name, text = part.split(" <==\n", 1)
+            (folder / name.rsplit("/", 1)[1]).write_text(text.replace(os.path.realpath(PROGRAM), shlex.quote(str(fake))))
+        result = subprocess.run(["sh", folder / "local.sh"], capture_output=True, text=True)
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr, "")
+        states = run("status", self.show).stdout
+        self.assertRegex(states, "part 1 +(failed|missing)")
+        self.assertEqual(len(re.findall("(part|sound)[ 0-9]* +done", states)), len(self.numbers(self.show)) - 1)
 
     def test_APartThatFailsEverywhereStopsTheMergeAndIsNamed(self):
         parts = self.path("show.parts")
@@ -160,6 +181,18 @@ class Batch(Shop):
         list_file = self.path("list.jsonl")
         list_file.write_text("\n")
         self.refused(2, "has no line with an edit", "batch", list_file)
+
+    def test_TwoEditsThatWriteTheSameFileAreRefusedBeforeAnyIsRendered(self):
+        document = self.edit("--duration", "6f", clips=[scene("city", 0.6), scene("harbour", 0.6)])
+        list_file = self.path("list.jsonl")
+        rows = [{"edit": document.name, "output": name} for name in ("one.mp4", "two.mp4", "./sub/../one.mp4")]
+        list_file.write_text("\n".join(map(json.dumps, rows)) + "\n")
+        self.refused(2, "list.jsonl:3: ./sub/../one.mp4 is the output of line 1 too; give each edit its own",
+                     "batch", list_file, "-f")
+        self.assertFalse(self.path("two.mp4").exists())
+        rows = [{"edit": document.name, "output": "md5:"}] * 2
+        list_file.write_text("\n".join(map(json.dumps, rows)) + "\n")
+        self.good("batch", list_file, "-q")
 
 
 if __name__ == "__main__":

@@ -191,6 +191,7 @@ std::string pngFile(const Codes& picture, const Blocks& blocks) {
                                 std::string(3, '\0'));
     if (!blocks.profile.empty()) out += pngChunk("iCCP", std::string("a\0\0", 3) + stored(blocks.profile));
     if (!blocks.exif.empty()) out += pngChunk("eXIf", blocks.exif);
+    for (const auto& [type, content] : blocks.chunks) out += pngChunk(type, content);
     return out + pngChunk("IDAT", stored(pixels(picture, true, true))) + pngChunk("IEND", "");
 }
 
