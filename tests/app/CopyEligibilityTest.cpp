@@ -129,8 +129,7 @@ const Row kRows[] = {
      ".mp4",
      ".mp4",
      {"--hdr", "keep"},
-     "B.mp4 has another mastering display or other light levels than A.mp4: a copied file can carry only "
-     "one"},
+     "B.mp4 has another mastering display or other light levels than "},
     {"BrokenLight",
      pqOf(400, "G(13250,34500)B(7500,3000)R(65000,16000)WP(15635,16450)"),
      pqOf(400, "G(13250,34500)B(7500,3000)R(65000,16000)WP(15635,16450)"),
