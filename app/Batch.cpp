@@ -213,9 +213,9 @@ void collect(const std::string& list) {
 
 /// Two edits may not write the same file: one of the two movies would be lost. Lines that cannot be read are
 /// told about when it is their turn.
-void refuseSameOutputs(const std::string& list) {
+void refuseSameOutputs(const std::string& list, const std::vector<Line>& lines) {
     std::map<std::string, int> taken;
-    for (const Line& line : linesOf(list)) {
+    for (const Line& line : lines) {
         const Json json = Json::parse(line.text, nullptr, false);
         const std::string output = json.is_object() ? textAt(json, "output") : std::string();
         const std::string file = edit::outputFile(besideList(list, output));
@@ -229,7 +229,7 @@ void refuseSameOutputs(const std::string& list) {
     }
 }
 
-farm::Job jobOf(const Options& o, const std::string& list) {
+farm::Job jobOf(const Options& o, const std::string& list, const std::vector<Line>& lines) {
     const std::string file = fs::absolute(list).lexically_normal().string();
     farm::Job job;
     job.title = media::printable(fs::path(list).filename().string());
@@ -242,7 +242,7 @@ farm::Job jobOf(const Options& o, const std::string& list) {
     job.finish = {ownProgram(), "batch", file, "--collect"};
     job.finishAlways = true;
     job.jobs = o.jobs;
-    for (const Line& line : linesOf(list))
+    for (const Line& line : lines)
         if (o.force || !isDone(list, line)) job.items.push_back(line.number);
     return job;
 }
@@ -254,8 +254,9 @@ void runBatch(const Options& o) {
     if (o.line) return runLine(o, list);
     if (o.collect) return collect(list);
     const farm::Engine& engine = farm::engineNamed(o.engine);
-    refuseSameOutputs(list);
-    const farm::Job job = jobOf(o, list);
+    const std::vector<Line> lines = linesOf(list);
+    refuseSameOutputs(list, lines);
+    const farm::Job job = jobOf(o, list, lines);
     if (o.dryRun) return printText(farm::scriptsText(engine, job));
     if (!o.quiet) say("{}: {} to render, {}", quotedName(list), job.items.size(), engine.summary);
     const int status = farm::startJob(engine, job, &interruptFlag());

@@ -187,9 +187,7 @@ Edit editOf(const Options& o) {
         throw Refusal(Problem::BadRequest,
                       fmt::format("{}: a folder of {} clips; {} takes one",
                                   media::quotedName(o.inputs.front()), edit.clips.size(), row.name));
-    using edit::CopyBodies;
-    if (o.command == Command::Join && edit.clips.size() < 2 &&
-        o.copyBodies.value_or(CopyBodies::never) == CopyBodies::never)
+    if (o.command == Command::Join && edit.clips.size() < 2 && !asksForCopies(o))
         throw Refusal(Problem::BadRequest, fmt::format("{} needs at least 2 inputs: tumblewash {} {}",
                                                        row.name, row.name, row.inputs));
     edit.opening = chosen(o.opening);

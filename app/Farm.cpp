@@ -135,11 +135,10 @@ void sayPartWords(const farm::PartWords& words, bool quiet) {
 }
 
 void refuseCopies(const Options& o, const edit::Edit& edit) {
-    using edit::CopyBodies;
-    if (o.copyBodies.value_or(CopyBodies::never) != CopyBodies::never)
+    if (asksForCopies(o))
         throw Refusal(Problem::BadRequest,
                       "--copy-bodies: parts are encoded whole; leave it out, or render without parts");
-    if (!o.copyBodies && edit.output.copyBodies == CopyBodies::always)
+    if (!o.copyBodies && edit.output.copyBodies == edit::CopyBodies::always)
         throw Refusal(Problem::BadRequest,
                       "copyBodies: parts are encoded whole, and the edit says always; change it there, or "
                       "render without parts");

@@ -404,7 +404,8 @@ const OptionRow kOptions[] = {
      "load the transitions from this module instead of the built-in ones", kRenders | kPlan | kList | kDemo,
      [](Options& o, const std::string& v) { o.plugin = v; }},
     {"--threads", "-j", "N", ValueKind::Text, "", kRunGroup,
-     "decode, render and encode with up to N threads each; 1: all in one thread (default by the number of cores)",
+     "decode, render and encode with up to N threads each; 1: all in one thread (default by the number of "
+     "cores)",
      kRenders | kDemo | kBatch,
      [](Options& o, const std::string& v) { o.threads = parseInteger(v, 1, 64, "--threads"); }},
     {"--dry-run", "", "", ValueKind::None, "", kRunGroup, "print what would be rendered as a table, and stop",

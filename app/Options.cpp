@@ -120,7 +120,7 @@ void checkInputs(const Options& o, const CommandRow& row) {
     // A folder stands for what it holds, which is counted when it is read; one clip alone is a stretch of it,
     // cut without a loss.
     const bool folder = count == 1 && edit::isFolder(o.inputs.front());
-    const bool alone = folder || o.copyBodies.value_or(edit::CopyBodies::never) != edit::CopyBodies::never;
+    const bool alone = folder || asksForCopies(o);
     const int fewest = o.command == Command::Join && !alone ? 2 : row.fewest;
     if (count < fewest)
         throw Refusal(
@@ -163,6 +163,10 @@ void checkTogether(const Options& o, const CommandRow& row) {
 }
 
 }  // namespace
+
+bool asksForCopies(const Options& options) {
+    return options.copyBodies && *options.copyBodies != edit::CopyBodies::never;
+}
 
 bool isGiven(const Options& options, std::string_view name) {
     return std::find(options.given.begin(), options.given.end(), name) != options.given.end();

@@ -121,6 +121,9 @@ struct Options : edit::RenderSettings {
 /// known word where one is near. `arguments` excludes the program's name.
 Options parseOptions(const std::vector<std::string>& arguments);
 
+/// True when --copy-bodies asks for copies, where they can be made or always.
+bool asksForCopies(const Options& options);
+
 /// True when the option of this long name was given, whatever its value.
 bool isGiven(const Options& options, std::string_view name);
 

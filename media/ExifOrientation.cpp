@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "media/detail/PngChunks.h"
+
 namespace tumblewash::media {
 
 namespace {
@@ -18,7 +20,6 @@ constexpr uint16_t kPhotometric = 0x0106;
 constexpr uint32_t kSeparated = 5;
 constexpr uint32_t kMaxEntries = 4096;
 constexpr uint32_t kMaxValues = 1 << 20;
-constexpr int kMaxChunks = 4096;
 constexpr size_t kMaxExif = size_t{1} << 20;
 
 /// Bytes at a place: the whole of a block in memory, or a file read where it is looked at.
@@ -122,28 +123,16 @@ int orientationOf(Directory& directory) {
 }
 
 /// The content of a PNG file's "eXIf" chunk, empty when it has none before its end.
-std::vector<uint8_t> pngExif(Block& file) {
-    uint64_t at = 8;
-    for (int i = 0; i < kMaxChunks; ++i) {
-        std::array<uint8_t, 8> head{};
-        if (!file.read(at, head)) return {};
-        const uint32_t length =
-            uint32_t{head[0]} << 24 | uint32_t{head[1]} << 16 | uint32_t{head[2]} << 8 | uint32_t{head[3]};
-        if (std::memcmp(head.data() + 4, "eXIf", 4) == 0) {
-            if (length > kMaxExif) return {};
-            std::vector<uint8_t> out(length);
-            return file.read(at + 8, out) ? out : std::vector<uint8_t>{};
-        }
-        if (length > INT32_MAX || std::memcmp(head.data() + 4, "IEND", 4) == 0) return {};
-        at += uint64_t{12} + length;
-    }
-    return {};
-}
-
-bool isPng(Block& file) {
-    constexpr std::array<uint8_t, 8> mark{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    std::array<uint8_t, 8> head{};
-    return file.read(0, head) && head == mark;
+std::vector<uint8_t> pngExif(const InputBytes& file) {
+    std::vector<uint8_t> out;
+    eachPngChunk(file, [&](std::string_view type, uint64_t at, uint32_t length) {
+        if (type != "eXIf") return true;
+        if (length > kMaxExif) return false;
+        out.resize(length);
+        if (file.read(at, out) != length) out.clear();
+        return false;
+    });
+    return out;
 }
 
 }  // namespace
@@ -162,8 +151,8 @@ int exifOrientation(std::span<const uint8_t> block) noexcept {
 }
 
 int orientationOfFile(const InputBytes& file) {
+    if (isPng(file)) return exifOrientation(pngExif(file));
     FileBlock block(file);
-    if (isPng(block)) return exifOrientation(pngExif(block));
     Directory directory(block);
     return directory.valid() ? orientationOf(directory) : 0;
 }

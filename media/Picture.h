@@ -43,9 +43,13 @@ constexpr bool isDeep(PixelLayout layout) noexcept {
 /// helped, fewer of them are held.
 constexpr int64_t kLargePicture = 1'500'000;
 
+constexpr bool isLarge(int width, int height) noexcept {
+    return int64_t{width} * height > kLargePicture;
+}
+
 /// True for pictures of more than 8 bits (`deep`) of such a size.
 constexpr bool isLargeDeep(bool deep, int width, int height) noexcept {
-    return deep && int64_t{width} * height > kLargePicture;
+    return deep && isLarge(width, height);
 }
 
 /// How many pictures may wait between two threads: `usual`, or `few` of large ones of more than 8 bits.

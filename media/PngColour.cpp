@@ -1,18 +1,15 @@
 #include "media/detail/PngColour.h"
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "media/detail/Av.h"
+#include "media/detail/PngChunks.h"
 
 namespace tumblewash::media {
 
 namespace {
-
-constexpr int kMaxChunks = 4096;
 
 // In hundred thousandths: 1/2.2, and the white, red, green and blue of sRGB as x and y.
 constexpr uint32_t kGamma = 45455;
@@ -20,10 +17,6 @@ constexpr std::array<uint32_t, 8> kChromaticities{31270, 32900, 64000, 33000, 30
 // Programs round, and some write the gamma of 2.2 as 0.45 or 0.4545.
 constexpr uint32_t kGammaSlack = 500;
 constexpr uint32_t kChromaticitySlack = 200;
-
-uint32_t wordAt(const uint8_t* at) {
-    return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | uint32_t{at[3]};
-}
 
 bool isNear(uint32_t a, uint32_t b, uint32_t slack) {
     return (a > b ? a - b : b - a) <= slack;
@@ -46,19 +39,13 @@ void take(const InputBytes& file, uint64_t at, uint32_t length,
 
 Chunks chunksOf(const InputBytes& file) {
     Chunks out;
-    uint64_t at = 8;
-    for (int i = 0; i < kMaxChunks; ++i) {
-        std::array<uint8_t, 8> head{};
-        if (file.read(at, head) != head.size()) break;
-        const uint32_t length = wordAt(head.data());
-        const std::string_view type(reinterpret_cast<const char*>(head.data()) + 4, 4);
-        if (length > INT32_MAX || type == "IDAT" || type == "IEND") break;
-        if (type == "cICP") take(file, at + 8, length, out.coded);
-        if (type == "gAMA") take(file, at + 8, length, out.gamma);
-        if (type == "cHRM") take(file, at + 8, length, out.chromaticities);
+    eachPngChunk(file, [&](std::string_view type, uint64_t at, uint32_t length) {
+        if (type == "cICP") take(file, at, length, out.coded);
+        if (type == "gAMA") take(file, at, length, out.gamma);
+        if (type == "cHRM") take(file, at, length, out.chromaticities);
         if (type == "sRGB") out.srgb = true;
-        at += uint64_t{12} + length;
-    }
+        return type != "IDAT";
+    });
     return out;
 }
 
@@ -91,11 +78,11 @@ std::string pngColourRemark(const InputBytes& file, bool profiled) {
             ") are");
     }
     if (profiled || chunks.srgb) return {};
-    if (chunks.gamma && !isNear(wordAt(chunks.gamma->data()), kGamma, kGammaSlack))
+    if (chunks.gamma && !isNear(pngNumber(chunks.gamma->data()), kGamma, kGammaSlack))
         return unused("its gamma (gAMA) is");
     if (!chunks.chromaticities) return {};
     for (std::size_t i = 0; i < kChromaticities.size(); ++i)
-        if (!isNear(wordAt(chunks.chromaticities->data() + 4 * i), kChromaticities[i], kChromaticitySlack))
+        if (!isNear(pngNumber(chunks.chromaticities->data() + 4 * i), kChromaticities[i], kChromaticitySlack))
             return unused("its primaries (cHRM) are");
     return {};
 }

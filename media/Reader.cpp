@@ -25,9 +25,8 @@ constexpr size_t kLargeDeepAhead = 1;
 
 size_t mayWaitFor(const ReaderSettings& settings) {
     const size_t usual = static_cast<size_t>(settings.prefetch) + 1;
-    const bool large = int64_t{settings.width} * settings.height > kLargePicture;
-    return mayWait(isDeep(settings.layout), settings.width, settings.height,
-                   large ? std::min(usual, kLargeAhead) : usual, kLargeDeepAhead);
+    if (!isLarge(settings.width, settings.height)) return usual;
+    return std::min(usual, isDeep(settings.layout) ? kLargeDeepAhead : kLargeAhead);
 }
 
 void checkSettings(const std::string& path, const ReaderSettings& settings) {

@@ -55,10 +55,6 @@ const Preset& presetOf(const std::string& output, const std::string& name) {
     throw MediaError(MediaErrorCode::badRequest, output, "unknown preset " + name + "; choose one of " + all);
 }
 
-bool isLarge(const WriterSettings& settings) {
-    return int64_t{settings.width} * settings.height > kLargePicture;
-}
-
 AVPixelFormat formatOf(const MovieColour& colour) {
     if (colour.codec == Codec::prores) return AV_PIX_FMT_YUV422P10;
     if (colour.codec == Codec::mjpeg) return AV_PIX_FMT_YUVJ420P;
@@ -113,7 +109,7 @@ std::string lightWords(const LightLevel& light) {
 }
 
 void setH264(const WriterSettings& settings, const Preset& preset, AVCodecContext& codec) {
-    const bool large = isLarge(settings);
+    const bool large = isLarge(settings.width, settings.height);
     throwIfNoRoom(av_opt_set(codec.priv_data, "preset", preset.name, 0));
     if (!large && preset.vp9 < 6)
         throwIfNoRoom(av_opt_set_int(codec.priv_data, "rc-lookahead", kUsualLookahead, 0));
@@ -135,7 +131,7 @@ void setHevc(const WriterSettings& settings, const Preset& preset, const MovieCo
     // No words of its own on standard error, and one picture at a time: the machine's other cores render.
     std::string parameters =
         "log-level=error:info=0:frame-threads=1:pools=" + std::to_string(codec.thread_count);
-    if (isLarge(settings)) parameters += kLargeHevcParameters;
+    if (isLarge(settings.width, settings.height)) parameters += kLargeHevcParameters;
     if (colour.transfer == Transfer::pq) parameters += ":hdr10=1:repeat-headers=1";
     if (isWhole(colour))
         parameters += ":master-display=" + displayWords(*colour.mastering, "(%.0f,%.0f)", 50000, 10000);
@@ -149,8 +145,8 @@ void setVp9(const WriterSettings& settings, const Preset& preset, AVCodecContext
     throwIfNoRoom(av_opt_set(codec.priv_data, "deadline", "good", 0));
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "cpu-used", preset.vp9, 0));
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "row-mt", 1, 0));
-    throwIfNoRoom(
-        av_opt_set_int(codec.priv_data, "lag-in-frames", isLarge(settings) ? kLargeLag : kUsualLag, 0));
+    throwIfNoRoom(av_opt_set_int(codec.priv_data, "lag-in-frames",
+                                 isLarge(settings.width, settings.height) ? kLargeLag : kUsualLag, 0));
 }
 
 /// Both streams of VP9 with alpha share one quality, and what is hardly seen in colours shows at the edges of

@@ -224,8 +224,7 @@ void Writer::Impl::push(Item item) {
     }
     std::unique_lock lock(mutex);
     throwFailure();
-    const bool large = int64_t{settings.width} * settings.height > kLargePicture;
-    const size_t depth = large ? kLargeQueueDepth : kQueueDepth;
+    const size_t depth = isLarge(settings.width, settings.height) ? kLargeQueueDepth : kQueueDepth;
     while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < depth; }))
         throwFailure();
     throwFailure();

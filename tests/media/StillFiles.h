@@ -36,7 +36,8 @@ Codes codes(int width, int height, int channels, int depth, const std::function<
 struct Blocks {
     std::string profile;  // ICC
     std::string exif;     // from "II" or "MM" on
-    std::vector<std::pair<std::string, std::string>> chunks = {};  // of a PNG: type and content, before the pixels
+    std::vector<std::pair<std::string, std::string>> chunks =
+        {};  // of a PNG: type and content, before the pixels
 };
 
 std::string pngFile(const Codes& picture, const Blocks& blocks = {});
