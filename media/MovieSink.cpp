@@ -1,7 +1,9 @@
 // Movies: one picture encoder, one sound encoder, one muxer, one file under way.
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -22,9 +24,9 @@
 #include "media/detail/Sink.h"
 #include "media/detail/SoundEncoder.h"
 #include "media/detail/SoundSplicer.h"
-#include "media/detail/SoundThread.h"
 #include "media/detail/Splicer.h"
 #include "media/detail/VideoEncoder.h"
+#include "media/detail/Worker.h"
 
 namespace tumblewash::media {
 
@@ -52,6 +54,15 @@ const Container& containerOf(const std::string& output) {
             return container;
     throw MediaError(MediaErrorCode::badRequest, output, "is not a movie that this program can write");
 }
+
+/// Sample frames on their way to the sound's own thread; `own` as in `Sink::ownSamples`.
+struct SoundPiece {
+    std::vector<float> samples;
+    bool own = false;
+};
+
+// Pieces, each the sound of a picture, that may wait. The packets of as many pictures wait for them in turn.
+constexpr size_t kSoundQueueDepth = 16;
 
 /// An encoder of sound, and its bits in a second for two channels.
 struct SoundCoding {
@@ -98,7 +109,7 @@ class MovieSink final : public Sink {
     void copiedPicture() override;
     void samples(const float* interleaved, size_t frames) override;
     void ownSamples(const float* interleaved, size_t frames) override;
-    double soundSeconds() const override { return soundThread_ ? soundThread_->seconds() : 0; }
+    double soundSeconds() const override { return soundSeconds_; }
     int64_t copiedSamples() const noexcept override { return soundSplicer_ ? soundSplicer_->copied() : 0; }
     void finish() override;
     /// Instead of pictures and samples: packets that were encoded elsewhere.
@@ -109,6 +120,7 @@ class MovieSink final : public Sink {
     void openVideo();
     void openAudio();
     void startSoundThread();
+    void giveSamples(const float* interleaved, size_t frames, bool own);
     void takeSamples(const float* interleaved, size_t frames, bool own);
     void writeHeader();
     void addTags();
@@ -149,8 +161,9 @@ class MovieSink final : public Sink {
     PacketPtr packet_ = newPacket();
     int64_t pictures_ = 0;
     EncodedCount shown_;
-    std::mutex muxing_;                         // packets come from two threads
-    std::unique_ptr<SoundThread> soundThread_;  // takes the samples, where there is one
+    std::mutex muxing_;  // packets come from two threads
+    std::atomic<double> soundSeconds_ = 0;
+    std::optional<Worker<SoundPiece>> soundThread_;  // takes the samples, where there is one
 };
 
 void MovieSink::failed(const char* what, int error) const {
@@ -228,11 +241,13 @@ void MovieSink::openAudio() {
 // Where no thread can be started, sound is encoded as it comes.
 void MovieSink::startSoundThread() {
     try {
-        soundThread_ =
-            std::make_unique<SoundThread>(output_, static_cast<size_t>(settings_.channels), settings_.cancel,
-                                          [this](const float* interleaved, size_t frames, bool own) {
-                                              takeSamples(interleaved, frames, own);
-                                          });
+        soundThread_.emplace(output_, kSoundQueueDepth, settings_.cancel, [this](const SoundPiece& piece) {
+            const auto began = std::chrono::steady_clock::now();
+            takeSamples(piece.samples.data(), piece.samples.size() / static_cast<size_t>(settings_.channels),
+                        piece.own);
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+            soundSeconds_ += took.count();
+        });
     } catch (const std::system_error&) {
         soundThread_.reset();
     }
@@ -339,18 +354,20 @@ void MovieSink::takeSamples(const float* interleaved, size_t frames, bool own) {
         audio_->samples(interleaved, frames);
 }
 
-void MovieSink::samples(const float* interleaved, size_t frames) {
+void MovieSink::giveSamples(const float* interleaved, size_t frames, bool own) {
+    const size_t floats = frames * static_cast<size_t>(settings_.channels);
     if (soundThread_)
-        soundThread_->samples(interleaved, frames, false);
+        soundThread_->push({{interleaved, interleaved + floats}, own});
     else
-        takeSamples(interleaved, frames, false);
+        takeSamples(interleaved, frames, own);
+}
+
+void MovieSink::samples(const float* interleaved, size_t frames) {
+    giveSamples(interleaved, frames, false);
 }
 
 void MovieSink::ownSamples(const float* interleaved, size_t frames) {
-    if (soundThread_)
-        soundThread_->samples(interleaved, frames, true);
-    else
-        takeSamples(interleaved, frames, true);
+    giveSamples(interleaved, frames, true);
 }
 
 void MovieSink::finish() {

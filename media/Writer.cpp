@@ -1,18 +1,16 @@
 #include "media/Writer.h"
 
 #include <array>
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <deque>
 #include <exception>
-#include <mutex>
-#include <thread>
 #include <variant>
 
 #include "media/NumberPattern.h"
 #include "media/Reader.h"
 #include "media/detail/Sink.h"
+#include "media/detail/Worker.h"
 
 namespace tumblewash::media {
 
@@ -69,9 +67,6 @@ const std::array<SinkKind, 7>& kinds() {
 constexpr size_t kQueueDepth = 4;
 constexpr size_t kLargeQueueDepth = 2;
 
-// Until asked again whether the work was cancelled.
-constexpr auto kPatience = std::chrono::milliseconds(100);
-
 using Samples = std::vector<float>;
 struct Sound {
     Samples samples;
@@ -112,16 +107,15 @@ bool needsEvenSize(const std::string& output) {
 struct Writer::Impl {
     Impl(const std::string& name, const WriterSettings& wanted)
         : output(name), settings(wanted), kind(sinkKindOf(name)), sink(kind.make(name, wanted)) {
-        if (settings.ownThread) worker = std::thread([this] { work(); });
+        if (settings.ownThread)
+            worker.emplace(output, isLarge(settings.width, settings.height) ? kLargeQueueDepth : kQueueDepth,
+                           settings.cancel, [this](const Item& item) { encode(item); });
     }
-    ~Impl() { stop(); }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
     size_t width() const noexcept { return static_cast<size_t>(settings.channels); }
-    void work();
     void encode(const Item& item);
-    void stop();
     void push(Item item);
     void waitUntilDone();
     void throwFailure();
@@ -143,43 +137,11 @@ struct Writer::Impl {
     Samples held;         // sound whose picture has not come yet
     bool committed = false;
 
-    std::thread worker;
-    mutable std::mutex mutex;
-    std::condition_variable changed;
-    std::deque<Item> queue;
-    std::exception_ptr failure;
-    double pictureSeconds = 0;
-    double soundSeconds = 0;
-    bool busy = false;
-    bool stopping = false;
+    std::atomic<double> pictureSeconds = 0;
+    std::atomic<double> soundSeconds = 0;
+    std::exception_ptr failure;          // of a call, where there is no worker
+    std::optional<Worker<Item>> worker;  // ends before all that it works on
 };
-
-void Writer::Impl::work() {
-    std::unique_lock lock(mutex);
-    for (;;) {
-        changed.wait(lock, [&] { return stopping || !queue.empty(); });
-        if (stopping) return;
-        const Item item = std::move(queue.front());
-        queue.pop_front();
-        busy = true;
-        changed.notify_all();
-        lock.unlock();
-        std::exception_ptr problem;
-        try {
-            encode(item);
-        } catch (...) {
-            problem = std::current_exception();
-        }
-        lock.lock();
-        busy = false;
-        if (problem) {
-            failure = problem;
-            queue.clear();
-        }
-        changed.notify_all();
-        if (problem) return;
-    }
-}
 
 /// Hands one item to the sink, and notes what it took.
 void Writer::Impl::encode(const Item& item) {
@@ -193,50 +155,28 @@ void Writer::Impl::encode(const Item& item) {
     else
         sink->samples(samples.data(), samples.size() / width());
     const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-    const std::lock_guard lock(mutex);
     (std::holds_alternative<Sound>(item) ? soundSeconds : pictureSeconds) += took;
 }
 
-void Writer::Impl::stop() {
-    if (!worker.joinable()) return;
-    {
-        const std::lock_guard lock(mutex);
-        stopping = true;
+void Writer::Impl::push(Item item) {
+    if (worker) return worker->push(std::move(item));
+    throwFailure();
+    try {
+        encode(item);
+    } catch (...) {
+        failure = std::current_exception();
+        throw;
     }
-    changed.notify_all();
-    worker.join();
+}
+
+void Writer::Impl::waitUntilDone() {
+    if (worker) return worker->finish();
+    throwFailure();
 }
 
 void Writer::Impl::throwFailure() {
     if (failure) std::rethrow_exception(failure);
     throwIfRaised(settings.cancel, output);
-}
-
-void Writer::Impl::push(Item item) {
-    if (!settings.ownThread) {
-        throwFailure();
-        try {
-            return encode(item);
-        } catch (...) {
-            failure = std::current_exception();
-            throw;
-        }
-    }
-    std::unique_lock lock(mutex);
-    throwFailure();
-    const size_t depth = isLarge(settings.width, settings.height) ? kLargeQueueDepth : kQueueDepth;
-    while (!changed.wait_for(lock, kPatience, [&] { return failure || queue.size() < depth; }))
-        throwFailure();
-    throwFailure();
-    queue.push_back(std::move(item));
-    changed.notify_all();
-}
-
-void Writer::Impl::waitUntilDone() {
-    std::unique_lock lock(mutex);
-    while (!changed.wait_for(lock, kPatience, [&] { return failure || (queue.empty() && !busy); }))
-        throwFailure();
-    throwFailure();
 }
 
 /// Gives the sink the sound that belongs to the pictures so far; at the end cut or filled to their exact
@@ -298,13 +238,11 @@ int64_t Writer::samples() const noexcept {
     return impl_->samples;
 }
 double Writer::pictureSeconds() const {
-    const std::lock_guard lock(impl_->mutex);
     return impl_->pictureSeconds;
 }
 double Writer::soundSeconds() const {
-    const std::lock_guard lock(impl_->mutex);
     const double apart = impl_->sink->soundSeconds();
-    return apart > 0 ? apart : impl_->soundSeconds;
+    return apart > 0 ? apart : impl_->soundSeconds.load();
 }
 
 void Writer::writePicture(const PictureRef& picture) {
@@ -359,7 +297,6 @@ void Writer::commit() {
         throw MediaError(MediaErrorCode::badRequest, impl_->output, "there is no picture to write");
     impl_->passSound(true);
     impl_->waitUntilDone();
-    impl_->stop();
     impl_->sink->finish();
     impl_->committed = true;
 }
