@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <vector>
 
 #include "ImageLib/kernels/BilinearRow.h"
@@ -13,34 +14,33 @@
 
 namespace {
 
-unsigned char* bytesOf(const PixRectWrap<ARGBVal>& frame) {
-    return reinterpret_cast<unsigned char*>(frame.getwrapdata());
+const unsigned char* bytesOf(const PixRectWrap<ARGBVal>& frame) {
+    return reinterpret_cast<const unsigned char*>(frame.getwrapdata());
 }
 
-/// The field of a frame that begins with line `first` (0 even, 1 odd).
-tumblewash::kernels::FieldPixels fieldOf(const PixRectWrap<ARGBVal>& frame, int first) {
-    const auto pitch = static_cast<std::ptrdiff_t>(frame.width()) * 4;
-    return {bytesOf(frame) + first * pitch, 2 * pitch, frame.width(), (frame.height() + 1 - first) / 2};
-}
-
-/// Rows of both fields of a frame, read into those of another.
+/// Rows of both fields of a frame without gaps, read to where `lay` says.
 class MorphedFrame {
   public:
-    MorphedFrame(const PixRectWrap<ARGBVal>& source, const PixRectWrap<ARGBVal>& dest)
-        : columns(dest.width()),
-          sourceColumns(source.width()),
-          sourceRows((source.height() + 1) / 2),
-          sameSize(source.width() == dest.width() && source.height() == dest.height()),
-          _even(fieldOf(source, 0)),
-          _odd(fieldOf(source, 1)),
-          _dest(dest) {}
+    /// The rows read have `destColumns` columns, those of a frame of `destHeight` lines.
+    MorphedFrame(const unsigned char* source, int width, int height, int destColumns, int destHeight)
+        : columns(destColumns),
+          sourceColumns(width),
+          sourceRows(height / 2 + height % 2),
+          sameSize(width == destColumns && height == destHeight),
+          _even{source, 2 * pitchOf(width), width, sourceRows},
+          _odd{source + pitchOf(width), 2 * pitchOf(width), width, height / 2} {}
 
+    /// The next row's even and odd line.
+    void lay(unsigned char* even, unsigned char* odd) {
+        _outEven = even;
+        _outOdd = odd;
+    }
     void standStill(int y, int first, int end) const {
-        const Outputs out = outputs(y, first);
+        const Outputs out = outputs(first);
         tumblewash::kernels::bilinearStillRow(out.fields, 2, first, y, end - first);
     }
-    void read(int y, int first, int end, const float* atX, const float* atY) {
-        const Outputs out = outputs(y, first);
+    void read(int first, int end, const float* atX, const float* atY) {
+        const Outputs out = outputs(first);
         const int count = end - first;
         if (_finely > 0) {
             --_finely;
@@ -50,6 +50,8 @@ class MorphedFrame {
             _finely = kStretchesAlike;
         }
     }
+    /// Bytes from one line of a frame to the next.
+    static std::ptrdiff_t pitchOf(int width) { return static_cast<std::ptrdiff_t>(width) * 4; }
 
     int columns;
     int sourceColumns;
@@ -66,15 +68,15 @@ class MorphedFrame {
         tumblewash::kernels::FieldReading fields[2];
     };
 
-    Outputs outputs(int y, int column) const {
-        const auto pitch = static_cast<std::ptrdiff_t>(columns) * 4;
-        unsigned char* out = bytesOf(_dest) + 2 * y * pitch + std::ptrdiff_t{column} * 4;
-        return {{{_even, out}, {_odd, out + pitch}}};
+    Outputs outputs(int column) const {
+        const std::ptrdiff_t at = pitchOf(column);
+        return {{{_even, _outEven + at}, {_odd, _outOdd + at}}};
     }
 
     tumblewash::kernels::FieldPixels _even;
     tumblewash::kernels::FieldPixels _odd;
-    const PixRectWrap<ARGBVal>& _dest;
+    unsigned char* _outEven = nullptr;
+    unsigned char* _outOdd = nullptr;
     int _finely = 0;
 };
 
@@ -97,7 +99,7 @@ class MorphedDeep {
         const Outputs out = outputs(first);
         tumblewash::kernels::deepStillRow(out.fields, 2, first, y, end - first);
     }
-    void read(int /*y*/, int first, int end, const float* atX, const float* atY) const {
+    void read(int first, int end, const float* atX, const float* atY) const {
         const Outputs out = outputs(first);
         tumblewash::kernels::deepBilinearRow(out.fields, 2, atX + first, atY + first, end - first);
     }
@@ -168,7 +170,7 @@ class MorphedRows {
         _field.select(y, first, end);
         tumblewash::kernels::morphPositionRow(_field.red(), _field.green(), _t, y, first, end, _atX.data(),
                                               _atY.data());
-        _road.read(y, first, end, _atX.data(), _atY.data());
+        _road.read(first, end, _atX.data(), _atY.data());
     }
 
     Road& _road;
@@ -185,15 +187,39 @@ class MorphedRows {
 
 void morphRows(const PixRectWrap<ARGBVal>& source, const PixRectWrap<ARGBVal>& dest,
                PixRectRW<RGBPixel<float>>& flow, float t) {
-    MorphedFrame road(source, dest);
+    MorphedFrame road(bytesOf(source), source.width(), source.height(), dest.width(), dest.height());
     MorphedRows<MorphedFrame> morphed(road, flow, t);
+    const std::ptrdiff_t pitch = MorphedFrame::pitchOf(dest.width());
+    auto* line = reinterpret_cast<unsigned char*>(dest.getwrapdata());
     const int rows = dest.height() / 2;
     for (int y = 0; y < rows; ++y) {
         if (y == rows - 1) {
             dest._debug(DBGProblem, "MorphBetween2- Last Row = Even=%d Odd=%d\n", (dest.height() + 1) / 2 - 1,
                         dest.height() / 2 - 1);
         }
+        road.lay(line, line + pitch);
         morphed.morph(y);
+        line += 2 * pitch;
+    }
+}
+
+/// A whole morph frame, row by row of both fields: `away` and `towards` read the two pictures, out(line) is
+/// where a line of the result begins, and mix(line, over) mixes a line of `lineBytes` bytes into it.
+template <class Road, class Out, class Mix>
+void morphBoth(Road& away, MorphedRows<Road>& leaving, Road& towards, MorphedRows<Road>& arriving,
+               const tumblewash::imagelib::LineBand& band, int height, std::size_t lineBytes, Out out,
+               Mix mix) {
+    std::vector<unsigned char> over(2 * lineBytes);
+    unsigned char* const overOdd = over.data() + lineBytes;
+    towards.lay(over.data(), overOdd);
+    for (int y = band.firstRow(); y < band.endOddRow(height); ++y) {
+        unsigned char* const even = out(2 * y);
+        unsigned char* const odd = out(2 * y + 1);
+        away.lay(even, odd);
+        leaving.morph(y);
+        arriving.morph(y);
+        mix(even, over.data());
+        mix(odd, overOdd);
     }
 }
 
@@ -212,24 +238,39 @@ void MorphBetween(PixRectWrap<ARGBVal>& source, PixRectWrap<ARGBVal>& /*other*/,
     tumblewash::imagelib::logLine("MorphBetween3\n\r");
 }
 
+void tumblewash::imagelib::morphFrame(const FrameMorph& morph, unsigned char* dest, float forward, float back,
+                                      unsigned level, const LineBand& band) {
+    const int width = morph.width, height = morph.height;
+    if (width < 1 || height < 1) return;
+    const std::ptrdiff_t pitch = MorphedFrame::pitchOf(width);
+    MorphedFrame away(morph.first, width, height, width, height);
+    MorphedFrame towards(morph.last, width, height, width, height);
+    MorphedRows<MorphedFrame> leaving(away, *morph.forward, forward),
+        arriving(towards, *morph.backward, back);
+    morphBoth(
+        away, leaving, towards, arriving, band, height, static_cast<std::size_t>(pitch),
+        [&](int line) { return dest + line * pitch; },
+        [&](unsigned char* line, const unsigned char* over) {
+            morph.blend(line, over, static_cast<int>(pitch), level);
+        });
+    if (height % 2 != 0 && band.endIn(height) == height)
+        std::memset(dest + (height - 1) * pitch, 0, static_cast<std::size_t>(pitch));
+}
+
 void tumblewash::imagelib::morphDeep(const DeepMorph& morph, const DeepTarget& dest, float forward,
-                                     float back, int level, const kernels::DeepPixel& nothing) {
+                                     float back, int level, const kernels::DeepPixel& nothing,
+                                     const LineBand& band) {
     if (dest.width < 1 || dest.height < 1) return;
-    const std::size_t rowBytes = static_cast<std::size_t>(dest.width * kernels::kDeepPixelBytes);
-    std::vector<unsigned char> over(2 * rowBytes);
     MorphedDeep away(morph.first, nothing), towards(morph.last, nothing);
-    towards.lay(over.data(), over.data() + rowBytes);
     MorphedRows<MorphedDeep> leaving(away, *morph.forward, forward), arriving(towards, *morph.backward, back);
-    for (int y = 0; y < dest.height / 2; ++y) {
-        unsigned char* const even = dest.row(2 * y);
-        unsigned char* const odd = dest.row(2 * y + 1);
-        away.lay(even, odd);
-        leaving.morph(y);
-        arriving.morph(y);
-        kernels::deepBlendRow(even, over.data(), dest.width, level);
-        kernels::deepBlendRow(odd, over.data() + rowBytes, dest.width, level);
-    }
-    if (dest.height % 2 == 0) return;
+    morphBoth(
+        away, leaving, towards, arriving, band, dest.height,
+        static_cast<std::size_t>(dest.width * kernels::kDeepPixelBytes),
+        [&](int line) { return dest.row(line); },
+        [&](unsigned char* line, const unsigned char* over) {
+            kernels::deepBlendRow(line, over, dest.width, level);
+        });
+    if (dest.height % 2 == 0 || band.endIn(dest.height) < dest.height) return;
     for (int x = 0; x < dest.width; ++x)
         kernels::storeDeep(dest.row(dest.height - 1) + x * kernels::kDeepPixelBytes, nothing);
 }

@@ -86,22 +86,22 @@ class SourceAhead {
 };
 
 template <class Road>
-void warpRows(const Road& road, const tumblewash::kernels::WarpShape& shape,
-              PixRectRW<RGBPixel<float>>& flow) {
-    const int rows = shape.height / 2;
+void warpRows(const Road& road, const tumblewash::kernels::WarpShape& shape, PixRectRW<RGBPixel<float>>& flow,
+              const tumblewash::imagelib::LineBand& band) {
+    const int endRow = band.endOddRow(shape.height);
     tumblewash::imagelib::FetchPoints points(shape, flow);
     const bool inStrips = points.crossesRows();
     const int strip = inStrips ? kStripWidth : shape.stride;
     for (int first = 0; first < shape.stride; first += strip) {
         const int end = std::min(first + strip, shape.stride);
         SourceAhead<Road> ahead(shape, road, first, end);
-        for (int y = 0; y < rows; ++y) {
+        for (int y = band.firstRow(); y < endRow; ++y) {
             const std::int32_t* index = points.row(y, first, end);
             if (index == nullptr) continue;
             unsigned char* even = road.dest + 2 * y * road.destPitch + first * Road::pixelBytes;
             if (inStrips) {
                 ahead.follow(index);
-                if (y + kRowsAhead < rows)
+                if (y + kRowsAhead < endRow)
                     ahead.askForLinePair(even + 2 * kRowsAhead * road.destPitch, road.destPitch);
             }
             road.fetch(shape, index + first, end - first, even, even + road.destPitch);
@@ -126,17 +126,26 @@ void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth, int w
     tumblewash::imagelib::logLine("Distort 1\n\r");
     if (warpable(dwidth, height)) {
         const std::ptrdiff_t pitch = dwidth * WarpedFrame::pixelBytes;
-        warpRows(WarpedFrame{src, pitch, dest, pitch}, {dwidth, width, height, (height + 1) / 2, fac}, *flow);
+        warpRows(WarpedFrame{src, pitch, dest, pitch}, {dwidth, width, height, (height + 1) / 2, fac}, *flow,
+                 {});
     }
     tumblewash::imagelib::logLine("Distort 2\n\r");
     tumblewash::imagelib::logLine("Distort done\n\r");
 }
 
+void tumblewash::imagelib::warpFrame(const unsigned char* src, unsigned char* dest, int width, int height,
+                                     PixRectRW<RGBPixel<float>>& flow, float fac, const LineBand& band) {
+    if (!warpable(width, height)) return;
+    const std::ptrdiff_t pitch = width * WarpedFrame::pixelBytes;
+    warpRows(WarpedFrame{src, pitch, dest, pitch}, {width, width, height, height / 2 + height % 2, fac}, flow,
+             band);
+}
+
 void tumblewash::imagelib::warpDeep(const DeepView& src, const DeepTarget& dest,
                                     PixRectRW<RGBPixel<float>>& flow, float fac,
-                                    const kernels::DeepPixel& nothing) {
+                                    const kernels::DeepPixel& nothing, const LineBand& band) {
     if (!warpable(src.width, src.height)) return;
     const int rows = (src.height + 1) / 2;
     warpRows(WarpedDeep{src.bytes(), src.stride, dest.bytes(), dest.stride, nothing},
-             {src.width, src.width, src.height, rows, fac}, flow);
+             {src.width, src.width, src.height, rows, fac}, flow, band);
 }

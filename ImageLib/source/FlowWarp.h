@@ -4,6 +4,7 @@
 #pragma once
 
 #include "ImageLib/source/DeepPicture.h"
+#include "ImageLib/source/LineBand.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/RGBPixel.h"
 
@@ -27,11 +28,15 @@ void DistortUsingFlow(unsigned char* src, unsigned char* dest, int dwidth, int w
 
 namespace tumblewash::imagelib {
 
-/// The same for deep pixels: every pixel of `dest` that `DistortUsingFlow` would write in a frame of this
-/// size without gaps gets the deep pixel of `src` from the same place, all four channels as they are, and
-/// `nothing` in place of the zero pixel; the others stay. The pictures have one size and do not overlap. No
-/// state, no log; allocation failure throws `std::bad_alloc`.
+/// The same for the lines of `band`, in frames of `width` x `height` pixels without gaps and without the log.
+void warpFrame(const unsigned char* src, unsigned char* dest, int width, int height,
+               PixRectRW<RGBPixel<float>>& flow, float fac, const LineBand& band);
+
+/// The same for deep pixels: every pixel of `dest`, in the lines of `band`, that `DistortUsingFlow` would
+/// write in a frame of this size without gaps gets the deep pixel of `src` from the same place, all four
+/// channels as they are, and `nothing` in place of the zero pixel; the others stay. The pictures have one
+/// size and do not overlap. No state, no log; allocation failure throws `std::bad_alloc`.
 void warpDeep(const DeepView& src, const DeepTarget& dest, PixRectRW<RGBPixel<float>>& flow, float fac,
-              const kernels::DeepPixel& nothing);
+              const kernels::DeepPixel& nothing, const LineBand& band = {});
 
 }  // namespace tumblewash::imagelib

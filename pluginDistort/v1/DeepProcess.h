@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "ImageLib/source/DeepPicture.h"
+#include "ImageLib/source/LineBand.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/RGBPixel.h"
 #include "hostapi/HYPlugin.h"
@@ -22,8 +23,10 @@ namespace tumblewash::plugin {
 /// @param progressive one progressive picture, read at the nearest pixel, instead of two fields
 /// @param range       the codes of black and white
 /// @param nothing     what lies beside the picture and weighs in at its left and upper edge
+/// @param band        the lines that are drawn
 void tumbleDeep(const imagelib::DeepView& src, const imagelib::DeepTarget& dest, float factor,
-                bool progressive, const kernels::DeepRange& range, const kernels::DeepPixel& nothing);
+                bool progressive, const kernels::DeepRange& range, const kernels::DeepPixel& nothing,
+                const imagelib::LineBand& band = {});
 
 /// The motion from one picture to another and back.
 struct DeepMotion {

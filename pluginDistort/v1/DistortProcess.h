@@ -8,6 +8,7 @@
 #include <array>
 
 #include "ImageLib/source/ARGBVal.h"
+#include "ImageLib/source/LineBand.h"
 #include "ImageLib/source/PixRect.h"
 #include "ImageLib/source/PixRectWrap.h"
 #include "ImageLib/source/PlanarProj.h"
@@ -79,6 +80,13 @@ using Plate = std::array<PlateCorner, 4>;
 /// Where `TumbleAway` puts the corners of a picture of `width` columns and `rows` rows at progress `factor`.
 /// `interlaced`: the rows are those of one field, and count double.
 [[nodiscard]] Plate tumblePlate(int width, int rows, float factor, bool interlaced);
+
+/// What `TumbleAway` does before it draws: paints the rim of `src` and reports the corners to the log.
+void prepareTumble(unsigned char* src, int dwidth, int width, int height, float factor, bool proxyOnly);
+
+/// What `TumbleAway` draws into the lines of `band`, from a source that was prepared, which is only read.
+void tumbleBand(unsigned char* src, unsigned char* dest, int dwidth, int width, int height, float factor,
+                bool proxyOnly, const imagelib::LineBand& band);
 
 }  // namespace tumblewash::plugin
 

@@ -135,11 +135,20 @@ struct Box {
     /// A box that misses the frame draws nothing: a view clipped to nothing would still show one row or
     /// column, at a place that may lie outside the frame.
     bool meets(const PixRectWrap<ARGBVal>& frame) const {
-        return maxx >= frame.lx() && minx <= frame.hx() && maxy >= frame.ly() && miny <= frame.hy();
+        return miny <= maxy && maxx >= frame.lx() && minx <= frame.hx() && maxy >= frame.ly() &&
+               miny <= frame.hy();
+    }
+    /// What of it lies in rows first ... end - 1; it meets no frame where that is nothing.
+    Box inRows(int first, int end) const {
+        Box part = *this;
+        part.miny = std::max(miny, first);
+        part.maxy = std::min(maxy, end - 1);
+        return part;
     }
     /// The same for deep pixels: what of the box lies inside, empty where nothing does.
-    tumblewash::imagelib::Region within(int columns, int rows) const {
-        return tumblewash::imagelib::Region{minx, miny, maxx, maxy}.clipped({0, 0, columns - 1, rows - 1});
+    tumblewash::imagelib::Region within(int columns, int firstRow, int endRow) const {
+        return tumblewash::imagelib::Region{minx, miny, maxx, maxy}.clipped(
+            {0, firstRow, columns - 1, endRow - 1});
     }
     PixRectRWRef<ARGBVal> of(PixRectWrap<ARGBVal>& frame) const { return {frame, minx, miny, maxx, maxy}; }
 };
@@ -189,7 +198,7 @@ Plate tumblewash::plugin::tumblePlate(int width, int rows, float factor, bool in
 
 void tumblewash::plugin::tumbleDeep(const imagelib::DeepView& src, const imagelib::DeepTarget& dest,
                                     float factor, bool progressive, const kernels::DeepRange& range,
-                                    const kernels::DeepPixel& nothing) {
+                                    const kernels::DeepPixel& nothing, const imagelib::LineBand& band) {
     if (src.width < 2 || src.height < 2) return;
     const int rows = progressive ? src.height : src.height / 2;
     const bool interlaced = rows != src.height;
@@ -199,47 +208,63 @@ void tumblewash::plugin::tumbleDeep(const imagelib::DeepView& src, const imageli
     const kernels::DeepPixel rim = averageColour(src, range);
     if (progressive) {
         const DeepFill all = fieldFill(src, dest, 0, 1, rim, nothing);
-        return projectDeep(&all, 1, box.within(src.width, src.height), pp, true);
+        return projectDeep(&all, 1, box.within(src.width, band.first, band.endIn(src.height)), pp, true);
     }
     const DeepFill fields[2] = {fieldFill(src, dest, 0, 2, rim, nothing),
                                 fieldFill(src, dest, 1, 2, rim, nothing)};
+    const int first = band.firstRow();
+    const int ends[2] = {band.endEvenRow(src.height), band.endOddRow(src.height)};
     if (fields[0].from.rows == fields[1].from.rows)
-        return projectDeep(fields, 2, box.within(src.width, rows), pp, false);
-    for (const DeepFill& field : fields)
-        projectDeep(&field, 1, box.within(src.width, field.from.rows), pp, false);
+        return projectDeep(fields, 2, box.within(src.width, first, ends[0]), pp, false);
+    for (int f = 0; f < 2; ++f) projectDeep(&fields[f], 1, box.within(src.width, first, ends[f]), pp, false);
+}
+
+void tumblewash::plugin::prepareTumble(unsigned char* src, int dwidth, int width, int height, float factor,
+                                       bool proxyOnly) {
+    // The fixed trapezoid and the tumble share this line.
+    siprintf("DistortUsingProj %d %d fac=%f\n\r", width, height, static_cast<double>(factor));
+    if (dwidth < 2 || height < 2) return;
+    FrameViews views(src, dwidth, height);
+    paintBorder(views.all, dwidth, height, averageColour(views.all, dwidth, height));
+    const int rows = proxyOnly ? height : height / 2;
+    const Plate plate = flippedPlate(dwidth, rows, factor);
+    logCorners("Tumble corners   %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
+    logCorners("Tumble corners R %d,%d  %d,%d  %d,%d  %d,%d\n\r",
+               spunPlate(plate, width, rows, factor, rows != height));
+}
+
+void tumblewash::plugin::tumbleBand(unsigned char* src, unsigned char* dest, int dwidth, int width,
+                                    int height, float factor, bool proxyOnly,
+                                    const imagelib::LineBand& band) {
+    if (dwidth < 2 || height < 2) return;
+    const int rows = proxyOnly ? height : height / 2;
+    const Plate plate = spunPlate(flippedPlate(dwidth, rows, factor), width, rows, factor, rows != height);
+    FrameViews from(src, dwidth, height);
+    FrameViews to(dest, dwidth, height);
+    PlanarProj pp = projectionFor(plate, dwidth, rows);
+    const Box box(plate);
+    if (proxyOnly) {
+        const Box lines = box.inRows(band.first, band.endIn(height));
+        if (!lines.meets(to.all)) return;
+        PixRectRWRef<ARGBVal> clipped = lines.of(to.all);
+        ProjWith(from.all, clipped, pp);
+        return;
+    }
+    const Box evenRows = box.inRows(band.firstRow(), band.endEvenRow(height));
+    const Box oddRows = box.inRows(band.firstRow(), band.endOddRow(height));
+    ContImageRef<ARGBVal> sce(from.even, SIInterpBilinear);
+    ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
+    if (evenRows.meets(to.even) && oddRows.meets(to.odd)) {
+        PixRectRWRef<ARGBVal> even = evenRows.of(to.even), odd = oddRows.of(to.odd);
+        projectFields(sce, sco, even, odd, pp);
+    } else if (evenRows.meets(to.even)) {
+        PixRectRWRef<ARGBVal> even = evenRows.of(to.even);
+        ProjWith(sce, even, pp);
+    }
 }
 
 void TumbleAway(_EffectData*, unsigned char* src, unsigned char* dest, int dwidth, int width, int height,
                 float factor, bool proxyOnly) {
-    // The fixed trapezoid and the tumble share this line.
-    siprintf("DistortUsingProj %d %d fac=%f\n\r", width, height, static_cast<double>(factor));
-    if (dwidth < 2 || height < 2) return;
-    const int rows = proxyOnly ? height : height / 2;
-    const bool interlaced = rows != height;
-    tumblewash::plugin::FrameViews from(src, dwidth, height);
-    tumblewash::plugin::FrameViews to(dest, dwidth, height);
-    paintBorder(from.all, dwidth, height, averageColour(from.all, dwidth, height));
-
-    Plate plate = flippedPlate(dwidth, rows, factor);
-    logCorners("Tumble corners   %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
-    plate = spunPlate(plate, width, rows, factor, interlaced);
-    logCorners("Tumble corners R %d,%d  %d,%d  %d,%d  %d,%d\n\r", plate);
-
-    PlanarProj pp = projectionFor(plate, dwidth, rows);
-    const Box box(plate);
-    if (proxyOnly) {
-        if (!box.meets(to.all)) return;
-        PixRectRWRef<ARGBVal> clipped = box.of(to.all);
-        ProjWith(from.all, clipped, pp);
-        return;
-    }
-    ContImageRef<ARGBVal> sce(from.even, SIInterpBilinear);
-    ContImageRef<ARGBVal> sco(from.odd, SIInterpBilinear);
-    if (box.meets(to.even) && box.meets(to.odd)) {
-        PixRectRWRef<ARGBVal> even = box.of(to.even), odd = box.of(to.odd);
-        tumblewash::plugin::projectFields(sce, sco, even, odd, pp);
-    } else if (box.meets(to.even)) {
-        PixRectRWRef<ARGBVal> even = box.of(to.even);
-        ProjWith(sce, even, pp);
-    }
+    tumblewash::plugin::prepareTumble(src, dwidth, width, height, factor, proxyOnly);
+    tumblewash::plugin::tumbleBand(src, dest, dwidth, width, height, factor, proxyOnly, {});
 }
