@@ -1,5 +1,6 @@
 #include "effects/DeepEffect.h"
 
+#include <atomic>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -9,6 +10,7 @@
 #include "ImageLib/source/FlowWarp.h"
 #include "effects/Displacement.h"
 #include "effects/MorphMotion.h"
+#include "effects/RowThreads.h"
 #include "pluginDistort/v1/DeepProcess.h"
 #include "pluginDistort/v1/DistortProcess.h"
 
@@ -16,19 +18,21 @@ namespace tumblewash::effects {
 
 namespace {
 
-void copyPicture(const imagelib::DeepView& from, const imagelib::DeepTarget& to) {
-    for (int y = 0; y < to.height; ++y)
+using imagelib::LineBand;
+
+void copyLines(const imagelib::DeepView& from, const imagelib::DeepTarget& to, const LineBand& band) {
+    for (int y = band.first; y < band.endIn(to.height); ++y)
         std::memcpy(to.row(y), from.row(y), static_cast<std::size_t>(to.width * kernels::kDeepPixelBytes));
 }
 
-void clearPicture(const imagelib::DeepTarget& to, const kernels::DeepPixel& nothing) {
-    for (int y = 0; y < to.height; ++y)
+void clearLines(const imagelib::DeepTarget& to, const kernels::DeepPixel& nothing, const LineBand& band) {
+    for (int y = band.first; y < band.endIn(to.height); ++y)
         for (int x = 0; x < to.width; ++x)
             kernels::storeDeep(to.row(y) + x * kernels::kDeepPixelBytes, nothing);
 }
 
-bool isOpaque(const imagelib::DeepView& picture) {
-    for (int y = 0; y < picture.height; ++y)
+bool isOpaque(const imagelib::DeepView& picture, const LineBand& band) {
+    for (int y = band.first; y < band.endIn(picture.height); ++y)
         for (int x = 0; x < picture.width; ++x)
             if (kernels::loadDeep(picture.row(y) + x * kernels::kDeepPixelBytes).alpha != 65535) return false;
     return true;
@@ -53,6 +57,11 @@ struct DeepEffect::Impl {
     EffectKnobs knobs;
     kernels::DeepRange range;
     std::unique_ptr<DisplacementField> field;
+    RowThreads threads;
+
+    void eachBand(const std::function<void(const LineBand&)>& work) const {
+        threads.eachBand(width, height, work);
+    }
 
     bool joins() const { return effect.type == kPluginTransitionBetweenType; }
     bool arrives() const { return effect.type == kPluginTransitionBeforeType; }
@@ -64,16 +73,30 @@ struct DeepEffect::Impl {
 
     /// What a moment at an end shows.
     void renderEnd(bool last, const DeepPictures& pictures, const imagelib::DeepTarget& out) const {
-        if (joins()) return copyPicture(last ? pictures.last : pictures.first, out);
-        if (last == arrives()) return copyPicture(pictures.first, out);
-        clearPicture(out, range.nothing());
+        const imagelib::DeepView& shown = joins() && last ? pictures.last : pictures.first;
+        const bool nothing = !joins() && last != arrives();
+        eachBand([&](const LineBand& band) {
+            if (nothing)
+                clearLines(out, range.nothing(), band);
+            else
+                copyLines(shown, out, band);
+        });
+    }
+
+    bool opaqueEverywhere(const imagelib::DeepView& picture) const {
+        std::atomic<bool> opaque = true;
+        eachBand([&](const LineBand& band) {
+            if (opaque && !isOpaque(picture, band)) opaque = false;
+        });
+        return opaque;
     }
 
     /// What lies outside of the pictures.
     kernels::DeepPixel outside(const DeepPictures& pictures) const {
         kernels::DeepPixel nothing = range.nothing();
         const bool opaque =
-            joins() && (pictures.opaque || (isOpaque(pictures.first) && isOpaque(pictures.last)));
+            joins() &&
+            (pictures.opaque || (opaqueEverywhere(pictures.first) && opaqueEverywhere(pictures.last)));
         if (opaque) nothing.alpha = 65535;
         return nothing;
     }
@@ -89,28 +112,32 @@ struct DeepEffect::Impl {
         const kernels::DeepPixel nothing = outside(pictures);
         const imagelib::DeepView& moving = effect.overnext && effect.reveal ? pictures.last : pictures.first;
         const imagelib::DeepView* lying = below(pictures);
-        if (lying == nullptr)
-            clearPicture(out, nothing);
-        else if (lying->data != out.data)
-            copyPicture(*lying, out);
         const auto factor = static_cast<float>(plugin::effectFractionAt(effect.fraction, position));
-        if (effect.driver == plugin::EffectDriver::distort)
-            imagelib::warpDeep(moving, out, *field, factor, nothing);
-        else
-            plugin::tumbleDeep(moving, out, factor, knobs.preview, range, nothing);
+        eachBand([&](const LineBand& band) {
+            if (lying == nullptr)
+                clearLines(out, nothing, band);
+            else if (lying->data != out.data)
+                copyLines(*lying, out, band);
+            if (effect.driver == plugin::EffectDriver::distort)
+                imagelib::warpDeep(moving, out, *field, factor, nothing, band);
+            else
+                plugin::tumbleDeep(moving, out, factor, knobs.preview, range, nothing, band);
+        });
     }
 
-    static void morph(double position, const DeepPictures& pictures, const imagelib::DeepTarget& out,
-                      const plugin::DeepMotion& motion, const kernels::DeepPixel& nothing) {
+    void morph(double position, const DeepPictures& pictures, const imagelib::DeepTarget& out,
+               const plugin::DeepMotion& motion, const kernels::DeepPixel& nothing) const {
         const imagelib::DeepMorph both = {pictures.first, pictures.last, motion.forward.get(),
                                           motion.backward.get()};
-        imagelib::morphDeep(both, out, static_cast<float>(position), static_cast<float>(1 - position),
-                            static_cast<int>(position * 255), nothing);
+        eachBand([&](const LineBand& band) {
+            imagelib::morphDeep(both, out, static_cast<float>(position), static_cast<float>(1 - position),
+                                static_cast<int>(position * 255), nothing, band);
+        });
     }
 };
 
 DeepEffect::DeepEffect(const plugin::EffectRecord& effect, int width, int height, const EffectKnobs& knobs,
-                       const kernels::DeepRange& range) {
+                       const kernels::DeepRange& range, const Threads& threads) {
     const bool countable =
         width > 0 && height > 0 &&
         static_cast<std::int64_t>(width) * height <= std::numeric_limits<std::int32_t>::max();
@@ -118,7 +145,8 @@ DeepEffect::DeepEffect(const plugin::EffectRecord& effect, int width, int height
         throw std::invalid_argument("no picture has " + std::to_string(width) + " x " +
                                     std::to_string(height) + " pixels");
     if (range.white <= range.black) throw std::invalid_argument("white is not above black");
-    impl_.reset(new Impl{effect, width, height, knobs, range, displacementOf(effect, knobs)});
+    impl_.reset(
+        new Impl{effect, width, height, knobs, range, displacementOf(effect, knobs), RowThreads(threads)});
 }
 
 DeepEffect::~DeepEffect() = default;
@@ -162,7 +190,7 @@ void DeepEffect::renderFrame(double position, const DeepPictures& pictures, cons
         case plugin::EffectDriver::morph: {
             const auto own = motion != nullptr ? nullptr : motionBetween(pictures);
             const MorphMotion& used = motion != nullptr ? *motion : *own;
-            return Impl::morph(position, pictures, out, used.fields, impl_->outside(pictures));
+            return impl_->morph(position, pictures, out, used.fields, impl_->outside(pictures));
         }
         case plugin::EffectDriver::none:
             return impl_->renderEnd(!(position < 0.5), pictures, out);

@@ -8,6 +8,7 @@
 
 #include "ImageLib/source/DeepPicture.h"
 #include "effects/EffectKnobs.h"
+#include "effects/Threads.h"
 #include "pluginDistort/v1/Catalogue.h"
 
 namespace tumblewash::effects {
@@ -26,10 +27,10 @@ class MorphMotion;
 /// An effect of one size.
 class DeepEffect {
   public:
-    /// Sizes from 1 x 1 up to 2^31 - 1 pixels. Throws std::invalid_argument for others and for a white that
-    /// is not above black, std::bad_alloc.
+    /// Sizes from 1 x 1 up to 2^31 - 1 pixels; `threads` share the lines of a large picture. Throws
+    /// std::invalid_argument for others and for a white that is not above black, std::bad_alloc.
     DeepEffect(const plugin::EffectRecord& effect, int width, int height, const EffectKnobs& knobs = {},
-               const kernels::DeepRange& range = {});
+               const kernels::DeepRange& range = {}, const Threads& threads = {});
     ~DeepEffect();
     /// What was moved from only takes an assignment or its end.
     DeepEffect(DeepEffect&&) noexcept;

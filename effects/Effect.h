@@ -9,11 +9,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
+#include "ImageLib/source/LineBand.h"
 #include "effects/Alpha.h"
 #include "effects/EffectKnobs.h"
+#include "effects/Threads.h"
 #include "pluginDistort/v1/Catalogue.h"
 #include "pluginDistort/v1/DistortProcess.h"
 
@@ -54,6 +57,9 @@ struct Pictures {
 /// The motion between two pictures, see `Effect::motionBetween`.
 class MorphMotion;
 
+/// What `Threads` asked for.
+class RowThreads;
+
 /// One place of a displacement or motion field, in pixels of a picture: what is shown at (x, y) comes from
 /// (x + dx, y + dy) at full strength.
 struct FieldVector {
@@ -83,8 +89,10 @@ struct VectorField {
 /// anew for each picture; the bytes are the same. Any number of threads may render with one at once.
 class Effect {
   public:
-    /// `effect` is a record of the catalogue. Without memory for the field, every call says so.
-    explicit Effect(const plugin::EffectRecord& effect, const EffectKnobs& knobs = {}) noexcept;
+    /// `effect` is a record of the catalogue; `threads` share the lines of every large picture. Without
+    /// memory for the field, every call says so.
+    explicit Effect(const plugin::EffectRecord& effect, const EffectKnobs& knobs = {},
+                    const Threads& threads = {}) noexcept;
     ~Effect();
     /// What was moved from only takes an assignment or its end.
     Effect(Effect&&) noexcept;
@@ -125,13 +133,19 @@ class Effect {
     /// no plate, and their answer means nothing.
     [[nodiscard]] plugin::Plate plateAt(double position, int width, int height) const noexcept;
 
+    /// Calls `work` with bands that make up the lines of a picture of this size, in the effect's threads
+    /// where it is large enough, and returns when all are done: for what callers do to their own pictures
+    /// before and after. What `work` throws, the first of it, is thrown here.
+    void eachBand(int width, int height, const std::function<void(const imagelib::LineBand&)>& work) const;
+
   private:
-    struct Road;
+    class Road;
     [[nodiscard]] Outcome check(const Pictures& pictures, const Target& target) const noexcept;
 
     const plugin::EffectRecord* record_;
     EffectKnobs knobs_;
     std::unique_ptr<PixRectRW<RGBPixel<float>>> field_;
+    std::unique_ptr<RowThreads> threads_;
     bool complete_ = false;
 };
 

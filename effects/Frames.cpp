@@ -1,6 +1,6 @@
 #include "effects/Frames.h"
 
-#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 
@@ -50,53 +50,65 @@ Frame newFrame(int width, int height) {
     return Frame(static_cast<std::uint8_t*>(memory));
 }
 
-Source::Source(const Picture& picture) : width_(picture.width), height_(picture.height) {
-    if (picture.stride == std::ptrdiff_t{picture.width} * 4)
-        pixels_ = const_cast<std::uint8_t*>(picture.pixels);
-    else
-        copy(picture);
-}
+namespace {
 
-Source Source::weighed(const Picture& picture) {
-    const bool asItIs =
-        picture.alpha == Alpha::premultiplied ||
-        isOpaque({picture.pixels, picture.stride, picture.width, picture.height, Alpha::straight});
-    if (asItIs) return Source(picture);
-    Source made;
-    made.width_ = picture.width;
-    made.height_ = picture.height;
-    made.copy(picture);
-    for (int y = 0; y < picture.height; ++y)
-        changeAlphaRow(made.pixels_ + std::ptrdiff_t{y} * picture.width * 4, picture.width, picture.alpha,
-                       Alpha::premultiplied);
-    return made;
-}
-
-void Source::copy(const Picture& picture) {
+/// A picture's bytes in a frame, from one kind of alpha to another.
+Frame copyOf(const Picture& picture, Alpha wanted, const RowThreads& threads) {
     Frame frame = newFrame(picture.width, picture.height);
-    copyPicture(picture, {frame.get(), std::ptrdiff_t{picture.width} * 4, picture.width, picture.height,
-                          picture.alpha == Alpha::opaque ? Alpha::premultiplied : picture.alpha});
-    own_ = std::move(frame);
-    pixels_ = own_.get();
+    const Target whole{frame.get(), std::ptrdiff_t{picture.width} * 4, picture.width, picture.height, wanted};
+    threads.eachBand(picture.width, picture.height, [&](const imagelib::LineBand& band) {
+        copyPicture(linesOf(picture, band), linesOf(whole, band));
+    });
+    return frame;
 }
 
-std::uint8_t* Source::scratch() {
-    if (own_ == nullptr) {
-        own_ = newFrame(width_, height_);
-        std::memcpy(own_.get(), pixels_, frameBytes(width_, height_));
-        pixels_ = own_.get();
-    }
-    return pixels_;
-}
-
-bool isOpaque(const Picture& picture) noexcept {
-    if (picture.alpha == Alpha::opaque) return true;
+bool opaqueLines(const Picture& picture) noexcept {
     for (int y = 0; y < picture.height; ++y) {
         const std::uint8_t* row = rowOf(picture, y);
         for (int x = 0; x < picture.width; ++x)
             if (row[4 * x] != 255) return false;
     }
     return true;
+}
+
+}  // namespace
+
+Source::Source(const Picture& picture, const RowThreads& threads)
+    : width_(picture.width), height_(picture.height) {
+    if (picture.stride == std::ptrdiff_t{picture.width} * 4) {
+        pixels_ = const_cast<std::uint8_t*>(picture.pixels);
+        return;
+    }
+    own_ = copyOf(picture, picture.alpha == Alpha::opaque ? Alpha::premultiplied : picture.alpha, threads);
+    pixels_ = own_.get();
+}
+
+Source::Source(Frame frame, int width, int height) noexcept
+    : width_(width), height_(height), pixels_(frame.get()), own_(std::move(frame)) {}
+
+Source Source::weighed(const Picture& picture, const RowThreads& threads) {
+    Picture counted = picture;
+    counted.alpha = Alpha::straight;
+    if (picture.alpha == Alpha::premultiplied || isOpaque(counted, threads)) return Source(picture, threads);
+    return Source(copyOf(picture, Alpha::premultiplied, threads), picture.width, picture.height);
+}
+
+std::uint8_t* Source::scratch(const RowThreads& threads) {
+    if (own_ == nullptr) {
+        const Picture same{pixels_, std::ptrdiff_t{width_} * 4, width_, height_, Alpha::straight};
+        own_ = copyOf(same, Alpha::straight, threads);
+        pixels_ = own_.get();
+    }
+    return pixels_;
+}
+
+bool isOpaque(const Picture& picture, const RowThreads& threads) {
+    if (picture.alpha == Alpha::opaque) return true;
+    std::atomic<bool> opaque = true;
+    threads.eachBand(picture.width, picture.height, [&](const imagelib::LineBand& band) {
+        if (opaque && !opaqueLines(linesOf(picture, band))) opaque = false;
+    });
+    return opaque;
 }
 
 void copyPicture(const Picture& from, const Target& to) noexcept {

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "effects/Effect.h"
+#include "effects/RowThreads.h"
 #include "memory/FrameMemory.h"
 
 namespace tumblewash::effects {
@@ -31,27 +32,34 @@ using Frame = std::unique_ptr<std::uint8_t[], FreeFrame>;
 class Source {
   public:
     /// The bytes as they are.
-    explicit Source(const Picture& picture);
+    Source(const Picture& picture, const RowThreads& threads);
+    /// A frame that is there for the purpose.
+    Source(Frame frame, int width, int height) noexcept;
     /// The bytes to work on: colours that carry alpha, and alpha that counts.
-    static Source weighed(const Picture& picture);
+    static Source weighed(const Picture& picture, const RowThreads& threads);
 
     /// To read only, although the library's views over it take it as theirs to write.
     [[nodiscard]] std::uint8_t* pixels() const noexcept { return pixels_; }
     /// The same bytes in memory that may be written.
-    [[nodiscard]] std::uint8_t* scratch();
+    [[nodiscard]] std::uint8_t* scratch(const RowThreads& threads);
 
   private:
-    Source() = default;
-    void copy(const Picture& picture);
-
-    int width_ = 0;
-    int height_ = 0;
+    int width_;
+    int height_;
     std::uint8_t* pixels_ = nullptr;
     Frame own_;
 };
 
+/// The lines of a band of a picture, as a picture.
+template <class Any>
+[[nodiscard]] Any linesOf(Any picture, const imagelib::LineBand& band) noexcept {
+    picture.pixels += band.first * picture.stride;
+    picture.height = band.endIn(picture.height) - band.first;
+    return picture;
+}
+
 /// True when every pixel is opaque.
-[[nodiscard]] bool isOpaque(const Picture& picture) noexcept;
+[[nodiscard]] bool isOpaque(const Picture& picture, const RowThreads& threads);
 
 /// One whole picture into another, from one kind of alpha to another; bytes stay where the kinds are one.
 void copyPicture(const Picture& from, const Target& to) noexcept;
