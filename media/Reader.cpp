@@ -19,14 +19,13 @@ namespace tumblewash::media {
 
 namespace {
 
-// Of large pictures few wait while the next transition frame is rendered, for which both clips have some.
-constexpr size_t kLargeAhead = 2;
-constexpr size_t kLargeDeepAhead = 1;
+// Of large pictures one waits while the next transition frame is rendered, for which both clips have some.
+constexpr size_t kLargeAhead = 1;
 
 size_t mayWaitFor(const ReaderSettings& settings) {
     const size_t usual = static_cast<size_t>(settings.prefetch) + 1;
     if (!isLarge(settings.width, settings.height)) return usual;
-    return std::min(usual, isDeep(settings.layout) ? kLargeDeepAhead : kLargeAhead);
+    return std::min(usual, kLargeAhead);
 }
 
 void checkSettings(const std::string& path, const ReaderSettings& settings) {

@@ -65,7 +65,7 @@ const std::array<SinkKind, 7>& kinds() {
 
 // Pictures and pieces of sound that may wait for the encoder. Small: the wait is what bounds the memory.
 constexpr size_t kQueueDepth = 4;
-constexpr size_t kLargeQueueDepth = 2;
+constexpr size_t kLargeQueueDepth = 1;
 
 using Samples = std::vector<float>;
 struct Sound {
