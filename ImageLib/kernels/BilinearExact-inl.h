@@ -38,9 +38,18 @@ constexpr double kTwoTo52 = 4503599627370496.0;
 template <int Shift>
 HWY_INLINE Doubles channel(Words pixels) {
     const D d;
-    const W w;
-    const auto byte = hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(w, std::uint64_t{255}));
-    return hn::Sub(hn::BitCast(d, hn::Or(byte, hn::BitCast(w, hn::Set(d, kTwoTo52)))), hn::Set(d, kTwoTo52));
+    const hn::Repartition<std::uint8_t, W> b;
+    constexpr std::uint8_t byte = Shift / 8, none = 0x80;
+    alignas(16) static constexpr std::uint8_t pattern[16] = {
+        byte, none, none, none, none, none, none, none, byte + 8, none, none, none, none, none, none, none};
+    const auto value =
+        hn::BitCast(W(), hn::TableLookupBytesOr0(hn::BitCast(b, pixels), hn::LoadDup128(b, pattern)));
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    return hn::ConvertTo(d, value);
+#else
+    return hn::Sub(hn::BitCast(d, hn::Or(value, hn::BitCast(W(), hn::Set(d, kTwoTo52)))),
+                   hn::Set(d, kTwoTo52));
+#endif
 }
 
 /// sum + trunc(weight * value), for a product that is not negative. `sum` carries `kTwoTo52`.
@@ -133,25 +142,45 @@ enum class Fetch { gathers, loads };
 
 /// Two pixels to each lane.
 template <Fetch fetch>
-HWY_INLINE Words fetchPairs(const unsigned char* first, hn::Vec<HalfI> offsets) {
+HWY_INLINE Words fetchPairs(const unsigned char* first, const std::int32_t* offsets) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    if constexpr (fetch == Fetch::gathers) return Words{_mm512_i32gather_epi64(offsets.raw, first, 1)};
+    if constexpr (fetch == Fetch::gathers)
+        return Words{_mm512_i32gather_epi64(hn::LoadU(HalfI(), offsets).raw, first, 1)};
 #endif
-    std::int32_t at[hn::MaxLanes(HalfI())];
-    hn::StoreU(offsets, HalfI(), at);
-    return loadPairs(W(), first, at);
+    return loadPairs(W(), first, offsets);
 }
 
-/// The positions that are listed at `at`.
-template <Fetch fetch>
-HWY_INLINE hn::Vec<HalfF> listed(const float* positions, const std::uint32_t* at) {
-    const HalfF f;
-    if constexpr (fetch == Fetch::gathers)
-        return hn::GatherIndex(f, positions, hn::LoadU(HalfI(), reinterpret_cast<const std::int32_t*>(at)));
-    float found[hn::MaxLanes(HalfF())];
-    for (std::size_t i = 0; i < hn::MaxLanes(f); ++i) found[i] = positions[at[i]];
-    return hn::LoadU(f, found);
+/// The positions that are listed at `at`, loaded one by one and joined two by two: a vector put together in
+/// memory would wait for its stores.
+template <class DF>
+HWY_INLINE hn::Vec<DF> listed(DF f, const float* positions, const std::uint32_t* at) {
+    if constexpr (hn::MaxLanes(DF()) == 1) {
+        return hn::LoadU(f, positions + *at);
+    } else {
+        const hn::Half<DF> half;
+        const auto low = listed(half, positions, at);
+        return hn::Combine(f, listed(half, positions, at + hn::MaxLanes(half)), low);
+    }
 }
+
+/// A vector of listed positions, and where their neighbours lie.
+struct Listed {
+    static constexpr int kLanes = static_cast<int>(hn::MaxLanes(D()));
+    hn::Vec<HalfF> x, y;
+    std::int32_t upper[kLanes], lower[kLanes];
+
+    Listed() = default;
+    HWY_INLINE Listed(const FieldPixels& field, const float* atX, const float* atY, const std::uint32_t* at)
+        : x(listed(HalfF(), atX, at)), y(listed(HalfF(), atY, at)) {
+        const auto offsets = offsetsAt(HalfF(), x, y, static_cast<std::int32_t>(field.pitch));
+        hn::StoreU(offsets.upper, HalfI(), upper);
+        hn::StoreU(offsets.lower, HalfI(), lower);
+    }
+};
+
+/// Listed vectors whose positions are found before the first of them is read: finding them and reading are
+/// long chains of steps, and a processor fills the waits of one with the next only if these are near.
+constexpr int kListedTogether = 4;
 
 /// Reads the pixels listed in `at` (`count` of them, each inside the field and left of its last column),
 /// which has room for a vector more.
@@ -159,24 +188,28 @@ template <Fetch fetch>
 HWY_INLINE void readExactly(const FieldReading& field, const float* atX, const float* atY, std::uint32_t* at,
                             int count) {
     if (count == 0) return;
-    constexpr int lanes = static_cast<int>(hn::MaxLanes(D()));
+    constexpr int lanes = Listed::kLanes;
     const hn::Rebind<std::uint32_t, D> narrow;
-    const HalfF f;
     // A last vector that is not full reads its last position again.
     for (int i = 0; i < lanes; ++i) at[count + i] = at[count - 1];
-    for (int done = 0; done < count; done += lanes) {
-        const auto x = listed<fetch>(atX, at + done);
-        const auto y = listed<fetch>(atY, at + done);
-        const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(field.from.pitch));
-        const Neighbours n = {fetchPairs<fetch>(field.from.first, offsets.upper),
-                              fetchPairs<fetch>(field.from.first, offsets.lower)};
-        const ExactWeights weights = exactWeights(x, y);
-        const Words colours =
-            hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),
-                   mixChannel<24>(n, weights.weight));
-        std::uint32_t pixels[lanes];
-        hn::StoreU(hn::TruncateTo(narrow, hn::Or(colours, mixAlpha(n, weights.right))), narrow, pixels);
-        for (int i = 0; i < lanes; ++i) storePixel(field.out + std::ptrdiff_t{at[done + i]} * 4, pixels[i]);
+    const int vectors = (count + lanes - 1) / lanes;
+    for (int start = 0; start < vectors; start += kListedTogether) {
+        const int some = vectors - start < kListedTogether ? vectors - start : kListedTogether;
+        Listed all[kListedTogether];
+        for (int i = 0; i < some; ++i) all[i] = Listed(field.from, atX, atY, at + (start + i) * lanes);
+        for (int i = 0; i < some; ++i) {
+            const Neighbours n = {fetchPairs<fetch>(field.from.first, all[i].upper),
+                                  fetchPairs<fetch>(field.from.first, all[i].lower)};
+            const ExactWeights weights = exactWeights(all[i].x, all[i].y);
+            const Words colours =
+                hn::Or(hn::Or(mixChannel<8>(n, weights.weight), mixChannel<16>(n, weights.weight)),
+                       mixChannel<24>(n, weights.weight));
+            std::uint32_t pixels[lanes];
+            hn::StoreU(hn::TruncateTo(narrow, hn::Or(colours, mixAlpha(n, weights.right))), narrow, pixels);
+            const std::uint32_t* column = at + (start + i) * lanes;
+            for (int lane = 0; lane < lanes; ++lane)
+                storePixel(field.out + std::ptrdiff_t{column[lane]} * 4, pixels[lane]);
+        }
     }
 }
 

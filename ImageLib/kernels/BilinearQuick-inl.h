@@ -1,7 +1,7 @@
 // BilinearQuick: bilinear mixing with 16-bit weights, on one instruction set, and where it cannot be trusted.
-// Each product is formed with the weight rounded down and with the next weight above it; where both truncate
-// alike the byte is proved (docs/numerics.md, section 11), elsewhere the pixel is reported.
-// Not a row of its own: BilinearRowVector.cpp decides what is read here.
+// Each product is formed with the weight rounded down, to 8 bits behind the point; unless all of these are
+// set its byte is proved (docs/numerics.md, section 11), elsewhere the pixel is reported. Not a row of its
+// own: BilinearRowVector.cpp decides what is read here.
 
 #if defined(TUMBLEWASH_BILINEAR_QUICK) == defined(HWY_TARGET_TOGGLE)
 #ifdef TUMBLEWASH_BILINEAR_QUICK
@@ -68,11 +68,12 @@ HWY_INLINE Cells cellsAt(Floats x, Floats y) {
     return {ix, iy, dx, dy, hn::Ne(dx, hn::Zero(p)), hn::Ne(dy, hn::Zero(p))};
 }
 
-/// Weights as two equal 16-bit numbers to a pixel, in the order of the rule: rounded down, and one above.
+/// Weights as two equal 16-bit numbers to a pixel, in the order of the rule, rounded down.
 struct QuickWeights {
-    Halves low[4], high[4];
+    Halves weight[4];
     hn::Mask<P> whole;  ///< where the position is whole and the weights mean nothing
 
+    QuickWeights() = default;
     HWY_INLINE explicit QuickWeights(const Cells& c);
 };
 
@@ -112,12 +113,14 @@ HWY_INLINE QuickWeights::QuickWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx
     const Pixels onlyX = hn::Min(hn::Sub(c.dx, above), c.dx);
     const Pixels onlyY = hn::Min(hn::Sub(c.dy, above), c.dy);
     const Pixels neither = hn::Sub(both, hn::Add(c.dx, c.dy));
-    low[0] = upperTwice(neither);
-    low[1] = upperTwice(onlyX);
-    low[2] = upperTwice(both);
-    low[3] = upperTwice(onlyY);
-    const auto one = hn::Set(h, std::uint16_t{1});
-    for (int i = 0; i < 4; ++i) high[i] = hn::SaturatedAdd(low[i], one);
+    weight[0] = upperTwice(neither);
+    weight[1] = upperTwice(onlyX);
+    weight[2] = upperTwice(both);
+    weight[3] = upperTwice(onlyY);
+    // A byte c weighed by 255/256 or more, but less than 1, is c - 1, or 0. This is the largest weight whose
+    // products say so and leave no doubt.
+    const auto most = hn::Set(h, std::uint16_t{65279});
+    for (Halves& w : weight) w = hn::Min(w, most);
 }
 
 /// Mixed pixels, and where a truncation is in doubt.
@@ -145,18 +148,44 @@ HWY_INLINE Pixels joined(const Pixels (&n)[4], hn::Mask<P> whole, const Colours&
     return hn::IfVecThenElse(alpha, alphas, hn::IfThenElse(whole, n[0], colours));
 }
 
+/// The products of 16-bit lanes that hold a byte in their upper half and their weights: whole parts above, 8
+/// bits behind the point below.
+HWY_INLINE Halves weighed(Halves colours, Halves weights) {
+    return hn::MulHigh(colours, weights);
+}
+
+/// The same for green; the alphas, which are the other lanes, stay as they are.
+HWY_INLINE Halves weighedGreen(Halves colours, Halves weights) {
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    return Halves{_mm512_mask_mulhi_epu16(colours.raw, 0xAAAAAAAAU, colours.raw, weights.raw)};
+#else
+    return hn::OddEven(hn::MulHigh(colours, weights), colours);
+#endif
+}
+
+// Whole parts and what is behind the point are added and compared byte by byte, neither reaching the other.
 HWY_INLINE Mixed mixWith(const QuickWeights& w, const Pixels (&n)[4]) {
     const P p;
-    Colours low(hn::Zero(p)), high = low;
+    const B b;
+    const auto redAndBlue = hn::Set(p, 0xFF00FF00U);
+    hn::Vec<B> greens, others, last;
     for (int i = 0; i < 4; ++i) {
-        const Colours c(n[i]);
-        low.one = hn::Add(low.one, hn::MulHigh(c.one, w.low[i]));
-        high.one = hn::Add(high.one, hn::MulHigh(c.one, w.high[i]));
-        low.two = hn::Add(low.two, hn::MulHigh(c.two, w.low[i]));
-        high.two = hn::Add(high.two, hn::MulHigh(c.two, w.high[i]));
+        const auto green =
+            hn::BitCast(b, weighedGreen(hn::ShiftLeft<8>(hn::BitCast(H(), n[i])), w.weight[i]));
+        const auto other = hn::BitCast(b, weighed(hn::BitCast(H(), hn::And(n[i], redAndBlue)), w.weight[i]));
+        greens = i == 0 ? green : hn::Add(greens, green);
+        others = i == 0 ? other : hn::Add(others, other);
+        last = i == 0 ? hn::Max(green, other) : hn::Max(last, hn::Max(green, other));
     }
-    const auto differ = hn::Or(hn::Xor(low.one, high.one), hn::Xor(low.two, high.two));
-    return {joined(n, w.whole, low), hn::Ne(hn::BitCast(p, differ), hn::Zero(p))};
+    // A product whose 8 bits behind the point are all set may reach the next whole number.
+    const auto behind = hn::And(hn::BitCast(p, last), hn::Set(p, 0x00FF00FFU));
+    const auto carried = hn::And(hn::Add(behind, hn::Set(p, 0x00010001U)), hn::Set(p, 0x01000100U));
+    const auto alpha = hn::Set(p, 255U);
+    const auto below = hn::BitCast(p, hn::ShiftRight<8>(hn::BitCast(H(), greens)));
+    const auto mixed = hn::IfVecThenElse(redAndBlue, hn::BitCast(p, others), below);
+    const auto colours = hn::IfThenElse(w.whole, hn::IfVecThenElse(alpha, mixed, n[0]), mixed);
+    return {hn::BitCast(p, hn::Add(hn::BitCast(b, colours), hn::BitCast(b, alpha))),
+            hn::Ne(carried, hn::Zero(p))};
 }
 
 /// Weights in 2^-32, rounded down: exact where the fractions have 32 bits together, as those of positions
@@ -165,6 +194,7 @@ struct FineWeights {
     Halves upper[4], lower[4];
     hn::Mask<P> whole;  ///< where the position is whole and the weights mean nothing
 
+    FineWeights() = default;
     HWY_INLINE explicit FineWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(P()))) {
         const P p;
         const hn::Repartition<std::uint64_t, P> wide;
@@ -215,19 +245,22 @@ HWY_INLINE Mixed mixWith(const FineWeights& w, const Pixels (&n)[4]) {
 
 /// The neighbours of a vector of cells, fetched two by two wherever they lie.
 template <Fetch fetch>
-HWY_INLINE void fetchPairwise(const unsigned char* first, const Offsets<F>& offsets, hn::Mask<P> right,
-                              Pixels (&n)[4]) {
+HWY_INLINE void fetchPairwise(const unsigned char* first, const std::int32_t* upper,
+                              const std::int32_t* lower, hn::Mask<P> right, Pixels (&n)[4]) {
     const P p;
-    const HalfI half;
-    const auto pairs = [&](Ints at, Pixels& left, Pixels& next) HWY_ATTR {
-        const auto low = hn::BitCast(p, fetchPairs<fetch>(first, hn::LowerHalf(half, at)));
-        const auto high = hn::BitCast(p, fetchPairs<fetch>(first, hn::UpperHalf(half, at)));
+    const auto pairs = [&](const std::int32_t* at, Pixels& left, Pixels& next) HWY_ATTR {
+        const auto low = hn::BitCast(p, fetchPairs<fetch>(first, at));
+        const auto high = hn::BitCast(p, fetchPairs<fetch>(first, at + hn::MaxLanes(HalfI())));
         left = hn::ConcatEven(p, high, low);
         next = hn::IfThenElse(right, hn::ConcatOdd(p, high, low), left);
     };
-    pairs(offsets.upper, n[0], n[1]);
-    pairs(offsets.lower, n[3], n[2]);
+    pairs(upper, n[0], n[1]);
+    pairs(lower, n[3], n[2]);
 }
+
+/// How the neighbours of a vector of cells lie: in two rows and near each other, in three such rows, or
+/// apart.
+enum class Layout { twoRows, threeRows, apart };
 
 #if HWY_TARGET <= HWY_AVX2 && HWY_ARCH_X86
 
@@ -246,15 +279,15 @@ constexpr int kWindowColumns = 32;
 constexpr int kWindowColumns = 8;
 #endif
 
-/// Places a window over the cells, inside the field; false if they lie too far apart.
-HWY_INLINE bool windowOver(const FieldPixels& field, const Cells& c, const float* atX, const float* atY,
-                           Window& window) {
+/// Places a window over the cells, inside the field, and tells how many of its rows they need.
+HWY_INLINE Layout windowOver(const FieldPixels& field, const Cells& c, const float* atX, const float* atY,
+                             Window& window) {
     constexpr int last = static_cast<int>(hn::MaxLanes(F())) - 1;
     constexpr int most = kWindowColumns == 8 ? 9 : kWindowColumns;
     const I i;
     const P p;
     const int rightmost = field.columns - most;
-    if (rightmost < 0) return false;
+    if (rightmost < 0) return Layout::apart;
     int x = (static_cast<int>(atX[0]) + static_cast<int>(atX[last])) / 2 - kWindowColumns / 2;
     x = x < 0 ? 0 : x;
     x = x > rightmost ? rightmost : x;
@@ -263,7 +296,7 @@ HWY_INLINE bool windowOver(const FieldPixels& field, const Cells& c, const float
     const auto left = hn::BitCast(p, hn::Sub(c.x, hn::Set(i, x)));
     const auto up = hn::BitCast(p, hn::Sub(c.y, hn::Set(i, y)));
     const auto columns = hn::Set(p, static_cast<unsigned>(most - 1));
-    if (!hn::AllTrue(p, hn::And(hn::Lt(left, columns), hn::Lt(up, hn::Set(p, 2U))))) return false;
+    if (!hn::AllTrue(p, hn::And(hn::Lt(left, columns), hn::Lt(up, hn::Set(p, 2U))))) return Layout::apart;
     // Rows below the field are never picked.
     const int under = y + 1 < field.rows ? y + 1 : y;
     const auto column = std::ptrdiff_t{x} * 4;
@@ -276,47 +309,68 @@ HWY_INLINE bool windowOver(const FieldPixels& field, const Cells& c, const float
     window.second = hn::Eq(up, one);
     window.lowerFirst = hn::Eq(lower, hn::Zero(p));
     window.lowerThird = hn::Eq(lower, hn::Set(p, 2U));
+    if (hn::AllFalse(p, window.second)) {
+        if (hn::AllTrue(p, c.below)) return Layout::twoRows;
+        if (hn::AllFalse(p, c.below)) {
+            window.row[1] = window.row[0];
+            return Layout::twoRows;
+        }
+    }
     // A third row that nobody needs would be one more line of memory to wait for.
     const int third = under + static_cast<int>(!hn::AllFalse(p, window.lowerThird));
     window.row[2] = third * field.pitch + column;
-    return true;
+    return Layout::threeRows;
 }
 
-HWY_INLINE void fetchWindow(const unsigned char* first, const Window& window, hn::Mask<P> right,
-                            Pixels (&n)[4]) {
-    const P p;
-    Pixels left[3], next[3];
-    for (int row = 0; row < 3; ++row) {
-        const auto* from = reinterpret_cast<const std::uint32_t*>(first + window.row[row]);
+/// The floors and ceilings of a vector of cells in one row of their window.
+struct RowPixels {
+    Pixels left, next;
+
+    HWY_INLINE RowPixels(const unsigned char* row, const Window& window, hn::Mask<P> right) {
+        const P p;
+        const auto* from = reinterpret_cast<const std::uint32_t*>(row);
 #if HWY_TARGET <= HWY_AVX3
         const auto low = hn::LoadU(p, from), high = hn::LoadU(p, from + 16);
-        left[row] = Pixels{_mm512_permutex2var_epi32(low.raw, window.left.raw, high.raw)};
-        next[row] = Pixels{_mm512_permutex2var_epi32(low.raw, window.next.raw, high.raw)};
+        left = Pixels{_mm512_permutex2var_epi32(low.raw, window.left.raw, high.raw)};
+        next = Pixels{_mm512_permutex2var_epi32(low.raw, window.next.raw, high.raw)};
         (void)right;
 #else
-        left[row] = Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from).raw, window.left.raw)};
-        next[row] = hn::IfThenElse(
-            right, Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from + 1).raw, window.left.raw)},
-            left[row]);
+        left = Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from).raw, window.left.raw)};
+        next = hn::IfThenElse(
+            right, Pixels{_mm256_permutevar8x32_epi32(hn::LoadU(p, from + 1).raw, window.left.raw)}, left);
 #endif
     }
-    const auto lower = [&](const Pixels(&rows)[3]) HWY_ATTR {
-        return hn::IfThenElse(window.lowerThird, rows[2],
-                              hn::IfThenElse(window.lowerFirst, rows[0], rows[1]));
+};
+
+template <Layout layout>
+HWY_INLINE void fetchWindow(const unsigned char* first, const Window& window, hn::Mask<P> right,
+                            Pixels (&n)[4]) {
+    const RowPixels one(first + window.row[0], window, right), two(first + window.row[1], window, right);
+    if constexpr (layout == Layout::twoRows) {
+        n[0] = one.left;
+        n[1] = one.next;
+        n[2] = two.next;
+        n[3] = two.left;
+        return;
+    }
+    const RowPixels three(first + window.row[2], window, right);
+    const auto lower = [&](Pixels a, Pixels b, Pixels c) HWY_ATTR {
+        return hn::IfThenElse(window.lowerThird, c, hn::IfThenElse(window.lowerFirst, a, b));
     };
-    n[0] = hn::IfThenElse(window.second, left[1], left[0]);
-    n[1] = hn::IfThenElse(window.second, next[1], next[0]);
-    n[2] = lower(next);
-    n[3] = lower(left);
+    n[0] = hn::IfThenElse(window.second, two.left, one.left);
+    n[1] = hn::IfThenElse(window.second, two.next, one.next);
+    n[2] = lower(one.next, two.next, three.next);
+    n[3] = lower(one.left, two.left, three.left);
 }
 
 #else
 
 struct Window {};
 
-HWY_INLINE bool windowOver(const FieldPixels&, const Cells&, const float*, const float*, Window&) {
-    return false;
+HWY_INLINE Layout windowOver(const FieldPixels&, const Cells&, const float*, const float*, Window&) {
+    return Layout::apart;
 }
+template <Layout layout>
 HWY_INLINE void fetchWindow(const unsigned char*, const Window&, hn::Mask<P>, Pixels (&)[4]) {}
 
 #endif

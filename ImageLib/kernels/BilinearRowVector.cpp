@@ -118,6 +118,52 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
     }
 }
 
+/// A vector of positions whose neighbours are yet to be fetched and mixed.
+template <class Weights>
+struct Planned {
+    int at;
+    hn::Mask<P> right;
+    Weights weights;
+    Window window;
+    std::int32_t upper[lanes], lower[lanes];  ///< offsets, of neighbours that lie apart
+};
+
+/// Vectors that are planned before the first of them is mixed. Planning is one long chain of steps that wait
+/// for each other; a processor looks too few of them ahead to fill its time with the next vector's.
+constexpr int kPlanned = 8;
+
+/// Plans, by how their neighbours lie: a loop for each way foresees all its branches.
+template <class Weights>
+struct Plans {
+    Planned<Weights> all[kPlanned];
+    int counts[3] = {};
+    int which[3][kPlanned];
+
+    HWY_INLINE void add(Layout layout, int number) {
+        const auto kind = static_cast<std::size_t>(layout);
+        which[kind][counts[kind]++] = number;
+    }
+};
+
+template <Layout layout, int fieldCount, Fetch fetch, class Weights>
+HWY_INLINE void mixPlanned(const FieldReading (&fields)[2], const Plans<Weights>& plans,
+                           Waiting (&waiting)[fieldCount], int (&waitingCount)[fieldCount]) {
+    constexpr auto kind = static_cast<std::size_t>(layout);
+    for (int i = 0; i < plans.counts[kind]; ++i) {
+        const Planned<Weights>& plan = plans.all[plans.which[kind][i]];
+        for (int n = 0; n < fieldCount; ++n) {
+            Pixels neighbours[4];
+            if constexpr (layout == Layout::apart) {
+                fetchPairwise<fetch>(fields[n].from.first, plan.upper, plan.lower, plan.right, neighbours);
+            } else {
+                fetchWindow<layout>(fields[n].from.first, plan.window, plan.right, neighbours);
+            }
+            waitingCount[n] +=
+                mixInto(fields[n], neighbours, plan.weights, plan.at, waiting[n] + waitingCount[n]);
+        }
+    }
+}
+
 /// lanes ... kBatchSize positions. A last vector that would not be full begins earlier and reads some again.
 /// Returns how many pixels were read exactly.
 template <int fieldCount, Fetch fetch, class Weights>
@@ -133,43 +179,45 @@ HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, cons
     const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
     Waiting waiting[fieldCount];
     int waitingCount[fieldCount] = {};
-    for (int next = 0; next < count; next += lanes) {
-        const int at = next < count - lanes ? next : count - lanes;
-        const auto x = hn::LoadU(f, atX + at);
-        const auto y = hn::LoadU(f, atY + at);
-        const auto before = hn::And(hn::Lt(x, lastX), hn::Le(y, lastY));
-        if (HWY_UNLIKELY(!hn::AllTrue(f, hn::And(hn::And(hn::Ge(x, one), hn::Ge(y, one)), before)))) {
-            const auto inside = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)), before);
-            for (int n = 0; n < fieldCount; ++n) {
-                waitingCount[n] += addWaiting(at, hn::RebindMask(p, inside), waiting[n] + waitingCount[n]);
+    for (int start = 0; start < count; start += kPlanned * lanes) {
+        Plans<Weights> plans;
+        int planned = 0;
+        const int end = start + kPlanned * lanes < count ? start + kPlanned * lanes : count;
+        for (int next = start; next < end; next += lanes) {
+            const int at = next < count - lanes ? next : count - lanes;
+            const auto x = hn::LoadU(f, atX + at);
+            const auto y = hn::LoadU(f, atY + at);
+            const auto before = hn::And(hn::Lt(x, lastX), hn::Le(y, lastY));
+            if (HWY_UNLIKELY(!hn::AllTrue(f, hn::And(hn::And(hn::Ge(x, one), hn::Ge(y, one)), before)))) {
+                const auto inside = hn::And(hn::And(hn::Ge(x, zero), hn::Ge(y, zero)), before);
+                for (int n = 0; n < fieldCount; ++n) {
+                    waitingCount[n] +=
+                        addWaiting(at, hn::RebindMask(p, inside), waiting[n] + waitingCount[n]);
+                }
+                std::int32_t isInside[lanes];
+                hn::StoreU(hn::VecFromMask(i, hn::RebindMask(i, inside)), i, isInside);
+                for (int lane = 0; lane < lanes; ++lane) {
+                    if (isInside[lane] == 0) readScalar(fields, fieldCount, atX, atY, at + lane, 1);
+                }
+                continue;
             }
-            std::int32_t isInside[lanes];
-            hn::StoreU(hn::VecFromMask(i, hn::RebindMask(i, inside)), i, isInside);
-            for (int lane = 0; lane < lanes; ++lane) {
-                if (isInside[lane] == 0) readScalar(fields, fieldCount, atX, atY, at + lane, 1);
-            }
-            continue;
-        }
-        const Cells cells = cellsAt(x, y);
-        const Weights weights(cells);
-        if (next % kAnnouncedColumns == 0) {
-            announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
-        }
-        Window window;
-        if (HWY_LIKELY(windowOver(smallest, cells, atX + at, atY + at, window))) {
-            for (int n = 0; n < fieldCount; ++n) {
-                Pixels neighbours[4];
-                fetchWindow(fields[n].from.first, window, cells.right, neighbours);
-                waitingCount[n] += mixInto(fields[n], neighbours, weights, at, waiting[n] + waitingCount[n]);
-            }
-        } else {
+            const Cells cells = cellsAt(x, y);
+            if (next % kAnnouncedColumns == 0)
+                announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
+            Planned<Weights>& plan = plans.all[planned];
+            plan.at = at;
+            plan.right = cells.right;
+            plan.weights = Weights(cells);
+            const Layout layout = windowOver(smallest, cells, atX + at, atY + at, plan.window);
+            plans.add(layout, planned++);
+            if (layout != Layout::apart) continue;
             const auto offsets = offsetsAt(f, x, y, static_cast<std::int32_t>(smallest.pitch));
-            for (int n = 0; n < fieldCount; ++n) {
-                Pixels neighbours[4];
-                fetchPairwise<fetch>(fields[n].from.first, offsets, cells.right, neighbours);
-                waitingCount[n] += mixInto(fields[n], neighbours, weights, at, waiting[n] + waitingCount[n]);
-            }
+            hn::StoreU(offsets.upper, I(), plan.upper);
+            hn::StoreU(offsets.lower, I(), plan.lower);
         }
+        mixPlanned<Layout::twoRows, fieldCount, fetch>(fields, plans, waiting, waitingCount);
+        mixPlanned<Layout::threeRows, fieldCount, fetch>(fields, plans, waiting, waitingCount);
+        mixPlanned<Layout::apart, fieldCount, fetch>(fields, plans, waiting, waitingCount);
     }
     int all = 0;
     for (int n = 0; n < fieldCount; ++n) {
