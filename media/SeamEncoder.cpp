@@ -36,8 +36,7 @@ int knownLevel(int level) {
     return next == kLevels.end() ? 62 : *next;
 }
 
-/// Order, entropy coding and, of small pictures, references as the first clip has them, and the highest level
-/// and profile of all.
+/// References, order and entropy coding as the first clip has them, and the highest level and profile of all.
 void matchAvc(const CopyPlan& plan, AVCodecContext& codec) {
     int profile = 0;
     int level = 0;
@@ -62,13 +61,11 @@ void matchAvc(const CopyPlan& plan, AVCodecContext& codec) {
                                              : "high",
                              0));
     const bool cabac = profile != 66 && sets->pps.begin()->second.cabac;
-    std::string more = "keyint=infinite:open-gop=0:level=" + std::to_string(knownLevel(level)) +
-                       ":bframes=" + std::to_string(ordered ? 3 : 0) + ":cabac=" + (cabac ? "1" : "0");
-    // Each reference of a large picture is twelve megabytes; a decoder minds neither fewer nor more of them.
-    if (!isLarge(codec.width, codec.height))
-        more += ":ref=" + std::to_string(std::clamp(sps.references, 1, 16)) +
-                ":b-pyramid=" + (reorder > 1 ? "normal" : "none");
-    addParameters(codec, "x264-params", more);
+    addParameters(codec, "x264-params",
+                  "keyint=infinite:open-gop=0:level=" + std::to_string(knownLevel(level)) +
+                      ":ref=" + std::to_string(std::clamp(sps.references, 1, 16)) +
+                      ":bframes=" + std::to_string(ordered ? 3 : 0) +
+                      ":b-pyramid=" + (reorder > 1 ? "normal" : "none") + ":cabac=" + (cabac ? "1" : "0"));
 }
 
 /// Whole groups alone, and no sets but those of the header. Its levels and limits are the track's.
