@@ -31,6 +31,8 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
     const int err = ::open(err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
+    // Tests that a shell runs in the background ignore these, and programs go on to.
+    for (const int number : {SIGINT, SIGHUP}) std::signal(number, SIG_DFL);
     ::execv(argv[0], argv.data());
     ::_exit(127);
 }

@@ -127,6 +127,10 @@ def ignored(output, arguments):
         check(readable(output), "the movie is not whole")
 
 
+# Tests that a shell runs in the background ignore these, and programs go on to.
+for handed_down in (signal.SIGINT, signal.SIGHUP):
+    signal.signal(handed_down, signal.SIG_DFL)
+
 with Workshop() as folder:
     output = folder / "out.mp4"
     arguments = join(output, seconds=3, size="320x240")
