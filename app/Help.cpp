@@ -98,7 +98,9 @@ std::string codecLines() {
             codecs += fmt::format("; with --alpha {}", media::factsOf(id).word);
         out += fmt::format("  {:6} {}\n", kind.ending, codecs);
     }
-    return out + "  The first codec of a line is the default; for 10 bits it is hevc, or vp9 in .webm.\n";
+    return out +
+           "  The first codec of a line is the default; for 10 bits it is hevc, or vp9 in .webm; .avi holds "
+           "8.\n";
 }
 
 std::string roff(const std::string& text) {

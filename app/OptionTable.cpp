@@ -175,7 +175,7 @@ void storePart(Options& o, const std::string& text) {
 
 void storeFormat(Options& o, const std::string& text) {
     static constexpr edit::Word<const char*> kWords[] = {
-        {"mp4", "mp4"}, {"mov", "mov"}, {"mkv", "mkv"}, {"webm", "webm"}};
+        {"mp4", "mp4"}, {"mov", "mov"}, {"mkv", "mkv"}, {"webm", "webm"}, {"avi", "avi"}};
     o.format = parseWord<const char*>(text, kWords, "--format");
 }
 
@@ -212,7 +212,7 @@ constexpr const char* kRunGroup = "Running";
 
 const OptionRow kOptions[] = {
     {"--output", "-o", "FILE", ValueKind::File, "", kOutputGroup,
-     "the output: .mp4, .mov, .mkv, .webm, a %05d.png sequence, md5:, md5:FILE or null:; a .png for "
+     "the output: .mp4, .mov, .mkv, .webm, .avi, a %05d.png sequence, md5:, md5:FILE or null:; a .png for "
      "pictures; an .edit.json, .plan.json, .otio, .edl or .ffconcat for plan; a folder for a part",
      kRenders | kPlan | kScript | kMerge | kSubmit, [](Options& o, const std::string& v) { o.output = v; }},
     {"--force", "-f", "", ValueKind::None, "", kOutputGroup, "replace an existing output",
@@ -306,8 +306,9 @@ const OptionRow kOptions[] = {
      "leave sound peaks as they are instead of limiting them to -1 dBTP", kEdits,
      [](Options& o, const std::string&) { o.limiter = false; }},
     {"--crf", "", "N", ValueKind::Text, "", kOutputGroup,
-     "quality of the picture, lower is better: 0 to 51 (H.264, HEVC), 0 to 63 (VP9, AV1)", kEdits,
-     [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
+     "quality of the picture, lower is better: 0 to 51 (H.264, HEVC), 0 to 63 (VP9, AV1), 0 to 31 "
+     "(Motion JPEG)",
+     kEdits, [](Options& o, const std::string& v) { o.crf = parseInteger(v, 0, 63, "--crf"); }},
     {"--preset", "", "NAME", ValueKind::Choice,
      "ultrafast,superfast,veryfast,faster,fast,medium,slow,slower,veryslow", kOutputGroup,
      "encoder speed; faster presets make larger files", kEdits, storePreset},
@@ -337,7 +338,7 @@ const OptionRow kOptions[] = {
     {"--split-seams", "", "", ValueKind::None, "", kOutputGroup,
      "allow the movie to be split inside a transition", kPlan,
      [](Options& o, const std::string&) { o.partWishes.splitSeams = true; }},
-    {"--format", "", "NAME", ValueKind::Choice, "mp4,mov,mkv,webm", kOutputGroup,
+    {"--format", "", "NAME", ValueKind::Choice, "mp4,mov,mkv,webm,avi", kOutputGroup,
      "file type of the movie that the parts are for (default mp4)", kPlan, storeFormat},
     {"--part", "", "K", ValueKind::Text, "", kOutputGroup,
      "render only this part of a plan, 1 or more or sound, into the folder given by -o", kRender, storePart},
@@ -371,7 +372,7 @@ const OptionRow kOptions[] = {
     {"--unsafe-paths", "", "", ValueKind::None, "", kRunGroup,
      "allow an .ffconcat to name files outside its folder", kDocuments,
      [](Options& o, const std::string&) { o.exchange.unsafePaths = true; }},
-    {"--codec", "", "NAME", ValueKind::Choice, "h264,hevc,vp9,av1,prores,ffv1", kOutputGroup,
+    {"--codec", "", "NAME", ValueKind::Choice, "h264,hevc,vp9,av1,prores,ffv1,mjpeg", kOutputGroup,
      "picture codec of a movie (default depends on the file type)", kEdits, storeCodec},
     {"--depth", "", "BITS", ValueKind::Choice, "8,10", kOutputGroup,
      "bits per colour of a movie (default 8; 10 if HDR is kept)", kEdits, storeDepth},

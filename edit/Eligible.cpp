@@ -175,10 +175,28 @@ NoCopies conflictOf(const std::string& output, const std::optional<Codec>& asked
     return {};
 }
 
+/// True when a file without colour tags is taken for what the clip is.
+bool hasUsualColours(const PacketIndex& clip) {
+    const media::ClipColour& colour = clip.info().colour;
+    return colour.primaries == media::Primaries::bt709 && !colour.hdr() && !colour.unknownTransfer;
+}
+
+/// "bt2020", "bt709 (log100)": primaries, and a curve that is not the usual one.
+std::string tagWords(const media::ClipColour& colour) {
+    return colour.unknownTransfer || colour.hdr()
+               ? fmt::format("{} ({})", colourName(colour.primariesName), colourName(colour.transferName))
+               : colourName(colour.primariesName);
+}
+
 /// What a clip has to have as the movie shall have it, which is as the edit asks for it or as its clips
 /// suggest.
-NoCopies conflictOf(const EditOutput& asked, const MovieRequest& request, const PacketIndex& clip) {
+NoCopies conflictOf(const EditOutput& asked, const std::string& output, const MovieRequest& request,
+                    const PacketIndex& clip) {
     const TrackFacts& facts = clip.facts();
+    const media::MovieKind* const kind = movieKindOf(output);
+    if (kind != nullptr && !kind->colourTags && !hasUsualColours(clip))
+        return {fmt::format("{} is {}, and {} files have no colour tags: copies would show in other colours",
+                            nameOf(clip), tagWords(clip.info().colour), kind->ending)};
     if (facts.width != request.size.width || facts.height != request.size.height)
         return {fmt::format("{} is {}x{} and the result {}: its pictures would have to be scaled",
                             nameOf(clip), facts.width, facts.height, describe(request.size)),
@@ -212,8 +230,8 @@ EditOutput outputOf(const Edit& edit, const RenderSettings& settings) {
 
 std::string whyNotAsked(const Edit& edit, const RenderSettings& settings, CopyBodies bodies) {
     if (!settings.output.empty() && movieKindOf(settings.output) == nullptr)
-        return fmt::format("{} is not a movie: copies go into .mp4, .mov, .mkv and .webm",
-                           media::quotedName(settings.output));
+        return fmt::format("{} is not a movie: copies go into {}", media::quotedName(settings.output),
+                           media::movieEndings("and"));
     const EditOutput asked = outputOf(edit, settings);
     if (asked.colour.alpha) return "--alpha keeps transparency, which no copied codec holds";
     for (const EditClip& clip : edit.clips) {
@@ -266,7 +284,7 @@ NoCopies whyNotCopied(const Edit& edit, const RenderSettings& settings, const Mo
         if (std::string why = differenceOf(*clips.front(), *clip); !why.empty()) return {std::move(why)};
     const EditOutput asked = outputOf(edit, settings);
     for (std::size_t i = 0; i < clips.size(); ++i) {
-        if (NoCopies no = conflictOf(asked, request, *clips[i]); !no.why.empty()) return no;
+        if (NoCopies no = conflictOf(asked, settings.output, request, *clips[i]); !no.why.empty()) return no;
         const Clip& clip = request.clips[i];
         if (clip.in() + clip.frames() > clips[i]->pictures())
             return {fmt::format("{} shows {} frames and holds packets for {}", nameOf(*clips[i]),

@@ -27,6 +27,7 @@ using host::PluginModule;
 using media::checkTarget;
 using media::Codec;
 using media::codecFor;
+using media::ColourMatrix;
 using media::ColourPlan;
 using media::ColourWishes;
 using media::factsOf;
@@ -199,6 +200,7 @@ MovieColour colourAsked(const ColourWishes& wishes, const std::string& output) {
     MovieColour out;
     out.depth = wishes.depth.value_or(factsOf(*wishes.codec).eight ? 8 : 10);
     out.codec = codecFor(output, wishes.codec, out.depth);
+    if (factsOf(out.codec).bt601) out.matrix = ColourMatrix::bt601;
     return out;
 }
 
@@ -353,6 +355,7 @@ MovieRequest prepareMovie(const Edit& edit, const RenderSettings& settings) {
     writer.comment = edit.comment.value_or("");
     if (edit.chapters) writer.chapters = chaptersOf(edit, request.plan, request.first, request.end);
     writer.pictures = request.end - request.first;
+    checkWriter(settings, writer);
     checkOutputs(settings, inputs, request.end - request.first);
     settleCopies(edit, settings, copyWish, request);
     // What is planned anew has measured its sound.

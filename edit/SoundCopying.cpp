@@ -29,7 +29,8 @@ std::optional<Lossless> losslessOf(const media::MediaInfo& clip) {
 }
 
 bool holds(const std::string& output, SoundCodec codec) {
-    return output.ends_with(".mkv") || (codec == SoundCodec::pcm && output.ends_with(".mov"));
+    return output.ends_with(".mkv") ||
+           (codec == SoundCodec::pcm && (output.ends_with(".mov") || output.ends_with(".avi")));
 }
 
 /// The coding that keeps every clip's sound as it is; nothing where one of them has another, or is resampled

@@ -23,14 +23,14 @@ std::string wordsOf(const std::vector<Codec>& codecs) {
 const std::vector<CodecFacts>& codecTable() {
     // Ten bits of H.264 hardly play anywhere without a program of its own for it: HEVC takes their place.
     static const std::vector<CodecFacts> table{
-        {Codec::h264, "h264", "H.264", "libx264", true, false, false, false, 51, 20},
-        {Codec::hevc, "hevc", "HEVC", "libx265", true, true, false, false, 51, 22},
-        {Codec::vp9, "vp9", "VP9", "libvpx-vp9", true, true, true, false, 63, 31},
-        {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, false, 63, 30},
-        {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, true, -1, -1},
-        {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, true, -1, -1},
-        {Codec::mjpeg, "mjpeg", "Motion JPEG", "mjpeg", true, false, false, false, -1, -1, true},
-        {Codec::dnxhr, "dnxhr", "DNxHR", "dnxhd", true, true, false, false, -1, -1, true},
+        {Codec::h264, "h264", "H.264", "libx264", true, false, false, false, 51, 20, true},
+        {Codec::hevc, "hevc", "HEVC", "libx265", true, true, false, false, 51, 22, true},
+        {Codec::vp9, "vp9", "VP9", "libvpx-vp9", true, true, true, false, 63, 31, true},
+        {Codec::av1, "av1", "AV1", "libsvtav1", true, true, false, false, 63, 30, true},
+        {Codec::prores, "prores", "ProRes", "prores_ks", false, true, true, true, -1, -1, false},
+        {Codec::ffv1, "ffv1", "FFV1 (lossless)", "ffv1", true, true, true, true, -1, -1, false},
+        {Codec::mjpeg, "mjpeg", "Motion JPEG", "mjpeg", true, false, false, false, 31, 3, false, false, true},
+        {Codec::dnxhr, "dnxhr", "DNxHR", "dnxhd", true, true, false, false, -1, -1, false, true},
     };
     return table;
 }
@@ -51,17 +51,20 @@ const std::vector<MovieKind>& movieKinds() {
         {".mp4", "mp4", {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9}, Codec::hevc, {}, {}},
         {".mov",
          "mov",
-         {Codec::h264, Codec::hevc, Codec::prores},
+         {Codec::h264, Codec::hevc, Codec::prores, Codec::mjpeg},
          Codec::hevc,
          {Codec::prores},
-         {Codec::mjpeg, Codec::dnxhr}},
+         {Codec::dnxhr}},
         {".mkv",
          "matroska",
-         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1},
+         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1, Codec::mjpeg},
          Codec::hevc,
          {Codec::ffv1},
-         {Codec::mjpeg, Codec::dnxhr}},
+         {Codec::dnxhr}},
         {".webm", "webm", {Codec::vp9, Codec::av1}, Codec::vp9, {Codec::vp9}, {}},
+        // Its times are places of whole pictures, in the order in which they are shown: codecs that store
+        // them in another order, and those whose marks are QuickTime's, stay out.
+        {".avi", "avi", {Codec::mjpeg}, {}, {}, {}, false, false},
     };
     return kinds;
 }
@@ -74,23 +77,37 @@ const MovieKind* movieKindOf(const std::string& output) {
     return nullptr;
 }
 
+std::string movieEndings(const char* last, bool tenBits) {
+    std::vector<std::string> all;
+    for (const MovieKind& kind : movieKinds())
+        if (!tenBits || kind.deepCodec) all.emplace_back(kind.ending);
+    std::string out = all.front();
+    for (size_t i = 1; i < all.size(); ++i)
+        out.append(i + 1 < all.size() ? ", " : std::string(" ") + last + " ").append(all[i]);
+    return out;
+}
+
 Codec codecFor(const std::string& output, std::optional<Codec> wanted, int depth) {
     const MovieKind* kind = movieKindOf(output);
     const auto refuse = [&](const std::string& why) {
         throw MediaError(MediaErrorCode::badRequest, output, why);
     };
-    if (kind == nullptr) refuse("--codec is for movies: .mp4, .mov, .mkv and .webm");
+    if (kind == nullptr) refuse("--codec is for movies: " + movieEndings("and"));
+    const std::string otherKind = "choose " + movieEndings("or", true) + " for 10";
     if (!wanted) {
         const CodecFacts& first = factsOf(kind->codecs.front());
-        return (depth > 8 ? first.ten : first.eight) ? first.id : kind->deepCodec;
+        if (depth > 8 ? first.ten : first.eight) return first.id;
+        if (!kind->deepCodec) refuse(std::string(kind->ending) + " files hold 8 bits here; " + otherKind);
+        return *kind->deepCodec;
     }
     const CodecFacts& facts = factsOf(*wanted);
     if (!has(kind->codecs, *wanted))
         refuse(std::string(facts.name) + " does not go into " + kind->ending + " files; they take " +
                wordsOf(kind->codecs) + ", and " + facts.word + " goes into " + endingsOf(*wanted));
     if (depth > 8 && !facts.ten)
-        refuse(std::string(facts.name) + " holds 8 bits here; use --codec " + factsOf(kind->deepCodec).word +
-               " for 10");
+        refuse(std::string(facts.name) + " holds 8 bits here; " +
+               (kind->deepCodec ? std::string("use --codec ") + factsOf(*kind->deepCodec).word + " for 10"
+                                : otherKind));
     if (depth <= 8 && !facts.eight)
         refuse(std::string(facts.name) + " holds 10 bits; leave out --depth 8 or choose another --codec");
     return *wanted;
@@ -98,7 +115,7 @@ Codec codecFor(const std::string& output, std::optional<Codec> wanted, int depth
 
 bool carriesTenBits(const std::string& output, std::optional<Codec> wanted) {
     const MovieKind* kind = movieKindOf(output);
-    return kind != nullptr && (!wanted || factsOf(*wanted).ten);
+    return kind != nullptr && kind->deepCodec && (!wanted || factsOf(*wanted).ten);
 }
 
 bool holdsCopies(const MovieKind& kind, Codec codec) {

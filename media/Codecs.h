@@ -25,17 +25,21 @@ struct CodecFacts {
     bool tenAlpha;        ///< with 10 bits a component too
     int worstCrf;         ///< --crf goes from 0 to this; -1: it has no such scale
     int usualCrf;         ///< where none is asked for
+    bool presets;         ///< its encoder can take more time for better or smaller pictures
     bool beside = false;  ///< never asked for: its pictures are made beside those that are copied from clips
+    bool bt601 = false;   ///< decoders take its pictures for BT.601, whatever the file says
 };
 
 /// One kind of movie file.
 struct MovieKind {
-    const char* ending;         ///< ".mp4"
-    const char* muxer;          ///< the library's
-    std::vector<Codec> codecs;  ///< the first one is used unless another is asked for, or needed
-    Codec deepCodec;            ///< used for 10 bits unless another is asked for
-    std::vector<Codec> alpha;   ///< those that hold transparency in this kind of file
-    std::vector<Codec> beside;  ///< more that clips' packets may have
+    const char* ending;              ///< ".mp4"
+    const char* muxer;               ///< the library's
+    std::vector<Codec> codecs;       ///< the first one is used unless another is asked for, or needed
+    std::optional<Codec> deepCodec;  ///< used for 10 bits unless another is asked for; none: it holds 8
+    std::vector<Codec> alpha;        ///< those that hold transparency in this kind of file
+    std::vector<Codec> beside;       ///< more that clips' packets may have
+    bool colourTags = true;          ///< it can say which colours its pictures have
+    bool chapters = true;            ///< it can hold chapters
 };
 
 const std::vector<CodecFacts>& codecTable();
@@ -43,6 +47,9 @@ const CodecFacts& factsOf(Codec codec);
 const std::vector<MovieKind>& movieKinds();
 /// The kind of file that `output` names by its ending; null when it is no movie.
 const MovieKind* movieKindOf(const std::string& output);
+/// ".mp4, .mov and .webm": the endings of all kinds, or of those that hold 10 bits, the last one after
+/// `last`.
+std::string movieEndings(const char* last, bool tenBits = false);
 
 /// The codec for `output`, a movie: the one asked for, else the usual one for this depth. Throws MediaError
 /// (badRequest) that says what goes into such files when the choice does not.

@@ -40,11 +40,11 @@ class Planner {
         MovieColour& movie = out_.movie;
         movie.transfer = settleTransfer();
         movie.depth = settleDepth();
-        movie.matrix = settleMatrix(width, height);
         if (const CodecFacts* facts = alphaCodec())
             movie.codec = facts->id;
         else if (isMovie())
             movie.codec = codecFor(output_, wishes_.codec, movie.depth);
+        movie.matrix = settleMatrix(width, height);
         if (movie.transfer != Transfer::sdr) settleLight();
         for (const MediaInfo& clip : clips_) tell(clip);
         return std::move(out_);
@@ -64,7 +64,8 @@ class Planner {
     /// True when the movie has 8 bits by choice.
     bool mayTakeTen() const {
         const CodecFacts* facts = alphaCodec();
-        return isMovie() && out_.movie.depth == 8 && (facts == nullptr || facts->tenAlpha);
+        return isMovie() && movieKindOf(output_)->deepCodec && out_.movie.depth == 8 &&
+               (facts == nullptr || facts->tenAlpha);
     }
 
     void checkWishes() const {
@@ -111,9 +112,10 @@ class Planner {
     }
 
     /// That of the first clip that has one which the movie may have: it then passes as it is, with what lies
-    /// beyond its white. HDR that is toned down makes a movie of BT.709 throughout.
+    /// beyond its white. HDR that is toned down makes a movie of BT.709 throughout. Some codecs have but one.
     ColourMatrix settleMatrix(int width, int height) const {
         if (out_.movie.transfer != Transfer::sdr) return ColourMatrix::bt2020;
+        if (isMovie() && factsOf(out_.movie.codec).bt601) return ColourMatrix::bt601;
         if (firstHdr(clips_) != nullptr) return ColourMatrix::bt709;
         for (const MediaInfo& clip : clips_)
             if (clip.kind == MediaKind::clip && clip.colour.chroma != "RGB" && !clip.colour.hdr() &&

@@ -46,6 +46,7 @@ constexpr std::array kContainers{
     Container{".mov", "mov", "aac", 192'000, true},
     Container{".mkv", "matroska", "aac", 192'000, false},
     Container{".webm", "webm", "libopus", 128'000, false},
+    Container{".avi", "avi", "pcm_s16le", 0, false},
 };
 
 const Container& containerOf(const std::string& output) {
@@ -509,6 +510,8 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
         refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
                std::to_string(settings.height) + "; round the size");
     checkVideo(output, settings);
+    if (!settings.chapters.empty() && !movieKindOf(output)->chapters)
+        refuse(std::string(container.ending) + " files hold no chapters; leave out --chapters");
     constexpr std::array opusRates{8000, 12000, 16000, 24000, 48000};
     constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
                                   24000, 22050, 16000, 12000, 11025, 8000};

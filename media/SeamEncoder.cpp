@@ -17,6 +17,7 @@ namespace {
 
 // Beside a picture that was not encoded again, a worse one shows.
 constexpr int kSeamCrf = 18;
+constexpr int kSeamCrfOfMjpeg = 2;
 
 void addParameters(AVCodecContext& codec, const char* option, const std::string& more) {
     uint8_t* raw = nullptr;
@@ -77,15 +78,6 @@ void matchHevc(AVCodecContext& codec) {
 void matchProres(const CopyPlan& plan, AVCodecContext& codec) {
     const int profile = plan.clips.front()->facts().profile;
     if (profile >= 0) throwIfNoRoom(av_opt_set_int(codec.priv_data, "profile", profile, 0));
-}
-
-/// Motion JPEG has no scale of qualities but that of its tables. One thread: slices of several would mark
-/// their ends.
-void matchMjpeg(AVCodecContext& codec) {
-    constexpr int kTables = 2;
-    codec.flags |= AV_CODEC_FLAG_QSCALE;
-    codec.global_quality = kTables * FF_QP2LAMBDA;
-    codec.thread_count = 1;
 }
 
 /// A kind of DNxHD or DNxHR as its packets number it, SMPTE ST 2019-1, and how the encoder is told to write
@@ -220,16 +212,15 @@ void tagAs(const TrackFacts& facts, AVCodecContext& codec) {
 
 CodecPtr openSeamEncoder(const std::string& output, const WriterSettings& settings, const CopyPlan& plan) {
     WriterSettings wanted = settings;
-    if (wanted.crf < 0) wanted.crf = kSeamCrf;
-    CodecPtr codec = makeVideoEncoder(output, wanted, true);
     const PacketIndex& first = *plan.clips.front();
+    if (wanted.crf < 0) wanted.crf = first.facts().codec == Codec::mjpeg ? kSeamCrfOfMjpeg : kSeamCrf;
+    CodecPtr codec = makeVideoEncoder(output, wanted, true);
     tagAs(first.facts(), *codec);
     codec->pix_fmt = seamFormat(first.facts());
     const auto kind = first.facts().codec;
     if (kind == Codec::h264) matchAvc(plan, *codec);
     if (kind == Codec::hevc) matchHevc(*codec);
     if (kind == Codec::prores) matchProres(plan, *codec);
-    if (kind == Codec::mjpeg) matchMjpeg(*codec);
     if (kind == Codec::dnxhr) matchDnxhr(first, *codec);
     if (kind == Codec::ffv1)
         if (const auto coding = ffv1CodingOf(first)) setFfv1(*coding, *codec);

@@ -29,7 +29,8 @@ constexpr double kAhead = 2;
 
 AVCodecID codecOf(const std::string& output) {
     const MovieKind* kind = movieKindOf(output);
-    if (kind == nullptr) return AV_CODEC_ID_NONE;
+    // AVI counts no samples that decoders are to leave out.
+    if (kind == nullptr || std::string_view(kind->muxer) == "avi") return AV_CODEC_ID_NONE;
     return std::string_view(kind->muxer) == "webm" ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC;
 }
 

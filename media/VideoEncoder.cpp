@@ -62,6 +62,15 @@ AVPixelFormat formatOf(const MovieColour& colour) {
 }
 
 void tagColours(const WriterSettings& settings, const MovieColour& colour, AVCodecContext& codec) {
+    if (colour.codec == Codec::mjpeg) {
+        // JFIF's colours. BT.709's primaries are those of sRGB, and its curve is BT.601's.
+        codec.color_range = AVCOL_RANGE_JPEG;
+        codec.chroma_sample_location = AVCHROMA_LOC_CENTER;
+        codec.colorspace = AVCOL_SPC_BT470BG;
+        codec.color_primaries = AVCOL_PRI_BT709;
+        codec.color_trc = AVCOL_TRC_BT709;
+        return;
+    }
     codec.color_range = AVCOL_RANGE_MPEG;
     codec.chroma_sample_location = colour.chromaTopLeft ? AVCHROMA_LOC_TOPLEFT : AVCHROMA_LOC_LEFT;
     if (colour.transfer != Transfer::sdr) {
@@ -181,6 +190,15 @@ void setFfv1(AVCodecContext& codec) {
     throwIfNoRoom(av_opt_set_int(codec.priv_data, "slicecrc", 1, 0));
 }
 
+/// Its quality is the size of the steps of its tables, 1 to 31. One thread: slices of several would mark
+/// their ends, and the bytes would depend on their number.
+void setMjpeg(const WriterSettings& settings, AVCodecContext& codec) {
+    codec.flags |= AV_CODEC_FLAG_QSCALE;
+    codec.qmin = 1;
+    codec.global_quality = std::max(1, crfOf(settings, factsOf(Codec::mjpeg))) * FF_QP2LAMBDA;
+    codec.thread_count = 1;
+}
+
 /// What the encoders want besides, to keep transparency.
 void setAlpha(const WriterSettings& settings, AVCodecContext& codec) {
     if (codec.pix_fmt == AV_PIX_FMT_YUVA420P) {
@@ -200,8 +218,13 @@ void setAlpha(const WriterSettings& settings, AVCodecContext& codec) {
     }
 }
 
+[[noreturn]] void refusePreset(const std::string& output, const std::string& codec) {
+    throw MediaError(MediaErrorCode::badRequest, output, codec + " has no presets; leave out --preset");
+}
+
 void checkAlpha(const std::string& output, const WriterSettings& settings) {
     const AlphaEncoder& encoder = alphaEncoderFor(output);
+    if (!settings.preset.empty() && !encoder.crf) refusePreset(output, encoder.name);
     const auto refuse = [&](const std::string& why) {
         throw MediaError(MediaErrorCode::badRequest, output, why);
     };
@@ -230,6 +253,7 @@ void setCodec(const WriterSettings& settings, const Preset& preset, const MovieC
         case Codec::ffv1:
             return setFfv1(codec);
         case Codec::mjpeg:
+            return setMjpeg(settings, codec);
         case Codec::dnxhr:
             // Only written beside copied pictures, and then like them.
             return;
@@ -348,8 +372,10 @@ int usualEncoderThreads() {
 MovieColour movieColourOf(const std::string& output, const WriterSettings& settings) {
     if (settings.colour) return *settings.colour;
     MovieColour out;
-    out.matrix = settings.matrix.value_or(colourMatrixFor(settings.width, settings.height));
     out.codec = codecFor(output, {}, 8);
+    out.matrix = factsOf(out.codec).bt601
+                     ? ColourMatrix::bt601
+                     : settings.matrix.value_or(colourMatrixFor(settings.width, settings.height));
     return out;
 }
 
@@ -365,6 +391,9 @@ void checkVideo(const std::string& output, const WriterSettings& settings) {
         refuse(std::string(facts.name) + " has one quality; leave out --crf");
     if (settings.crf > facts.worstCrf)
         refuse("--crf goes from 0 to " + std::to_string(facts.worstCrf) + " here");
+    if (!settings.preset.empty() && !facts.presets && !settings.keepAlpha) refusePreset(output, facts.name);
+    if (facts.bt601 && colour.matrix != ColourMatrix::bt601)
+        refuse(std::string(facts.name) + " has colours of BT.601");
     if (settings.fields != FieldOrder::progressive && colour.codec != Codec::h264)
         refuse(std::string(facts.name) + " has no interlaced pictures here");
     presetOf(output, settings.preset);
@@ -393,7 +422,7 @@ CodecPtr makeVideoEncoder(const std::string& output, const WriterSettings& setti
     codec.thread_count = settings.threads > 0 ? settings.threads : usualEncoderThreads();
     tagColours(settings, colour, codec);
     const Preset& preset = presetOf(output, settings.preset);
-    if (facts.worstCrf >= 0 && (alpha == nullptr || alpha->crf))
+    if (facts.worstCrf >= 0 && colour.codec != Codec::mjpeg && (alpha == nullptr || alpha->crf))
         throwIfNoRoom(av_opt_set_int(codec.priv_data, "crf", crfOf(settings, facts), 0));
     if (alpha == nullptr || colour.codec == Codec::vp9) setCodec(settings, preset, colour, codec);
     if (alpha != nullptr) setAlpha(settings, codec);

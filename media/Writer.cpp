@@ -22,8 +22,8 @@ bool endsIn(const std::string& output, const char (&ending)[N]) {
 }
 
 /// The kinds of output. A new one is one more record here and a maker beside the others.
-const std::array<SinkKind, 7>& kinds() {
-    static const std::array<SinkKind, 7> table{{
+const std::array<SinkKind, 8>& kinds() {
+    static const std::array<SinkKind, 8> table{{
         {{"null:", "nothing, for timing"},
          [](const std::string& s) { return s == "null:"; },
          checkNull,
@@ -56,6 +56,11 @@ const std::array<SinkKind, 7>& kinds() {
          PixelLayout::yuv420},
         {{"NAME.webm", "VP9 or AV1, and Opus"},
          [](const std::string& s) { return endsIn(s, ".webm"); },
+         checkMovie,
+         makeMovie,
+         PixelLayout::yuv420},
+        {{"NAME.avi", "Motion JPEG and PCM"},
+         [](const std::string& s) { return endsIn(s, ".avi"); },
          checkMovie,
          makeMovie,
          PixelLayout::yuv420},

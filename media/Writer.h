@@ -27,8 +27,8 @@ class SoundCopy;
 
 /// How a movie's sound is coded.
 enum class SoundCodec {
-    usual,  ///< AAC, in .webm Opus
-    pcm,    ///< as it is; .mov and .mkv
+    usual,  ///< AAC, in .webm Opus, in .avi PCM
+    pcm,    ///< as it is; .mov, .mkv and .avi
     flac    ///< without a loss; .mkv
 };
 
@@ -45,7 +45,8 @@ struct WriterSettings {
         48000;         ///< movies: a rate the sound encoder takes (48000 and 44100 always work; WebM: 48000)
     int channels = 2;  ///< of the sound: 1 mono, 2 stereo, 6 as 5.1
     int crf = -1;      ///< quality, lower is better; -1: the codec's usual one, see codecTable
-    std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast
+    std::string preset;  ///< H.264: ultrafast..veryslow, VP9: the same names; empty: veryfast. Only for
+                         ///< codecs that have some, see codecTable
     FieldOrder fields =
         FieldOrder::progressive;         ///< interlaced coding and tags (H.264); others need progressive
     std::optional<ColourMatrix> matrix;  ///< of the movie's pictures and tags; none: `colourMatrixFor` its
@@ -80,10 +81,10 @@ struct WriterSettings {
 class Writer {
   public:
     /// `output` is FILE.mp4, FILE.mov, FILE.mkv (H.264 or another codec of `movieKinds`, AAC), FILE.webm (VP9
-    /// or AV1, Opus), NAME%05d.png (any %d, numbered from 1), `null:`, `md5:` (standard output) or
-    /// `md5:FILE`. Throws MediaError: badRequest for an unknown type or impossible settings, notWritable for
-    /// an output that exists (without `force`), is a directory or no regular file, or lies in a directory
-    /// that is missing or not writable.
+    /// or AV1, Opus), FILE.avi (Motion JPEG, PCM), NAME%05d.png (any %d, numbered from 1), `null:`, `md5:`
+    /// (standard output) or `md5:FILE`. Throws MediaError: badRequest for an unknown type or impossible
+    /// settings, notWritable for an output that exists (without `force`), is a directory or no regular file,
+    /// or lies in a directory that is missing or not writable.
     static Writer open(const std::string& output, const WriterSettings& settings);
 
     /// The checks of `open` without making anything, so that a program can refuse before it decodes.

@@ -312,7 +312,7 @@ Response Desk::render(const Json& body) {
         name.find('\0') != std::string::npos || name.size() > 200)
         throw Refused{422, "bad-name", "give a file name without folders, such as movie.mp4"};
     if (media::movieKindOf(name) == nullptr)
-        throw Refused{422, "bad-name", name + ": choose a name ending in .mp4, .mov, .mkv or .webm"};
+        throw Refused{422, "bad-name", name + ": choose a name ending in " + media::movieEndings("or")};
     const std::string output = (fs::path(folderOfDocument()) / name).string();
     std::error_code ignored;
     const fs::file_status there = fs::symlink_status(output, ignored);

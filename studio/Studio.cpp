@@ -37,6 +37,12 @@ Response responseTo(const std::exception_ptr& thrown) {
 }
 
 /// True when the client says that it reads gzip.
+/// What a browser is told a movie is.
+const char* mediaType(const std::string& file) {
+    if (file.ends_with(".avi")) return "video/x-msvideo";
+    return file.ends_with(".webm") || file.ends_with(".mkv") ? "video/webm" : "video/mp4";
+}
+
 bool takesGzip(const Request& request) {
     std::string_view accepted = request.header("Accept-Encoding");
     while (!accepted.empty()) {
@@ -233,8 +239,7 @@ void Studio::route(const Request& request, const Target& target, const Answer& a
         const std::string file =
             desk_.movie(static_cast<std::uint64_t>(number.whole("id", 1, std::int64_t{1} << 40, 0)));
         if (file.empty()) throw Refused{404, "no-movie", "there is no such movie"};
-        const bool webm = file.ends_with(".webm") || file.ends_with(".mkv");
-        return answer(fileResponse(request, file, webm ? "video/webm" : "video/mp4"));
+        return answer(fileResponse(request, file, mediaType(file)));
     }
     if (target.parts.size() != 1) throw Refused{404, "no-such-address", "there is no such address"};
     if (name == "frame") return pictures_.frame(planOrRefuse(), target, answer);

@@ -97,7 +97,7 @@ function setKey(patch, document, key, value) {
 }
 
 // Bits that a pixel of ordinary camera pictures takes at each encoder's usual quality, and how many steps of its scale halve them.
-const kBits = { h264: [0.11, 20, 6], hevc: [0.06, 23, 6], vp9: [0.06, 30, 12], av1: [0.05, 30, 12], prores: [3.5], ffv1: [7] };
+const kBits = { h264: [0.11, 20, 6], hevc: [0.06, 23, 6], vp9: [0.06, 30, 12], av1: [0.05, 30, 12], prores: [3.5], ffv1: [7], mjpeg: [1.6, 3, 4] };
 function movieBytes(codec, crf, pixels, frames, soundSeconds) {
   const [bits, usual, halves] = kBits[codec] || kBits.h264;
   const quality = halves && String(crf).trim() !== '' ? Number(crf) || usual : usual;
@@ -110,7 +110,7 @@ export function openOutput() {
   const size = text(now.size, plan() ? plan().width + 'x' + plan().height : t('auto'));
   const rateField = text(now.rate, plan() ? plan().rateText : t('auto'));
   const fit = choice(now.fit, ['', 'contain', 'blur', 'cover', 'stretch'], (word) => (word ? t('fit.' + word) : t('qualityAuto')));
-  const codec = choice(now.codec, ['', 'h264', 'hevc', 'vp9', 'av1', 'prores', 'ffv1'], (word) => word || t('qualityAuto'));
+  const codec = choice(now.codec, ['', 'h264', 'hevc', 'vp9', 'av1', 'prores', 'ffv1', 'mjpeg'], (word) => word || t('qualityAuto'));
   const crf = text(now.crf, t('qualityAuto'));
   const photos = text(doc().hold || doc().still, '4s');
   const seams = choice(doc().hold ? 'hold' : 'still', ['still', 'hold'], (word) => t(word === 'hold' ? 'photosHold' : 'photosStill'));

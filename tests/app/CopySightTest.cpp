@@ -68,6 +68,7 @@ const Row kRows[] = {
     {"Hevc", x265("keyint=15:open-gop=1:bframes=4"), x265("keyint=12:open-gop=1:bframes=3:ref=2"), ".mp4"},
     {"Vp9", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 15",
      "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 12", ".webm"},
+    {"MotionJpegAvi", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:v mjpeg -q:v 2 -pix_fmt yuvj420p", ".avi"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Jumps, CopyJumpTest, testing::ValuesIn(copies::sampledRows(kRows, 2)),
@@ -175,6 +176,8 @@ const Sounding kSounding[] = {
     {"AacMkv", x264("keyint=20"), "-c:a aac", ".mkv"},
     {"Opus", "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20", "-c:a libopus", ".webm"},
     {"Pcm", x264("keyint=20"), "-c:a pcm_s16le", ".mov"},
+    // FFmpeg's own reader complains about pictures of a single colour that it made itself.
+    {"PcmAvi", "-vf noise=alls=8:allf=t -c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:a pcm_s16le", ".avi"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Sounds, CopySoundTest, testing::ValuesIn(copies::sampledRows(kSounding, 4)),

@@ -3,10 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
-#include "media/detail/Bits.h"
-#include "media/detail/NalUnits.h"
 #include "tests/app/CopyRun.h"
 
 namespace tumblewash::app {
@@ -14,9 +10,6 @@ namespace {
 
 using copies::clip;
 using copies::copiedJoin;
-using copies::framesOf;
-using copies::isToldAndRendered;
-using copies::reportOf;
 using copies::x264;
 using copies::x265;
 using testing::HasSubstr;
@@ -72,6 +65,10 @@ const Row kRows[] = {
      "-c:v mjpeg -q:v 9 -huffman default -pix_fmt yuvj420p", ".mov"},
     {"MotionJpegOfMoreChroma", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p",
      ".mkv"},
+    {"MotionJpegAvi", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p",
+     "-c:v mjpeg -q:v 9 -huffman default -pix_fmt yuvj420p", ".avi"},
+    {"MotionJpegOfMoreChromaAvi", "-c:v mjpeg -q:v 4 -pix_fmt yuvj422p",
+     "-c:v mjpeg -q:v 2 -pix_fmt yuvj422p", ".avi"},
     {"Dnxhr", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", kDnxhr + "dnxhr_sq -pix_fmt yuv422p", ".mov"},
     {"DnxhrOfTenBits", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le", kDnxhr + "dnxhr_hqx -pix_fmt yuv422p10le",
      ".mkv"},
@@ -127,37 +124,6 @@ INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(copies::samp
                              return std::string(row.param.name);
                          });
 
-/// The place and size of the packet that comes `number`-th in a file's pictures.
-std::pair<std::size_t, std::size_t> packetAt(const Workshop& shop, const std::string& file,
-                                             std::size_t number) {
-    const std::string list = shop.file("packets.txt");
-    EXPECT_EQ(shell("ffprobe -v error -select_streams v -show_entries packet=size,pos -of csv=p=0 " + file +
-                    " > " + list),
-              0);
-    const std::vector<std::string> lines = linesOf(bytesOf(list));
-    EXPECT_LT(number, lines.size());
-    std::filesystem::remove(list);
-    const std::size_t comma = lines[number].find(',');
-    return {std::stoul(lines[number].substr(comma + 1)), std::stoul(lines[number].substr(0, comma))};
-}
-
-// AVI is read, and its packets go into files that tell times and colours.
-TEST(CopyTest, PicturesThatStandAloneAreCopiedFromAvi) {
-    const Workshop shop;
-    for (const char* coding :
-         {"-c:v mjpeg -q:v 4 -pix_fmt yuvj422p", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p"}) {
-        const std::string a = clip(shop, "a.avi", 0, 1.2, coding);
-        const std::string b = clip(shop, "b.avi", 1, 1.2, coding);
-        for (const char* out : {"out.mov", "out.mkv"}) {
-            const nlohmann::json report =
-                copiedJoin(shop, {"join", a, b, "--duration", "10f"}, {a, b}, shop.file(out));
-            ASSERT_FALSE(report.is_null()) << coding;
-            // Every picture can begin a copy.
-            EXPECT_EQ(report["copies"]["encoded"], 10);
-        }
-    }
-}
-
 // Pictures of DNxHD come in few sizes, of which each has its own rates.
 TEST(CopyTest, EveryKindOfDnxhdKeepsItsKind) {
     const Workshop shop;
@@ -189,23 +155,6 @@ TEST(CopyTest, EveryKindOfDnxhdKeepsItsKind) {
         for (std::size_t i = 0; i < 8; ++i)
             EXPECT_EQ(bytes.substr(i * each, 0x2c).substr(0x18), bytes.substr(0x18, 0x14)) << i;
     }
-}
-
-TEST(CopyTest, ADamagedClipOfACodecThatIsOnlyCopiedIsRenderedInTheUsualOne) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.mov", 0, 1, "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p");
-    std::string bytes = bytesOf(a);
-    const auto [at, size] = packetAt(shop, a, 12);
-    // How many codes of each length a table has: more than there are.
-    const std::size_t table = bytes.find("\xff\xc4", at);
-    ASSERT_LT(table, at + size);
-    bytes.replace(table + 5, 16, 16, '\xff');
-    writeBytes(a, bytes);
-    const std::string out = shop.file("out.mov");
-    const RunResult told = shop.run({"join", a, a, "--duration", "6f", "-o", out, "--copy-bodies=always"});
-    ASSERT_EQ(told.code, 0) << told.err;
-    EXPECT_THAT(told.err, HasSubstr("do not all decode; rendered in full instead"));
-    EXPECT_EQ(streamOf(probeJson(out), "video")["codec_name"], "h264");
 }
 
 TEST(CopyTest, ThreeClipsWithSetsOfTheirOwnKeepTheMiddleOne) {
@@ -325,247 +274,6 @@ TEST(CopyTest, PlansSayWhatWouldBeCopied) {
     EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f"}).out, HasSubstr("of 90 frames are copied and"));
     EXPECT_THAT(shop.run({"plan", a, b, "--duration", "10f", "--copy-bodies=never"}).out,
                 testing::Not(HasSubstr("copied")));
-}
-
-/// A pair of clips that cannot be copied, and the sentence that says so.
-struct Refused {
-    const char* name;
-    std::string first, second;
-    const char* ending;
-    std::vector<std::string> more;
-    const char* sentence;
-};
-
-class CopyRefusalTest : public testing::TestWithParam<Refused> {};
-
-TEST_P(CopyRefusalTest, IsToldInOneSentenceAndRenderedInFull) {
-    const Refused& row = GetParam();
-    const Workshop shop;
-    const std::string a = clip(shop, "A.mp4", 0, 1.2, row.first);
-    const std::string b = clip(shop, "B.mp4", 1, 1.2, row.second);
-    std::vector<std::string> words{a, b};
-    words.insert(words.end(), row.more.begin(), row.more.end());
-    isToldAndRendered(shop, words, std::string("out") + row.ending, row.sentence);
-}
-
-const std::string kPlain = x264("keyint=10");
-const Refused kRefused[] = {
-    {"Codec", kPlain, "-c:v mpeg4", ".mp4", {}, "B.mp4 is mpeg4 and "},
-    {"Size", kPlain, kPlain + " -vf scale=160:96,setsar=1", ".mp4", {}, "B.mp4 is 160x96 and "},
-    {"Shape",
-     kPlain,
-     kPlain + " -vf setsar=2/1",
-     ".mp4",
-     {},
-     "B.mp4 has pixels of 2:1: its pictures would have to be scaled"},
-    {"Rate",
-     kPlain,
-     kPlain + " -r 30",
-     ".mp4",
-     {},
-     "B.mp4 has 30 fps: copied frames cannot be moved onto 25 fps"},
-    {"Uneven",
-     kPlain,
-     kPlain + " -vf \"setpts='if(gte(N,20),PTS+4/25/TB,PTS)'\" -fps_mode passthrough",
-     ".mp4",
-     {},
-     "B.mp4 has a varying frame rate (frame 19 lasts 200 ms): copied frames cannot be moved onto 25 fps"},
-    {"Colours",
-     kPlain + " -colorspace bt709",
-     kPlain + " -colorspace smpte170m",
-     ".mp4",
-     {},
-     "B.mp4 is BT.601 and "},
-    {"Interlaced",
-     kPlain,
-     "-c:v libx264 -flags +ildct+ilme -x264-params keyint=10:tff=1 -vf setfield=tff",
-     ".mp4",
-     {},
-     "B.mp4 is interlaced: joining it means deinterlacing every frame"},
-    {"Range",
-     kPlain,
-     kPlain + " -vf scale=out_range=full -color_range pc",
-     ".mp4",
-     {},
-     "B.mp4 has colours of the full range"},
-    {"Profile",
-     kPlain,
-     "-c:v libx264 -pix_fmt yuv444p",
-     ".mp4",
-     {},
-     "B.mp4 has a profile of H.264 that the encoder of the seams does not write"},
-    {"Keys",
-     x264("keyint=250"),
-     x264("keyint=250"),
-     ".mp4",
-     {"--opening", "wash-in"},
-     "has no key frame after 0.2 s that can start a copy: all of it is encoded"},
-    {"Reordering",
-     kPlain,
-     x264("keyint=10:bframes=0"),
-     ".mp4",
-     {},
-     "has none: some decoders lose two frames where they meet"},
-    {"Option", kPlain, kPlain, ".mp4", {"--size", "64x48"}, "A.mp4 is 128x96 and the result 64x48"},
-    {"OneOfTwoCodecs", kPlain, x265("keyint=10"), ".mp4", {}, "B.mp4 is HEVC and "},
-    {"TenBits",
-     x265("keyint=10") + " -pix_fmt yuv420p10le",
-     x265("keyint=10"),
-     ".mp4",
-     {},
-     "B.mp4 holds yuv420p pictures and "},
-    {"NoCodecOfOurs", "-c:v mpeg4", "-c:v mpeg4", ".mp4", {}, "A.mp4 is mpeg4, which is not copied"},
-    {"Container",
-     kPlain,
-     kPlain,
-     ".webm",
-     {},
-     "A.mp4 is H.264, which goes into mp4, mov, mkv files and not into .webm"},
-    {"OtherCodec", kPlain, kPlain, ".mp4", {"--codec", "hevc"}, "A.mp4 is H.264 and --codec asks for HEVC"},
-};
-
-INSTANTIATE_TEST_SUITE_P(Reasons, CopyRefusalTest, testing::ValuesIn(copies::sampledRows(kRefused, 6)),
-                         [](const testing::TestParamInfo<Refused>& row) {
-                             return std::string(row.param.name);
-                         });
-
-TEST(CopyTest, PhotosBlackAndPicturesAreNothingToCopy) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.mp4", 0, 1, kPlain);
-    const RunResult black = shop.run(
-        {"join", a, "black:1s", "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
-    EXPECT_EQ(black.code, 2);
-    EXPECT_THAT(black.err, HasSubstr("black is drawn here and has no packets to copy"));
-    const RunResult drawn = shop.run({"join", a, scene("city", 1, "128x96"), "--duration", "6f", "-o",
-                                      shop.file("out.mp4"), "--copy-bodies=always"});
-    EXPECT_EQ(drawn.code, 2);
-    EXPECT_THAT(drawn.err, HasSubstr("is drawn here and has no packets to copy"));
-    const RunResult sums = shop.run({"join", a, a, "--duration", "6f", "-o", "md5:", "--copy-bodies=always"});
-    EXPECT_EQ(sums.code, 2);
-    EXPECT_THAT(sums.err, HasSubstr("is not a movie"));
-}
-
-TEST(CopyTest, TurnedClipsCannotBeCopied) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.mp4", 0, 1, kPlain);
-    const std::string turned = shop.file("turned.mp4");
-    ASSERT_EQ(shell("ffmpeg -v error -y -i " + a + " -c copy -metadata:s:v rotate=90 " + turned), 0);
-    const RunResult result =
-        shop.run({"join", a, turned, "--duration", "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
-    EXPECT_EQ(result.code, 2);
-    EXPECT_THAT(result.err,
-                HasSubstr("turned.mp4 is shown rotated by 90 degrees: copied packets cannot be turned"));
-}
-
-TEST(CopyTest, PicturesWithHdrDataOfTheirOwnAreEncoded) {
-    const Workshop shop;
-    const std::string coding =
-        "-pix_fmt yuv420p10le -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc " +
-        x265("keyint=10:bframes=0:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc");
-    const std::string plain = clip(shop, "plain.hevc", 0, 1, coding + " -f hevc");
-    // HDR10+ (SMPTE ST 2094-40) as a message of ITU-T T.35: one window, and nothing said of it.
-    media::BitWriter message;
-    message.bits(39 << 9 | 1, 16);
-    message.bits(4, 8);
-    message.bits(22, 8);
-    message.bits(0xB5003C, 24);
-    message.bits(0x00010401, 32);
-    message.bits(1, 2);
-    message.bits(400, 27);
-    message.bit(false);
-    for (int i = 0; i < 4; ++i) message.bits(1000, 17);
-    message.bits(0, 4 + 10 + 3);
-    message.bits(0, 5);
-    message.trailing();
-    const media::Bytes unit = media::escaped(message.take());
-    const std::string stream = bytesOf(plain);
-    std::string dynamic;
-    const auto units =
-        media::splitNalUnits({reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size()}, 0);
-    ASSERT_TRUE(units);
-    const auto add = [&](media::ByteView one) {
-        dynamic.append("\0\0\0\1", 4).append(reinterpret_cast<const char*>(one.data()), one.size());
-    };
-    for (const media::ByteView one : *units) {
-        if ((one[0] >> 1) < 32) add(unit);
-        add(one);
-    }
-    writeBytes(shop.file("dynamic.hevc"), dynamic);
-    for (const char* name : {"plain", "dynamic"})
-        ASSERT_EQ(shell("ffmpeg -v fatal -y -r 25 -i " + shop.file(name) + ".hevc -c copy " +
-                        shop.file(name) + ".mp4"),
-                  0);
-    const RunResult result = shop.run({"join", shop.file("plain.mp4"), shop.file("dynamic.mp4"), "--duration",
-                                       "6f", "-o", shop.file("out.mp4"), "--copy-bodies=always"});
-    EXPECT_EQ(result.code, 2);
-    EXPECT_THAT(result.err, HasSubstr("dynamic.mp4 carries HDR metadata per picture"));
-    const std::string same = shop.file("plain.mp4");
-    EXPECT_FALSE(
-        copiedJoin(shop, {"join", same, same, "--duration", "6f"}, {same, same}, shop.file("out.mp4"))
-            .is_null());
-}
-
-TEST(CopyTest, AClipThatChangesItsCodingIsEncoded) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.ts", 0, 1, x264("keyint=10:repeat-headers=1"));
-    const std::string b = clip(shop, "b.ts", 0, 1, x264("keyint=10:repeat-headers=1:cabac=0:ref=1"));
-    writeBytes(shop.file("list.txt"), "file " + a + "\nfile " + b + "\n");
-    ASSERT_EQ(shell("ffmpeg -v error -y -f concat -safe 0 -i " + shop.file("list.txt") + " -c copy " +
-                    shop.file("c.ts")),
-              0);
-    const RunResult result = shop.run({"join", a, shop.file("c.ts"), "--duration", "6f", "-o",
-                                       shop.file("out.mp4"), "--copy-bodies=always"});
-    EXPECT_EQ(result.code, 2);
-    EXPECT_THAT(result.err, HasSubstr("c.ts changes its coding parameters"));
-    // Headers that are repeated and stay the same are no change.
-    const nlohmann::json report =
-        copiedJoin(shop, {"join", a, a, "--duration", "6f"}, {a, a}, shop.file("ts.mp4"));
-    EXPECT_FALSE(report.is_null());
-}
-
-TEST(CopyTest, DamageBesideASeamIsRenderedInFullAndToldOnce) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.mp4", 0, 2, x264("keyint=20:scenecut=0"));
-    const std::string b = clip(shop, "b.mp4", 1, 2, x264("keyint=20:scenecut=0"));
-    std::string bytes = bytesOf(a);
-    const auto [at, size] = packetAt(shop, a, 30);
-    ASSERT_GT(size, 60U);
-    for (std::size_t i = at + size / 3; i < at + size; ++i) bytes[i] = '\xff';
-    writeBytes(a, bytes);
-    const std::string out = shop.file("out.mp4");
-    const auto join = [&](const char* copies) {
-        return shop.run({"join", a, b, "--duration", "10f", "-o", out, "-f", "--report",
-                         shop.file("report.json"), copies});
-    };
-    const RunResult full = join("--copy-bodies=never");
-    ASSERT_EQ(full.code, 0) << full.err;
-    const std::string frames = bytesOf(out);
-    std::vector<std::string> warnings = reportOf(shop)["warnings"];
-    ASSERT_EQ(warnings.size(), 1U) << full.err;
-    const RunResult told = join("--copy-bodies=always");
-    ASSERT_EQ(told.code, 0) << told.err;
-    EXPECT_THAT(told.err,
-                HasSubstr("the copied pictures from 15 on do not all decode; rendered in full instead"));
-    EXPECT_EQ(bytesOf(out), frames);
-    const nlohmann::json report = reportOf(shop);
-    EXPECT_EQ(report["copies"]["copied"], 0);
-    EXPECT_EQ(report["warnings"].size(), 2U);
-    EXPECT_EQ(report["warnings"].back(), warnings.front());
-}
-
-TEST(CopyTest, AFileCutInItsMiddleIsNeverAWrongPicture) {
-    const Workshop shop;
-    const std::string a = clip(shop, "a.mkv", 0, 2, x264("keyint=20"));
-    const std::string bytes = bytesOf(a);
-    const std::string cut = shop.file("cut.mkv");
-    for (const double part : {0.35, 0.6, 0.85}) {
-        writeBytes(cut, bytes.substr(0, static_cast<std::size_t>(static_cast<double>(bytes.size()) * part)));
-        const std::string out = shop.file("out.mp4");
-        const RunResult result =
-            shop.run({"join", a, cut, "--duration", "4f", "-o", out, "--copy-bodies", "-f"});
-        EXPECT_EQ(result.code, 0) << result.err;
-        if (result.code == 0) framesOf(shop, out);
-    }
 }
 
 }  // namespace

@@ -172,10 +172,10 @@ TEST(DocumentTest, AnUnknownKeyIsNamedWithItsLineAndTheNearestOne) {
 
 TEST(DocumentTest, ImpossibleValuesAreRefusedAtTheirPlace) {
     EXPECT_EQ(refusalWith("\"depth\": 10", "\"depth\": 9"), "my.edit.json:11: /output/depth: give 8 or 10");
-    EXPECT_EQ(
-        refusalWith("\"prores\"", "\"prorez\""),
-        "my.edit.json:10: /output/codec: choose one of h264, hevc, vp9, av1, prores, ffv1 (did you mean "
-        "prores?)");
+    EXPECT_EQ(refusalWith("\"prores\"", "\"prorez\""),
+              "my.edit.json:10: /output/codec: choose one of h264, hevc, vp9, av1, prores, ffv1, mjpeg (did "
+              "you mean "
+              "prores?)");
     EXPECT_THAT(refusalWith("\"keep\"", "\"hlg\""),
                 StartsWith("my.edit.json:14: /output/hdr: choose one of auto, keep, sdr"));
     EXPECT_EQ(refusalWith("\"125f\"", "125"), "my.edit.json:47: /clips/0/in: write \"5s\" or \"125f\"");

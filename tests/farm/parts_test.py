@@ -56,7 +56,7 @@ class Parts(Shop):
         alpha = self.edit("--alpha", clips=[scene("city", 0.5), scene("harbour", 0.5)], name="alpha.edit.json")
         kinds = [(edit, "mp4"), (edit, "webm"), (silent, "mov"), (alpha, "mkv")]
         if not SAMPLED:
-            kinds += [(edit, "mkv"), (edit, "mov"), (alpha, "mov"), (alpha, "webm")]
+            kinds += [(edit, "mkv"), (edit, "mov"), (alpha, "mov"), (alpha, "webm"), (silent, "avi")]
         for document, ending in kinds:
             today, ours = self.path(f"today.{ending}"), self.path(f"ours.{ending}")
             self.good("render", document, "-o", today, "--copy-bodies=never", "-q", "-f")
@@ -139,6 +139,14 @@ class Parts(Shop):
                                 capture_output=True, text=True)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         return "".join(line + "\n" for line in result.stdout.splitlines() if not line.startswith("#"))
+
+    def test_PicturesThatStandAloneMakeTheSameFileHoweverItWasCut(self):
+        edit = self.edit(*self.EFFECTS, "--title", "one & all")
+        today, ours = self.path("today.avi"), self.path("ours.avi")
+        self.good("render", edit, "-o", today, "--threads", 3, "-q")
+        for parts in (5,) if SAMPLED else (1, 5, 16):
+            self.merged(self.plan(edit, parts, "--format", "avi"), ours)
+            self.assertEqual(ours.read_bytes(), today.read_bytes(), parts)
 
     def test_ALosslessMovieDecodesToTheSamePicturesHoweverItWasCut(self):
         edit = self.edit(*self.EFFECTS, "--codec", "ffv1")

@@ -222,7 +222,11 @@ TEST(CodecTableTest, EveryRowHoldsTogether) {
     for (const MovieKind& kind : movieKinds()) {
         const std::string output = std::string("x") + kind.ending;
         EXPECT_EQ(codecFor(output, {}, 8), kind.codecs.front());
-        EXPECT_TRUE(media::factsOf(codecFor(output, {}, 10)).ten);
+        EXPECT_EQ(media::carriesTenBits(output, {}), kind.deepCodec.has_value()) << output;
+        if (kind.deepCodec)
+            EXPECT_TRUE(media::factsOf(codecFor(output, {}, 10)).ten);
+        else
+            EXPECT_THROW(codecFor(output, {}, 10), media::MediaError) << output;
         for (const Codec codec : kind.alpha) EXPECT_TRUE(media::factsOf(codec).alpha);
     }
 }

@@ -63,6 +63,7 @@ void rewrite(const std::string& input, const std::string& output, const MovieCol
     settings.sound = false;
     settings.colour = colour;
     settings.crf = crf;
+    if (!factsOf(colour.codec).presets) settings.preset.clear();
     Writer writer = Writer::open(output, settings);
     ASSERT_EQ(writer.preferredLayout(), reading.layout);
     ASSERT_EQ(writer.matrix(), colour.matrix);
@@ -85,7 +86,8 @@ TEST(DeepMovieTest, EveryCodecOfEveryFileHoldsWhatTheTableSays) {
             const CodecFacts& facts = factsOf(codec);
             for (const int depth : {8, 10}) {
                 if (!(depth == 8 ? facts.eight : facts.ten)) continue;
-                MovieColour colour = colourOf(Transfer::sdr, depth, ColourMatrix::bt709, codec);
+                MovieColour colour = colourOf(Transfer::sdr, depth,
+                                              facts.bt601 ? ColourMatrix::bt601 : ColourMatrix::bt709, codec);
                 if (depth == 10) {
                     colour.transfer = Transfer::hlg;
                     colour.matrix = ColourMatrix::bt2020;
@@ -126,12 +128,13 @@ TEST(DeepMovieTest, TenBitsBecomeEightWithoutStepsOrBiasInEveryCodec) {
             const CodecFacts& facts = factsOf(codec);
             if (!facts.eight) continue;
             const std::string path = dir / (std::string(facts.word) + kind.ending);
-            rewrite(dir / "ramp.mkv", path, colourOf(Transfer::sdr, 8, ColourMatrix::bt709, codec),
+            const ColourMatrix matrix = facts.bt601 ? ColourMatrix::bt601 : ColourMatrix::bt709;
+            rewrite(dir / "ramp.mkv", path, colourOf(Transfer::sdr, 8, matrix, codec),
                     facts.worstCrf < 0 ? -1 : 0);
             if (HasFatalFailure()) return;
             ReaderSettings reading;
             reading.layout = PixelLayout::yuv420;
-            reading.matrix = ColourMatrix::bt709;
+            reading.matrix = matrix;
             const PictureRef back = Reader::open(path, reading).readPicture();
             double square = 0, bias = 0;
             for (int x = 0; x < kWidth; ++x) {
@@ -140,9 +143,10 @@ TEST(DeepMovieTest, TenBitsBecomeEightWithoutStepsOrBiasInEveryCodec) {
                 square += std::pow(mean - tenBits(x) / 4, 2) / kWidth;
                 bias += (mean - tenBits(x) / 4) / kWidth;
             }
-            EXPECT_LE(std::sqrt(square), 0.2) << path;
-            // AV1's encoder loses a little at its best, too.
-            EXPECT_LE(std::abs(bias), codec == Codec::av1 ? 0.04 : 0.02) << path;
+            // The mean of a block of JPEG is a whole code, and AV1's encoder loses a little at its best, too.
+            const bool whole = codec == Codec::mjpeg;
+            EXPECT_LE(std::sqrt(square), whole ? 0.5 : 0.2) << path;
+            EXPECT_LE(std::abs(bias), whole ? 0.25 : codec == Codec::av1 ? 0.04 : 0.02) << path;
         }
 }
 
@@ -158,7 +162,10 @@ TEST(DeepMovieTest, NoughtIsTheBestQualityOfEveryCodec) {
         if (facts.worstCrf < 0) continue;
         const auto bytes = [&](int crf) {
             const std::string path = dir / (facts.word + std::to_string(crf) + ".mkv");
-            rewrite(dir / "a.mkv", path, colourOf(Transfer::sdr, 8, ColourMatrix::bt709, codec), crf);
+            rewrite(
+                dir / "a.mkv", path,
+                colourOf(Transfer::sdr, 8, facts.bt601 ? ColourMatrix::bt601 : ColourMatrix::bt709, codec),
+                crf);
             return std::filesystem::file_size(path);
         };
         const auto best = bytes(0), usual = bytes(facts.usualCrf), worst = bytes(facts.worstCrf);

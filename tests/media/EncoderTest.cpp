@@ -28,6 +28,8 @@ TEST(EncoderTest, WhatACodecHasNotIsRefusedBeforeAnythingIsMade) {
     settings.colour.emplace();
     settings.colour->codec = media::Codec::prores;
     settings.colour->depth = 10;
+    EXPECT_EQ(refusal("a.mov", settings), ": ProRes has no presets; leave out --preset");
+    settings.preset.clear();
     EXPECT_EQ(refusal("a.mov", settings), "");
     settings.crf = 20;
     EXPECT_EQ(refusal("a.mov", settings), ": ProRes has one quality; leave out --crf");
@@ -49,6 +51,25 @@ TEST(EncoderTest, WhatACodecHasNotIsRefusedBeforeAnythingIsMade) {
     settings.crf = 20;
     EXPECT_EQ(refusal("a.mov", settings),
               ": transparency goes into ProRes 4444 here, which has no --crf; leave it out");
+    settings.crf = -1;
+    settings.preset = "slow";
+    EXPECT_EQ(refusal("a.mkv", settings), ": FFV1 has no presets; leave out --preset");
+    settings.preset.clear();
+    settings.keepAlpha = false;
+    EXPECT_EQ(refusal("a.avi", settings), "");
+    settings.chapters = {{0, "one"}, {2, "two"}};
+    EXPECT_EQ(refusal("a.avi", settings), ": .avi files hold no chapters; leave out --chapters");
+    EXPECT_EQ(refusal("a.mkv", settings), "");
+    settings.chapters.clear();
+    settings.colour.emplace();
+    settings.colour->codec = media::Codec::mjpeg;
+    settings.colour->matrix = media::ColourMatrix::bt709;
+    EXPECT_EQ(refusal("a.avi", settings), ": Motion JPEG has colours of BT.601");
+    settings.colour->matrix = media::ColourMatrix::bt601;
+    EXPECT_EQ(refusal("a.avi", settings), "");
+    settings.colour->depth = 10;
+    EXPECT_EQ(refusal("a.avi", settings),
+              ": Motion JPEG holds 8 bits here; choose .mp4, .mov, .mkv or .webm for 10");
     for (const char* name : {"a.xyz", "mp4", "a.png"})
         EXPECT_THAT(refusal(name, smallMovie()), ::testing::HasSubstr("unsupported output type")) << name;
     EXPECT_TRUE(dir.names().empty());
