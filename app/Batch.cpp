@@ -75,8 +75,12 @@ std::string besideList(const std::string& list, const std::string& name) {
     return (fs::path(list).parent_path() / name).string();
 }
 
+std::string placeOf(const std::string& list, const Line& line) {
+    return fmt::format("{}:{}", quotedName(list), line.number);
+}
+
 Order orderOf(const std::string& list, const Line& line) {
-    const std::string where = fmt::format("{}:{}", quotedName(list), line.number);
+    const std::string where = placeOf(list, line);
     const auto refuse = [&](const std::string& words) -> void {
         throw Refusal(Problem::BadRequest, fmt::format("{}: {}", where, words));
     };
@@ -197,9 +201,11 @@ void collect(const std::string& list) {
         Json report = reportOf(list, line);
         if (!report.is_object())
             report = {{"line", line.number}, {"status", "failed"}, {"error", "it ended without a report"}};
-        if (textAt(report, "status") != "done")
-            failures.push_back(fmt::format("{}:{}: {}", quotedName(list), line.number,
-                                           media::printable(textAt(report, "error"))));
+        if (textAt(report, "status") != "done") {
+            const std::string where = placeOf(list, line) + ":";
+            const std::string words = media::printable(textAt(report, "error"));
+            failures.push_back(words.starts_with(where) ? words : where + " " + words);
+        }
         report.erase("hash");
         text += report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     }

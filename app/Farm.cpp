@@ -96,6 +96,18 @@ std::string failuresOf(const std::vector<PartStatus>& parts) {
     return words;
 }
 
+/// "part 2, part 5 and 3 more": those that failed, without the words that the table has.
+std::string namesOfFailed(const std::vector<PartStatus>& parts) {
+    constexpr std::size_t kNamed = 3;
+    std::string words;
+    std::size_t count = 0;
+    for (const PartStatus& part : parts)
+        if (part.state == PartState::Failed && ++count <= kNamed)
+            words += (words.empty() ? "" : ", ") + farm::partWords(part.number);
+    if (count > kNamed) words += fmt::format(" and {} more", count - kNamed);
+    return words;
+}
+
 farm::Job jobOf(const Options& o, const FarmPlan& plan, const std::string& planFile,
                 const std::string& folder, const std::string& output) {
     farm::Job job;
@@ -315,7 +327,9 @@ void showStatus(const Options& o) {
         if (redraw && again) text = fmt::format("\033[{}A", parts.size() + 1) + text;
         // Without a terminal there is no line to draw anew: the end alone is told.
         if (redraw || last) printText(text);
-        if (last && failed) throw Refusal(Problem::RenderFailed, failuresOf(parts));
+        if (last && failed)
+            throw Refusal(Problem::RenderFailed,
+                          namesOfFailed(parts) + " failed; submit the plan again to render what is missing");
         if (last) return;
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
     }

@@ -48,12 +48,14 @@ void trim(Clip& clip, const EditClip& said, FrameRate rate) {
     const auto refuse = [&](const char* point, const EditTime& time, std::int64_t frame) {
         throw Refusal(
             Problem::BadRequest,
-            fmt::format("{}: {} {} is frame {} at {} frames per second, and the clip has {} ({:.2f} s)",
-                        quotedName(clip.path()), point, wordsOf(time), frame, describe(rate), clip.frames(),
-                        secondsOf(clip.frames(), rate)));
+            fmt::format(
+                "{}: the {} of what is used, {}, is frame {} at {} frames per second, and the clip has {} "
+                "({:.2f} s)",
+                quotedName(clip.path()), point, wordsOf(time), frame, describe(rate), clip.frames(),
+                secondsOf(clip.frames(), rate)));
     };
-    if (said.out && out > clip.frames()) refuse("out", *said.out, out);
-    if (said.in && in >= clip.frames()) refuse("in", *said.in, in);
+    if (said.out && out > clip.frames()) refuse("end", *said.out, out);
+    if (said.in && in >= clip.frames()) refuse("start", *said.in, in);
     if (in >= out)
         throw Refusal(
             Problem::BadRequest,

@@ -150,8 +150,9 @@ class Planner {
         }
     }
 
-    void say(const MediaInfo& clip, const std::string& what) {
-        std::string line = quotedName(clip.path) + ": " + what;
+    void say(const MediaInfo& clip, const std::string& what) { add(quotedName(clip.path) + ": " + what); }
+
+    void add(std::string line) {
         // A file that is used twice is told about once.
         if (std::find(out_.lines.begin(), out_.lines.end(), line) == out_.lines.end())
             out_.lines.push_back(std::move(line));
@@ -205,14 +206,19 @@ class Planner {
             say(clip, hdrWords(clip.colour) + " is toned down to SDR");
             return;
         }
+        const std::string all = clips_.size() > 2 ? "all" : "both";
+        const std::string hint = " toned down to SDR; --hdr keep makes " + all + " HDR";
         // An ordinary clip explains more than one of another HDR kind.
-        if (const MediaInfo* plain = firstPlain()) other = plain;
-        const std::string why = other->colour.hdr()
-                                    ? clip.path + " is " + transferWord(clip.colour.transfer) + ", " +
-                                          other->path + " is " + transferWord(other->colour.transfer)
-                                    : clip.path + " is HDR, " + other->path + " is not";
-        out_.lines.push_back(why + ": " + clip.path + " is toned down to SDR; --hdr keep makes " +
-                             (clips_.size() > 2 ? "all" : "both") + " HDR");
+        if (const MediaInfo* plain = firstPlain()) {
+            const std::string name = quotedName(clip.path);
+            add(name + " is HDR, " + quotedName(plain->path) + " is not: " + name + " is" + hint);
+            return;
+        }
+        // Said of the first of each kind, for all.
+        if (&clip == &clips_.front())
+            add(quotedName(clip.path) + " is " + transferWord(clip.colour.transfer) + ", " +
+                quotedName(other->path) + " is " + transferWord(other->colour.transfer) + ": " + all +
+                " are" + hint);
     }
 
     const MediaInfo* firstPlain() const {

@@ -10,6 +10,7 @@
 #include "media/NumberPattern.h"
 #include "media/Reader.h"
 #include "media/detail/Sink.h"
+#include "media/detail/VideoEncoder.h"
 #include "media/detail/Worker.h"
 
 namespace tumblewash::media {
@@ -234,6 +235,7 @@ PixelLayout Writer::preferredLayout() const noexcept {
 }
 ColourMatrix Writer::matrix() const noexcept {
     if (impl_->settings.colour) return impl_->settings.colour->matrix;
+    if (movieKindOf(impl_->output) != nullptr) return movieColourOf(impl_->output, impl_->settings).matrix;
     return impl_->settings.matrix.value_or(colourMatrixFor(impl_->settings.width, impl_->settings.height));
 }
 int64_t Writer::pictures() const noexcept {

@@ -66,8 +66,8 @@ TEST_F(BadEditTest, AClipThatShrankBelowItsTrimIsSaidAndRefusedWithTheNumbers) {
     const std::vector<std::string> lines = linesOf(run.err);
     ASSERT_EQ(lines.size(), 2U) << run.err;
     EXPECT_THAT(lines[0], HasSubstr("a.mkv: has changed since the edit was planned; planned again"));
-    EXPECT_THAT(lines[1],
-                HasSubstr("a.mkv: out 1.8s is frame 45 at 25 frames per second, and the clip has 25"));
+    EXPECT_THAT(lines[1], HasSubstr("a.mkv: the end of what is used, 1.8s, is frame 45 at 25 frames per "
+                                    "second, and the clip has 25"));
 }
 
 TEST_F(BadEditTest, SeamsThatOverlapEachOtherAreRefusedWithTheNumbers) {

@@ -271,9 +271,10 @@ TEST(EditTest, TimesBeyondTheEndAreRefusedWithTheNumbers) {
     const std::string movie = shop.file("a.mkv");
     ASSERT_EQ(shop.run({"out", scene("harbour", 1), "-o", movie, "-q"}).code, 0);
     EXPECT_THAT(refusalOf(shop, {"join", movie + "#t=0,2", scene("city", 1), "-o", "null:"}, 2),
-                HasSubstr("a.mkv: out 2s is frame 50 at 25 frames per second, and the clip has 25 (1.00 s)"));
+                HasSubstr("a.mkv: the end of what is used, 2s, is frame 50 at 25 frames per second, and the "
+                          "clip has 25 (1.00 s)"));
     EXPECT_THAT(refusalOf(shop, {"join", movie + "#t=1", scene("city", 1), "-o", "null:"}, 2),
-                HasSubstr("in 1s"));
+                HasSubstr("the start of what is used, 1s, is frame 25"));
     EXPECT_THAT(refusalOf(shop, {"join", movie + "#t=2,1", scene("city", 1), "-o", "null:"}, 2),
                 HasSubstr("the end is not after the start"));
 }

@@ -46,7 +46,7 @@ class Slurm(Shop):
             self.assertFalse(self.movie.exists(), "the merge ran")
             status = run("status", self.show)
             self.assertEqual(status.returncode, 1)
-            self.assertIn("part 2: ", status.stderr)
+            self.assertIn("part 2 failed", status.stderr)
             (self.parts / "part-0002.piece").rmdir()
             done = {p.name: p.stat().st_mtime_ns for p in self.parts.glob("*.piece")}
             self.good("submit", self.show, "--engine", "slurm", env=slurm.env)

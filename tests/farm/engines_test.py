@@ -98,6 +98,7 @@ class Engines(Shop):
             self.assertRegex(lines[0], "^sound +done ")
             self.assertRegex(lines[2], "^part 2 +failed .*is a folder")
             self.assertEqual(lines[-1], "3 of 4 done")
+            self.assertEqual(status.stderr, "tumblewash: part 2 failed; submit the plan again to render what is missing\n")
         (parts / "part-0002.piece").rmdir()
         self.submit("local")
 
@@ -160,7 +161,8 @@ class Batch(Shop):
             reports = [json.loads(line) for line in result.stdout.splitlines()]
             self.assertEqual([r["status"] for r in reports], ["done", "done", "failed", "failed"])
             self.assertEqual([r["line"] for r in reports], [1, 2, 3, 5])
-            self.assertIn("night's.jsonl:3: ", result.stderr)
+            self.assertRegex(result.stderr, "(?m)^[^:]*night's.jsonl:3: [^:]*missing.edit.json")
+            self.assertRegex(result.stderr, "(?m)^[^:]*night's.jsonl:5:1: not valid JSON")
             self.assertIn("missing.edit.json", result.stderr)
             self.assertIn("2 of 4 edits failed", result.stderr)
             self.assertTrue(self.path("one.mp4").exists())

@@ -102,8 +102,15 @@ TEST(ColourPlanTest, MixedKindsBecomeSdrOrHdrAsAsked) {
         ElementsAre("a.mov is HDR, b.mp4 is not: a.mov is toned down to SDR; --hdr keep makes both HDR"));
     EXPECT_THAT(
         plan({kHlg, kPq}).lines,
-        ElementsAre("a.mov is HLG, p.mp4 is PQ: a.mov is toned down to SDR; --hdr keep makes both HDR",
-                    "p.mp4 is PQ, a.mov is HLG: p.mp4 is toned down to SDR; --hdr keep makes both HDR"));
+        ElementsAre("a.mov is HLG, p.mp4 is PQ: both are toned down to SDR; --hdr keep makes both HDR"));
+    EXPECT_THAT(
+        plan({kPq, kPq, kHlg}).lines,
+        ElementsAre("p.mp4 is PQ, a.mov is HLG: all are toned down to SDR; --hdr keep makes all HDR"));
+    EXPECT_THAT(
+        plan({kHlg, kPlain, kPq}).lines,
+        ElementsAre("a.mov is HDR, b.mp4 is not: a.mov is toned down to SDR; --hdr keep makes all HDR",
+                    "p.mp4 is HDR, b.mp4 is not: p.mp4 is toned down to SDR; --hdr keep makes all "
+                    "HDR"));
     EXPECT_EQ(plan({kHlg, kPlain}).movie.transfer, Transfer::sdr);
     const ColourPlan kept = plan({kPlain, kHlg, kPq}, wishes(HdrPolicy::keep, {}, {}));
     EXPECT_EQ(kept.movie.transfer, Transfer::hlg);

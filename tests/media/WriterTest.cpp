@@ -477,6 +477,14 @@ TEST(WriterTest, PicturesOfAnotherSizeAndEmptyMoviesAreRefused) {
     EXPECT_EQ(failureOf([&] { writer.commit(); }, "a.mp4"), MediaErrorCode::badRequest);
 }
 
+TEST(WriterTest, MotionJpegAsksForTheOneMatrixThatItHas) {
+    const TempDir dir;
+    WriterSettings settings = smallMovie(1280, 720);
+    settings.preset.clear();
+    EXPECT_EQ(Writer::open(dir / "a.mp4", settings).matrix(), media::ColourMatrix::bt709);
+    EXPECT_EQ(Writer::open(dir / "a.avi", settings).matrix(), media::ColourMatrix::bt601);
+}
+
 TEST(WriterTest, TheTableOfOutputsNamesEveryKind) {
     std::string all;
     for (const OutputKind& kind : outputKinds()) all += std::string(kind.pattern) + " ";
