@@ -137,7 +137,7 @@ with Workshop() as folder:
     # The shortest of a few runs, since the machine may be busy with others.
     whole = min((Run(arguments) for _ in range(3)), key=lambda run: run.seconds)
     check(whole.code == 0, whole.describe())
-    moments = 100 if LONG else 7 if SANITIZED else 17
+    moments = 100 if LONG else 4 if SANITIZED else 17
     counts = {"done": 0, "early": 0, "interrupted": 0}
     slowest = 0.0
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
