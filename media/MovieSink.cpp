@@ -4,18 +4,15 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <mutex>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <vector>
 
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
+#include "media/detail/Container.h"
 #include "media/detail/CopyCheck.h"
 #include "media/detail/EncodedCount.h"
 #include "media/detail/IndexCheck.h"
@@ -32,30 +29,6 @@ namespace tumblewash::media {
 
 namespace {
 
-/// One kind of movie file.
-struct Container {
-    const char* ending;
-    const char* muxer;
-    const char* audioEncoder;
-    int64_t audioBits;
-    bool faststart;
-};
-
-constexpr std::array kContainers{
-    Container{".mp4", "mp4", "aac", 192'000, true},
-    Container{".mov", "mov", "aac", 192'000, true},
-    Container{".mkv", "matroska", "aac", 192'000, false},
-    Container{".webm", "webm", "libopus", 128'000, false},
-    Container{".avi", "avi", "pcm_s16le", 0, false},
-};
-
-const Container& containerOf(const std::string& output) {
-    for (const Container& container : kContainers)
-        if (output.size() > std::strlen(container.ending) && output.ends_with(container.ending))
-            return container;
-    throw MediaError(MediaErrorCode::badRequest, output, "is not a movie that this program can write");
-}
-
 /// Sample frames on their way to the sound's own thread; `own` as in `Sink::ownSamples`.
 struct SoundPiece {
     std::vector<float> samples;
@@ -64,23 +37,6 @@ struct SoundPiece {
 
 // Pieces, each the sound of a picture, that may wait. The packets of as many pictures wait for them in turn.
 constexpr size_t kSoundQueueDepth = 16;
-
-/// An encoder of sound, and its bits in a second for two channels.
-struct SoundCoding {
-    const char* encoder;
-    int64_t bits;
-};
-
-SoundCoding soundCodingOf(const WriterSettings& settings, const Container& container) {
-    if (settings.soundCodec == SoundCodec::pcm)
-        return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
-    if (settings.soundCodec == SoundCodec::flac) return {"flac", 0};
-    return {container.audioEncoder, container.audioBits};
-}
-
-bool isWebm(const Container& container) {
-    return std::string_view(container.muxer) == "webm";
-}
 
 class MovieSink final : public Sink {
   public:
@@ -319,7 +275,7 @@ void MovieSink::muxSound(AVPacket& packet) {
 /// Takes the packet over; its times are counted in `base`.
 void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
     // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
-    if (&stream == audioStream_ && isWebm(container_)) {
+    if (&stream == audioStream_ && container_.webm()) {
         packet.pts += soundLead_;
         packet.dts += soundLead_;
     }
@@ -496,32 +452,6 @@ MergedPrints MovieSink::merge(const std::vector<PlacedPiece>& pictures, const st
 MergedPrints mergeMovie(const std::string& output, const WriterSettings& settings,
                         const std::vector<PlacedPiece>& pictures, const std::string& sound) {
     return MovieSink(output, settings).merge(pictures, sound);
-}
-
-void checkMovie(const std::string& output, const WriterSettings& settings) {
-    const Container& container = containerOf(output);
-    const auto refuse = [&](const std::string& why) {
-        throw MediaError(MediaErrorCode::badRequest, output, why);
-    };
-    if (settings.width < 16 || settings.height < 16 || settings.width > kMaxPictureSide ||
-        settings.height > kMaxPictureSide)
-        refuse("movies go from 16x16 to 16384x16384");
-    if (settings.width % 2 != 0 || settings.height % 2 != 0)
-        refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
-               std::to_string(settings.height) + "; round the size");
-    checkVideo(output, settings);
-    if (!settings.chapters.empty() && !movieKindOf(output)->chapters)
-        refuse(std::string(container.ending) + " files hold no chapters; leave out --chapters");
-    constexpr std::array opusRates{8000, 12000, 16000, 24000, 48000};
-    constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
-                                  24000, 22050, 16000, 12000, 11025, 8000};
-    const auto known = [&](const auto& rates) {
-        return std::find(rates.begin(), rates.end(), settings.sampleRate) != rates.end();
-    };
-    if (settings.sound && !(isWebm(container) ? known(opusRates) : known(aacRates)))
-        refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
-               " samples a second; use 48000");
-    checkTarget(settings.piece == Piece::none ? output : settings.pieceFile, settings.force);
 }
 
 std::unique_ptr<Sink> makeMovie(const std::string& output, const WriterSettings& settings) {
