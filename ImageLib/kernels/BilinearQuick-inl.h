@@ -51,7 +51,8 @@ HWY_INLINE Ints wholePart(Floats v) {
 /// A vector of positions taken apart.
 struct Cells {
     Ints x, y;                 ///< floors
-    Pixels dx, dy;             ///< fractions, in 2^-32
+    Floats fx, fy;             ///< fractions
+    Pixels dx, dy;             ///< the same in 2^-32
     hn::Mask<P> right, below;  ///< where the ceiling is the next pixel
 };
 
@@ -60,12 +61,11 @@ HWY_INLINE Cells cellsAt(Floats x, Floats y) {
     const F f;
     const P p;
     const auto one = hn::Set(f, 1.0F);
-    const auto fraction = [&](Floats v, Ints whole) HWY_ATTR {
-        return hn::ShiftLeft<9>(hn::BitCast(p, hn::Add(hn::Sub(v, hn::ConvertTo(f, whole)), one)));
-    };
+    const auto words = [&](Floats v) HWY_ATTR { return hn::ShiftLeft<9>(hn::BitCast(p, hn::Add(v, one))); };
     const Ints ix = wholePart(x), iy = wholePart(y);
-    const Pixels dx = fraction(x, ix), dy = fraction(y, iy);
-    return {ix, iy, dx, dy, hn::Ne(dx, hn::Zero(p)), hn::Ne(dy, hn::Zero(p))};
+    const Floats fx = hn::Sub(x, hn::ConvertTo(f, ix)), fy = hn::Sub(y, hn::ConvertTo(f, iy));
+    const Pixels dx = words(fx), dy = words(fy);
+    return {ix, iy, fx, fy, dx, dy, hn::Ne(dx, hn::Zero(p)), hn::Ne(dy, hn::Zero(p))};
 }
 
 /// Weights as two equal 16-bit numbers to a pixel, in the order of the rule, rounded down.
@@ -106,6 +106,21 @@ HWY_INLINE Pixels productOf(Pixels dx, Pixels dy) {
 HWY_INLINE QuickWeights::QuickWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx, c.dy), hn::Zero(P()))) {
     const P p;
     const H h;
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+    // An exact product that is added to 2^23 and rounded toward zero leaves its whole part in the low bits.
+    const F f;
+    const Floats dx = hn::Mul(c.fx, hn::Set(f, 65536.0F)), nx = hn::Sub(hn::Set(f, 65536.0F), dx);
+    const Floats ny = hn::Sub(hn::Set(f, 1.0F), c.fy);
+    const auto product = [&](Floats a, Floats b) HWY_ATTR {
+        constexpr int down = _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC;
+        return lowerTwice(
+            hn::BitCast(p, Floats{_mm512_fmadd_round_ps(a.raw, b.raw, _mm512_set1_ps(8388608.0F), down)}));
+    };
+    weight[0] = product(nx, ny);
+    weight[1] = product(dx, ny);
+    weight[2] = product(dx, c.fy);
+    weight[3] = product(nx, c.fy);
+#else
     // dx dy lies in [both, above), and the other products are what is left of dx, dy and 1. A fraction of 0
     // leaves nothing, which the difference with `above` would miss by one.
     const Pixels both = productOf(c.dx, c.dy);
@@ -117,6 +132,7 @@ HWY_INLINE QuickWeights::QuickWeights(const Cells& c) : whole(hn::Eq(hn::Or(c.dx
     weight[1] = upperTwice(onlyX);
     weight[2] = upperTwice(both);
     weight[3] = upperTwice(onlyY);
+#endif
     // A byte c weighed by 255/256 or more, but less than 1, is c - 1, or 0. This is the largest weight whose
     // products say so and leave no doubt.
     const auto most = hn::Set(h, std::uint16_t{65279});
@@ -163,29 +179,56 @@ HWY_INLINE Halves weighedGreen(Halves colours, Halves weights) {
 #endif
 }
 
-// Whole parts and what is behind the point are added and compared byte by byte, neither reaching the other.
-HWY_INLINE Mixed mixWith(const QuickWeights& w, const Pixels (&n)[4]) {
-    const P p;
-    const B b;
-    const auto redAndBlue = hn::Set(p, 0xFF00FF00U);
-    hn::Vec<B> greens, others, last;
-    for (int i = 0; i < 4; ++i) {
-        const auto green =
-            hn::BitCast(b, weighedGreen(hn::ShiftLeft<8>(hn::BitCast(H(), n[i])), w.weight[i]));
-        const auto other = hn::BitCast(b, weighed(hn::BitCast(H(), hn::And(n[i], redAndBlue)), w.weight[i]));
-        greens = i == 0 ? green : hn::Add(greens, green);
-        others = i == 0 ? other : hn::Add(others, other);
-        last = i == 0 ? hn::Max(green, other) : hn::Max(last, hn::Max(green, other));
+/// What four neighbours and their weights come to.
+struct QuickSums {
+    hn::Vec<B> greens;  ///< sums of alphas in the first bytes of 16-bit lanes, of greens in the others
+    hn::Vec<B> others;  ///< the same of reds and blues, whole parts in upper bytes
+    hn::Vec<B> last;    ///< in lower bytes, the greatest of what is behind the points of the products
+
+    // Whole parts and what is behind the point are added and compared byte by byte, neither reaching the
+    // other.
+    HWY_INLINE QuickSums(const Halves (&weight)[4], const Pixels (&n)[4]) {
+        const B b;
+        for (int i = 0; i < 4; ++i) {
+            const auto green =
+                hn::BitCast(b, weighedGreen(hn::ShiftLeft<8>(hn::BitCast(H(), n[i])), weight[i]));
+            const auto other = hn::BitCast(
+                b, weighed(hn::BitCast(H(), hn::And(n[i], hn::Set(P(), kRedAndBlue))), weight[i]));
+            greens = i == 0 ? green : hn::Add(greens, green);
+            others = i == 0 ? other : hn::Add(others, other);
+            last = i == 0 ? hn::Max(green, other) : hn::Max(last, hn::Max(green, other));
+        }
     }
-    // A product whose 8 bits behind the point are all set may reach the next whole number.
-    const auto behind = hn::And(hn::BitCast(p, last), hn::Set(p, 0x00FF00FFU));
-    const auto carried = hn::And(hn::Add(behind, hn::Set(p, 0x00010001U)), hn::Set(p, 0x01000100U));
-    const auto alpha = hn::Set(p, 255U);
-    const auto below = hn::BitCast(p, hn::ShiftRight<8>(hn::BitCast(H(), greens)));
-    const auto mixed = hn::IfVecThenElse(redAndBlue, hn::BitCast(p, others), below);
-    const auto colours = hn::IfThenElse(w.whole, hn::IfVecThenElse(alpha, mixed, n[0]), mixed);
-    return {hn::BitCast(p, hn::Add(hn::BitCast(b, colours), hn::BitCast(b, alpha))),
-            hn::Ne(carried, hn::Zero(p))};
+
+    /// The sums as pixels, whose alphas are not yet 255 more.
+    HWY_INLINE Pixels pixels() const {
+        const P p;
+        return hn::IfVecThenElse(hn::Set(p, kRedAndBlue), hn::BitCast(p, others),
+                                 hn::BitCast(p, hn::ShiftRight<8>(hn::BitCast(H(), greens))));
+    }
+    /// Where all 8 bits behind the point of some product are set, so that it may reach the next whole number.
+    HWY_INLINE hn::Mask<P> doubtful() const {
+        const P p;
+        const auto behind = hn::And(hn::BitCast(p, last), hn::Set(p, 0x00FF00FFU));
+        const auto carried = hn::And(hn::Add(behind, hn::Set(p, 0x00010001U)), hn::Set(p, 0x01000100U));
+        return hn::Ne(carried, hn::Zero(p));
+    }
+
+    static constexpr std::uint32_t kRedAndBlue = 0xFF00FF00U;
+};
+
+/// Adds 255 to the sum of alphas, modulo 256.
+HWY_INLINE Pixels withAlpha(Pixels sums) {
+    const B b;
+    return hn::BitCast(P(), hn::Add(hn::BitCast(b, sums), hn::BitCast(b, hn::Set(P(), 255U))));
+}
+
+HWY_INLINE Mixed mixWith(const QuickWeights& w, const Pixels (&n)[4]) {
+    const QuickSums sums(w.weight, n);
+    const Pixels mixed = sums.pixels();
+    const auto alpha = hn::Set(P(), 255U);
+    return {withAlpha(hn::IfThenElse(w.whole, hn::IfVecThenElse(alpha, mixed, n[0]), mixed)),
+            sums.doubtful()};
 }
 
 /// Weights in 2^-32, rounded down: exact where the fractions have 32 bits together, as those of positions

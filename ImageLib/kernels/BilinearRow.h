@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "ImageLib/kernels/InstructionSet.h"
 
@@ -43,10 +44,24 @@ int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float
 int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                       int count, InstructionSet set = InstructionSet::best);
 
-/// The same bytes with weights of 32 bits, which leave hardly a pixel in doubt: slower than `bilinearRow`
-/// unless that has every eighth pixel or more in doubt, as where displacements repeat a simple fraction.
-void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                       int count, InstructionSet set = InstructionSet::best);
+/// What `bilinearMovedRow` learnt about pairs of fractions that come back, from one row to the next.
+struct RepeatedFractions {
+    struct Entry {
+        float dx = -1.0F, dy = -1.0F;  ///< the fractions of positions; below 0 where the entry is empty
+        int met = 0;                   ///< vectors that had them before their multipliers were looked for
+        bool found = false;            ///< whether there are such multipliers
+        std::uint16_t multipliers[4] = {};  ///< of the four neighbours, in 2^-16: exact for every byte
+    };
+    Entry entries[64];
+};
+
+/// The same bytes where a stretch of pixels often has one displacement, so that positions repeat their
+/// fractions: those are mixed by multipliers that `repeated`, which begins empty, keeps. Of the others,
+/// `finely` has weights of 32 bits, which leave hardly a pixel in doubt: slower unless weights of 16 bits
+/// have every eighth pixel or more in doubt, as where fractions are simple. Returns what `bilinearRow` does.
+int bilinearMovedRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                     int count, RepeatedFractions& repeated, bool finely,
+                     InstructionSet set = InstructionSet::best);
 
 /// The same for the positions (column, row), (column + 1, row) ... of something that stands still, all of
 /// them inside each field: its pixels, with four times their alpha and 255.

@@ -22,9 +22,10 @@ int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float
     return 0;
 }
 
-void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                       int count, InstructionSet) {
+int bilinearMovedRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                     int count, RepeatedFractions&, bool, InstructionSet) {
     bilinearRowScalar(fields, fieldCount, atX, atY, count);
+    return 0;
 }
 
 }  // namespace tumblewash::kernels
@@ -42,6 +43,7 @@ void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* 
 
 #include "ImageLib/kernels/BilinearExact-inl.h"
 #include "ImageLib/kernels/BilinearQuick-inl.h"
+#include "ImageLib/kernels/BilinearSteady-inl.h"
 #include "ImageLib/kernels/Dispatch.h"
 #include "ImageLib/kernels/GatherChoice.h"
 
@@ -164,10 +166,45 @@ HWY_INLINE void mixPlanned(const FieldReading (&fields)[2], const Plans<Weights>
     }
 }
 
+/// The first positions of vectors, in the order in which they are planned.
+using Order = int[kBatchSize / lanes + 1];
+
+/// Reads what is steady of a row and lists the vectors that are left; returns their number.
+template <int fieldCount>
+HWY_INLINE int readSteady(const FieldReading (&fields)[2], const float* atX, const float* atY, int count,
+                          RepeatedFractions& repeated, Order& left) {
+    Order likely;
+    int likelyCount = 0, leftCount = 0;
+    for (int next = 0; next < count; next += lanes) {
+        const int at = next < count - lanes ? next : count - lanes;
+        const bool steady = alike(atX + at, atY + at);
+        likely[likelyCount] = left[leftCount] = at;
+        likelyCount += static_cast<int>(steady);
+        leftCount += static_cast<int>(!steady);
+    }
+    for (int i = 0; i < likelyCount; ++i) {
+        const int at = likely[i];
+        Steady steady;
+        const RepeatedFractions::Entry* known = steady.take(fields[fieldCount - 1].from, atX[at], atY[at])
+                                                    ? multipliersOf(steady, repeated)
+                                                    : nullptr;
+        if (known == nullptr) {
+            left[leftCount++] = at;
+            continue;
+        }
+        if (i * lanes % kAnnouncedColumns == 0) announce<fieldCount>(fields, atX[at + lanes / 2], atY[at]);
+        for (int n = 0; n < fieldCount; ++n)
+            hn::StoreU(mixSteady(fields[n].from.first, steady, known->multipliers), P(),
+                       reinterpret_cast<std::uint32_t*>(fields[n].out + std::ptrdiff_t{at} * 4));
+    }
+    return leftCount;
+}
+
 /// lanes ... kBatchSize positions. A last vector that would not be full begins earlier and reads some again.
-/// Returns how many pixels were read exactly.
+/// Returns how many pixels were read exactly. Steady ones are looked up in `repeated`, where there is such.
 template <int fieldCount, Fetch fetch, class Weights>
-HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count) {
+HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, const float* atY, int count,
+                         RepeatedFractions* repeated) {
     const F f;
     const I i;
     const P p;
@@ -179,12 +216,20 @@ HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, cons
     const auto lastY = hn::Set(f, static_cast<float>(smallest.rows - 1));
     Waiting waiting[fieldCount];
     int waitingCount[fieldCount] = {};
-    for (int start = 0; start < count; start += kPlanned * lanes) {
+    Order order;
+    int vectors = 0;
+    if (repeated != nullptr) {
+        vectors = readSteady<fieldCount>(fields, atX, atY, count, *repeated, order);
+    } else {
+        for (int next = 0; next < count; next += lanes)
+            order[vectors++] = next < count - lanes ? next : count - lanes;
+    }
+    for (int start = 0; start < vectors; start += kPlanned) {
         Plans<Weights> plans;
         int planned = 0;
-        const int end = start + kPlanned * lanes < count ? start + kPlanned * lanes : count;
-        for (int next = start; next < end; next += lanes) {
-            const int at = next < count - lanes ? next : count - lanes;
+        const int end = start + kPlanned < vectors ? start + kPlanned : vectors;
+        for (int v = start; v < end; ++v) {
+            const int at = order[v];
             const auto x = hn::LoadU(f, atX + at);
             const auto y = hn::LoadU(f, atY + at);
             const auto before = hn::And(hn::Lt(x, lastX), hn::Le(y, lastY));
@@ -202,7 +247,7 @@ HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, cons
                 continue;
             }
             const Cells cells = cellsAt(x, y);
-            if (next % kAnnouncedColumns == 0)
+            if (v * lanes % kAnnouncedColumns == 0)
                 announce<fieldCount>(fields, atX[at + lanes / 2], atY[at + lanes / 2]);
             Planned<Weights>& plan = plans.all[planned];
             plan.at = at;
@@ -231,7 +276,7 @@ HWY_INLINE int readBatch(const FieldReading (&fields)[2], const float* atX, cons
 /// were read exactly.
 template <Fetch fetch, class Weights>
 HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                           int count, int& exact) {
+                           int count, RepeatedFractions* repeated, int& exact) {
     const FieldPixels& smallest = fields[fieldCount - 1].from;
     const bool offsetsFit = smallest.pitch > 0 && (smallest.rows + std::int64_t{1}) * smallest.pitch <
                                                       std::numeric_limits<std::int32_t>::max();
@@ -240,9 +285,9 @@ HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const flo
     while (offsetsFit && count - done >= lanes) {
         const int size = count - done < kBatchSize ? count - done : kBatchSize;
         if (fieldCount == 1) {
-            exact += readBatch<1, fetch, Weights>(batch, atX + done, atY + done, size);
+            exact += readBatch<1, fetch, Weights>(batch, atX + done, atY + done, size, repeated);
         } else {
-            exact += readBatch<2, fetch, Weights>(batch, atX + done, atY + done, size);
+            exact += readBatch<2, fetch, Weights>(batch, atX + done, atY + done, size, repeated);
         }
         for (FieldReading& field : batch) field.out += std::ptrdiff_t{size} * 4;
         done += size;
@@ -253,31 +298,32 @@ HWY_INLINE int readVectors(const FieldReading* fields, int fieldCount, const flo
 /// A whole row; returns how many pixels of whole vectors were read exactly.
 template <Fetch fetch, class Weights>
 HWY_INLINE int readRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                       int count) {
+                       int count, RepeatedFractions* repeated) {
     if (fieldCount <= 0) return 0;
     int exact = 0;
-    const int done = readVectors<fetch, Weights>(fields, fieldCount, atX, atY, count, exact);
+    const int done = readVectors<fetch, Weights>(fields, fieldCount, atX, atY, count, repeated, exact);
     readScalar(fields, fieldCount, atX, atY, done, count - done);
     return exact;
 }
 
 HWY_ATTR int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                                int count) {
-    return readRow<Fetch::loads, QuickWeights>(fields, fieldCount, atX, atY, count);
+    return readRow<Fetch::loads, QuickWeights>(fields, fieldCount, atX, atY, count, nullptr);
 }
 
 HWY_ATTR int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float* atX,
                                   const float* atY, int count) {
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-    return readRow<Fetch::gathers, QuickWeights>(fields, fieldCount, atX, atY, count);
+    return readRow<Fetch::gathers, QuickWeights>(fields, fieldCount, atX, atY, count, nullptr);
 #else
     return HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
 #endif
 }
 
-HWY_ATTR void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX,
-                                const float* atY, int count) {
-    readRow<Fetch::loads, FineWeights>(fields, fieldCount, atX, atY, count);
+HWY_ATTR int bilinearMovedRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                              int count, RepeatedFractions& repeated, bool finely) {
+    if (finely) return readRow<Fetch::loads, FineWeights>(fields, fieldCount, atX, atY, count, &repeated);
+    return readRow<Fetch::loads, QuickWeights>(fields, fieldCount, atX, atY, count, &repeated);
 }
 
 #else
@@ -293,9 +339,9 @@ HWY_ATTR int bilinearRowGathering(const FieldReading* fields, int fieldCount, co
     return HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
 }
 
-HWY_ATTR void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX,
-                                const float* atY, int count) {
-    HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
+HWY_ATTR int bilinearMovedRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                              int count, RepeatedFractions&, bool) {
+    return HWY_NAMESPACE::bilinearRowSingly(fields, fieldCount, atX, atY, count);
 }
 
 #endif
@@ -308,7 +354,7 @@ namespace tumblewash::kernels {
 
 HWY_EXPORT(bilinearRowSingly);
 HWY_EXPORT(bilinearRowGathering);
-HWY_EXPORT(bilinearRowFinely);
+HWY_EXPORT(bilinearMovedRow);
 
 int bilinearRowSingly(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
                       int count, InstructionSet set) {
@@ -320,9 +366,9 @@ int bilinearRowGathering(const FieldReading* fields, int fieldCount, const float
     return TUMBLEWASH_VERSION(bilinearRowGathering, set)(fields, fieldCount, atX, atY, count);
 }
 
-void bilinearRowFinely(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
-                       int count, InstructionSet set) {
-    TUMBLEWASH_VERSION(bilinearRowFinely, set)(fields, fieldCount, atX, atY, count);
+int bilinearMovedRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY,
+                     int count, RepeatedFractions& repeated, bool finely, InstructionSet set) {
+    return TUMBLEWASH_VERSION(bilinearMovedRow, set)(fields, fieldCount, atX, atY, count, repeated, finely);
 }
 
 int bilinearRow(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,

@@ -42,11 +42,12 @@ class MorphedFrame {
     void read(int first, int end, const float* atX, const float* atY) {
         const Outputs out = outputs(first);
         const int count = end - first;
-        if (_finely > 0) {
+        const bool finely = _finely > 0;
+        const int doubts = tumblewash::kernels::bilinearMovedRow(out.fields, 2, atX + first, atY + first,
+                                                                 count, _repeated, finely);
+        if (finely) {
             --_finely;
-            tumblewash::kernels::bilinearRowFinely(out.fields, 2, atX + first, atY + first, count);
-        } else if (tumblewash::kernels::bilinearRow(out.fields, 2, atX + first, atY + first, count) >
-                   2 * count / kManyDoubts) {
+        } else if (doubts > 2 * count / kManyDoubts) {
             _finely = kStretchesAlike;
         }
     }
@@ -77,6 +78,7 @@ class MorphedFrame {
     tumblewash::kernels::FieldPixels _odd;
     unsigned char* _outEven = nullptr;
     unsigned char* _outOdd = nullptr;
+    tumblewash::kernels::RepeatedFractions _repeated;
     int _finely = 0;
 };
 

@@ -16,13 +16,14 @@
 
 namespace tumblewash::imagelib {
 
+using kernels::bilinearMovedRow;
 using kernels::bilinearRow;
-using kernels::bilinearRowFinely;
 using kernels::bilinearRowGathering;
 using kernels::bilinearRowScalar;
 using kernels::bilinearRowSingly;
 using kernels::FieldPixels;
 using kernels::FieldReading;
+using kernels::RepeatedFractions;
 
 namespace {
 
@@ -41,6 +42,16 @@ struct TwoFields {
           even{frame.data(), std::ptrdiff_t{columns} * 8, columns, (height + 1) / 2},
           odd{frame.data() + std::ptrdiff_t{columns} * 4, std::ptrdiff_t{columns} * 8, columns, height / 2} {}
 };
+
+/// Reads as a morph does, `rounds` times: fractions that repeat are learnt on the way.
+int readMoved(const FieldReading* fields, int fieldCount, const float* atX, const float* atY, int count,
+              bool finely, InstructionSet set, int rounds = 3) {
+    RepeatedFractions repeated;
+    int doubts = 0;
+    for (int i = 0; i < rounds; ++i)
+        doubts = bilinearMovedRow(fields, fieldCount, atX, atY, count, repeated, finely, set);
+    return doubts;
+}
 
 /// Positions of every kind: fractions, whole ones, edges, outside, no numbers.
 float position(int kind, int last, std::mt19937& random) {
@@ -87,10 +98,12 @@ TEST(BilinearRowTest, RowsAreTheScalarOnesOnEveryTarget) {
                     bilinearRow(got, fieldCount, x.data(), y.data(), count, set);
                     ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount;
                     ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount;
-                    std::fill(gotA.begin(), gotA.end(), static_cast<unsigned char>(11));
-                    bilinearRowFinely(got, fieldCount, x.data(), y.data(), count, set);
-                    ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount << " finely";
-                    ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount << " finely";
+                    for (const bool finely : {false, true}) {
+                        std::fill(gotA.begin(), gotA.end(), static_cast<unsigned char>(11));
+                        readMoved(got, fieldCount, x.data(), y.data(), count, finely, set);
+                        ASSERT_EQ(a, gotA) << count << ' ' << kind << ' ' << fieldCount << ' ' << finely;
+                        ASSERT_EQ(b, gotB) << count << ' ' << kind << ' ' << fieldCount << ' ' << finely;
+                    }
                 }
             }
         }
@@ -118,7 +131,7 @@ TEST(BilinearRowTest, ProductsNextToWholeNumbersAreTruncatedAlike) {
             ASSERT_EQ(a, gotA) << divisor;
             ASSERT_EQ(b, gotB) << divisor;
             std::fill(gotA.begin(), gotA.end(), static_cast<unsigned char>(5));
-            bilinearRowFinely(got, 2, x.data(), y.data(), 61, set);
+            readMoved(got, 2, x.data(), y.data(), 61, true, set);
             ASSERT_EQ(a, gotA) << divisor;
             ASSERT_EQ(b, gotB) << divisor;
         }
@@ -144,6 +157,19 @@ TEST(BilinearRowTest, DoubtsAreCountedWhereProductsAreWhole) {
         EXPECT_LT(few, 640 / 8);
         // A machine of single numbers reads every pixel by the rule itself and has none in doubt.
         EXPECT_TRUE(many > 640 / 8 || (many == 0 && few == 0)) << many << ' ' << few;
+    });
+}
+
+// Where a stretch has one displacement its fractions repeat: once they are known nothing is in doubt.
+TEST(BilinearRowTest, FractionsThatComeBackLeaveNoDoubt) {
+    EveryTarget([](std::mt19937& random, InstructionSet set) {
+        const TwoFields fields(400, 12, random);
+        std::vector<float> x, y(320, 2.4F);
+        for (int i = 0; i < 320; ++i) x.push_back(static_cast<float>(i + 10) + 0.25F);
+        std::vector<unsigned char> a(1280), b(1280);
+        const FieldReading readings[2] = {{fields.even, a.data()}, {fields.odd, b.data()}};
+        EXPECT_EQ(readMoved(readings, 2, x.data(), y.data(), 320, false, set), 0);
+        EXPECT_EQ(readMoved(readings, 2, x.data(), y.data(), 320, true, set), 0);
     });
 }
 
@@ -176,15 +202,15 @@ testing::AssertionResult sameReadings(const LooseFields& fields, const std::vect
         plain[f] = {fields.field[f], expected[f].data() + 3};
     }
     bilinearRowScalar(plain, 2, x.data(), y.data(), count);
-    const auto finely = [](const FieldReading* of, int fieldCount, const float* atX, const float* atY, int n,
-                           InstructionSet which) {
-        bilinearRowFinely(of, fieldCount, atX, atY, n, which);
-        return 0;
-    };
-    const std::pair<const char*,
-                    int (*)(const FieldReading*, int, const float*, const float*, int, InstructionSet)>
-        versions[] = {
-            {"by loads", bilinearRowSingly}, {"by gathers", bilinearRowGathering}, {"finely", finely}};
+    using Version = int (*)(const FieldReading*, int, const float*, const float*, int, InstructionSet);
+    const std::pair<const char*, Version> versions[] = {
+        {"by loads", bilinearRowSingly},
+        {"by gathers", bilinearRowGathering},
+        {"moved", [](const FieldReading* of, int fieldCount, const float* atX, const float* atY, int n,
+                     InstructionSet which) { return readMoved(of, fieldCount, atX, atY, n, false, which, 2); }},
+        {"moved, finely",
+         [](const FieldReading* of, int fieldCount, const float* atX, const float* atY, int n,
+            InstructionSet which) { return readMoved(of, fieldCount, atX, atY, n, true, which, 1); }}};
     for (const auto& [name, version] : versions) {
         std::vector<unsigned char> got[2];
         FieldReading shipped[2];
@@ -281,6 +307,46 @@ TEST(BilinearRowTest, RunsOfWholePixelsAreReadAlikeUpToTheEdges) {
             for (float& at : x) at += 16777216.0F;
             std::fill(y.begin(), y.end(), 0.0F);
             ASSERT_TRUE(sameReadings(fields, x, y, set));
+        }
+    });
+}
+
+// Stretches with one displacement, as a morph's equal cells make them: simple fractions, hairs beside whole
+// numbers and none at all, up to the edges, where a column's float is coarser than the one before it, and
+// with more pairs of fractions than a row keeps.
+TEST(BilinearRowTest, StretchesWithOneDisplacementReadTheScalarBytes) {
+    const float fractions[] = {0.0F,  0.2F,        0.4F, 0.6F,     0.8F,       0.5F,
+                               0.25F, 1.0F / 3.0F, 0.1F, 0x1p-12F, 0.99951172F};
+    EveryTarget([&](std::mt19937& random, InstructionSet set) {
+        const LooseFields fields(1100, 9, 4, random);
+        RepeatedFractions kept[2];
+        for (int round = 0; round < 240; ++round) {
+            std::vector<float> x, y;
+            const int wanted = 1 + static_cast<int>(random() % 180),
+                      start = static_cast<int>(random() % 1100);
+            float moveX = 0.0F, moveY = 0.0F;
+            for (int i = 0; i < wanted; ++i) {
+                if (i % 40 == 0) {
+                    const auto pick = [&] {
+                        return random() % 3 == 0 ? between(random, 0.0F, 1.0F) : fractions[random() % 11];
+                    };
+                    moveX = static_cast<float>(random() % 5) - 2.0F + pick();
+                    moveY =
+                        static_cast<float>(random() % 9) - 0.5F * static_cast<float>(random() % 2) + pick();
+                }
+                x.push_back(static_cast<float>((start + i) % 1101) + moveX);
+                y.push_back(moveY);
+            }
+            if (round % 5 == 0) x[random() % x.size()] += 0x1p-14F;
+            if (round % 7 == 0) y[random() % y.size()] = std::numeric_limits<float>::quiet_NaN();
+            ASSERT_TRUE(sameReadings(fields, x, y, set)) << round;
+            // What one row taught is used by the next, whatever its fields' colours.
+            std::vector<unsigned char> expected(x.size() * 4, 1), got(x.size() * 4, 2);
+            const FieldReading plain = {fields.field[1], expected.data()},
+                               shipped = {fields.field[1], got.data()};
+            bilinearRowScalar(&plain, 1, x.data(), y.data(), wanted);
+            bilinearMovedRow(&shipped, 1, x.data(), y.data(), wanted, kept[round % 2], round % 2 != 0, set);
+            ASSERT_EQ(expected, got) << round;
         }
     });
 }
