@@ -18,11 +18,14 @@ constexpr double kSeconds = 1;
 /// Pictures of a file by their times.
 class Decoded {
   public:
-    Decoded(const std::shared_ptr<const InputBytes>& bytes, int stream, CancelFlag cancel)
+    Decoded(const std::shared_ptr<const InputBytes>& bytes, int stream, CancelFlag cancel, bool strict)
         : file_(bytes, cancel), stream_(stream < 0 ? file_.bestVideo() : stream) {
         file_.useOnly(stream_);
+        // The decoder of Motion JPEG does not tell which pictures are patched, but leaves them out if asked.
+        const bool jpeg = file_.stream(stream_, AVMEDIA_TYPE_VIDEO).codecpar->codec_id == AV_CODEC_ID_MJPEG;
         // A header that was read in part, for want of memory for one, makes some decoders crash later.
-        decoder_.emplace(file_, stream_, AVMEDIA_TYPE_VIDEO, 1, OnDamage::refuseHeader);
+        decoder_.emplace(file_, stream_, AVMEDIA_TYPE_VIDEO, 1,
+                         strict && jpeg ? OnDamage::drop : OnDamage::refuseHeader);
     }
 
     AVRational base() const { return decoder_->stream().time_base; }
@@ -125,7 +128,7 @@ class Check {
         if (clip_ != clip || !source_) {
             const PacketIndex::Detail& known = plan().clips[static_cast<size_t>(clip)]->detail();
             source_.reset();
-            source_.emplace(known.file.bytes, known.file.videoStream, settings_.cancel);
+            source_.emplace(known.file.bytes, known.file.videoStream, settings_.cancel, false);
             shown_.clear();
             for (const IndexedPacket& packet : known.packets)
                 if (packet.picture >= 0) shown_.push_back(packet.pts);
@@ -154,7 +157,7 @@ class Check {
         const int64_t own = run.range.firstPicture + from;
         const std::vector<PicturePrint> there =
             source.between(keyFor(run, own), at(shown_, own), at(shown_, own + count - 1), false);
-        if (!movie_) movie_.emplace(bytes_, -1, settings_.cancel);
+        if (!movie_) movie_.emplace(bytes_, -1, settings_.cancel, true);
         const std::vector<PicturePrint> here = movie_->between(
             at(times_, first + from), at(times_, first + from), at(times_, first + from + count - 1), true);
         if (static_cast<int64_t>(here.size()) != count)
