@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "tests/app/CopyRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -109,7 +110,7 @@ const Row kRows[] = {
     {"Opus", kVp9, "-c:a libopus -ac 2 -b:a 128k", ".webm", ".webm", 960, 336},
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, CopiedSoundTest, testing::ValuesIn(copies::sampledRows(kRows, 4)),
+INSTANTIATE_TEST_SUITE_P(Kinds, CopiedSoundTest, testing::ValuesIn(test::sampledRows(kRows, 4)),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 TEST(CopiedSoundTest, ACutBeginsInTheMiddleOfAClip) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tests/app/CopyRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -219,7 +220,7 @@ const Row kRows[] = {
      "A.avi is FFV1 of a version before 3, which has no header of its own"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Reasons, CopyEligibilityTest, testing::ValuesIn(copies::sampledRows(kRows, 6)),
+INSTANTIATE_TEST_SUITE_P(Reasons, CopyEligibilityTest, testing::ValuesIn(test::sampledRows(kRows, 6)),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 /// A second clip that is made of the first, and is what the sentence says.
@@ -251,7 +252,7 @@ const Made kMade[] = {
     {"Photo", "B.png", "-frames:v 1", "B.png is a picture and no movie: its frames have to be encoded"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Reasons, CopyMadeTest, testing::ValuesIn(copies::sampledRows(kMade, 4)),
+INSTANTIATE_TEST_SUITE_P(Reasons, CopyMadeTest, testing::ValuesIn(test::sampledRows(kMade, 4)),
                          [](const testing::TestParamInfo<Made>& row) { return std::string(row.param.name); });
 
 // Files whose bytes are changed to be what no program means to write.

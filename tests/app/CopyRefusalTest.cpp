@@ -6,6 +6,7 @@
 #include "media/detail/Bits.h"
 #include "media/detail/NalUnits.h"
 #include "tests/app/CopyRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -114,7 +115,7 @@ const Refused kRefused[] = {
     {"OtherCodec", kPlain, kPlain, ".mp4", {"--codec", "hevc"}, "A.mp4 is H.264 and --codec asks for HEVC"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Reasons, CopyRefusalTest, testing::ValuesIn(copies::sampledRows(kRefused, 6)),
+INSTANTIATE_TEST_SUITE_P(Reasons, CopyRefusalTest, testing::ValuesIn(test::sampledRows(kRefused, 6)),
                          [](const testing::TestParamInfo<Refused>& row) {
                              return std::string(row.param.name);
                          });

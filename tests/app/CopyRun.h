@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "tests/app/ProgramRun.h"
-#include "tests/support/Sampled.h"
 
 namespace tumblewash::app::copies {
 
@@ -23,14 +22,6 @@ std::string x265(const std::string& more);
 
 /// The fingerprints of a file's frames; adds a failure when the decoder complains.
 std::vector<std::string> framesOf(const Workshop& shop, const std::string& file, int threads = 1);
-
-/// All rows of a table, or, in the builds that sample, the first one of each `of`.
-template <typename Row, std::size_t count>
-std::vector<Row> sampledRows(const Row (&rows)[count], std::size_t of) {
-    std::vector<Row> out;
-    for (std::size_t i = 0; i < count; i += test::sampled() ? of : 1) out.push_back(rows[i]);
-    return out;
-}
 
 /// The report that a join wrote as report.json.
 nlohmann::json reportOf(const Workshop& shop);

@@ -7,6 +7,7 @@
 
 #include "media/Reader.h"
 #include "tests/app/CopyRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -71,7 +72,7 @@ const Row kRows[] = {
     {"MotionJpegAvi", "-c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:v mjpeg -q:v 2 -pix_fmt yuvj420p", ".avi"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Jumps, CopyJumpTest, testing::ValuesIn(copies::sampledRows(kRows, 2)),
+INSTANTIATE_TEST_SUITE_P(Jumps, CopyJumpTest, testing::ValuesIn(test::sampledRows(kRows, 2)),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 // A ProRes frame is made from its own picture alone: where the pictures are the same, so are the coded ones.
@@ -180,7 +181,7 @@ const Sounding kSounding[] = {
     {"PcmAvi", "-vf noise=alls=8:allf=t -c:v mjpeg -q:v 4 -pix_fmt yuvj420p", "-c:a pcm_s16le", ".avi"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Sounds, CopySoundTest, testing::ValuesIn(copies::sampledRows(kSounding, 4)),
+INSTANTIATE_TEST_SUITE_P(Sounds, CopySoundTest, testing::ValuesIn(test::sampledRows(kSounding, 4)),
                          [](const testing::TestParamInfo<Sounding>& row) {
                              return std::string(row.param.name);
                          });

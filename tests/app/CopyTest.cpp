@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/app/CopyRun.h"
+#include "tests/support/Sampled.h"
 
 namespace tumblewash::app {
 namespace {
@@ -76,7 +77,7 @@ const Row kRows[] = {
      ".mp4"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Codings, CopyCodingTest, testing::ValuesIn(copies::sampledRows(kRows, 5)),
+INSTANTIATE_TEST_SUITE_P(Codings, CopyCodingTest, testing::ValuesIn(test::sampledRows(kRows, 5)),
                          [](const testing::TestParamInfo<Row>& row) { return std::string(row.param.name); });
 
 /// Two clips, and the elements of GStreamer that decode them.
@@ -119,7 +120,7 @@ const Player kPlayers[] = {
      "-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 15", ".webm", "matroskademux ! vp9dec"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(copies::sampledRows(kPlayers, 3)),
+INSTANTIATE_TEST_SUITE_P(Players, CopyPlayerTest, testing::ValuesIn(test::sampledRows(kPlayers, 3)),
                          [](const testing::TestParamInfo<Player>& row) {
                              return std::string(row.param.name);
                          });
