@@ -127,4 +127,31 @@ void addDirect(Table& table, int width, int height) {
     }
 }
 
+void addThreads(Table& table, int width, int height) {
+    const std::string size = " " + std::to_string(width) + "x" + std::to_string(height);
+    const Picture first = opaqueScene(width, height, 5), last = opaqueScene(width, height, 6);
+    const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+    Frame from(first.bytes.begin(), first.bytes.end()), to(last.bytes.begin(), last.bytes.end());
+    Frame out(from.size());
+    for (const plugin::EffectRecord& effect : plugin::effectCatalogue()) {
+        const bool morph = effect.driver == plugin::EffectDriver::morph;
+        const std::string row = std::string("two threads, ") + effect.id;
+        if (!table.wants(row + size) || !(effect.overnext || morph)) continue;
+        const effects::Effect one(effect), two(effect, {}, {2});
+        // Alpha that must be looked at, as pictures have it in a program that shows them.
+        const effects::Alpha alpha = effects::Alpha::straight;
+        const effects::Pictures pictures{{from.data(), stride, width, height, alpha},
+                                         {to.data(), stride, width, height, alpha}};
+        const effects::Target target{out.data(), stride, width, height, alpha};
+        const auto motion = one.motionBetween(pictures);
+        const auto render = [&](const effects::Effect& prepared) {
+            if (prepared.render(kPosition, pictures, target, motion.get()) != effects::Outcome::ok)
+                std::abort();
+        };
+        table.add(
+            row + size, [&] { render(two); }, "one thread, wall time", [&] { render(one); }, Aim::shown, 0,
+            Clock::wall);
+    }
+}
+
 }  // namespace tumblewash::bench

@@ -14,23 +14,22 @@ namespace tumblewash::bench {
 
 namespace {
 
-/// Processor time of this thread: what other processes take from a busy machine does not count.
-double threadMilliseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1.0e3 + static_cast<double>(now.tv_nsec) * 1.0e-6;
+double now(Clock clock) {
+    timespec at{};
+    clock_gettime(clock == Clock::wall ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &at);
+    return static_cast<double>(at.tv_sec) * 1.0e3 + static_cast<double>(at.tv_nsec) * 1.0e-6;
 }
 
-double milliseconds(const std::function<void()>& work, int repeats) {
-    const double start = threadMilliseconds();
+double milliseconds(const std::function<void()>& work, int repeats, Clock clock) {
+    const double start = now(clock);
     for (int i = 0; i < repeats; ++i) work();
-    return (threadMilliseconds() - start) / repeats;
+    return (now(clock) - start) / repeats;
 }
 
 /// How often to repeat work so that the clock's own steps do not matter.
-int repeatsFor(const std::function<void()>& work) {
+int repeatsFor(const std::function<void()>& work, Clock clock) {
     work();
-    const double once = milliseconds(work, 1);
+    const double once = milliseconds(work, 1, clock);
     return std::clamp(static_cast<int>(std::ceil(2.0 / std::max(once, 1.0e-5))), 1, 200000);
 }
 
@@ -61,13 +60,14 @@ std::string today() {
 
 }  // namespace
 
-Pair measurePair(const std::function<void()>& ours, const std::function<void()>& yardstick, int rounds) {
-    const int ourRepeats = repeatsFor(ours);
-    const int theirRepeats = repeatsFor(yardstick);
+Pair measurePair(const std::function<void()>& ours, const std::function<void()>& yardstick, int rounds,
+                 Clock clock) {
+    const int ourRepeats = repeatsFor(ours, clock);
+    const int theirRepeats = repeatsFor(yardstick, clock);
     std::vector<double> a, b, ratios;
     for (int i = 0; i < rounds; ++i) {
-        a.push_back(milliseconds(ours, ourRepeats));
-        b.push_back(milliseconds(yardstick, theirRepeats));
+        a.push_back(milliseconds(ours, ourRepeats, clock));
+        b.push_back(milliseconds(yardstick, theirRepeats, clock));
         ratios.push_back(a.back() / b.back());
     }
     return {median(a), median(b), median(ratios)};
@@ -84,9 +84,9 @@ bool Table::wants(const std::string& row) const {
 }
 
 double Table::add(const std::string& row, const std::function<void()>& ours, const std::string& yardstickName,
-                  const std::function<void()>& yardstick, Aim aim, double target) {
+                  const std::function<void()>& yardstick, Aim aim, double target, Clock clock) {
     if (!wants(row)) return 0.0;
-    const Pair pair = measurePair(ours, yardstick, rounds_);
+    const Pair pair = measurePair(ours, yardstick, rounds_, clock);
     print(row, pair, yardstickName, aim, target);
     return pair.ours;
 }

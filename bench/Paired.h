@@ -16,9 +16,16 @@ struct Pair {
     double ratio;
 };
 
+/// What passes while work is done.
+enum class Clock {
+    processor,  ///< processor time of the calling thread: what other processes take does not count
+    wall        ///< time on the wall, for work that several threads share; only an idle machine tells it
+};
+
 /// Runs both pieces of work in turns: one unmeasured round, then at least `rounds` rounds. Work that takes
 /// microseconds is repeated inside a round until a round takes about 2 ms.
-Pair measurePair(const std::function<void()>& ours, const std::function<void()>& yardstick, int rounds);
+Pair measurePair(const std::function<void()>& ours, const std::function<void()>& yardstick, int rounds,
+                 Clock clock = Clock::processor);
 
 /// How a row is judged.
 enum class Aim {
@@ -37,7 +44,8 @@ class Table {
     bool wants(const std::string& row) const;
     /// Measures and prints one row; returns our median in milliseconds (0 when the row is not wanted).
     double add(const std::string& row, const std::function<void()>& ours, const std::string& yardstickName,
-               const std::function<void()>& yardstick, Aim aim, double target);
+               const std::function<void()>& yardstick, Aim aim, double target,
+               Clock clock = Clock::processor);
     /// Prints a row about two figures that are there already.
     void addFigures(const std::string& row, double ours, const std::string& yardstickName, double yardstick,
                     Aim aim, double target);

@@ -24,6 +24,8 @@ void addColour(Table& table, int width, int height);
 void addAdapters(Table& table, int width, int height);
 /// One call of effects/, an adapter's whole frame and a live picture beside a session's frame.
 void addDirect(Table& table, int width, int height);
+/// One picture by two threads beside the same by one, in wall time.
+void addThreads(Table& table, int width, int height);
 /// Whole frames over deep pixels beside the plug-in's own.
 void addDeep(Table& table, int width, int height);
 /// The plain composition of views beside the shipped paths: what the reformulations are worth.

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
     bench::addColour(table, 1920, 1080);
     bench::addAdapters(table, 1920, 1080);
     bench::addDirect(table, 1920, 1080);
+    for (const auto& [w, h] : {std::pair{1920, 1080}, std::pair{3840, 2160}}) bench::addThreads(table, w, h);
     bench::addDeep(table, 1920, 1080);
     bench::addComposition(table, 1920, 1080);
     bench::addKernels(table, 1920);

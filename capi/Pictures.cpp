@@ -27,6 +27,7 @@ using effects::EffectKnobs;
 using effects::Outcome;
 using effects::Picture;
 using effects::Target;
+using imagelib::LineBand;
 using plugin::effectCatalogue;
 using plugin::EffectRecord;
 using plugin::findEffectRecord;
@@ -112,15 +113,17 @@ bool sound(const void* pixels, std::ptrdiff_t stride, int width, int height, tw_
 /// A caller's picture as effects take it: itself, or a copy with its bytes in order.
 class Source {
   public:
-    explicit Source(const tw_picture* picture) {
+    Source(const tw_picture* picture, const Effect& effect) {
         if (picture == nullptr) return;
         const tw_picture& p = *picture;
         made_ = {p.pixels, p.stride, p.width, p.height, alphaOf(p.format, p.alpha)};
         if (p.format == TW_ARGB) return;
         const std::ptrdiff_t pitch = std::ptrdiff_t{p.width} * 4;
         bytes_.resize(static_cast<std::size_t>(pitch) * static_cast<std::size_t>(p.height));
-        for (int y = 0; y < p.height; ++y)
-            toArgb(p.format, p.pixels + y * p.stride, p.width, bytes_.data() + y * pitch);
+        effect.eachBand(p.width, p.height, [&](const LineBand& band) {
+            for (int y = band.first; y < band.endIn(p.height); ++y)
+                toArgb(p.format, p.pixels + y * p.stride, p.width, bytes_.data() + y * pitch);
+        });
         made_.pixels = bytes_.data();
         made_.stride = pitch;
     }
@@ -148,7 +151,7 @@ tw_status render(const Effect& effect, double position, const tw_picture* first,
         return refused("a picture has no pixels, no size, an unknown format, or rows longer than its stride");
     if (!same(*first) || (two && !same(*second)))
         return refused("the pictures and the target differ in size; scale them first");
-    const Source a(first), b(two ? second : nullptr);
+    const Source a(first, effect), b(two ? second : nullptr, effect);
     const effects::Pictures pictures{a.picture(), b.picture()};
     Target out{target->pixels, target->stride, target->width, target->height,
                alphaOf(target->format, target->alpha)};
@@ -166,10 +169,12 @@ tw_status render(const Effect& effect, double position, const tw_picture* first,
         case Outcome::noMemory:
             throw std::bad_alloc();
     }
-    if (target->format != TW_ARGB)
-        for (int y = 0; y < target->height; ++y)
+    if (target->format == TW_ARGB) return TW_OK;
+    effect.eachBand(target->width, target->height, [&](const LineBand& band) {
+        for (int y = band.first; y < band.endIn(target->height); ++y)
             fromArgb(target->format, out.pixels + y * out.stride, target->width,
                      target->pixels + y * target->stride);
+    });
     return TW_OK;
 }
 
@@ -259,6 +264,20 @@ tw_status tw_effect_render(const tw_effect* effect, double position, const tw_pi
             if (effect == nullptr)
                 return failed(TW_BAD_ARGUMENT, "the effect is null; make one with tw_effect_new");
             return capi::render(effect->effect, position, first, second, target);
+        },
+        TW_NO_MEMORY);
+}
+
+tw_status tw_effect_set_threads(tw_effect* effect, int threads) {
+    static_assert(TW_MOST_THREADS == effects::kMostThreads);
+    return guarded(
+        [&] {
+            if (effect == nullptr)
+                return failed(TW_BAD_ARGUMENT, "the effect is null; make one with tw_effect_new");
+            if (threads < 1 || threads > TW_MOST_THREADS)
+                return failed(TW_BAD_ARGUMENT, "the number of threads must be between 1 and 64");
+            effect->effect = effects::Effect(effect->effect.record(), effect->effect.knobs(), {threads});
+            return TW_OK;
         },
         TW_NO_MEMORY);
 }

@@ -3,10 +3,11 @@
  * effects/Effect.h.
  *
  * Link with -ltumblewash (pkg-config tumblewash). Every function may be called from any thread, and prepared
- * effects may be shared by threads. No exception leaves a function. Rendering one picture uses neither the
- * locale, the environment nor rand(). An edit draws from rand() as its transitions begin, and the program's
- * own numbers go on afterwards as if it had not: threads that call rand() at the same time may get, and take,
- * some of the edit's. Codecs and fonts read the environment.
+ * effects may be shared by threads. One picture is made by the calling thread, unless tw_effect_set_threads
+ * asks for more. No exception leaves a function. Rendering one picture uses neither the locale, the
+ * environment nor rand(). An edit draws from rand() as its transitions begin, and the program's own numbers
+ * go on afterwards as if it had not: threads that call rand() at the same time may get, and take, some of the
+ * edit's. Codecs and fonts read the environment.
  *
  * A function that fails returns a status other than TW_OK; tw_last_error() then has the sentence.
  */
@@ -130,7 +131,17 @@ tw_effect* tw_effect_new(const char* effect, const tw_knobs* knobs);
 tw_status tw_effect_render(const tw_effect* effect, double position, const tw_picture* first,
                            const tw_picture* second, const tw_target* target);
 
-/* Gives an effect back; null is nothing. */
+/* The most threads that share a picture. */
+#define TW_MOST_THREADS 64
+
+/* Has every picture of a kept effect that is larger than a megapixel (1000000 pixels) rendered by `threads`
+ * threads, 1 (as it begins) to TW_MOST_THREADS; the bytes are the same. For programs that render one picture
+ * at a time: several pictures at once, each in a thread of yours, use the processor better. The threads begin
+ * with the first such picture, sleep between pictures, block signals and end with the effect; a child of
+ * fork() has none of them and renders in one thread. Not while the effect renders. */
+tw_status tw_effect_set_threads(tw_effect* effect, int threads);
+
+/* Gives an effect back, and ends its threads; null is nothing. */
 void tw_effect_free(tw_effect* effect);
 
 /* ---- An edit ---- */

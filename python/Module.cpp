@@ -98,7 +98,7 @@ tw_picture pictureOf(const py::object& given, const char* what, tw_alpha alpha, 
 /// An effect with its knobs, kept.
 class Effect {
   public:
-    Effect(const std::string& id, const std::string& direction, std::uint32_t seed) : id_(id) {
+    Effect(const std::string& id, const std::string& direction, std::uint32_t seed, int threads) : id_(id) {
         const tw_knobs knobs = {directionNamed(direction), seed};
         tw_effect_info info;
         if (const tw_status status = tw_effect_find(wholeText(id, "the effect's name"), &info);
@@ -107,6 +107,8 @@ class Effect {
         clips_ = info.clips;
         effect_.reset(tw_effect_new(id.c_str(), &knobs));
         if (effect_ == nullptr) raise(TW_NO_MEMORY);
+        if (const tw_status status = tw_effect_set_threads(effect_.get(), threads); status != TW_OK)
+            raise(status);
     }
 
     py::array render(const py::object& first, const py::object& second, const py::object& position,
@@ -239,8 +241,8 @@ PYBIND11_MODULE(_native, m) {
     m.def("render_edit", &renderEdit, py::arg("json"), py::arg("folder"), py::arg("output"),
           py::arg("replace"), py::arg("progress"));
     py::class_<Effect>(m, "Effect")
-        .def(py::init<const std::string&, const std::string&, std::uint32_t>(), py::arg("id"),
-             py::arg("direction") = "right", py::arg("seed") = 1)
+        .def(py::init<const std::string&, const std::string&, std::uint32_t, int>(), py::arg("id"),
+             py::arg("direction") = "right", py::arg("seed") = 1, py::arg("threads") = 1)
         .def("render", &Effect::render, py::arg("first"), py::arg("second"), py::arg("position"),
              py::arg("out") = py::none(), py::arg("alpha") = "straight")
         .def_property_readonly("id", &Effect::id);

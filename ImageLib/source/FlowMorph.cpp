@@ -1,5 +1,6 @@
 #include "ImageLib/source/FlowMorph.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include "ImageLib/source/FieldRows.h"
 #include "ImageLib/source/LogHook.h"
 #include "ImageLib/source/SICommon.h"
+#include "memory/FrameMemory.h"
 
 namespace {
 
@@ -205,23 +207,34 @@ void morphRows(const PixRectWrap<ARGBVal>& source, const PixRectWrap<ARGBVal>& d
     }
 }
 
-/// A whole morph frame, row by row of both fields: `away` and `towards` read the two pictures, out(line) is
-/// where a line of the result begins, and mix(line, over) mixes a line of `lineBytes` bytes into it.
+/// A whole morph frame, some rows of both fields at a time: `away` and `towards` read the two pictures,
+/// out(line) is where a line of the result begins, and mix(line, over) mixes a line of `lineBytes` bytes into
+/// it. As many rows as the second cache keeps, and no fewer: memory foresees long stretches of one picture.
 template <class Road, class Out, class Mix>
 void morphBoth(Road& away, MorphedRows<Road>& leaving, Road& towards, MorphedRows<Road>& arriving,
                const tumblewash::imagelib::LineBand& band, int height, std::size_t lineBytes, Out out,
                Mix mix) {
-    std::vector<unsigned char> over(2 * lineBytes);
-    unsigned char* const overOdd = over.data() + lineBytes;
-    towards.lay(over.data(), overOdd);
-    for (int y = band.firstRow(); y < band.endOddRow(height); ++y) {
-        unsigned char* const even = out(2 * y);
-        unsigned char* const odd = out(2 * y + 1);
-        away.lay(even, odd);
-        leaving.morph(y);
-        arriving.morph(y);
-        mix(even, over.data());
-        mix(odd, overOdd);
+    constexpr std::size_t blockBytes = std::size_t{1} << 20;
+    const int endRow = band.endOddRow(height);
+    const int rows = std::max(endRow - band.firstRow(), 1);
+    const auto blockRows = static_cast<int>(
+        std::clamp<std::size_t>(blockBytes / (2 * lineBytes), 1, static_cast<std::size_t>(rows)));
+    std::vector<unsigned char, tumblewash::memory::FrameAllocator<unsigned char>> over(
+        2 * lineBytes * static_cast<std::size_t>(blockRows));
+    for (int first = band.firstRow(); first < endRow; first += blockRows) {
+        const int end = std::min(first + blockRows, endRow);
+        for (int y = first; y < end; ++y) {
+            away.lay(out(2 * y), out(2 * y + 1));
+            leaving.morph(y);
+        }
+        const auto overAt = [&](int line) {
+            return &over[static_cast<std::size_t>(line - 2 * first) * lineBytes];
+        };
+        for (int y = first; y < end; ++y) {
+            towards.lay(overAt(2 * y), overAt(2 * y + 1));
+            arriving.morph(y);
+        }
+        for (int line = 2 * first; line < 2 * end; ++line) mix(out(line), overAt(line));
     }
 }
 

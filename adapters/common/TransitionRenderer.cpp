@@ -25,8 +25,9 @@ Phase phaseOf(double position) noexcept {
     return position > 0 ? Phase::between : Phase::first;
 }
 
-TransitionRenderer::TransitionRenderer(const EffectRecord& effect, int width, int height)
-    : effect_(effect), width_(width), height_(height) {
+TransitionRenderer::TransitionRenderer(const EffectRecord& effect, int width, int height,
+                                       const effects::Threads& threads)
+    : effect_(effect), width_(width), height_(height), threads_(threads) {
     if (width < kLeastSide || height < kLeastSide)
         note_ = "tumblewash: " + std::to_string(width) + " x " + std::to_string(height) +
                 " is smaller than 16 x 16, so a plain cross-dissolve is shown; use another size";
@@ -42,7 +43,7 @@ std::shared_ptr<const Effect> TransitionRenderer::prepared(const Knobs& knobs) {
         const std::lock_guard lock(mutex_);
         if (lastUsed_ != nullptr && lastUsed_->knobs() == knobs) return lastUsed_;
     }
-    auto made = std::make_shared<const Effect>(effect_, knobs);
+    auto made = std::make_shared<const Effect>(effect_, knobs, threads_);
     const std::lock_guard lock(mutex_);
     lastUsed_ = made;
     return made;

@@ -29,7 +29,9 @@ class TransitionRenderer {
   public:
     /// Cheap. Sizes below 16 x 16, of which the variants show next to nothing, are rendered as a plain
     /// cross-dissolve, see `note`.
-    TransitionRenderer(const plugin::EffectRecord& effect, int width, int height);
+    /// `threads` share one picture; hosts that render several at once want one thread for each.
+    TransitionRenderer(const plugin::EffectRecord& effect, int width, int height,
+                       const effects::Threads& threads = {});
     ~TransitionRenderer();
     TransitionRenderer(const TransitionRenderer&) = delete;
     TransitionRenderer& operator=(const TransitionRenderer&) = delete;
@@ -53,6 +55,7 @@ class TransitionRenderer {
     const plugin::EffectRecord& effect_;
     int width_;
     int height_;
+    effects::Threads threads_;
     std::string note_;
     std::mutex mutex_;
     std::shared_ptr<const effects::Effect> lastUsed_;

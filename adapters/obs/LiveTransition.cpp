@@ -20,6 +20,11 @@ namespace {
 constexpr double kLargestStep = 0.25;
 constexpr double kNoPosition = std::numeric_limits<double>::quiet_NaN();
 
+/// The host draws and encodes meanwhile: of four processors and more, two may share a picture.
+effects::Threads threadsForOnePicture() {
+    return {std::thread::hardware_concurrency() >= 4 ? 2 : 1};
+}
+
 LiveTransition::Render rendererOf(const EffectRecord& record) {
     return [&record, renderer = std::shared_ptr<TransitionRenderer>()](double position, const Knobs& knobs,
                                                                        const Canvas& from, const Canvas& to,
@@ -30,7 +35,8 @@ LiveTransition::Render rendererOf(const EffectRecord& record) {
             return;
         }
         if (renderer == nullptr || renderer->width() != from.width() || renderer->height() != from.height())
-            renderer = std::make_shared<TransitionRenderer>(record, from.width(), from.height());
+            renderer = std::make_shared<TransitionRenderer>(record, from.width(), from.height(),
+                                                            threadsForOnePicture());
         renderer->render(position, knobs, from, &to, out);
     };
 }

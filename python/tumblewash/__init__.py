@@ -47,11 +47,14 @@ def effects():
 class Effect:
     """An effect that is kept for many pictures: the same bytes as `render`, without preparing it each time.
 
-    Threads may share one. Raises ValueError for an unknown effect or direction.
+    Threads may share one. ``threads``, 1 to 64, is how many threads render one picture of more than a megapixel
+    together, with the same bytes: for programs that render one picture at a time. They end with the effect. Raises
+    ValueError for an unknown effect or direction and for another number of threads.
     """
 
-    def __init__(self, effect="wash-away", *, direction="right", seed=1):
-        self._native = _native.Effect(_text("effect", effect), _text("direction", direction), _seed(seed))
+    def __init__(self, effect="wash-away", *, direction="right", seed=1, threads=1):
+        self._native = _native.Effect(_text("effect", effect), _text("direction", direction), _seed(seed),
+                                      _threads(threads))
 
     @property
     def id(self):
@@ -145,6 +148,13 @@ def _text(what, value):
     if not isinstance(value, str):
         raise TypeError(f"{what} must be a text, not {type(value).__name__}")
     return value
+
+
+def _threads(value):
+    threads = operator.index(value)
+    if not 1 <= threads <= 64:
+        raise ValueError("threads must be a whole number from 1 to 64")
+    return threads
 
 
 def _seed(value):

@@ -140,6 +140,38 @@ TEST(CapiTest, AKeptEffectServesThreadsAndEverySize) {
     tw_effect_free(nullptr);
 }
 
+std::ptrdiff_t threadsNow() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+TEST(CapiTest, ALargePictureIsSharedByTheThreadsAskedFor) {
+    constexpr int width = 1030, height = 973, stride = width * 3 + 7;
+    std::mt19937 random(9);
+    Bytes first(static_cast<std::size_t>(stride) * height), last(first.size());
+    for (Bytes* bytes : {&first, &last})
+        for (std::size_t i = 0; i < bytes->size(); i += 5) (*bytes)[i] = static_cast<std::uint8_t>(random());
+    const tw_picture a = {first.data(), stride, width, height, TW_RGB, TW_OPAQUE};
+    const tw_picture b = {last.data(), stride, width, height, TW_RGB, TW_OPAQUE};
+    for (const char* id : {"wash-away", "tumble-reveal", "morph", "none"}) {
+        tw_effect* effect = tw_effect_new(id, nullptr);
+        ASSERT_NE(effect, nullptr) << id;
+        Bytes expected(first.size()), out(first.size());
+        const tw_target alone = {expected.data(), stride, width, height, TW_BGR, TW_OPAQUE};
+        const tw_target shared = {out.data(), stride, width, height, TW_BGR, TW_OPAQUE};
+        ASSERT_EQ(tw_effect_render(effect, 0.4, &a, &b, &alone), TW_OK);
+        ASSERT_EQ(tw_effect_set_threads(effect, TW_MOST_THREADS), TW_OK);
+        ASSERT_EQ(tw_effect_render(effect, 0.4, &a, &b, &shared), TW_OK);
+        EXPECT_TRUE(out == expected) << id;
+        EXPECT_GE(threadsNow(), TW_MOST_THREADS);
+        for (const int wrong : {0, -1, TW_MOST_THREADS + 1}) {
+            EXPECT_EQ(tw_effect_set_threads(effect, wrong), TW_BAD_ARGUMENT);
+            EXPECT_STREQ(tw_last_error(), "the number of threads must be between 1 and 64");
+        }
+        tw_effect_free(effect);
+    }
+    EXPECT_EQ(tw_effect_set_threads(nullptr, 2), TW_BAD_ARGUMENT);
+}
+
 TEST(CapiTest, WhatCannotBeRenderedIsRefusedWithASentence) {
     const Bytes bytes = noise(5, 4);
     Bytes out(bytes.size(), 0xA5);

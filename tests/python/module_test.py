@@ -91,13 +91,15 @@ class Pictures(unittest.TestCase):
                       lambda: tumblewash.render(a, b, out=a), lambda: tumblewash.render(a, b, out=a[:, ::2]),
                       lambda: tumblewash.render(a[1:], b[1:], out=a[:-1]), lambda: tumblewash.render(a, b, "morph\0"),
                       lambda: tumblewash.render(a, b, out=np.lib.stride_tricks.as_strided(b.copy(), a.shape, (3, 3, 1))),
-                      lambda: tumblewash.render(a, b, seed=-1), lambda: tumblewash.Effect(seed=2 ** 32)):
+                      lambda: tumblewash.render(a, b, seed=-1), lambda: tumblewash.Effect(seed=2 ** 32),
+                      lambda: tumblewash.Effect(threads=0), lambda: tumblewash.Effect(threads=65)):
             with self.assertRaises(ValueError):
                 wrong()
         for wrong in (lambda: tumblewash.render(a.astype(float), b), lambda: tumblewash.render(a.tolist(), b),
                       lambda: tumblewash.render(None, b), lambda: tumblewash.render(a, b, out="out"),
                       lambda: tumblewash.render(a, b, position="0.5"), lambda: tumblewash.render(a, b, position=None),
                       lambda: tumblewash.render(a, b, seed=7.0), lambda: tumblewash.render(a, b, direction=None),
+                      lambda: tumblewash.Effect(threads=2.0), lambda: tumblewash.Effect(threads="2"),
                       lambda: tumblewash.render(a, b, effect=tumblewash.effects()[3])):
             with self.assertRaisesRegex(TypeError, "^[^\n]{1,80}$"):
                 wrong()
@@ -107,6 +109,15 @@ class Pictures(unittest.TestCase):
             tumblewash.render(a, b, out=frozen)
         with self.assertRaisesRegex(ValueError, "did you mean tilt-away"):
             tumblewash.render(a, b, "tilt-awya")
+
+    def test_a_large_picture_is_shared_by_threads(self):
+        a, b = noise(12, 4, 960, 1050), noise(13, 4, 960, 1050)
+        for effect in ("tilt-reveal", "morph"):
+            kept = tumblewash.Effect(effect, threads=np.int64(3))
+            before = set(os.listdir("/proc/self/task"))
+            self.assertTrue(np.array_equal(kept.render(a, b, 0.3), tumblewash.render(a, b, effect, 0.3)))
+            self.assertEqual(len(set(os.listdir("/proc/self/task")) - before), 2)
+            del kept
 
     def test_threads_share_an_effect_and_the_lock_is_released(self):
         a, b = noise(10, 4, 600, 800), noise(11, 4, 600, 800)
