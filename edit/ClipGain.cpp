@@ -9,7 +9,6 @@
 #include "edit/Errors.h"
 #include "edit/Limiter.h"
 #include "edit/Parallel.h"
-#include "host/AudioMix.h"
 #include "media/Loudness.h"
 #include "media/Quoting.h"
 
@@ -29,9 +28,7 @@ media::Loudness measure(Clip& clip, const MovieRequest& request, const RenderSet
         if (const std::optional<media::Loudness> known = settings.shelf->loudness(clip, stretch))
             return *known;
     media::LoudnessMeter meter(writer.channels, writer.sampleRate);
-    const std::int64_t total =
-        host::samplesBefore(clip.frames(), writer.sampleRate, static_cast<int>(request.rate.num),
-                            static_cast<int>(request.rate.den));
+    const std::int64_t total = request.samplesBefore(clip.frames());
     std::vector<float> block;
     for (std::int64_t at = 0; at < total;) {
         if (settings.cancel && settings.cancel->load()) throw Refusal(Problem::Interrupted, "interrupted");

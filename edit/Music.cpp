@@ -5,7 +5,6 @@
 #include <numbers>
 
 #include "edit/Decibels.h"
-#include "host/AudioMix.h"
 #include "media/Quoting.h"
 
 namespace tumblewash::edit {
@@ -16,11 +15,6 @@ constexpr double kUpSeconds = 0.8;
 constexpr double kApartSeconds = 1.5;
 constexpr double kInSeconds = 1;
 constexpr double kOutSeconds = 2;
-
-std::int64_t samplesAt(const MovieRequest& request, std::int64_t frame) {
-    return host::samplesBefore(frame, request.writer.sampleRate, static_cast<int>(request.rate.num),
-                               static_cast<int>(request.rate.den));
-}
 
 /// From 0 to 1 without a corner at either end.
 double eased(double t) {
@@ -37,7 +31,8 @@ std::vector<SoundingStretch> soundingStretches(const MovieRequest& request) {
         const Clip& clip = request.clips[i];
         if (!clip.info().hasAudio) continue;
         const std::int64_t origin = request.plan.clipOrigins[i];
-        const SoundingStretch now{samplesAt(request, origin), samplesAt(request, origin + clip.frames())};
+        const SoundingStretch now{request.samplesBefore(origin),
+                                  request.samplesBefore(origin + clip.frames())};
         if (!out.empty() && now.first - out.back().end < apart)
             out.back().end = std::max(out.back().end, now.end);
         else
@@ -74,12 +69,12 @@ double MusicLevel::at(std::int64_t at) {
 Music::Music(const MovieRequest& request)
     : request_(request),
       file_(request.musicFile, request.writer.sampleRate, request.writer.channels, request.writer.cancel),
-      level_(soundingStretches(request), samplesAt(request, request.plan.frames), request.writer.sampleRate,
-             request.musicDuck) {}
+      level_(soundingStretches(request), request.samplesBefore(request.plan.frames),
+             request.writer.sampleRate, request.musicDuck) {}
 
 void Music::addTo(std::int64_t frame, std::vector<float>& samples) {
     const auto width = static_cast<std::size_t>(request_.writer.channels);
-    const std::int64_t first = samplesAt(request_, frame);
+    const std::int64_t first = request_.samplesBefore(frame);
     if (first > at_) file_.skip(first - at_);
     at_ = std::max(at_, first);
     const std::size_t frames = samples.size() / width;

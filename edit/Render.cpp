@@ -27,7 +27,6 @@ using host::decideLevels;
 using host::mixMoment;
 using host::MixMoment;
 using host::rampShape;
-using host::samplesBefore;
 using media::MediaError;
 using media::MediaInfo;
 using media::MediaKind;
@@ -92,13 +91,8 @@ class Pass {
     }
 
   private:
-    std::int64_t samplesAt(std::int64_t frame) const {
-        return samplesBefore(frame, request_.writer.sampleRate, static_cast<int>(request_.rate.num),
-                             static_cast<int>(request_.rate.den));
-    }
-
     std::size_t valuesOf(std::int64_t frame) const {
-        return static_cast<std::size_t>(samplesAt(frame + 1) - samplesAt(frame)) *
+        return static_cast<std::size_t>(request_.samplesBefore(frame + 1) - request_.samplesBefore(frame)) *
                static_cast<std::size_t>(request_.writer.channels);
     }
 
@@ -110,7 +104,8 @@ class Pass {
         const std::int64_t frame = segment.first + passed;
         if (!request_.sound) return clip(segment.clipA).seekPicture(segment.firstA + passed);
         clip(segment.clipA)
-            .seek(segment.firstA + passed, samplesAt(frame) - samplesAt(origin(segment.clipA)));
+            .seek(segment.firstA + passed,
+                  request_.samplesBefore(frame) - request_.samplesBefore(origin(segment.clipA)));
     }
 
     // A transition is rendered whole; frames outside of what was asked for are not written.

@@ -14,6 +14,7 @@
 #include "edit/Edit.h"
 #include "edit/Effects.h"
 #include "edit/Plan.h"
+#include "host/AudioMix.h"
 #include "media/ColourPlan.h"
 #include "media/Writer.h"
 
@@ -84,6 +85,12 @@ struct MovieRequest {
     std::vector<std::string> notes;   ///< what is lost or converted of each clip, one line each with its name
     std::vector<std::string> levels;  ///< how loud each clip was found to be, and what gain it gets
     std::vector<std::string> remarks;  ///< what the user should know: shortened seams, changed files
+
+    /// Samples of the result's sound before its frame `frame`; also those that so many frames last.
+    std::int64_t samplesBefore(std::int64_t frame) const {
+        return host::samplesBefore(frame, writer.sampleRate, static_cast<int>(rate.num),
+                                   static_cast<int>(rate.den));
+    }
 };
 
 /// Settles an edit, cheapest checks first, and throws Refusal, MediaError or HostError for what cannot be

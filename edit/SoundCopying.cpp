@@ -4,7 +4,6 @@
 #include <optional>
 #include <string_view>
 
-#include "host/AudioMix.h"
 #include "media/SoundCopy.h"
 
 namespace tumblewash::edit {
@@ -88,14 +87,10 @@ void settleSoundCopies(MovieRequest& request, const RenderSettings& settings) {
         return;
     }
     if (unchangedFrames(request) == 0) return;
-    const auto samples = [&](std::int64_t frames) {
-        return host::samplesBefore(frames, writer.sampleRate, static_cast<int>(request.rate.num),
-                                   static_cast<int>(request.rate.den));
-    };
     const auto at = static_cast<std::size_t>(request.plan.segments[firstSegment(request)].clipA);
     const Clip& clip = request.clips[at];
-    const std::int64_t from =
-        samples(clip.in()) + samples(request.first) - samples(request.plan.clipOrigins[at]);
+    const std::int64_t from = request.samplesBefore(clip.in()) + request.samplesBefore(request.first) -
+                              request.samplesBefore(request.plan.clipOrigins[at]);
     writer.soundCopy = media::SoundCopy::of(clip.path(), clip.info().identity, settings.output, writer, from);
 }
 

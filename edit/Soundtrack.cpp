@@ -4,7 +4,6 @@
 
 #include "edit/Sound.h"
 #include "edit/SoundCopying.h"
-#include "host/AudioMix.h"
 
 namespace tumblewash::edit {
 namespace {
@@ -27,11 +26,8 @@ Soundtrack::Soundtrack(const MovieRequest& request, Sink sink)
       sink_(std::move(sink)),
       limiter_(request.writer.channels, request.writer.sampleRate, request.limiter) {
     if (!request.musicFile.empty()) music_.emplace(request);
-    const auto samplesAt = [&](std::int64_t frame) {
-        return host::samplesBefore(frame, request.writer.sampleRate, static_cast<int>(request.rate.num),
-                                   static_cast<int>(request.rate.den));
-    };
-    own_ = samplesAt(request.first + unchangedFrames(request)) - samplesAt(request.first);
+    own_ = request.samplesBefore(request.first + unchangedFrames(request)) -
+           request.samplesBefore(request.first);
     const std::vector<Segment>& segments = request.plan.segments;
     for (std::size_t i = 1; i < segments.size(); ++i) {
         const int before = lastClipOf(segments[i - 1]);

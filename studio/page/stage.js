@@ -267,6 +267,34 @@ export function effectName(id) {
 
 const seamHere = () => plan().seams.findIndex((seam) => seam.frames > 0 && S.position >= seam.first && S.position < seam.first + seam.frames);
 
+// Each arrow about where a cell's picture comes to, as long as the cell where it moves farthest: the movements themselves
+// would cover one another.
+function paintArrows(pen, list) {
+  const { width: columns, height: rows } = pen.canvas;
+  pen.clearRect(0, 0, columns, rows);
+  const ways = list.map(([fx, fy, tx, ty]) => ({ x: tx * columns, y: ty * rows, dx: (tx - fx) * columns, dy: (ty - fy) * rows }));
+  const most = Math.max(1, ...ways.map(({ dx, dy }) => Math.hypot(dx, dy)));
+  const cell = 0.85 * Math.sqrt(columns * rows / Math.max(1, list.length));
+  for (const [line, colour] of [[cell / 6, '#000'], [cell / 14, '#fff']]) {
+    pen.lineWidth = line;
+    pen.strokeStyle = colour;
+    pen.beginPath();
+    for (const way of ways) traceArrow(pen, way, cell, cell * Math.hypot(way.dx, way.dy) / most);
+    pen.stroke();
+  }
+}
+
+// Too short ones are left out.
+function traceArrow(pen, { x, y, dx, dy }, cell, length) {
+  if (length < cell / 20) return;
+  const head = Math.min(cell / 3.5, 0.6 * length);
+  const way = Math.atan2(dy, dx);
+  const [ex, ey] = [x + length / 2 * Math.cos(way), y + length / 2 * Math.sin(way)];
+  pen.moveTo(2 * x - ex, 2 * y - ey);
+  pen.lineTo(ex, ey);
+  for (const turn of [2.6, -2.6]) { pen.moveTo(ex, ey); pen.lineTo(ex + head * Math.cos(way + turn), ey + head * Math.sin(way + turn)); }
+}
+
 // How the effect moves the pictures, at full strength: asked for once for each look of a seam.
 let drawnArrows = '';
 async function drawArrows() {
@@ -286,28 +314,7 @@ async function drawArrows() {
   let list = [];
   try { list = (await get('field?seam=' + seam)).arrows; } catch { drawnArrows = ''; }
   if (drawnArrows !== key) return;
-  const pen = over.getContext('2d');
-  pen.clearRect(0, 0, over.width, over.height);
-  // As long as its cell where it moves farthest: the movements themselves would cover one another.
-  const ways = list.map(([fx, fy, tx, ty]) => ({ x: tx * over.width, y: ty * over.height, dx: (tx - fx) * over.width, dy: (ty - fy) * over.height }));
-  const most = Math.max(1, ...ways.map(({ dx, dy }) => Math.hypot(dx, dy)));
-  const cell = 0.85 * Math.sqrt(over.width * over.height / Math.max(1, list.length));
-  for (const [line, colour] of [[cell / 6, '#000'], [cell / 14, '#fff']]) {
-    pen.lineWidth = line;
-    pen.strokeStyle = colour;
-    pen.beginPath();
-    for (const { x, y, dx, dy } of ways) {
-      const length = cell * Math.hypot(dx, dy) / most;
-      if (length < cell / 20) continue;
-      const head = Math.min(cell / 3.5, 0.6 * length);
-      const way = Math.atan2(dy, dx);
-      const [ex, ey] = [x + length / 2 * Math.cos(way), y + length / 2 * Math.sin(way)];
-      pen.moveTo(2 * x - ex, 2 * y - ey);
-      pen.lineTo(ex, ey);
-      for (const turn of [2.6, -2.6]) { pen.moveTo(ex, ey); pen.lineTo(ex + head * Math.cos(way + turn), ey + head * Math.sin(way + turn)); }
-    }
-    pen.stroke();
-  }
+  paintArrows(over.getContext('2d'), list);
   over.dataset.arrows = list.length;
 }
 

@@ -14,6 +14,7 @@
 #include "ImageLib/source/PixRectRef.h"
 #include "ImageLib/source/PixRectWrap.h"
 #include "ImageLib/source/SamplePixRect.h"
+#include "effects/Effect.h"
 #include "host/Session.h"
 #include "platform/Carbon.h"
 #include "pluginDistort/v1/DistortProcess.h"
@@ -354,6 +355,55 @@ TEST_P(HostAllocationTest, SessionsReportAndReturnEverything) {
                 ASSERT_EQ(pixels, plain);
             }
         }
+    }
+}
+
+// One picture by two threads. What fails is this thread's: threads that do not begin, or parts of the
+// picture.
+
+TEST(EffectAllocationTest, APictureByTwoThreadsSaysThatMemoryRanOutAndComesOutRightTheNextTime) {
+    constexpr int width = 40, height = 31;
+    std::vector<std::uint8_t> first(std::size_t{width} * height * 4), last(first.size());
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        first[i] = static_cast<std::uint8_t>(i * 7);
+        last[i] = static_cast<std::uint8_t>(i * 11 + 3);
+    }
+    const effects::Pictures pictures{{first.data(), width * 4, width, height, effects::Alpha::straight},
+                                     {last.data(), width * 4, width, height, effects::Alpha::straight}};
+    const auto render = [&](const effects::Effect& effect, std::vector<std::uint8_t>& out) {
+        return effect.render(0.4, pictures, {out.data(), width * 4, width, height, effects::Alpha::straight});
+    };
+    for (const char* id : {"wash-away", "tumble-reveal", "morph"}) {
+        const plugin::EffectRecord& record = *plugin::findEffectRecord(id);
+        std::vector<std::uint8_t> expected(first.size()), out(first.size());
+        ASSERT_EQ(render(effects::Effect(record), expected), effects::Outcome::ok);
+        int failures = 0;
+        for (const Kind kind : kKinds) {
+            for (long nth = 1;; nth = after(nth)) {
+                SCOPED_TRACE(std::string(id) + ", allocation " + std::to_string(nth));
+                bool failed = false;
+                {
+                    const FailingAllocations failing(nth, kind);
+                    const effects::Effect effect(record, {}, {2, 0});
+                    const effects::Outcome outcome = render(effect, out);
+                    failed = failing.failed();
+                    EXPECT_TRUE(outcome == effects::Outcome::ok ||
+                                (failed && outcome == effects::Outcome::noMemory));
+                    EXPECT_TRUE(outcome != effects::Outcome::ok || out == expected);
+                    failures += outcome == effects::Outcome::noMemory ? 1 : 0;
+                }
+                if (!failed || HasFailure()) break;
+            }
+        }
+        EXPECT_GT(failures, 0);
+        const effects::Effect effect(record, {}, {2, 0});
+        EXPECT_EQ(render(effect, out), effects::Outcome::ok);
+        {
+            const FailingAllocations failing(1, Kind::fromThereOn);
+            EXPECT_NE(render(effect, out), effects::Outcome::badPicture);
+        }
+        EXPECT_EQ(render(effect, out), effects::Outcome::ok);
+        EXPECT_TRUE(out == expected);
     }
 }
 
