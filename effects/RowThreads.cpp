@@ -18,13 +18,16 @@ namespace {
 /// Bands for every thread: a thread that comes late finds some left, and none waits long for the last one.
 constexpr int kBandsPerThread = 4;
 
-/// Blocks all signals while it lives: threads begun meanwhile leave them to those of the program.
+/// Blocks signals while it lives: threads begun meanwhile leave them to those of the program. Not those that
+/// answer to what a thread does itself, such as a read of memory that is not there: they cannot wait.
 class SignalsBlocked {
   public:
     SignalsBlocked() noexcept {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
+        sigset_t others;
+        sigfillset(&others);
+        for (const int own : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
+            sigdelset(&others, own);
+        pthread_sigmask(SIG_SETMASK, &others, &before_);
     }
     ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
     SignalsBlocked(const SignalsBlocked&) = delete;

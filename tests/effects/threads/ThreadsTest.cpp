@@ -300,6 +300,7 @@ TEST(ThreadsTest, AllThreadsTakePartAndTheHelpersLeaveSignalsToTheProgram) {
         sigset_t blocked;
         pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
         EXPECT_EQ(sigismember(&blocked, SIGINT), std::this_thread::get_id() == caller ? 0 : 1);
+        EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
     });
     sigset_t blocked;
     pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
