@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <future>
 #include <optional>
+#include <system_error>
+#include <type_traits>
 
 #include "media/detail/IndexDetail.h"
 #include "media/detail/Input.h"
@@ -148,18 +151,33 @@ class Check {
         return key;
     }
 
+    /// Does the work in a thread of its own; when it is asked for, where there shall be none or none can be
+    /// started.
+    template <class Work>
+    std::future<std::invoke_result_t<Work>> besideThis(const Work& work) const {
+        if (!settings_.ownThread) return std::async(std::launch::deferred, work);
+        try {
+            return std::async(std::launch::async, work);
+        } catch (const std::system_error&) {
+            return std::async(std::launch::deferred, work);
+        }
+    }
+
     /// Pictures [from, from + count) of a run that begins at the movie's picture `first`.
     void compare(const CopyRun& run, int64_t first, int64_t from, int64_t count) {
         Decoded& source = sourceOf(run.clip);
         const auto at = [](const std::vector<int64_t>& times, int64_t i) {
             return times[static_cast<size_t>(i)];
         };
-        const int64_t own = run.range.firstPicture + from;
-        const std::vector<PicturePrint> there =
-            source.between(keyFor(run, own), at(shown_, own), at(shown_, own + count - 1), false);
         if (!movie_) movie_.emplace(bytes_, -1, settings_.cancel, true);
+        const int64_t own = run.range.firstPicture + from;
+        const auto inClip = [&] {
+            return source.between(keyFor(run, own), at(shown_, own), at(shown_, own + count - 1), false);
+        };
+        std::future<std::vector<PicturePrint>> beside = besideThis(inClip);
         const std::vector<PicturePrint> here = movie_->between(
             at(times_, first + from), at(times_, first + from), at(times_, first + from + count - 1), true);
+        const std::vector<PicturePrint> there = beside.get();
         if (static_cast<int64_t>(here.size()) != count)
             failed("the copied pictures from " + std::to_string(first + from) + " on do not all decode");
         if (here != there)
