@@ -115,8 +115,8 @@ HWY_INLINE void announce(const FieldReading (&fields)[2], float x, float y) {
     const auto column = std::ptrdiff_t{static_cast<int>(x)} * 4;
     for (int n = 0; n < fieldCount; ++n) {
         const unsigned char* first = fields[n].from.first + column;
-        __builtin_prefetch(first + below * smallest.pitch, 0, 2);
-        __builtin_prefetch(first + above * smallest.pitch, 0, 2);
+        __builtin_prefetch(first + below * smallest.pitch, 0, 3);
+        __builtin_prefetch(first + above * smallest.pitch, 0, 3);
     }
 }
 
