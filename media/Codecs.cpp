@@ -57,7 +57,7 @@ const std::vector<MovieKind>& movieKinds() {
          {Codec::dnxhr}},
         {".mkv",
          "matroska",
-         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1, Codec::mjpeg},
+         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1, Codec::prores, Codec::mjpeg},
          Codec::hevc,
          {Codec::ffv1},
          {Codec::dnxhr}},

@@ -187,7 +187,7 @@ const Row kRows[] = {
      ".mov",
      ".avi",
      {},
-     "A.mov is ProRes, which goes into mov files and not into .avi"},
+     "A.mov is ProRes, which goes into mov, mkv files and not into .avi"},
     {"ColoursThatAviCannotTell",
      "-c:v mjpeg -pix_fmt yuvj420p -color_primaries bt2020 -color_trc bt709 -colorspace smpte170m",
      "-c:v mjpeg -pix_fmt yuvj420p -color_primaries bt2020 -color_trc bt709 -colorspace smpte170m",

@@ -58,6 +58,8 @@ const Row kRows[] = {
      "-pix_fmt yuv420p10le " + x265("keyint=15:open-gop=0"), ".mov"},
     {"Prores", "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le",
      "-c:v prores_ks -profile:v 2 -pix_fmt yuv422p10le", ".mov"},
+    {"ProresMkv", "-c:v prores_ks -profile:v 0 -pix_fmt yuv422p10le",
+     "-c:v prores_ks -profile:v 0 -pix_fmt yuv422p10le", ".mkv"},
     {"Ffv1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1", "-c:v ffv1 -level 3 -g 1 -slices 4 -slicecrc 1",
      ".mkv"},
     {"Ffv1OfGroups", "-c:v ffv1 -level 3 -g 12 -coder 1 -slices 9",
