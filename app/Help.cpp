@@ -96,7 +96,8 @@ std::string codecLines() {
         }
         for (const media::Codec id : kind.alpha)
             codecs += fmt::format("; with --alpha {}", media::factsOf(id).word);
-        out += fmt::format("  {:6} {}\n", kind.ending, codecs);
+        constexpr std::size_t kColumn = 9;
+        out += fmt::format("  {:6} {}\n", kind.ending, wrap(codecs, kColumn, kColumn));
     }
     return out +
            "  The first codec of a line is the default; for 10 bits it is hevc, or vp9 in .webm; .avi holds "

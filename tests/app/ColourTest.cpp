@@ -218,7 +218,8 @@ TEST(ColourTest, CodecsThatDoNotFitAreRefusedInWords) {
     const nlohmann::json list = nlohmann::json::parse(shop.run({"list", "--json"}).out);
     EXPECT_EQ(list["outputs"][0]["ending"], ".mp4");
     EXPECT_EQ(list["outputs"][0]["codecs"][1]["codec"], "hevc");
-    EXPECT_THAT(shop.run({"join", "--help"}).out, HasSubstr("ffv1 (8, 10), prores (10), mjpeg (8); with --alpha ffv1"));
+    EXPECT_THAT(shop.run({"join", "--help"}).out,
+                HasSubstr("ffv1 (8, 10), prores (10), mjpeg (8);\n         with --alpha ffv1"));
 }
 
 namespace {
