@@ -13,6 +13,7 @@
 
 #include "adapters/common/TransitionRenderer.h"
 #include "tests/adapters/OfxTestHost.h"
+#include "tests/adapters/Scene.h"
 
 namespace tumblewash::test {
 
@@ -55,6 +56,22 @@ inline std::array<int, 4> bytesAt(const TestImage& image, int x, int y) {
     }
     return values;
 }
+
+/// Both scenes in bytes, and an image of their size for the result.
+struct TwoScenes {
+    TestImage from, to, out;
+    TwoScenes(int width, int height)
+        : from(TestImage::make(width, height)),
+          to(TestImage::make(width, height)),
+          out(TestImage::make(width, height)) {
+        fill(from, scene(0, width, height));
+        fill(to, scene(1, width, height));
+    }
+    /// Their colours are said to carry alpha, or not to.
+    void setAlpha(const char* alpha) {
+        for (TestImage* image : {&from, &to, &out}) image->alpha = alpha;
+    }
+};
 
 /// The context, besides the general one, in which hosts find the effect.
 inline const char* contextFor(const plugin::EffectRecord& effect) {

@@ -197,12 +197,8 @@ TEST(OfxDepthTest, DeepPicturesAreRoundedToTheNearestByte) {
 TEST_P(EveryPlugin, OnlyTheRenderWindowIsWritten) {
     OfxTestHost host(kBundle);
     host.bringUp(index, contextFor(effect));
-    TestImage from = TestImage::make(48, 32);
-    TestImage to = TestImage::make(48, 32);
-    TestImage whole = TestImage::make(48, 32);
+    auto [from, to, whole] = TwoScenes(48, 32);
     TestImage part = TestImage::make(48, 32);
-    fill(from, scene(0, 48, 32));
-    fill(to, scene(1, 48, 32));
     const OfxRectI window{5, 7, 30, 20};
     for (const double position : {0.0, 0.5, 1.0}) {
         std::fill(part.memory.begin(), part.memory.end(), std::uint8_t{0xA5});
@@ -271,10 +267,9 @@ TEST_P(EveryPlugin, CutOutsHaveNoDarkFringe) {
     for (const char* alpha : {kImagePreMultiplied, kImageUnPreMultiplied}) {
         OfxTestHost host(kBundle);
         host.bringUp(index, contextFor(effect));
-        TestImage from = TestImage::make(w, h);
-        TestImage to = TestImage::make(w, h);
-        TestImage out = TestImage::make(w, h);
-        for (TestImage* image : {&from, &to, &out}) image->alpha = alpha;
+        TwoScenes images(w, h);
+        images.setAlpha(alpha);
+        auto& [from, to, out] = images;
         auto disc = [&](int which) {
             auto rgba = scene(which, w, h, SceneAlpha::cutOut);
             for (std::size_t i = 0; i < rgba.size(); ++i)
@@ -305,11 +300,7 @@ TEST_P(EveryPlugin, EverySizeFromOnePixelOn) {
     host.bringUp(index, contextFor(effect));
     for (const auto& [w, h] :
          {std::pair{1, 1}, {1, 40}, {15, 200}, {16, 16}, {17, 31}, {4095, 17}, {4096, 17}}) {
-        TestImage from = TestImage::make(w, h);
-        TestImage to = TestImage::make(w, h);
-        TestImage out = TestImage::make(w, h);
-        fill(from, scene(0, w, h));
-        fill(to, scene(1, w, h));
+        auto [from, to, out] = TwoScenes(w, h);
         std::fill(out.memory.begin(), out.memory.end(), std::uint8_t{0xA5});
         ASSERT_EQ(host.render(index, 0.5, &from, &to, out), kOK) << w << " x " << h;
         EXPECT_NE(out.memory, std::vector<std::uint8_t>(out.memory.size(), 0xA5));
@@ -321,10 +312,9 @@ TEST_P(EveryPlugin, EverySizeFromOnePixelOn) {
 TEST_P(EveryPlugin, PremultipliedPicturesStayPremultiplied) {
     OfxTestHost host(kBundle);
     host.bringUp(index, contextFor(effect));
-    TestImage from = TestImage::make(64, 48);
-    TestImage to = TestImage::make(64, 48);
-    TestImage out = TestImage::make(64, 48);
-    for (TestImage* image : {&from, &to, &out}) image->alpha = kImagePreMultiplied;
+    TwoScenes images(64, 48);
+    images.setAlpha(kImagePreMultiplied);
+    auto& [from, to, out] = images;
     auto premultiply = [](std::vector<std::uint8_t> rgba) {
         for (std::size_t i = 0; i < rgba.size(); i += 4)
             for (std::size_t c = 0; c < 3; ++c)

@@ -218,11 +218,7 @@ TEST_P(EveryPlugin, OtherContextsAreRefused) {
 TEST_P(EveryPlugin, SmallPicturesAreDissolvedAndSaidOnce) {
     OfxTestHost host(kBundle);
     host.bringUp(index, contextFor(effect));
-    TestImage from = TestImage::make(5, 3);
-    TestImage to = TestImage::make(5, 3);
-    TestImage out = TestImage::make(5, 3);
-    fill(from, scene(0, 5, 3));
-    fill(to, scene(1, 5, 3));
+    auto [from, to, out] = TwoScenes(5, 3);
     for (int i = 0; i < 3; ++i) ASSERT_EQ(host.render(index, 0.5, &from, &to, out), kOK);
     EXPECT_EQ(host.messages.size(), index == 0 ? 0U : 1U) << "a cut stays one";
     host.takeDown(index);
