@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "media/Codecs.h"
 #include "media/SoundCopy.h"
 
 namespace tumblewash::edit {
@@ -28,8 +29,8 @@ std::optional<Lossless> losslessOf(const media::MediaInfo& clip) {
 }
 
 bool holds(const std::string& output, SoundCodec codec) {
-    return output.ends_with(".mkv") ||
-           (codec == SoundCodec::pcm && (output.ends_with(".mov") || output.ends_with(".avi")));
+    const media::MovieKind* const kind = media::movieKindOf(output);
+    return kind != nullptr && (codec == SoundCodec::flac ? kind->flac : kind->pcm);
 }
 
 /// The coding that keeps every clip's sound as it is; nothing where one of them has another, or is resampled

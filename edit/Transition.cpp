@@ -238,7 +238,8 @@ std::size_t ParallelRenderer::window() const noexcept {
     if (impl_->inCaller) return 1;
     const TransitionJob& job = impl_->job;
     const std::size_t workers = impl_->workers.size();
-    return media::mayWait(media::isDeep(job.layout), job.size.width, job.size.height, workers + 1, workers);
+    const bool large = media::isLargeDeep(media::isDeep(job.layout), job.size.width, job.size.height);
+    return large ? workers : workers + 1;
 }
 
 void ParallelRenderer::submit(PictureRef a, PictureRef b) {

@@ -48,23 +48,43 @@ std::optional<Codec> codecOfName(const std::string& name) {
 
 const std::vector<MovieKind>& movieKinds() {
     static const std::vector<MovieKind> kinds{
-        {".mp4", "mp4", {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9}, Codec::hevc, {}, {}},
-        {".mov",
-         "mov",
-         {Codec::h264, Codec::hevc, Codec::prores, Codec::mjpeg},
-         Codec::hevc,
-         {Codec::prores},
-         {Codec::dnxhr}},
-        {".mkv",
-         "matroska",
-         {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1, Codec::prores, Codec::mjpeg},
-         Codec::hevc,
-         {Codec::ffv1},
-         {Codec::dnxhr}},
-        {".webm", "webm", {Codec::vp9, Codec::av1}, Codec::vp9, {Codec::vp9}, {}},
+        {.ending = ".mp4",
+         .muxer = "mp4",
+         .faststart = true,
+         .codecs = {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9},
+         .deepCodec = Codec::hevc},
+        {.ending = ".mov",
+         .muxer = "mov",
+         .pcm = true,
+         .faststart = true,
+         .codecs = {Codec::h264, Codec::hevc, Codec::prores, Codec::mjpeg},
+         .deepCodec = Codec::hevc,
+         .alpha = {Codec::prores},
+         .beside = {Codec::dnxhr}},
+        {.ending = ".mkv",
+         .muxer = "matroska",
+         .pcm = true,
+         .flac = true,
+         .codecs = {Codec::h264, Codec::hevc, Codec::av1, Codec::vp9, Codec::ffv1, Codec::prores,
+                    Codec::mjpeg},
+         .deepCodec = Codec::hevc,
+         .alpha = {Codec::ffv1},
+         .beside = {Codec::dnxhr}},
+        {.ending = ".webm",
+         .muxer = "webm",
+         .sound = {"libopus", 128'000},
+         .codecs = {Codec::vp9, Codec::av1},
+         .deepCodec = Codec::vp9,
+         .alpha = {Codec::vp9}},
         // Its times are places of whole pictures, in the order in which they are shown: codecs that store
         // them in another order, and those whose marks are QuickTime's, stay out.
-        {".avi", "avi", {Codec::mjpeg}, {}, {}, {}, false, false},
+        {.ending = ".avi",
+         .muxer = "avi",
+         .sound = {"pcm_s16le", 0},
+         .pcm = true,
+         .colourTags = false,
+         .chapters = false,
+         .codecs = {Codec::mjpeg}},
     };
     return kinds;
 }
@@ -75,6 +95,11 @@ const MovieKind* movieKindOf(const std::string& output) {
         if (output.size() > ending.size() && output.ends_with(ending)) return &kind;
     }
     return nullptr;
+}
+
+const MovieKind& movieKindFor(const std::string& output) {
+    if (const MovieKind* kind = movieKindOf(output)) return *kind;
+    throw MediaError(MediaErrorCode::badRequest, output, "is not a movie that this program can write");
 }
 
 std::string movieEndings(const char* last, bool tenBits) {

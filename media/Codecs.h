@@ -30,16 +30,26 @@ struct CodecFacts {
     bool bt601 = false;   ///< decoders take its pictures for BT.601, whatever the file says
 };
 
+/// An encoder of sound, and its bits in a second for two channels; 0 where it has no choice.
+struct SoundCoding {
+    const char* encoder;
+    int64_t bits;
+};
+
 /// One kind of movie file.
 struct MovieKind {
-    const char* ending;              ///< ".mp4"
-    const char* muxer;               ///< the library's
-    std::vector<Codec> codecs;       ///< the first one is used unless another is asked for, or needed
-    std::optional<Codec> deepCodec;  ///< used for 10 bits unless another is asked for; none: it holds 8
-    std::vector<Codec> alpha;        ///< those that hold transparency in this kind of file
-    std::vector<Codec> beside;       ///< more that clips' packets may have
-    bool colourTags = true;          ///< it can say which colours its pictures have
-    bool chapters = true;            ///< it can hold chapters
+    const char* ending;                 ///< ".mp4"
+    const char* muxer;                  ///< the library's
+    SoundCoding sound{"aac", 192'000};  ///< the usual one
+    bool pcm = false;                   ///< it can hold sound as it is
+    bool flac = false;                  ///< and as FLAC
+    bool faststart = false;             ///< its index is moved to the front
+    bool colourTags = true;             ///< it can say which colours its pictures have
+    bool chapters = true;               ///< it can hold chapters
+    std::vector<Codec> codecs{};        ///< the first one is used unless another is asked for, or needed
+    std::optional<Codec> deepCodec{};   ///< used for 10 bits unless another is asked for; none: it holds 8
+    std::vector<Codec> alpha{};         ///< those that hold transparency in this kind of file
+    std::vector<Codec> beside{};        ///< more that clips' packets may have
 };
 
 const std::vector<CodecFacts>& codecTable();
@@ -47,6 +57,8 @@ const CodecFacts& factsOf(Codec codec);
 const std::vector<MovieKind>& movieKinds();
 /// The kind of file that `output` names by its ending; null when it is no movie.
 const MovieKind* movieKindOf(const std::string& output);
+/// The same for an output that has to be one. Throws MediaError (badRequest).
+const MovieKind& movieKindFor(const std::string& output);
 /// ".mp4, .mov and .webm": the endings of all kinds, or of those that hold 10 bits, the last one after
 /// `last`.
 std::string movieEndings(const char* last, bool tenBits = false);

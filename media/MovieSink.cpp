@@ -10,10 +10,10 @@
 #include <system_error>
 #include <vector>
 
+#include "media/Codecs.h"
 #include "media/Probe.h"
 #include "media/Reader.h"
 #include "media/Staging.h"
-#include "media/detail/Container.h"
 #include "media/detail/CopyCheck.h"
 #include "media/detail/EncodedCount.h"
 #include "media/detail/IndexCheck.h"
@@ -39,11 +39,18 @@ struct SoundPiece {
 // Pieces, each the sound of a picture, that may wait. The packets of as many pictures wait for them in turn.
 constexpr size_t kSoundQueueDepth = 16;
 
+SoundCoding soundCodingOf(const WriterSettings& settings, const MovieKind& kind) {
+    if (settings.soundCodec == SoundCodec::pcm)
+        return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
+    if (settings.soundCodec == SoundCodec::flac) return {"flac", 0};
+    return kind.sound;
+}
+
 class MovieSink final : public Sink {
   public:
     // Delegating, so that the destructor closes the muxer when a step of the opening throws.
     MovieSink(const std::string& output, const WriterSettings& settings)
-        : MovieSink(output, settings, containerOf(output)) {
+        : MovieSink(output, settings, movieKindFor(output)) {
         openMuxer();
         if (settings_.piece != Piece::sound) openVideo();
         if (settings_.sound) openAudio();
@@ -91,10 +98,10 @@ class MovieSink final : public Sink {
     void endUnused() noexcept;
     void checkHeader(const PacketFileReader& piece, const std::string& file,
                      const AVCodecContext& codec) const;
-    MovieSink(const std::string& output, const WriterSettings& settings, const Container& container)
+    MovieSink(const std::string& output, const WriterSettings& settings, const MovieKind& kind)
         : output_(output),
           settings_(settings),
-          container_(container),
+          kind_(kind),
           colour_(movieColourOf(output, settings)),
           file_(settings.piece == Piece::none ? output : settings.pieceFile, settings.force) {}
     [[noreturn]] void failed(const char* what, int error) const;
@@ -102,7 +109,7 @@ class MovieSink final : public Sink {
 
     const std::string output_;
     const WriterSettings settings_;
-    const Container& container_;
+    const MovieKind& kind_;
     const MovieColour colour_;
     StagedFile file_;
     AVFormatContext* muxer_ = nullptr;
@@ -140,7 +147,7 @@ void MovieSink::option(int set) const {
 }
 
 void MovieSink::openMuxer() {
-    const int made = avformat_alloc_output_context2(&muxer_, nullptr, container_.muxer, nullptr);
+    const int made = avformat_alloc_output_context2(&muxer_, nullptr, kind_.muxer, nullptr);
     if (made < 0) failed("this FFmpeg cannot write such files", made);
     // Nothing of the moment goes into the file: the same pictures give the same bytes.
     muxer_->flags |= AVFMT_FLAG_BITEXACT;
@@ -173,7 +180,7 @@ void MovieSink::openVideo() {
 }
 
 std::unique_ptr<SoundEncoder> MovieSink::makeAudio(int64_t first, SoundEncoder::Emit emit) const {
-    const SoundCoding coding = soundCodingOf(settings_, container_);
+    const SoundCoding coding = soundCodingOf(settings_, kind_);
     return std::make_unique<SoundEncoder>(output_, settings_, coding.encoder, coding.bits, first,
                                           std::move(emit));
 }
@@ -244,7 +251,7 @@ void MovieSink::writeHeader() {
     // The sound encoder's lead-in lies before time 0 and is marked to be skipped; moving everything up for
     // its sake would part sound and picture by as much.
     muxer_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
-    if (container_.faststart) option(av_dict_set(&options, "movflags", "+faststart", 0));
+    if (kind_.faststart) option(av_dict_set(&options, "movflags", "+faststart", 0));
     const int written = avformat_write_header(muxer_, &options);
     av_dict_free(&options);
     if (written < 0) failed("its header cannot be written", written);
@@ -276,7 +283,7 @@ void MovieSink::muxSound(AVPacket& packet) {
 /// Takes the packet over; its times are counted in `base`.
 void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
     // The WebM muxer states the lead-in of Opus, but leaves it to us to begin it at time 0.
-    if (&stream == audioStream_ && container_.webm()) {
+    if (&stream == audioStream_ && kind_.muxer == std::string_view("webm")) {
         packet.pts += soundLead_;
         packet.dts += soundLead_;
     }
@@ -285,7 +292,7 @@ void MovieSink::mux(AVPacket& packet, AVRational base, const AVStream& stream) {
     // The muxer orders packets by their times, whichever thread is the first to hand one over.
     const std::lock_guard lock(muxing_);
     const bool single = &stream == audioStream_ && settings_.soundCodec == SoundCodec::pcm;
-    if (container_.faststart) index_.note(packet, single ? packet.duration : 1);
+    if (kind_.faststart) index_.note(packet, single ? packet.duration : 1);
     const int written = av_interleaved_write_frame(muxer_, &packet);
     if (written < 0) failed("cannot be written", written);
     // The buffered writer remembers trouble of the disk that no return value told.
@@ -376,7 +383,7 @@ void MovieSink::complete() {
     // Copies first: when they turn out wrong, all can still be encoded.
     if (settings_.copies) checkCopies(output_, file_.descriptor(), settings_);
     // Nor does the library tell of a single allocation that failed in its index.
-    if (container_.faststart && !index_.holds(*bytes_, *muxer_))
+    if (kind_.faststart && !index_.holds(*bytes_, *muxer_))
         throw MediaError(MediaErrorCode::encoding, output_,
                          "its index does not lead to its pictures; memory may be short, run again");
     file_.commit();

@@ -52,11 +52,6 @@ constexpr bool isLargeDeep(bool deep, int width, int height) noexcept {
     return deep && isLarge(width, height);
 }
 
-/// How many pictures may wait between two threads: `usual`, or `few` of large ones of more than 8 bits.
-constexpr size_t mayWait(bool deep, int width, int height, size_t usual, size_t few) noexcept {
-    return isLargeDeep(deep, width, height) && usual > few ? few : usual;
-}
-
 /// Black and nominal white of a deep picture's colours: the limited range of 16-bit signals, 256 times the 16
 /// and 235 of 8 bits and 64 times the 64 and 940 of 10. Luma codes 1 to 254 of 8 bits and their whole range
 /// of 10 go there and back unchanged.

@@ -29,9 +29,8 @@ constexpr double kAhead = 2;
 
 AVCodecID codecOf(const std::string& output) {
     const MovieKind* kind = movieKindOf(output);
-    // AVI counts no samples that decoders are to leave out.
-    if (kind == nullptr || std::string_view(kind->muxer) == "avi") return AV_CODEC_ID_NONE;
-    return std::string_view(kind->muxer) == "webm" ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC;
+    const std::string_view encoder = kind != nullptr ? kind->sound.encoder : "";
+    return encoder == "libopus" ? AV_CODEC_ID_OPUS : encoder == "aac" ? AV_CODEC_ID_AAC : AV_CODEC_ID_NONE;
 }
 
 /// The plain kind of AAC with this rate and these channels, ISO/IEC 14496-3, 1.6.2.1: what the encoder

@@ -1,9 +1,9 @@
-#include "media/detail/Container.h"
-
+// Whether a movie can be written as its settings ask, before anything is made.
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <string_view>
 
+#include "media/Codecs.h"
 #include "media/Probe.h"
 #include "media/Staging.h"
 #include "media/detail/Sink.h"
@@ -11,34 +11,8 @@
 
 namespace tumblewash::media {
 
-namespace {
-
-constexpr std::array kContainers{
-    Container{".mp4", "mp4", {"aac", 192'000}, true},
-    Container{".mov", "mov", {"aac", 192'000}, true},
-    Container{".mkv", "matroska", {"aac", 192'000}, false},
-    Container{".webm", "webm", {"libopus", 128'000}, false},
-    Container{".avi", "avi", {"pcm_s16le", 0}, false},
-};
-
-}  // namespace
-
-const Container& containerOf(const std::string& output) {
-    for (const Container& container : kContainers)
-        if (output.size() > std::strlen(container.ending) && output.ends_with(container.ending))
-            return container;
-    throw MediaError(MediaErrorCode::badRequest, output, "is not a movie that this program can write");
-}
-
-SoundCoding soundCodingOf(const WriterSettings& settings, const Container& container) {
-    if (settings.soundCodec == SoundCodec::pcm)
-        return {settings.soundBits > 16 ? "pcm_s24le" : "pcm_s16le", 0};
-    if (settings.soundCodec == SoundCodec::flac) return {"flac", 0};
-    return container.sound;
-}
-
 void checkMovie(const std::string& output, const WriterSettings& settings) {
-    const Container& container = containerOf(output);
+    const MovieKind& kind = movieKindFor(output);
     const auto refuse = [&](const std::string& why) {
         throw MediaError(MediaErrorCode::badRequest, output, why);
     };
@@ -49,15 +23,16 @@ void checkMovie(const std::string& output, const WriterSettings& settings) {
         refuse("movies need even sides, not " + std::to_string(settings.width) + "x" +
                std::to_string(settings.height) + "; round the size");
     checkVideo(output, settings);
-    if (!settings.chapters.empty() && !movieKindOf(output)->chapters)
-        refuse(std::string(container.ending) + " files hold no chapters; leave out --chapters");
+    if (!settings.chapters.empty() && !kind.chapters)
+        refuse(std::string(kind.ending) + " files hold no chapters; leave out --chapters");
     constexpr std::array opusRates{8000, 12000, 16000, 24000, 48000};
     constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
                                   24000, 22050, 16000, 12000, 11025, 8000};
     const auto known = [&](const auto& rates) {
         return std::find(rates.begin(), rates.end(), settings.sampleRate) != rates.end();
     };
-    if (settings.sound && !(container.webm() ? known(opusRates) : known(aacRates)))
+    if (settings.sound &&
+        !(kind.sound.encoder == std::string_view("libopus") ? known(opusRates) : known(aacRates)))
         refuse("its sound encoder does not take " + std::to_string(settings.sampleRate) +
                " samples a second; use 48000");
     checkTarget(settings.piece == Piece::none ? output : settings.pieceFile, settings.force);
